@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string_view>
+
+#include "platform/value.h"
+
+namespace host {
+
+/// Something that happened, for whoever tells of it: a timeline, a trace, an expectation.
+struct Event {
+  std::chrono::nanoseconds time{};  ///< by the phone's clock, from its first start
+  std::string_view actor;           ///< "platform", "app", "module", "keychain", "backend", "scenario", …
+  std::string_view what;            ///< a word for the kind of event, unique within its actor
+  platform::Value details = platform::Value::dictionary({});
+};
+
+/// Called on the thread on which it happened; must be safe from several at once.
+using EventSink = std::function<void(const Event&)>;
+
+}  // namespace host

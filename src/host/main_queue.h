@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <queue>
+#include <vector>
+
+#include "host/clock.h"
+
+namespace host {
+
+/// A process's main queue. Any thread puts work in; the thread that turns it is the main thread.
+///
+/// Virtual time stands still while outside work (a request in flight, its handler included) is going on: advance()
+/// waits for it before it moves on to the next timer. So a run gives the same times however slow the network is.
+class MainQueue {
+ public:
+  using Work = std::function<void()>;
+
+  explicit MainQueue(Clock& clock) : clock_(clock) {}
+
+  void async(Work work) { after(std::chrono::nanoseconds::zero(), std::move(work)); }
+  void after(std::chrono::nanoseconds delay, Work work);
+
+  /// Runs what is due, waits for outside work and runs what that brought, until neither is left. Timers stay.
+  void runUntilIdle() { runUntil(clock_.now()); }
+  /// Lets `duration` pass, running every timer at its time; ends idle.
+  void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
+
+  void beginOutsideWork();
+  void endOutsideWork();
+
+ private:
+  struct Item {
+    std::chrono::nanoseconds due;
+    std::uint64_t order;
+    Work work;
+  };
+  struct Later {
+    bool operator()(const Item& left, const Item& right) const {
+      return left.due != right.due ? left.due > right.due : left.order > right.order;
+    }
+  };
+  void runUntil(std::chrono::nanoseconds target);
+  bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
+
+  Clock& clock_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::priority_queue<Item, std::vector<Item>, Later> items_;
+  std::uint64_t nextOrder_ = 0;
+  int outsideWork_ = 0;
+};
+
+}  // namespace host

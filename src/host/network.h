@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace host {
+
+class Process;
+
+/// What a phone's configuration says about connections. There is no way to switch the verification of certificates off.
+struct NetworkPolicy {
+  std::filesystem::path certificateAuthorities;      ///< a PEM file trusted beside the system's own; empty for none
+  std::vector<std::string> clearTextHosts;           ///< hosts besides loopback to which http is allowed
+  std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
+};
+
+/// The program's one network: a single thread moves the bytes of all sessions of all processes, a small pool of
+/// threads runs the handlers, one at a time and in order for each session. Threads start with the first request.
+class Network {
+ public:
+  Network();
+  Network(const Network&) = delete;
+  Network& operator=(const Network&) = delete;
+  ~Network();
+
+  /// Ends the transfers of a process without running their handlers; returns when none of its handlers is running.
+  void cancelAll(Process& process);
+
+  class Implementation;
+  [[nodiscard]] Implementation& implementation() { return *implementation_; }
+
+ private:
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace host

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "host/event.h"
+#include "host/main_queue.h"
+#include "host/network.h"
+
+namespace host {
+
+class CoreLibrary;  // host/core_library.h
+
+/// One launch of an application on a simulated phone. Everything process-wide lives in its slots; ending it ends them
+/// in reverse order of their making. It is current on a thread inside a ProcessScope.
+class Process {
+ public:
+  struct Environment {
+    Clock& clock;
+    Network& network;
+    NetworkPolicy networkPolicy = {};
+    EventSink sink = {};  ///< may be empty
+  };
+
+  explicit Process(Environment environment);
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+  /// Cancels the requests in flight (their handlers do not run), then ends the slots.
+  ~Process();
+
+  /// The process of this thread; having none is a programming error that ends the program.
+  static Process& current();
+
+  [[nodiscard]] MainQueue& mainQueue() { return mainQueue_; }
+  [[nodiscard]] Clock& clock() { return environment_.clock; }
+  [[nodiscard]] Network& network() { return environment_.network; }
+  [[nodiscard]] const NetworkPolicy& networkPolicy() const { return environment_.networkPolicy; }
+  [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
+  void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
+
+  [[nodiscard]] bool hasListener() const { return static_cast<bool>(environment_.sink); }
+  void tell(std::string_view actor, std::string_view what, platform::Value details);
+
+  void* slot(const void* key, void* (*make)(), void (*destroy)(void*));
+
+ private:
+  struct Slot;
+  Slot& findSlot(const void* key);
+
+  Environment environment_;
+  MainQueue mainQueue_;
+  std::shared_ptr<CoreLibrary> coreLibrary_;
+  static constexpr std::size_t slotCount = 256;
+  std::unique_ptr<std::atomic<Slot*>[]> slots_;  // open addressing by key; entries are never removed
+  std::mutex makingMutex_;
+  std::vector<Slot*> made_;
+};
+
+/// Makes a process current on this thread and drains this thread's autoreleased objects at its end.
+class ProcessScope {
+ public:
+  explicit ProcessScope(Process& process);
+  ProcessScope(const ProcessScope&) = delete;
+  ProcessScope& operator=(const ProcessScope&) = delete;
+  ~ProcessScope();
+
+ private:
+  Process* previous_;
+  void* pool_;
+};
+
+}  // namespace host

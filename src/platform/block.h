@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "platform/objc.h"
+#include "platform/reference.h"
+
+namespace platform {
+
+// A block is an object with code and captured state. Methods pass it as a bare BlockPtr; whoever keeps it holds a
+// Block. Two handles are the same block exactly when they are the same pointer.
+//
+// These three are the backend's.
+/// A new block, owned by the caller, whose code is `invoke` and with room for `size` bytes (alignment of max_align_t)
+/// of captured state, which `dispose` ends.
+id blockCreate(IMP invoke, std::size_t size, void (*dispose)(void* state));
+IMP blockInvoke(id block);
+void* blockState(id block);
+
+template <class Signature>
+struct BlockObject;
+/// A block as methods take and give it: a bare, possibly null handle. Encoded "@?".
+template <class Signature>
+using BlockPtr = BlockObject<Signature>*;
+
+template <class Signature>
+id blockId(BlockPtr<Signature> block) {
+  return reinterpret_cast<id>(block);
+}
+
+/// Calls a block, which must not be null: as on the platform, calling a null block is a programming error.
+template <class R, class... A, class... Args>
+R invoke(BlockPtr<R(A...)> block, Args&&... args) {
+  const auto code = reinterpret_cast<R (*)(id, A...)>(blockInvoke(blockId(block)));
+  return code(blockId(block), static_cast<A>(std::forward<Args>(args))...);
+}
+
+template <class Signature>
+class Block;
+
+/// Owns a reference to a block, or none. Copies share the one block and its captured state.
+template <class R, class... A>
+class Block<R(A...)> {
+ public:
+  using Pointer = BlockPtr<R(A...)>;
+
+  Block() = default;
+  explicit Block(Pointer block) : object_(blockId(block)) {}
+  template <class F>
+  requires std::is_invocable_r_v<R, F&, A...>
+  explicit Block(F function) {
+    static_assert(alignof(F) <= alignof(std::max_align_t));
+    constexpr auto code = [](id self, A... args) -> R { return (*static_cast<F*>(blockState(self)))(args...); };
+    constexpr auto dispose = [](void* state) { std::destroy_at(static_cast<F*>(state)); };
+    R (*const plain)(id, A...) = code;
+    object_ = Strong::adopt(blockCreate(reinterpret_cast<IMP>(plain), sizeof(F), dispose));
+    new (blockState(object_.get())) F(std::move(function));
+  }
+
+  [[nodiscard]] Pointer get() const { return reinterpret_cast<Pointer>(object_.get()); }
+  explicit operator bool() const { return static_cast<bool>(object_); }
+  R operator()(A... args) const { return invoke(get(), args...); }
+
+ private:
+  Strong object_;
+};
+
+}  // namespace platform

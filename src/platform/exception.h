@@ -1,0 +1,33 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "platform/objc.h"
+
+namespace platform {
+
+inline constexpr const char* invalidArgumentException = "NSInvalidArgumentException";
+inline constexpr const char* rangeException = "NSRangeException";
+
+/// The platform's exception object. Its "%@" text is its reason. Everything the platform raises is one of these;
+/// nothing else is caught by code that guards against the platform.
+class Exception : public std::exception {
+ public:
+  Exception(std::string name, std::string reason) : name_(std::move(name)), reason_(std::move(reason)) {}
+
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  [[nodiscard]] const std::string& reason() const noexcept { return reason_; }
+  [[nodiscard]] const char* what() const noexcept override { return reason_.c_str(); }
+
+ private:
+  std::string name_;
+  std::string reason_;
+};
+
+/// "-[className selector]: unrecognized selector sent to instance 0x…" ("+[…" and "class" for a class's own method).
+[[noreturn]] void raiseUnrecognizedSelector(const char* className, const char* selector, const void* receiver,
+                                            bool isClassMethod = false);
+
+}  // namespace platform

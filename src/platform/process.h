@@ -1,0 +1,24 @@
+#pragma once
+
+namespace platform {
+
+// What the platform calls process-wide: shared instances, once-guards, file-level statics. Nothing of the module lives
+// in a C++ global; it lives here, and a new process (a new launch of a phone) starts without it.
+namespace Process {
+
+/// The slot named by the address `key` in the current process, made by `make` on the first call under a once-only
+/// guard and ended by `destroy` with the process. Safe from any thread; `make` may ask for other slots.
+/// Having no current process on this thread is a programming error.
+void* slot(const void* key, void* (*make)(), void (*destroy)(void*));
+
+/// The one T of the current process, made with T() on the first call.
+template <class T>
+T& shared() {
+  static constexpr char key = 0;
+  return *static_cast<T*>(slot(
+      &key, [] { return static_cast<void*>(new T()); }, [](void* object) { delete static_cast<T*>(object); }));
+}
+
+}  // namespace Process
+
+}  // namespace platform

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <type_traits>
+
+#include "platform/block.h"
+#include "platform/objc.h"
+
+namespace platform {
+
+template <class T>
+inline constexpr bool isBlockPtr = false;
+template <class S>
+inline constexpr bool isBlockPtr<BlockObject<S>*> = true;
+
+/// The type encoding letter of a C++ type, as the platform documents encodings (64-bit).
+template <class T>
+consteval const char* encodingOf() {
+  using U = std::remove_cv_t<T>;
+  if constexpr (std::is_enum_v<U>) {
+    return encodingOf<std::underlying_type_t<U>>();
+  } else if constexpr (std::is_void_v<U>) {
+    return "v";
+  } else if constexpr (std::is_same_v<U, bool>) {
+    return "B";
+  } else if constexpr (std::is_integral_v<U>) {
+    constexpr bool isSigned = std::is_signed_v<U>;
+    switch (sizeof(U)) {
+      case 1: return isSigned ? "c" : "C";
+      case 2: return isSigned ? "s" : "S";
+      case 4: return isSigned ? "i" : "I";
+      default: return isSigned ? "q" : "Q";
+    }
+  } else if constexpr (std::is_same_v<U, float>) {
+    return "f";
+  } else if constexpr (std::is_same_v<U, double>) {
+    return "d";
+  } else if constexpr (std::is_same_v<U, id>) {
+    return "@";
+  } else if constexpr (std::is_same_v<U, Class>) {
+    return "#";
+  } else if constexpr (std::is_same_v<U, SEL>) {
+    return ":";
+  } else if constexpr (std::is_same_v<U, const char*> || std::is_same_v<U, char*>) {
+    return "*";
+  } else {
+    static_assert(std::is_pointer_v<U>, "a method takes and gives scalars, pointers and objects");
+    return isBlockPtr<U> ? "@?" : "^v";
+  }
+}
+
+/// The whole encoding of a method `R (id, SEL, A...)`: "v@:@" and the like, without frame offsets.
+template <class R, class... A>
+inline constexpr auto methodEncoding = [] {
+  std::array<char, 2 * (sizeof...(A) + 1) + 3> text{};
+  std::size_t length = 0;
+  const auto append = [&](const char* part) {
+    while (*part != '\0') text[length++] = *part++;
+  };
+  append(encodingOf<R>());
+  append("@:");
+  (append(encodingOf<A>()), ...);
+  return text;
+}();
+
+struct MethodCall {
+  id receiver;  ///< may differ from the one asked: a forwarding target
+  IMP implementation;
+};
+
+/// The backend's look-up behind send(): which code runs for `selector` on the non-null `receiver`. `types` is the
+/// encoding by which the caller will call it. Raises NSInvalidArgumentException when nothing answers
+/// ("unrecognized selector") or when the method is declared with other types.
+MethodCall methodForCall(id receiver, SEL selector, const char* types);
+
+template <class Signature>
+struct Sender;
+template <class R, class... A>
+struct Sender<R(A...)> {
+  static R send(id receiver, SEL selector, A... args) {
+    if (receiver == nullptr) return R();
+    const MethodCall call = methodForCall(receiver, selector, methodEncoding<R, A...>.data());
+    return reinterpret_cast<R (*)(id, SEL, A...)>(call.implementation)(call.receiver, selector, args...);
+  }
+};
+
+/// Sends a message: `send<long(id)>(receiver, selector, argument)`. A null receiver answers zero.
+template <class Signature, class... Args>
+auto send(id receiver, SEL selector, Args... args) {
+  return Sender<Signature>::send(receiver, selector, args...);
+}
+
+/// To a class, as the receiver of its class methods.
+inline id classObject(Class cls) { return reinterpret_cast<id>(cls); }
+
+template <class R, class... A>
+IMP implementationOf(R (*function)(id, SEL, A...)) {
+  return reinterpret_cast<IMP>(function);
+}
+template <class R, class... A>
+constexpr const char* encodingOfFunction(R (*)(id, SEL, A...)) {
+  return methodEncoding<R, A...>.data();
+}
+
+}  // namespace platform
