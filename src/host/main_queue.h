@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
-#include <queue>
+#include <utility>
 #include <vector>
 
 #include "host/clock.h"
@@ -30,6 +30,9 @@ class MainQueue {
   /// Lets `duration` pass, running every timer at its time; ends idle.
   void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
 
+  /// Drops what has not run.
+  void discard();
+
   void beginOutsideWork();
   void endOutsideWork();
 
@@ -39,18 +42,16 @@ class MainQueue {
     std::uint64_t order;
     Work work;
   };
-  struct Later {
-    bool operator()(const Item& left, const Item& right) const {
-      return left.due != right.due ? left.due > right.due : left.order > right.order;
-    }
-  };
+  static bool isLater(const Item& left, const Item& right) {
+    return left.due != right.due ? left.due > right.due : left.order > right.order;
+  }
   void runUntil(std::chrono::nanoseconds target);
   bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
 
   Clock& clock_;
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::priority_queue<Item, std::vector<Item>, Later> items_;
+  std::vector<Item> items_;  // a heap, the next one in front
   std::uint64_t nextOrder_ = 0;
   int outsideWork_ = 0;
 };

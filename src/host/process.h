@@ -32,6 +32,7 @@ class Process {
 
   /// The process of this thread; having none is a programming error that ends the program.
   static Process& current();
+  static Process* currentOrNull();
 
   [[nodiscard]] MainQueue& mainQueue() { return mainQueue_; }
   [[nodiscard]] Clock& clock() { return environment_.clock; }

@@ -1,0 +1,56 @@
+#include "platform/dispatch.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "host/process.h"
+
+namespace platform {
+
+void dispatchAsyncOnMainQueue(std::function<void()> work) {
+  host::Process::current().mainQueue().async(std::move(work));
+}
+
+void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void()> work) {
+  host::Process::current().mainQueue().after(delay, std::move(work));
+}
+
+struct DispatchGroup::State {
+  host::MainQueue& mainQueue = host::Process::current().mainQueue();
+  std::mutex mutex;
+  std::size_t entered = 0;
+  std::vector<std::function<void()>> notifications;
+
+  void notifyWhenEmpty() {
+    if (entered != 0) return;
+    for (std::function<void()>& work : std::exchange(notifications, {})) mainQueue.async(std::move(work));
+  }
+};
+
+DispatchGroup::DispatchGroup() : state_(std::make_shared<State>()) {}
+
+void DispatchGroup::enter() const {
+  const std::lock_guard lock(state_->mutex);
+  ++state_->entered;
+}
+
+void DispatchGroup::leave() const {
+  const std::lock_guard lock(state_->mutex);
+  if (state_->entered == 0) {
+    std::fputs("a dispatch group was left more often than it was entered\n", stderr);
+    std::abort();
+  }
+  --state_->entered;
+  state_->notifyWhenEmpty();
+}
+
+void DispatchGroup::notifyOnMainQueue(std::function<void()> work) const {
+  const std::lock_guard lock(state_->mutex);
+  state_->notifications.push_back(std::move(work));
+  state_->notifyWhenEmpty();
+}
+
+}  // namespace platform

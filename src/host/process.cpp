@@ -1,0 +1,107 @@
+#include "host/process.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "host/network.h"
+#include "platform/objc.h"
+#include "platform/process.h"
+#include "platform/reference.h"
+
+namespace host {
+namespace {
+
+thread_local Process* currentProcess = nullptr;
+
+[[noreturn]] void endProgram(const char* error) {
+  std::fputs(error, stderr);
+  std::abort();
+}
+
+}  // namespace
+
+struct Process::Slot {
+  const void* key;
+  std::once_flag once;
+  std::atomic<void*> object{nullptr};
+  void (*destroy)(void*) = nullptr;
+};
+
+Process::Process(Environment environment)
+    : environment_(std::move(environment)),
+      mainQueue_(environment_.clock),
+      slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {}
+
+Process::~Process() {
+  environment_.network.cancelAll(*this);
+  const ProcessScope scope(*this);
+  {
+    const platform::AutoreleasePool pool;
+    mainQueue_.discard();
+  }
+  for (; !made_.empty(); made_.pop_back()) {
+    const platform::AutoreleasePool pool;  // drained while the classes, made first, are still there
+    Slot& slot = *made_.back();
+    slot.destroy(slot.object.load());
+  }
+  for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
+}
+
+Process& Process::current() {
+  if (currentProcess == nullptr) endProgram("no process is current on this thread\n");
+  return *currentProcess;
+}
+
+Process* Process::currentOrNull() { return currentProcess; }
+
+void Process::tell(std::string_view actor, std::string_view what, platform::Value details) {
+  if (environment_.sink) environment_.sink({clock().now(), actor, what, std::move(details)});
+}
+
+// Lock-free for a slot that exists: every shared instance is looked up on every call.
+Process::Slot& Process::findSlot(const void* key) {
+  const std::size_t start = (reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U) >> 56U;
+  for (std::size_t probe = 0; probe < slotCount; ++probe) {
+    std::atomic<Slot*>& place = slots_[(start + probe) % slotCount];
+    Slot* slot = place.load(std::memory_order_acquire);
+    if (slot == nullptr) {
+      auto made = std::make_unique<Slot>();
+      made->key = key;
+      if (place.compare_exchange_strong(slot, made.get(), std::memory_order_acq_rel)) slot = made.release();
+    }
+    if (slot->key == key) return *slot;
+  }
+  endProgram("a process has room for 256 process-wide objects\n");
+}
+
+void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*)) {
+  Slot& slot = findSlot(key);
+  if (void* object = slot.object.load(std::memory_order_acquire)) return object;
+  std::call_once(slot.once, [&] {
+    slot.destroy = destroy;
+    void* object = make();
+    const std::lock_guard lock(makingMutex_);
+    made_.push_back(&slot);
+    slot.object.store(object, std::memory_order_release);
+  });
+  return slot.object.load(std::memory_order_acquire);
+}
+
+ProcessScope::ProcessScope(Process& process)
+    : previous_(std::exchange(currentProcess, &process)), pool_(objc_autoreleasePoolPush()) {}
+
+ProcessScope::~ProcessScope() {
+  objc_autoreleasePoolPop(pool_);
+  currentProcess = previous_;
+}
+
+}  // namespace host
+
+namespace platform::Process {
+
+void* slot(const void* key, void* (*make)(), void (*destroy)(void*)) {
+  return host::Process::current().slot(key, make, destroy);
+}
+
+}  // namespace platform::Process
