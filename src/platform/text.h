@@ -25,6 +25,9 @@ class FormatArgument {
   FormatArgument(const std::optional<std::string>& text) {
     if (text) *this = FormatArgument(*text);
   }
+  FormatArgument(const std::optional<std::string_view>& text) {
+    if (text) *this = FormatArgument(*text);
+  }
   FormatArgument(const Value& value) : kind_(Kind::value), pointer_(&value) {}
   FormatArgument(const Value* value) : kind_(value == nullptr ? Kind::nil : Kind::value), pointer_(value) {}
   FormatArgument(const std::optional<Value>& value) : FormatArgument(value ? &*value : nullptr) {}

@@ -1,0 +1,76 @@
+#include "network/PLTokenManager.h"
+
+#include <utility>
+
+#include "platform/core_library.h"
+#include "platform/log.h"
+#include "platform/notification_center.h"
+#include "platform/text.h"
+
+namespace {
+
+constexpr const char* storedTokenKey = "com.tovrin.pellion.apnstoken";
+constexpr const char* trackingStatusNotification = "PLXPIIStatusUpdateNotification";
+constexpr const char* trackingStatusHandler = "personalInfoTrackingStatusUpdated:";
+
+struct Shared : platform::Singleton<PLTokenManager> {
+  Shared() {
+    platform::NotificationCenter::addObserver(platform::objectOf(get()), sel_registerName(trackingStatusHandler),
+                                              trackingStatusNotification, nullptr);
+  }
+};
+
+}  // namespace
+
+PLTokenManager& PLTokenManager::sharedInstance() { return platform::Process::shared<Shared>().get(); }
+
+void PLTokenManager::defineClass(platform::ClassFace<PLTokenManager>& face) {
+  face.method<&PLTokenManager::personalInfoTrackingStatusUpdated>(trackingStatusHandler);
+}
+
+void PLTokenManager::setAPNSToken(const platform::Value* token) {
+  const std::optional<platform::Value> stored = platform::QVKeyChainWrapper::dataForKey(storedTokenKey);
+  if (stored && token != nullptr && *stored == *token) return;
+  registerAPNSToken(token);
+}
+
+void PLTokenManager::registerAPNSToken(const platform::Value* token) {
+  if (token == nullptr) return;
+  sendTokenToServer(*token, [token = *token](bool success) {
+    if (success) platform::QVKeyChainWrapper::setData(token, storedTokenKey);
+  });
+}
+
+void PLTokenManager::sendTokenToServer(const platform::Value& token, Completion completion) {
+  platform::QVSystemProperties::getAppVersionID(
+      [this, token, completion = std::move(completion)](const std::string&) {
+        auto& properties = platform::QVSystemProperties::sharedInstance();
+        // Kept: a missing portal or project id is not replaced here and prints as (null).
+        makeRequest(
+            platform::format("%@/%@/%@", {properties.portalid(), properties.projectid(), "pushnotification/device"}),
+            platform::format("status=%@", {"register"}), Headers{{"notificationid", stringFromDeviceToken(&token)}},
+            std::nullopt, completion);
+      },
+      [](const platform::Error&) {
+        // Kept: the bare word, without the error; and the completion is never called.
+        PL_LOG(platform::pellionLog, "-[PLTokenManager sendTokenToServer:completion:]_block_invoke_2", "error");
+      });
+}
+
+void PLTokenManager::personalInfoTrackingStatusUpdated(id) {
+  const std::optional<platform::Value> stored = platform::QVKeyChainWrapper::dataForKey(storedTokenKey);
+  registerAPNSToken(stored ? &*stored : nullptr);
+}
+
+std::string PLTokenManager::stringFromDeviceToken(const platform::Value* token) const {
+  if (token == nullptr) return {};
+  constexpr std::string_view digits = "0123456789abcdef";
+  const platform::ByteView bytes = token->asBytes("bytes");
+  std::string text;
+  text.reserve(2 * bytes.size());
+  for (const std::uint8_t byte : bytes) {
+    text.push_back(digits[byte >> 4U]);
+    text.push_back(digits[byte & 0xFU]);
+  }
+  return text;
+}
