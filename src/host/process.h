@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -12,6 +13,9 @@
 namespace host {
 
 class CoreLibrary;  // host/core_library.h
+
+/// How much of the log is passed on; each level includes the ones before it.
+enum class LogLevel : std::uint8_t { none, warning, info, verbose };
 
 /// One launch of an application on a simulated phone. Everything process-wide lives in its slots; ending it ends them
 /// in reverse order of their making. It is current on a thread inside a ProcessScope.
@@ -41,6 +45,10 @@ class Process {
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
 
+  /// How much of the log somebody listens to; none until it is set.
+  [[nodiscard]] LogLevel logLevel() const noexcept { return logLevel_.load(std::memory_order_relaxed); }
+  void setLogLevel(LogLevel level) noexcept { logLevel_ = level; }
+
   [[nodiscard]] bool hasListener() const { return static_cast<bool>(environment_.sink); }
   void tell(std::string_view actor, std::string_view what, platform::Value details);
 
@@ -53,6 +61,7 @@ class Process {
   Environment environment_;
   MainQueue mainQueue_;
   std::shared_ptr<CoreLibrary> coreLibrary_;
+  std::atomic<LogLevel> logLevel_{LogLevel::none};
   static constexpr std::size_t slotCount = 256;
   std::unique_ptr<std::atomic<Slot*>[]> slots_;  // open addressing by key; entries are never removed
   std::mutex makingMutex_;

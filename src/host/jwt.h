@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/value.h"
+
+namespace host {
+
+/// A compact JSON Web Signature (RFC 7515), HS256, of `payload` under the protected header `header` (JSON text).
+std::string signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret);
+
+}  // namespace host

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+#include "platform/value.h"
+
+struct sqlite3;
+
+namespace host {
+
+/// A phone's keychain: one SQLite file, readable by its owner alone. An item is whole or absent however its writer
+/// dies, and several processes may use the file at once. Any thread.
+///
+/// A failure is what the platform's keychain makes of it, an absent item or a store that did not happen; the reason
+/// goes to `report`, one line with the file's name.
+class Keychain {
+ public:
+  using Report = std::function<void(const std::string& problem)>;
+
+  Keychain(std::filesystem::path path, Report report);
+  Keychain(const Keychain&) = delete;
+  Keychain& operator=(const Keychain&) = delete;
+  ~Keychain();
+
+  std::optional<platform::Value> data(std::string_view key);
+  bool setData(std::string_view key, const platform::Value& data);  ///< whether it is stored
+
+ private:
+  bool open();
+  bool fail(const char* what);
+
+  std::filesystem::path path_;
+  Report report_;
+  std::mutex mutex_;
+  sqlite3* database_ = nullptr;  // opened by the first use
+};
+
+}  // namespace host

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "host/configuration.h"
+#include "host/core_library.h"
+#include "host/keychain.h"
+#include "host/process.h"
+
+namespace host {
+
+/// A simulated phone with one application: what outlives the application's processes (storage, clock, configuration)
+/// and the process that is running, if any. Belongs to one thread, which is the main thread of its processes.
+class Phone {
+ public:
+  struct Options {
+    std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
+    Clock::Kind clock = Clock::Kind::virtualTime;
+    EventSink sink = {};
+    bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL lets them
+  };
+
+  /// The network must outlive the phone.
+  Phone(Network& network, Options options);
+  Phone(const Phone&) = delete;
+  Phone& operator=(const Phone&) = delete;
+  ~Phone();
+
+  /// The configuration file, which may be written by hand before the first launch.
+  [[nodiscard]] std::filesystem::path configurationPath() const;
+  /// Writes the whole configuration file; a running process takes it up at once. Raises ConfigurationError, and then
+  /// changes nothing.
+  void configure(const platform::Value& configuration);
+  /// Has the core library tell the running process that the tracking consent has changed.
+  void announceTrackingStatus();
+
+  /// Starts the application, ending a process that is still running. Raises ConfigurationError.
+  Process& launch();
+  /// Ends the process as the system ends one: nothing of it runs any more.
+  void terminate();
+  [[nodiscard]] Process* process() { return process_.get(); }
+
+  [[nodiscard]] Clock& clock() { return clock_; }
+  [[nodiscard]] Keychain& keychain() { return keychain_; }
+
+ private:
+  void tell(std::string_view actor, std::string_view what, platform::Value details);
+
+  Network& network_;
+  Options options_;
+  Clock clock_;
+  Keychain keychain_;
+  std::unique_ptr<Process> process_;
+  std::shared_ptr<ReferenceCoreLibrary> coreLibrary_;
+};
+
+}  // namespace host
