@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "host/event.h"
 #include "host/main_queue.h"
 #include "host/network.h"
+#include "platform/url_session.h"
 
 namespace host {
 
@@ -44,6 +46,10 @@ class Process {
   [[nodiscard]] const NetworkPolicy& networkPolicy() const { return environment_.networkPolicy; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
+  /// Makes the process's URL sessions; unset, they are the network's. For whoever measures or answers requests itself.
+  using SessionFactory = std::function<std::shared_ptr<platform::URLSession>()>;
+  [[nodiscard]] const SessionFactory& sessionFactory() const { return sessionFactory_; }
+  void setSessionFactory(SessionFactory factory) { sessionFactory_ = std::move(factory); }
 
   /// How much of the log somebody listens to; none until it is set.
   [[nodiscard]] LogLevel logLevel() const noexcept { return logLevel_.load(std::memory_order_relaxed); }
@@ -61,6 +67,7 @@ class Process {
   Environment environment_;
   MainQueue mainQueue_;
   std::shared_ptr<CoreLibrary> coreLibrary_;
+  SessionFactory sessionFactory_;
   std::atomic<LogLevel> logLevel_{LogLevel::none};
   static constexpr std::size_t slotCount = 256;
   std::unique_ptr<std::atomic<Slot*>[]> slots_;  // open addressing by key; entries are never removed

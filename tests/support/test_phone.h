@@ -1,0 +1,81 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/network.h"
+#include "host/phone.h"
+#include "tests/support/temporary_directory.h"
+
+namespace test {
+
+/// A configuration with every entry that a request shows, and `overrides` on top; a null value removes its key.
+inline platform::Value configuration(const std::string& serverURL, std::vector<platform::Value::Entry> overrides = {}) {
+  std::vector<platform::Value::Entry> entries{
+      {"SERVER_URL", serverURL}, {"PORTAL_ID", "portal"},    {"PROJECT_ID", "project"}, {"MAP_ID", "map"},
+      {"AP_ID", "ap"},           {"APP_VERSION_ID", "A"},    {"FRAMEWORK_ID", "F"},     {"DEVICE_ID", "D"},
+      {"ANONYMOUS_ID", "ANON"},  {"BEARER_TOKEN", "bearer"}, {"JWT_SECRET", "secret"},
+  };
+  std::erase_if(entries, [&](const platform::Value::Entry& entry) {
+    return std::ranges::any_of(overrides, [&](const auto& override_) { return override_.key == entry.key; });
+  });
+  std::erase_if(overrides, [](const platform::Value::Entry& entry) { return entry.value.isNull(); });
+  entries.insert(entries.end(), overrides.begin(), overrides.end());
+  return platform::Value::dictionary(entries);
+}
+
+/// A phone in a temporary directory that remembers its events.
+class TestPhone {
+ public:
+  explicit TestPhone(const platform::Value& configuration) : TestPhone(configuration, ownDirectory_.path()) {}
+  TestPhone(const platform::Value& configuration, std::filesystem::path storage)
+      : phone_(network_, {.storage = std::move(storage),
+                          .sink = [this](const host::Event& event) { remember(event); },
+                          .listensToLog = true}) {
+    phone_.configure(configuration);
+    phone_.launch();
+  }
+
+  host::Phone* operator->() { return &phone_; }
+
+  /// Runs `work` on the phone's main thread, then turns the main queue until nothing is left to do.
+  template <class Work>
+  void run(Work work) {
+    const host::ProcessScope scope(*phone_.process());
+    work();
+    phone_.process()->mainQueue().runUntilIdle();
+  }
+
+  /// The texts of the log lines since the last call.
+  std::vector<std::string> takeLog() {
+    std::vector<std::string> lines;
+    for (const platform::Value& details : take("log")) lines.emplace_back(details.find("text")->text());
+    return lines;
+  }
+  /// The details of the events of one kind since the last call.
+  std::vector<platform::Value> take(std::string_view what) {
+    const std::lock_guard lock(mutex_);
+    std::vector<platform::Value> found;
+    std::erase_if(events_, [&](const auto& event) {
+      if (event.first == what) found.push_back(event.second);
+      return event.first == what;
+    });
+    return found;
+  }
+
+ private:
+  void remember(const host::Event& event) {
+    const std::lock_guard lock(mutex_);
+    events_.emplace_back(event.what, event.details);
+  }
+
+  TemporaryDirectory ownDirectory_;
+  std::mutex mutex_;
+  std::vector<std::pair<std::string, platform::Value>> events_;
+  host::Network network_;
+  host::Phone phone_;
+};
+
+}  // namespace test
