@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace host {
+
+inline constexpr char32_t replacementCharacter = 0xFFFD;
+
+/// The character that begins at `at`, which moves behind it; the replacement character for broken UTF-8.
+char32_t nextCharacter(std::string_view text, std::size_t& at);
+
+bool isWhiteSpace(char32_t character);
+
+}  // namespace host

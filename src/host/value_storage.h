@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "platform/value.h"
+
+namespace platform {
+
+/// Places the texts and containers of Values in memory.
+///
+/// Right before the data that a Value points to lies its owner word, which says who is counted:
+///   0         nobody: the data is static (every empty text and container)
+///   2n + 1    a node of its own, which n Values refer to
+///   even      the address of the Document in which the data lies, together with much else
+/// Behind the entries of a dictionary that is not small lies a hash index.
+class ValueStorage {
+ public:
+  using Kind = Value::Kind;
+  using Entry = Value::Entry;
+  using OwnerWord = std::atomic<std::uintptr_t>;
+  class Document;
+
+  static Value makeText(Kind kind, std::string_view text);
+  static Value makeList(std::span<const Value> elements);
+  static Value makeDictionary(std::span<const Entry> entries);
+  static Value makeObject(id object);
+
+  static void retain(const void* data) noexcept;
+  static void release(Kind kind, const void* data) noexcept;
+  static const Value* find(std::span<const Entry> entries, std::string_view key) noexcept;
+  static const Value* find(std::span<const Entry> entries, const Value& key) noexcept;
+
+ private:
+  friend class DocumentBuilder;
+  struct Node;
+
+  static OwnerWord& ownerOf(const void* data) noexcept {
+    return *reinterpret_cast<OwnerWord*>(static_cast<char*>(const_cast<void*>(data)) - sizeof(OwnerWord));
+  }
+  static Node* makeNode(Kind kind, std::size_t count, std::size_t size);
+  static bool dropReference(const void* data) noexcept;
+  static void freeNode(Node* node) noexcept;
+  static void placeIn(Value& slot, Kind kind, std::size_t count, const void* data, bool borrowed) noexcept;
+  static std::size_t dictionarySize(std::size_t count) noexcept;
+  static std::size_t settle(Entry* entries, std::size_t count) noexcept;
+  static void settleDictionary(Value& slot) noexcept;
+};
+
+/// Builds a decoded tree in a few blocks of memory with one count. Its inner Values are borrowed: they count as no
+/// reference, so that the tree is freed without a walk; copying one out keeps the whole document.
+///
+/// Every slot is one that list(), dictionary() or the caller gave, still null.
+class DocumentBuilder {
+ public:
+  /// `sizeHint`: bytes of memory that the whole tree will probably take.
+  explicit DocumentBuilder(std::size_t sizeHint);
+  DocumentBuilder(const DocumentBuilder&) = delete;
+  DocumentBuilder& operator=(const DocumentBuilder&) = delete;
+  ~DocumentBuilder();
+
+  void text(Value& slot, std::string_view text);
+  /// The null elements, for the caller to fill.
+  Value* list(Value& slot, std::size_t count);
+  /// The null entries, for the caller to fill with string keys and values; then endDictionary() must be called.
+  Value::Entry* dictionary(Value& slot, std::size_t count);
+  /// Lets a repeated key keep its first place and its last value, and makes the index.
+  static void endDictionary(Value& slot) noexcept { ValueStorage::settleDictionary(slot); }
+
+ private:
+  void* allocate(std::size_t size);
+
+  ValueStorage::Document* document_;
+};
+
+/// Hashes with a seed of this program's run, so that nobody can prepare keys that collide.
+std::uint64_t hashText(std::string_view text) noexcept;
+std::uint64_t mixHash(std::uint64_t left, std::uint64_t right) noexcept;
+
+}  // namespace platform
