@@ -12,4 +12,6 @@ char32_t nextCharacter(std::string_view text, std::size_t& at);
 
 bool isWhiteSpace(char32_t character);
 
+constexpr char lowerASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
 }  // namespace host
