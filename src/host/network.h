@@ -8,6 +8,7 @@
 
 namespace host {
 
+class Load;
 class Process;
 
 /// What a phone's configuration says about connections. There is no way to switch the verification of certificates off.
@@ -26,13 +27,14 @@ class Network {
   Network& operator=(const Network&) = delete;
   ~Network();
 
+  /// Takes over a task that has just been resumed. Any thread.
+  void start(std::shared_ptr<Load> load);
   /// Ends the transfers of a process without running their handlers; returns when none of its handlers is running.
+  /// Any thread but those that run the process's handlers.
   void cancelAll(Process& process);
 
-  class Implementation;
-  [[nodiscard]] Implementation& implementation() { return *implementation_; }
-
  private:
+  class Implementation;
   std::unique_ptr<Implementation> implementation_;
 };
 

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace host {
+
+/// A few threads that run serial queues: the work of one queue runs one after the other, in its order; that of
+/// different queues side by side. The destructor first runs what is left.
+class HandlerPool {
+ public:
+  using Work = std::function<void()>;
+  class Queue {
+    friend class HandlerPool;
+    std::deque<Work> work_;
+    bool isScheduled_ = false;  // waits for a thread or has one
+  };
+
+  explicit HandlerPool(std::size_t threadCount);
+  HandlerPool(const HandlerPool&) = delete;
+  HandlerPool& operator=(const HandlerPool&) = delete;
+  ~HandlerPool();
+
+  void async(const std::shared_ptr<Queue>& queue, Work work);
+
+ private:
+  void run();
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::shared_ptr<Queue>> ready_;
+  bool isEnding_ = false;
+  std::vector<std::thread> threads_;
+};
+
+}  // namespace host

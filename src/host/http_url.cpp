@@ -1,0 +1,88 @@
+#include "host/http_url.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "host/ascii.h"
+#include "host/url_loading_errors.h"
+
+namespace host {
+namespace {
+
+std::string partOf(CURLU* handle, CURLUPart part, unsigned int flags = 0) {
+  char* text = nullptr;
+  if (curl_url_get(handle, part, &text, flags) != CURLUE_OK) return {};
+  const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
+  return text;
+}
+
+/// Lower case; empty for a relative reference.
+std::string schemeOf(std::string_view text) {
+  const std::size_t end = text.find_first_of(":/?#");
+  return end != std::string_view::npos && text[end] == ':' ? asciiLowercase(text.substr(0, end)) : std::string();
+}
+
+bool isHTTP(std::string_view scheme) { return scheme == "http" || scheme == "https"; }
+
+/// libcurl takes one to three slashes before a host; RFC 3986 takes two.
+bool hasAuthority(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  return text.substr(colon + 1, 2) == "//" && text.substr(colon + 3, 1) != "/";
+}
+
+}  // namespace
+
+HTTPURL::HTTPURL(Handle handle)
+    : handle_(std::move(handle)),
+      scheme_(partOf(handle_.get(), CURLUPART_SCHEME)),
+      host_(asciiLowercase(partOf(handle_.get(), CURLUPART_HOST))),
+      port_(partOf(handle_.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT)) {
+  if (host_.starts_with('[') && host_.ends_with(']')) host_ = host_.substr(1, host_.size() - 2);
+}
+
+std::optional<HTTPURL> HTTPURL::parse(const platform::URL& url) {
+  const std::string& text = url.absoluteString();
+  if (!isHTTP(schemeOf(text)) || !hasAuthority(text)) return std::nullopt;
+  Handle handle(curl_url());
+  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS) != CURLUE_OK) return std::nullopt;
+  curl_url_set(handle.get(), CURLUPART_USER, nullptr, 0);
+  curl_url_set(handle.get(), CURLUPART_PASSWORD, nullptr, 0);
+  return HTTPURL(std::move(handle));
+}
+
+bool HTTPURL::isLoopback() const {
+  in_addr v4{};
+  if (inet_pton(AF_INET, host_.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;
+  in6_addr v6{};
+  if (inet_pton(AF_INET6, host_.c_str(), &v6) == 1) return IN6_IS_ADDR_LOOPBACK(&v6);
+  return host_ == "localhost";
+}
+
+bool HTTPURL::hasSameOrigin(const HTTPURL& other) const {
+  return scheme_ == other.scheme_ && host_ == other.host_ && port_ == other.port_;
+}
+
+std::optional<platform::URL> HTTPURL::resolve(std::string_view reference) const {
+  const Handle resolved(curl_url_dup(handle_.get()));
+  const unsigned int flags = CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE;
+  if (curl_url_set(resolved.get(), CURLUPART_URL, std::string(reference).c_str(), flags) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  return platform::URL::URLWithString(partOf(resolved.get(), CURLUPART_URL));
+}
+
+std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
+                                                     const NetworkPolicy& policy) {
+  if (!url || !isHTTP(schemeOf(url->absoluteString()))) return urlError(URLErrorCode::unsupportedURL, url);
+  std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
+  if (!parsed) return urlError(URLErrorCode::badURL, url);
+  const auto isNamed = [&](const std::string& allowed) { return asciiLowercase(allowed) == parsed->host(); };
+  if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {
+    return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);
+  }
+  return std::move(*parsed);
+}
+
+}  // namespace host

@@ -1,0 +1,87 @@
+#include "host/load.h"
+
+#include <utility>
+#include <variant>
+
+#include "host/content_encoding.h"
+#include "host/redirect.h"
+#include "host/url_loading_errors.h"
+#include "host/wire_fields.h"
+
+namespace host {
+
+CURL* Load::fail(platform::Error error) {
+  error_ = std::move(error);
+  return nullptr;
+}
+
+CURL* Load::begin(TrustStores& trustStores) {
+  const platform::URLRequest& request = task_.request;
+  const NetworkPolicy& policy = process().networkPolicy();
+  auto url = admissibleURL(request.url, policy);
+  if (auto* error = std::get_if<platform::Error>(&url)) return fail(std::move(*error));
+  if (auto fault = wireFault(request)) return fail(urlError(URLErrorCode::unknown, request.url, *fault));
+  X509_STORE* trust = nullptr;
+  if (std::get<HTTPURL>(url).isEncrypted()) {
+    const TrustStores::Store& store = trustStores.find(policy.certificateAuthorities);
+    if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
+    trust = store.certificates.get();
+  }
+  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust);
+  return transfer_->handle();
+}
+
+Transfer::Time Load::deadline() const { return transfer_->lastProgress() + process().networkPolicy().requestTimeout; }
+
+bool Load::end(CURLcode result) {
+  const std::unique_ptr<Transfer> transfer = std::move(transfer_);
+  platform::URLRequest& request = task_.request;
+  response_ = transfer->response();
+  if (transfer->isTooLong()) {
+    error_ = urlError(URLErrorCode::dataLengthExceedsMaximum, request.url);
+  } else if (result != CURLE_OK) {
+    error_ = transferError(result, transfer->verifyResult(), request.url);
+  } else if (!response_) {
+    error_ = urlError(URLErrorCode::cannotParseResponse, request.url);
+  } else {
+    auto step = nextStep(request, *response_, redirects_, process().networkPolicy());
+    if (auto* next = std::get_if<platform::URLRequest>(&step)) {
+      request = std::move(*next);
+      ++redirects_;
+      return true;
+    }
+    if (auto* error = std::get_if<platform::Error>(&step)) {
+      error_ = std::move(*error);
+    } else {
+      body_ = transfer->takeBody();
+    }
+  }
+  return false;
+}
+
+void Load::decodeBody() {
+  const std::string* contentEncoding = response_->headers.find("Content-Encoding");
+  if (contentEncoding == nullptr) return;
+  auto decoded = decodeContent(std::move(body_), *contentEncoding, Transfer::maximumBodySize);
+  if (auto* body = std::get_if<std::string>(&decoded)) {
+    body_ = std::move(*body);
+  } else {
+    const bool isTooLong = std::get<DecodingFailure>(decoded) == DecodingFailure::tooLong;
+    error_ = urlError(isTooLong ? URLErrorCode::dataLengthExceedsMaximum : URLErrorCode::cannotDecodeRawData,
+                      response_->url);
+  }
+}
+
+void Load::deliver() {
+  const ProcessScope scope(process());
+  if (!isCancelled()) {
+    if (!error_) decodeBody();
+    std::optional<platform::Value> data;
+    if (!error_) data = platform::Value::bytes(body_);
+    body_ = {};
+    task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
+  }
+  task_.handler = nullptr;
+}
+
+}  // namespace host

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/handler_pool.h"
+#include "host/process.h"
+#include "host/transfer.h"
+#include "host/trust_store.h"
+#include "platform/url_session.h"
+
+namespace host {
+
+/// One resumed task: a chain of transfers on the network thread, then its handler on its session's queue.
+class Load {
+ public:
+  struct Task {
+    Process& process;  ///< the session's; outlives the load, because its end waits for it
+    std::shared_ptr<HandlerPool::Queue> queue;
+    platform::URLRequest request;
+    platform::URLSession::DataTaskHandler handler;
+    float priority;
+  };
+
+  explicit Load(Task task) : task_(std::move(task)) {}
+
+  [[nodiscard]] Process& process() const { return task_.process; }
+  [[nodiscard]] const std::shared_ptr<HandlerPool::Queue>& queue() const { return task_.queue; }
+  [[nodiscard]] float priority() const { return task_.priority; }
+
+  /// Any thread: the handler will not run, unless it already does.
+  void cancel() { isCancelled_ = true; }
+  [[nodiscard]] bool isCancelled() const { return isCancelled_; }
+
+  // The network thread.
+  /// Makes the next transfer; null when the load has failed instead.
+  CURL* begin(TrustStores& trustStores);
+  /// When the transfer times out, unless it makes progress before.
+  [[nodiscard]] Transfer::Time deadline() const;
+  /// Takes the transfer's end; true when another transfer follows.
+  bool end(CURLcode result);
+  void drop() { transfer_.reset(); }
+
+  /// A handler thread, once: runs the handler, unless cancelled, and releases it, in the process's scope.
+  void deliver();
+
+ private:
+  CURL* fail(platform::Error error);
+  void decodeBody();
+
+  Task task_;
+  std::atomic<bool> isCancelled_ = false;
+  std::unique_ptr<Transfer> transfer_;
+  int redirects_ = 0;
+  std::optional<platform::HTTPURLResponse> response_;
+  std::string body_;
+  std::optional<platform::Error> error_;
+};
+
+}  // namespace host

@@ -1,0 +1,233 @@
+#include "host/network.h"
+
+#include <curl/curl.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <set>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "host/handler_pool.h"
+#include "host/load.h"
+#include "host/process.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t maximumTransfers = 256;  // each takes a descriptor or two; the others wait
+constexpr std::size_t handlerThreads = 4;
+
+void initializeLibcurl() {
+  static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
+  if (done != CURLE_OK) throw std::bad_alloc();
+}
+
+}  // namespace
+
+// A load is in `loads_` from its start until its handler has run or has been released unrun; waiting for a process to
+// have none there is all that ending takes. Everything below run() belongs to the network thread.
+class Network::Implementation {
+ public:
+  Implementation() : multi_((initializeLibcurl(), curl_multi_init())) {
+    if (!multi_) throw std::bad_alloc();
+  }
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  ~Implementation();
+
+  void start(std::shared_ptr<Load> load);
+  void cancelAll(const Process& process);
+
+ private:
+  struct Cleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  };
+  using Loads = std::set<std::shared_ptr<Load>>;
+
+  void cancelAll(const Process& process, std::unique_lock<std::mutex>& lock);
+  void run();
+  bool takeIncoming();
+  void dropCancelled();
+  void admitWaiting();
+  void waitForProgress();
+  void collectEnded();
+  void endOverdue();
+  void begin(const std::shared_ptr<Load>& load);
+  void end(CURL* handle, CURLcode result);
+  void deliver(std::shared_ptr<Load> load);
+
+  std::unique_ptr<CURLM, Cleanup> multi_;
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  std::unordered_map<const Process*, Loads> loads_;
+  std::set<const Process*> cancelling_;
+  std::vector<std::shared_ptr<Load>> incoming_;
+  bool isEnding_ = false;
+
+  TrustStores trustStores_;
+  std::multimap<float, std::shared_ptr<Load>, std::greater<>> waiting_;  // by priority, then in order
+  std::unordered_map<CURL*, std::shared_ptr<Load>> active_;
+
+  std::unique_ptr<HandlerPool> handlers_;
+  std::thread thread_;
+};
+
+Network::Implementation::~Implementation() {
+  {
+    std::unique_lock lock(mutex_);
+    while (!loads_.empty()) cancelAll(*loads_.begin()->first, lock);
+    isEnding_ = true;
+  }
+  curl_multi_wakeup(multi_.get());
+  if (thread_.joinable()) thread_.join();
+}
+
+void Network::Implementation::start(std::shared_ptr<Load> load) {
+  const Process& process = load->process();
+  load->process().mainQueue().beginOutsideWork();
+  const std::lock_guard lock(mutex_);
+  if (!thread_.joinable()) {
+    handlers_ = std::make_unique<HandlerPool>(handlerThreads);
+    thread_ = std::thread([this] { run(); });
+  }
+  if (cancelling_.contains(&process)) load->cancel();
+  loads_[&process].insert(load);
+  incoming_.push_back(std::move(load));
+  curl_multi_wakeup(multi_.get());
+}
+
+void Network::Implementation::cancelAll(const Process& process) {
+  std::unique_lock lock(mutex_);
+  cancelAll(process, lock);
+}
+
+void Network::Implementation::cancelAll(const Process& process, std::unique_lock<std::mutex>& lock) {
+  const auto found = loads_.find(&process);
+  if (found == loads_.end()) return;
+  cancelling_.insert(&process);  // a handler that still runs may start another load
+  for (const std::shared_ptr<Load>& load : found->second) load->cancel();
+  curl_multi_wakeup(multi_.get());
+  ended_.wait(lock, [&] { return !loads_.contains(&process); });
+  cancelling_.erase(&process);
+}
+
+void Network::Implementation::run() {
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);  // a lost connection is an error of its transfer, not the program's end
+  pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
+  while (takeIncoming()) {
+    dropCancelled();
+    admitWaiting();
+    waitForProgress();
+    int running = 0;
+    curl_multi_perform(multi_.get(), &running);
+    collectEnded();
+    endOverdue();
+  }
+}
+
+bool Network::Implementation::takeIncoming() {
+  const std::lock_guard lock(mutex_);
+  for (std::shared_ptr<Load>& load : incoming_) waiting_.emplace(load->priority(), std::move(load));
+  incoming_.clear();
+  return !isEnding_;
+}
+
+void Network::Implementation::dropCancelled() {
+  std::erase_if(waiting_, [this](const auto& entry) {
+    if (!entry.second->isCancelled()) return false;
+    deliver(entry.second);
+    return true;
+  });
+  std::erase_if(active_, [this](const auto& entry) {
+    if (!entry.second->isCancelled()) return false;
+    curl_multi_remove_handle(multi_.get(), entry.first);
+    entry.second->drop();
+    deliver(entry.second);
+    return true;
+  });
+}
+
+void Network::Implementation::admitWaiting() {
+  while (!waiting_.empty() && active_.size() < maximumTransfers) {
+    begin(waiting_.extract(waiting_.begin()).mapped());
+  }
+}
+
+void Network::Implementation::waitForProgress() {
+  std::chrono::milliseconds wait = std::chrono::hours(1);
+  const Transfer::Time now = std::chrono::steady_clock::now();
+  for (const auto& [handle, load] : active_) {
+    wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(load->deadline() - now));
+  }
+  curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::max<std::int64_t>(wait.count(), 0)), nullptr);
+}
+
+void Network::Implementation::collectEnded() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    if (message->msg == CURLMSG_DONE) end(message->easy_handle, message->data.result);
+  }
+}
+
+void Network::Implementation::endOverdue() {
+  const Transfer::Time now = std::chrono::steady_clock::now();
+  std::vector<CURL*> overdue;
+  for (const auto& [handle, load] : active_) {
+    if (load->deadline() <= now) overdue.push_back(handle);
+  }
+  for (CURL* const handle : overdue) end(handle, CURLE_OPERATION_TIMEDOUT);
+}
+
+void Network::Implementation::begin(const std::shared_ptr<Load>& load) {
+  CURL* const handle = load->begin(trustStores_);
+  if (handle == nullptr) {
+    deliver(load);
+  } else {
+    active_.emplace(handle, load);
+    curl_multi_add_handle(multi_.get(), handle);
+  }
+}
+
+void Network::Implementation::end(CURL* handle, CURLcode result) {
+  const std::shared_ptr<Load> load = active_.extract(handle).mapped();
+  curl_multi_remove_handle(multi_.get(), handle);
+  if (load->end(result)) {
+    begin(load);
+  } else {
+    deliver(load);
+  }
+}
+
+void Network::Implementation::deliver(std::shared_ptr<Load> load) {
+  const std::shared_ptr<HandlerPool::Queue> queue = load->queue();
+  handlers_->async(queue, [this, load = std::move(load)] {
+    load->deliver();
+    Process& process = load->process();
+    process.mainQueue().endOutsideWork();
+    const std::lock_guard lock(mutex_);  // from the next line on, the process may be gone
+    Loads& loads = loads_.at(&process);
+    loads.erase(load);
+    if (loads.empty()) loads_.erase(&process);
+    ended_.notify_all();
+  });
+}
+
+Network::Network() : implementation_(std::make_unique<Implementation>()) {}
+Network::~Network() = default;
+void Network::start(std::shared_ptr<Load> load) { implementation_->start(std::move(load)); }
+void Network::cancelAll(Process& process) { implementation_->cancelAll(process); }
+
+}  // namespace host

@@ -1,0 +1,111 @@
+#include "host/transfer.h"
+
+#include <openssl/ssl.h>
+
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "host/wire_fields.h"
+
+namespace host {
+
+Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
+    : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
+  if (!handle_) throw std::bad_alloc();
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_CURLU, url_.handle());
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_PROXY, "");  // whatever the environment says
+  set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  // Sessions share no connections, and a connection that is not used again never makes libcurl repeat a request.
+  set(CURLOPT_FRESH_CONNECT, 1L);
+  set(CURLOPT_FORBID_REUSE, 1L);
+  // The limit on waiting is the network thread's, which counts from the last progress.
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::numeric_limits<int>::max()));
+  set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
+  set(CURLOPT_WRITEDATA, this);
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, &Transfer::noteProgress);
+  set(CURLOPT_XFERINFODATA, this);
+  describeRequest();
+  if (trust != nullptr) secureConnection(trust);
+}
+
+void Transfer::describeRequest() {
+  const std::string& method = request_.httpMethod;
+  if (request_.httpBody || method == "POST") {
+    const platform::ByteView body = request_.httpBody ? request_.httpBody->bytes() : platform::ByteView();
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDS, body.empty() ? "" : reinterpret_cast<const char*>(body.data()));
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  } else if (method == "HEAD") {
+    set(CURLOPT_NOBODY, 1L);
+  }
+  set(CURLOPT_CUSTOMREQUEST, method.c_str());
+  for (const std::string& line : wireFields(request_)) {
+    curl_slist* const longer = curl_slist_append(fields_.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(fields_.release());
+    fields_.reset(longer);
+  }
+  set(CURLOPT_HTTPHEADER, fields_.get());
+}
+
+void Transfer::secureConnection(X509_STORE* trust) {
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  // libcurl would read its bundle anew for each connection; the store below has been read once.
+  set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
+  set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
+  constexpr auto useStore = [](CURL*, void* context, void* store) {
+    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), static_cast<X509_STORE*>(store));
+    return CURLE_OK;
+  };
+  set(CURLOPT_SSL_CTX_FUNCTION, +useStore);
+  set(CURLOPT_SSL_CTX_DATA, trust);
+}
+
+std::size_t Transfer::receive(const char* data, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::size_t length = size * count;
+  if (length > maximumBodySize - transfer.body_.size()) {
+    transfer.isTooLong_ = true;
+    return CURL_WRITEFUNC_ERROR;
+  }
+  transfer.body_.append(data, length);
+  return length;
+}
+
+int Transfer::noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  long requestHead = 0;
+  long responseHead = 0;
+  curl_easy_getinfo(transfer.handle(), CURLINFO_REQUEST_SIZE, &requestHead);
+  curl_easy_getinfo(transfer.handle(), CURLINFO_HEADER_SIZE, &responseHead);
+  const curl_off_t moved = received + sent + requestHead + responseHead;
+  if (std::exchange(transfer.movedBytes_, moved) != moved) transfer.lastProgress_ = std::chrono::steady_clock::now();
+  return CURL_PROGRESSFUNC_CONTINUE;
+}
+
+long Transfer::verifyResult() const {
+  long result = 0;
+  curl_easy_getinfo(handle(), CURLINFO_SSL_VERIFYRESULT, &result);
+  return result;
+}
+
+std::optional<platform::HTTPURLResponse> Transfer::response() const {
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  if (status == 0) return std::nullopt;
+  platform::HTTPURLResponse response{*request_.url, static_cast<int>(status), {}};
+  for (curl_header* field = nullptr; (field = curl_easy_nextheader(handle(), CURLH_HEADER, -1, field)) != nullptr;) {
+    response.headers.add(field->name, field->value);
+  }
+  return response;
+}
+
+}  // namespace host

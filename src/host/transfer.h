@@ -1,0 +1,65 @@
+#pragma once
+
+#include <curl/curl.h>
+#include <openssl/x509.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "host/http_url.h"
+#include "platform/url_session.h"
+
+namespace host {
+
+/// One request on a connection of its own and its answer: no redirects, no retries, no proxies, no cookies.
+/// Belongs to the network thread.
+class Transfer {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  static constexpr std::size_t maximumBodySize = std::size_t{16} * 1024 * 1024;
+
+  /// The request, whose URL is `url`, and `trust` must outlive the transfer; `trust` is null for http.
+  Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  [[nodiscard]] CURL* handle() const { return handle_.get(); }
+  /// When a byte last moved, in either direction; at first, when the transfer was made.
+  [[nodiscard]] Time lastProgress() const { return lastProgress_; }
+
+  // Once libcurl is done with it.
+  [[nodiscard]] bool isTooLong() const { return isTooLong_; }  ///< was cut because of the body's size
+  [[nodiscard]] long verifyResult() const;
+  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when none began
+  [[nodiscard]] std::string takeBody() { return std::move(body_); }
+
+ private:
+  template <class T>
+  void set(CURLoption option, T value) {
+    curl_easy_setopt(handle_.get(), option, value);
+  }
+  void describeRequest();
+  void secureConnection(X509_STORE* trust);
+  static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
+  static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
+
+  struct Cleanup {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  const platform::URLRequest& request_;
+  HTTPURL url_;
+  std::unique_ptr<curl_slist, Cleanup> fields_;
+  std::unique_ptr<CURL, Cleanup> handle_;
+  std::string body_;
+  bool isTooLong_ = false;
+  Time lastProgress_ = std::chrono::steady_clock::now();
+  curl_off_t movedBytes_ = 0;
+};
+
+}  // namespace host

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <openssl/x509.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace host {
+
+/// The certificate authorities that connections trust: the system's bundle and a PEM file of the policy's. Each
+/// combination is read once, because reading the bundle takes longer than a handshake.
+class TrustStores {
+ public:
+  struct Store {
+    std::shared_ptr<X509_STORE> certificates;
+    std::string fault;  ///< why the policy's file could not be read; empty when all is well
+  };
+
+  /// `extra` may be empty. For one thread.
+  const Store& find(const std::filesystem::path& extra);
+
+ private:
+  std::map<std::filesystem::path, Store> stores_;
+};
+
+}  // namespace host

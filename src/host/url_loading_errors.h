@@ -1,0 +1,40 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <optional>
+#include <string>
+
+#include "platform/error.h"
+#include "platform/url.h"
+
+namespace host {
+
+/// The codes of NSURLErrorDomain in use here.
+enum class URLErrorCode {
+  unknown = -1,
+  badURL = -1000,
+  timedOut = -1001,
+  unsupportedURL = -1002,
+  cannotFindHost = -1003,
+  cannotConnectToHost = -1004,
+  networkConnectionLost = -1005,
+  httpTooManyRedirects = -1007,
+  cannotDecodeRawData = -1015,
+  cannotParseResponse = -1017,
+  appTransportSecurityRequiresSecureConnection = -1022,
+  dataLengthExceedsMaximum = -1103,
+  secureConnectionFailed = -1200,
+  serverCertificateHasBadDate = -1201,
+  serverCertificateUntrusted = -1202,
+};
+
+/// The platform's error with its own text, or with one that says more; the URL is absent when none could be made.
+platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& failingURL);
+platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& failingURL, std::string text);
+
+/// What the failed end of a transfer means to the platform. `verifyResult` is OpenSSL's verdict on the certificate,
+/// which is fine when only the host's name does not fit.
+platform::Error transferError(CURLcode result, long verifyResult, const std::optional<platform::URL>& failingURL);
+
+}  // namespace host
