@@ -48,7 +48,9 @@ class URLSession final : public platform::URLSession, public std::enable_shared_
 namespace platform {
 
 std::shared_ptr<URLSession> URLSession::sessionWithDefaultConfiguration() {
-  return std::make_shared<host::URLSession>(host::Process::current());
+  host::Process& process = host::Process::current();
+  if (process.sessionFactory()) return process.sessionFactory()();
+  return std::make_shared<host::URLSession>(process);
 }
 
 }  // namespace platform
