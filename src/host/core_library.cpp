@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01
 
 }  // namespace
 
-ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, Keychain& keychain,
+ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
                                            Configuration configuration)
     : process_(process),
       bundle_(std::move(bundle)),

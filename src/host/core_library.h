@@ -4,7 +4,7 @@
 #include <mutex>
 
 #include "host/configuration.h"
-#include "host/keychain.h"
+#include "host/item_store.h"
 #include "platform/core_library.h"
 
 namespace host {
@@ -25,7 +25,7 @@ class CoreLibrary {
                                std::function<void(const platform::Error&)> failure) = 0;
   virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication) = 0;
   virtual std::int64_t timeInLong() = 0;
-  virtual Keychain& keychain() = 0;
+  virtual ItemStore& keychain() = 0;
   virtual std::optional<platform::Value> gzip(const platform::Value& data, float level) = 0;
 };
 
@@ -42,7 +42,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
   /// The configuration is the bundle's resource of this name, of type "plist".
   static constexpr const char* configurationResource = "PellionInfo";
 
-  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, Keychain& keychain, Configuration configuration);
+  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain, Configuration configuration);
   void setConfiguration(Configuration configuration);
 
   QVPIIManager& personalInformation() override { return *this; }
@@ -57,7 +57,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
                        std::function<void(const platform::Error&)> failure) override;
   void processError(const platform::Value& json, platform::PLAAAUtil& authentication) override;
   std::int64_t timeInLong() override;
-  Keychain& keychain() override { return keychain_; }
+  ItemStore& keychain() override { return keychain_; }
   std::optional<platform::Value> gzip(const platform::Value& data, float level) override;
 
   void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
@@ -95,7 +95,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
 
   Process& process_;
   std::filesystem::path bundle_;
-  Keychain& keychain_;
+  ItemStore& keychain_;
   Authentication device_{*this};
   Authentication anonymousUser_{*this};
   mutable std::mutex mutex_;

@@ -5,7 +5,7 @@
 
 #include "host/configuration.h"
 #include "host/core_library.h"
-#include "host/keychain.h"
+#include "host/item_store.h"
 #include "host/process.h"
 
 namespace host {
@@ -42,7 +42,7 @@ class Phone {
   [[nodiscard]] Process* process() { return process_.get(); }
 
   [[nodiscard]] Clock& clock() { return clock_; }
-  [[nodiscard]] Keychain& keychain() { return keychain_; }
+  [[nodiscard]] ItemStore& keychain() { return keychain_; }
 
  private:
   void tell(std::string_view actor, std::string_view what, platform::Value details);
@@ -50,7 +50,7 @@ class Phone {
   Network& network_;
   Options options_;
   Clock clock_;
-  Keychain keychain_;
+  ItemStore keychain_;
   std::unique_ptr<Process> process_;
   std::shared_ptr<ReferenceCoreLibrary> coreLibrary_;
 };

@@ -4,6 +4,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/value.h"
@@ -12,19 +13,19 @@ struct sqlite3;
 
 namespace host {
 
-/// A phone's keychain: one SQLite file, readable by its owner alone. An item is whole or absent however its writer
-/// dies, and several processes may use the file at once. Any thread.
+/// Named items of bytes in one SQLite file, readable by its owner alone: a phone's keychain, an App Group's store. An
+/// item is whole or absent however its writer dies, and several processes may use the file at once. Any thread.
 ///
-/// A failure is what the platform's keychain makes of it, an absent item or a store that did not happen; the reason
-/// goes to `report`, one line with the file's name.
-class Keychain {
+/// A failure is what the platform makes of it, an absent item or a store that did not happen; the reason goes to
+/// `report`, one line with the file's name.
+class ItemStore {
  public:
   using Report = std::function<void(const std::string& problem)>;
 
-  Keychain(std::filesystem::path path, Report report);
-  Keychain(const Keychain&) = delete;
-  Keychain& operator=(const Keychain&) = delete;
-  ~Keychain();
+  ItemStore(std::filesystem::path path, Report report);
+  ItemStore(const ItemStore&) = delete;
+  ItemStore& operator=(const ItemStore&) = delete;
+  ~ItemStore();
 
   std::optional<platform::Value> data(std::string_view key);
   bool setData(std::string_view key, const platform::Value& data);  ///< whether it is stored

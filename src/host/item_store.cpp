@@ -1,4 +1,4 @@
-#include "host/keychain.h"
+#include "host/item_store.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -36,11 +36,11 @@ bool makeOwnerOnlyFile(const std::filesystem::path& path) {
 
 }  // namespace
 
-Keychain::Keychain(std::filesystem::path path, Report report) : path_(std::move(path)), report_(std::move(report)) {}
+ItemStore::ItemStore(std::filesystem::path path, Report report) : path_(std::move(path)), report_(std::move(report)) {}
 
-Keychain::~Keychain() { sqlite3_close(database_); }
+ItemStore::~ItemStore() { sqlite3_close(database_); }
 
-std::optional<platform::Value> Keychain::data(std::string_view key) {
+std::optional<platform::Value> ItemStore::data(std::string_view key) {
   const std::lock_guard lock(mutex_);
   if (!open()) return std::nullopt;
   const Statement statement = prepare(database_, "SELECT data FROM items WHERE key = ?1", key);
@@ -54,7 +54,7 @@ std::optional<platform::Value> Keychain::data(std::string_view key) {
   return platform::Value::bytes({bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), 0))});
 }
 
-bool Keychain::setData(std::string_view key, const platform::Value& data) {
+bool ItemStore::setData(std::string_view key, const platform::Value& data) {
   const std::lock_guard lock(mutex_);
   if (!open()) return false;
   const Statement statement =
@@ -67,10 +67,10 @@ bool Keychain::setData(std::string_view key, const platform::Value& data) {
   return sqlite3_step(statement.get()) == SQLITE_DONE || fail("cannot be written");
 }
 
-bool Keychain::open() {
+bool ItemStore::open() {
   if (database_ != nullptr) return true;
   if (!makeOwnerOnlyFile(path_)) {
-    report_("keychain " + path_.string() + " cannot be opened: " + std::strerror(errno));
+    report_(path_.string() + " cannot be opened: " + std::strerror(errno));
     return false;
   }
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;
@@ -84,8 +84,8 @@ bool Keychain::open() {
 }
 
 // Closes the file, so that the next use tries again from the start; nothing is repaired or overwritten.
-bool Keychain::fail(const char* what) {
-  report_("keychain " + path_.string() + " " + what + ": " + sqlite3_errmsg(database_));
+bool ItemStore::fail(const char* what) {
+  report_(path_.string() + " " + what + ": " + sqlite3_errmsg(database_));
   sqlite3_close_v2(std::exchange(database_, nullptr));
   return false;
 }
