@@ -9,7 +9,6 @@ namespace host {
 namespace {
 
 using platform::ClassFace;
-using platform::classObject;
 
 Class asClass(id self) { return reinterpret_cast<Class>(self); }
 

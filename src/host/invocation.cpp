@@ -86,6 +86,7 @@ struct Invocation::State {
 
   template <class T>
   void set(T argument, std::size_t index) {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a pointer itself is the argument
     std::memcpy(&arguments[index], &argument, sizeof(argument));
   }
 

@@ -9,7 +9,7 @@ char32_t nextCharacter(std::string_view text, std::size_t& at) {
   UChar32 character;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // inside ICU's macro
-  U8_NEXT_OR_FFFD(text.data(), at, text.size(), character);
+  U8_NEXT_OR_FFFD(text, at, text.size(), character);
 #pragma GCC diagnostic pop
   return static_cast<char32_t>(character);
 }

@@ -285,7 +285,7 @@ DocumentBuilder::~DocumentBuilder() { document_->release(); }
 /// Room for `size` bytes of data, its owner word before it.
 void* DocumentBuilder::allocate(std::size_t size) {
   size = roundUp(sizeof(ValueStorage::OwnerWord) + size);
-  if (size > document_->left) document_->addBlock(std::max<std::size_t>(size, 16 * 1024));
+  if (size > document_->left) document_->addBlock(std::max<std::size_t>(size, 16UL * 1024));
   char* memory = document_->free;
   document_->free += size;
   document_->left -= size;

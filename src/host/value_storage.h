@@ -43,7 +43,7 @@ class ValueStorage {
   }
   static Node* makeNode(Kind kind, std::size_t count, std::size_t size);
   static bool dropReference(const void* data) noexcept;
-  static void freeNode(Node* node) noexcept;
+  static void freeNode(Node* dead) noexcept;
   static void placeIn(Value& slot, Kind kind, std::size_t count, const void* data, bool borrowed) noexcept;
   static std::size_t dictionarySize(std::size_t count) noexcept;
   static std::size_t settle(Entry* entries, std::size_t count) noexcept;

@@ -1,10 +1,8 @@
 #pragma once
 
-namespace platform {
-
 // What the platform calls process-wide: shared instances, once-guards, file-level statics. Nothing of the module lives
 // in a C++ global; it lives here, and a new process (a new launch of a phone) starts without it.
-namespace Process {
+namespace platform::Process {
 
 /// The slot named by the address `key` in the current process, made by `make` on the first call under a once-only
 /// guard and ended by `destroy` with the process. Safe from any thread; `make` may ask for other slots.
@@ -19,6 +17,4 @@ T& shared() {
       &key, [] { return static_cast<void*>(new T()); }, [](void* object) { delete static_cast<T*>(object); }));
 }
 
-}  // namespace Process
-
-}  // namespace platform
+}  // namespace platform::Process
