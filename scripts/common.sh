@@ -25,22 +25,28 @@ progress() {
   fi
 }
 
+# configure PRESET [OPTION...]: silent but for a failure.
+configure() {
+  local preset=$1 log="$root/build/$1/configure.log"
+  shift
+  mkdir -p "$root/build/$preset"
+  if ! (cd "$root" && cmake --preset "$preset" "$@") > "$log" 2>&1; then
+    cat "$log" >&2
+    return 1
+  fi
+  touch "$root/build/$preset/build.ninja"
+}
+
 # build PRESET [TARGET...]: configures when that is due, builds, and is silent when nothing is to do. Of a failure it
 # shows what the compiler said.
 build() {
-  local preset=$1 directory="$root/build/$1" log
+  local preset=$1 directory="$root/build/$1"
   shift
-  log="$directory/build.log"
-  mkdir -p "$directory"
   if [[ ! -f $directory/build.ninja || $root/CMakePresets.json -nt $directory/build.ninja ]]; then
-    if ! (cd "$root" && cmake --preset "$preset") > "$log" 2>&1; then
-      cat "$log" >&2
-      return 1
-    fi
-    touch "$directory/build.ninja"
+    configure "$preset" || return
   fi
-  if ! ninja -C "$directory" "$@" 2>&1 | tee "$log" | progress; then
-    sed -n '/^FAILED: /,$ { /^\[[0-9]*\/[0-9]*\] /! p }' "$log" >&2
+  if ! ninja -C "$directory" "$@" 2>&1 | tee "$directory/build.log" | progress; then
+    sed -n '/^FAILED: /,$ { /^\[[0-9]*\/[0-9]*\] /! p }' "$directory/build.log" >&2
     return 1
   fi
 }
