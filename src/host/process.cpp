@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "host/network.h"
+#include "host/objc_runtime.h"
 #include "platform/objc.h"
 #include "platform/process.h"
 #include "platform/reference.h"
@@ -31,7 +32,11 @@ struct Process::Slot {
 Process::Process(Environment environment)
     : environment_(std::move(environment)),
       mainQueue_(environment_.clock),
-      slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {}
+      slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {
+  // The classes come first, so that they end last: every later slot may hold objects.
+  const ProcessScope scope(*this);
+  Runtime::current();
+}
 
 Process::~Process() {
   environment_.network.cancelAll(*this);
