@@ -34,6 +34,11 @@ struct Registration {
         anySender(newSender == nullptr),
         sender(newSender) {}
 
+  /// A sender that is gone is not any sender.
+  [[nodiscard]] bool hears(id poster) const {
+    return anySender || (poster != nullptr && sender.load().get() == poster);
+  }
+
   id identity;  ///< for comparing alone
   platform::Weak observer;
   SEL selector;
@@ -104,8 +109,9 @@ void postNotificationName(std::string_view name, id object, id userInfo) {
   new (&host::Notification::state(notification.get())) host::Notification{std::string(name), object, userInfo};
   for (const auto& each : told) {
     const Strong observer = each->observer.load();
-    if (!observer || each->isRemoved || !(each->anySender || each->sender.load() == Strong(object))) continue;
-    send<void(id)>(observer.get(), each->selector, notification.get());
+    if (observer && !each->isRemoved && each->hears(object)) {
+      send<void(id)>(observer.get(), each->selector, notification.get());
+    }
   }
 }
 

@@ -45,11 +45,12 @@ class Reader {
   // @"ClassName", or @? with the block's own encoding in angle brackets.
   char skipObjectDetails() {
     if (rest_.starts_with('"')) {
-      rest_.remove_prefix(std::min(rest_.find('"', 1), rest_.size() - 1) + 1);
+      const auto end = rest_.find('"', 1);
+      if (end == std::string_view::npos) return '\0';
+      rest_.remove_prefix(end + 1);
     } else if (rest_.starts_with('?')) {
       take();
-      if (rest_.starts_with('<')) skipNested();
-      return '?';
+      return rest_.starts_with('<') && !skipNested() ? '\0' : '?';
     }
     return '@';
   }
