@@ -88,7 +88,7 @@ int Transfer::noteProgress(void* self, curl_off_t, curl_off_t received, curl_off
   curl_easy_getinfo(transfer.handle(), CURLINFO_HEADER_SIZE, &responseHead);
   const curl_off_t moved = received + sent + requestHead + responseHead;
   if (std::exchange(transfer.movedBytes_, moved) != moved) transfer.lastProgress_ = std::chrono::steady_clock::now();
-  return CURL_PROGRESSFUNC_CONTINUE;
+  return 0;
 }
 
 long Transfer::verifyResult() const {

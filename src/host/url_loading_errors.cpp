@@ -72,17 +72,18 @@ platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& 
 
 platform::Error transferError(CURLcode result, long verifyResult, const std::optional<platform::URL>& failingURL) {
   const URLErrorCode code = codeOf(result);
-  if (code == URLErrorCode::serverCertificateUntrusted) {
-    // The platform classes both kinds of wrong date as one.
-    if (verifyResult == X509_V_ERR_CERT_HAS_EXPIRED) {
-      return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL);
-    }
-    if (verifyResult == X509_V_ERR_CERT_NOT_YET_VALID) {
-      return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL,
-                      "The certificate for this server is not yet valid.");
-    }
+  const bool isSecurity =
+      code == URLErrorCode::serverCertificateUntrusted || code == URLErrorCode::secureConnectionFailed;
+  if (!isSecurity || verifyResult == X509_V_OK) return urlError(code, failingURL);
+  // The platform classes both kinds of wrong date as one.
+  if (verifyResult == X509_V_ERR_CERT_HAS_EXPIRED) {
+    return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL);
   }
-  return urlError(code, failingURL);
+  if (verifyResult == X509_V_ERR_CERT_NOT_YET_VALID) {
+    return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL,
+                    "The certificate for this server is not yet valid.");
+  }
+  return urlError(URLErrorCode::serverCertificateUntrusted, failingURL);
 }
 
 }  // namespace host

@@ -1,0 +1,405 @@
+#include "platform/url_session.h"
+
+#include <gmock/gmock.h>
+
+#include <future>
+#include <optional>
+#include <thread>
+
+#include "host/gzip.h"
+#include "host/process.h"
+#include "host/url_loading_errors.h"
+#include "tests/support/loopback_server.h"
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using platform::URLRequest;
+using test::LoopbackServer;
+using Then = LoopbackServer::Then;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+struct Outcome {
+  int runs = 0;
+  std::optional<std::string> body;
+  std::optional<platform::HTTPURLResponse> response;
+  std::optional<platform::Error> error;
+  [[nodiscard]] std::int64_t code() const { return error ? error->code : 0; }
+  [[nodiscard]] std::string text() const { return error ? error->localizedDescription : ""; }
+};
+
+std::string textOf(const platform::Value& bytes) {
+  return {reinterpret_cast<const char*>(bytes.bytes().data()), bytes.bytes().size()};
+}
+
+URLRequest request(const std::string& url, const std::string& method = "GET",
+                   const std::optional<std::string>& body = std::nullopt,
+                   const std::vector<platform::HTTPHeaderFields::Field>& fields = {}) {
+  URLRequest made{platform::URL::URLWithString(url), method, {}, std::nullopt, false};
+  if (body) made.httpBody = platform::Value::bytes(*body);
+  for (const auto& [name, value] : fields) made.headers.add(name, value);
+  return made;
+}
+
+LoopbackServer::Script always(const std::string& bytes, Then then = Then::close) {
+  return [=](const LoopbackServer::Request&) { return LoopbackServer::Reply{bytes, then}; };
+}
+
+const std::string plainOK = LoopbackServer::answer("200 OK", "{}");
+
+class URLSessionTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    for (const char* name : {"http_proxy", "https_proxy", "all_proxy"}) setenv(name, "http://127.0.0.1:1", 1);
+  }
+
+  host::Process& process() {
+    if (!process_) process_.emplace(host::Process::Environment{clock_, *network_, policy_});
+    return *process_;
+  }
+  std::shared_ptr<platform::URLSession> session() {
+    const host::ProcessScope scope(process());
+    return platform::URLSession::sessionWithDefaultConfiguration();
+  }
+  void resume(URLRequest made, platform::URLSession::DataTaskHandler handler) {
+    session()->dataTaskWithRequest(std::move(made), std::move(handler))->resume();
+  }
+  Outcome load(URLRequest made) {
+    Outcome outcome;
+    resume(std::move(made),
+           [&](const platform::Value* data, const platform::HTTPURLResponse* response, const platform::Error* error) {
+             ++outcome.runs;
+             if (data != nullptr) outcome.body = textOf(*data);
+             if (response != nullptr) outcome.response = *response;
+             if (error != nullptr) outcome.error = *error;
+           });
+    process().mainQueue().runUntilIdle();
+    EXPECT_EQ(outcome.runs, 1);
+    EXPECT_NE(outcome.body.has_value(), outcome.error.has_value());
+    return outcome;
+  }
+
+  host::Clock clock_{host::Clock::Kind::virtualTime};
+  host::NetworkPolicy policy_;
+  std::optional<host::Network> network_{std::in_place};
+  std::optional<host::Process> process_;
+};
+
+TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
+  const std::string accept = "Accept: */*\r\nAccept-Language: en-US,en;q=0.9\r\nAccept-Encoding: gzip, deflate\r\n";
+  const std::string added = accept + "User-Agent: PellionHost\r\nConnection: keep-alive\r\n";
+  const struct {
+    URLRequest request;
+    std::string fields;
+  } rows[] = {
+      {request("", "POST", "body", {{"mapid", ""}, {"content-length", "999"}, {"X-b", " "}, {"Authorization", "B t"}}),
+       "mapid:\r\ncontent-length: 4\r\nX-b:\r\nAuthorization: B t\r\n" + added},
+      {request("", "POST", std::nullopt, {{"Content-Encoding", "gzip"}}),
+       "Content-Encoding: gzip\r\nContent-Length: 0\r\n" + added},
+      {request("", "POST", std::string(3'000'000, 'x')), "Content-Length: 3000000\r\n" + added},
+      {request("", "PUT", "a", {{"Content-Type", "text/plain"}}),
+       "Content-Type: text/plain\r\nContent-Length: 1\r\n" + added},
+      {request("", "GET", std::nullopt, {{"Content-Length", "7"}}), added},
+      {request("", "GET", std::nullopt, {{"user-agent", "Mine"}, {"CONNECTION", "close"}}),
+       "user-agent: Mine\r\nCONNECTION: close\r\n" + accept},
+  };
+  LoopbackServer server(always(plainOK));
+  for (auto [made, fields] : rows) {
+    made.url = platform::URL::URLWithString(server.url("//a/../b?c=d%20&e", "user:secret@127.0.0.1"));
+    EXPECT_EQ(load(made).body, "{}");
+    const auto seen = server.requests().back();
+    EXPECT_EQ(seen.head, made.httpMethod + " //a/../b?c=d%20&e HTTP/1.1\r\nHost: " + server.authority() + "\r\n" +
+                             fields + "\r\n");
+    EXPECT_EQ(seen.body, made.httpBody ? textOf(*made.httpBody) : "");
+  }
+}
+
+TEST_F(URLSessionTest, GivesTheAnswerWithItsFields) {
+  LoopbackServer server(
+      always("HTTP/1.1 100 Continue\r\nEarly: 1\r\n\r\nHTTP/1.1 418 Odd\r\nA:  b \r\nX: 1\r\nx: 2\r\n"
+             "Transfer-Encoding: chunked\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\nTrailer: 1\r\n\r\n"));
+  const Outcome outcome = load(request(server.url("/p?q")));
+  EXPECT_EQ(outcome.body, "abc");
+  ASSERT_TRUE(outcome.response);
+  EXPECT_EQ(outcome.response->statusCode, 418);
+  EXPECT_EQ(outcome.response->url.absoluteString(), server.url("/p?q"));
+  EXPECT_THAT(outcome.response->headers.fields(), ElementsAre(testing::Pair("A", "b"), testing::Pair("X", "1,2"),
+                                                              testing::Pair("Transfer-Encoding", "chunked")));
+}
+
+TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
+  const std::string insecure =
+      "The resource could not be loaded because the App Transport Security policy requires the use of a secure "
+      "connection.";
+  const std::string badValue = "The value of the header field \"a\" holds a line break or a zero byte.";
+  policy_.certificateAuthorities = "/nonexistent/authority.pem";
+  LoopbackServer server(always(plainOK));
+  const std::string good = server.url("/");
+  const auto withField = [&](const std::string& name, const std::string& value) {
+    return request(good, "POST", "body", {{name, value}});
+  };
+  const struct {
+    URLRequest request;
+    int code;
+    std::string text;
+  } rows[] = {
+      {request("not a URL"), -1002, "unsupported URL"},
+      {request("relative/path"), -1002, "unsupported URL"},
+      {request("ftp://127.0.0.1/"), -1002, "unsupported URL"},
+      {request("http:///127.0.0.1/"), -1000, "bad URL"},
+      {request("http://127.0.0.1:99999/"), -1000, "bad URL"},
+      {request("HTTP://128.0.0.1/"), -1022, insecure},
+      {request("http://127.0.0.1.example.com/"), -1022, insecure},
+      {request("http://127.0.0.1@example.com/"), -1022, insecure},
+      {request("http://backend.localhost/"), -1022, insecure},
+      {request("http://[::2]/"), -1022, insecure},
+      {request(LoopbackServer(always("")).url("/")), -1004, "Could not connect to the server."},
+      {request(server.url("/", "127.1.2.3")), -1004, "Could not connect to the server."},
+      {request("https://127.0.0.1:1/"), -1200,
+       "The certificate authorities in /nonexistent/authority.pem cannot be read: a file with certificates in PEM form "
+       "is wanted."},
+      {request(good, "GET / HTTP/1.1\r\n"), -1, "The HTTP method \"GET / HTTP/1.1??\" is no token."},
+      {withField("a\r\nb", "x"), -1, "The name of the header field \"a??b\" is no token."},
+      {withField("a:b", "x"), -1, "The name of the header field \"a:b\" is no token."},
+      {withField("a", "x\r\nb: c"), -1, badValue},
+      {withField("a", std::string("x\0y", 3)), -1, badValue},
+      {withField("Transfer-Encoding", "chunked"), -1,
+       "The header field \"Transfer-Encoding\" cannot be set: a body is sent whole, with its length."},
+  };
+  for (const auto& row : rows) {
+    const Outcome outcome = load(row.request);
+    EXPECT_EQ(outcome.code(), row.code) << row.text;
+    EXPECT_EQ(outcome.text(), row.text);
+    EXPECT_FALSE(outcome.response);
+  }
+  EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(URLSessionTest, DoesNotFindAHostWhoseNameCannotExist) {
+  const Outcome outcome =
+      load(request("https://" + std::string(64, 'a') + ".invalid/"));  // a label too long to ask for
+  EXPECT_EQ(outcome.code(), -1003);
+  EXPECT_EQ(outcome.text(), "A server with the specified hostname could not be found.");
+}
+
+TEST_F(URLSessionTest, AllowsClearTextToHostsThatThePolicyNames) {
+  policy_.clearTextHosts = {"Backend.localhost"};  // which libcurl itself resolves to loopback
+  LoopbackServer server(always(plainOK));
+  EXPECT_EQ(load(request(server.url("/", "backend.LOCALHOST"))).body, "{}");
+}
+
+TEST_F(URLSessionTest, NamesWhatWentWrongOnTheWay) {
+  const std::string lost = "The network connection was lost.";
+  const std::string gzipField = "Content-Encoding: gzip\r\n";
+  const std::string gzipped = textOf(*host::gzip(platform::Value::bytes("some text").bytes(), 1));
+  const struct {
+    LoopbackServer::Reply reply;
+    int code;
+    std::string text;
+    bool hasResponse;
+  } rows[] = {
+      {{"", Then::close}, -1005, lost, false},
+      {{"", Then::reset}, -1005, lost, false},
+      {{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::close}, -1005, lost, true},
+      {{"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nhalf\r\n", Then::close}, -1005, lost, true},
+      {{"", Then::hold}, -1001, "The request timed out.", false},
+      {{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::hold}, -1001, "The request timed out.", true},
+      {{"SMTP ready\r\n\r\n", Then::close}, -1017, "cannot parse response", false},
+      {{LoopbackServer::answer("200 OK", "no gzip", gzipField)}, -1015, "cannot decode raw data", true},
+      {{LoopbackServer::answer("200 OK", gzipped.substr(0, 12), gzipField)}, -1015, "cannot decode raw data", true},
+  };
+  for (const auto& row : rows) {
+    LoopbackServer server([&](const auto&) { return row.reply; });
+    process_.reset();
+    policy_.requestTimeout = std::chrono::milliseconds(row.code == -1001 ? 250 : 60'000);
+    const Outcome outcome = load(request(server.url("/x"), "POST", "body"));
+    EXPECT_EQ(outcome.code(), row.code) << row.reply.bytes;
+    EXPECT_EQ(outcome.text(), row.text);
+    EXPECT_EQ(outcome.response.has_value(), row.hasResponse) << row.reply.bytes;
+    EXPECT_EQ(server.requests().size(), 1U) << "a POST must not be repeated";
+    EXPECT_EQ(outcome.error->userInfo, platform::Value::dictionary({{"NSErrorFailingURLStringKey", server.url("/x")},
+                                                                    {"NSLocalizedDescription", row.text}}));
+  }
+}
+
+TEST_F(URLSessionTest, DecodesAnswersUpTo16MiB) {
+  const auto gzip = [](const std::string& text) {
+    return textOf(*host::gzip(platform::Value::bytes(text).bytes(), 1));
+  };
+  const std::string zlib("\x78\x9c\xcb\x48\xcd\xc9\xc9\x07\x00\x06\x2c\x02\x15", 13);  // "hello"
+  const std::string most(std::size_t{16} * 1024 * 1024, 'x');
+  const struct {
+    std::string encoding, body;
+    std::optional<std::string> decoded;  // nothing: too long
+    Then then = Then::close;
+  } rows[] = {
+      {"gzip", gzip("hello"), "hello"},
+      {"X-GZIP", gzip("hello") + gzip("hello"), "hellohello"},
+      {"gzip", "", ""},
+      {"gzip , gzip", gzip(gzip("hello")), "hello"},
+      {"deflate", zlib, "hello"},
+      {"deflate", zlib.substr(2, 7), "hello"},
+      {"unheard-of", gzip("hello"), gzip("hello")},
+      {"identity", most, most},
+      {"identity", most + "x", {}, Then::hold},  // ends although the server goes on
+      {"gzip", gzip(most), most},
+      {"gzip", gzip(most + "x"), {}},
+  };
+  for (const auto& row : rows) {
+    LoopbackServer server(
+        always("HTTP/1.1 200 OK\r\nContent-Encoding: " + row.encoding + "\r\n\r\n" + row.body, row.then));
+    const Outcome outcome = load(request(server.url("/")));
+    EXPECT_TRUE(outcome.body == row.decoded) << row.encoding << ", " << row.body.size() << " bytes";
+    EXPECT_EQ(outcome.code(), row.decoded ? 0 : -1103);
+  }
+}
+
+TEST_F(URLSessionTest, FollowsRedirectsAsTheirResponses) {
+  LoopbackServer server([&](const LoopbackServer::Request& seen) {
+    const bool isFirst = seen.head.starts_with("POST /first");
+    return LoopbackServer::Reply{isFirst ? LoopbackServer::answer("302 Found", "moved", "Location: second?x\r\n")
+                                         : plainOK};
+  });
+  const Outcome outcome =
+      load(request(server.url("/first"), "POST", "body", {{"Content-Type", "text/plain"}, {"Authorization", "B t"}}));
+  EXPECT_EQ(outcome.body, "{}");
+  EXPECT_EQ(outcome.response->url.absoluteString(), server.url("/second?x"));
+  EXPECT_THAT(server.requests().at(1).head, AllOf(testing::StartsWith("GET /second?x HTTP/1.1\r\n"),
+                                                  HasSubstr("Authorization: B t"), Not(HasSubstr("Content-"))));
+  EXPECT_EQ(server.requests().at(1).body, "");
+}
+
+TEST_F(URLSessionTest, GivesUpAfter20Redirects) {
+  LoopbackServer server(always(LoopbackServer::answer("307 Again", "", "Location: /\r\n")));
+  const Outcome outcome = load(request(server.url("/"), "POST", "body"));
+  EXPECT_EQ(outcome.code(), -1007);
+  EXPECT_EQ(outcome.text(), "too many HTTP redirects");
+  EXPECT_EQ(server.requests().size(), 21U);
+  EXPECT_EQ(server.requests().back().body, "body");
+}
+
+TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
+  const test::CertificateAuthority trusted;
+  const test::CertificateAuthority other("Other Authority");
+  const test::CertificateAuthority forger;  // bears the trusted one's name
+  const test::TemporaryDirectory directory;
+  policy_.certificateAuthorities = directory.path() / "authority.pem";
+  trusted.writePEM(policy_.certificateAuthorities);
+  const std::string invalid = "The certificate for this server is invalid.";
+  const struct {
+    test::Identity identity;
+    int code;
+    std::string text;
+  } rows[] = {
+      {trusted.issue("IP:127.0.0.1"), 0, ""},
+      {other.issue("IP:127.0.0.1"), -1202, invalid},
+      {forger.issue("IP:127.0.0.1"), -1202, invalid},
+      {trusted.issue("DNS:elsewhere.example,IP:127.0.0.2"), -1202, invalid},
+      {trusted.issue("IP:127.0.0.1", -7200, -3600), -1201, "The certificate for this server has expired."},
+      {trusted.issue("IP:127.0.0.1", 1800, 3600), -1201, "The certificate for this server is not yet valid."},
+  };
+  for (const auto& row : rows) {
+    LoopbackServer server(always(plainOK), row.identity);
+    const Outcome outcome = load(request(server.url("/"), "POST", "body"));
+    EXPECT_EQ(outcome.code(), row.code);
+    EXPECT_EQ(outcome.text(), row.text);
+    EXPECT_EQ(server.requests().size(), row.code == 0 ? 1U : 0U);
+  }
+}
+
+TEST_F(URLSessionTest, RunsHandlersOneByOneInTheOrderOfCompletion) {
+  std::promise<void> secondIsDone;
+  LoopbackServer server([&](const LoopbackServer::Request& seen) {
+    if (seen.head.starts_with("GET /1")) secondIsDone.get_future().wait();
+    return LoopbackServer::Reply{plainOK};
+  });
+  std::vector<int> order;  // unguarded: the session's queue is
+  const auto shared = session();
+  for (const int number : {1, 2}) {
+    const auto task = shared->dataTaskWithRequest(
+        request(server.url("/" + std::to_string(number))),
+        [&, number, main = std::this_thread::get_id()](const auto*, const auto*, const auto*) {
+          EXPECT_NE(std::this_thread::get_id(), main);
+          EXPECT_EQ(&host::Process::current(), &process());
+          order.push_back(number);
+          if (number == 2) secondIsDone.set_value();
+        });
+    task->setPriority(platform::URLSessionTaskPriorityLow);
+    task->resume();
+    task->resume();
+  }
+  process().mainQueue().advance(std::chrono::hours(1));
+  EXPECT_THAT(order, ElementsAre(2, 1));
+}
+
+TEST_F(URLSessionTest, RunsTheHandlersOfDifferentSessionsSideBySide) {
+  LoopbackServer server(always(plainOK));
+  std::promise<void> promises[2];
+  for (int own = 0; own < 2; ++own) {
+    resume(request(server.url("/")), [&, own](const auto*, const auto*, const auto*) {
+      promises[own].set_value();
+      promises[1 - own].get_future().wait();
+    });
+  }
+  process().mainQueue().runUntilIdle();
+}
+
+TEST_F(URLSessionTest, EndingAProcessReleasesItsHandlersUnrun) {
+  std::promise<void> arrived;
+  LoopbackServer server([&](const LoopbackServer::Request&) {
+    arrived.set_value();
+    return LoopbackServer::Reply{"", Then::hold};
+  });
+  auto captured = std::make_shared<int>();
+  const std::weak_ptr<int> watched = captured;
+  const auto handler = [captured = std::move(captured)](const auto*, const auto*, const auto*) { ADD_FAILURE(); };
+  resume(request(server.url("/")), handler);
+  arrived.get_future().wait();
+  process_.reset();
+  EXPECT_EQ(watched.use_count(), 1);  // the one in `handler`
+}
+
+TEST_F(URLSessionTest, EndingAProcessWaitsForARunningHandlerAndCancelsWhatItStarts) {
+  LoopbackServer server(always(plainOK));
+  std::promise<void> entered;
+  std::atomic<bool> isOver = false;
+  resume(request(server.url("/")), [&](const auto*, const auto*, const auto*) {
+    entered.set_value();
+    for (int i = 0; i < 20; ++i) {
+      const auto next = platform::URLSession::sessionWithDefaultConfiguration();
+      next->dataTaskWithRequest(request(server.url("/")), [](const auto*, const auto*, const auto*) {})->resume();
+    }
+    isOver = true;
+  });
+  entered.get_future().wait();
+  process_.reset();
+  EXPECT_TRUE(isOver);
+}
+
+TEST_F(URLSessionTest, LeavesNothingBehindWhenItEndsAtAnyMoment) {
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return std::distance(begin(open), end(open));
+  };
+  network_.reset();
+  const auto before = descriptors();
+  std::optional<LoopbackServer> server([](const LoopbackServer::Request& seen) {
+    const bool answers = seen.head.starts_with("GET /even");
+    return answers ? LoopbackServer::Reply{plainOK} : LoopbackServer::Reply{"", Then::hold};
+  });
+  for (int round = 0; round < 20; ++round) {
+    network_.emplace();
+    for (int i = 0; i < 8; ++i) {
+      resume(request(server->url(i % 2 == 0 ? "/even" : "/odd")), [](const auto*, const auto*, const auto*) {});
+      if (i == round) std::this_thread::yield();
+    }
+    process_.reset();
+    network_.reset();
+  }
+  server.reset();
+  EXPECT_EQ(descriptors() - before, 0);
+}
+
+}  // namespace
