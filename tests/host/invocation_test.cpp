@@ -1,0 +1,88 @@
+#include "platform/invocation.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/exception.h"
+#include "tests/support/runtime_objects.h"
+#include "tests/support/test_process.h"
+
+namespace {
+
+using namespace test;
+using platform::Exception;
+using platform::Invocation;
+
+class InvocationTest : public testing::Test {
+ protected:
+  TestProcess process;
+  Class cls = makeClass("Receiver");
+  platform::Strong object = makeInstance(cls);
+};
+
+TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndGivesTheResult) {
+  addMethod(
+      cls, "a:b:c:d:e:f:", +[](id, SEL, bool a, std::int16_t b, std::uint32_t c, float d, double e, id f) {
+        return f == nullptr ? 0 : (a ? 1 : 0) + b + c + static_cast<double>(d) + e;
+      });
+  auto invocation = Invocation::invocationWithObjCTypes("d52@0:8B16s20I24f28d32@40");
+  ASSERT_TRUE(invocation);
+  const bool a = true;
+  const std::int16_t b = -200;
+  const std::uint32_t c = 4'000'000'000;
+  const float d = 0.25;
+  const double e = 0.5;
+  const id f = object.get();
+  std::size_t index = 1;
+  invocation->setTarget(object.get());
+  invocation->setSelector(sel("a:b:c:d:e:f:"));
+  for (const void* argument : std::initializer_list<const void*>{&a, &b, &c, &d, &e, &f}) {
+    invocation->setArgument(argument, ++index);
+  }
+  invocation->invoke();
+  double result = 0;
+  invocation->getReturnValue(&result);
+  EXPECT_EQ(result, 1 - 200 + 4e9 + 0.75);
+}
+
+TEST_F(InvocationTest, GivesShortResultsTheirSize) {
+  addMethod(
+      cls, "flag", +[](id, SEL) { return std::int8_t{-3}; });
+  auto invocation = Invocation::invocationWithObjCTypes("c@:");
+  invocation->setTarget(object.get());
+  invocation->setSelector(sel("flag"));
+  invocation->invoke();
+  std::int8_t result[] = {0, 7};
+  invocation->getReturnValue(result);
+  EXPECT_EQ(result[0], -3);
+  EXPECT_EQ(result[1], 7);
+}
+
+TEST_F(InvocationTest, NullTargetAnswersZero) {
+  auto invocation = Invocation::invocationWithObjCTypes("i@:");
+  invocation->setSelector(sel("answer"));
+  invocation->invoke();
+  int result = 5;
+  invocation->getReturnValue(&result);
+  EXPECT_EQ(result, 0);
+}
+
+TEST_F(InvocationTest, RefusesWhatItsEncodingDoesNotSay) {
+  addMethod(cls, "answer", answer<1>);
+  auto invocation = Invocation::invocationWithObjCTypes("v@:@");
+  invocation->setTarget(object.get());
+  EXPECT_THROW(invocation->setArgument(&object, 3), Exception);
+  EXPECT_THROW(invocation->invoke(), Exception) << "no selector";
+  invocation->setSelector(sel("answer"));
+  EXPECT_THROW(invocation->invoke(), Exception) << "the method has other types";
+  invocation->setSelector(sel("missing:"));
+  EXPECT_THROW(invocation->invoke(), Exception);
+}
+
+TEST_F(InvocationTest, MalformedEncodingGivesNone) {
+  for (const char* types : {static_cast<const char*>(nullptr), "", "v", "v@", "v:@", "v@:v", "v@:z", "v@:^",
+                            "v@:{CGSize=dd}", "v@:^{Open", "v@:@?<"}) {
+    EXPECT_FALSE(Invocation::invocationWithObjCTypes(types)) << (types == nullptr ? "null" : types);
+  }
+}
+
+}  // namespace

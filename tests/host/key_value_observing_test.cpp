@@ -1,0 +1,173 @@
+#include "platform/key_value_observing.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/exception.h"
+#include "tests/support/runtime_objects.h"
+#include "tests/support/test_process.h"
+
+namespace {
+
+using namespace test;
+using platform::Strong;
+using platform::Value;
+
+constexpr std::uint64_t newAndOld = platform::NSKeyValueObservingOptionNew | platform::NSKeyValueObservingOptionOld;
+
+class Application {
+ public:
+  static constexpr const char* className = "Application";
+  static void defineClass(platform::ClassFace<Application>& face) {
+    face.method<&Application::delegate>("delegate").method<&Application::setDelegate>("setDelegate:");
+    face.method<&Application::badge>("badge").method<&Application::setBadge>("setBadge:");
+    face.method<&Application::setName>("setName:");
+  }
+  id delegate() { return delegate_.get(); }
+  void setDelegate(id delegate) { delegate_ = delegate; }
+  std::int64_t badge() { return badge_; }
+  void setBadge(std::int64_t badge) { badge_ = badge; }
+  void setName(const char*) {}
+
+ private:
+  Strong delegate_;
+  std::int64_t badge_ = 0;
+};
+
+struct Change {
+  std::string key;
+  id object;
+  std::optional<Value> oldValue;
+  std::optional<Value> newValue;
+  void* context;
+};
+
+class Watcher {
+ public:
+  static constexpr const char* className = "Watcher";
+  static void defineClass(platform::ClassFace<Watcher>& face) {
+    face.method<&Watcher::observe>("observeValueForKeyPath:ofObject:change:context:");
+  }
+  void observe(id keyPath, id object, id change, void* context) {
+    const Value values = *platform::unboxed(change);
+    const auto find = [&](const char* key) {
+      const Value* value = values.find(key);
+      return value == nullptr ? std::nullopt : std::optional(*value);
+    };
+    changes.push_back({std::string(platform::unboxed(keyPath)->text()), object, find("old"), find("new"), context});
+    if (then) then();
+  }
+  std::vector<Change> changes;
+  std::function<void()> then;
+};
+
+class KeyValueObserving : public testing::Test {
+ protected:
+  void setDelegate(id newDelegate) { platform::send<void(id)>(application.get(), sel("setDelegate:"), newDelegate); }
+  void observe(std::uint64_t options = newAndOld, void* context = nullptr) {
+    platform::addObserver(application.get(), watcher.get(), "delegate", options, context);
+  }
+
+  TestProcess process;
+  Strong application = platform::makeObject<Application>();
+  Strong watcher = platform::makeObject<Watcher>();
+  std::vector<Change>& changes = platform::objectState<Watcher>(watcher.get()).changes;
+  std::function<void()>& then = platform::objectState<Watcher>(watcher.get()).then;
+  Strong delegate = makeInstance(objc_getClass("NSObject"));
+};
+
+TEST_F(KeyValueObserving, TellsEverySettingWithOldAndNewValue) {
+  int mark = 0;
+  observe(newAndOld, &mark);
+  setDelegate(delegate.get());
+  setDelegate(delegate.get());
+  setDelegate(nullptr);
+  ASSERT_EQ(changes.size(), 3U);
+  EXPECT_EQ(changes[0].key, "delegate");
+  EXPECT_EQ(changes[0].object, application.get());
+  EXPECT_EQ(changes[0].context, &mark);
+  EXPECT_EQ(changes[0].oldValue, Value()) << "nil is the null object";
+  EXPECT_EQ(changes[0].newValue->ifObject(), delegate.get());
+  EXPECT_EQ(changes[1].oldValue->ifObject(), delegate.get());
+  EXPECT_EQ(changes[1].newValue->ifObject(), delegate.get());
+  EXPECT_EQ(changes[2].newValue, Value());
+}
+
+TEST_F(KeyValueObserving, TellsNumbersTheValuesAskedForAndNothingOfOtherKeys) {
+  platform::addObserver(application.get(), watcher.get(), "badge", platform::NSKeyValueObservingOptionNew, nullptr);
+  setDelegate(delegate.get());
+  platform::send<void(std::int64_t)>(application.get(), sel("setBadge:"), 5);
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].newValue, Value(5));
+  EXPECT_EQ(changes[0].oldValue, std::nullopt);
+}
+
+TEST_F(KeyValueObserving, WatchesOneObjectThatKeepsTheClassItSaysItIs) {
+  observe();
+  const Strong other = platform::makeObject<Application>();
+  platform::send<void(id)>(other.get(), sel("setDelegate:"), delegate.get());
+  EXPECT_TRUE(changes.empty());
+  EXPECT_EQ(platform::send<Class()>(application.get(), sel("class")), platform::classOf<Application>());
+  EXPECT_EQ(object_getClass(other.get()), platform::classOf<Application>());
+}
+
+TEST_F(KeyValueObserving, ObserverRegisteredTwiceIsToldTwiceAndMayRemoveItselfInside) {
+  observe();
+  observe();
+  setDelegate(delegate.get());
+  EXPECT_EQ(changes.size(), 2U);
+  then = [this] {
+    platform::removeObserver(application.get(), watcher.get(), "delegate");
+    if (changes.size() == 3) platform::removeObserver(application.get(), watcher.get(), "delegate");
+    then = nullptr;
+  };
+  setDelegate(nullptr);
+  EXPECT_EQ(changes.size(), 3U) << "the second registration was removed before its turn";
+  setDelegate(delegate.get());
+  EXPECT_EQ(changes.size(), 3U);
+}
+
+TEST_F(KeyValueObserving, RemovesByContextOrTheLatest) {
+  int first = 0;
+  int second = 0;
+  observe(newAndOld, &first);
+  observe(newAndOld, &second);
+  platform::removeObserver(application.get(), watcher.get(), "delegate", &first);
+  setDelegate(nullptr);
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].context, &second);
+  EXPECT_THROW(platform::removeObserver(application.get(), watcher.get(), "delegate", &first), platform::Exception);
+}
+
+TEST_F(KeyValueObserving, RemovingAStrangerRaises) {
+  EXPECT_EQ(raised([&] { platform::removeObserver(application.get(), watcher.get(), "delegate"); }),
+            platform::format("NSRangeException: Cannot remove an observer <Watcher %p> for the key path \"delegate\" "
+                             "from <Application %p> because it is not registered as an observer.",
+                             {watcher.get(), application.get()}));
+}
+
+TEST_F(KeyValueObserving, SwizzledSetterAndDeadObserverAreMinded) {
+  observe();
+  const Method method = class_getInstanceMethod(platform::classOf<Application>(), sel("setDelegate:"));
+  method_setImplementation(method, platform::implementationOf(+[](id, SEL, id) {}));
+  setDelegate(delegate.get());
+  EXPECT_EQ(changes.at(0).newValue, Value()) << "the setter in force set nothing";
+  watcher = {};
+  setDelegate(delegate.get());
+}
+
+TEST_F(KeyValueObserving, RefusesWhatItCannotObserve) {
+  const auto add = [&](const char* key) { platform::addObserver(application.get(), watcher.get(), key, 0, nullptr); };
+  EXPECT_THROW(add("name"), platform::Exception);
+  EXPECT_THROW(add("delegate.name"), platform::Exception);
+  platform::addObserver(nullptr, watcher.get(), "delegate", 0, nullptr);
+  platform::removeObserver(nullptr, watcher.get(), "delegate");
+}
+
+TEST_F(KeyValueObserving, UnhandledChangeRaises) {
+  platform::addObserver(application.get(), delegate.get(), "delegate", newAndOld, nullptr);
+  EXPECT_THAT(raised([&] { setDelegate(nullptr); }),
+              testing::MatchesRegex("NSInternalInconsistencyException: <NSObject: 0x.*message was received but not "
+                                    "handled.\nKey path: delegate\n.*"));
+}
+
+}  // namespace

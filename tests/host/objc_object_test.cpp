@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/block.h"
+#include "platform/objc.h"
+#include "tests/support/runtime_objects.h"
+#include "tests/support/test_process.h"
+
+// Lifetimes: references, weak references, pools, associated objects.
+
+namespace {
+
+using namespace test;
+using platform::Strong;
+using platform::Weak;
+
+class ObjcObject : public testing::Test {
+ protected:
+  TestProcess process;
+  int deaths = 0;
+  const char key = 0;
+};
+
+TEST_F(ObjcObject, PoolReleasesAtItsEndInnerPoolsFirst) {
+  void* outer = objc_autoreleasePoolPush();
+  const auto leave = [&] { objc_autorelease(objc_retain(platform::makeObject<Mortal>(&deaths).get())); };
+  leave();
+  objc_autoreleasePoolPush();
+  leave();
+  void* inner = objc_autoreleasePoolPush();
+  leave();
+  objc_autoreleasePoolPop(inner);
+  EXPECT_EQ(deaths, 1);
+  objc_autoreleasePoolPop(outer);
+  EXPECT_EQ(deaths, 3) << "a pool left open ends with the one around it";
+}
+
+TEST_F(ObjcObject, WeakReferenceReadsNullOnceDeallocationHasBegun) {
+  static bool sawNull = false;
+  static Weak* weakToDying = nullptr;
+  const Class cls = makeClass("Dying");
+  addMethod(
+      cls, "dealloc", +[](id self, SEL) {
+        objc_release(objc_retain(self));  // must not deallocate again
+        sawNull = !weakToDying->load();
+        weakToDying->store(self);  // too late for a new reference
+        sawNull = sawNull && !weakToDying->load();
+        reinterpret_cast<void (*)(id, SEL)>(class_getMethodImplementation(objc_getClass("NSObject"), sel("dealloc")))(
+            self, sel("dealloc"));
+      });
+  Strong object = makeInstance(cls);
+  Weak weak(object.get());
+  weakToDying = &weak;
+  EXPECT_EQ(weak.load(), object);
+  object = {};
+  EXPECT_TRUE(sawNull);
+  EXPECT_FALSE(weak.load());
+}
+
+TEST_F(ObjcObject, WeakReferencesAreReboundCopiedAndDropped) {
+  Strong first = platform::makeObject<Mortal>(&deaths);
+  const Strong second = platform::makeObject<Mortal>(&deaths);
+  Weak weak(first.get());
+  auto copy = std::make_unique<Weak>(weak);
+  weak.store(second.get());
+  EXPECT_EQ(copy->load(), first);
+  copy.reset();  // its slot must not be written to any more
+  first = {};
+  EXPECT_EQ(deaths, 1);
+  EXPECT_EQ(weak.load(), second);
+}
+
+TEST_F(ObjcObject, LongChainEndsWithoutALongStack) {
+  constexpr int length = 200'000;
+  Strong chain;
+  for (int i = 0; i < length; ++i) chain = platform::makeObject<Mortal>(&deaths, std::move(chain));
+  chain = {};
+  EXPECT_EQ(deaths, length);
+}
+
+TEST_F(ObjcObject, AssociationHoldsItsValueUntilItIsReplacedRemovedOrItsOwnerEnds) {
+  for (const auto policy : {OBJC_ASSOCIATION_RETAIN, OBJC_ASSOCIATION_RETAIN_NONATOMIC}) {
+    deaths = 0;
+    Strong owner = makeInstance(objc_getClass("NSObject"));
+    const auto set = [&](id value) { objc_setAssociatedObject(owner.get(), &key, value, policy); };
+    set(platform::makeObject<Mortal>(&deaths).get());
+    {
+      const platform::AutoreleasePool pool;
+      EXPECT_NE(objc_getAssociatedObject(owner.get(), &key), nullptr);
+      EXPECT_EQ(objc_getAssociatedObject(owner.get(), &deaths), nullptr) << "another key";
+    }
+    EXPECT_EQ(deaths, 0);
+    set(platform::makeObject<Mortal>(&deaths).get());
+    EXPECT_EQ(deaths, 1);
+    set(nullptr);
+    EXPECT_EQ(deaths, 2);
+    EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), nullptr);
+    set(platform::makeObject<Mortal>(&deaths).get());
+    owner = {};
+    EXPECT_EQ(deaths, 3);
+  }
+  objc_setAssociatedObject(nullptr, &key, nullptr, OBJC_ASSOCIATION_RETAIN);
+  EXPECT_EQ(objc_getAssociatedObject(nullptr, &key), nullptr);
+}
+
+TEST_F(ObjcObject, AssociationAssignsAndCopies) {
+  const Strong owner = makeInstance(objc_getClass("NSObject"));
+  Strong value = platform::makeObject<Mortal>(&deaths);
+  objc_setAssociatedObject(owner.get(), &key, value.get(), OBJC_ASSOCIATION_ASSIGN);
+  value = {};
+  EXPECT_EQ(deaths, 1) << "assigning holds nothing";
+  const platform::Block<int()> block([] { return 3; });
+  objc_setAssociatedObject(owner.get(), &key, blockId(block.get()), OBJC_ASSOCIATION_COPY_NONATOMIC);
+  EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), blockId(block.get()));
+}
+
+TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {
+  struct Holder {
+    Strong object;
+  };
+  {
+    const TestProcess other;
+    auto& holder = platform::Process::shared<Holder>();  // older than the object's class
+    holder.object = platform::makeObject<Mortal>(&deaths);
+    objc_setAssociatedObject(holder.object.get(), &key, platform::boxed(platform::Value("text")),
+                             OBJC_ASSOCIATION_RETAIN);
+  }
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(ObjcObject, ThreadsShareObjectsClassesAndWeakReferences) {
+  const Class cls = makeClass("Shared");
+  addMethod(cls, "answer", answer<1>);
+  const Method method = class_getInstanceMethod(cls, sel("answer"));
+  Strong object = makeInstance(cls);
+  Weak weak(object.get());
+  std::atomic<int> strange{0};
+  const auto use = [&](int thread) {
+    const host::ProcessScope scope(process);
+    for (int round = 0; round < 500; ++round) {
+      const Strong loaded = weak.load();
+      if (!loaded) continue;
+      const int got = ask(loaded.get());
+      if (got < 1 || got > 3) ++strange;
+      if (thread == 0) method_setImplementation(method, platform::implementationOf(round % 2 ? answer<1> : answer<2>));
+      if (thread == 1) addMethod(cls, ("method" + std::to_string(round)).c_str(), answer<3>);
+      if (thread == 2) weak.store(loaded.get());
+      objc_setAssociatedObject(loaded.get(), &key, loaded.get(), OBJC_ASSOCIATION_ASSIGN);
+      if (thread == 3 && platform::boxed(platform::Value(round)) == nullptr) ++strange;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) threads.emplace_back(use, thread);
+  object = {};  // whoever loaded it last ends it
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(strange, 0);
+  EXPECT_FALSE(weak.load());
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+#include "platform/objc.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/exception.h"
+#include "tests/support/runtime_objects.h"
+#include "tests/support/test_process.h"
+
+// Classes, methods and protocols: one behaviour of the runtime per test.
+
+namespace {
+
+using namespace test;
+using testing::StartsWith;
+
+class Objc : public testing::Test {
+ protected:
+  TestProcess process;
+  Class base = makeClass("Base");
+  Class derived = makeClass("Derived", base);
+  platform::Strong object = makeInstance(derived);
+};
+
+TEST_F(Objc, ClassHasItsNameFromRegistrationToDisposal) {
+  const Class cls = objc_allocateClassPair(base, "Late", 0);
+  EXPECT_EQ(objc_getClass("Late"), nullptr);
+  objc_registerClassPair(cls);
+  EXPECT_EQ(objc_getClass("Late"), cls);
+  EXPECT_EQ(objc_allocateClassPair(base, "Late", 0), nullptr) << "the name is taken";
+  objc_disposeClassPair(cls);
+  EXPECT_NE(makeClass("Late"), nullptr);
+  objc_disposeClassPair(base);
+  EXPECT_EQ(objc_getClass("Base"), base) << "it has a subclass";
+}
+
+TEST_F(Objc, ClassesBelongToTheirProcessSelectorsToTheProgram) {
+  const SEL answerSelector = sel("answer");
+  const TestProcess other;
+  EXPECT_EQ(objc_getClass("Base"), nullptr);
+  EXPECT_NE(objc_getClass("NSObject"), class_getSuperclass(base));
+  EXPECT_EQ(sel(std::string("answer").c_str()), answerSelector);
+}
+
+TEST_F(Objc, MetaclassesFormARing) {
+  const Class root = objc_getClass("NSObject");
+  const Class meta = object_getClass(platform::classObject(derived));
+  EXPECT_TRUE(class_isMetaClass(meta));
+  EXPECT_FALSE(class_isMetaClass(derived));
+  EXPECT_EQ(class_getSuperclass(meta), object_getClass(platform::classObject(base)));
+  EXPECT_EQ(class_getSuperclass(object_getClass(platform::classObject(root))), root);
+  EXPECT_EQ(object_getClass(platform::classObject(meta)), object_getClass(platform::classObject(root)));
+}
+
+TEST_F(Objc, InstanceVariablesFollowThoseOfTheSuperclassAligned) {
+  const Class cls = objc_allocateClassPair(base, "Sized", 0);
+  EXPECT_TRUE(class_addIvar(cls, "flag", 1, 0, "B"));
+  EXPECT_TRUE(class_addIvar(cls, "number", 8, 3, "q"));
+  EXPECT_FALSE(class_addIvar(cls, "flag", 1, 0, "B"));
+  objc_registerClassPair(cls);
+  EXPECT_FALSE(class_addIvar(cls, "late", 1, 0, "B"));
+  EXPECT_EQ(ivar_getOffset(class_getInstanceVariable(cls, "number")), 16);
+  EXPECT_EQ(class_getInstanceSize(cls), 24U);
+  EXPECT_EQ(class_getInstanceSize(makeClass("SizedToo", cls)), 24U);
+  EXPECT_EQ(class_getInstanceVariable(base, "number"), nullptr);
+}
+
+TEST_F(Objc, MethodIsInheritedUntilOverridden) {
+  EXPECT_TRUE(addMethod(base, "answer", answer<1>));
+  EXPECT_EQ(ask(object.get()), 1);
+  EXPECT_TRUE(addMethod(derived, "answer", answer<2>)) << "the class itself has none yet";
+  EXPECT_EQ(ask(object.get()), 2);
+  EXPECT_FALSE(addMethod(derived, "answer", answer<3>));
+  EXPECT_EQ(ask(object.get()), 2);
+}
+
+TEST_F(Objc, ReplacingAddsOrChangesTheCode) {
+  const IMP one = platform::implementationOf(answer<1>);
+  EXPECT_EQ(class_replaceMethod(derived, sel("answer"), one, "i@:"), nullptr);
+  EXPECT_EQ(class_replaceMethod(derived, sel("answer"), platform::implementationOf(answer<2>), "i@:"), one);
+  EXPECT_EQ(ask(object.get()), 2);
+}
+
+TEST_F(Objc, SettingAnInheritedMethodChangesTheSuperclass) {
+  addMethod(base, "answer", answer<1>);
+  const Method method = class_getInstanceMethod(derived, sel("answer"));
+  EXPECT_EQ(ask(object.get()), 1);
+  const IMP previous = method_setImplementation(method, platform::implementationOf(answer<2>));
+  EXPECT_EQ(previous, platform::implementationOf(answer<1>));
+  EXPECT_EQ(ask(object.get()), 2);
+  EXPECT_EQ(ask(makeInstance(base).get()), 2);
+}
+
+TEST_F(Objc, ExchangingSwapsTheCodeAlone) {
+  addMethod(derived, "answer", answer<1>);
+  addMethod(derived, "other", answer<2>);
+  const Method first = class_getInstanceMethod(derived, sel("answer"));
+  method_exchangeImplementations(first, class_getInstanceMethod(derived, sel("other")));
+  EXPECT_EQ(ask(object.get()), 2);
+  EXPECT_EQ(ask(object.get(), "other"), 1);
+  EXPECT_EQ(method_getName(first), sel("answer"));
+}
+
+TEST_F(Objc, MoreMethodsThanACacheHoldsAreAllFound) {
+  const auto name = [](int number) { return "method" + std::to_string(number); };
+  for (int i = 0; i < 100; ++i) addMethod(base, name(i).c_str(), i % 2 == 0 ? answer<0> : answer<1>);
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(ask(object.get(), name(i % 100).c_str()), i % 2);
+}
+
+TEST_F(Objc, ClassMethodsAreInheritedAndFallBackToTheRootsInstanceMethods) {
+  addMethod(object_getClass(platform::classObject(base)), "answer", answer<7>);
+  EXPECT_EQ(ask(platform::classObject(derived)), 7);
+  EXPECT_NE(class_getClassMethod(derived, sel("answer")), nullptr);
+  EXPECT_EQ(class_getInstanceMethod(derived, sel("answer")), nullptr);
+  addMethod(objc_getClass("NSObject"), "extra", answer<8>);
+  EXPECT_EQ(ask(platform::classObject(derived), "extra"), 8);
+}
+
+TEST_F(Objc, ObjectChangesItsClassAlone) {
+  const Class sub = makeClass("Sub", derived);
+  addMethod(derived, "answer", answer<1>);
+  addMethod(sub, "answer", answer<2>);
+  const platform::Strong sibling = makeInstance(derived);
+  EXPECT_EQ(ask(object.get()), 1);
+  EXPECT_EQ(object_setClass(object.get(), sub), derived);
+  EXPECT_EQ(ask(object.get()), 2);
+  EXPECT_EQ(ask(sibling.get()), 1);
+  EXPECT_EQ(object_setClass(nullptr, sub), nullptr);
+}
+
+TEST_F(Objc, MissingMethodHasTheOneForwardingMarker) {
+  const IMP marker = class_getMethodImplementation(base, sel("missing"));
+  EXPECT_EQ(marker, class_getMethodImplementation(derived, sel("missing:too:")));
+  EXPECT_FALSE(class_respondsToSelector(base, sel("missing")));
+  const auto call = [&] { reinterpret_cast<void (*)(id, SEL, int)>(marker)(object.get(), sel("missing:"), 1); };
+  EXPECT_THAT(raised(call), StartsWith("NSInvalidArgumentException: -[Derived missing:]: unrecognized selector sent to "
+                                       "instance 0x"));
+}
+
+TEST_F(Objc, MarkerAsImplementationMakesTheMethodMissingUntilItIsSetBack) {
+  addMethod(derived, "answer", answer<1>);
+  const Method method = class_getInstanceMethod(derived, sel("answer"));
+  EXPECT_EQ(ask(object.get()), 1);
+  method_setImplementation(method, class_getMethodImplementation(derived, sel("missing")));
+  EXPECT_THROW(ask(object.get()), platform::Exception);
+  method_setImplementation(method, platform::implementationOf(answer<2>));
+  EXPECT_EQ(ask(object.get()), 2);
+}
+
+TEST_F(Objc, ProtocolTellsItsDescriptionsByKind) {
+  Protocol* protocol = objc_allocateProtocol("Answering");
+  protocol_addMethodDescription(protocol, sel("answer"), "i16@0:8", false, true);
+  EXPECT_EQ(objc_getProtocol("Answering"), nullptr);
+  objc_registerProtocol(protocol);
+  EXPECT_EQ(objc_getProtocol("Answering"), protocol);
+  protocol_addMethodDescription(protocol, sel("late"), "v@:", false, true);
+  EXPECT_STREQ(protocol_getMethodDescription(protocol, sel("answer"), false, true).types, "i16@0:8");
+  EXPECT_EQ(protocol_getMethodDescription(protocol, sel("answer"), true, true).name, nullptr);
+  EXPECT_EQ(protocol_getMethodDescription(protocol, sel("answer"), false, false).types, nullptr);
+  EXPECT_EQ(protocol_getMethodDescription(protocol, sel("late"), false, true).types, nullptr);
+}
+
+TEST_F(Objc, ConformanceIsInheritedByTheMethodAlone) {
+  Protocol* protocol = objc_allocateProtocol("Answering");
+  objc_registerProtocol(protocol);
+  EXPECT_TRUE(class_addProtocol(base, protocol));
+  EXPECT_FALSE(class_addProtocol(base, protocol));
+  EXPECT_FALSE(class_conformsToProtocol(derived, protocol));
+  const SEL conforms = sel("conformsToProtocol:");
+  EXPECT_TRUE(platform::send<bool(Protocol*)>(object.get(), conforms, protocol));
+  EXPECT_TRUE(platform::send<bool(Protocol*)>(platform::classObject(derived), conforms, protocol));
+  EXPECT_FALSE(platform::send<bool(Protocol*)>(makeInstance(objc_getClass("NSObject")).get(), conforms, protocol));
+  EXPECT_FALSE(platform::send<bool(Protocol*)>(object.get(), conforms, nullptr));
+}
+
+TEST_F(Objc, NullIsLegal) {
+  EXPECT_EQ(objc_getClass(nullptr), nullptr);
+  EXPECT_EQ(class_getInstanceMethod(nullptr, sel("answer")), nullptr);
+  EXPECT_EQ(class_getMethodImplementation(nullptr, sel("answer")), nullptr);
+  EXPECT_FALSE(addMethod(nullptr, "answer", answer<1>));
+  EXPECT_EQ(object_getClass(nullptr), nullptr);
+  EXPECT_EQ(protocol_getMethodDescription(nullptr, sel("answer"), false, true).types, nullptr);
+  EXPECT_FALSE(class_addProtocol(base, objc_getProtocol("Unknown")));
+}
+
+}  // namespace
