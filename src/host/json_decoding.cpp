@@ -93,15 +93,17 @@ std::string withWideIntegersAsFloating(std::string_view text) {
   return result;
 }
 
-/// Copies simdjson's tree; the depth of the recursion is bounded by the parser's.
+/// Copies simdjson's tree, whose depth the parser has bounded.
 class TreeBuilder {
  public:
   explicit TreeBuilder(std::size_t textSize) : document_(3 * textSize + 256) {}
 
-  Value build(const dom::element& root) {
+  simdjson::error_code build(const dom::element& root, std::optional<Value>& result) {
     Value slot;  // borrowed from the document: copied out before that goes
     place(slot, root);
-    return Value(slot);
+    if (isTooDeep_) return simdjson::DEPTH_ERROR;
+    result = slot;
+    return simdjson::SUCCESS;
   }
 
  private:
@@ -118,16 +120,20 @@ class TreeBuilder {
     }
   }
   void placeList(Value& slot, const dom::array& array) {
+    isTooDeep_ |= ++depth_ > maximumDepth;
     Value* next = document_.list(slot, countOf(array));
     for (const dom::element element : array) place(*next++, element);
+    --depth_;
   }
   void placeDictionary(Value& slot, const dom::object& object) {
+    isTooDeep_ |= ++depth_ > maximumDepth;
     Value::Entry* next = document_.dictionary(slot, countOf(object));
     for (const auto field : object) {
       document_.text(next->key, field.key);
       place(next++->value, field.value);
     }
     DocumentBuilder::endDictionary(slot);
+    --depth_;
   }
   template <class Container>
   static std::size_t countOf(const Container& container) {
@@ -136,6 +142,8 @@ class TreeBuilder {
   }
 
   DocumentBuilder document_;
+  std::size_t depth_ = 0;
+  bool isTooDeep_ = false;
 };
 
 /// A parser keeps its buffers from one text to the next, unless that was a huge one.
@@ -143,8 +151,9 @@ class ThreadParser {
  public:
   simdjson::error_code parse(std::string_view text, dom::element& root) {
     if (parser_ == nullptr) {
+      // One more: it counts the document itself, but no container that is empty.
       parser_ = std::make_unique<dom::parser>();
-      if (parser_->allocate(4096, maximumDepth) != simdjson::SUCCESS) throw std::bad_alloc();
+      if (parser_->allocate(4096, maximumDepth + 1) != simdjson::SUCCESS) throw std::bad_alloc();
     }
     return parser_->parse(text.data(), text.size()).get(root);
   }
@@ -183,7 +192,7 @@ simdjson::error_code decode(std::string_view text, std::optional<Value>& result)
   simdjson::error_code error = parser.parse(text, root);
   if (error == simdjson::NUMBER_ERROR) error = parser.parse(withWideIntegersAsFloating(text), root);
   if (error == simdjson::SUCCESS && !root.is_array() && !root.is_object()) error = simdjson::INCORRECT_TYPE;
-  if (error == simdjson::SUCCESS) result = TreeBuilder(text.size()).build(root);
+  if (error == simdjson::SUCCESS) error = TreeBuilder(text.size()).build(root, result);
   parser.trim();
   return error;
 }

@@ -175,7 +175,7 @@ class TreeDescription {
   }
   void appendInside(const Value& value) {
     if (value.ifList() != nullptr || value.ifDictionary() != nullptr) {
-      out_ += "    ";
+      indent();  // a container's own text starts with its indentation, wherever it stands
       open(value);
     } else {
       appendLeafInside(out_, value);

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/value.h"
+
+namespace host {
+
+/// Its text is one line: the file, the line or key path where it is known, and what is wrong there.
+class PropertyListError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Far above any application's resource; a larger file is refused before it is read.
+inline constexpr std::size_t largestPropertyList = 4 * 1024 * 1024;
+inline constexpr std::size_t deepestPropertyList = 512;
+
+/// Reads a property list file, XML or binary, of any top-level kind. Raises PropertyListError.
+///
+/// A date reads as its text, "2026-01-31T12:00:00Z": Value has no kind for dates and nothing here computes with one.
+platform::Value readPropertyList(const std::filesystem::path& path);
+
+/// The same for the contents of the file `name`, which errors mention.
+platform::Value parsePropertyList(std::string_view contents, std::string_view name);
+
+/// Writes as XML; a reader sees the old file or the whole new one, which its owner alone may read. Raises
+/// PropertyListError for what cannot be written (null, an object, a key that is no text) and when the file cannot.
+void writePropertyList(const std::filesystem::path& path, const platform::Value& value);
+
+}  // namespace host

@@ -1,0 +1,186 @@
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/property_list.h"
+#include "host/property_list_check.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view whiteSpace = " \t\r\n";
+constexpr std::string_view containers[] = {"plist", "dict", "array"};
+constexpr std::string_view scalars[] = {"key", "string", "integer", "real", "true", "false", "date", "data"};
+
+template <class Number>
+bool isWhole(std::string_view text) {
+  Number number;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+bool isInteger(std::string_view text) {
+  if (text.starts_with('+')) text.remove_prefix(1);
+  return isWhole<std::int64_t>(text) || isWhole<std::uint64_t>(text);
+}
+
+bool isDate(std::string_view text) {
+  constexpr std::string_view pattern = "0000-00-00T00:00:00Z";
+  return std::ranges::equal(text, pattern, [](char character, char place) {
+    return place == '0' ? character >= '0' && character <= '9' : character == place;
+  });
+}
+
+bool isBase64(std::string_view text) {
+  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/= \t\r\n";
+  return text.find_first_not_of(alphabet) == std::string_view::npos;
+}
+
+struct Rule {
+  std::string_view element;
+  bool (*accepts)(std::string_view content);
+  const char* expected;
+};
+constexpr Rule rules[] = {
+    {"integer", isInteger, "a decimal integer of 64 bits"},
+    {"real", isWhole<double>, "a number"},
+    {"date", isDate, "a date such as 2026-01-31T12:00:00Z"},
+    {"data", isBase64, "Base64 text"},
+    {"true", [](std::string_view content) { return content.empty(); }, "to be empty"},
+    {"false", [](std::string_view content) { return content.empty(); }, "to be empty"},
+};
+
+class XMLCheck {
+ public:
+  XMLCheck(std::string_view text, std::string_view name) : text_(text), name_(name) {}
+
+  void run() {
+    const std::size_t zero = text_.find('\0');
+    if (zero != std::string_view::npos) fail(zero, "a zero byte, which no text has");
+    std::size_t at = 0;
+    for (std::size_t markup; (markup = text_.find('<', at)) != std::string_view::npos;) {
+      checkText(at, markup);
+      at = readMarkup(markup);
+    }
+    checkText(at, text_.size());
+    if (!open_.empty()) fail(open_.back().at, "<" + std::string(open_.back().element) + "> is never closed");
+    if (!hasRoot_) fail(0, "no property list, neither XML nor binary");
+  }
+
+ private:
+  struct Element {
+    std::string_view element;
+    std::size_t at;       // of its tag
+    std::size_t content;  // behind its tag
+    std::size_t children = 0;
+  };
+
+  [[noreturn]] void fail(std::size_t at, const std::string& problem) const {
+    const auto line = 1 + std::ranges::count(text_.substr(0, at), '\n');
+    throw PropertyListError(std::string(name_) + ":" + std::to_string(line) + ": " + problem);
+  }
+
+  void checkText(std::size_t begin, std::size_t end) const {
+    if (!open_.empty() && !isContainer(open_.back().element)) return;
+    const std::size_t stray = text_.substr(0, end).find_first_not_of(whiteSpace, begin);
+    if (stray != std::string_view::npos) {
+      fail(stray, hasRoot_ ? "text outside <string>, <key> and the like" : "no property list, neither XML nor binary");
+    }
+  }
+
+  std::size_t readMarkup(std::size_t at) {
+    const std::string_view markup = text_.substr(at);
+    if (markup.starts_with("<!--")) return behind("-->", at, "a comment");
+    if (markup.starts_with("<![CDATA[")) {
+      const std::size_t end = behind("]]>", at, "a CDATA section");
+      checkText(at, end);
+      return end;
+    }
+    if (markup.starts_with("<?")) return behind("?>", at, "a processing instruction");
+    const std::size_t end = behind(">", at, "a tag");
+    std::string_view tag = text_.substr(at + 1, end - at - 2);
+    if (tag.starts_with('!')) {
+      if (tag.find('[') != std::string_view::npos) fail(at, "a document type with declarations of its own is not read");
+    } else if (tag.starts_with('/')) {
+      close(tag.substr(1), at);
+    } else {
+      const bool isEmpty = tag.ends_with('/');
+      if (isEmpty) tag.remove_suffix(1);
+      open(tag.substr(0, tag.find_first_of(whiteSpace)), at, end);
+      if (isEmpty) close(open_.back().element, end);
+    }
+    return end;
+  }
+
+  std::size_t behind(std::string_view terminator, std::size_t at, const char* what) const {
+    const std::size_t end = text_.find(terminator, at);
+    if (end == std::string_view::npos) fail(at, std::string(what) + " is never closed");
+    return end + terminator.size();
+  }
+
+  static bool isContainer(std::string_view element) {
+    return std::ranges::find(containers, element) != std::end(containers);
+  }
+
+  void open(std::string_view element, std::size_t at, std::size_t content) {
+    const std::string tag = "<" + std::string(element) + ">";
+    if (!isContainer(element) && std::ranges::find(scalars, element) == std::end(scalars)) {
+      fail(at, tag + " is no element of a property list");
+    }
+    if (open_.empty() != (element == "plist") || (open_.empty() && hasRoot_)) {
+      fail(at, tag + (open_.empty() ? " outside <plist>" : " inside another element"));
+    }
+    if (!open_.empty()) checkPlace(element, tag, at);
+    if (open_.size() > deepestPropertyList) {
+      fail(at, "more than " + std::to_string(deepestPropertyList) + " levels");
+    }
+    hasRoot_ = true;
+    open_.push_back({element, at, content});
+  }
+
+  void checkPlace(std::string_view element, const std::string& tag, std::size_t at) {
+    Element& parent = open_.back();
+    const bool isValuePlace = parent.element != "dict" || parent.children % 2 == 1;
+    if (!isContainer(parent.element)) fail(at, tag + " inside <" + std::string(parent.element) + ">");
+    if (parent.element == "plist" && parent.children == 1) fail(at, tag + " after the one value of <plist>");
+    if (isValuePlace == (element == "key")) {
+      fail(at, isValuePlace ? "<key> where a value is expected" : tag + " where a <key> is expected");
+    }
+    ++parent.children;
+  }
+
+  void close(std::string_view element, std::size_t at) {
+    element = element.substr(0, element.find_first_of(whiteSpace));
+    if (open_.empty() || open_.back().element != element) {
+      const std::string opened = open_.empty() ? "nothing" : "<" + std::string(open_.back().element) + ">";
+      fail(at, "</" + std::string(element) + "> closes " + opened);
+    }
+    const Element& closed = open_.back();
+    if (element == "dict" && closed.children % 2 == 1) fail(at, "the last <key> has no value");
+    if (element == "plist" && closed.children == 0) fail(at, "<plist> holds no value");
+    checkContent(closed, at);
+    open_.pop_back();
+  }
+
+  void checkContent(const Element& closed, std::size_t end) const {
+    const auto* rule = std::ranges::find(rules, closed.element, &Rule::element);
+    if (rule == std::end(rules)) return;
+    const std::string_view content = text_.substr(closed.content, end - closed.content);
+    if (rule->accepts(content)) return;
+    fail(closed.at, "<" + std::string(closed.element) + "> holds \"" + std::string(content.substr(0, 40)) +
+                        "\", expected " + rule->expected);
+  }
+
+  std::string_view text_;
+  std::string_view name_;
+  std::vector<Element> open_;
+  bool hasRoot_ = false;
+};
+
+}  // namespace
+
+void checkXMLPropertyList(std::string_view text, std::string_view name) { XMLCheck(text, name).run(); }
+
+}  // namespace host

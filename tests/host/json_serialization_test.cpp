@@ -1,0 +1,232 @@
+#include "platform/json_serialization.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tests/support/raised.h"
+
+namespace {
+
+using namespace std::string_literals;
+using platform::Error;
+using platform::Value;
+using platform::JSONSerialization::dataWithJSONObject;
+using platform::JSONSerialization::JSONObjectWithData;
+using test::raisedReason;
+
+std::optional<Value> decode(std::string_view text, Error* error = nullptr) {
+  return JSONObjectWithData({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
+}
+
+std::string encode(const Value& value) {
+  const Value data = dataWithJSONObject(value);
+  return {reinterpret_cast<const char*>(data.bytes().data()), data.bytes().size()};
+}
+
+std::string repeated(std::string_view part, int count) {
+  std::string text;
+  while (count-- > 0) text += part;
+  return text;
+}
+
+std::string nested(int levels) { return repeated("[", levels) + "1" + repeated("]", levels); }
+
+/// `text` (ASCII) in an encoding of `width` bytes a character.
+std::string widened(std::string_view text, int width, bool isBigEndian) {
+  std::string result;
+  for (const char character : text) {
+    const std::string zeros(static_cast<std::size_t>(width - 1), '\0');
+    result += isBigEndian ? zeros + character : character + zeros;
+  }
+  return result;
+}
+
+TEST(JSONDecoding, ReadsEveryKind) {
+  const std::pair<std::string, Value> cases[] = {
+      {"{}", Value::dictionary({})},
+      {" \t\r\n[ ] \n", Value::list({})},
+      {R"({"a":null,"b":[true,false,"",{}]})",
+       Value::dictionary({{"a", nullptr}, {"b", Value::list({true, false, "", Value::dictionary({})})}})},
+      {R"(["\u00e9\ud83d\ude00\u0000\/\b\f\n\r\t\"\\"])", Value::list({std::string("é😀\0/\b\f\n\r\t\"\\", 6 + 9)})},
+      {R"({"a":1,"b":2,"a":3})", Value::dictionary({{"a", 3}, {"b", 2}})},
+      {"[-9223372036854775808,9223372036854775807,18446744073709551615]",
+       Value::list({std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max(),
+                    std::numeric_limits<std::uint64_t>::max()})},
+      {R"([18446744073709551616,-9223372036854775809,1e2,"\"18446744073709551616",1.5,123456789012345678901234567890])",
+       Value::list({0x1p64, -0x1p63, 100.0, "\"18446744073709551616", 1.5, 123456789012345678901234567890.0})},
+      {"[1e-400,1.7976931348623157e308,0e99999]", Value::list({0, 1.7976931348623157e308, 0})},
+  };
+  for (const auto& [text, value] : cases) {
+    const auto decoded = decode(text);
+    ASSERT_TRUE(decoded) << text;
+    EXPECT_EQ(*decoded, value) << text;
+  }
+}
+
+TEST(JSONDecoding, TellsKindsOfNumbersApart) {
+  const auto decoded = decode("[1,1.0,true,9223372036854775808,-0,18446744073709551616]");
+  const auto elements = decoded->elements();
+  const Value::Kind kinds[] = {Value::Kind::integer, Value::Kind::floating, Value::Kind::boolean,
+                               Value::Kind::integer, Value::Kind::integer,  Value::Kind::floating};
+  for (std::size_t i = 0; i != elements.size(); ++i) EXPECT_EQ(elements[i].kind(), kinds[i]) << i;
+  EXPECT_TRUE(elements[3].isUnsigned());
+  EXPECT_FALSE(elements[0].isUnsigned());
+}
+
+TEST(JSONDecoding, KeepsTheOrderOfKeysAndFindsEachInALargeObject) {
+  std::string text = "{";
+  for (int i = 0; i != 100'000; ++i) text += (i == 0 ? "\"k" : ",\"k") + std::to_string(i) + "\":" + std::to_string(i);
+  const auto decoded = decode(text + "}");
+  ASSERT_TRUE(decoded);
+  for (int i = 0; i != 100'000; ++i) {
+    const std::string key = "k" + std::to_string(i);
+    ASSERT_EQ(decoded->entries()[static_cast<std::size_t>(i)].key, key);
+    ASSERT_EQ(decoded->find(key)->integer(), i);
+  }
+}
+
+TEST(JSONDecoding, RecognisesUnicodeEncodingsWithAndWithoutByteOrderMark) {
+  const std::string text = R"({"a":"b"})";
+  const std::string cases[] = {
+      text,
+      "\xEF\xBB\xBF" + text,
+      widened(text, 2, false),
+      widened(text, 2, true),
+      widened(text, 4, false),
+      widened(text, 4, true),
+      "\xFF\xFE" + widened(text, 2, false),
+      "\xFE\xFF" + widened(text, 2, true),
+      "\xFF\xFE\0\0"s + widened(text, 4, false),
+      "\0\0\xFE\xFF"s + widened(text, 4, true),
+  };
+  for (const std::string& data : cases) {
+    const auto decoded = decode(data);
+    ASSERT_TRUE(decoded) << testing::PrintToString(data);
+    EXPECT_EQ(*decoded, Value::dictionary({{"a", "b"}}));
+  }
+  EXPECT_EQ(decode("[\0\"\0\x3D\xD8\0\xDE\"\0]\0"s), Value::list({"😀"}));
+  EXPECT_EQ(decode(widened(nested(512), 2, true)), decode(nested(512)));
+}
+
+TEST(JSONDecoding, RefusesWhatIsNotJSON) {
+  const std::string cases[] = {
+      "",
+      "  ",
+      "\xEF\xBB\xBF",
+      "\xFF\xFE",
+      "1",
+      "\"text\"",
+      "null",
+      "[",
+      "[1",
+      "[1,]",
+      "[1 2]",
+      "{\"a\"}",
+      "{\"a\":}",
+      "{1:2}",
+      "{'a':1}",
+      "[01]",
+      "[+1]",
+      "[1.]",
+      "[.5]",
+      "[1e]",
+      "[-]",
+      "[0x1]",
+      "[NaN]",
+      "[Infinity]",
+      "[tru]",
+      "[] x",
+      "[]]",
+      "[][]",
+      "[]\0"s,
+      "[\v]",
+      "// comment\n[]",
+      "[1e400]",
+      "[-1e400]",
+      "[" + repeated("9", 400) + "]",
+      "[99999999999999999999-1]",
+      R"(["\ud800"])",
+      R"(["\udc00"])",
+      R"(["\ud800x"])",
+      R"(["\ud800\u0041"])",
+      R"(["\ude00\ud83d"])",
+      R"({"\ud800":1})",
+      R"(["\x"])",
+      R"(["\u12"])",
+      "[\"a\nb\"]",
+      "[\"\xFF\"]",
+      "[\"\xC0\x80\"]",
+      "[\"\xED\xA0\x80\"]",
+      "[\"unclosed",
+      "[18446744073709551616,\"\\",
+      nested(513),
+      repeated("[", 513) + repeated("]", 513),
+      repeated("{\"a\":", 513) + "1" + repeated("}", 513),
+      repeated("[", 1'000'000),
+      "[\0\"\0\x3D\xD8\"\0]\0"s,  // UTF-16 with half a pair
+      "[\0]\0\0"s,                // and with half a unit
+      widened("[", 4, true) + "\xFF\xFF\xFF\xFF",
+  };
+  for (const std::string& text : cases) {
+    Error error;
+    EXPECT_FALSE(decode(text, &error)) << testing::PrintToString(text.substr(0, 60));
+    EXPECT_EQ(error.domain, "NSCocoaErrorDomain");
+    EXPECT_EQ(error.code, 3840);
+    EXPECT_EQ(error.localizedDescription, "The data couldn’t be read because it isn’t in the correct format.");
+    EXPECT_NE(error.userInfo.find("NSDebugDescription"), nullptr);
+  }
+  EXPECT_TRUE(decode(nested(512)));
+}
+
+TEST(JSONEncoding, WritesCompactTextWithThePlatformsEscapes) {
+  const std::pair<Value, std::string_view> cases[] = {
+      {Value::dictionary({}), "{}"},
+      {Value::list({Value::list({}), Value::dictionary({{"b", Value::list({1, 2})}, {"a", nullptr}})}),
+       R"([[],{"b":[1,2],"a":null}])"},
+      {Value::list({true, false, -1, std::numeric_limits<std::uint64_t>::max()}),
+       "[true,false,-1,18446744073709551615]"},
+      {Value::list({0.1, 3.0, 1e20, -0.0, 100000.0, 5e-324}), "[0.1,3,1e+20,-0,100000,5e-324]"},
+      {Value::list({"a/b\b\f\n\r\t\"\\"}), R"(["a\/b\b\f\n\r\t\"\\"])"},
+      {Value::list({"\x01\x1f\x7f"}), "[\"\\u0001\\u001f\x7f\"]"},
+      {Value::list({std::string("a\0b", 3)}), R"(["a\u0000b"])"},
+      {Value::list({"é😀\u2028"}), "[\"é😀\u2028\"]"},
+      {Value::list({"broken \xFF\xC3", "whole é"}), "[\"broken \uFFFD\uFFFD\",\"whole é\"]"},
+      {Value::dictionary({{"k\n/", ""}}), R"({"k\n\/":""})"},
+  };
+  for (const auto& [value, text] : cases) EXPECT_EQ(encode(value), text);
+}
+
+TEST(JSONEncoding, RaisesForWhatJSONCannotHold) {
+  const std::pair<Value, std::string_view> cases[] = {
+      {"text", "Invalid top-level type in JSON write"},
+      {nullptr, "Invalid top-level type in JSON write"},
+      {Value::bytes("a"), "Invalid top-level type in JSON write"},
+      {Value::list({Value::bytes("a")}), "Invalid type in JSON write (_NSInlineData)"},
+      {Value::list({std::nan("")}), "Invalid number value (NaN) in JSON write"},
+      {Value::dictionary({{"a", HUGE_VAL}}), "Invalid number value (infinite) in JSON write"},
+      {Value::list({-HUGE_VAL}), "Invalid number value (infinite) in JSON write"},
+      {Value::list({Value::dictionary({{1, "a"}})}), "Invalid (non-string) key in JSON dictionary"},
+  };
+  for (const auto& [value, reason] : cases) {
+    EXPECT_EQ(raisedReason([&] { dataWithJSONObject(value); }), reason);
+  }
+}
+
+TEST(JSONEncoding, NestedAHundredThousandLevelsDeepIsWritten) {
+  Value value = 1;
+  for (int i = 0; i != 100'000; ++i) value = Value::list({value});
+  EXPECT_EQ(encode(value), nested(100'000));
+}
+
+TEST(JSON, WhatIsWrittenReadsBackTheSame) {
+  const Value value = Value::dictionary({
+      {"numbers", Value::list({0.1, 1e-7, 123456789.125, 1e300, std::numeric_limits<std::int64_t>::min()})},
+      {"text", "\t\"/é😀"},
+      {"nested", decode(nested(500)).value()},
+  });
+  EXPECT_EQ(decode(encode(value)), value);
+}
+
+}  // namespace

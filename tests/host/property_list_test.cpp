@@ -1,0 +1,262 @@
+#include "host/property_list.h"
+
+#include <gmock/gmock.h>
+#include <plist/plist.h>
+#include <sys/stat.h>
+
+#include <cmath>
+#include <fstream>
+#include <random>
+
+#include "platform/property_list.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test_process.h"
+
+namespace {
+
+using namespace std::string_literals;
+using host::parsePropertyList;
+using host::PropertyListError;
+using host::readPropertyList;
+using host::writePropertyList;
+using platform::dictionaryWithContentsOfFile;
+using platform::Value;
+
+std::string document(std::string_view content) {
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n" +
+         std::string(content) + "\n</plist>\n";
+}
+
+std::string binary(const std::string& xml) {
+  plist_t root = nullptr;
+  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
+  char* data = nullptr;
+  std::uint32_t length = 0;
+  plist_to_bin(root, &data, &length);
+  std::string result(data, length);
+  plist_to_bin_free(data);
+  plist_free(root);
+  return result;
+}
+
+template <class Work>
+std::string errorOf(const Work& work) {
+  try {
+    work();
+  } catch (const PropertyListError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+void write(const std::filesystem::path& path, std::string_view text) { std::ofstream(path, std::ios::binary) << text; }
+
+const std::string everything = document(R"(<!-- <array> --> <dict>
+  <key>text</key><string>a &amp; é &#x1F600;<![CDATA[<dict>]]></string>
+  <key>empty</key><string/>
+  <key>integers</key><array><integer>-5</integer><integer>+7</integer><integer>9223372036854775807</integer>
+    <integer>-9223372036854775808</integer><integer>18446744073709551615</integer></array>
+  <key>real</key><real>0.1</real>
+  <key>flags</key><array><true/><false/></array>
+  <key>data</key><data> AAEC
+    /w== </data>
+  <key>date</key><date>2026-01-31T12:00:00Z</date>
+  <key>nothing</key><array><dict/><array></array></array>
+</dict>)");
+
+TEST(PropertyList, ReadsEveryKindFromXMLAndBinary) {
+  const auto text = [](const char* content) { return Value(content); };
+  const Value expected = Value::dictionary({
+      {"text", "a & é 😀<dict>"},
+      {"empty", ""},
+      {"integers", Value::list({-5, 7, INT64_MAX, INT64_MIN, UINT64_MAX})},
+      {"real", 0.1},
+      {"flags", Value::list({true, false})},
+      {"data", Value::bytes("\0\1\2\xff"s)},
+      {"date", text("2026-01-31T12:00:00Z")},
+      {"nothing", Value::list({Value::dictionary({}), Value::list({})})},
+  });
+  for (const std::string& contents : {everything, "\xEF\xBB\xBF" + everything, binary(everything)}) {
+    const Value value = parsePropertyList(contents, "file");
+    EXPECT_EQ(value, expected) << value.description();
+    EXPECT_EQ(value.find("flags")->elements()[0].kind(), Value::Kind::boolean);
+  }
+}
+
+TEST(PropertyList, SaysWhereXMLIsBroken) {
+  const std::pair<std::string, std::string_view> cases[] = {
+      {"", "file:1: no property list, neither XML nor binary"},
+      {"{ a = b; }", "file:1: no property list, neither XML nor binary"},
+      {"<dict/>", "file:1: <dict> outside <plist>"},
+      {document(""), "file:5: <plist> holds no value"},
+      {document("<dict>\n<key>a</key>\n<integer>abc</integer></dict>"),
+       "file:6: <integer> holds \"abc\", expected a decimal integer of 64 bits"},
+      {document("<integer>18446744073709551616</integer>"),
+       "file:4: <integer> holds \"18446744073709551616\", expected a decimal integer of 64 bits"},
+      {document("<real>1.5x</real>"), "file:4: <real> holds \"1.5x\", expected a number"},
+      {document("<date>x</date>"), "file:4: <date> holds \"x\", expected a date such as 2026-01-31T12:00:00Z"},
+      {document("<data>!</data>"), "file:4: <data> holds \"!\", expected Base64 text"},
+      {document("<true>x</true>"), "file:4: <true> holds \"x\", expected to be empty"},
+      {document("<dict>\n<key>a</key></dict>"), "file:5: the last <key> has no value"},
+      {document("<dict><string>a</string></dict>"), "file:4: <string> where a <key> is expected"},
+      {document("<dict><key>a</key><key>b</key></dict>"), "file:4: <key> where a value is expected"},
+      {document("<array>\n<string>a</array>"), "file:5: </array> closes <string>"},
+      {document("<array>\nstray</array>"), "file:5: text outside <string>, <key> and the like"},
+      {document("<string>a<true/></string>"), "file:4: <true> inside <string>"},
+      {document("<foo/>"), "file:4: <foo> is no element of a property list"},
+      {document("<dict/><dict/>"), "file:4: <dict> after the one value of <plist>"},
+      {document("<dict/>") + "<plist/>", "file:6: <plist> outside <plist>"},
+      {"<plist>\n<array>", "file:2: <array> is never closed"},
+      {"<plist>\n<!-- ", "file:2: a comment is never closed"},
+      {"<!DOCTYPE plist [<!ENTITY a \"b\">]>", "file:1: a document type with declarations of its own is not read"},
+      {document("<string>&unknown;</string>"), "file: not understood as a property list"},
+      {document("<dict><key>a</key><array><string>\xFF</string></array></dict>"),
+       "file: key path a.0: a string is broken Unicode text"},
+  };
+  for (const auto& [text, error] : cases) {
+    EXPECT_EQ(errorOf([&] { parsePropertyList(text, "file"); }), error) << text;
+  }
+  std::string deep;
+  for (int i = 0; i != 1'000'000; ++i) deep += "<array>";
+  EXPECT_EQ(errorOf([&] { parsePropertyList("<plist>" + deep.substr(0, 4'000'000), "file"); }),
+            "file:1: more than 512 levels");
+  EXPECT_EQ(errorOf([&] { parsePropertyList(deep, "file"); }),
+            "file: larger than the 4 MiB that a property list may have");
+}
+
+/// A binary property list of one-byte offsets and references.
+std::string binaryOf(const std::vector<std::string>& objects) {
+  std::string data = "bplist00";
+  std::string table;
+  for (const std::string& object : objects) {
+    table += static_cast<char>(data.size());
+    data += object;
+  }
+  const char tableOffset = static_cast<char>(data.size());
+  return data + table + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + static_cast<char>(objects.size()) +
+         std::string(15, '\0') + tableOffset;
+}
+
+TEST(PropertyList, RefusesBinaryFilesThatWouldGrowWithoutBound) {
+  std::vector<std::string> doubling;
+  for (char level = 1; level != 40; ++level) doubling.push_back("\xA2"s + level + level);
+  doubling.push_back("\x51x");
+  const std::pair<std::string, std::string_view> cases[] = {
+      {binaryOf(doubling), "its references repeat too much of it"},
+      {binaryOf({"\xA1\0"s}), "a container holds itself"},
+      {binaryOf({"\xA1\1", "\xD1\2\0"s, "\x51k"}), "a container holds itself"},
+      {binaryOf({"\xD1\1\1", "\x52k\0"s}), "a key holds a zero"},
+      {binaryOf({"\xD1\1\1", "\x62\0k\0\0"s}), "a key holds a zero"},
+      {binaryOf({"\xD1\1\1", "\x09"}), "a key is no text"},
+      {binaryOf({"\xA1\7"}), "a reference leads nowhere"},
+      {binaryOf({"\x5F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"}), "an object is longer than the file"},
+      {binaryOf({"\xAF\x10\xFF"}), "an object is longer than the file"},
+      {binaryOf({"\x5F\x51"}), "a length is no number"},
+      {binaryOf({}), "its trailer does not fit its size"},
+      {"bplist00", "it is cut off"},
+  };
+  for (const auto& [data, problem] : cases) {
+    EXPECT_EQ(errorOf([&] { parsePropertyList(data, "file"); }),
+              "file: broken binary property list: " + std::string(problem));
+  }
+  EXPECT_EQ(parsePropertyList(binaryOf({"\xA2\1\1", "\x51x"}), "file"), Value::list({"x", "x"}));
+}
+
+TEST(PropertyList, DamagedFilesGiveAValueOrAnErrorButNeverACrash) {
+  std::minstd_rand random(7);
+  for (const std::string& sound : {everything, binary(everything)}) {
+    for (int round = 0; round != 20'000; ++round) {
+      std::string damaged = sound;
+      for (auto changes = random() % 4; changes + 1 != 0; --changes) {
+        damaged[random() % damaged.size()] =
+            round % 2 == 0 ? static_cast<char>(random()) : sound[random() % sound.size()];
+      }
+      if (round % 5 == 0) damaged.erase(random() % damaged.size(), random() % 20);
+      try {
+        static_cast<void>(parsePropertyList(damaged, "file").description());
+      } catch (const PropertyListError& error) {
+        EXPECT_THAT(error.what(), testing::StartsWith("file"));
+      }
+    }
+  }
+}
+
+TEST(PropertyList, SaysWhyAFileCannotBeRead) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path() / "a.plist";
+  EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": No such file or directory");
+  EXPECT_EQ(errorOf([&] { readPropertyList(directory.path()); }), directory.path().string() + ": not a file");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": not a file");
+}
+
+TEST(PropertyList, WhatIsWrittenReadsBackTheSame) {
+  const test::TemporaryDirectory directory;
+  const auto path = directory.path() / "a.plist";
+  const Value value = Value::dictionary({
+      {"text", "a < b & \"c\"\n\té😀"},
+      {"numbers", Value::list({-1, INT64_MAX, 0.1 + 0.2, 1e-300, true, 3.0})},
+      {"data", Value::bytes("\0\xff"s)},
+      {"", Value::dictionary({{"nested", Value::list({})}})},
+  });
+  write(path, "older");
+  writePropertyList(path, value);
+  EXPECT_EQ(readPropertyList(path), value) << readPropertyList(path).description();
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+}
+
+TEST(PropertyList, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path() / "a.plist";
+  write(path, everything);
+  Value deep = 1;
+  for (int i = 0; i != 100'000; ++i) deep = Value::list({deep});
+  const std::pair<Value, std::string_view> cases[] = {
+      {nullptr, "a property list cannot hold NSNull"},
+      {Value::dictionary({{"a", Value::list({1, nullptr})}}), "key path a.1: a property list cannot hold NSNull"},
+      {Value::dictionary({{1, 2}}), "a key must be text, not __NSCFNumber"},
+      {Value::dictionary({{"a", std::nan("")}}), "key path a: a number that is not finite cannot be written"},
+      {Value::list({"\0"s}), "key path 0: XML cannot hold control characters"},
+      {UINT64_MAX, "an integer above 64 bits with sign cannot be written"},
+  };
+  for (const auto& [value, problem] : cases) {
+    EXPECT_EQ(errorOf([&] { writePropertyList(path, value); }), path + ": " + std::string(problem));
+  }
+  EXPECT_THAT(errorOf([&] { writePropertyList(path, deep); }), testing::EndsWith("more than 512 levels"));
+  EXPECT_NE(readPropertyList(path).find("text"), nullptr);
+  EXPECT_EQ(errorOf([&] { writePropertyList(path + "/b", 1); }), path + "/b: cannot be written: Not a directory");
+}
+
+TEST(DictionaryWithContentsOfFile, ReadsADictionaryOrNothing) {
+  const test::TestProcess process;
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path() / "a.plist";
+  EXPECT_FALSE(dictionaryWithContentsOfFile(std::nullopt));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(path));
+  write(path, document("<array/>"));
+  EXPECT_FALSE(dictionaryWithContentsOfFile(path));
+  write(path, "garbage");
+  EXPECT_FALSE(dictionaryWithContentsOfFile(path));
+  write(path, everything);
+  EXPECT_EQ(dictionaryWithContentsOfFile(path), parsePropertyList(everything, path));
+}
+
+TEST(DictionaryWithContentsOfFile, KeepsAnUnchangedFileAndSeesEveryChange) {
+  const test::TestProcess process;
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path() / "a.plist";
+  // Always the same size and, written so fast, often the same time.
+  for (int i = 100; i != 400; ++i) {
+    write(path, document("<dict><key>n</key><integer>" + std::to_string(i) + "</integer></dict>"));
+    ASSERT_EQ(dictionaryWithContentsOfFile(path)->find("n")->integer(), i);
+  }
+  const Value* kept = nullptr;
+  std::optional<Value> first;
+  while (kept == nullptr || first->find("n") != kept) {  // until the file's time is not the present any more
+    kept = dictionaryWithContentsOfFile(path)->find("n");
+    first = dictionaryWithContentsOfFile(path);
+  }
+  EXPECT_EQ(first->find("n")->integer(), 399);
+}
+
+}  // namespace

@@ -1,0 +1,296 @@
+#include "platform/value.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <thread>
+
+#include "host/value_storage.h"
+#include "platform/class_face.h"
+#include "tests/support/raised.h"
+#include "tests/support/test_process.h"
+
+namespace {
+
+using platform::Value;
+using test::raisedReason;
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+const double nan = std::nan("");
+
+TEST(Value, EqualsByValueAcrossKindsOfNumbersAndHashesAlike) {
+  const struct {
+    Value left, right;
+    bool areEqual;
+  } cases[] = {
+      {1, true, true},
+      {0, false, true},
+      {12, 12.0, true},
+      {-0.0, 0, true},
+      {12, "12", false},
+      {true, "1", false},
+      {(std::int64_t{1} << 53) + 1, 0x1p53, false},
+      {std::int64_t{1} << 53, 0x1p53, true},
+      {std::uint64_t{1} << 63, 0x1p63, true},
+      {std::numeric_limits<std::int64_t>::max(), 0x1p63, false},
+      {std::numeric_limits<std::uint64_t>::max(), 0x1p64, false},
+      {std::numeric_limits<std::uint64_t>::max(), -1, false},
+      {std::numeric_limits<std::int64_t>::min(), -0x1p63, true},
+      {0.5, 0, false},
+      {nan, nan, false},
+      {infinity, infinity, true},
+      {nullptr, nullptr, true},
+      {nullptr, false, false},
+      {"", Value::bytes(""), false},
+      {"a", "a", true},
+      {Value::bytes("a"), Value::bytes("a"), true},
+      {Value::list({}), Value::dictionary({}), false},
+      {Value::list({1, 2}), Value::list({1.0, 2}), true},
+      {Value::list({1, 2}), Value::list({2, 1}), false},
+      {Value::list({1}), Value::list({1, 1}), false},
+      {Value::dictionary({{"a", 1}, {"b", 2}}), Value::dictionary({{"b", 2.0}, {"a", true}}), true},
+      {Value::dictionary({{"a", 1}}), Value::dictionary({{"b", 1}}), false},
+      {Value::dictionary({{1, "x"}}), Value::dictionary({{1.0, "x"}}), true},
+      {Value::list({Value::list({1, Value::dictionary({})})}), Value::list({Value::list({1, Value::list({})})}), false},
+  };
+  for (const auto& [left, right, areEqual] : cases) {
+    SCOPED_TRACE(left.description() + " and " + right.description());
+    EXPECT_EQ(left == right, areEqual);
+    EXPECT_EQ(right == left, areEqual);
+    if (areEqual) {
+      EXPECT_EQ(left.hash(), right.hash());
+    }
+  }
+}
+
+TEST(Value, ReadsAnInteger) {
+  constexpr auto least = std::numeric_limits<std::int64_t>::min();
+  constexpr auto greatest = std::numeric_limits<std::int64_t>::max();
+  const std::pair<Value, std::int64_t> cases[] = {
+      {"42", 42},
+      {" \t\n\u00a0\u3000-7 and more", -7},
+      {"+5", 5},
+      {"+-5", 0},
+      {"- 5", 0},
+      {"12.9", 12},
+      {"0x10", 0},
+      {"", 0},
+      {"   ", 0},
+      {"one", 0},
+      {"\xFF", 0},
+      {"٣", 0},
+      {"9223372036854775807", greatest},
+      {"9223372036854775808", greatest},
+      {"99999999999999999999999", greatest},
+      {"-9223372036854775808", least},
+      {"-9223372036854775809", least},
+      {true, 1},
+      {1.9, 1},
+      {-1.9, -1},
+      {nan, 0},
+      {infinity, greatest},
+      {-infinity, least},
+      {std::numeric_limits<std::uint64_t>::max(), -1},
+  };
+  for (const auto& [value, integer] : cases) EXPECT_EQ(value.integerValue(), integer) << value.description();
+}
+
+TEST(Value, PrintsAtTopLevel) {
+  std::string thirtyTwo;
+  for (char byte = 0; byte != 32; ++byte) thirtyTwo += byte;
+  const std::pair<Value, std::string_view> cases[] = {
+      {"as it is\n\"é\"", "as it is\n\"é\""},
+      {true, "1"},
+      {-5, "-5"},
+      {std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
+      {0.1, "0.1"},
+      {3.0, "3"},
+      {-0.0, "-0"},
+      {100000.0, "100000"},
+      {1e16, "10000000000000000"},
+      {1e17, "1e+17"},
+      {1e20, "1e+20"},
+      {0.0001, "0.0001"},
+      {0.00001, "1e-05"},
+      {1.7976931348623157e308, "1.7976931348623157e+308"},
+      {0.1 + 0.2, "0.30000000000000004"},
+      {-nan, "nan"},
+      {-infinity, "-inf"},
+      {nullptr, "<null>"},
+      {Value::bytes(std::string_view("\x0a\xff\0", 3)), "{length = 3, bytes = 0x0aff00}"},
+      {Value::bytes(""), "{length = 0, bytes = 0x}"},
+      {Value::bytes(std::string_view(thirtyTwo).substr(0, 24)),
+       "{length = 24, bytes = 0x000102030405060708090a0b0c0d0e0f1011121314151617}"},
+      {Value::bytes(thirtyTwo), "{length = 32, bytes = 0x00010203 04050607 08090a0b 0c0d0e0f ... 18191a1b 1c1d1e1f }"},
+      {Value::dictionary({}), "{\n}"},
+      {Value::list({}), "(\n)"},
+  };
+  for (const auto& [value, text] : cases) EXPECT_EQ(value.description(), text);
+}
+
+TEST(Value, PrintsContainersAsThePlatformLaysThemOut) {
+  const Value value = Value::dictionary({
+      {"n", Value::list({-3, 1.5, 3.0, true, nullptr, Value::bytes(std::string_view("\0", 1)), ""})},
+      {"aps", Value::dictionary({{"alert", "Grüße 😀"}, {"a b", "say \"\\\n"}, {"none", Value::dictionary({})}})},
+      {7, "bare7"},
+      {"b", Value::list({Value::list({"x"}), Value::list({})})},
+  });
+  EXPECT_EQ(value.description(), R"({
+    7 = bare7;
+    aps =     {
+        "a b" = "say \"\\\n";
+        alert = "Gr\U00fc\U00dfe \Ud83d\Ude00";
+        none =         {
+        };
+    };
+    b =     (
+                (
+            x
+        ),
+                (
+        )
+    );
+    n =     (
+        "-3",
+        "1.5",
+        3,
+        1,
+        "<null>",
+        "{length = 1, bytes = 0x00}",
+        ""
+    );
+})");
+}
+
+TEST(Value, RepeatedKeyKeepsItsFirstPlaceAndItsLastValueAndEveryKeyIsFound) {
+  for (const int count : {2, 8, 9, 10, 1000}) {
+    SCOPED_TRACE(count);
+    std::vector<Value::Entry> entries;
+    for (int i = 0; i != 2 * count; ++i) entries.push_back({"key" + std::to_string(i % count), std::to_string(i)});
+    const Value value = Value::dictionary(entries);
+    ASSERT_EQ(value.entries().size(), static_cast<std::size_t>(count));
+    for (int i = 0; i != count; ++i) {
+      const std::string key = "key" + std::to_string(i);
+      EXPECT_EQ(value.entries()[static_cast<std::size_t>(i)].key, key);
+      ASSERT_NE(value.find(key), nullptr);
+      EXPECT_EQ(value.find(key)->text(), std::to_string(count + i));
+    }
+    EXPECT_EQ(value.find("another"), nullptr);
+  }
+  EXPECT_EQ(Value(1).find("key"), nullptr);
+  EXPECT_EQ(Value::dictionary({{1, 2}}).find("1"), nullptr);
+}
+
+TEST(Value, NestedAHundredThousandLevelsDeepCanBeComparedHashedPrintedAndFreed) {
+  const auto nest = [](bool inDictionaries) {
+    Value value = "innermost";
+    for (int i = 0; i != 100'000; ++i) {
+      value = inDictionaries ? Value::dictionary({{"in", value}}) : Value::list({value, 1});
+    }
+    return value;
+  };
+  for (const bool inDictionaries : {false, true}) {
+    const Value value = nest(inDictionaries);
+    const Value same = nest(inDictionaries);
+    EXPECT_TRUE(value == same);
+    EXPECT_EQ(value.hash(), same.hash());
+    EXPECT_THAT(value.description(), testing::HasSubstr("innermost"));
+  }
+}
+
+TEST(Value, CopiesMovesAndSwapsShareOneText) {
+  Value value = std::string(100, 'x');
+  const char* text = value.text().data();
+  const Value copy = value;
+  Value moved = std::move(value);
+  EXPECT_TRUE(value.isNull());  // NOLINT(bugprone-use-after-move): its documented state
+  Value other = 5;
+  swap(moved, other);
+  EXPECT_EQ(other.text().data(), text);
+  EXPECT_EQ(copy.text().data(), text);
+  EXPECT_EQ(moved, 5);
+}
+
+TEST(Value, PartOfADocumentKeepsTheDocument) {
+  Value part;
+  {
+    Value root;
+    platform::DocumentBuilder builder(16);  // far too small: more blocks follow
+    Value::Entry* entries = builder.dictionary(root, 3000);
+    for (int i = 0; i != 3000; ++i) {
+      builder.text(entries[i].key, "key" + std::to_string(i / 2));
+      builder.text(builder.list(entries[i].value, 1)[0], std::to_string(i));
+    }
+    platform::DocumentBuilder::endDictionary(root);
+    EXPECT_EQ(root.entries().size(), 1500U);
+    part = *root.find("key700");
+  }
+  EXPECT_EQ(part, Value::list({"1401"}));
+  const Value list = Value::list({part, part});
+  part = nullptr;
+  EXPECT_EQ(list.elements()[1].elements()[0].text(), "1401");
+}
+
+TEST(Value, CountsReferencesFromSeveralThreads) {
+  const Value value = Value::list({std::string(50, 'a'), Value::dictionary({{"k", "v"}})});
+  std::vector<std::jthread> threads;
+  for (int i = 0; i != 4; ++i) {
+    threads.emplace_back([copy = value] {
+      for (int round = 0; round != 10'000; ++round) {
+        const Value again = copy;
+        const Value element = again.elements()[1];
+        ASSERT_EQ(element.find("k")->text(), "v");
+      }
+    });
+  }
+}
+
+TEST(Value, WrongKindRaisesAsAMessageToTheWrongObject) {
+  const auto raised = [](const char* className, const char* selector) {
+    return testing::StartsWith(std::string("-[") + className + " " + selector +
+                               "]: unrecognized selector sent to instance 0x");
+  };
+  EXPECT_THAT(raisedReason([] { Value(1).asString("length"); }), raised("__NSCFNumber", "length"));
+  EXPECT_THAT(raisedReason([] { Value(true).asBytes("bytes"); }), raised("__NSCFBoolean", "bytes"));
+  EXPECT_THAT(raisedReason([] { Value("a").asList("count"); }), raised("__NSCFString", "count"));
+  EXPECT_THAT(raisedReason([] { Value::list({}).asDictionary("allKeys"); }), raised("__NSArrayI", "allKeys"));
+  EXPECT_THAT(raisedReason([] { static_cast<void>(Value::dictionary({}).integerValue()); }),
+              raised("__NSDictionaryI", "integerValue"));
+  EXPECT_THAT(raisedReason([] { static_cast<void>(Value().integerValue()); }), raised("NSNull", "integerValue"));
+  EXPECT_THAT(raisedReason([] { static_cast<void>(Value::bytes("a").integerValue()); }),
+              raised("_NSInlineData", "integerValue"));
+  EXPECT_THAT(raisedReason([] {
+                Value::dictionary({{Value::list({}), 1}});
+              }),
+              testing::HasSubstr("a dictionary's key cannot be a container (__NSArrayI)"));
+}
+
+class Point {
+ public:
+  static constexpr const char* className = "Point";
+  static void defineClass(platform::ClassFace<Point>& face) {
+    face.method<&Point::isEqual>("isEqual:").method<&Point::hash>("hash").method<&Point::description>("description");
+  }
+  explicit Point(int x) : x_(x) {}
+  bool isEqual(id other) { return platform::objectState<Point>(other).x_ == x_; }
+  std::uint64_t hash() { return static_cast<std::uint64_t>(x_); }
+  id description() { return platform::boxed(Value("x is " + std::to_string(x_))); }
+
+ private:
+  int x_;
+};
+
+TEST(Value, ObjectComparesHashesAndPrintsByItsOwnMethods) {
+  const test::TestProcess process;
+  const auto point = [](int x) { return Value::object(platform::makeObject<Point>(x).get()); };
+  EXPECT_EQ(point(1), point(1));
+  EXPECT_NE(point(1), point(2));
+  EXPECT_NE(point(1), 1);
+  EXPECT_EQ(point(1).hash(), point(1).hash());
+  EXPECT_EQ(point(3).description(), "x is 3");
+  EXPECT_EQ(Value::list({point(3)}).description(), "(\n    \"x is 3\"\n)");
+  EXPECT_STREQ(point(3).className(), "Point");
+}
+
+}  // namespace
