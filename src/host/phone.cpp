@@ -1,0 +1,66 @@
+#include "host/phone.h"
+
+#include <utility>
+
+#include "host/property_list.h"
+#include "platform/notification_center.h"
+
+namespace host {
+
+using platform::Value;
+
+Phone::Phone(Network& network, Options options)
+    : network_(network),
+      options_(std::move(options)),
+      clock_(options_.clock),
+      keychain_(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
+        tell("keychain", "failed", Value::dictionary({{"problem", problem}}));
+      }) {
+  std::filesystem::create_directories(configurationPath().parent_path());
+}
+
+Phone::~Phone() = default;
+
+std::filesystem::path Phone::configurationPath() const {
+  return options_.storage / "bundle" / (std::string(ReferenceCoreLibrary::configurationResource) + ".plist");
+}
+
+void Phone::configure(const Value& configuration) {
+  Configuration read = configurationFrom(configuration, configurationPath());
+  writePropertyList(configurationPath(), configuration);
+  if (!process_) return;
+  process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
+  coreLibrary_->setConfiguration(std::move(read));
+}
+
+void Phone::announceTrackingStatus() {
+  if (!process_) return;
+  const ProcessScope scope(*process_);
+  platform::NotificationCenter::postNotificationName("PLXPIIStatusUpdateNotification", nullptr);
+}
+
+Process& Phone::launch() {
+  Configuration configuration = readConfiguration(configurationPath());
+  terminate();
+  process_ = std::make_unique<Process>(Process::Environment{
+      .clock = clock_, .network = network_, .networkPolicy = configuration.networkPolicy, .sink = options_.sink});
+  process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
+  coreLibrary_ = std::make_shared<ReferenceCoreLibrary>(*process_, configurationPath().parent_path(), keychain_,
+                                                        std::move(configuration));
+  process_->setCoreLibrary(coreLibrary_);
+  tell("app", "launched", Value::dictionary({}));
+  return *process_;
+}
+
+void Phone::terminate() {
+  if (!process_) return;
+  process_.reset();
+  coreLibrary_.reset();
+  tell("app", "ended", Value::dictionary({}));
+}
+
+void Phone::tell(std::string_view actor, std::string_view what, Value details) {
+  if (options_.sink) options_.sink({clock_.now(), actor, what, std::move(details)});
+}
+
+}  // namespace host
