@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "platform/value.h"
+
+namespace pellion {
+
+// For people and tools that read JSON. What JSON cannot hold is written as text: bytes in hexadecimal, an object by its
+// description.
+std::string compactJSON(const platform::Value& value);
+std::string prettyJSON(const platform::Value& value);  ///< two spaces an indentation, no newline at the end
+
+std::string hexText(platform::ByteView bytes);
+
+}  // namespace pellion

@@ -1,0 +1,113 @@
+#include "pellion/backend.h"
+
+#include <gmock/gmock.h>
+
+#include "pellion/input_error.h"
+#include "pellion/json_writer.h"
+#include "tests/pellion/raw_client.h"
+
+namespace pellion {
+namespace {
+
+using ::testing::ElementsAre;
+using testing::exchange;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::Pair;
+using testing::post;
+using ::testing::StartsWith;
+
+TEST(Backend, RecordsARequestAsItWasOnTheWire) {
+  Backend backend({});
+  exchange(backend.port(),
+           post("/sdk/v1/p%20q/x?b=2&a=%41+1&b=%zz&flag", "apid: A\r\nMAPID: m\r\napid: B\r\n", "body"));
+  const auto requests = backend.takeRequests();
+  ASSERT_EQ(requests.size(), 1U);
+  const ReceivedRequest& request = requests.front();
+  EXPECT_EQ(request.method, "POST");
+  EXPECT_EQ(request.path(), "/sdk/v1/p%20q/x");
+  EXPECT_EQ(request.query(), "b=2&a=%41+1&b=%zz&flag");
+  EXPECT_THAT(request.queryItems, ElementsAre(Pair("b", "2"), Pair("a", "A+1"), Pair("b", "%zz"), Pair("flag", "")));
+  EXPECT_THAT(request.headers, ElementsAre(Pair("Host", "h"), Pair("Connection", "close"), Pair("Content-Length", "4"),
+                                           Pair("apid", "A"), Pair("MAPID", "m"), Pair("apid", "B")));
+  EXPECT_EQ(*request.findHeader("mapId"), "m");
+  EXPECT_EQ(request.body, "body");
+  EXPECT_TRUE(backend.takeRequests().empty());
+}
+
+TEST(Backend, TellsWhoAskedAndShowsNoBearerTokenWhole) {
+  std::string told;
+  std::mutex mutex;
+  Backend backend({.tell = [&](std::string_view what, const platform::Value& details) {
+    const std::lock_guard lock(mutex);
+    told.append(what).append(compactJSON(details)).append("\n");
+  }});
+  exchange(backend.port(), post("/x?anondeviceid=a-1", "Authorization: Bearer secret-token-1\r\n"));
+  exchange(backend.port(), post("/x?deviceid=d-1", "Authorization: Bearer short\r\n"));
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"anonymous user","id":"a-1"})"));
+  EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"device","id":"d-1"})"));
+  EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer secr… (14 characters)"])x"));
+  EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer … (5 characters)"])x"));
+  EXPECT_THAT(told,
+              HasSubstr(R"(answer{"number":2,"status":200,"delay":0,"headers":[],"body":"{\"status\":\"ok\"}"})"));
+}
+
+TEST(Backend, MasksEveryBearerTokenOfALogLine) {
+  EXPECT_EQ(maskedBearer("{\n    Authorization = \"Bearer abcdefghi\";\n    x = \"Bearer 1234567890\";\n}"),
+            "{\n    Authorization = \"Bearer abcd… (9 characters)\";\n    x = \"Bearer 1234… (10 characters)\";\n}");
+  EXPECT_EQ(maskedBearer("Bearer "), "Bearer … (0 characters)");
+}
+
+TEST(Backend, AnswersTheNextRequestsAsToldAndThenAsBefore) {
+  Backend backend({});
+  backend.answerWith({.status = 404, .body = "gone"});
+  backend.answerNext(2, {.status = 503, .headers = {{"Content-Type", "text/plain"}, {"Retry-After", "1"}}});
+  backend.answerNext(1, {.drop = true});
+  for (int i = 0; i < 2; ++i) {
+    const std::string answer = exchange(backend.port(), post("/"));
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 503 "));
+    EXPECT_THAT(answer, HasSubstr("Content-Type: text/plain\r\n"));
+    EXPECT_THAT(answer, Not(HasSubstr("application/json")));
+    EXPECT_THAT(answer, HasSubstr("Retry-After: 1\r\n"));
+  }
+  EXPECT_EQ(exchange(backend.port(), post("/")), "") << "dropped";
+  EXPECT_THAT(exchange(backend.port(), post("/")), HasSubstr("404"));
+  backend.answerWith({});
+  EXPECT_THAT(exchange(backend.port(), post("/")), HasSubstr("\r\n\r\n{\"status\":\"ok\"}"));
+}
+
+TEST(Backend, RefusesABodyAboveItsLimitAndKeepsNothingOfIt) {
+  Backend backend({});
+  const auto sizeKept = [&](std::size_t size) {
+    const std::string answer = exchange(backend.port(), post("/", "", std::string(size, 'x')));
+    EXPECT_THAT(answer, StartsWith(size > Backend::largestBody ? "HTTP/1.1 413 " : "HTTP/1.1 200 "));
+    return backend.takeRequests().at(0).body.size();
+  };
+  EXPECT_EQ(sizeKept(Backend::largestBody), Backend::largestBody);
+  EXPECT_EQ(sizeKept(Backend::largestBody + 1), 0U);
+}
+
+TEST(Backend, SurvivesRequestsThatBreakOff) {
+  Backend backend({});
+  for (const char* part : {"", "PO", "POST /x HTTP/1.1\r\nHo",
+                           "POST /x HTTP/1.1\r\nHost: h\r\nContent-Length: 9\r\n\r\nab", "nonsense\r\n\r\n"}) {
+    exchange(backend.port(), part, false);
+  }
+  EXPECT_THAT(exchange(backend.port(), post("/")), StartsWith("HTTP/1.1 200 "));
+  EXPECT_EQ(backend.takeRequests().size(), 1U);
+}
+
+TEST(Backend, SaysThatAPortIsInUse) {
+  const Backend first({});
+  try {
+    Backend second({.port = first.port()});
+    FAIL() << "two backends on one port";
+  } catch (const InputError& error) {
+    EXPECT_EQ(error.what(), "port " + std::to_string(first.port()) +
+                                " cannot be had: Address already in use; give another one, or 0 for any that is free");
+  }
+}
+
+}  // namespace
+}  // namespace pellion

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace pellion::testing {
+
+/// Sends exactly these bytes to a port of loopback and gives all that comes back until the other side closes.
+inline std::string exchange(std::uint16_t port, std::string_view bytes, bool waitsForAnswer = true) {
+  const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  std::string answer;
+  if (connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+    while (!bytes.empty()) {
+      const ssize_t count = send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (count <= 0) break;
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    std::array<char, 4096> part{};
+    for (ssize_t count = 1; waitsForAnswer && count > 0;) {
+      count = recv(descriptor, part.data(), part.size(), 0);
+      if (count > 0) answer.append(part.data(), static_cast<std::size_t>(count));
+    }
+  }
+  close(descriptor);
+  return answer;
+}
+
+inline std::string post(std::string_view target, std::string_view headers = "", std::string_view body = "") {
+  return "POST " + std::string(target) +
+         " HTTP/1.1\r\nHost: h\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
+         std::string(headers) + "\r\n" + std::string(body);
+}
+
+}  // namespace pellion::testing
