@@ -1,0 +1,20 @@
+#pragma once
+
+#include <vector>
+
+#include "pellion/received_request.h"
+#include "pellion/scenario_expectation.h"
+
+namespace pellion {
+
+/// What a wanted request may look like in a scenario. What it does not name may be anything.
+extern const Shape requestShape;
+
+/// As many requests as `wanted` has elements, each as the element in its place says.
+void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& found, Mismatches& mismatches);
+
+/// The same, but each request may be any of the elements.
+void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
+                              Mismatches& mismatches);
+
+}  // namespace pellion

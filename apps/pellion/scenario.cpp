@@ -1,0 +1,99 @@
+#include "pellion/scenario.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace pellion {
+namespace {
+
+constexpr std::size_t largestFile = 16U << 20;
+
+const Shape listOfSteps{"a list of steps", isList};
+const Field documentFields[] = {{"name", &shapes::text, true},
+                                {"description", &shapes::text},
+                                {"configuration", &shapes::configuration, true},
+                                {"steps", &listOfSteps, true},
+                                {"$schema", &shapes::text}};
+const Shape documentShape{"an object", isObject, documentFields};
+
+std::string stepNames() {
+  std::string names;
+  for (const StepKind& kind : stepKinds()) names.append(names.empty() ? "" : ", ").append(kind.name);
+  return names;
+}
+
+const StepKind& kindNamed(std::string_view file, Position position, std::string_view name) {
+  const auto kinds = stepKinds();
+  const auto kind = std::ranges::find(kinds, name, &StepKind::name);
+  if (kind == kinds.end()) {
+    throw errorAt(file, position, "there is no step \"" + std::string(name) + "\"; the steps are " + stepNames());
+  }
+  return *kind;
+}
+
+/// {"name": argument}, or "name" alone for {"name": {}}.
+Step readStep(std::string_view file, const JSONNode& node) {
+  Step step{nullptr, node.position, {node.position, platform::Value::dictionary({}), {}, {}}};
+  if (const auto name = node.value.ifString()) {
+    step.kind = &kindNamed(file, node.position, *name);
+  } else if (node.members.size() == 1) {
+    step.kind = &kindNamed(file, node.members.front().position, node.members.front().name);
+    step.argument = node.members.front().value;
+  } else {
+    throw errorAt(file, node.position,
+                  "a step is an object with one entry, such as {\"advance\": 3}, or a name alone, such as \"launch\"");
+  }
+  checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
+  return step;
+}
+
+/// A step that needs a running application, or none, where the steps before it leave the other.
+void checkOrder(const Scenario& scenario) {
+  bool isRunning = false;
+  for (const Step& step : scenario.steps) {
+    const std::string name = "\"" + std::string(step.kind->name) + "\"";
+    if (step.kind->needs == StepKind::Needs::process && !isRunning) {
+      throw errorAt(scenario.file, step.position, name + " needs a running application; put a \"launch\" before it");
+    }
+    if (step.kind->needs == StepKind::Needs::noProcess) {
+      if (isRunning) {
+        throw errorAt(scenario.file, step.position,
+                      name + " needs that nothing runs yet; \"relaunch\" ends the process and starts another");
+      }
+      isRunning = true;
+    }
+  }
+}
+
+}  // namespace
+
+Scenario readScenario(std::string_view file, std::string_view text) {
+  JSONNode document = readJSON(file, text);
+  checkShape(file, document, documentShape, "a scenario");
+  Scenario scenario{.file = std::string(file),
+                    .name = std::string(document.find("name")->value.text()),
+                    .description = {},
+                    .configuration = *document.find("configuration"),
+                    .steps = {}};
+  if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
+  for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
+  checkOrder(scenario);
+  return scenario;
+}
+
+Scenario readScenario(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string text(largestFile + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (!file.is_open() || file.bad()) {
+    throw InputError(path + ": " + std::strerror(errno) + "; give the path of a scenario, a JSON document");
+  }
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  if (text.size() > largestFile) throw InputError(path + ": larger than 16 MiB; a scenario is a few pages of JSON");
+  return readScenario(path, text);
+}
+
+}  // namespace pellion

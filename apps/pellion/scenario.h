@@ -1,0 +1,49 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pellion/json_reader.h"
+#include "pellion/shape.h"
+
+namespace pellion {
+
+class ScenarioRun;
+
+/// One kind of step: a row of the table in scenario_steps.cpp. A new kind is a new row.
+struct StepKind {
+  /// What must be so before the step, and what is so after it.
+  enum class Needs { nothing, noProcess, process };
+
+  std::string_view name;
+  const Shape* shape;
+  Needs needs;
+  void (*run)(ScenarioRun& run, const JSONNode& argument);
+  bool needsBackend = false;  ///< makes no sense against a server that is not ours
+};
+
+struct Step {
+  const StepKind* kind;
+  Position position;
+  JSONNode argument;
+};
+
+/// A scenario document, checked: docs/scenario.md describes it, docs/scenario.schema.json says the same to tools.
+struct Scenario {
+  std::string file;
+  std::string name;
+  std::string description;
+  JSONNode configuration;
+  std::vector<Step> steps;
+};
+
+/// Every kind of step.
+std::span<const StepKind> stepKinds();
+
+/// Throws InputError: "file:line:column: what is wrong; what would be right".
+Scenario readScenario(const std::string& path);
+Scenario readScenario(std::string_view file, std::string_view text);
+
+}  // namespace pellion

@@ -1,0 +1,146 @@
+#include "pellion/scenario_run.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "host/property_list.h"
+#include "pellion/scenario_expectation.h"
+#include "platform/exception.h"
+
+namespace pellion {
+
+using platform::Value;
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "pellion-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) {
+    throw InputError(pattern + ": " + std::strerror(errno) + "; set TMPDIR to a directory that can be written");
+  }
+  path_ = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;  // what cannot be removed stays for the system to sweep
+  std::filesystem::remove_all(path_, ignored);
+}
+
+ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
+    : scenario_(scenario),
+      options_(std::move(options)),
+      phone_(network, {.storage = storage_.path(),
+                       .clock = options_.clock,
+                       .sink = [this](const host::Event& event) { receive(event); },
+                       .listensToLog = true}) {
+  if (options_.server) {
+    refuseBackendSteps(scenario_);
+  } else {
+    backend_ = std::make_unique<Backend>(Backend::Options{
+        .tell = [this](std::string_view what, const Value& details) { tell("backend", what, details); }});
+  }
+}
+
+// The process goes first, so that nothing asks a backend that is no longer there.
+ScenarioRun::~ScenarioRun() {
+  phone_.terminate();
+  backend_.reset();
+}
+
+bool ScenarioRun::run() {
+  tell("scenario", "begins",
+       Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
+  runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
+  for (const Step& step : scenario_.steps) {
+    runAt(step.position, [&] { step.kind->run(*this, step.argument); });
+    if (hasFailed_) break;
+  }
+  tell("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
+  const std::lock_guard lock(mutex_);
+  isOver_ = true;
+  return !hasFailed_;
+}
+
+/// The host tells of an unusable configuration by the file in the phone's storage; what is to be corrected is here.
+void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
+  const auto fail = [&](std::string_view text) {
+    const std::string file = phone_.configurationPath().string() + ": ";
+    if (text.starts_with(file)) text.remove_prefix(file.size());
+    throw errorAt(scenario_.file, position, "the configuration cannot be used: " + std::string(text));
+  };
+  try {
+    work();
+  } catch (const host::ConfigurationError& error) {
+    fail(error.what());
+  } catch (const host::PropertyListError& error) {
+    fail(error.what());
+  }
+}
+
+void ScenarioRun::receive(host::Event event) {
+  const std::lock_guard lock(mutex_);
+  if (isOver_) return;
+  if (event.what == "log") {
+    const Value* text = event.details.find("text");
+    logLines_.push_back(maskedBearer(text == nullptr ? std::string_view() : text->text()));
+    std::vector<Value::Entry> entries(event.details.entries().begin(), event.details.entries().end());
+    entries.push_back({"text", logLines_.back()});
+    event.details = Value::dictionary(entries);
+  }
+  if (options_.sink) options_.sink(event);
+}
+
+std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }
+
+void ScenarioRun::tell(std::string_view actor, std::string_view what, Value details) {
+  receive({phone_.clock().now(), actor, what, std::move(details)});
+}
+
+void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
+  // A dictionary keeps the last value of a repeated key.
+  configuration_.insert(configuration_.end(), overrides.begin(), overrides.end());
+  const Value merged = Value::dictionary(configuration_);
+  configuration_.assign(merged.entries().begin(), merged.entries().end());
+  std::erase_if(configuration_, [](const Value::Entry& entry) { return entry.value.isNull(); });
+
+  std::vector<Value::Entry> entries = configuration_;
+  if (const auto url = serverURL(merged)) entries.push_back({"SERVER_URL", *url});
+  if (const Value* file = merged.find("CA_FILE"); file != nullptr && file->ifString()) {
+    entries.push_back({"CA_FILE", (std::filesystem::path(scenario_.file).parent_path() / file->text()).string()});
+  }
+  phone_.configure(Value::dictionary(entries));
+  if (backend_ == nullptr) return;
+  const Value* secret = merged.find("JWT_SECRET");
+  backend_->setSecret(secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text()));
+}
+
+/// What the command says comes before what the scenario says; a scenario that says nothing means our backend.
+std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) const {
+  if (options_.server) return options_.server;
+  constexpr std::string_view placeholder = "{backend}";
+  if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && url->ifString()) {
+    const std::string_view text = url->text();
+    const std::size_t found = text.find(placeholder);
+    if (found == text.npos) return std::nullopt;
+    return std::string(text).replace(found, placeholder.size(), backend_->url());
+  }
+  return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;
+}
+
+void ScenarioRun::inProcess(const std::function<void()>& work) {
+  host::Process& process = *phone_.process();
+  try {
+    const host::ProcessScope scope(process);
+    work();
+    process.mainQueue().runUntilIdle();
+  } catch (const platform::Exception& exception) {
+    tell("app", "crashed", Value::dictionary({{"name", exception.name()}, {"reason", exception.reason()}}));
+    fail();
+  }
+}
+
+std::vector<std::string> ScenarioRun::takeLogLines() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(logLines_, {});
+}
+
+}  // namespace pellion

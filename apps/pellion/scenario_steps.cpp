@@ -1,0 +1,129 @@
+#include <thread>
+#include <utility>
+
+#include "network/PLTokenManager.h"
+#include "pellion/json_writer.h"
+#include "pellion/scenario_expectation.h"
+#include "pellion/scenario_run.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+using Needs = StepKind::Needs;
+
+void say(ScenarioRun& run, const JSONNode& text) {
+  run.tell("scenario", "says", Value::dictionary({{"text", text.value}}));
+}
+
+void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
+  run.phone().launch();
+  run.inProcess([] {});
+}
+
+void token(ScenarioRun& run, const JSONNode& hex) {
+  run.tell("platform", "token", Value::dictionary({{"token", hex.value}}));
+  const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
+  run.inProcess([&] { PLTokenManager::sharedInstance().setAPNSToken(bytes ? &*bytes : nullptr); });
+}
+
+void failToRegister(ScenarioRun& run, const JSONNode& error) {
+  run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
+}
+
+/// What the user decides, and under which key of the configuration the core library finds it.
+constexpr std::pair<std::string_view, std::string_view> consentKeys[] = {{"anonymousUser", "ANONYMOUS_USER"},
+                                                                         {"anonymousTracking", "ANONYMOUS_TRACKING"},
+                                                                         {"anonymousId", "ANONYMOUS_ID"},
+                                                                         {"deviceId", "DEVICE_ID"}};
+const Field consentFields[] = {{"anonymousUser", &shapes::boolean},
+                               {"anonymousTracking", &shapes::boolean},
+                               {"anonymousId", &shapes::textOrNull},
+                               {"deviceId", &shapes::textOrNull}};
+
+void consent(ScenarioRun& run, const JSONNode& decisions) {
+  std::vector<Value::Entry> overrides;
+  for (const auto& [name, key] : consentKeys) {
+    if (const Value* decision = decisions.value.find(name)) overrides.push_back({key, *decision});
+  }
+  run.tell("user", "consent", decisions.value);
+  run.configure(overrides);
+  run.inProcess([&] { run.phone().announceTrackingStatus(); });
+}
+
+void configure(ScenarioRun& run, const JSONNode& overrides) {
+  std::vector<Value::Entry> shown;
+  for (const auto& [key, value] : overrides.value.entries()) {
+    const bool isSecret = key == Value("BEARER_TOKEN") || key == Value("JWT_SECRET");
+    shown.push_back({key, isSecret && !value.isNull() ? Value("\u2026") : value});
+  }
+  run.tell("scenario", "configures", Value::dictionary(shown));
+  run.configure(overrides.value.entries());
+}
+
+const Shape statusShape{"an HTTP status from 200 to 599",
+                        [](const Value& value) { return isIntegerIn(value, 200, 599); }};
+const Shape delayShape{"milliseconds from 0 to 60000",
+                       [](const Value& value) { return isIntegerIn(value, 0, Answer::longestDelay.count()); }};
+const Shape timesShape{"a number of requests from 1 to 1000",
+                       [](const Value& value) { return isIntegerIn(value, 1, 1000); }};
+const Field backendFields[] = {
+    {"status", &statusShape}, {"body", &shapes::any},     {"headers", &shapes::headersToSend},
+    {"delay", &delayShape},   {"drop", &shapes::boolean}, {"times", &timesShape}};
+
+void backend(ScenarioRun& run, const JSONNode& behaviour) {
+  Answer answer;
+  if (const JSONNode* status = behaviour.find("status")) answer.status = static_cast<int>(status->value.integer());
+  if (const JSONNode* body = behaviour.find("body")) {
+    answer.body = body->value.ifString() ? std::string(body->value.text()) : compactJSON(body->value);
+  }
+  if (const JSONNode* headers = behaviour.find("headers")) {
+    for (const JSONMember& field : headers->members) answer.headers.emplace_back(field.name, field.value.value.text());
+  }
+  if (const JSONNode* delay = behaviour.find("delay")) answer.delay = std::chrono::milliseconds(delay->value.integer());
+  if (const JSONNode* drop = behaviour.find("drop")) answer.drop = *drop->value.ifBoolean();
+  run.tell("backend", "told", behaviour.value);
+  if (const JSONNode* times = behaviour.find("times")) {
+    run.backend().answerNext(static_cast<std::size_t>(times->value.integer()), std::move(answer));
+  } else {
+    run.backend().answerWith(std::move(answer));
+  }
+}
+
+void advance(ScenarioRun& run, const JSONNode& seconds) {
+  const double count = seconds.value.floating() + static_cast<double>(seconds.value.integer());
+  const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
+  run.tell("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
+  if (host::Process* process = run.phone().process()) {
+    run.inProcess([&] { process->mainQueue().advance(duration); });
+  } else if (host::Clock& clock = run.phone().clock(); clock.isVirtual()) {
+    clock.advanceTo(clock.now() + duration);
+  } else {
+    std::this_thread::sleep_for(duration);
+  }
+}
+
+const Shape nothingShape{"nothing: the name alone, or {}",
+                         [](const Value& value) { return isObject(value) && value.entries().empty(); }};
+const Shape consentShape{"an object with at least one of the user's decisions",
+                         [](const Value& value) { return isObject(value) && !value.entries().empty(); }, consentFields};
+const Shape backendShape{"an object", isObject, backendFields};
+
+const StepKind kinds[] = {
+    {"say", &shapes::text, Needs::nothing, say},
+    {"launch", &nothingShape, Needs::noProcess, launch},
+    {"relaunch", &nothingShape, Needs::process, launch},
+    {"token", &shapes::hexOrNull, Needs::process, token},
+    {"failToRegister", &shapes::text, Needs::process, failToRegister},
+    {"consent", &consentShape, Needs::process, consent},
+    {"configure", &shapes::configuration, Needs::nothing, configure},
+    {"backend", &backendShape, Needs::nothing, backend, true},
+    {"advance", &shapes::seconds, Needs::nothing, advance},
+    {"expect", &expectationShape, Needs::nothing, expect},
+};
+
+}  // namespace
+
+std::span<const StepKind> stepKinds() { return kinds; }
+
+}  // namespace pellion

@@ -1,0 +1,145 @@
+#include "pellion/shape.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <string>
+#include <vector>
+
+#include "host/configuration.h"
+#include "pellion/json_writer.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+bool isText(const Value& value) { return value.kind() == Value::Kind::string; }
+
+bool isHex(const Value& value) {
+  const auto isDigit = [](char character) { return std::isxdigit(static_cast<unsigned char>(character)) != 0; };
+  return isText(value) && value.text().size() % 2 == 0 && std::ranges::all_of(value.text(), isDigit);
+}
+
+bool isSeconds(const Value& value) {
+  constexpr double tenYears = 10 * 366 * 86'400.0;
+  if (value.kind() == Value::Kind::floating) return value.floating() >= 0 && value.floating() <= tenYears;
+  return isIntegerIn(value, 0, static_cast<std::int64_t>(tenYears));
+}
+
+/// What the server writes by itself would contradict itself if it were also said by a scenario.
+bool isHeadersToSend(const Value& value) {
+  constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection", "date"};
+  const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
+  return isObject(value) && std::ranges::all_of(value.entries(), [&](const Value::Entry& field) {
+           std::string name(field.key.text());
+           const bool isToken = !name.empty() && std::ranges::all_of(name, [](unsigned char character) {
+             return std::isalnum(character) != 0 ||
+                    std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(character)) != std::string_view::npos;
+           });
+           std::ranges::transform(name, name.begin(), [](unsigned char character) { return std::tolower(character); });
+           return isToken && std::ranges::find(servers, name) == std::end(servers) && isText(field.value) &&
+                  std::ranges::all_of(field.value.text(), isFieldValue);
+         });
+}
+
+std::string names(std::span<const Field> fields) {
+  std::string list;
+  for (const Field& field : fields) list.append(list.empty() ? "\"" : ", \"").append(field.name).append("\"");
+  return list;
+}
+
+/// A short form of a value for an error line.
+std::string shown(const Value& value) {
+  constexpr std::size_t longest = 40;
+  std::string text = compactJSON(value);
+  if (text.size() <= longest) return text;
+  std::size_t length = longest;
+  while ((text[length] & 0xC0) == 0x80) --length;  // not inside a character
+  return text.substr(0, length) + "\u2026";
+}
+
+void checkFields(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
+  for (const JSONMember& member : node.members) {
+    const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
+    if (field == shape.fields.end()) {
+      throw errorAt(file, member.position,
+                    std::string(what) + " has no \"" + member.name + "\"; it may have " + names(shape.fields));
+    }
+    checkShape(file, member.value, *field->shape, "\"" + member.name + "\"");
+  }
+  for (const Field& field : shape.fields) {
+    if (field.isRequired && node.find(field.name) == nullptr) {
+      throw errorAt(file, node.position,
+                    std::string(what) + " lacks \"" + std::string(field.name) + "\"; give it " +
+                        std::string(field.shape->expected));
+    }
+  }
+}
+
+/// Each entry by itself, beside what every configuration needs: so the error is at the entry's place.
+void checkConfiguration(std::string_view file, const JSONNode& node) {
+  for (const JSONMember& entry : node.members) {
+    if (entry.value.value.isNull()) continue;
+    const Value dictionary =
+        Value::dictionary({{"SERVER_URL", ""}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
+    try {
+      host::configurationFrom(dictionary, placeText(file, entry.position));
+    } catch (const host::ConfigurationError& error) {
+      throw InputError(error.what());
+    }
+  }
+}
+
+}  // namespace
+
+bool isObject(const Value& value) { return value.ifDictionary() != nullptr; }
+bool isList(const Value& value) { return value.ifList() != nullptr; }
+bool isIntegerIn(const Value& value, std::int64_t least, std::int64_t most) {
+  return value.kind() == Value::Kind::integer && !value.isUnsigned() && value.integer() >= least &&
+         value.integer() <= most;
+}
+
+namespace shapes {
+const Shape any{"any value", [](const Value&) { return true; }};
+const Shape text{"a text", isText};
+const Shape boolean{"true or false", [](const Value& value) { return value.kind() == Value::Kind::boolean; }};
+const Shape seconds{"a number of seconds from 0 to ten years", isSeconds};
+const Shape hex{"hexadecimal digits, two for each byte, such as \"0aff00\"", isHex};
+const Shape textOrNull{"a text, or null for absent",
+                       [](const Value& value) { return value.isNull() || isText(value); }};
+const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\", or null for absent",
+                      [](const Value& value) { return value.isNull() || isHex(value); }};
+const Shape configuration{"an object", isObject, {}, nullptr, checkConfiguration};
+const Shape textsByName{"an object of texts by name, null for absent", isObject, {}, &textOrNull};
+const Shape hexByName{"an object of hexadecimal texts by name, null for absent", isObject, {}, &hexOrNull};
+const Shape texts{"a list of texts", isList, {}, &text};
+const Shape headersToSend{
+    "an object of header fields and their texts, without Content-Length, Transfer-Encoding, Connection and Date, which "
+    "the server writes",
+    isHeadersToSend};
+}  // namespace shapes
+
+void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
+  if (!shape.isKind(node.value)) {
+    throw errorAt(file, node.position,
+                  std::string(what) + " cannot be " + shown(node.value) + "; expected " + std::string(shape.expected));
+  }
+  if (!shape.fields.empty()) checkFields(file, node, shape, what);
+  if (shape.check != nullptr) shape.check(file, node);
+  if (shape.item == nullptr) return;
+  for (const JSONMember& member : node.members) checkShape(file, member.value, *shape.item, "\"" + member.name + "\"");
+  for (const JSONNode& element : node.elements) {
+    checkShape(file, element, *shape.item, "an element of " + std::string(what));
+  }
+}
+
+Value bytesOfHex(std::string_view digits) {
+  std::vector<std::uint8_t> bytes(digits.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[i], 16);
+  }
+  return Value::bytes(bytes);
+}
+
+}  // namespace pellion
