@@ -1,0 +1,138 @@
+#include "pellion/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <mutex>
+#include <optional>
+
+#include "host/network.h"
+#include "pellion/scenario_expectation.h"
+#include "pellion/scenario_run.h"
+#include "pellion/server_probe.h"
+#include "pellion/timeline.h"
+#include "pellion/trace.h"
+
+namespace pellion {
+namespace {
+
+constexpr int passed = 0;
+constexpr int expectationFailed = 1;
+constexpr int inputUnusable = 2;
+
+struct RunArguments {
+  std::vector<std::string> scenarios;
+  std::optional<std::string> server;
+  std::optional<std::string> trace;
+  bool inRealTime = false;
+  bool withLog = false;
+};
+
+struct BackendArguments {
+  std::uint16_t port = 0;
+  std::optional<std::string> secret;
+};
+
+int run(const RunArguments& arguments, const Surroundings& surroundings) {
+  // Everything is read before anything runs: a slip in the last scenario shows at once.
+  std::vector<Scenario> scenarios;
+  for (const std::string& file : arguments.scenarios) scenarios.push_back(readScenario(file));
+  if (arguments.server) {
+    for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
+    checkServerIsReachable(*arguments.server);
+  }
+  std::optional<Trace> trace;
+  if (arguments.trace) trace.emplace(*arguments.trace);
+  Timeline timeline(
+      surroundings.out,
+      {.inColour = surroundings.inColour, .withLog = arguments.withLog, .withNetwork = arguments.server.has_value()});
+  const auto tell = [&](const host::Event& event) {
+    timeline(event);
+    if (trace) (*trace)(event);
+  };
+
+  host::Network network;
+  std::size_t passedCount = 0;
+  for (const Scenario& scenario : scenarios) {
+    ScenarioRun scenarioRun(
+        scenario, network,
+        {.server = arguments.server,
+         .clock = arguments.inRealTime ? host::Clock::Kind::realTime : host::Clock::Kind::virtualTime,
+         .sink = tell});
+    if (scenarioRun.run()) ++passedCount;
+  }
+  if (trace) trace->close();
+  if (scenarios.size() > 1) {
+    surroundings.out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
+  }
+  return passedCount == scenarios.size() ? passed : expectationFailed;
+}
+
+int runBackend(const BackendArguments& arguments, const Surroundings& surroundings) {
+  const host::Clock clock(host::Clock::Kind::realTime);
+  std::mutex mutex;
+  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour});
+  std::optional<Backend> backend;
+  surroundings.runUntilTold([&] {
+    backend.emplace(Backend::Options{.port = arguments.port,
+                                     .secret = arguments.secret,
+                                     .tell =
+                                         [&](std::string_view what, const platform::Value& details) {
+                                           const std::lock_guard lock(mutex);
+                                           timeline({clock.now(), "backend", what, details});
+                                         },
+                                     .keepsRequests = false});
+    const std::lock_guard lock(mutex);
+    surroundings.out << "Listening on " << backend->url() << "; Ctrl-C ends it.\n" << std::flush;
+  });
+  return passed;
+}
+
+void defineRun(CLI::App& app, RunArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("run", "Run scenarios and show what happens, step by step");
+  command.add_option("SCENARIO", arguments.scenarios, "JSON documents; docs/scenario.md describes them")->required();
+  command.add_option("--server", arguments.server, "Send to the server at this URL instead of the built-in backend")
+      ->type_name("URL");
+  command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");
+  command.add_flag("--log", arguments.withLog, "Show the module's log lines too");
+  command.add_option("--trace", arguments.trace, "Write every event as a line of JSON to this file")->type_name("FILE");
+  command.footer("Example: pellion run examples/scenarios/device_token.json --log");
+}
+
+void defineBackend(CLI::App& app, BackendArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("backend", "Run the local backend alone and show each request decoded");
+  command.add_option("--port", arguments.port, "Port on loopback; any free one if it is left out")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("PORT");
+  command.add_option("--secret", arguments.secret, "Check the signatures of request bodies with this JWT secret");
+  command.footer("Example: pellion backend --port 8080 --secret not-a-real-secret");
+}
+
+}  // namespace
+
+int runCommandLine(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+  CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
+  app.set_version_flag("--version", "pellion " PELLION_VERSION);
+  app.require_subcommand(0, 1);
+  app.footer(
+      "Examples:\n  pellion run examples/scenarios/device_token.json\n  pellion backend --port 8080\n\n"
+      "Exit status: 0 as expected, 1 an expectation failed, 2 input that cannot be used.");
+  RunArguments runArguments;
+  BackendArguments backendArguments;
+  defineRun(app, runArguments);
+  defineBackend(app, backendArguments);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes them from the back
+    if (app.got_subcommand("run")) return run(runArguments, surroundings);
+    if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
+    throw InputError("no command is given; the commands are run and backend");
+  } catch (const CLI::Success& request) {  // --help, --version
+    return app.exit(request, surroundings.out, surroundings.err);
+  } catch (const CLI::ParseError& error) {
+    surroundings.err << "pellion: " << error.what() << "; pellion --help shows how it is called\n";
+  } catch (const InputError& error) {
+    surroundings.err << "pellion: " << error.what() << '\n';
+  }
+  return inputUnusable;
+}
+
+}  // namespace pellion

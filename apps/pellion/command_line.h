@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace pellion {
+
+/// What the world around a command gives it.
+struct Surroundings {
+  std::ostream& out;
+  std::ostream& err;
+  bool inColour = false;
+  /// Calls `start`, which leaves threads running, and returns when the command is told to end.
+  std::function<void(const std::function<void()>& start)> runUntilTold = {};
+};
+
+/// The whole command line, without the program's name. The exit status: 0; 1 for a failed expectation; 2 for input
+/// that cannot be used, of which one line on `err` says where, what and what would be right.
+int runCommandLine(const std::vector<std::string>& arguments, const Surroundings& surroundings);
+
+}  // namespace pellion

@@ -1,0 +1,281 @@
+#include "pellion/event_text.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <utility>
+
+#include "pellion/json_writer.h"
+#include "pellion/printable.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+using Lines = std::vector<Line>;
+
+const Value& at(const Value& details, std::string_view key) {
+  static const Value nothing;
+  const Value* found = details.find(key);
+  return found == nullptr ? nothing : *found;
+}
+
+std::string textAt(const Value& details, std::string_view key) {
+  const Value& value = at(details, key);
+  if (const auto text = value.ifString()) return std::string(*text);
+  if (const auto bytes = value.ifBytes()) return hexText(*bytes);
+  return compactJSON(value);
+}
+
+std::string padded(std::string text, std::size_t width) {
+  text.append(width - std::min(width, columns(text)), ' ');
+  return text;
+}
+
+void appendText(Lines& lines, std::string_view text, Ink ink = Ink::plain) {
+  for (;;) {
+    const std::size_t end = text.find('\n');
+    lines.push_back({{std::string(text.substr(0, end)), ink}});
+    if (end == text.npos) return;
+    text.remove_prefix(end + 1);
+  }
+}
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+std::size_t widthOfNames(const Pairs& pairs) {
+  std::size_t width = 0;
+  for (const auto& [name, value] : pairs) width = std::max(width, columns(printable(name)));
+  return width;
+}
+
+Span label(const std::string& text) { return {padded(text, 10), Ink::faint}; }
+
+/// Names and values in two columns behind a label that is written once.
+void appendPairs(Lines& lines, const std::string& title, const Pairs& pairs, std::size_t width) {
+  for (const auto& pair : pairs) {
+    lines.push_back({label(&pair == &pairs.front() ? title : ""),
+                     {padded(printable(pair.first), width) + "  ", Ink::faint},
+                     {pair.second}});
+  }
+}
+
+Pairs pairsOf(const Value& list) {
+  Pairs pairs;
+  for (const Value& pair : list.elements()) pairs.emplace_back(pair.elements()[0].text(), pair.elements()[1].text());
+  return pairs;
+}
+
+std::vector<std::pair<std::string, std::string>> entriesOf(const Value& dictionary) {
+  Pairs pairs;
+  for (const Value::Entry& entry : dictionary.entries()) {
+    const std::string name = entry.key.description();
+    pairs.emplace_back(name, textAt(dictionary, name));
+  }
+  return pairs;
+}
+
+/// What any HTTP client adds, in as few lines as it takes: it is seldom what one looks for.
+void appendTransportFields(Lines& lines, const Pairs& fields) {
+  constexpr std::size_t widest = 80;
+  std::string text;
+  bool isFirst = true;
+  const auto flush = [&] {
+    if (!text.empty()) lines.push_back({label(std::exchange(isFirst, false) ? "transport" : ""), {text, Ink::faint}});
+    text.clear();
+  };
+  for (const auto& [name, value] : fields) {
+    const std::string field = printable(name + ": " + value);
+    if (!text.empty() && columns(text) + columns(field) > widest) flush();
+    text.append(text.empty() ? "" : "   ").append(field);
+  }
+  flush();
+}
+
+bool isTransportField(const std::pair<std::string, std::string>& field) {
+  constexpr std::string_view names[] = {"Host",       "Accept",     "Accept-Encoding", "Accept-Language",
+                                        "User-Agent", "Connection", "Expect",          "Transfer-Encoding"};
+  return std::ranges::find(names, field.first) != std::end(names);
+}
+
+void appendBody(Lines& lines, const Value& body) {
+  if (body.isNull()) return lines.push_back({label("body"), {"none", Ink::faint}});
+  Lines content;
+  for (const Value& step : at(body, "decoding").elements()) {
+    const bool hasFailed = at(step, "failed") == Value(true);
+    content.push_back({{hasFailed ? "✗ " : "✓ ", hasFailed ? Ink::bad : Ink::good},
+                       {textAt(step, "text"), hasFailed ? Ink::bad : Ink::plain}});
+  }
+  if (const Value* json = body.find("json")) {
+    appendText(content, prettyJSON(*json));
+  } else if (!textAt(body, "content").empty()) {
+    appendText(content, textAt(body, "content"));
+  }
+  for (Line& line : content) {
+    line.insert(line.begin(), label(&line == &content.front() ? "body" : ""));
+    lines.push_back(std::move(line));
+  }
+}
+
+Lines request(const Value& details) {
+  Lines lines{{{textAt(details, "method"), Ink::strong}, {" " + textAt(details, "path"), Ink::strong}}};
+  if (const Value& identity = at(details, "identity"); !identity.isNull()) {
+    lines.push_back({label("from"), {textAt(identity, "kind") + " " + textAt(identity, "id")}});
+  }
+  const Pairs query = pairsOf(at(details, "query"));
+  Pairs headers = pairsOf(at(details, "headers"));
+  const auto transport = std::ranges::stable_partition(headers, std::not_fn(isTransportField));
+  const Pairs transportFields(transport.begin(), transport.end());
+  headers.erase(transport.begin(), transport.end());
+  const std::size_t width = std::max(widthOfNames(query), widthOfNames(headers));
+  appendPairs(lines, "query", query, width);
+  appendPairs(lines, "headers", headers, width);
+  appendTransportFields(lines, transportFields);
+  appendBody(lines, at(details, "body"));
+  return lines;
+}
+
+Lines answer(const Value& details) {
+  if (at(details, "dropped") == Value(true)) return {{{"drops the connection without an answer", Ink::bad}}};
+  const bool isGood = at(details, "status").integer() < 300;
+  const std::int64_t delay = at(details, "delay").integer();
+  Lines lines{{{"answers "},
+               {textAt(details, "status"), isGood ? Ink::good : Ink::bad},
+               {delay > 0 ? " after " + std::to_string(delay) + " ms" : ""},
+               {"  " + textAt(details, "body")}}};
+  const Pairs headers = pairsOf(at(details, "headers"));
+  appendPairs(lines, "headers", headers, widthOfNames(headers));
+  return lines;
+}
+
+Lines told(const Value& details) {
+  const std::int64_t times = at(details, "times").integer();
+  Lines lines{{{times == 0   ? "will answer from now on:"
+                : times == 1 ? "will answer the next request:"
+                             : "will answer the next " + std::to_string(times) + " requests:"}}};
+  for (const auto& [name, value] : entriesOf(details)) {
+    if (name != "times") lines.front().push_back({"  " + name + " " + value});
+  }
+  if (lines.front().size() == 1) lines.front().push_back({"  as usual"});
+  return lines;
+}
+
+Lines stored(const Value& details) {
+  return {{{"stores "}, {textAt(details, "key")}}, {{textAt(details, "data"), Ink::good}}};
+}
+
+Lines token(const Value& details) {
+  const Value& token = at(details, "token");
+  if (token.isNull()) return {{{"hands over no device token"}}};
+  return {{{"hands over the device token"}}, {{textAt(details, "token"), Ink::good}}};
+}
+
+Lines registrationFailed(const Value& details) {
+  return {{{"reports that registration failed: "}, {textAt(details, "error"), Ink::bad}}};
+}
+
+Lines pairsUnder(std::string_view title, const Value& details) {
+  Lines lines{{{std::string(title)}}};
+  const Pairs pairs = entriesOf(details);
+  const std::size_t width = widthOfNames(pairs);
+  for (const auto& [name, value] : pairs)
+    lines.push_back({{padded(printable(name), width) + "  ", Ink::faint}, {value}});
+  return lines;
+}
+
+Lines consent(const Value& details) { return pairsUnder("changes consent", details); }
+Lines configures(const Value& details) { return pairsUnder("changes the configuration", details); }
+
+Lines crashed(const Value& details) {
+  return {{{"is ended by an exception that nothing catches: ", Ink::bad}},
+          {{textAt(details, "name") + ": " + textAt(details, "reason"), Ink::bad}}};
+}
+
+Lines rejected(const Value& details) {
+  return {{{"hears of a rejected answer for the " + textAt(details, "identity") + ": "}, {textAt(details, "json")}}};
+}
+
+Lines log(const Value& details) {
+  Lines lines;
+  appendText(lines, textAt(details, "text"), Ink::faint);
+  lines.front().insert(lines.front().begin(), {textAt(details, "tag") + "  ", Ink::faint});
+  return lines;
+}
+
+Lines met(const Value& details) { return {{{"✓ ", Ink::good}, {textAt(details, "checked")}}}; }
+
+/// Side by side where that fits a usual line, else one under the other, where differences show as well.
+Lines unmet(const Value& details) {
+  constexpr std::size_t widest = 44;
+  Lines lines{{{"✗ ", Ink::bad}, {textAt(details, "place"), Ink::bad}}};
+  std::array<std::size_t, 2> widths{0, columns("wanted")};
+  bool fits = true;
+  const auto cell = [](const Value& row, const char* key) { return printable(textAt(row, key)); };
+  const auto rows = at(details, "mismatches").elements();
+  for (const Value& row : rows) {
+    widths[0] = std::max(widths[0], columns(cell(row, "place")));
+    widths[1] = std::max(widths[1], columns(cell(row, "wanted")));
+    fits = fits && columns(cell(row, "wanted")) <= widest && columns(cell(row, "found")) <= widest;
+  }
+  if (fits) lines.push_back({{padded("", widths[0]) + "  " + padded("wanted", widths[1]) + "  found", Ink::faint}});
+  for (const Value& row : rows) {
+    if (fits) {
+      lines.push_back({{padded(cell(row, "place"), widths[0]) + "  "},
+                       {padded(cell(row, "wanted"), widths[1]) + "  ", Ink::good},
+                       {cell(row, "found"), Ink::bad}});
+    } else {
+      lines.push_back({{cell(row, "place")}});
+      lines.push_back({{"  wanted  ", Ink::faint}, {cell(row, "wanted"), Ink::good}});
+      lines.push_back({{"  found   ", Ink::faint}, {cell(row, "found"), Ink::bad}});
+    }
+  }
+  return lines;
+}
+
+Lines launched(const Value& /*details*/) { return {{{"launches"}}}; }
+Lines ended(const Value& /*details*/) { return {{{"ends"}}}; }
+Lines advances(const Value& details) { return {{{textAt(details, "seconds") + " s pass"}}}; }
+Lines networkSends(const Value& details) {
+  return {{{"sends "}, {textAt(details, "method") + " " + textAt(details, "url"), Ink::strong}}};
+}
+Lines networkFailed(const Value& details) { return {{{textAt(details, "error"), Ink::bad}}}; }
+Lines networkAnswered(const Value& details) { return {{{"received " + textAt(details, "status")}}}; }
+
+struct Telling {
+  std::string_view actor;
+  std::string_view what;
+  Lines (*tell)(const Value& details);
+};
+constexpr Telling tellings[] = {
+    {"app", "launched", launched},
+    {"app", "ended", ended},
+    {"app", "crashed", crashed},
+    {"platform", "token", token},
+    {"platform", "registration failed", registrationFailed},
+    {"user", "consent", consent},
+    {"scenario", "configures", configures},
+    {"clock", "advances", advances},
+    {"backend", "request", request},
+    {"backend", "answer", answer},
+    {"backend", "told", told},
+    {"keychain", "stored", stored},
+    {"core library", "rejected response", rejected},
+    {"module", "log", log},
+    {"expectation", "met", met},
+    {"expectation", "failed", unmet},
+    {"network", "sends", networkSends},
+    {"network", "failed", networkFailed},
+    {"network", "answered", networkAnswered},
+};
+
+}  // namespace
+
+std::vector<Line> linesOf(const host::Event& event) {
+  const auto telling = std::ranges::find_if(
+      tellings, [&](const Telling& row) { return row.actor == event.actor && row.what == event.what; });
+  if (telling != std::end(tellings)) return telling->tell(event.details);
+  // Whoever tells of something new is understood before a row of its own is written.
+  return pairsUnder(event.what, event.details);
+}
+
+}  // namespace pellion

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/event.h"
+
+namespace pellion {
+
+enum class Ink { plain, faint, strong, good, bad, actor };
+
+struct Span {
+  std::string text;
+  Ink ink = Ink::plain;
+};
+using Line = std::vector<Span>;
+
+/// What a timeline says of an event: a first line for what happened, under it what belongs to it. Nothing for events
+/// that go without saying.
+std::vector<Line> linesOf(const host::Event& event);
+
+}  // namespace pellion

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "host/event.h"
+#include "pellion/event_text.h"
+
+namespace pellion {
+
+/// Tells of events as a person reads them: when, who, what, and under it what belongs to it, aligned. A time is
+/// written where it changes. Not for several threads at once.
+class Timeline {
+ public:
+  struct Options {
+    bool inColour = false;
+    bool withLog = false;      ///< the module's log lines
+    bool withNetwork = false;  ///< what the phone sends and receives, where no backend of ours shows it
+  };
+
+  Timeline(std::ostream& out, Options options) : out_(out), options_(options) {}
+  void operator()(const host::Event& event);
+
+ private:
+  bool passesOver(const host::Event& event) const;
+  bool writeHeading(const host::Event& event);
+  std::string painted(std::string_view text, Ink ink) const;
+
+  std::ostream& out_;
+  Options options_;
+  std::string timeShown_;
+};
+
+/// Whether to colour what goes to this file descriptor: a terminal, unless NO_COLOR or TERM says otherwise.
+bool wantsColour(int fileDescriptor);
+
+}  // namespace pellion

@@ -1,0 +1,173 @@
+#include "pellion/command_line.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "pellion/backend.h"
+#include "pellion/scenario_run.h"
+#include "tests/pellion/raw_client.h"
+
+namespace pellion {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ContainsRegex;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// Runs command lines and writes the scenarios for them.
+class CommandLine : public ::testing::Test {
+ protected:
+  int run(const std::vector<std::string>& arguments) {
+    out_.str("");
+    err_.str("");
+    return runCommandLine(arguments, {.out = out_, .err = err_, .runUntilTold = whileRunning_});
+  }
+  std::string scenario(const std::string& steps, const std::string& configuration = "") {
+    const std::string path = directory_.path() / "s.json";
+    std::ofstream(path) << R"({"name": "N", "configuration": {"JWT_SECRET": "s", "BEARER_TOKEN": "very-secret-token",)"
+                        << R"( "DEVICE_ID": "d", "APP_VERSION_ID": "v")" << configuration << "},\n\"steps\": [\n"
+                        << steps << "]}";
+    return path;
+  }
+  std::string fileText(const std::string& path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  }
+
+  TemporaryDirectory directory_;
+  std::ostringstream out_;
+  std::ostringstream err_;
+  std::function<void(const std::function<void()>&)> whileRunning_ = [](const std::function<void()>& start) { start(); };
+};
+
+TEST_F(CommandLine, RunsEveryExample) {
+  std::vector<std::string> arguments{"run"};
+  for (const auto& file : std::filesystem::directory_iterator(PELLION_SOURCE_DIR "/examples/scenarios")) {
+    arguments.push_back(file.path());
+  }
+  EXPECT_EQ(run(arguments), 0) << out_.str() << err_.str();
+}
+
+TEST_F(CommandLine, ShowsWantedAndFoundSideBySideWhenAnExpectationFails) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"requests": []})", "request 1\n +wanted +\\(absent\\)\n +found +POST /sdk"},
+      {R"({"requests": [{}, {"path": "/x"}]})", "request 2 +\\{\"path\":\"/x\"\\}  \\(absent\\)"},
+      {R"({"requests": [{"method": "GET"}]})", "request 1, method +GET +POST"},
+      {R"({"requests": [{"path": "/x"}]})",
+       "request 1, path\n +wanted +/x\n +found +/sdk/v1/\\(null\\)/\\(null\\)/push"},
+      {R"({"requests": [{"query": "a"}]})", "request 1, query\n"},
+      {R"({"requests": [{"query": {"deviceid": "e"}}]})", "request 1, query item deviceid +e +d\n"},
+      {R"({"requests": [{"query": {"deviceid": null}}]})", "request 1, query item deviceid +\\(absent\\)  d\n"},
+      {R"({"requests": [{"headers": {"x-none": "1", "MAPID": ""}}]})", "request 1, header x-none +1 +\\(absent\\)"},
+      {R"({"requests": [{"headers": {"authorization": "Bearer another-token"}}]})",
+       "Bearer anot… \\(13 characters\\)  Bearer very… \\(17 characters\\)"},
+      {R"({"requests": [{"body": {}}]})", "request 1, body +\\{\\} +\\(no body\\)"},
+      {R"({"requestsInAnyOrder": [{"method": "GET"}]})",
+       "a request\n +wanted +\\{\"method\":\"GET\"\\}\n +found +\\(absent\\)\n"},
+      {R"({"keychain": {"com.tovrin.pellion.apnstoken": null}})", "apnstoken +\\(absent\\) +0aff"},
+      {R"({"keychain": {"k": "00"}})", "keychain k +00 +\\(absent\\)"},
+      {R"({"log": ["Request made", "Request made"]})", "log +Request made +not in [1-9]"},
+      {R"({"log": []})", "log\n +wanted +\\(nothing\\)\n +found +[A-Z]"},
+  };
+  for (const auto& [expectation, table] : cases) {
+    EXPECT_EQ(run({"run", scenario(R"("launch", {"token": "0aff"}, {"expect":)" + std::string(expectation) +
+                                   "}, {\"say\": \"unreached\"}")}),
+              1);
+    EXPECT_THAT(out_.str(), AllOf(ContainsRegex("s\\.json:3:4[0-9]\n"), ContainsRegex(table), HasSubstr("✗ N"),
+                                  Not(HasSubstr("unreached")), Not(HasSubstr("secret-token"))));
+  }
+}
+
+TEST_F(CommandLine, LooksAtBodiesInsideTheirLayers) {
+  const std::string server = R"({"backend": {"status": 500, "times": 1}}, "launch", {"token": "00"}, {"token": "01"},)";
+  EXPECT_EQ(
+      run({"run", scenario(server + R"({"expect": {"requestsInAnyOrder": [{}, {"headers": {"notificationid": "00"}}],
+                                            "keychain": {"com.tovrin.pellion.apnstoken": "01"}}},
+                                {"expect": {"requests": []}})")}),
+      0)
+      << out_.str();
+}
+
+TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
+  const Backend busy({});
+  const std::string port = std::to_string(busy.port());
+  const std::string good = scenario("\"launch\"");
+  const std::string missing = directory_.path() / "missing.json";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{}, "no command is given; the commands are run and backend"},
+      {{"walk"}, "not expected: walk"},
+      {{"run"}, "SCENARIO is required"},
+      {{"run", missing}, missing + ": No such file or directory"},
+      {{"run", directory_.path()}, directory_.path().string() + ": Is a directory"},
+      {{"run", good, missing}, "missing.json"},
+      {{"run", good, "--trace", directory_.path() / "no" / "file"}, "No such file or directory"},
+      {{"run", good, "--server", "ftp://127.0.0.1"}, "not an http or https URL"},
+      {{"run", good, "--server", "http://127.0.0.1:1"}, "cannot be reached: Connection refused"},
+      {{"run", good, "--server", "http://nowhere.invalid"}, "cannot be reached: "},
+      {{"backend", "--port", port}, "port " + port + " cannot be had: Address already in use"},
+      {{"backend", "--port", "70000"}, "70000 not in range 0 to 65535"},
+  };
+  for (const auto& [arguments, text] : cases) {
+    EXPECT_EQ(run(arguments), 2) << text;
+    EXPECT_THAT(err_.str(), AllOf(HasSubstr("pellion: "), HasSubstr(text), ContainsRegex("^[^\n]*\n$")));
+    EXPECT_EQ(out_.str(), "");
+  }
+  const std::pair<std::string, std::string> steps[] = {
+      {R"({"expect": {"requests": []}})", ":3:13: \"requests\" cannot be expected with --server"},
+      {R"({"backend": {}})", ":3:1: \"backend\" cannot be used with --server"}};
+  for (const auto& [step, text] : steps) {
+    EXPECT_EQ(run({"run", scenario(step), "--server", "http://127.0.0.1:" + port}), 2);
+    EXPECT_THAT(err_.str(), HasSubstr(text));
+  }
+  const std::pair<const char*, const char*> configurations[] = {
+      {R"({"configure": {"JWT_SECRET": null}})", "JWT_SECRET is missing"},
+      {R"({"configure": {"APP_META": {"a": [null]}}})", "key path APP_META.a.0: a property list cannot hold"}};
+  for (const auto& [step, text] : configurations) {
+    EXPECT_EQ(run({"run", scenario(step)}), 2);
+    EXPECT_THAT(err_.str(), HasSubstr(std::string("s.json:3:1: the configuration cannot be used: ") + text));
+  }
+}
+
+TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
+  EXPECT_EQ(run({"--version"}), 0);
+  EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
+  for (const char* command : {"run", "backend"}) {
+    EXPECT_EQ(run({command, "--help"}), 0);
+    EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
+  }
+}
+
+TEST_F(CommandLine, SendsToAServerAndTracesWithoutSecrets) {
+  Backend server({});
+  const std::string trace = directory_.path() / "trace";
+  EXPECT_EQ(run({"run", scenario(R"("launch", {"token": "0aff"}, {"configure": {"BEARER_TOKEN": "another-token"}},
+                                    {"expect": {"keychain": {"com.tovrin.pellion.apnstoken": "0aff"}}})"),
+                 "--server", server.url(), "--trace", trace, "--log"}),
+            0)
+      << out_.str() << err_.str();
+  EXPECT_EQ(server.takeRequests().size(), 1U);
+  for (const std::string& text : {out_.str(), fileText(trace)}) {
+    EXPECT_THAT(text, AllOf(HasSubstr("Http headers -> "), HasSubstr("Bearer very… (17 characters)"),
+                            Not(HasSubstr("secret-token")), Not(HasSubstr("another-token"))));
+  }
+}
+
+TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {
+  whileRunning_ = [&](const std::function<void()>& start) {
+    start();
+    const std::string listening = out_.str();
+    const auto port = static_cast<std::uint16_t>(std::stoi(listening.substr(listening.rfind(':') + 1)));
+    testing::exchange(port, testing::post("/x?deviceid=d", "", "no JWT"));
+  };
+  EXPECT_EQ(run({"backend", "--secret", "s"}), 0);
+  EXPECT_THAT(out_.str(), AllOf(HasSubstr("POST /x\n"), HasSubstr("device d\n"), HasSubstr("✗ not a JWT"),
+                                HasSubstr("answers 200")));
+}
+
+}  // namespace
+}  // namespace pellion
