@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/ascii.h"
+#include "host/url_components.h"
 #include "host/url_loading_errors.h"
 
 namespace host {
@@ -16,20 +17,6 @@ std::string partOf(CURLU* handle, CURLUPart part, unsigned int flags = 0) {
   if (curl_url_get(handle, part, &text, flags) != CURLUE_OK) return {};
   const std::unique_ptr<char, void (*)(void*)> owner(text, curl_free);
   return text;
-}
-
-/// Lower case; empty for a relative reference.
-std::string schemeOf(std::string_view text) {
-  const std::size_t end = text.find_first_of(":/?#");
-  return end != std::string_view::npos && text[end] == ':' ? asciiLowercase(text.substr(0, end)) : std::string();
-}
-
-bool isHTTP(std::string_view scheme) { return scheme == "http" || scheme == "https"; }
-
-/// libcurl takes one to three slashes before a host; RFC 3986 takes two.
-bool hasAuthority(std::string_view text) {
-  const std::size_t colon = text.find(':');
-  return text.substr(colon + 1, 2) == "//" && text.substr(colon + 3, 1) != "/";
 }
 
 }  // namespace
@@ -43,10 +30,9 @@ HTTPURL::HTTPURL(Handle handle)
 }
 
 std::optional<HTTPURL> HTTPURL::parse(const platform::URL& url) {
-  const std::string& text = url.absoluteString();
-  if (!isHTTP(schemeOf(text)) || !hasAuthority(text)) return std::nullopt;
   Handle handle(curl_url());
-  if (curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS) != CURLUE_OK) return std::nullopt;
+  const char* const text = url.absoluteString().c_str();
+  if (curl_url_set(handle.get(), CURLUPART_URL, text, CURLU_PATH_AS_IS) != CURLUE_OK) return std::nullopt;
   curl_url_set(handle.get(), CURLUPART_USER, nullptr, 0);
   curl_url_set(handle.get(), CURLUPART_PASSWORD, nullptr, 0);
   return HTTPURL(std::move(handle));
@@ -75,8 +61,15 @@ std::optional<platform::URL> HTTPURL::resolve(std::string_view reference) const 
 
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy) {
-  if (!url || !isHTTP(schemeOf(url->absoluteString()))) return urlError(URLErrorCode::unsupportedURL, url);
-  std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
+  if (!url) return urlError(URLErrorCode::unsupportedURL, url);
+  const std::optional<URLComponents> components = parseURLComponents(url->absoluteString());
+  if (!components) return urlError(URLErrorCode::badURL, url);  // its port is too large
+  if (components->scheme != "http" && components->scheme != "https") {
+    return urlError(URLErrorCode::unsupportedURL, url);
+  }
+  // libcurl would look for a missing host in the path.
+  std::optional<HTTPURL> parsed;
+  if (components->host && !components->host->empty()) parsed = HTTPURL::parse(*url);
   if (!parsed) return urlError(URLErrorCode::badURL, url);
   const auto isNamed = [&](const std::string& allowed) { return asciiLowercase(allowed) == parsed->host(); };
   if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {

@@ -17,8 +17,8 @@ namespace host {
 /// An http or https URL taken apart by the very parser that connects: what is checked is what is connected to.
 class HTTPURL {
  public:
-  /// Nothing for another scheme, without a host, or with an impossible one. A user's name in the URL is left out:
-  /// the platform sends it only when it is asked to.
+  /// Nothing when libcurl cannot make a connection of it. A user's name in the URL is left out: the platform sends it
+  /// only when it is asked to.
   static std::optional<HTTPURL> parse(const platform::URL& url);
 
   [[nodiscard]] bool isEncrypted() const { return scheme_ == "https"; }

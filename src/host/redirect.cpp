@@ -57,17 +57,18 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
   if (!isRedirect(response.statusCode) || location == nullptr || location->empty()) return Deliver{};
   if (redirects >= maximumRedirects) return urlError(URLErrorCode::httpTooManyRedirects, request.url);
 
-  const std::optional<HTTPURL> from = HTTPURL::parse(response.url);
-  if (!from) return urlError(URLErrorCode::badURL, response.url);
-  const std::optional<platform::URL> url = from->resolve(*location);
+  const auto source = admissibleURL(response.url, policy);
+  if (const auto* error = std::get_if<platform::Error>(&source)) return *error;
+  const auto& from = std::get<HTTPURL>(source);
+  const std::optional<platform::URL> url = from.resolve(*location);
   if (!url) return urlError(URLErrorCode::badURL, request.url);
   const auto target = admissibleURL(url, policy);
   if (const auto* error = std::get_if<platform::Error>(&target)) return *error;
   const auto& to = std::get<HTTPURL>(target);
-  if (from->isEncrypted() && !to.isEncrypted()) {
+  if (from.isEncrypted() && !to.isEncrypted()) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);
   }
-  return redirected(request, *url, response.statusCode, to.hasSameOrigin(*from));
+  return redirected(request, *url, response.statusCode, to.hasSameOrigin(from));
 }
 
 }  // namespace host
