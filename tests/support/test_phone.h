@@ -29,9 +29,9 @@ inline platform::Value configuration(const std::string& serverURL, std::vector<p
 /// A phone in a temporary directory that remembers its events.
 class TestPhone {
  public:
-  explicit TestPhone(const platform::Value& configuration) : TestPhone(configuration, ownDirectory_.path()) {}
-  TestPhone(const platform::Value& configuration, std::filesystem::path storage)
-      : phone_(network_, {.storage = std::move(storage),
+  /// On `storage`, where another phone may have been before; else on a directory of its own.
+  explicit TestPhone(const platform::Value& configuration, const std::filesystem::path& storage = {})
+      : phone_(network_, {.storage = storage.empty() ? ownDirectory_.path() : storage,
                           .sink = [this](const host::Event& event) { remember(event); },
                           .listensToLog = true}) {
     phone_.configure(configuration);

@@ -1,0 +1,84 @@
+#include "host/configuration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "host/property_list.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test_phone.h"
+
+namespace {
+
+using platform::Value;
+using testing::HasSubstr;
+
+std::string errorOf(const std::vector<Value::Entry>& overrides) {
+  try {
+    host::configurationFrom(test::configuration("https://example.test", overrides), "/bundle/PellionInfo.plist");
+  } catch (const host::ConfigurationError& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
+  const std::vector<std::pair<std::vector<Value::Entry>, std::string>> cases{
+      {{{"PORTAL_ID", 7}}, "/bundle/PellionInfo.plist: PORTAL_ID must be a string"},
+      {{{"GZIP", "yes"}}, "GZIP must be true or false"},
+      {{{"GZIP", 1}}, "GZIP must be true or false"},
+      {{{"APP_META", "x"}}, "APP_META must be a dictionary"},
+      {{{"LOG_LEVEL", "loud"}}, "LOG_LEVEL must be one of none, warning, info, verbose"},
+      {{{"BEARER_TOKEN", "a\r\nX-Evil: 1"}}, "BEARER_TOKEN must not hold control characters"},
+      {{{"CLEAR_TEXT_HOSTS", "a"}}, "CLEAR_TEXT_HOSTS must be a list"},
+      {{{"CLEAR_TEXT_HOSTS", Value::list({1})}}, "CLEAR_TEXT_HOSTS must be a string"},
+      {{{"CA_FILE", "nowhere.pem"}}, "CA_FILE must name a file"},
+      {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not known; known are SERVER_URL, DOMAIN"},
+      {{{"SERVER_URL", nullptr}}, "SERVER_URL is missing"},
+      {{{"JWT_SECRET", nullptr}}, "JWT_SECRET is missing"},
+  };
+  for (const auto& [overrides, expected] : cases) EXPECT_THAT(errorOf(overrides), HasSubstr(expected));
+}
+
+TEST(Configuration, readsEveryEntryFromTheFile) {
+  const test::TemporaryDirectory directory;
+  const std::filesystem::path path = directory.path() / "PellionInfo.plist";
+  std::ofstream(directory.path() / "ca.pem") << "";
+  const Value meta = Value::dictionary({{"os", "test"}});
+  host::writePropertyList(path, test::configuration("https://example.test", {{"GZIP", true},
+                                                                             {"APP_META", meta},
+                                                                             {"APP_GROUP", "group"},
+                                                                             {"LOG_LEVEL", "warning"},
+                                                                             {"CA_FILE", "ca.pem"},
+                                                                             {"BEARER_TOKEN", nullptr}}));
+  const host::Configuration configuration = host::readConfiguration(path);
+  EXPECT_EQ(configuration.serverURL, "https://example.test");
+  EXPECT_EQ(configuration.deviceID, "D");
+  EXPECT_EQ(configuration.bearerToken, std::nullopt);
+  EXPECT_EQ(configuration.appMeta, meta);
+  EXPECT_EQ(configuration.appGroup, "group");
+  EXPECT_TRUE(configuration.isGzipEnabled);
+  EXPECT_EQ(configuration.logLevel, host::LogLevel::warning);
+  EXPECT_EQ(configuration.networkPolicy.certificateAuthorities, directory.path() / "ca.pem");
+}
+
+TEST(Configuration, saysWhyAFileCannotBeRead) {
+  const test::TemporaryDirectory directory;
+  const std::filesystem::path path = directory.path() / "PellionInfo.plist";
+  const auto error = [&]() -> std::string {
+    try {
+      host::readConfiguration(path);
+    } catch (const host::ConfigurationError& problem) {
+      return problem.what();
+    }
+    return "no error";
+  };
+  EXPECT_THAT(error(), HasSubstr(path.string()));
+  std::ofstream(path) << "<plist><array/></plist>";
+  EXPECT_THAT(error(), HasSubstr(path.string()));
+  std::ofstream(path) << "not a property list";
+  EXPECT_THAT(error(), HasSubstr(path.string()));
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+#include "host/item_store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using platform::Value;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class ItemStore : public testing::Test {
+ protected:
+  host::ItemStore open() {
+    return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
+  }
+
+  test::TemporaryDirectory directory_;
+  std::filesystem::path path_ = directory_.path() / "items.sqlite";
+  std::vector<std::string> problems_;
+};
+
+TEST_F(ItemStore, keepsItemsAcrossHandlesAndReplacesThem) {
+  const Value token = Value::bytes(std::string_view("\0\x01\xFF", 3));
+  {
+    host::ItemStore store = open();
+    EXPECT_EQ(store.data("key"), std::nullopt);
+    EXPECT_TRUE(store.setData("key", Value::bytes("old")));
+    EXPECT_TRUE(store.setData("key", token));
+    EXPECT_TRUE(store.setData("empty", Value::bytes("")));
+  }
+  host::ItemStore other = open();
+  EXPECT_EQ(other.data("key"), token);
+  EXPECT_EQ(other.data("empty"), Value::bytes(""));
+  EXPECT_THAT(problems_, IsEmpty());
+}
+
+TEST_F(ItemStore, isReadableByItsOwnerAloneWhateverTheUmask) {
+  const mode_t umaskBefore = umask(0);
+  open().setData("key", Value::bytes("x"));
+  umask(umaskBefore);
+  EXPECT_EQ(std::filesystem::status(path_).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(ItemStore, takesWritersFromSeveralHandlesAtOnce) {
+  std::vector<std::thread> writers;
+  for (char writer = 'a'; writer < 'd'; ++writer) {
+    writers.emplace_back([this, writer] {
+      host::ItemStore store(path_, [](const std::string& problem) { ADD_FAILURE() << problem; });
+      for (int i = 0; i < 20; ++i) EXPECT_TRUE(store.setData("shared", Value::bytes(std::string(100, writer))));
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  const std::optional<Value> last = open().data("shared");
+  ASSERT_TRUE(last);
+  const std::string text(last->bytes().begin(), last->bytes().end());
+  EXPECT_EQ(text, std::string(100, text[0])) << "an item is one writer's, whole";
+}
+
+TEST_F(ItemStore, reportsWhatItCannotUseAndLeavesItAlone) {
+  const std::string garbage(4096, 'g');
+  std::ofstream(path_) << garbage;
+  host::ItemStore store = open();
+  EXPECT_EQ(store.data("key"), std::nullopt);
+  EXPECT_FALSE(store.setData("key", Value::bytes("x")));
+  EXPECT_THAT(problems_, testing::Each(HasSubstr(path_.string())));
+  EXPECT_EQ(problems_.size(), 2U);
+  std::ifstream file(path_);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
+}
+
+TEST_F(ItemStore, reportsAFolderThatIsNotThere) {
+  path_ = directory_.path() / "missing" / "items.sqlite";
+  EXPECT_FALSE(open().setData("key", Value::bytes("x")));
+  EXPECT_THAT(problems_, ElementsAre(HasSubstr("No such file or directory")));
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+#include "host/main_queue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/dispatch.h"
+#include "tests/support/test_phone.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class VirtualQueue : public testing::Test {
+ protected:
+  auto note(const char* name) {
+    return [this, name] { order_.push_back(name + std::string("@") + std::to_string(clock_.now() / 1s)); };
+  }
+
+  host::Clock clock_{host::Clock::Kind::virtualTime};
+  host::MainQueue queue_{clock_};
+  std::vector<std::string> order_;
+};
+
+TEST_F(VirtualQueue, runsWorkInOrderOfItsTimeThenOfItsArrival) {
+  queue_.after(3s, note("c"));
+  queue_.after(1s, note("b"));
+  queue_.async(note("a"));
+  queue_.after(3s, note("d"));
+  EXPECT_THAT(order_, IsEmpty());
+  queue_.advance(2s);
+  EXPECT_THAT(order_, ElementsAre("a@0", "b@1"));
+  queue_.advance(1s);
+  EXPECT_THAT(order_, ElementsAre("a@0", "b@1", "c@3", "d@3"));
+}
+
+TEST_F(VirtualQueue, runsWhatWorkPutsInAtItsOwnTime) {
+  queue_.after(1s, [this] { queue_.after(1s, note("nested")); });
+  queue_.advance(5s);
+  EXPECT_THAT(order_, ElementsAre("nested@2"));
+  EXPECT_EQ(clock_.now(), 5s);
+}
+
+TEST_F(VirtualQueue, letsTimeStandStillWhileOutsideWorkIsGoingOn) {
+  queue_.after(3s, note("timer"));
+  queue_.beginOutsideWork();
+  std::thread outside([this] {
+    queue_.async(note("answer"));
+    queue_.endOutsideWork();
+  });
+  queue_.advance(3s);
+  outside.join();
+  EXPECT_THAT(order_, ElementsAre("answer@0", "timer@3"));
+}
+
+TEST(DispatchGroup, notifiesOnceLaterOnTheMainQueueWhenTheLastOneLeft) {
+  test::TestPhone phone{test::configuration("http://127.0.0.1:1")};
+  int notified = 0;
+  phone.run([&] {
+    const platform::DispatchGroup group;
+    group.notifyOnMainQueue([&] { ++notified; });
+    EXPECT_EQ(notified, 0) << "never inside the call, also for an empty group";
+  });
+  EXPECT_EQ(notified, 1);
+
+  const auto group = [&] {
+    const host::ProcessScope scope(*phone->process());
+    return platform::DispatchGroup();
+  }();
+  group.enter();
+  group.enter();
+  phone.run([&] { group.notifyOnMainQueue([&] { ++notified; }); });
+  group.leave();
+  EXPECT_EQ(notified, 1);
+  phone.run([&] { group.leave(); });
+  EXPECT_EQ(notified, 2);
+  EXPECT_DEATH(group.leave(), "left more often than it was entered");
+}
+
+}  // namespace
