@@ -55,7 +55,7 @@ struct CallInterface {
   const char* types;
   ffi_type* result;
   std::vector<ffi_type*> arguments;
-  ffi_cif cif{};
+  mutable ffi_cif cif{};  // ffi_call only reads it
 };
 
 namespace {
@@ -125,8 +125,7 @@ void Invocation::invoke() {
   for (std::uint64_t& argument : state_->arguments) places.push_back(&argument);
   target = call.receiver;
   places[0] = &target;
-  auto& cif = const_cast<ffi_cif&>(state_->interface.cif);  // ffi_call only reads it
-  ffi_call(&cif, call.implementation, &state_->result, places.data());
+  ffi_call(&state_->interface.cif, call.implementation, &state_->result, places.data());
 }
 
 void Invocation::getReturnValue(void* location) const {

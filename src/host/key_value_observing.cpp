@@ -171,8 +171,9 @@ void makeNotify(id object, const std::string& key, SEL setter) {
 }
 
 /// Of several registrations the latest goes. An absent context matches any.
-void removeObservation(id object, id observer, const std::string& key, std::optional<void*> context) {
+void removeObservation(id object, id observer, const char* keyPath, std::optional<void*> context) {
   if (object == nullptr) return;
+  const std::string key(keyPath == nullptr ? "" : keyPath);
   std::shared_ptr<Observation> removed;  // ends outside the lock
   {
     const std::lock_guard lock(objectMutex(object));
@@ -204,7 +205,7 @@ namespace platform {
 
 void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context) {
   if (object == nullptr || observer == nullptr) return;
-  const std::string key(keyPath);
+  const std::string key(keyPath == nullptr ? "" : keyPath);
   if (key.empty() || key.find('.') != std::string::npos) host::raiseUnobservable(object, key, "it is not a single key");
   const SEL setter = host::setterOf(key);
   host::makeNotify(object, key, setter);

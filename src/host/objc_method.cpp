@@ -9,11 +9,11 @@ IMP replaceImplementation(objc_method& method, IMP implementation) {
   return method.implementation.exchange(implementation, std::memory_order_acq_rel);
 }
 
-objc_method& addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
+void addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
   auto& place = cls->methods[selector];
-  place.reset(new objc_method{selector, implementation, nullptr, host::interned(types == nullptr ? "" : types), cls});
+  const char* kept = types == nullptr ? nullptr : host::interned(types);
+  place.reset(new objc_method{selector, implementation, nullptr, kept, cls});
   host::emptyMethodCaches(cls);
-  return *place;
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ struct objc_method {
   SEL name;
   std::atomic<IMP> implementation;
   std::atomic<const char*> acceptedTypes;  ///< the last caller's encoding that was found to fit; never for the marker
-  const char* types;                       ///< as declared, interned
+  const char* types;                       ///< as declared, interned; null when nothing was
   Class owner;
 };
 

@@ -11,12 +11,12 @@ namespace {
 
 constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
 
-void raiseUnrecognized(id receiver, SEL selector) {
+[[noreturn]] void raiseUnrecognized(id receiver, SEL selector) {
   const Class cls = object_getClass(receiver);
   platform::raiseUnrecognizedSelector(class_getName(cls), sel_getName(selector), receiver, class_isMetaClass(cls));
 }
 
-void raiseOtherTypes(id receiver, objc_method& method, const char* types) {
+[[noreturn]] void raiseOtherTypes(id receiver, objc_method& method, const char* types) {
   const Class cls = object_getClass(receiver);
   throw platform::Exception(platform::invalidArgumentException, std::string(class_isMetaClass(cls) ? "+[" : "-[") +
                                                                     class_getName(cls) + " " + method.name->name +
@@ -24,8 +24,11 @@ void raiseOtherTypes(id receiver, objc_method& method, const char* types) {
                                                                     "\" but declared as \"" + method.types + "\"");
 }
 
-bool isSameEncoding(const char* left, const char* right) {
-  return std::string_view(left) == right || (typeLetters(left) && typeLetters(left) == typeLetters(right));
+/// A method added without an encoding takes every call.
+bool fits(const char* call, const char* declared) {
+  if (declared == nullptr || std::string_view(call) == declared) return true;
+  const auto letters = typeLetters(call);
+  return letters && letters == typeLetters(declared);
 }
 
 id forwardingTarget(id receiver, SEL selector) {
@@ -50,7 +53,7 @@ void accept(objc_method& method, const char* types) {
     const IMP implementation = method_getImplementation(method);
     if (method != nullptr && implementation != forwardingMarker()) {
       if (method->acceptedTypes.load(std::memory_order_acquire) != types) {
-        if (!isSameEncoding(types, method->types)) raiseOtherTypes(receiver, *method, types);
+        if (!fits(types, method->types)) raiseOtherTypes(receiver, *method, types);
         accept(*method, types);
       }
       return {receiver, implementation};
@@ -60,7 +63,6 @@ void accept(objc_method& method, const char* types) {
     receiver = target;
   }
   raiseUnrecognized(receiver, selector);
-  return {};
 }
 
 }  // namespace

@@ -55,16 +55,18 @@ TEST_F(Send, DeclaredEncodingsAreComparedByWhatTheyMean) {
     const char* declared;
     bool fits;
   } const cases[] = {
-      {"i24@0:8@16", true},      {"i@:@", true},   {"i@:@\"NSString\"", true}, {"ri@:n@", true}, {"i@:@?", false},
-      {"i@:@?<v@?@>", false},    {"i@:#", false},  {"i@:@@", false},           {"i@:", false},   {"", false},
-      {"i@:{CGSize=dd}", false}, {"i@:^@", false}, {"i@:@\"Broken", false},
+      {"i24@0:8@16", true}, {"i@:@", true},          {"i@:@\"NSString\"", true},
+      {"ri@:n@", true},     {"i@:@?", false},        {"i@:@?<v@?@>", false},
+      {"i@:#", false},      {"i@:@@", false},        {"i@:", false},
+      {"", false},          {nullptr, true},         {"i@:{CGSize=dd}", false},
+      {"i@:^@", false},     {"i@:@\"Broken", false},
   };
   int number = 0;
   for (const auto& [declared, fits] : cases) {
     const SEL selector = sel(("case" + std::to_string(++number) + ":").c_str());
     class_addMethod(cls, selector, platform::implementationOf(+[](id, SEL, id) { return 1; }), declared);
     const auto call = [&] { platform::send<int(id)>(object.get(), selector, object.get()); };
-    EXPECT_EQ(raised(call) == "nothing", fits) << declared;
+    EXPECT_EQ(raised(call) == "nothing", fits) << number;
   }
 }
 
