@@ -101,6 +101,7 @@ void tell(const Observations& observations, id object, const Value& oldValue, co
 template <class T>
 void notifyingSetter(id self, SEL setter, T value) {
   const platform::AutoreleasePool pool;
+  const Strong kept(self);  // an observer may drop the last reference
   const Class original = class_getSuperclass(notifyingClassOf(self));
   const auto set = reinterpret_cast<void (*)(id, SEL, T)>(class_getMethodImplementation(original, setter));
   const Observations observations = observationsOf(self, setter);
@@ -159,7 +160,8 @@ void makeNotify(id object, const std::string& key, SEL setter) {
   const Method method = class_getInstanceMethod(object_getClass(object), setter);
   if (method == nullptr) return;
   const auto letters = typeLetters(method->types);
-  const IMP notifying = letters && letters->size() == 4 ? notifyingSetterFor(letters->back()) : nullptr;
+  const bool isSetter = letters && letters->size() == 4 && letters->front() == 'v';
+  const IMP notifying = isSetter ? notifyingSetterFor(letters->back()) : nullptr;
   if (notifying == nullptr) raiseUnobservable(object, key, "its setter takes neither an object nor a number");
   Class cls = notifyingClassOf(object);
   if (cls == nullptr) {

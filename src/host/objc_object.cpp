@@ -51,7 +51,7 @@ void disposeObject(id object) {
   if (header.side.load(std::memory_order_acquire) != nullptr) {
     const std::lock_guard lock(objectMutex(object));
     side.reset(header.side.exchange(nullptr));
-    for (id* slot : side->weakSlots) std::atomic_ref(*slot).store(nullptr, std::memory_order_relaxed);
+    for (id* slot : side->weakSlots) std::atomic_ref(*slot).store(nullptr, std::memory_order_release);
   }
   side.reset();  // outside the lock: it releases other objects
   header.~ObjectHeader();

@@ -20,12 +20,13 @@ SideData& sideData(id object) {
 
 namespace {
 
-// The slot's object and its successor, both locked in the order of their mutexes.
+// The slot's object and its successor, both locked in the order of their mutexes. A slot that reads null takes no lock,
+// so the null itself tells its owner that the object which wrote it is done with the slot.
 class WeakSlotLock {
  public:
   WeakSlotLock(id* slot, id next) : slot_(*slot) {
     for (;;) {
-      previous_ = slot_.load(std::memory_order_relaxed);
+      previous_ = slot_.load(std::memory_order_acquire);
       std::mutex* low = previous_ == nullptr ? nullptr : &objectMutex(previous_);
       std::mutex* high = next == nullptr ? nullptr : &objectMutex(next);
       if (low == high) high = nullptr;
@@ -38,7 +39,7 @@ class WeakSlotLock {
     }
   }
   [[nodiscard]] id previous() const { return previous_; }
-  void set(id object) { slot_.store(object, std::memory_order_relaxed); }
+  void set(id object) { slot_.store(object, std::memory_order_release); }
 
  private:
   std::atomic_ref<id> slot_;

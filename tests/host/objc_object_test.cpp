@@ -130,6 +130,21 @@ TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {
   EXPECT_EQ(deaths, 1);
 }
 
+TEST_F(ObjcObject, WeakReferenceMayGoWhileItsObjectDiesElsewhere) {
+  for (int round = 0; round < 100; ++round) {
+    Strong object = platform::makeObject<Mortal>(&deaths);
+    auto weak = std::make_unique<Weak>(object.get());
+    std::thread other([&] {
+      const host::ProcessScope scope(process);
+      object = {};
+    });
+    while (weak->load()) std::this_thread::yield();
+    weak.reset();
+    other.join();
+  }
+  EXPECT_EQ(deaths, 100);
+}
+
 TEST_F(ObjcObject, ThreadsShareObjectsClassesAndWeakReferences) {
   const Class cls = makeClass("Shared");
   addMethod(cls, "answer", answer<1>);
