@@ -66,11 +66,11 @@ std::string PLTokenManager::stringFromDeviceToken(const platform::Value* token) 
   if (token == nullptr) return {};
   constexpr std::string_view digits = "0123456789abcdef";
   const platform::ByteView bytes = token->asBytes("bytes");
-  std::string text;
-  text.reserve(2 * bytes.size());
+  std::string text(2 * bytes.size(), '\0');
+  char* next = text.data();
   for (const std::uint8_t byte : bytes) {
-    text.push_back(digits[byte >> 4U]);
-    text.push_back(digits[byte & 0xFU]);
+    *next++ = digits[byte >> 4U];
+    *next++ = digits[byte & 0xFU];
   }
   return text;
 }
