@@ -238,8 +238,10 @@ Lines advances(const Value& details) { return {{{textAt(details, "seconds") + " 
 Lines networkSends(const Value& details) {
   return {{{"sends "}, {textAt(details, "method") + " " + textAt(details, "url"), Ink::strong}}};
 }
-Lines networkFailed(const Value& details) { return {{{textAt(details, "error"), Ink::bad}}}; }
-Lines networkAnswered(const Value& details) { return {{{"received " + textAt(details, "status")}}}; }
+Lines networkFailed(const Value& details) {
+  return {{{"fails: "}, {textAt(details, "error") + " (" + textAt(details, "code") + ")", Ink::bad}}};
+}
+Lines networkAnswered(const Value& details) { return {{{"brings the answer " + textAt(details, "status")}}}; }
 
 struct Telling {
   std::string_view actor;

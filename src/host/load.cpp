@@ -72,6 +72,15 @@ void Load::decodeBody() {
   }
 }
 
+void Load::tellOfOutcome() const {
+  if (error_) {
+    process().tell("network", "failed",
+                   platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
+  } else if (response_) {
+    process().tell("network", "answered", platform::Value::dictionary({{"status", response_->statusCode}}));
+  }
+}
+
 void Load::deliver() {
   const ProcessScope scope(process());
   if (!isCancelled()) {
@@ -79,6 +88,7 @@ void Load::deliver() {
     std::optional<platform::Value> data;
     if (!error_) data = platform::Value::bytes(body_);
     body_ = {};
+    if (process().hasListener()) tellOfOutcome();
     task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
   }
   task_.handler = nullptr;

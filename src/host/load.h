@@ -50,6 +50,7 @@ class Load {
  private:
   CURL* fail(platform::Error error);
   void decodeBody();
+  void tellOfOutcome() const;
 
   Task task_;
   std::atomic<bool> isCancelled_ = false;

@@ -18,10 +18,18 @@ class DataTask final : public platform::URLSession::DataTask {
   void setPriority(float priority) override { task_.priority = std::clamp(priority, 0.0F, 1.0F); }
   void resume() override {
     if (isResumed_.exchange(true)) return;
+    if (task_.process.hasListener()) tellOfRequest();
     task_.process.network().start(std::make_shared<Load>(std::move(task_)));
   }
 
  private:
+  void tellOfRequest() const {
+    const std::optional<platform::URL>& url = task_.request.url;
+    task_.process.tell("network", "sends",
+                       platform::Value::dictionary({{"method", task_.request.httpMethod},
+                                                    {"url", url ? platform::Value(url->absoluteString()) : nullptr}}));
+  }
+
   Load::Task task_;
   std::atomic<bool> isResumed_ = false;
 };
