@@ -26,9 +26,29 @@ std::string percentDecoded(std::string_view text) {
   return decoded;
 }
 
+bool equalWithoutCase(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+}
+
+std::string maskedSecret(std::string_view secret) {
+  constexpr std::size_t shown = 4;
+  // A short one would be given away by its first characters.
+  return std::string(secret.substr(0, secret.size() > 2 * shown ? shown : 0)) + "\u2026 (" +
+         std::to_string(secret.size()) + " characters)";
+}
+
+/// Whatever the scheme, all behind its name is a secret.
+std::string maskedCredentials(std::string_view value) {
+  const std::size_t blank = value.find(' ');
+  if (blank == value.npos) return maskedSecret(value);
+  return std::string(value.substr(0, blank + 1)) + maskedSecret(value.substr(blank + 1));
+}
+
 Value pairs(const std::vector<NameAndValue>& items) {
   std::vector<Value> list;
-  for (const auto& [name, value] : items) list.push_back(Value::list({name, maskedBearer(value)}));
+  for (const auto& [name, value] : items) {
+    list.push_back(Value::list({name, equalWithoutCase(name, "Authorization") ? maskedCredentials(value) : value}));
+  }
   return Value::list(list);
 }
 
@@ -65,9 +85,7 @@ std::string_view ReceivedRequest::query() const {
 }
 
 const std::string* ReceivedRequest::findHeader(std::string_view name) const {
-  return findIn(headers, [name](const std::string& field) {
-    return field.size() == name.size() && strncasecmp(field.data(), name.data(), name.size()) == 0;
-  });
+  return findIn(headers, [name](const std::string& field) { return equalWithoutCase(field, name); });
 }
 
 const std::string* ReceivedRequest::findQueryItem(std::string_view name) const {
@@ -98,16 +116,13 @@ std::vector<NameAndValue> parseQuery(std::string_view query) {
 
 std::string maskedBearer(std::string_view text) {
   constexpr std::string_view scheme = "Bearer ";
-  constexpr std::size_t shown = 4;
   std::string masked;
   for (std::size_t found = 0; (found = text.find(scheme)) != text.npos;) {
     masked += text.substr(0, found + scheme.size());
     text.remove_prefix(found + scheme.size());
     // In a log line the value is quoted or ends with the line.
     const std::size_t length = std::min(text.find_first_of("\"\n"), text.size());
-    // A short token would be given away by its first characters.
-    if (length > 2 * shown) masked += text.substr(0, shown);
-    masked += "\u2026 (" + std::to_string(length) + " characters)";
+    masked += maskedSecret(text.substr(0, length));
     text.remove_prefix(length);
   }
   return masked.append(text);

@@ -76,9 +76,10 @@ void compareBody(const JSONNode& wanted, const ReceivedRequest& found, const Com
   if (const auto text = wanted.value.ifString()) return comparison.compare(", body", *text, body.content);
   if (wanted.value.isNull()) return comparison.differ(", body", "(no body)", body.content);
   for (const auto& [step, failed] : body.steps) {
-    if (failed) comparison.differ(", body", "a signed JWT of JSON", step);
+    if (failed) comparison.differ(", body", "every layer opened and verified", step);
   }
-  if (body.json) compareJSON(", body", wanted.value, &*body.json, comparison);
+  if (!body.json) return comparison.differ(", body", compactJSON(wanted.value), body.content);
+  compareJSON(", body", wanted.value, &*body.json, comparison);
 }
 
 const Shape queryShape{"the whole query as a text, or an object of some of its items, null for absent",

@@ -37,7 +37,8 @@ class ScenarioRun {
     host::EventSink sink = {};  ///< called by one thread at a time
   };
 
-  /// Throws InputError for steps and expectations that `options` rule out. The scenario and the network outlive this.
+  /// The scenario and the network outlive this. For a run against a server the scenario must have passed
+  /// refuseBackendSteps.
   ScenarioRun(const Scenario& scenario, host::Network& network, Options options);
   ScenarioRun(const ScenarioRun&) = delete;
   ScenarioRun& operator=(const ScenarioRun&) = delete;

@@ -93,6 +93,10 @@ void backend(ScenarioRun& run, const JSONNode& behaviour) {
 void advance(ScenarioRun& run, const JSONNode& seconds) {
   const double count = seconds.value.floating() + static_cast<double>(seconds.value.integer());
   const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
+  constexpr std::chrono::nanoseconds longestRun = std::chrono::years(100);
+  if (duration > longestRun - run.phone().clock().now()) {
+    throw InputError(run.place(seconds) + ": the steps advance by more than a hundred years in all; make them shorter");
+  }
   run.tell("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
   if (host::Process* process = run.phone().process()) {
     run.inProcess([&] { process->mainQueue().advance(duration); });

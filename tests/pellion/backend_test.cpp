@@ -43,12 +43,12 @@ TEST(Backend, TellsWhoAskedAndShowsNoBearerTokenWhole) {
     told.append(what).append(compactJSON(details)).append("\n");
   }});
   exchange(backend.port(), post("/x?anondeviceid=a-1", "Authorization: Bearer secret-token-1\r\n"));
-  exchange(backend.port(), post("/x?deviceid=d-1", "Authorization: Bearer short\r\n"));
+  exchange(backend.port(), post("/x?deviceid=d-1", "authorization: Basic short\r\n"));
   const std::lock_guard lock(mutex);
   EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"anonymous user","id":"a-1"})"));
   EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"device","id":"d-1"})"));
   EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer secr… (14 characters)"])x"));
-  EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer … (5 characters)"])x"));
+  EXPECT_THAT(told, HasSubstr(R"x(["authorization","Basic … (5 characters)"])x"));
   EXPECT_THAT(told,
               HasSubstr(R"(answer{"number":2,"status":200,"delay":0,"headers":[],"body":"{\"status\":\"ok\"}"})"));
 }

@@ -83,7 +83,7 @@ TEST_F(CommandLine, ShowsWantedAndFoundSideBySideWhenAnExpectationFails) {
   }
 }
 
-TEST_F(CommandLine, LooksAtBodiesInsideTheirLayers) {
+TEST_F(CommandLine, MatchesRequestsInAnyOrderAndCountsFromTheLastExpectation) {
   const std::string server = R"({"backend": {"status": 500, "times": 1}}, "launch", {"token": "00"}, {"token": "01"},)";
   EXPECT_EQ(
       run({"run", scenario(server + R"({"expect": {"requestsInAnyOrder": [{}, {"headers": {"notificationid": "00"}}],
@@ -131,6 +131,13 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
     EXPECT_EQ(run({"run", scenario(step)}), 2);
     EXPECT_THAT(err_.str(), HasSubstr(std::string("s.json:3:1: the configuration cannot be used: ") + text));
   }
+}
+
+TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
+  std::string steps = R"({"advance": 316224000})";
+  for (int i = 1; i < 30; ++i) steps += R"(, {"advance": 316224000})";
+  EXPECT_EQ(run({"run", scenario(steps)}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("s.json:3:"));
 }
 
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
