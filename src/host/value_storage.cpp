@@ -34,10 +34,12 @@ void* allocateOrThrow(std::size_t size) {
   return memory;
 }
 
-constexpr std::size_t roundUp(std::size_t size) { return (size + 7) & ~std::size_t{7}; }
-
 bool isText(const Value& value, std::string_view text) noexcept {
   return value.kind() == Value::Kind::string && value.text() == text;
+}
+
+bool areEqualKeys(const Value& left, const Value& right) noexcept {
+  return left.kind() == Value::Kind::string ? isText(right, left.text()) : left == right;
 }
 
 /// The index: places of entries plus one, 0 for none, in open addressing.
@@ -83,25 +85,12 @@ struct ValueStorage::Node {
 
 class ValueStorage::Document {
  public:
-  std::atomic<std::size_t> count{1};
   struct Block {
     Block* next;
-  }* blocks = nullptr;
-  char* free = nullptr;  // in the newest block
-  std::size_t left = 0;
+  };
+  std::atomic<std::size_t> count{1};
+  Block* blocks = nullptr;  // behind the first, which lies behind this
 
-  static Document* make(std::size_t size) {
-    auto* document = new (allocateOrThrow(sizeof(Document) + size)) Document;
-    document->free = reinterpret_cast<char*>(document + 1);
-    document->left = size;
-    return document;
-  }
-  void addBlock(std::size_t size) {
-    auto* block = new (allocateOrThrow(sizeof(Block) + size)) Block{blocks};
-    blocks = block;
-    free = reinterpret_cast<char*>(block + 1);
-    left = size;
-  }
   void release() noexcept {
     if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     while (blocks != nullptr) std::free(std::exchange(blocks, blocks->next));
@@ -114,31 +103,24 @@ ValueStorage::Node* ValueStorage::makeNode(Kind kind, std::size_t count, std::si
   return new (allocateOrThrow(sizeof(Node) + size)) Node{static_cast<std::uint32_t>(count), kind, OwnerWord{3}};
 }
 
-void ValueStorage::placeIn(Value& slot, Kind kind, std::size_t count, const void* data, bool borrowed) noexcept {
-  slot.kind_ = kind;
-  slot.borrowed_ = borrowed;
-  slot.count_ = static_cast<std::uint32_t>(count);
-  slot.payload_.data = data;
-}
+void ValueStorage::placeEmpty(Value& slot, Kind kind) noexcept { placeIn(slot, kind, 0, emptyData.data, false); }
 
 Value ValueStorage::makeText(Kind kind, std::string_view text) {
   Value value;
-  void* data = emptyData.data;
-  if (!text.empty()) {
-    data = makeNode(kind, text.size(), text.size())->data();
-    std::memcpy(data, text.data(), text.size());
-  }
+  placeEmpty(value, kind);
+  if (text.empty()) return value;
+  void* data = makeNode(kind, text.size(), text.size())->data();
+  std::memcpy(data, text.data(), text.size());
   placeIn(value, kind, text.size(), data, false);
   return value;
 }
 
 Value ValueStorage::makeList(std::span<const Value> elements) {
   Value value;
-  void* data = emptyData.data;
-  if (!elements.empty()) {
-    data = makeNode(Kind::list, elements.size(), elements.size_bytes())->data();
-    std::uninitialized_copy(elements.begin(), elements.end(), static_cast<Value*>(data));
-  }
+  placeEmpty(value, Kind::list);
+  if (elements.empty()) return value;
+  void* data = makeNode(Kind::list, elements.size(), elements.size_bytes())->data();
+  std::uninitialized_copy(elements.begin(), elements.end(), static_cast<Value*>(data));
   placeIn(value, Kind::list, elements.size(), data, false);
   return value;
 }
@@ -152,10 +134,8 @@ Value ValueStorage::makeDictionary(std::span<const Entry> entries) {
     }
   }
   Value value;
-  if (entries.empty()) {
-    placeIn(value, Kind::dictionary, 0, emptyData.data, false);
-    return value;
-  }
+  placeEmpty(value, Kind::dictionary);
+  if (entries.empty()) return value;
   Node* node = makeNode(Kind::dictionary, entries.size(), dictionarySize(entries.size()));
   auto* copies = static_cast<Entry*>(node->data());
   std::uninitialized_copy(entries.begin(), entries.end(), copies);
@@ -238,7 +218,7 @@ std::size_t ValueStorage::settle(Entry* entries, std::size_t count) noexcept {
   for (std::size_t i = 0; i != count; ++i) {
     Entry* earlier = nullptr;
     std::uint32_t* slot = nullptr;
-    const auto matches = [&](const Value& key) { return key == entries[i].key; };
+    const auto matches = [&](const Value& key) { return areEqualKeys(entries[i].key, key); };
     if (isIndexed) {
       slot = &index.probe(entries, entries[i].key.hash(), matches);
       if (*slot != 0) earlier = entries + (*slot - 1);
@@ -276,45 +256,38 @@ const Value* ValueStorage::find(std::span<const Entry> entries, std::string_view
 
 const Value* ValueStorage::find(std::span<const Entry> entries, const Value& key) noexcept {
   return findMatching(
-      entries, [&](const Value& other) { return other == key; }, [&] { return key.hash(); });
+      entries, [&](const Value& other) { return areEqualKeys(key, other); }, [&] { return key.hash(); });
 }
 
-DocumentBuilder::DocumentBuilder(std::size_t sizeHint) : document_(ValueStorage::Document::make(roundUp(sizeHint))) {}
+DocumentBuilder::DocumentBuilder(std::size_t sizeHint)
+    : document_(new (allocateOrThrow(sizeof(ValueStorage::Document) + sizeHint)) ValueStorage::Document),
+      free_(reinterpret_cast<char*>(document_ + 1)),
+      left_(sizeHint) {}
 DocumentBuilder::~DocumentBuilder() { document_->release(); }
 
-/// Room for `size` bytes of data, its owner word before it.
-void* DocumentBuilder::allocate(std::size_t size) {
-  size = roundUp(sizeof(ValueStorage::OwnerWord) + size);
-  if (size > document_->left) document_->addBlock(std::max<std::size_t>(size, 16UL * 1024));
-  char* memory = document_->free;
-  document_->free += size;
-  document_->left -= size;
-  new (memory) ValueStorage::OwnerWord(reinterpret_cast<std::uintptr_t>(document_));
-  return memory + sizeof(ValueStorage::OwnerWord);
-}
-
-void DocumentBuilder::text(Value& slot, std::string_view text) {
-  void* data = emptyData.data;
-  if (!text.empty()) {
-    data = allocate(text.size());
-    std::memcpy(data, text.data(), text.size());
-  }
-  ValueStorage::placeIn(slot, Value::Kind::string, text.size(), data, true);
+void DocumentBuilder::addBlock(std::size_t size) {
+  using Block = ValueStorage::Document::Block;
+  size = std::max<std::size_t>(size, 64 * 1024);
+  document_->blocks = new (allocateOrThrow(sizeof(Block) + size)) Block{document_->blocks};
+  free_ = reinterpret_cast<char*>(document_->blocks + 1);
+  left_ = size;
 }
 
 Value* DocumentBuilder::list(Value& slot, std::size_t count) {
-  void* data = count == 0 ? emptyData.data : allocate(count * sizeof(Value));
-  ValueStorage::placeIn(slot, Value::Kind::list, count, data, true);
-  auto* elements = static_cast<Value*>(data);
+  ValueStorage::placeEmpty(slot, Value::Kind::list);
+  if (count == 0) return nullptr;
+  auto* elements = static_cast<Value*>(allocate(count * sizeof(Value)));
   std::uninitialized_value_construct_n(elements, count);
+  ValueStorage::placeIn(slot, Value::Kind::list, count, elements, true);
   return elements;
 }
 
-Value::Entry* DocumentBuilder::dictionary(Value& slot, std::size_t count) {
-  void* data = count == 0 ? emptyData.data : allocate(ValueStorage::dictionarySize(count));
-  ValueStorage::placeIn(slot, Value::Kind::dictionary, count, data, true);
-  auto* entries = static_cast<Entry*>(data);
+Entry* DocumentBuilder::dictionary(Value& slot, std::size_t count) {
+  ValueStorage::placeEmpty(slot, Value::Kind::dictionary);
+  if (count == 0) return nullptr;
+  auto* entries = static_cast<Entry*>(allocate(ValueStorage::dictionarySize(count)));
   std::uninitialized_value_construct_n(entries, count);
+  ValueStorage::placeIn(slot, Value::Kind::dictionary, count, entries, true);
   return entries;
 }
 

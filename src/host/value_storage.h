@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <span>
 #include <string_view>
 
@@ -44,7 +46,13 @@ class ValueStorage {
   static Node* makeNode(Kind kind, std::size_t count, std::size_t size);
   static bool dropReference(const void* data) noexcept;
   static void freeNode(Node* dead) noexcept;
-  static void placeIn(Value& slot, Kind kind, std::size_t count, const void* data, bool borrowed) noexcept;
+  static void placeIn(Value& slot, Kind kind, std::size_t count, const void* data, bool borrowed) noexcept {
+    slot.kind_ = kind;
+    slot.borrowed_ = borrowed;
+    slot.count_ = static_cast<std::uint32_t>(count);
+    slot.payload_.data = data;
+  }
+  static void placeEmpty(Value& slot, Kind kind) noexcept;
   static std::size_t dictionarySize(std::size_t count) noexcept;
   static std::size_t settle(Entry* entries, std::size_t count) noexcept;
   static void settleDictionary(Value& slot) noexcept;
@@ -62,7 +70,15 @@ class DocumentBuilder {
   DocumentBuilder& operator=(const DocumentBuilder&) = delete;
   ~DocumentBuilder();
 
-  void text(Value& slot, std::string_view text);
+  void text(Value& slot, std::string_view text) {
+    if (text.empty()) {
+      ValueStorage::placeEmpty(slot, Value::Kind::string);
+      return;
+    }
+    void* data = allocate(text.size());
+    std::memcpy(data, text.data(), text.size());
+    ValueStorage::placeIn(slot, Value::Kind::string, text.size(), data, true);
+  }
   /// The null elements, for the caller to fill.
   Value* list(Value& slot, std::size_t count);
   /// The null entries, for the caller to fill with string keys and values; then endDictionary() must be called.
@@ -71,9 +87,21 @@ class DocumentBuilder {
   static void endDictionary(Value& slot) noexcept { ValueStorage::settleDictionary(slot); }
 
  private:
-  void* allocate(std::size_t size);
+  /// Room for `size` bytes of data, its owner word before it.
+  void* allocate(std::size_t size) {
+    size = (sizeof(ValueStorage::OwnerWord) + size + 7) & ~std::size_t{7};
+    if (size > left_) addBlock(size);
+    char* memory = free_;
+    free_ += size;
+    left_ -= size;
+    new (memory) ValueStorage::OwnerWord(reinterpret_cast<std::uintptr_t>(document_));
+    return memory + sizeof(ValueStorage::OwnerWord);
+  }
+  void addBlock(std::size_t size);
 
   ValueStorage::Document* document_;
+  char* free_;  // in the newest block
+  std::size_t left_;
 };
 
 /// Hashes with a seed of this program's run, so that nobody can prepare keys that collide.

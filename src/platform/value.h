@@ -35,7 +35,7 @@ class Value {
     string,      ///< UTF-8
     bytes,       ///< a device token, a body
     list,        ///< elements in order
-    dictionary,  ///< entries in the order of building; keys are strings but for a caller's own odd ones
+    dictionary,  ///< entries in the order of building; keys are strings but for odd ones of a caller, never containers
     object,      ///< any other runtime object, retained
   };
   struct Entry;
