@@ -16,8 +16,8 @@ namespace {
 namespace dom = simdjson::dom;
 
 constexpr std::size_t maximumDepth = 512;
-constexpr std::size_t keptCapacity = 256 * 1024;  // of a thread's parser, in bytes of text
-constexpr std::size_t saturatedCount = 0xFFFFFF;  // where simdjson stops counting a container's children
+constexpr std::size_t keptCapacity = std::size_t{256} << 10;  // of a thread's parser, in bytes of text
+constexpr std::size_t saturatedCount = 0xFFFFFF;              // where simdjson stops counting a container's children
 
 struct Encoding {
   const char* name;  // as ICU knows it; null for UTF-8

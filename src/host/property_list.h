@@ -16,7 +16,7 @@ class PropertyListError : public std::runtime_error {
 };
 
 /// Far above any application's resource; a larger file is refused before it is read.
-inline constexpr std::size_t largestPropertyList = 4 * 1024 * 1024;
+inline constexpr std::size_t largestPropertyList = std::size_t{4} << 20;
 inline constexpr std::size_t deepestPropertyList = 512;
 
 /// Reads a property list file, XML or binary, of any top-level kind. Raises PropertyListError.

@@ -1,4 +1,3 @@
-#include <plist/plist.h>
 #include <simdjson.h>
 
 #include <cstdlib>
@@ -6,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/owned_plist.h"
 #include "host/property_list.h"
 #include "host/property_list_check.h"
 
@@ -13,11 +13,6 @@ namespace host {
 namespace {
 
 using platform::Value;
-
-struct FreePlist {
-  void operator()(void* plist) const { plist_free(plist); }
-};
-using OwnedPlist = std::unique_ptr<void, FreePlist>;
 
 struct Free {
   void operator()(void* memory) const { std::free(memory); }

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <plist/plist.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "host/owned_plist.h"
 #include "host/property_list.h"
 
 namespace host {
@@ -17,11 +17,6 @@ namespace {
 
 using platform::Value;
 using Kind = Value::Kind;
-
-struct FreePlist {
-  void operator()(void* plist) const { plist_free(plist); }
-};
-using OwnedPlist = std::unique_ptr<void, FreePlist>;
 
 /// Builds libplist's tree of a Value.
 class TreeWriter {

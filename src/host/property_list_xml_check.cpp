@@ -38,7 +38,6 @@ bool isBase64(std::string_view text) {
   return text.find_first_not_of(alphabet) == std::string_view::npos;
 }
 
-/// The texts joined. GCC 12 warns about sums of strings that begin with a literal.
 std::string join(std::initializer_list<std::string_view> parts) {
   std::string text;
   for (const std::string_view part : parts) text += part;

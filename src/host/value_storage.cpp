@@ -267,7 +267,7 @@ DocumentBuilder::~DocumentBuilder() { document_->release(); }
 
 void DocumentBuilder::addBlock(std::size_t size) {
   using Block = ValueStorage::Document::Block;
-  size = std::max<std::size_t>(size, 64 * 1024);
+  size = std::max(size, std::size_t{64} << 10);
   document_->blocks = new (allocateOrThrow(sizeof(Block) + size)) Block{document_->blocks};
   free_ = reinterpret_cast<char*>(document_->blocks + 1);
   left_ = size;

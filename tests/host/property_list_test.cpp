@@ -65,7 +65,6 @@ const std::string everything = document(R"(<!-- <array> --> <dict>
 </dict>)");
 
 TEST(PropertyList, ReadsEveryKindFromXMLAndBinary) {
-  const auto text = [](const char* content) { return Value(content); };
   const Value expected = Value::dictionary({
       {"text", "a & é 😀<dict>"},
       {"empty", ""},
@@ -73,7 +72,7 @@ TEST(PropertyList, ReadsEveryKindFromXMLAndBinary) {
       {"real", 0.1},
       {"flags", Value::list({true, false})},
       {"data", Value::bytes("\0\1\2\xff"s)},
-      {"date", text("2026-01-31T12:00:00Z")},
+      {"date", "2026-01-31T12:00:00Z"},
       {"nothing", Value::list({Value::dictionary({}), Value::list({})})},
   });
   for (const std::string& contents : {everything, "\xEF\xBB\xBF" + everything, binary(everything)}) {
@@ -165,7 +164,7 @@ TEST(PropertyList, RefusesBinaryFilesThatWouldGrowWithoutBound) {
 TEST(PropertyList, DamagedFilesGiveAValueOrAnErrorButNeverACrash) {
   std::minstd_rand random(7);
   for (const std::string& sound : {everything, binary(everything)}) {
-    for (int round = 0; round != 20'000; ++round) {
+    for (int round = 0; round != 5'000; ++round) {
       std::string damaged = sound;
       for (auto changes = random() % 4; changes + 1 != 0; --changes) {
         damaged[random() % damaged.size()] =

@@ -55,7 +55,7 @@ TEST(URL, IsMadeFromTextWithinTheGrammarAlone) {
     EXPECT_EQ(url->absoluteString(), text);
   }
   for (const std::string& text : invalid) EXPECT_FALSE(URL::URLWithString(text)) << text;
-  EXPECT_TRUE(URL::URLWithString("http://h/" + std::string(5'000'000, '/')));
+  EXPECT_TRUE(URL::URLWithString("http://h/" + std::string(1'000'000, '/')));
 }
 
 TEST(URLComponents, AreTheParts) {
