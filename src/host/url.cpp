@@ -2,11 +2,10 @@
 
 #include <uriparser/Uri.h>
 
-#include <algorithm>
 #include <charconv>
 
+#include "host/ascii.h"
 #include "host/url_components.h"
-#include "host/utf8.h"
 
 namespace {
 
@@ -28,21 +27,9 @@ class ParsedURI {
   bool isValid_;
 };
 
-std::optional<std::string> textOf(const UriTextRangeA& range) {
+std::optional<std::string> lowercaseOf(const UriTextRangeA& range) {
   if (range.first == nullptr) return std::nullopt;
-  return std::string(range.first, range.afterLast);
-}
-
-std::optional<std::string> lowered(std::optional<std::string> text) {
-  if (text) std::ranges::transform(*text, text->begin(), host::lowerASCII);
-  return text;
-}
-
-/// The path of a valid text: what stands between the authority, or else the scheme, and the query or fragment.
-std::string pathOf(std::string_view text, const ParsedURI& uri) {
-  if (uri->scheme.first != nullptr) text.remove_prefix(text.find(':') + 1);
-  if (uri->hostText.first != nullptr) text.remove_prefix(std::min(text.find_first_of("/?#", 2), text.size()));
-  return std::string(text.substr(0, text.find_first_of("?#")));
+  return host::asciiLowercase({range.first, range.afterLast});
 }
 
 }  // namespace
@@ -59,15 +46,10 @@ std::optional<URL> URL::URLWithString(std::string_view text) {
 
 namespace host {
 
-std::string URLComponents::target() const {
-  return (path.empty() ? "/" : path) + (query ? "?" + *query : std::string());
-}
-
 std::optional<URLComponents> parseURLComponents(std::string_view text) {
   const ParsedURI uri(text);
   if (!uri) return std::nullopt;
-  URLComponents components{lowered(textOf(uri->scheme)), lowered(textOf(uri->hostText)), std::nullopt,
-                           pathOf(text, uri), textOf(uri->query)};
+  URLComponents components{lowercaseOf(uri->scheme), lowercaseOf(uri->hostText), std::nullopt};
   if (uri->portText.first != uri->portText.afterLast) {
     std::uint16_t port = 0;
     const auto result = std::from_chars(uri->portText.first, uri->portText.afterLast, port);

@@ -58,25 +58,21 @@ TEST(URL, IsMadeFromTextWithinTheGrammarAlone) {
   EXPECT_TRUE(URL::URLWithString("http://h/" + std::string(1'000'000, '/')));
 }
 
-TEST(URLComponents, AreTheParts) {
+TEST(URLComponents, SayWhereAURLLeads) {
   const struct {
     std::string_view text;
     std::optional<std::string> scheme, host;
     std::optional<std::uint16_t> port;
-    std::string path;
-    std::optional<std::string> query;
-    std::string target;
   } cases[] = {
-      {"HTTPS://User:pw@Host.Example:8443/A/b?c=D#e", "https", "host.example", 8443, "/A/b", "c=D", "/A/b?c=D"},
-      {"http://h", "http", "h", std::nullopt, "", std::nullopt, "/"},
-      {"http://h?", "http", "h", std::nullopt, "", "", "/?"},
-      {"http://[2001:DB8::1]:80/x", "http", "2001:db8::1", 80, "/x", std::nullopt, "/x"},
-      {"http://h:/%7e", "http", "h", std::nullopt, "/%7e", std::nullopt, "/%7e"},
-      {"http:///x", "http", "", std::nullopt, "/x", std::nullopt, "/x"},
-      {"mailto:a@b?c", "mailto", std::nullopt, std::nullopt, "a@b", "c", "a@b?c"},
-      {"//h/p", std::nullopt, "h", std::nullopt, "/p", std::nullopt, "/p"},
-      {"a/b:c?d?e#f?g", std::nullopt, std::nullopt, std::nullopt, "a/b:c", "d?e", "a/b:c?d?e"},
-      {"http://h#/?", "http", "h", std::nullopt, "", std::nullopt, "/"},
+      {"HTTPS://User:pw@Host.Example:8443/A/b?c=D#e", "https", "host.example", 8443},
+      {"http://h", "http", "h", std::nullopt},
+      {"http://h?a@b:7", "http", "h", std::nullopt},
+      {"http://[2001:DB8::1]:80/x", "http", "2001:db8::1", 80},
+      {"http://h:/", "http", "h", std::nullopt},
+      {"http:///x", "http", "", std::nullopt},
+      {"mailto:a@b", "mailto", std::nullopt, std::nullopt},
+      {"//h/p", std::nullopt, "h", std::nullopt},
+      {"a/b:c", std::nullopt, std::nullopt, std::nullopt},
   };
   for (const auto& expected : cases) {
     const auto components = parseURLComponents(expected.text);
@@ -84,9 +80,6 @@ TEST(URLComponents, AreTheParts) {
     EXPECT_EQ(components->scheme, expected.scheme) << expected.text;
     EXPECT_EQ(components->host, expected.host) << expected.text;
     EXPECT_EQ(components->port, expected.port) << expected.text;
-    EXPECT_EQ(components->path, expected.path) << expected.text;
-    EXPECT_EQ(components->query, expected.query) << expected.text;
-    EXPECT_EQ(components->target(), expected.target) << expected.text;
   }
   EXPECT_FALSE(parseURLComponents("http://h:65536/"));
   EXPECT_FALSE(parseURLComponents("http://h h/"));
