@@ -119,7 +119,7 @@ void Backend::answerWith(Answer answer) {
   standing_ = std::move(answer);
 }
 
-void Backend::answerNext(std::size_t times, Answer answer) {
+void Backend::answerNext(std::size_t times, const Answer& answer) {
   const std::lock_guard lock(mutex_);
   next_.insert(next_.end(), times, answer);
 }

@@ -63,7 +63,7 @@ class Backend {
   /// To all from now on; ends what was said before.
   void answerWith(Answer answer);
   /// To the next `times` requests, after those already spoken for.
-  void answerNext(std::size_t times, Answer answer);
+  void answerNext(std::size_t times, const Answer& answer);
   /// The requests since the last call, in the order in which they were complete.
   std::vector<ReceivedRequest> takeRequests();
 

@@ -36,7 +36,7 @@ void appendText(Lines& lines, std::string_view text, Ink ink = Ink::plain) {
   for (;;) {
     const std::size_t end = text.find('\n');
     lines.push_back({{std::string(text.substr(0, end)), ink}});
-    if (end == text.npos) return;
+    if (end == std::string_view::npos) return;
     text.remove_prefix(end + 1);
   }
 }
@@ -85,7 +85,7 @@ void appendTransportFields(Lines& lines, const Pairs& fields) {
     text.clear();
   };
   for (const auto& [name, value] : fields) {
-    const std::string field = printable(name + ": " + value);
+    const std::string field = printable(name).append(": ").append(printable(value));
     if (!text.empty() && columns(text) + columns(field) > widest) flush();
     text.append(text.empty() ? "" : "   ").append(field);
   }
@@ -124,9 +124,9 @@ Lines request(const Value& details) {
   }
   const Pairs query = pairsOf(at(details, "query"));
   Pairs headers = pairsOf(at(details, "headers"));
-  const auto transport = std::ranges::stable_partition(headers, std::not_fn(isTransportField));
-  const Pairs transportFields(transport.begin(), transport.end());
-  headers.erase(transport.begin(), transport.end());
+  const auto transport = std::stable_partition(headers.begin(), headers.end(), std::not_fn(isTransportField));
+  const Pairs transportFields(transport, headers.end());
+  headers.erase(transport, headers.end());
   const std::size_t width = std::max(widthOfNames(query), widthOfNames(headers));
   appendPairs(lines, "query", query, width);
   appendPairs(lines, "headers", headers, width);
@@ -154,7 +154,9 @@ Lines told(const Value& details) {
                 : times == 1 ? "will answer the next request:"
                              : "will answer the next " + std::to_string(times) + " requests:"}}};
   for (const auto& [name, value] : entriesOf(details)) {
-    if (name != "times") lines.front().push_back({"  " + name + " " + value});
+    if (name == "times") continue;
+    lines.front().push_back({"  " + name, Ink::faint});
+    lines.front().push_back({" " + value});
   }
   if (lines.front().size() == 1) lines.front().push_back({"  as usual"});
   return lines;

@@ -135,7 +135,7 @@ std::string placeText(std::string_view file, Position position) {
 }
 
 InputError errorAt(std::string_view file, Position position, std::string_view text) {
-  return InputError(placeText(file, position) + ": " + std::string(text));
+  return InputError{placeText(file, position) + ": " + std::string(text)};
 }
 
 const JSONNode* JSONNode::find(std::string_view name) const {

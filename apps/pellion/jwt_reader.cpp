@@ -53,8 +53,8 @@ DecodedBody::Step signatureStep(const Value& header, const std::optional<std::st
 void openJWT(DecodedBody& body, const std::optional<std::string>& secret) {
   const std::string_view token = body.content;
   const std::size_t first = token.find('.');
-  const std::size_t second = first == token.npos ? token.npos : token.find('.', first + 1);
-  if (second == token.npos || token.find('.', second + 1) != token.npos) {
+  const std::size_t second = first == std::string_view::npos ? std::string_view::npos : token.find('.', first + 1);
+  if (second == std::string_view::npos || token.find('.', second + 1) != std::string_view::npos) {
     body.steps.push_back({"not a JWT: it has no three parts with dots between them", true});
     return;
   }
@@ -116,7 +116,7 @@ std::optional<std::string> base64URLDecoded(std::string_view text) {
   int count = 0;
   for (const char character : text) {
     const std::size_t digit = alphabet.find(character);
-    if (digit == alphabet.npos) return std::nullopt;
+    if (digit == std::string_view::npos) return std::nullopt;
     bits = bits << 6 | static_cast<std::uint32_t>(digit);
     count += 6;
     if (count >= 8) {

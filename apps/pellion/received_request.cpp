@@ -40,12 +40,13 @@ std::string maskedSecret(std::string_view secret) {
 /// Whatever the scheme, all behind its name is a secret.
 std::string maskedCredentials(std::string_view value) {
   const std::size_t blank = value.find(' ');
-  if (blank == value.npos) return maskedSecret(value);
+  if (blank == std::string_view::npos) return maskedSecret(value);
   return std::string(value.substr(0, blank + 1)) + maskedSecret(value.substr(blank + 1));
 }
 
 Value pairs(const std::vector<NameAndValue>& items) {
   std::vector<Value> list;
+  list.reserve(items.size());
   for (const auto& [name, value] : items) {
     list.push_back(Value::list({name, equalWithoutCase(name, "Authorization") ? maskedCredentials(value) : value}));
   }
@@ -62,6 +63,7 @@ Value identity(const ReceivedRequest& request) {
 
 Value bodyDetails(const DecodedBody& body, std::size_t size) {
   std::vector<Value> steps;
+  steps.reserve(body.steps.size());
   for (const auto& [text, failed] : body.steps)
     steps.push_back(Value::dictionary({{"text", text}, {"failed", failed}}));
   return Value::dictionary({{"bytes", size},
@@ -81,7 +83,7 @@ std::string_view ReceivedRequest::path() const { return std::string_view(target)
 
 std::string_view ReceivedRequest::query() const {
   const std::size_t mark = target.find('?');
-  return mark == target.npos ? std::string_view() : std::string_view(target).substr(mark + 1);
+  return mark == std::string_view::npos ? std::string_view() : std::string_view(target).substr(mark + 1);
 }
 
 const std::string* ReceivedRequest::findHeader(std::string_view name) const {
@@ -117,7 +119,7 @@ std::vector<NameAndValue> parseQuery(std::string_view query) {
 std::string maskedBearer(std::string_view text) {
   constexpr std::string_view scheme = "Bearer ";
   std::string masked;
-  for (std::size_t found = 0; (found = text.find(scheme)) != text.npos;) {
+  for (std::size_t found = 0; (found = text.find(scheme)) != std::string_view::npos;) {
     masked += text.substr(0, found + scheme.size());
     text.remove_prefix(found + scheme.size());
     // In a log line the value is quoted or ends with the line.

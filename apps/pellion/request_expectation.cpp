@@ -136,7 +136,7 @@ void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& 
 void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
                               Mismatches& mismatches) {
   // A bipartite matching by augmenting paths: an element with few demands gives way to one with more.
-  constexpr std::size_t nobody = static_cast<std::size_t>(-1);
+  constexpr auto nobody = static_cast<std::size_t>(-1);
   std::vector<std::size_t> takenBy(found.size(), nobody);
   std::vector<bool> tried;
   const std::function<bool(std::size_t)> place = [&](std::size_t element) {

@@ -44,7 +44,7 @@ Step readStep(std::string_view file, const JSONNode& node) {
     step.argument = node.members.front().value;
   } else {
     throw errorAt(file, node.position,
-                  "a step is an object with one entry, such as {\"advance\": 3}, or a name alone, such as \"launch\"");
+                  R"(a step is an object with one entry, such as {"advance": 3}, or a name alone, such as "launch")");
   }
   checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
   return step;

@@ -19,8 +19,8 @@ struct StepKind {
 
   std::string_view name;
   const Shape* shape;
-  Needs needs;
   void (*run)(ScenarioRun& run, const JSONNode& argument);
+  Needs needs;
   bool needsBackend = false;  ///< makes no sense against a server that is not ours
 };
 

@@ -51,8 +51,9 @@ std::string checkLog(ScenarioRun& run, const JSONNode& wanted, Mismatches& misma
   if (wanted.elements.empty() && !lines.empty()) mismatches.push_back({"log", "(nothing)", lines.front()});
   auto from = lines.begin();
   for (const JSONNode& part : wanted.elements) {
-    const auto found = std::find_if(from, lines.end(),
-                                    [&](const std::string& line) { return line.find(part.value.text()) != line.npos; });
+    const auto found = std::find_if(from, lines.end(), [&](const std::string& line) {
+      return line.find(part.value.text()) != std::string_view::npos;
+    });
     if (found == lines.end()) {
       mismatches.push_back({"log", std::string(part.value.text()),
                             "not in " + counted(static_cast<std::size_t>(lines.end() - from), "further line")});

@@ -116,7 +116,7 @@ std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) co
   if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && url->ifString()) {
     const std::string_view text = url->text();
     const std::size_t found = text.find(placeholder);
-    if (found == text.npos) return std::nullopt;
+    if (found == std::string_view::npos) return std::nullopt;
     return std::string(text).replace(found, placeholder.size(), backend_->url());
   }
   return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;

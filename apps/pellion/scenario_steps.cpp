@@ -84,7 +84,7 @@ void backend(ScenarioRun& run, const JSONNode& behaviour) {
   if (const JSONNode* drop = behaviour.find("drop")) answer.drop = *drop->value.ifBoolean();
   run.tell("backend", "told", behaviour.value);
   if (const JSONNode* times = behaviour.find("times")) {
-    run.backend().answerNext(static_cast<std::size_t>(times->value.integer()), std::move(answer));
+    run.backend().answerNext(static_cast<std::size_t>(times->value.integer()), answer);
   } else {
     run.backend().answerWith(std::move(answer));
   }
@@ -114,16 +114,16 @@ const Shape consentShape{"an object with at least one of the user's decisions",
 const Shape backendShape{"an object", isObject, backendFields};
 
 const StepKind kinds[] = {
-    {"say", &shapes::text, Needs::nothing, say},
-    {"launch", &nothingShape, Needs::noProcess, launch},
-    {"relaunch", &nothingShape, Needs::process, launch},
-    {"token", &shapes::hexOrNull, Needs::process, token},
-    {"failToRegister", &shapes::text, Needs::process, failToRegister},
-    {"consent", &consentShape, Needs::process, consent},
-    {"configure", &shapes::configuration, Needs::nothing, configure},
-    {"backend", &backendShape, Needs::nothing, backend, true},
-    {"advance", &shapes::seconds, Needs::nothing, advance},
-    {"expect", &expectationShape, Needs::nothing, expect},
+    {"say", &shapes::text, say, Needs::nothing},
+    {"launch", &nothingShape, launch, Needs::noProcess},
+    {"relaunch", &nothingShape, launch, Needs::process},
+    {"token", &shapes::hexOrNull, token, Needs::process},
+    {"failToRegister", &shapes::text, failToRegister, Needs::process},
+    {"consent", &consentShape, consent, Needs::process},
+    {"configure", &shapes::configuration, configure, Needs::nothing},
+    {"backend", &backendShape, backend, Needs::nothing, true},
+    {"advance", &shapes::seconds, advance, Needs::nothing},
+    {"expect", &expectationShape, expect, Needs::nothing},
 };
 
 }  // namespace
