@@ -42,7 +42,8 @@ class ReferenceCoreLibrary : public CoreLibrary,
   /// The configuration is the bundle's resource of this name, of type "plist".
   static constexpr const char* configurationResource = "PellionInfo";
 
-  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain, Configuration configuration);
+  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
+                       Configuration configuration);
   void setConfiguration(Configuration configuration);
 
   QVPIIManager& personalInformation() override { return *this; }

@@ -1,5 +1,7 @@
 #include "network/PLTokenManager.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "platform/core_library.h"
@@ -12,6 +14,14 @@ namespace {
 constexpr const char* storedTokenKey = "com.tovrin.pellion.apnstoken";
 constexpr const char* trackingStatusNotification = "PLXPIIStatusUpdateNotification";
 constexpr const char* trackingStatusHandler = "personalInfoTrackingStatusUpdated:";
+
+/// The two digits of every byte.
+constexpr std::array hexadecimal = [] {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::array<std::array<char, 2>, 256> pairs{};
+  for (std::size_t byte = 0; byte < pairs.size(); ++byte) pairs[byte] = {digits[byte / 16], digits[byte % 16]};
+  return pairs;
+}();
 
 struct Shared : platform::Singleton<PLTokenManager> {
   Shared() {
@@ -64,13 +74,11 @@ void PLTokenManager::personalInfoTrackingStatusUpdated(id) {
 
 std::string PLTokenManager::stringFromDeviceToken(const platform::Value* token) const {
   if (token == nullptr) return {};
-  constexpr std::string_view digits = "0123456789abcdef";
   const platform::ByteView bytes = token->asBytes("bytes");
   std::string text(2 * bytes.size(), '\0');
   char* next = text.data();
   for (const std::uint8_t byte : bytes) {
-    *next++ = digits[byte >> 4U];
-    *next++ = digits[byte & 0xFU];
+    next = std::ranges::copy(hexadecimal[byte], next).out;
   }
   return text;
 }
