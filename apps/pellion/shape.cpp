@@ -82,7 +82,7 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
   for (const JSONMember& entry : node.members) {
     if (entry.value.value.isNull()) continue;
     const Value dictionary =
-        Value::dictionary({{"SERVER_URL", ""}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
+        Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
     try {
       host::configurationFrom(dictionary, placeText(file, entry.position));
     } catch (const host::ConfigurationError& error) {

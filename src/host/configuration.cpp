@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <system_error>
 #include <variant>
 
 #include "host/property_list.h"
@@ -45,7 +46,7 @@ class Reader {
 
   Configuration read() {
     for (const Value::Entry& entry : dictionary_.entries()) readEntry(entry.key.description(), entry.value);
-    if (!configuration_.serverURL && !configuration_.domain) {
+    if (configuration_.serverURL.value_or("").empty() && configuration_.domain.value_or("").empty()) {
       fail("SERVER_URL", "is missing; give the server's URL, or the domain of the default server as DOMAIN");
     }
     if (configuration_.jwtSecret.empty()) fail("JWT_SECRET", "is missing; give the secret that signs request bodies");
@@ -67,7 +68,8 @@ class Reader {
       configuration_.logLevel = static_cast<LogLevel>(level - logLevels.begin());
     } else if (name == "CA_FILE") {
       configuration_.networkPolicy.certificateAuthorities = path_.parent_path() / string(name, value);
-      if (!std::filesystem::is_regular_file(configuration_.networkPolicy.certificateAuthorities)) {
+      std::error_code problem;  // a name that cannot even be looked up is no file either
+      if (!std::filesystem::is_regular_file(configuration_.networkPolicy.certificateAuthorities, problem)) {
         fail(name, "must name a file of certificates in PEM form, relative to this file");
       }
     } else if (name == "CLEAR_TEXT_HOSTS") {

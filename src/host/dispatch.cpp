@@ -19,14 +19,17 @@ void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void
 }
 
 struct DispatchGroup::State {
-  host::MainQueue& mainQueue = host::Process::current().mainQueue();
+  std::shared_ptr<host::MainQueue> mainQueue = host::Process::current().sharedMainQueue();
   std::mutex mutex;
   std::size_t entered = 0;
   std::vector<std::function<void()>> notifications;
 
-  void notifyWhenEmpty() {
+  // Outside the lock: a queue may drop its work at once, and the work may be the last to hold something of this group.
+  void notifyWhenEmpty(std::unique_lock<std::mutex> lock) {
     if (entered != 0) return;
-    for (std::function<void()>& work : std::exchange(notifications, {})) mainQueue.async(std::move(work));
+    auto ready = std::exchange(notifications, {});
+    lock.unlock();
+    for (std::function<void()>& work : ready) mainQueue->async(std::move(work));
   }
 };
 
@@ -38,19 +41,19 @@ void DispatchGroup::enter() const {
 }
 
 void DispatchGroup::leave() const {
-  const std::lock_guard lock(state_->mutex);
+  std::unique_lock lock(state_->mutex);
   if (state_->entered == 0) {
     std::fputs("a dispatch group was left more often than it was entered\n", stderr);
     std::abort();
   }
   --state_->entered;
-  state_->notifyWhenEmpty();
+  state_->notifyWhenEmpty(std::move(lock));
 }
 
 void DispatchGroup::notifyOnMainQueue(std::function<void()> work) const {
-  const std::lock_guard lock(state_->mutex);
+  std::unique_lock lock(state_->mutex);
   state_->notifications.push_back(std::move(work));
-  state_->notifyWhenEmpty();
+  state_->notifyWhenEmpty(std::move(lock));
 }
 
 }  // namespace platform

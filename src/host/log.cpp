@@ -6,37 +6,31 @@ namespace platform {
 namespace {
 
 void tell(const char* file, int line, const char* function, const char* marker, const char* tag, const char* format,
-          std::initializer_list<FormatArgument> arguments, host::LogLevel level) {
-  host::Process& process = host::Process::current();
-  if (process.logLevel() < level) return;
-  process.tell("module", "log",
-               Value::dictionary({{"tag", tag},
-                                  {"text", platform::format(format, arguments)},
-                                  {"function", function},
-                                  {"file", file},
-                                  {"line", line},
-                                  {"marker", marker}}));
+          std::initializer_list<FormatArgument> arguments) {
+  host::Process::current().tell("module", "log",
+                                Value::dictionary({{"tag", tag},
+                                                   {"text", platform::format(format, arguments)},
+                                                   {"function", function},
+                                                   {"file", file},
+                                                   {"line", line},
+                                                   {"marker", marker}}));
 }
 
 }  // namespace
 
-bool QLogIsListening() noexcept {
+bool QLogIsListening(LogLevel level) noexcept {
   const host::Process* process = host::Process::currentOrNull();
-  return process != nullptr && process->logLevel() != host::LogLevel::none;
+  return process != nullptr && process->logLevel() >= level;
 }
 
 void QLogExtensionInternal(const char* file, int line, const char* function, const char* marker, const char* tag,
                            const char* format, std::initializer_list<FormatArgument> arguments) {
-  const bool isWarning = std::string_view(tag) == pellionWarning.tag;
-  tell(file, line, function, marker, tag, format, arguments,
-       isWarning ? host::LogLevel::warning : host::LogLevel::info);
+  tell(file, line, function, marker, tag, format, arguments);
 }
 
 void QLogExtension(const char* file, int line, const char* function, const char* marker, const char* tag,
                    const char* format, std::initializer_list<FormatArgument> arguments) {
-  const bool isWarning = std::string_view(tag) == warning.tag;
-  tell(file, line, function, marker, tag, format, arguments,
-       isWarning ? host::LogLevel::warning : host::LogLevel::verbose);
+  tell(file, line, function, marker, tag, format, arguments);
 }
 
 }  // namespace platform

@@ -10,6 +10,7 @@ namespace host {
 void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
   {
     const std::lock_guard lock(mutex_);
+    if (isClosed_) return;  // the work ends with the call, outside the lock
     items_.push_back({clock_.now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
     std::push_heap(items_.begin(), items_.end(), isLater);
   }
@@ -28,10 +29,10 @@ void MainQueue::endOutsideWork() {
   changed_.notify_all();
 }
 
-void MainQueue::discard() {
-  // Ended outside the lock: what work has captured may put new work in as it goes.
-  std::vector<Item> dropped;
+void MainQueue::close() {
+  std::vector<Item> dropped;  // ends outside the lock: what work has captured may come back here as it goes
   const std::lock_guard lock(mutex_);
+  isClosed_ = true;
   dropped.swap(items_);
 }
 

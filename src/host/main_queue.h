@@ -30,8 +30,8 @@ class MainQueue {
   /// Lets `duration` pass, running every timer at its time; ends idle.
   void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
 
-  /// Drops what has not run.
-  void discard();
+  /// Drops what has not run, and from now on whatever is put in.
+  void close();
 
   void beginOutsideWork();
   void endOutsideWork();
@@ -54,6 +54,7 @@ class MainQueue {
   std::vector<Item> items_;  // a heap, the next one in front
   std::uint64_t nextOrder_ = 0;
   int outsideWork_ = 0;
+  bool isClosed_ = false;
 };
 
 }  // namespace host

@@ -30,6 +30,7 @@ void Phone::configure(const Value& configuration) {
   writePropertyList(configurationPath(), configuration);
   if (!process_) return;
   process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
+  process_->setNetworkPolicy(read.networkPolicy);
   coreLibrary_->setConfiguration(std::move(read));
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "host/network.h"
 #include "host/objc_runtime.h"
@@ -24,14 +25,14 @@ thread_local Process* currentProcess = nullptr;
 
 struct Process::Slot {
   const void* key;
-  std::once_flag once;
+  std::optional<std::once_flag> once{std::in_place};
   std::atomic<void*> object{nullptr};
   void (*destroy)(void*) = nullptr;
 };
 
 Process::Process(Environment environment)
     : environment_(std::move(environment)),
-      mainQueue_(environment_.clock),
+      mainQueue_(std::make_shared<MainQueue>(environment_.clock)),
       slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {
   // The classes come first, so that they end last: every later slot may hold objects.
   const ProcessScope scope(*this);
@@ -39,18 +40,36 @@ Process::Process(Environment environment)
 }
 
 Process::~Process() {
-  environment_.network.cancelAll(*this);
   const ProcessScope scope(*this);
+  environment_.network.cancelAll(*this);
   {
     const platform::AutoreleasePool pool;
-    mainQueue_.discard();
+    mainQueue_->close();
   }
-  for (; !made_.empty(); made_.pop_back()) {
-    const platform::AutoreleasePool pool;  // drained while the classes, made first, are still there
-    Slot& slot = *made_.back();
-    slot.destroy(slot.object.load());
-  }
+  endSlots(made_);
+  endSlots(madeToOutliveObjects_);
   for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
+}
+
+// No other thread is in this process any more. What ends may ask for slots, ended ones too, and so make more to end.
+void Process::endSlots(std::vector<Slot*>& made) {
+  while (!made.empty()) {
+    const platform::AutoreleasePool pool;  // drained while the classes, made first, are still there
+    Slot& slot = *made.back();
+    made.pop_back();
+    slot.once.emplace();
+    slot.destroy(slot.object.exchange(nullptr));
+  }
+}
+
+NetworkPolicy Process::networkPolicy() const {
+  const std::lock_guard lock(policyMutex_);
+  return environment_.networkPolicy;
+}
+
+void Process::setNetworkPolicy(NetworkPolicy policy) {
+  const std::lock_guard lock(policyMutex_);
+  environment_.networkPolicy = std::move(policy);
 }
 
 Process& Process::current() {
@@ -80,14 +99,14 @@ Process::Slot& Process::findSlot(const void* key) {
   endProgram("a process has room for 256 process-wide objects\n");
 }
 
-void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*)) {
+void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects) {
   Slot& slot = findSlot(key);
   if (void* object = slot.object.load(std::memory_order_acquire)) return object;
-  std::call_once(slot.once, [&] {
+  std::call_once(*slot.once, [&] {
     slot.destroy = destroy;
     void* object = make();
     const std::lock_guard lock(makingMutex_);
-    made_.push_back(&slot);
+    (outlivesObjects ? madeToOutliveObjects_ : made_).push_back(&slot);
     slot.object.store(object, std::memory_order_release);
   });
   return slot.object.load(std::memory_order_acquire);
@@ -105,8 +124,8 @@ ProcessScope::~ProcessScope() {
 
 namespace platform::Process {
 
-void* slot(const void* key, void* (*make)(), void (*destroy)(void*)) {
-  return host::Process::current().slot(key, make, destroy);
+void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects) {
+  return host::Process::current().slot(key, make, destroy, outlivesObjects);
 }
 
 }  // namespace platform::Process

@@ -10,14 +10,14 @@
 #include "host/event.h"
 #include "host/main_queue.h"
 #include "host/network.h"
+#include "platform/log.h"
 #include "platform/url_session.h"
 
 namespace host {
 
 class CoreLibrary;  // host/core_library.h
 
-/// How much of the log is passed on; each level includes the ones before it.
-enum class LogLevel : std::uint8_t { none, warning, info, verbose };
+using platform::LogLevel;
 
 /// One launch of an application on a simulated phone. Everything process-wide lives in its slots; ending it ends them
 /// in reverse order of their making. It is current on a thread inside a ProcessScope.
@@ -40,10 +40,13 @@ class Process {
   static Process& current();
   static Process* currentOrNull();
 
-  [[nodiscard]] MainQueue& mainQueue() { return mainQueue_; }
+  [[nodiscard]] MainQueue& mainQueue() { return *mainQueue_; }
+  /// For what may outlive the process: a queue whose process has ended drops what it is given.
+  [[nodiscard]] std::shared_ptr<MainQueue> sharedMainQueue() { return mainQueue_; }
   [[nodiscard]] Clock& clock() { return environment_.clock; }
   [[nodiscard]] Network& network() { return environment_.network; }
-  [[nodiscard]] const NetworkPolicy& networkPolicy() const { return environment_.networkPolicy; }
+  [[nodiscard]] NetworkPolicy networkPolicy() const;
+  void setNetworkPolicy(NetworkPolicy policy);  ///< for the requests that start from now on
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
   /// Makes the process's URL sessions; unset, they are the network's. For whoever measures or answers requests itself.
@@ -58,14 +61,16 @@ class Process {
   [[nodiscard]] bool hasListener() const { return static_cast<bool>(environment_.sink); }
   void tell(std::string_view actor, std::string_view what, platform::Value details);
 
-  void* slot(const void* key, void* (*make)(), void (*destroy)(void*));
+  void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects);
 
  private:
   struct Slot;
   Slot& findSlot(const void* key);
+  static void endSlots(std::vector<Slot*>& made);
 
   Environment environment_;
-  MainQueue mainQueue_;
+  mutable std::mutex policyMutex_;
+  std::shared_ptr<MainQueue> mainQueue_;
   std::shared_ptr<CoreLibrary> coreLibrary_;
   SessionFactory sessionFactory_;
   std::atomic<LogLevel> logLevel_{LogLevel::none};
@@ -73,6 +78,7 @@ class Process {
   std::unique_ptr<std::atomic<Slot*>[]> slots_;  // open addressing by key; entries are never removed
   std::mutex makingMutex_;
   std::vector<Slot*> made_;
+  std::vector<Slot*> madeToOutliveObjects_;
 };
 
 /// Makes a process current on this thread and drains this thread's autoreleased objects at its end.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 
 #include "platform/text.h"
@@ -14,8 +15,11 @@ void QLogExtensionInternal(const char* file, int line, const char* function, con
 void QLogExtension(const char* file, int line, const char* function, const char* marker, const char* tag,
                    const char* format, std::initializer_list<FormatArgument> arguments);
 
-/// Whether anybody listens to the current process's log: the one test that a dropped line costs.
-bool QLogIsListening() noexcept;
+/// How much of the log is passed on; each level includes the ones before it.
+enum class LogLevel : std::uint8_t { none, warning, info, verbose };
+
+/// Whether anybody listens to the current process's log at this level: the one test that a dropped line costs.
+bool QLogIsListening(LogLevel level) noexcept;
 
 /// A source path's last component.
 consteval const char* sourceFileName(const char* path) {
@@ -30,14 +34,17 @@ struct LogChannel {
   decltype(&QLogExtension) write;
   const char* marker;
   const char* tag;
+  LogLevel level;
 };
 
 // The module's four channels. The markers start with zero-width spaces, so that they sort apart from an
 // application's own lines.
-inline constexpr LogChannel pellionLog{&QLogExtensionInternal, "\u200B\u200B\u200B\U0001F916\u200B", "pellion-log"};
-inline constexpr LogChannel pellionWarning{&QLogExtensionInternal, "\u200B\u200B\u200B\u26A0\uFE0F", "pellion-warning"};
-inline constexpr LogChannel warning{&QLogExtension, "\u26A0\uFE0F", "warning"};
-inline constexpr LogChannel verbose{&QLogExtension, "\U0001F7E3", "verbose"};
+inline constexpr LogChannel pellionLog{&QLogExtensionInternal, "\u200B\u200B\u200B\U0001F916\u200B", "pellion-log",
+                                       LogLevel::info};
+inline constexpr LogChannel pellionWarning{&QLogExtensionInternal, "\u200B\u200B\u200B\u26A0\uFE0F", "pellion-warning",
+                                           LogLevel::warning};
+inline constexpr LogChannel warning{&QLogExtension, "\u26A0\uFE0F", "warning", LogLevel::warning};
+inline constexpr LogChannel verbose{&QLogExtension, "\U0001F7E3", "verbose", LogLevel::verbose};
 
 }  // namespace platform
 
@@ -45,7 +52,7 @@ inline constexpr LogChannel verbose{&QLogExtension, "\U0001F7E3", "verbose"};
 /// even evaluate its arguments.
 #define PL_LOG(channel, method, format, ...)                                                                         \
   do {                                                                                                               \
-    if (platform::QLogIsListening()) {                                                                               \
+    if (platform::QLogIsListening((channel).level)) {                                                                \
       (channel).write(platform::sourceFileName(__FILE__), __LINE__, method, (channel).marker, (channel).tag, format, \
                       {__VA_ARGS__});                                                                                \
     }                                                                                                                \

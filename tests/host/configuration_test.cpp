@@ -36,6 +36,8 @@ TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
       {{{"CA_FILE", "nowhere.pem"}}, "CA_FILE must name a file"},
       {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not known; known are SERVER_URL, DOMAIN"},
       {{{"SERVER_URL", nullptr}}, "SERVER_URL is missing"},
+      {{{"SERVER_URL", ""}, {"DOMAIN", ""}}, "SERVER_URL is missing"},
+      {{{"CA_FILE", std::string(5000, 'x')}}, "CA_FILE must name a file"},
       {{{"JWT_SECRET", nullptr}}, "JWT_SECRET is missing"},
   };
   for (const auto& [overrides, expected] : cases) EXPECT_THAT(errorOf(overrides), HasSubstr(expected));

@@ -1,0 +1,53 @@
+// How a process ends, whatever its parts do meanwhile.
+
+#include "host/process.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/class_face.h"
+#include "platform/dispatch.h"
+#include "platform/notification_center.h"
+#include "platform/process.h"
+#include "tests/support/test_process.h"
+
+namespace {
+
+struct Observer {
+  static constexpr const char* className = "Observer";
+  static void defineClass(platform::ClassFace<Observer>& face) { face.method<&Observer::heard>("heard:"); }
+  ~Observer() { platform::NotificationCenter::removeObserver(platform::objectOf(*this)); }
+  void heard(id) {}
+};
+
+// Asks, as it ends, for what ended before it, for what was never made, and leaves work behind.
+struct Troublesome {
+  platform::Strong observer = platform::makeObject<Observer>();
+  ~Troublesome() {
+    struct Late {
+      platform::Strong object = platform::makeObject<Observer>();
+    };
+    platform::Process::shared<Late>();
+    platform::dispatchAsyncOnMainQueue([kept = observer] {});
+    platform::NotificationCenter::postNotificationName("name", nullptr);
+  }
+};
+
+TEST(Process, endsWhatItsPartsMakeAndAskForWhileItEnds) {
+  test::TestProcess process;
+  const platform::Strong& observer = platform::Process::shared<Troublesome>().observer;
+  // The center is made last, so it ends first.
+  platform::NotificationCenter::addObserver(observer.get(), sel_registerName("heard:"), "name", nullptr);
+  process->mainQueue().async([kept = observer] { platform::dispatchAsyncOnMainQueue([kept] {}); });
+}
+
+TEST(Process, leavesItsGroupsHarmless) {
+  const auto group = [] {
+    const test::TestProcess process;
+    return platform::DispatchGroup();
+  }();
+  group.enter();
+  group.notifyOnMainQueue([] { ADD_FAILURE(); });
+  group.leave();
+}
+
+}  // namespace
