@@ -4,7 +4,8 @@
 
 namespace host {
 
-HandlerPool::HandlerPool(std::size_t threadCount) {
+// Delegates, so that the destructor ends the first threads where a later one cannot be had.
+HandlerPool::HandlerPool(std::size_t threadCount) : HandlerPool() {
   for (std::size_t i = 0; i < threadCount; ++i) threads_.emplace_back([this] { run(); });
 }
 

@@ -29,6 +29,7 @@ class HandlerPool {
   void async(const std::shared_ptr<Queue>& queue, Work work);
 
  private:
+  HandlerPool() = default;
   void run();
 
   std::mutex mutex_;

@@ -36,7 +36,8 @@ void initializeLibcurl() {
 }  // namespace
 
 // A load is in `loads_` from its start until its handler has run or has been released unrun; waiting for a process to
-// have none there is all that ending takes. Everything below run() belongs to the network thread.
+// have none there is all that ending takes, as none is added any more. Everything below run() belongs to the network
+// thread.
 class Network::Implementation {
  public:
   Implementation() : multi_((initializeLibcurl(), curl_multi_init())) {
@@ -47,7 +48,8 @@ class Network::Implementation {
   ~Implementation();
 
   void start(std::shared_ptr<Load> load);
-  void cancelAll(const Process& process);
+  void endProcess(const Process& process);
+  void forget(const Process& process);
 
  private:
   struct Cleanup {
@@ -55,7 +57,9 @@ class Network::Implementation {
   };
   using Loads = std::set<std::shared_ptr<Load>>;
 
-  void cancelAll(const Process& process, std::unique_lock<std::mutex>& lock);
+  void makeThreads();
+  bool add(const std::shared_ptr<Load>& load);
+  void endProcess(const Process& process, std::unique_lock<std::mutex>& lock);
   void run();
   bool takeIncoming();
   void dropCancelled();
@@ -71,7 +75,7 @@ class Network::Implementation {
   std::mutex mutex_;
   std::condition_variable ended_;
   std::unordered_map<const Process*, Loads> loads_;
-  std::set<const Process*> cancelling_;
+  std::set<const Process*> endedProcesses_;  // until they are forgotten
   std::vector<std::shared_ptr<Load>> incoming_;
   bool isEnding_ = false;
 
@@ -86,7 +90,7 @@ class Network::Implementation {
 Network::Implementation::~Implementation() {
   {
     std::unique_lock lock(mutex_);
-    while (!loads_.empty()) cancelAll(*loads_.begin()->first, lock);
+    while (!loads_.empty()) endProcess(*loads_.begin()->first, lock);
     isEnding_ = true;
   }
   curl_multi_wakeup(multi_.get());
@@ -94,32 +98,50 @@ Network::Implementation::~Implementation() {
 }
 
 void Network::Implementation::start(std::shared_ptr<Load> load) {
-  const Process& process = load->process();
-  load->process().mainQueue().beginOutsideWork();
+  makeThreads();
+  MainQueue& mainQueue = load->process().mainQueue();
+  mainQueue.beginOutsideWork();
+  if (add(load)) return;
+  load->cancel();
+  load->deliver();
+  mainQueue.endOutsideWork();
+}
+
+void Network::Implementation::makeThreads() {
   const std::lock_guard lock(mutex_);
-  if (!thread_.joinable()) {
-    handlers_ = std::make_unique<HandlerPool>(handlerThreads);
-    thread_ = std::thread([this] { run(); });
-  }
-  if (cancelling_.contains(&process)) load->cancel();
-  loads_[&process].insert(load);
-  incoming_.push_back(std::move(load));
+  if (thread_.joinable()) return;
+  handlers_ = std::make_unique<HandlerPool>(handlerThreads);
+  thread_ = std::thread([this] { run(); });
+}
+
+// False for a load of a process that has ended.
+bool Network::Implementation::add(const std::shared_ptr<Load>& load) {
+  const std::lock_guard lock(mutex_);
+  if (endedProcesses_.contains(&load->process())) return false;
+  loads_[&load->process()].insert(load);
+  incoming_.push_back(load);
   curl_multi_wakeup(multi_.get());
+  return true;
 }
 
-void Network::Implementation::cancelAll(const Process& process) {
+void Network::Implementation::endProcess(const Process& process) {
   std::unique_lock lock(mutex_);
-  cancelAll(process, lock);
+  endProcess(process, lock);
 }
 
-void Network::Implementation::cancelAll(const Process& process, std::unique_lock<std::mutex>& lock) {
+void Network::Implementation::endProcess(const Process& process, std::unique_lock<std::mutex>& lock) {
+  endedProcesses_.insert(&process);
   const auto found = loads_.find(&process);
   if (found == loads_.end()) return;
-  cancelling_.insert(&process);  // a handler that still runs may start another load
   for (const std::shared_ptr<Load>& load : found->second) load->cancel();
   curl_multi_wakeup(multi_.get());
   ended_.wait(lock, [&] { return !loads_.contains(&process); });
-  cancelling_.erase(&process);
+}
+
+void Network::Implementation::forget(const Process& process) {
+  std::unique_lock lock(mutex_);
+  endProcess(process, lock);
+  endedProcesses_.erase(&process);
 }
 
 void Network::Implementation::run() {
@@ -228,6 +250,8 @@ void Network::Implementation::deliver(std::shared_ptr<Load> load) {
 Network::Network() : implementation_(std::make_unique<Implementation>()) {}
 Network::~Network() = default;
 void Network::start(std::shared_ptr<Load> load) { implementation_->start(std::move(load)); }
-void Network::cancelAll(Process& process) { implementation_->cancelAll(process); }
+void Network::endProcess(Process& process) { implementation_->endProcess(process); }
+void Network::forget(Process& process) { implementation_->forget(process); }
+void Network::cancelAll(Process& process) { forget(process); }
 
 }  // namespace host

@@ -27,10 +27,17 @@ class Network {
   Network& operator=(const Network&) = delete;
   ~Network();
 
-  /// Takes over a task that has just been resumed. Any thread.
+  /// Takes over a task that has just been resumed; one of a process that is ending has its handler released unrun on
+  /// the spot. Any thread. Throws std::system_error when the first request finds no threads to be had.
   void start(std::shared_ptr<Load> load);
-  /// Ends the transfers of a process without running their handlers; returns when none of its handlers is running.
-  /// Any thread but those that run the process's handlers.
+
+  // How a process ends: endProcess() first, then whatever of it may still start requests, forget() last.
+  /// Ends the transfers of a process without running their handlers and refuses what it starts from now on; returns
+  /// when none of its handlers is running. Any thread but those that run the process's handlers.
+  void endProcess(Process& process);
+  /// Takes the mark of endProcess() back: another process may be made at the same address.
+  void forget(Process& process);
+  /// Both at once, for a process that goes on.
   void cancelAll(Process& process);
 
  private:

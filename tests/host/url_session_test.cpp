@@ -378,6 +378,19 @@ TEST_F(URLSessionTest, EndingAProcessWaitsForARunningHandlerAndCancelsWhatItStar
   EXPECT_TRUE(isOver);
 }
 
+TEST_F(URLSessionTest, RefusesTheRequestsOfAnEndedProcessUntilItIsForgotten) {
+  LoopbackServer server(always(plainOK));
+  network_->endProcess(process());
+  auto captured = std::make_shared<int>();
+  const std::weak_ptr<int> watched = captured;
+  resume(request(server.url("/")), [captured = std::move(captured)](const auto&...) { ADD_FAILURE(); });
+  EXPECT_TRUE(watched.expired());
+  process().mainQueue().advance(std::chrono::hours(1));
+  EXPECT_TRUE(server.requests().empty());
+  network_->forget(process());
+  EXPECT_EQ(load(request(server.url("/"))).body, "{}");
+}
+
 TEST_F(URLSessionTest, LeavesNothingBehindWhenItEndsAtAnyMoment) {
   const auto descriptors = [] {
     const std::filesystem::directory_iterator open("/proc/self/fd");
