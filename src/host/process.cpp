@@ -41,13 +41,14 @@ Process::Process(Environment environment)
 
 Process::~Process() {
   const ProcessScope scope(*this);
-  environment_.network.cancelAll(*this);
+  environment_.network.endProcess(*this);
   {
     const platform::AutoreleasePool pool;
     mainQueue_->close();
   }
   endSlots(made_);
   endSlots(madeToOutliveObjects_);
+  environment_.network.forget(*this);
   for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
 }
 

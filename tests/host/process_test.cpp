@@ -8,6 +8,7 @@
 #include "platform/dispatch.h"
 #include "platform/notification_center.h"
 #include "platform/process.h"
+#include "platform/url_session.h"
 #include "tests/support/test_process.h"
 
 namespace {
@@ -29,6 +30,8 @@ struct Troublesome {
     platform::Process::shared<Late>();
     platform::dispatchAsyncOnMainQueue([kept = observer] {});
     platform::NotificationCenter::postNotificationName("name", nullptr);
+    const auto session = platform::URLSession::sessionWithDefaultConfiguration();
+    session->dataTaskWithRequest({}, [kept = observer](auto...) { ADD_FAILURE(); })->resume();
   }
 };
 

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <thread>
+#include <tuple>
 
 #include "network/PLTokenManager.h"
 #include "tests/support/scripted_server.h"
@@ -129,6 +130,47 @@ TEST_F(Registration, makesOneManagerAndOneObserverHoweverManyThreadsAskFirst) {
   EXPECT_TRUE(stored() == firstToken || stored() == secondToken);
   phone_.run([&] { phone_->announceTrackingStatus(); });
   EXPECT_THAT(server_.takeRequests(), SizeIs(1));
+}
+
+TEST(SecureRegistration, isAcceptedOnlyFromAServerThatProvesItself) {
+  const test::CertificateAuthority trusted;
+  const test::CertificateAuthority other("Other Authority");
+  const test::TemporaryDirectory directory;
+  trusted.writePEM(directory.path() / "ca.pem");
+  const std::vector<std::tuple<const char*, test::Identity, bool>> cases{
+      {"proven", trusted.issue("IP:127.0.0.1"), true},
+      {"untrusted", other.issue("IP:127.0.0.1"), false},
+      {"another host's", trusted.issue("DNS:other.test"), false},
+      {"expired", trusted.issue("IP:127.0.0.1", -7200, -3600), false},
+  };
+  for (const auto& [name, identity, isAccepted] : cases) {
+    const test::LoopbackServer server(
+        [](const auto&) -> test::LoopbackServer::Reply { return {test::LoopbackServer::answer("200 OK", accepted)}; },
+        identity);
+    test::TestPhone phone(test::configuration(server.url(""), {{"CA_FILE", (directory.path() / "ca.pem").string()}}));
+    std::vector<bool> completions;
+    phone.run([&] {
+      PLTokenManager::sharedInstance().sendTokenToServer(firstToken,
+                                                         [&](bool success) { completions.push_back(success); });
+    });
+    EXPECT_THAT(completions, ElementsAre(isAccepted)) << name;
+    EXPECT_THAT(server.requests(), SizeIs(isAccepted ? 1 : 0)) << name;
+  }
+}
+
+TEST(RegistrationsInFlight, leaveTheTokenThatWasAcceptedLast) {
+  test::TestPhone phone(test::configuration("http://127.0.0.1:1"));
+  const test::LoopbackServer server([&](const test::LoopbackServer::Request& request) -> test::LoopbackServer::Reply {
+    const bool isFirst = request.head.find("notificationid: 0aff00") != std::string::npos;
+    while (isFirst && phone->keychain().data(tokenKey) != secondToken) std::this_thread::yield();
+    return {test::LoopbackServer::answer("200 OK", accepted)};
+  });
+  phone->configure(test::configuration(server.url("")));
+  phone.run([&] {
+    PLTokenManager::sharedInstance().setAPNSToken(&firstToken);
+    PLTokenManager::sharedInstance().setAPNSToken(&secondToken);
+  });
+  EXPECT_EQ(phone->keychain().data(tokenKey), firstToken) << "handed over first, accepted last";
 }
 
 TEST(Formatting, writesTwoLowerCaseDigitsAByte) {
