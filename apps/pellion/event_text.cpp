@@ -5,6 +5,7 @@
 #include <functional>
 #include <utility>
 
+#include "host/hexadecimal.h"
 #include "pellion/json_writer.h"
 #include "pellion/printable.h"
 
@@ -23,7 +24,7 @@ const Value& at(const Value& details, std::string_view key) {
 std::string textAt(const Value& details, std::string_view key) {
   const Value& value = at(details, key);
   if (const auto text = value.ifString()) return std::string(*text);
-  if (const auto bytes = value.ifBytes()) return hexText(*bytes);
+  if (const auto bytes = value.ifBytes()) return host::hexText(*bytes);
   return compactJSON(value);
 }
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "host/hexadecimal.h"
 #include "pellion/printable.h"
 
 namespace pellion {
@@ -29,7 +30,7 @@ class ValueWriter {
         std::isfinite(value.floating()) ? writer_.Double(value.floating()) : text(value.description());
         break;
       case Value::Kind::string: text(value.text()); break;
-      case Value::Kind::bytes: text(hexText(value.bytes())); break;
+      case Value::Kind::bytes: text(host::hexText(value.bytes())); break;
       case Value::Kind::list:
         writer_.StartArray();
         for (const Value& element : value.elements()) write(element);
@@ -70,16 +71,5 @@ std::string written(const Value& value) {
 
 std::string compactJSON(const Value& value) { return written<rapidjson::Writer<rapidjson::StringBuffer>>(value); }
 std::string prettyJSON(const Value& value) { return written<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(value); }
-
-std::string hexText(platform::ByteView bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * bytes.size());
-  for (const std::uint8_t byte : bytes) {
-    text += digits[byte >> 4];
-    text += digits[byte & 0x0F];
-  }
-  return text;
-}
 
 }  // namespace pellion

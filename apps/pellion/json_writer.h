@@ -11,6 +11,4 @@ namespace pellion {
 std::string compactJSON(const platform::Value& value);
 std::string prettyJSON(const platform::Value& value);  ///< two spaces an indentation, no newline at the end
 
-std::string hexText(platform::ByteView bytes);
-
 }  // namespace pellion

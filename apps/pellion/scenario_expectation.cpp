@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "host/hexadecimal.h"
 #include "pellion/json_writer.h"
 #include "pellion/request_expectation.h"
 #include "pellion/scenario_run.h"
@@ -40,7 +41,9 @@ std::string checkKeychain(ScenarioRun& run, const JSONNode& wanted, Mismatches& 
     const std::optional<Value> bytes =
         item.value.isNull() ? std::nullopt : std::optional(bytesOfHex(item.value.text()));
     if (found == bytes) continue;
-    const auto shown = [](const std::optional<Value>& data) { return data ? hexText(data->bytes()) : "(absent)"; };
+    const auto shown = [](const std::optional<Value>& data) {
+      return data ? host::hexText(data->bytes()) : "(absent)";
+    };
     mismatches.push_back({"keychain " + key, shown(bytes), shown(found)});
   }
   return "the keychain";

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/ascii.h"
 #include "host/configuration.h"
 #include "pellion/json_writer.h"
 
@@ -32,14 +33,9 @@ bool isHeadersToSend(const Value& value) {
   constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection", "date"};
   const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
   return isObject(value) && std::ranges::all_of(value.entries(), [&](const Value::Entry& field) {
-           std::string name(field.key.text());
-           const bool isToken = !name.empty() && std::ranges::all_of(name, [](unsigned char character) {
-             return std::isalnum(character) != 0 ||
-                    std::string_view("!#$%&'*+-.^_`|~").find(static_cast<char>(character)) != std::string_view::npos;
-           });
-           std::ranges::transform(name, name.begin(), [](unsigned char character) { return std::tolower(character); });
-           return isToken && std::ranges::find(servers, name) == std::end(servers) && isText(field.value) &&
-                  std::ranges::all_of(field.value.text(), isFieldValue);
+           const std::string_view name = field.key.text();
+           return host::isToken(name) && std::ranges::find(servers, host::asciiLowercase(name)) == std::end(servers) &&
+                  isText(field.value) && std::ranges::all_of(field.value.text(), isFieldValue);
          });
 }
 

@@ -17,6 +17,10 @@ using platform::Value;
 // What a virtual clock counts from: fixed, so that a run gives the same timestamps every time.
 constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
 
+std::optional<Value> bytesOf(const std::optional<std::string>& text) {
+  return text ? std::optional(Value::bytes(*text)) : std::nullopt;
+}
+
 }  // namespace
 
 ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
@@ -81,12 +85,12 @@ platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::O
 
 std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
   const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
-  return Value::bytes(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
+  return bytesOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
 }
 
 // The compressed bytes are the signed payload themselves; "cty" says what a reader finds (RFC 7515, 4.1.10).
 std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
-  return Value::bytes(
+  return bytesOf(
       signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), configuration()->jwtSecret));
 }
 

@@ -1,8 +1,7 @@
 #include "host/item_store.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -22,16 +21,22 @@ using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 Statement prepare(sqlite3* database, const char* sql, std::string_view key) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK) return nullptr;
-  sqlite3_bind_text(statement, 1, key.data(), static_cast<int>(key.size()), SQLITE_TRANSIENT);
-  return Statement(statement);
+  Statement owned(statement);
+  const int bound = sqlite3_bind_text64(statement, 1, key.data(), key.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  return bound == SQLITE_OK ? std::move(owned) : nullptr;
 }
 
-// Made with owner-only rights before SQLite sees it, whatever the umask; the journal takes over the file's rights.
-bool makeOwnerOnlyFile(const std::filesystem::path& path) {
-  const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor < 0) return false;
-  ::close(descriptor);
-  return true;
+// A file with owner-only rights before SQLite sees it, whatever the umask and whoever made it; the journal takes them
+// over. Without a descriptor of its own: closing one would drop the locks that this program's other handles have.
+// Answers what stands in the way.
+std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
+  constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+  struct stat found {};
+  const bool exists = ::mknod(path.c_str(), S_IFREG | ownerOnly, 0) == 0 || errno == EEXIST;
+  if (!exists || ::lstat(path.c_str(), &found) != 0) return std::strerror(errno);
+  if (!S_ISREG(found.st_mode)) return "it is no regular file";
+  if ((found.st_mode & ~S_IFMT) != ownerOnly && ::chmod(path.c_str(), ownerOnly) != 0) return std::strerror(errno);
+  return {};
 }
 
 }  // namespace
@@ -62,15 +67,16 @@ bool ItemStore::setData(std::string_view key, const platform::Value& data) {
   const platform::ByteView bytes = data.bytes();
   if (!statement) return fail("cannot be written");
   // A zero-length blob, not NULL, where there are no bytes.
-  sqlite3_bind_blob(statement.get(), 2, bytes.empty() ? "" : static_cast<const void*>(bytes.data()),
-                    static_cast<int>(bytes.size()), SQLITE_STATIC);
-  return sqlite3_step(statement.get()) == SQLITE_DONE || fail("cannot be written");
+  const void* start = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
+  const bool isStored = sqlite3_bind_blob64(statement.get(), 2, start, bytes.size(), SQLITE_STATIC) == SQLITE_OK &&
+                        sqlite3_step(statement.get()) == SQLITE_DONE;
+  return isStored || fail("cannot be written");
 }
 
 bool ItemStore::open() {
   if (database_ != nullptr) return true;
-  if (!makeOwnerOnlyFile(path_)) {
-    report_(path_.string() + " cannot be opened: " + std::strerror(errno));
+  if (const std::string fault = makeOwnerOnlyFile(path_); !fault.empty()) {
+    report_(path_.string() + " cannot be opened: " + fault);
     return false;
   }
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;

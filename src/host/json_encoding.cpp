@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "host/hexadecimal.h"
 #include "host/number_text.h"
 #include "host/utf8.h"
 #include "platform/exception.h"
@@ -93,17 +94,14 @@ class Encoder {
     out_ += '"';
     std::size_t written = 0;
     for (std::size_t at = 0; at != text.size(); ++at) {
-      const auto byte = static_cast<unsigned char>(text[at]);
+      const auto byte = static_cast<std::uint8_t>(text[at]);
       const char escape = escapes[byte];
       if (escape == 0) continue;
       out_.append(text, written, at - written);
       written = at + 1;
       out_ += '\\';
       out_ += escape;
-      if (escape != 'u') continue;
-      out_ += "00";
-      out_ += "01"[byte >> 4];
-      out_ += "0123456789abcdef"[byte & 0xF];
+      if (escape == 'u') out_ += "00" + host::hexText({&byte, 1});
     }
     out_.append(text, written);
     out_ += '"';

@@ -3,7 +3,9 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
+#include <algorithm>
 #include <array>
+#include <limits>
 
 namespace host {
 namespace {
@@ -28,7 +30,9 @@ void appendBase64URL(std::string& out, platform::ByteView data) {
 
 }  // namespace
 
-std::string signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret) {
+std::optional<std::string> signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret) {
+  constexpr std::size_t largest = std::numeric_limits<int>::max() / 2;  // its Base64 text fits into an int as well
+  if (std::max({header.size(), payload.size(), secret.size()}) > largest) return std::nullopt;
   std::string token;
   token.reserve(2 * (header.size() + payload.size()) + 64);
   appendBase64URL(token, bytesOf(header));
@@ -38,8 +42,10 @@ std::string signedJWT(std::string_view header, platform::ByteView payload, std::
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> signature{};
   unsigned int length = 0;
   const platform::ByteView signedPart = bytesOf(token);
-  HMAC(EVP_sha256(), secret.data(), static_cast<int>(secret.size()), signedPart.data(), signedPart.size(),
-       signature.data(), &length);
+  if (HMAC(EVP_sha256(), secret.data(), static_cast<int>(secret.size()), signedPart.data(), signedPart.size(),
+           signature.data(), &length) == nullptr) {
+    return std::nullopt;
+  }
   token.push_back('.');
   appendBase64URL(token, {signature.data(), length});
   return token;

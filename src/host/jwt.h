@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,7 @@
 namespace host {
 
 /// A compact JSON Web Signature (RFC 7515), HS256, of `payload` under the protected header `header` (JSON text).
-std::string signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret);
+/// Nothing where a part is larger than OpenSSL takes at once, 1 GiB.
+std::optional<std::string> signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret);
 
 }  // namespace host

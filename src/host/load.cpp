@@ -48,6 +48,7 @@ bool Load::end(CURLcode result) {
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
       ++redirects_;
+      response_.reset();  // the next may fail without one of its own
       return true;
     }
     if (auto* error = std::get_if<platform::Error>(&step)) {

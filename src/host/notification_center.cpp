@@ -87,7 +87,8 @@ void addObserver(id observer, SEL selector, std::string_view name, id sender) {
   if (observer == nullptr) return;
   auto registration = std::make_shared<host::Registration>(observer, selector, name, sender);
   host::Center& center = host::Center::current();
-  center.remove([](const auto& each) { return !each.observer.load(); });
+  std::vector<Strong> alive;  // outlives the lock: a last release deallocates, which may remove observers
+  center.remove([&](const auto& each) { return !alive.emplace_back(each.observer.load()); });
   const std::lock_guard lock(center.mutex);
   center.registrations.push_back(std::move(registration));
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <limits>
 
 #include "host/objc_runtime.h"
 #include "platform/process.h"
@@ -73,14 +74,15 @@ void Runtime::registerClassPair(Class cls) {
 void Runtime::disposeClassPair(Class cls) {
   std::unique_ptr<ClassPair> ended;  // outside the lock: it may release objects
   const std::lock_guard lock(mutex_);
-  if (!cls->subclasses.empty()) return;  // they still need it
-  const Class meta = cls->isa;
-  if (cls->superclass != nullptr) std::erase(cls->superclass->subclasses, cls);
-  std::erase(meta->superclass->subclasses, meta);
-  if (cls->isRegistered) classes_.erase(cls->name);
   const auto place =
       std::find_if(pairs_.begin(), pairs_.end(), [cls](const auto& pair) { return &pair->instanceSide.object == cls; });
   if (place == pairs_.end()) return;  // a metaclass goes with its class
+  const Class meta = cls->isa;
+  // Subclasses still need it; a root's own metaclass is one that goes along.
+  if (std::ranges::any_of(cls->subclasses, [meta](Class each) { return each != meta; })) return;
+  if (cls->superclass != nullptr) std::erase(cls->superclass->subclasses, cls);
+  std::erase(meta->superclass->subclasses, meta);
+  if (cls->isRegistered) classes_.erase(cls->name);
   ended = std::move(*place);
   pairs_.erase(place);
 }
@@ -126,8 +128,12 @@ bool class_addIvar(Class cls, const char* name, std::size_t size, std::uint8_t a
   if (cls == nullptr || name == nullptr || cls->isMeta) return false;
   const std::lock_guard lock(cls->runtime->mutex());
   if (cls->isRegistered || cls->ivars.contains(name)) return false;
+  constexpr std::size_t most = std::numeric_limits<std::ptrdiff_t>::max();
+  if (alignmentLog2 >= std::numeric_limits<std::ptrdiff_t>::digits) return false;
   const std::size_t alignment = std::size_t{1} << alignmentLog2;
+  if (cls->instanceSize > most - alignment) return false;
   const std::size_t offset = (cls->instanceSize + alignment - 1) / alignment * alignment;
+  if (size > most - offset) return false;
   cls->ivars.emplace(name, objc_ivar{static_cast<std::ptrdiff_t>(offset)});
   cls->instanceSize = offset + size;
   return true;

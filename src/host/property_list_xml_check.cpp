@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,16 +27,32 @@ bool isInteger(std::string_view text) {
   return isWhole<std::int64_t>(text) || isWhole<std::uint64_t>(text);
 }
 
+bool isFinite(std::string_view text) { return isWhole<double>(text) && text.find_first_of("nN") == text.npos; }
+
 bool isDate(std::string_view text) {
   constexpr std::string_view pattern = "0000-00-00T00:00:00Z";
-  return std::ranges::equal(text, pattern, [](char character, char place) {
+  const bool isShaped = std::ranges::equal(text, pattern, [](char character, char place) {
     return place == '0' ? character >= '0' && character <= '9' : character == place;
   });
+  if (!isShaped) return false;
+  const auto number = [text](std::size_t at, std::size_t length) {
+    unsigned value = 0;
+    std::from_chars(text.data() + at, text.data() + at + length, value);
+    return value;
+  };
+  const std::chrono::year_month_day day{std::chrono::year(static_cast<int>(number(0, 4))),
+                                        std::chrono::month(number(5, 2)), std::chrono::day(number(8, 2))};
+  return day.ok() && number(11, 2) < 24 && number(14, 2) < 60 && number(17, 2) < 60;
 }
 
+// With its padding: libplist drops what is no whole group of four.
 bool isBase64(std::string_view text) {
-  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/= \t\r\n";
-  return text.find_first_not_of(alphabet) == std::string_view::npos;
+  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string digits(text);
+  std::erase_if(digits, [](char c) { return whiteSpace.find(c) != std::string_view::npos; });
+  const std::size_t padding = std::min(digits.find_first_not_of(alphabet), digits.size());
+  return digits.size() % 4 == 0 && digits.size() - padding <= 2 &&
+         digits.find_first_not_of('=', padding) == std::string::npos;
 }
 
 std::string join(std::initializer_list<std::string_view> parts) {
@@ -51,9 +68,9 @@ struct Rule {
 };
 constexpr Rule rules[] = {
     {"integer", isInteger, "a decimal integer of 64 bits"},
-    {"real", isWhole<double>, "a number"},
+    {"real", isFinite, "a finite number"},
     {"date", isDate, "a date such as 2026-01-31T12:00:00Z"},
-    {"data", isBase64, "Base64 text"},
+    {"data", isBase64, "Base64 text, padded"},
     {"true", [](std::string_view content) { return content.empty(); }, "to be empty"},
     {"false", [](std::string_view content) { return content.empty(); }, "to be empty"},
 };
@@ -115,6 +132,7 @@ class XMLCheck {
       const bool isEmpty = tag.ends_with('/');
       if (isEmpty) tag.remove_suffix(1);
       open(tag.substr(0, tag.find_first_of(whiteSpace)), at, end);
+      if (isEmpty && open_.back().element == "key") fail(at, "an empty key is written <key></key>");
       if (isEmpty) close(open_.back().element, end);
     }
     return end;

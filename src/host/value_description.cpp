@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "host/hexadecimal.h"
 #include "host/number_text.h"
 #include "host/utf8.h"
 #include "platform/reference.h"
@@ -18,8 +19,6 @@ using Entry = Value::Entry;
 // Deeper lines start at the margin: more levels than JSON can bring, whose indentation alone would fill the memory.
 constexpr std::size_t deepestIndentation = 512;
 
-constexpr char hexDigits[] = "0123456789abcdef";
-
 bool isBare(std::string_view text) {
   return !text.empty() && std::ranges::all_of(text, [](char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -27,8 +26,8 @@ bool isBare(std::string_view text) {
 }
 
 void appendUnit(std::string& text, char32_t unit) {
-  text += "\\U";
-  for (int shift = 12; shift >= 0; shift -= 4) text += hexDigits[(unit >> shift) & 0xF];
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(unit >> 8), static_cast<std::uint8_t>(unit)};
+  text += "\\U" + host::hexText(bytes);
 }
 
 /// Text inside a container: bare or quoted.
@@ -55,25 +54,14 @@ void appendQuoted(std::string& out, std::string_view text) {
   out += '"';
 }
 
-void appendHex(std::string& text, ByteView bytes) {
-  for (const std::uint8_t byte : bytes) {
-    text += hexDigits[byte >> 4];
-    text += hexDigits[byte & 0xF];
-  }
-}
-
 void appendBytes(std::string& text, ByteView bytes) {
   text += "{length = " + std::to_string(bytes.size()) + ", bytes = 0x";
   if (bytes.size() <= 24) {
-    appendHex(text, bytes);
-    text += '}';
+    text += host::hexText(bytes) + '}';
     return;
   }
   const auto appendGroups = [&](ByteView part) {
-    for (; !part.empty(); part = part.subspan(4)) {
-      appendHex(text, part.first(4));
-      text += ' ';
-    }
+    for (; !part.empty(); part = part.subspan(4)) text += host::hexText(part.first(4)) + ' ';
   };
   appendGroups(bytes.first(16));
   text += "... ";

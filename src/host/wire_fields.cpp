@@ -9,9 +9,6 @@
 namespace host {
 namespace {
 
-constexpr std::string_view alphanumeric = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-constexpr std::string_view tokenMarks = "!#$%&'*+-.^_`|~";
-
 // Fields that the platform adds to a request that has none of the name.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformFields{{
     {"Accept", "*/*"},
@@ -23,12 +20,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformF
 
 // Fields that libcurl adds where it finds none and the platform does not.
 constexpr std::array<std::string_view, 2> libcurlFields{"Content-Type", "Expect"};
-
-bool isToken(std::string_view text) {
-  return !text.empty() && std::ranges::all_of(text, [](char c) {
-    return alphanumeric.find(c) != std::string_view::npos || tokenMarks.find(c) != std::string_view::npos;
-  });
-}
 
 /// Fit for an error's text, whatever it holds.
 std::string quoted(std::string_view text) {

@@ -45,11 +45,14 @@ TEST_F(ItemStore, keepsItemsAcrossHandlesAndReplacesThem) {
 }
 
 TEST_F(ItemStore, isReadableByItsOwnerAloneWhateverTheUmask) {
+  using std::filesystem::perms;
   const mode_t umaskBefore = umask(0);
-  open().setData("key", Value::bytes("x"));
+  for (int round = 0; round < 2; ++round) {  // one that it makes, one that it finds
+    open().setData("key", Value::bytes("x"));
+    EXPECT_EQ(std::filesystem::status(path_).permissions(), perms::owner_read | perms::owner_write);
+    std::filesystem::permissions(path_, perms::all);
+  }
   umask(umaskBefore);
-  EXPECT_EQ(std::filesystem::status(path_).permissions(),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
 TEST_F(ItemStore, takesWritersFromSeveralHandlesAtOnce) {
@@ -79,10 +82,14 @@ TEST_F(ItemStore, reportsWhatItCannotUseAndLeavesItAlone) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
 }
 
-TEST_F(ItemStore, reportsAFolderThatIsNotThere) {
-  path_ = directory_.path() / "missing" / "items.sqlite";
-  EXPECT_FALSE(open().setData("key", Value::bytes("x")));
-  EXPECT_THAT(problems_, ElementsAre(HasSubstr("No such file or directory")));
+TEST_F(ItemStore, reportsAPlaceWhereNoFileCanBe) {
+  std::filesystem::create_symlink("elsewhere", directory_.path() / "link");
+  for (const char* name : {"missing/items.sqlite", "link", "."}) {
+    path_ = directory_.path() / name;
+    EXPECT_FALSE(open().setData("key", Value::bytes("x")));
+  }
+  const auto irregular = HasSubstr("cannot be opened: it is no regular file");
+  EXPECT_THAT(problems_, ElementsAre(HasSubstr("No such file or directory"), irregular, irregular));
 }
 
 }  // namespace

@@ -31,6 +31,10 @@ TEST_F(Objc, ClassHasItsNameFromRegistrationToDisposal) {
   EXPECT_NE(makeClass("Late"), nullptr);
   objc_disposeClassPair(base);
   EXPECT_EQ(objc_getClass("Base"), base) << "it has a subclass";
+  objc_disposeClassPair(object_getClass(platform::classObject(derived)));
+  EXPECT_EQ(objc_getClass("Derived"), derived) << "a metaclass goes with its class";
+  objc_disposeClassPair(makeClass("Root", nullptr));
+  EXPECT_EQ(objc_getClass("Root"), nullptr);
 }
 
 TEST_F(Objc, ClassesBelongToTheirProcessSelectorsToTheProgram) {
@@ -56,6 +60,8 @@ TEST_F(Objc, InstanceVariablesFollowThoseOfTheSuperclassAligned) {
   EXPECT_TRUE(class_addIvar(cls, "flag", 1, 0, "B"));
   EXPECT_TRUE(class_addIvar(cls, "number", 8, 3, "q"));
   EXPECT_FALSE(class_addIvar(cls, "flag", 1, 0, "B"));
+  for (const int alignment : {63, 64, 255}) EXPECT_FALSE(class_addIvar(cls, "wide", 1, std::uint8_t(alignment), "B"));
+  EXPECT_FALSE(class_addIvar(cls, "long", SIZE_MAX - 8, 0, "B"));
   objc_registerClassPair(cls);
   EXPECT_FALSE(class_addIvar(cls, "late", 1, 0, "B"));
   EXPECT_EQ(ivar_getOffset(class_getInstanceVariable(cls, "number")), 16);

@@ -92,9 +92,14 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
        "file:6: <integer> holds \"abc\", expected a decimal integer of 64 bits"},
       {document("<integer>18446744073709551616</integer>"),
        "file:4: <integer> holds \"18446744073709551616\", expected a decimal integer of 64 bits"},
-      {document("<real>1.5x</real>"), "file:4: <real> holds \"1.5x\", expected a number"},
+      {document("<real>1.5x</real>"), "file:4: <real> holds \"1.5x\", expected a finite number"},
+      {document("<real>nan</real>"), "file:4: <real> holds \"nan\", expected a finite number"},
       {document("<date>x</date>"), "file:4: <date> holds \"x\", expected a date such as 2026-01-31T12:00:00Z"},
-      {document("<data>!</data>"), "file:4: <data> holds \"!\", expected Base64 text"},
+      {document("<data>!</data>"), "file:4: <data> holds \"!\", expected Base64 text, padded"},
+      {document("<data>a</data>"), "file:4: <data> holds \"a\", expected Base64 text, padded"},
+      {document("<data>a===</data>"), "file:4: <data> holds \"a===\", expected Base64 text, padded"},
+      {document("<data>ab=c</data>"), "file:4: <data> holds \"ab=c\", expected Base64 text, padded"},
+      {document("<dict><key/><true/></dict>"), "file:4: an empty key is written <key></key>"},
       {document("<true>x</true>"), "file:4: <true> holds \"x\", expected to be empty"},
       {document("<dict>\n<key>a</key></dict>"), "file:5: the last <key> has no value"},
       {document("<dict><string>a</string></dict>"), "file:4: <string> where a <key> is expected"},
@@ -114,6 +119,11 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
   };
   for (const auto& [text, error] : cases) {
     EXPECT_EQ(errorOf([&] { parsePropertyList(text, "file"); }), error) << text;
+  }
+  for (const char* date : {"2026-02-29T12:00:00Z", "2026-13-01T12:00:00Z", "2026-01-01T24:00:00Z",
+                           "2026-01-01T12:60:00Z", "2026-01-01T12:00:60Z"}) {
+    EXPECT_THAT(errorOf([&] { parsePropertyList(document("<date>"s + date + "</date>"), "file"); }),
+                testing::HasSubstr("expected a date such as"));
   }
   std::string deep;
   for (int i = 0; i != 1'000'000; ++i) deep += "<array>";

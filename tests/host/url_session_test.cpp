@@ -137,6 +137,10 @@ TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
   policy_.certificateAuthorities = "/nonexistent/authority.pem";
   LoopbackServer server(always(plainOK));
   const std::string good = server.url("/");
+  const std::string authority =
+      "The certificate authorities in /nonexistent/authority.pem cannot be read: a file with certificates in PEM form "
+      "is wanted.";
+  LoopbackServer redirecting(always(LoopbackServer::answer("302 Found", "", "Location: https://127.0.0.1:1/\r\n")));
   const auto withField = [&](const std::string& name, const std::string& value) {
     return request(good, "POST", "body", {{name, value}});
   };
@@ -157,9 +161,8 @@ TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
       {request("http://[::2]/"), -1022, insecure},
       {request(LoopbackServer(always("")).url("/")), -1004, "Could not connect to the server."},
       {request(server.url("/", "127.1.2.3")), -1004, "Could not connect to the server."},
-      {request("https://127.0.0.1:1/"), -1200,
-       "The certificate authorities in /nonexistent/authority.pem cannot be read: a file with certificates in PEM form "
-       "is wanted."},
+      {request("https://127.0.0.1:1/"), -1200, authority},
+      {request(redirecting.url("/")), -1200, authority},
       {request(good, "GET / HTTP/1.1\r\n"), -1, "The HTTP method \"GET / HTTP/1.1??\" is no token."},
       {withField("a\r\nb", "x"), -1, "The name of the header field \"a??b\" is no token."},
       {withField("a:b", "x"), -1, "The name of the header field \"a:b\" is no token."},
