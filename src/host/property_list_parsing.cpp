@@ -57,7 +57,12 @@ class TreeReader {
         const char* data = plist_get_data_ptr(node, &length);
         return Value::bytes(std::string_view(data, length));
       }
-      case PLIST_DATE: return contentAsXML(node);
+      case PLIST_DATE: {
+        std::string date = contentAsXML(node);
+        const std::size_t year = date.find('-');  // libplist leaves out its leading zeros
+        if (year > 0 && year < 4) date.insert(0, 4 - year, '0');
+        return date;
+      }
       case PLIST_UID: {
         std::uint64_t uid = 0;
         plist_get_uid_val(node, &uid);

@@ -60,7 +60,7 @@ const std::string everything = document(R"(<!-- <array> --> <dict>
   <key>flags</key><array><true/><false/></array>
   <key>data</key><data> AAEC
     /w== </data>
-  <key>date</key><date>2026-01-31T12:00:00Z</date>
+  <key>dates</key><array><date>2026-01-31T12:00:00Z</date><date>0001-01-01T00:00:00Z</date></array>
   <key>nothing</key><array><dict/><array></array></array>
 </dict>)");
 
@@ -72,7 +72,7 @@ TEST(PropertyList, ReadsEveryKindFromXMLAndBinary) {
       {"real", 0.1},
       {"flags", Value::list({true, false})},
       {"data", Value::bytes("\0\1\2\xff"s)},
-      {"date", "2026-01-31T12:00:00Z"},
+      {"dates", Value::list({"2026-01-31T12:00:00Z", "0001-01-01T00:00:00Z"})},
       {"nothing", Value::list({Value::dictionary({}), Value::list({})})},
   });
   for (const std::string& contents : {everything, "\xEF\xBB\xBF" + everything, binary(everything)}) {
