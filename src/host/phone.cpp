@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "host/property_list.h"
+#include "host/ui_application.h"
+#include "host/user_notifications.h"
 #include "platform/notification_center.h"
 
 namespace host {
@@ -17,6 +19,7 @@ Phone::Phone(Network& network, Options options)
         tell("keychain", "failed", Value::dictionary({{"problem", problem}}));
       }) {
   std::filesystem::create_directories(configurationPath().parent_path());
+  std::filesystem::create_directories(appGroups());
 }
 
 Phone::~Phone() = default;
@@ -43,12 +46,19 @@ void Phone::announceTrackingStatus() {
 Process& Phone::launch() {
   Configuration configuration = readConfiguration(configurationPath());
   terminate();
-  process_ = std::make_unique<Process>(Process::Environment{
-      .clock = clock_, .network = network_, .networkPolicy = configuration.networkPolicy, .sink = options_.sink});
+  process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
+                                                            .network = network_,
+                                                            .networkPolicy = configuration.networkPolicy,
+                                                            .appGroups = appGroups(),
+                                                            .urlSchemes = options_.urlSchemes,
+                                                            .sink = options_.sink});
   process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
   coreLibrary_ = std::make_shared<ReferenceCoreLibrary>(*process_, configurationPath().parent_path(), keychain_,
                                                         std::move(configuration));
   process_->setCoreLibrary(coreLibrary_);
+  const ProcessScope scope(*process_);
+  UIApplication::install();
+  installUserNotifications();
   tell("app", "launched", Value::dictionary({}));
   return *process_;
 }

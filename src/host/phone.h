@@ -17,6 +17,7 @@ class Phone {
   struct Options {
     std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
     Clock::Kind clock = Clock::Kind::virtualTime;
+    std::vector<std::string> urlSchemes = {};  ///< that the application declares, in lower case
     EventSink sink = {};
     bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL lets them
   };
@@ -32,6 +33,8 @@ class Phone {
   /// Writes the whole configuration file; a running process takes it up at once. Raises ConfigurationError, and then
   /// changes nothing.
   void configure(const platform::Value& configuration);
+  /// The directory of the App Groups' stores, which the notification extension shares.
+  [[nodiscard]] std::filesystem::path appGroups() const { return options_.storage / "groups"; }
   /// Has the core library tell the running process that the tracking consent has changed.
   void announceTrackingStatus();
 

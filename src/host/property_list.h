@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "platform/value.h"
@@ -30,5 +31,8 @@ platform::Value parsePropertyList(std::string_view contents, std::string_view na
 /// Writes as XML; a reader sees the old file or the whole new one, which its owner alone may read. Raises
 /// PropertyListError for what cannot be written (null, an object, a key that is no text) and when the file cannot.
 void writePropertyList(const std::filesystem::path& path, const platform::Value& value);
+
+/// The binary form, for the item `name`, which errors mention. Raises PropertyListError as above.
+std::string binaryPropertyList(const platform::Value& value, std::string_view name);
 
 }  // namespace host

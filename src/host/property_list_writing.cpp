@@ -128,6 +128,15 @@ class Replacement {
 
 }  // namespace
 
+std::string binaryPropertyList(const Value& value, std::string_view name) {
+  const OwnedPlist root = TreeWriter(std::string(name)).node(value);
+  char* data = nullptr;
+  std::uint32_t length = 0;
+  plist_to_bin(root.get(), &data, &length);
+  const std::unique_ptr<char, decltype(&plist_to_bin_free)> owned(data, plist_to_bin_free);
+  return {data, length};
+}
+
 void writePropertyList(const std::filesystem::path& path, const Value& value) {
   const OwnedPlist root = TreeWriter(path.string()).node(value);
   char* xml = nullptr;

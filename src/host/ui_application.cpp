@@ -1,0 +1,90 @@
+#include "host/ui_application.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+
+#include "host/nsurl.h"
+#include "host/process.h"
+#include "host/url_components.h"
+#include "platform/send.h"
+#include "platform/ui_application.h"
+#include "platform/value.h"
+
+namespace host {
+
+using platform::Value;
+
+namespace {
+
+struct Badge {
+  std::atomic<std::int64_t> number = 0;  // the application may set it from any thread
+};
+
+}  // namespace
+
+void UIApplication::install() { platform::classOf<UIApplication>(); }
+
+void UIApplication::defineClass(platform::ClassFace<UIApplication>& face) {
+  face.classMethod<&UIApplication::sharedApplication>("sharedApplication")
+      .method<&UIApplication::canOpenURL>("canOpenURL:")
+      .method<&UIApplication::openURL>("openURL:options:completionHandler:")
+      .method<&UIApplication::applicationIconBadgeNumber>("applicationIconBadgeNumber")
+      .method<&UIApplication::showBadge>("setApplicationIconBadgeNumber:");
+}
+
+id UIApplication::sharedApplication() {
+  return platform::objectOf(platform::Process::shared<platform::Singleton<UIApplication>>().get());
+}
+
+bool UIApplication::canOpenURL(id url) {
+  if (url == nullptr) return false;
+  const auto components = parseURLComponents(NSURL::textOf(url));
+  if (!components || !components->scheme) return false;
+  const auto& declared = Process::current().urlSchemes();
+  return components->scheme == "https" || components->scheme == "http" ||
+         std::ranges::find(declared, *components->scheme) != declared.end();
+}
+
+// Asynchronous: what is opened is told later, on the main queue, and so is the completion.
+void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completion) {
+  const bool isOpened = canOpenURL(url);
+  const bool onMainThread = Process::current().isMainThread();
+  const std::string text = url != nullptr ? NSURL::textOf(url) : "";
+  Process::current().mainQueue().async([=, completion = platform::Block<void(bool)>(completion)] {
+    Process::current().tell("platform", isOpened ? "opened URL" : "refused URL",
+                            Value::dictionary({{"url", text}, {"calledOnMainThread", onMainThread}}));
+    if (completion) completion(isOpened);
+  });
+}
+
+std::int64_t UIApplication::applicationIconBadgeNumber() { return platform::Process::shared<Badge>().number; }
+
+void UIApplication::showBadge(std::int64_t number) {
+  platform::Process::shared<Badge>().number = number;
+  Process::current().tell("platform", "set badge", Value::dictionary({{"number", number}}));
+}
+
+}  // namespace host
+
+namespace platform::UIApplication {
+namespace {
+
+id sharedApplication() {
+  const id application = classObject(objc_getClass("UIApplication"));
+  return send<id()>(application, sel_registerName("sharedApplication"));
+}
+
+}  // namespace
+
+bool canOpenURL(const URL& url) {
+  return send<bool(id)>(sharedApplication(), sel_registerName("canOpenURL:"), host::NSURL::make(url.absoluteString()));
+}
+
+void openURL(const URL& url) {
+  send<void(id, id, BlockPtr<void(bool)>)>(sharedApplication(), sel_registerName("openURL:options:completionHandler:"),
+                                           host::NSURL::make(url.absoluteString()), boxed(Value::dictionary({})),
+                                           nullptr);
+}
+
+}  // namespace platform::UIApplication
