@@ -72,6 +72,24 @@ void PLTokenManager::personalInfoTrackingStatusUpdated(id) {
   registerAPNSToken(stored ? &*stored : nullptr);
 }
 
+void PLTokenManager::sendStatsToServer(const platform::Value& entries, Completion completion) {
+  platform::QVSystemProperties::getAppVersionID(
+      [this, entries, completion = std::move(completion)](const std::string&) {
+        auto& properties = platform::QVSystemProperties::sharedInstance();
+        // Kept: unlike for the token, a missing portal or project id is replaced here.
+        std::string path = platform::format(
+            "%@/%@/%@", {properties.portalid().value_or(""), properties.projectid().value_or(""), "channel/add"});
+        const std::optional<platform::Value> meta = platform::QVSystemProperties::appMeta();
+        if (!meta) return;
+        makeRequest(std::move(path), std::nullopt, std::nullopt,
+                    platform::Value::dictionary({{"meta", *meta}, {"pnstats", entries}}), completion);
+      },
+      [](const platform::Error&) {
+        // Kept: spelled so; and the completion is never called.
+        PL_LOG(platform::pellionLog, "-[PLTokenManager sendStatsToServer:completion:]_block_invoke_2", "erorr");
+      });
+}
+
 std::string PLTokenManager::stringFromDeviceToken(const platform::Value* token) const {
   if (token == nullptr) return {};
   const platform::ByteView bytes = token->asBytes("bytes");

@@ -37,6 +37,10 @@ class PL_EXPORT PLTokenManager {
   /// Lower-case hexadecimal, two digits a byte; empty for null.
   [[nodiscard]] std::string stringFromDeviceToken(const platform::Value* token) const;
 
+  /// Uploads push statistics entries with the application's meta object, as they are, once. Not completed at all when
+  /// the application version id or the meta object is not available.
+  void sendStatsToServer(const platform::Value& entries, Completion completion);
+
   /// Sends one authenticated POST to `path` below "/sdk/v1/". `parameter` is a ready query fragment, `payload` a
   /// dictionary that becomes the JWT-encoded body. Nothing is percent-encoded.
   void makeRequest(std::string path, std::optional<std::string> parameter, std::optional<Headers> headers,
