@@ -1,0 +1,5 @@
+// The one step in which the facade reaches up to the interception, so that messaging/ never does.
+
+#include "messaging/PLMessaging.h"
+
+void PLMessaging::startService() { shared(); }

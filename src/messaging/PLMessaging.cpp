@@ -1,0 +1,71 @@
+// The facade: its one instance, the token hand-off, and the statistics that the notification extension left.
+
+#include "messaging/PLMessaging.h"
+
+#include "network/PLTokenManager.h"
+#include "platform/dispatch.h"
+#include "platform/log.h"
+#include "platform/notification_center.h"
+#include "platform/ui_application.h"
+
+namespace {
+
+constexpr const char* engagementNotification = "PLRateUsNotification";
+constexpr const char* engagementHandler = "globalEngagementDataNotification:";
+constexpr const char* activationHandler = "applicationDidBecomeActive:";
+constexpr const char* pendingStatsKey = "pellionDidReceivePushNotification";
+constexpr std::chrono::seconds drainDelay{3};
+
+struct Shared : platform::Singleton<PLMessaging> {
+  Shared() {
+    namespace NotificationCenter = platform::NotificationCenter;
+    const id observer = platform::objectOf(get());
+    NotificationCenter::addObserver(observer, sel_registerName(engagementHandler), engagementNotification, nullptr);
+    NotificationCenter::addObserver(observer, sel_registerName(activationHandler),
+                                    platform::UIApplication::didBecomeActiveNotification, nullptr);
+  }
+};
+
+}  // namespace
+
+PLMessaging& PLMessaging::shared() { return platform::Process::shared<Shared>().get(); }
+
+void PLMessaging::defineClass(platform::ClassFace<PLMessaging>& face) {
+  face.method<&PLMessaging::globalEngagementDataNotification>(engagementHandler)
+      .method<&PLMessaging::applicationDidBecomeActive>(activationHandler);
+}
+
+void PLMessaging::setAPNSToken(const platform::Value* token) {
+  PLTokenManager& tokenManager = PLTokenManager::sharedInstance();
+  PL_LOG(platform::pellionLog, "-[PLMessaging setAPNSToken:]", "APNs Device Token : %@",
+         tokenManager.stringFromDeviceToken(token));
+  // Asked of the new token: a null one is equal to nothing, not even to the absence of a stored one.
+  if (token != nullptr && apnsToken_ && *token == *apnsToken_) return;
+  apnsToken_ = token != nullptr ? std::optional(*token) : std::nullopt;
+  tokenManager.setAPNSToken(token);
+}
+
+void PLMessaging::didFailToRegisterForRemoteNotificationsWithError(id error) {
+  if (error == nullptr) return;
+  PL_LOG(platform::pellionLog, "-[PLMessaging didFailToRegisterForRemoteNotificationsWithError:]",
+         "Push notification didFailToRegisterForRemoteNotificationsWithError: %@", error);
+}
+
+void PLMessaging::applicationDidBecomeActive(id) {
+  platform::dispatchAfterOnMainQueue(
+      drainDelay, [this, self = platform::Strong(platform::objectOf(*this))] { drainSharedStats(); });
+}
+
+void PLMessaging::drainSharedStats() {
+  const std::shared_ptr<platform::UserDefaults> defaults = getSharedDefaults();
+  if (!defaults) return;
+  const std::optional<platform::Value> pending = defaults->objectForKey(pendingStatsKey);
+  if (!pending || pending->asList("count").empty()) return;
+  PLTokenManager::sharedInstance().sendStatsToServer(*pending, [](bool success) {
+    PL_LOG(platform::pellionLog, "-[PLMessaging applicationDidBecomeActive:]_block_invoke_2",
+           "Push notification stats request: %i", success);
+  });
+  // Kept: emptied at once, whether or not the upload will succeed.
+  defaults->setObject(platform::Value::list({}), pendingStatsKey);
+  defaults->synchronize();
+}

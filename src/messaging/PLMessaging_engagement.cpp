@@ -1,0 +1,146 @@
+// What is recorded of a notification's life: delivered, acted on, converted. Every entry is sent at once and alone.
+
+#include "messaging/PLMessaging.h"
+#include "network/PLTokenManager.h"
+#include "platform/core_library.h"
+#include "platform/log.h"
+#include "platform/text.h"
+#include "platform/ui_application.h"
+#include "platform/user_notifications.h"
+
+namespace {
+
+using platform::Value;
+
+enum Status : std::int32_t { Delivered = 4, Responded = 5, Converted = 6 };
+
+constexpr const char* subscript = "objectForKey:";
+
+Value makeEntry(const Value& notificationID, Status status) {
+  return Value::dictionary({{"notificationid", notificationID},
+                            {"timestamp", platform::QVSystemInfo::getTimeinLong()},
+                            {"status", static_cast<std::int32_t>(status)}});
+}
+
+/// The four-key entry. Kept: without an action the platform refuses to build it, and nobody catches that.
+Value makeActionEntry(const Value& notificationID, const Value* action) {
+  const std::int64_t now = platform::QVSystemInfo::getTimeinLong();
+  if (action == nullptr) {
+    throw platform::Exception(platform::invalidArgumentException,
+                              "*** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to insert nil "
+                              "object from objects[3]");
+  }
+  return Value::dictionary({{"notificationid", notificationID},
+                            {"timestamp", now},
+                            {"status", static_cast<std::int32_t>(Responded)},
+                            {"actionid", *action}});
+}
+
+void send(const Value& entry, const char* block) {
+  PLTokenManager::sharedInstance().sendStatsToServer(Value::list({entry}), [block](bool success) {
+    PL_LOG(platform::pellionLog, block, "Push notification stats request: %i", success);
+  });
+}
+
+void openIfPossible(const Value* clickAction) {
+  if (clickAction == nullptr) return;
+  const std::optional<platform::URL> url = platform::URL::URLWithString(clickAction->asString("length"));
+  if (url && platform::UIApplication::canOpenURL(*url)) platform::UIApplication::openURL(*url);
+}
+
+std::optional<std::string> lowercase(const Value* text) {
+  if (text == nullptr) return std::nullopt;
+  return platform::lowercaseString(text->asString("lowercaseString"));
+}
+
+}  // namespace
+
+void PLMessaging::updateLogMsgIds(const Value* payload) {
+  const std::optional<Value> addInfo = parsedAddInfo(payload);
+  if (!addInfo) return;
+  const Value* notificationID = rememberID(*addInfo);
+  if (notificationID == nullptr) return;
+  send(makeEntry(*notificationID, Delivered), "-[PLMessaging updateLogMsgIds:]_block_invoke");
+}
+
+void PLMessaging::appDidReceiveMessage(const Value* payload, id response) {
+  const std::optional<Value> addInfo = parsedAddInfo(payload);
+  if (!addInfo) return;
+  if (const Value* notificationID = rememberID(*addInfo)) {
+    storeGoal(*addInfo);
+    const std::optional<Value> identifier =
+        platform::unboxed(platform::send<id()>(response, sel_registerName("actionIdentifier")));
+    if (identifier && *identifier == Value(platform::UNNotificationDefaultActionIdentifier)) {
+      recordTap(*addInfo, *notificationID);
+    } else {
+      recordAction(*addInfo, *notificationID, identifier);
+    }
+  }
+  PL_LOG(platform::pellionLog, "-[PLMessaging appDidReceiveMessage:withResponse:]", "Message : %@", payload);
+}
+
+std::optional<Value> PLMessaging::parsedAddInfo(const Value* payload) const {
+  if (payload == nullptr) return std::nullopt;
+  const Value* addInfo = findValueForKey("addInfo", payload);
+  return addInfo != nullptr ? parseBodyString(*addInfo) : std::nullopt;
+}
+
+// The notification's id when it has a valid one; it is then the last one seen.
+const Value* PLMessaging::rememberID(const Value& addInfo) {
+  const Value* notificationID = addInfo.asDictionary(subscript).find("pellionPnID");
+  if (notificationID == nullptr || notificationID->integerValue() < 1) return nullptr;
+  pnID_ = *notificationID;
+  pellionPnID_.insert(*notificationID);
+  return notificationID;
+}
+
+void PLMessaging::storeGoal(const Value& addInfo) {
+  const Value* conversion = addInfo.find("conversion");
+  if (conversion == nullptr) {
+    conversionEvent_ = "";
+    return;
+  }
+  const Value& goal = conversion->asDictionary(subscript);
+  const std::optional<std::string> group = lowercase(goal.find("group"));
+  const std::optional<std::string> event = lowercase(goal.find("event"));
+  conversionEvent_ = platform::format("%@_%@", {group, event});
+}
+
+void PLMessaging::recordTap(const Value& addInfo, const Value& notificationID) {
+  openIfPossible(addInfo.find("clickAction"));
+  send(makeEntry(notificationID, Responded), "-[PLMessaging appDidReceiveMessage:withResponse:]_block_invoke");
+}
+
+void PLMessaging::recordAction(const Value& addInfo, const Value& notificationID,
+                               const std::optional<Value>& identifier) {
+  PL_LOG(platform::pellionLog, "-[PLMessaging appDidReceiveMessage:withResponse:]",
+         "Action Identifier : %@ for Notification ID %@", identifier, notificationID);
+  const Value* buttons = findValueForKey("actionButton", &addInfo);
+  const Value* button = getActionButtonById(identifier ? &*identifier : nullptr, buttons);
+  const Value* action = button != nullptr ? button->find("action") : nullptr;
+  send(makeActionEntry(notificationID, action), "-[PLMessaging appDidReceiveMessage:withResponse:]_block_invoke_2");
+  openIfPossible(findValueForKey("clickAction", button));
+}
+
+void PLMessaging::globalEngagementDataNotification(id notification) {
+  const std::optional<Value> report = platform::unboxed(platform::send<id()>(notification, sel_registerName("object")));
+  if (!report) return;
+  const Value& fields = report->asDictionary(subscript);
+  const Value* action = fields.find("action");
+  if (action == nullptr) return;
+  if (*action == Value("event")) {
+    convertIfGoal(fields.find("name"));
+  } else if (*action == Value("session") && fields.find("duration") != nullptr) {
+    conversionEvent_ = "";
+  }
+}
+
+// Kept: the entry carries the id stored last, by a response or by a delivery; the goal does not remember its own. And
+// after a response without a goal the pending key is the empty text, which an event of that name matches.
+void PLMessaging::convertIfGoal(const Value* name) {
+  PL_LOG(platform::pellionLog, "-[PLMessaging globalEngagementDataNotification:]", "conversionEvent check %@ :: %@",
+         name, conversionEvent_);
+  if (name == nullptr || !conversionEvent_ || name->asString("isEqualToString:") != *conversionEvent_) return;
+  conversionEvent_ = "";
+  send(makeEntry(*pnID_, Converted), "-[PLMessaging globalEngagementDataNotification:]_block_invoke");
+}

@@ -1,0 +1,110 @@
+// What opens: the automatic path and the notification handler side by side. Where they differ is meant.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "messaging/PLNotificationHandler.h"
+#include "platform/exception.h"
+#include "platform/user_notifications.h"
+#include "tests/messaging/messaging_phone.h"
+
+namespace {
+
+using platform::Value;
+using test::json;
+using testing::ElementsAre;
+
+constexpr const char* tap = platform::UNNotificationDefaultActionIdentifier;
+constexpr const char* dismiss = platform::UNNotificationDismissActionIdentifier;
+
+struct Row {
+  std::string name;
+  std::string payload;
+  std::string action;
+  std::string automatic;  // what it opens, "" for nothing, "raises"
+  std::string handler;
+};
+
+std::string withAddInfo(const std::string& fields) {
+  const Value text = std::string(R"({"pellionPnID":1,)") + fields + "}";
+  const Value encoded = platform::JSONSerialization::dataWithJSONObject(Value::dictionary({{"addInfo", text}}));
+  return {encoded.bytes().begin(), encoded.bytes().end()};
+}
+
+const std::string twoButtons =
+    R"("clickAction":"https://a.test/","actionButton":[{"action":"one","clickAction":"https://b.test/1"},)"
+    R"({"action":"two","clickAction":"https://b.test/2"},{"action":"two","clickAction":"https://b.test/3"},)"
+    R"({"action":"bare"},{"action":"nested","in":{"clickAction":"https://b.test/n"}}])";
+
+const std::vector<Row> rows{
+    {"tap", withAddInfo(twoButtons), tap, "https://a.test/", "https://a.test/"},
+    {"button", withAddInfo(twoButtons), "one", "https://b.test/1", "https://b.test/1"},
+    {"first of two alike", withAddInfo(twoButtons), "two", "https://b.test/2", "https://b.test/2"},
+    {"button without click action", withAddInfo(twoButtons), "bare", "", ""},
+    {"click action deep in the button", withAddInfo(twoButtons), "nested", "https://b.test/n", ""},
+    {"unknown button", withAddInfo(twoButtons), "reply", "raises", "https://a.test/"},
+    {"dismissed", withAddInfo(twoButtons), dismiss, "raises", ""},
+    {"no click action", withAddInfo(R"("x":1)"), tap, "", ""},
+    {"not a URL", withAddInfo(R"("clickAction":"not a url")"), tap, "", ""},
+    {"empty", withAddInfo(R"("clickAction":"")"), tap, "", ""},
+    {"a number", withAddInfo(R"("clickAction":7)"), tap, "raises", ""},
+    {"an undeclared scheme", withAddInfo(R"("clickAction":"other://x")"), tap, "", "refused other://x"},
+    {"buttons as a dictionary", withAddInfo(R"("clickAction":"https://a.test/","actionButton":{"a":1})"), "one",
+     "raises", "https://a.test/"},
+    {"addInfo as a dictionary", R"({"addInfo":{"pellionPnID":1,"clickAction":"https://a.test/"}})", tap, "raises",
+     "https://a.test/"},
+    {"addInfo deep in the payload", R"({"x":{"addInfo":"{\"pellionPnID\":1,\"clickAction\":\"https://a.test/\"}"}})",
+     tap, "https://a.test/", ""},
+    {"addInfo of another kind", R"({"addInfo":7})", tap, "raises", ""},
+    {"addInfo that is a list", R"({"addInfo":"[1]"})", tap, "raises", ""},
+    {"no addInfo", R"({"aps":{}})", tap, "", ""},
+    {"no id", R"({"addInfo":"{\"clickAction\":\"https://a.test/\"}"})", tap, "", "https://a.test/"},
+};
+
+TEST(ClickAction, opensByBothPathsAsTheTableSays) {
+  test::MessagingPhone phone;
+  const auto outcome = [&](auto work) -> std::string {
+    try {
+      phone.run(work);
+    } catch (const platform::Exception&) {
+      return "raises";
+    }
+    std::string text;
+    for (const Value& details : phone.take("opened URL")) text += details.find("url")->text();
+    for (const Value& details : phone.take("refused URL"))
+      text += "refused " + std::string(details.find("url")->text());
+    return text;
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const Value payload = json(row.payload);
+    EXPECT_EQ(outcome([&] {
+                PLMessaging::shared().appDidReceiveMessage(&payload,
+                                                           host::makeNotificationResponse(payload, row.action).get());
+              }),
+              row.automatic);
+    bool completed = false;
+    EXPECT_EQ(outcome([&] {
+                const platform::Block<void()> completion([&] { completed = true; });
+                PLNotificationHandler::shared().handleNotificationResponse(
+                    host::makeNotificationResponse(payload, row.action).get(), completion.get());
+                EXPECT_TRUE(completed) << "within the call, whatever opens";
+              }),
+              row.handler);
+  }
+}
+
+TEST(ClickAction, isOpenedByTheHandlerLaterOnTheMainThreadAndWithoutACompletionToo) {
+  test::MessagingPhone phone;
+  const Value payload = json(rows[0].payload);
+  phone.run([&] {
+    PLNotificationHandler::shared().handleNotificationResponse(host::makeNotificationResponse(payload, tap).get(),
+                                                               nullptr);
+    EXPECT_THAT(phone.take("opened URL"), testing::IsEmpty());
+  });
+  const std::vector<Value> opened = phone.take("opened URL");
+  ASSERT_THAT(opened, testing::SizeIs(1));
+  EXPECT_EQ(*opened[0].find("calledOnMainThread"), Value(true));
+}
+
+}  // namespace

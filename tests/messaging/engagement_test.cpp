@@ -1,0 +1,206 @@
+// What a notification's life leaves behind: the entries sent, the goal pending, what raises.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/notification_center.h"
+#include "platform/user_notifications.h"
+#include "tests/messaging/messaging_phone.h"
+#include "tests/support/raised.h"
+
+namespace {
+
+using platform::Value;
+using test::json;
+using test::payload;
+using test::raisedReason;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+const Value tap = platform::UNNotificationDefaultActionIdentifier;
+
+// The virtual clock's first millisecond: entries made without advancing it carry this.
+constexpr std::int64_t startOfTime = 1'767'225'600'000;
+
+Value entry(const Value& notificationID, int status) {
+  return Value::dictionary({{"notificationid", notificationID}, {"timestamp", startOfTime}, {"status", status}});
+}
+
+class Engagement : public testing::Test {
+ protected:
+  void report(std::string_view fields) {
+    const Value object = json(fields);
+    phone_.run([&] {
+      PLMessaging::shared();
+      platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(object));
+    });
+  }
+  std::optional<std::string> goal() {
+    std::optional<std::string> goal;
+    phone_.run([&] { goal = PLMessaging::shared().conversionEvent(); });
+    return goal;
+  }
+
+  test::MessagingPhone phone_;
+};
+
+TEST_F(Engagement, readsANotificationsIdAndIgnoresThoseWithoutAValidOne) {
+  const std::vector<std::pair<std::string, Value>> recorded{
+      {R"({"pellionPnID":12})", 12},     {R"({"pellionPnID":"7"})", "7"},       {R"({"pellionPnID":1.9})", 1.9},
+      {R"({"pellionPnID":true})", true}, {R"({"pellionPnID":" +3x"})", " +3x"},
+  };
+  for (const auto& [addInfo, id] : recorded) {
+    phone_.deliver(payload(addInfo));
+    EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(id, 4))) << addInfo;
+  }
+  for (const char* addInfo : {"{}", R"({"pellionPnID":0})", R"({"pellionPnID":-3})", R"({"pellionPnID":0.9})",
+                              R"({"pellionPnID":"x1"})", R"({"a":{"pellionPnID":5}})", "not json", "7"}) {
+    phone_.deliver(payload(addInfo));
+    phone_.respond(payload(addInfo), tap);
+    EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << addInfo;
+  }
+  for (const char* foreign : {"{}", R"({"aps":{"alert":"x"}})"}) {
+    phone_.deliver(json(foreign));
+    EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << foreign;
+  }
+  phone_.run([] { PLMessaging::shared().updateLogMsgIds(nullptr); });
+  phone_.run(
+      [] { EXPECT_THAT(PLMessaging::shared().pellionPnID(), SizeIs(5)) << "12 and true differ, as 7 and \"7\""; });
+}
+
+TEST_F(Engagement, findsAddInfoAnywhereAndCountsEveryDelivery) {
+  const Value nested = json(R"({"aps":{"list":[1,{"addInfo":"{\"pellionPnID\":12}"}]}})");
+  phone_.deliver(nested);
+  phone_.deliver(nested);
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(12, 4), entry(12, 4)));
+}
+
+TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsAction) {
+  const Value notification =
+      payload(R"({"pellionPnID":12,"x":{"actionButton":[{"action":"open"},{"action":"later"}]}})");
+  phone_.respond(notification, tap);
+  phone_.respond(notification, "later");
+  EXPECT_THAT(
+      phone_.takeEntries(),
+      ElementsAre(entry(12, 5),
+                  Value::dictionary(
+                      {{"notificationid", 12}, {"timestamp", startOfTime}, {"status", 5}, {"actionid", "later"}})));
+  const std::vector<std::string> log = phone_.takeLog();
+  EXPECT_THAT(log, testing::Contains("Action Identifier : later for Notification ID 12"));
+  EXPECT_THAT(log, testing::Contains("Push notification stats request: 1").Times(2));
+}
+
+TEST_F(Engagement, keepsTheGoalOfTheLastResponse) {
+  const std::vector<std::pair<std::string, std::string>> goals{
+      {R"("conversion":{"event":"Purchase","group":"Shop"})", "shop_purchase"},
+      {R"("conversion":{"event":"Purchase"})", "(null)_purchase"},
+      {R"("conversion":{"group":"\u00c9T\u00c9"})", "\u00e9t\u00e9_(null)"},
+      {R"("conversion":{})", "(null)_(null)"},
+      {R"("x":1)", ""},
+  };
+  EXPECT_EQ(goal(), std::nullopt);
+  for (const auto& [field, key] : goals) {
+    phone_.respond(payload(R"({"pellionPnID":12,)" + field + "}"), tap);
+    EXPECT_EQ(goal(), key);
+  }
+}
+
+TEST_F(Engagement, convertsOnceWhenTheEventIsExactlyThePendingGoal) {
+  phone_.respond(payload(R"({"pellionPnID":11,"conversion":{"event":"Purchase","group":"Shop"}})"), tap);
+  phone_.takeEntries();
+  for (const char* other : {R"({"action":"event","name":"Shop_Purchase"})", R"({"action":"event"})", "{}",
+                            R"({"action":"other","name":"shop_purchase"})", R"({"action":"session"})"}) {
+    report(other);
+    EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << other;
+  }
+  report(R"({"action":"event","name":"shop_purchase"})");
+  report(R"({"action":"event","name":"shop_purchase"})");
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(11, 6)));
+  EXPECT_EQ(goal(), "");
+}
+
+TEST_F(Engagement, forgetsTheGoalWhenASessionEndsWithADuration) {
+  phone_.respond(payload(R"({"pellionPnID":11,"conversion":{"event":"e","group":"g"}})"), tap);
+  phone_.takeEntries();
+  report(R"({"action":"session"})");
+  EXPECT_EQ(goal(), "g_e");
+  report(R"({"action":"session","duration":null})");
+  EXPECT_EQ(goal(), "");
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+}
+
+TEST_F(Engagement, KeptALaterDeliveryLendsItsIdToTheConversion) {
+  phone_.respond(payload(R"({"pellionPnID":11,"conversion":{"event":"e","group":"g"}})"), tap);
+  phone_.deliver(payload(R"({"pellionPnID":12})"));
+  phone_.takeEntries();
+  report(R"({"action":"event","name":"g_e"})");
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(12, 6)));
+}
+
+TEST_F(Engagement, KeptAnEventWithoutANameTextCountsAfterAResponseWithoutAGoal) {
+  phone_.respond(payload(R"({"pellionPnID":11})"), tap);
+  phone_.takeEntries();
+  report(R"({"action":"event","name":""})");
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(11, 6)));
+}
+
+TEST_F(Engagement, KeptAResponseThatMatchesNoButtonRaisesAfterTheGoalIsStored) {
+  const std::string goalField =
+      R"({"pellionPnID":12,"clickAction":"https://a.test","conversion":{"event":"e","group":"g"})";
+  for (const std::string& buttons : {std::string("}"), std::string(R"(,"actionButton":[{"clickAction":"x://y"}]})"),
+                                     std::string(R"(,"actionButton":[{"action":"other"}]})")}) {
+    for (const char* action : {"reply", platform::UNNotificationDismissActionIdentifier}) {
+      EXPECT_EQ(raisedReason([&] { phone_.respond(payload(goalField + buttons), action); }),
+                "*** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to insert nil object from "
+                "objects[3]");
+      EXPECT_EQ(goal(), "g_e");
+    }
+  }
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+  EXPECT_THAT(phone_.take("opened URL"), IsEmpty());
+  EXPECT_THAT(phone_.takeLog(), testing::Not(testing::Contains(testing::StartsWith("Message : "))));
+}
+
+TEST_F(Engagement, KeptAValueOfTheWrongKindRaises) {
+  const std::vector<std::pair<Value, std::string>> cases{
+      {json(R"({"addInfo":{"pellionPnID":12}})"), "-[__NSDictionaryI dataUsingEncoding:]"},
+      {json(R"({"addInfo":null})"), "-[NSNull dataUsingEncoding:]"},
+      {payload("[1]"), "-[__NSArrayI objectForKey:]"},
+      {payload(R"({"pellionPnID":null})"), "-[NSNull integerValue]"},
+      {payload(R"({"pellionPnID":[1]})"), "-[__NSArrayI integerValue]"},
+      {payload(R"({"pellionPnID":1,"conversion":null})"), "-[NSNull objectForKey:]"},
+      {payload(R"({"pellionPnID":1,"conversion":"x"})"), "-[__NSCFString objectForKey:]"},
+      {payload(R"({"pellionPnID":1,"conversion":{"event":1}})"), "-[__NSCFNumber lowercaseString]"},
+      {payload(R"({"pellionPnID":1,"conversion":{"group":true}})"), "-[__NSCFBoolean lowercaseString]"},
+      {payload(R"({"pellionPnID":1,"clickAction":7})"), "-[__NSCFNumber length]"},
+  };
+  for (const auto& [notification, expected] : cases) {
+    const std::string reason = raisedReason([&] { phone_.respond(notification, tap); });
+    EXPECT_THAT(reason, HasSubstr(expected + ": unrecognized selector sent to instance 0x"));
+  }
+  for (const auto& [button, expected] :
+       {std::pair{"7", "-[__NSCFNumber objectForKey:]"}, {R"({"action":7})", "-[__NSCFNumber isEqualToString:]"}}) {
+    const Value notification = payload(R"({"pellionPnID":1,"actionButton":[)" + std::string(button) + "]}");
+    EXPECT_THAT(raisedReason([&] { phone_.respond(notification, "reply"); }), HasSubstr(expected));
+  }
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+}
+
+TEST_F(Engagement, survivesHostilePayloads) {
+  std::string deep;
+  for (int i = 0; i < 10'000; ++i) deep += R"({"a":[)";
+  Value tree = Value::dictionary({{"addInfo", R"({"pellionPnID":12})"}});
+  for (int i = 0; i < 100'000; ++i) tree = Value::dictionary({{"k", Value::list({1, tree})}});
+  phone_.deliver(tree);
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(12, 4)));
+  for (const std::string& hostile : {deep, std::string("{\"a\":\"\xFF\"}"), std::string(R"({"pellionPnID":1e999})")}) {
+    phone_.deliver(payload(hostile));
+    EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+  }
+  phone_.deliver(payload(R"({"pellionPnID":0,"pellionPnID":18446744073709551615,"pellionPnID":9223372036854775807})"));
+  EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(INT64_MAX, 4)));
+}
+
+}  // namespace

@@ -1,0 +1,117 @@
+// The facade's own state, the badge, and the statistics that the notification extension leaves.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/notification_center.h"
+#include "platform/ui_application.h"
+#include "tests/messaging/messaging_phone.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using platform::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr const char* pendingKey = "pellionDidReceivePushNotification";
+
+class Facade : public testing::Test {
+ protected:
+  void becomeActive() {
+    phone_.run([] {
+      PLMessaging::shared();
+      platform::NotificationCenter::postNotificationName(platform::UIApplication::didBecomeActiveNotification, nullptr);
+    });
+  }
+  void pass(std::chrono::seconds duration) {
+    phone_.run([&] { phone_->process()->mainQueue().advance(duration); });
+  }
+  /// As the extension leaves them.
+  void leave(const Value& pending) {
+    phone_.run([&] { platform::UserDefaults::initWithSuiteName("group.test")->setObject(pending, pendingKey); });
+  }
+  std::optional<Value> left() {
+    std::optional<Value> value;
+    phone_.run([&] { value = platform::UserDefaults::initWithSuiteName("group.test")->objectForKey(pendingKey); });
+    return value;
+  }
+  std::int64_t badge() {
+    std::int64_t count = -1;
+    phone_.run([&] { count = PLMessaging::shared().getBadgeCount(); });
+    return count;
+  }
+
+  test::MessagingPhone phone_;
+};
+
+TEST_F(Facade, handsATokenOnOncePerChangeAndANullOneAlways) {
+  const Value token = Value::bytes("\x0A\x0B");
+  const Value same = Value::bytes("\x0A\x0B");
+  for (const Value* next : {&token, &same, static_cast<const Value*>(nullptr), &token}) {
+    phone_.run([&] { PLMessaging::shared().setAPNSToken(next); });
+  }
+  EXPECT_THAT(phone_.takeLog(), testing::IsSupersetOf({"APNs Device Token : 0a0b", "APNs Device Token : "}));
+  phone_.run([&] {
+    EXPECT_EQ(PLMessaging::shared().APNSToken(), token);
+    PLMessaging::shared().setAPNSToken(nullptr);
+    EXPECT_EQ(PLMessaging::shared().APNSToken(), std::nullopt);
+    EXPECT_EQ(PLMessaging::shared().pnToken(), std::nullopt);
+  });
+  EXPECT_THAT(phone_.take("stored"), SizeIs(1)) << "the keychain's token is compared before anything is sent";
+}
+
+TEST_F(Facade, sendsWhatTheExtensionLeftThreeSecondsAfterBecomingActive) {
+  leave(test::json(R"([{"notificationid":1,"status":4},{"odd":[true]}])"));
+  becomeActive();
+  becomeActive();
+  pass(2s);
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+  pass(1s);
+  EXPECT_THAT(phone_.takeEntries(),
+              ElementsAre(test::json(R"({"notificationid":1,"status":4})"), test::json(R"({"odd":[true]})")));
+  EXPECT_EQ(left(), Value::list({}));
+}
+
+TEST_F(Facade, leavesAMissingOrEmptyListAlone) {
+  becomeActive();
+  pass(3s);
+  EXPECT_EQ(left(), std::nullopt);
+  leave(Value::list({}));
+  phone_.take("stored");
+  becomeActive();
+  pass(3s);
+  EXPECT_THAT(phone_.take("stored"), IsEmpty());
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+}
+
+TEST_F(Facade, keepsTheBadgeCountForOtherProcesses) {
+  EXPECT_EQ(badge(), 0);
+  for (const std::int64_t count : {5, 0, -2}) {
+    phone_.run([&] { PLMessaging::shared().updateBadgeCount(count); });
+    EXPECT_EQ(badge(), count);
+  }
+  for (const auto& [stored, count] : {std::pair<Value, std::int64_t>{"12 new", 12}, {"new", 0}, {7.9, 7}}) {
+    phone_.run([&, value = stored] {
+      platform::UserDefaults::initWithSuiteName("group.test")->setObject(value, "pellionBadgeCount");
+    });
+    EXPECT_EQ(badge(), count);
+  }
+}
+
+TEST(FacadeWithoutAnAppGroup, dropsTheBadgeAndDrainsNothing) {
+  for (const Value& group : {Value(nullptr), Value("")}) {
+    test::MessagingPhone phone{{{"APP_GROUP", group}}};
+    phone.run([&] {
+      PLMessaging::shared().updateBadgeCount(3);
+      EXPECT_EQ(PLMessaging::shared().getBadgeCount(), 0);
+      PLMessaging::shared().applicationDidBecomeActive(nullptr);
+      phone->process()->mainQueue().advance(3s);
+    });
+    EXPECT_THAT(phone.take("stored"), IsEmpty());
+    EXPECT_THAT(phone.takeEntries(), IsEmpty());
+  }
+}
+
+}  // namespace
