@@ -140,7 +140,7 @@ void PLMessaging::globalEngagementDataNotification(id notification) {
 void PLMessaging::convertIfGoal(const Value* name) {
   PL_LOG(platform::pellionLog, "-[PLMessaging globalEngagementDataNotification:]", "conversionEvent check %@ :: %@",
          name, conversionEvent_);
-  if (name == nullptr || !conversionEvent_ || name->asString("isEqualToString:") != *conversionEvent_) return;
+  if (name == nullptr || !conversionEvent_ || *name != Value(*conversionEvent_)) return;
   conversionEvent_ = "";
   send(makeEntry(*pnID_, Converted), "-[PLMessaging globalEngagementDataNotification:]_block_invoke");
 }

@@ -1,0 +1,157 @@
+// The store that an application shares with its notification extension, as another process would meet it.
+
+#include "platform/user_defaults.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "tests/support/raised.h"
+#include "tests/support/test_phone.h"
+
+namespace {
+
+using platform::UserDefaults;
+using platform::Value;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+const Value configuration = test::configuration("http://127.0.0.1:1");
+
+class SharedStore : public testing::Test {
+ protected:
+  void set(const Value& value, const char* suite = "group") {
+    phone_.run([&] { UserDefaults::initWithSuiteName(suite)->setObject(value, "key"); });
+  }
+  std::optional<Value> get(const char* suite = "group") {
+    std::optional<Value> value;
+    phone_.run([&] { value = UserDefaults::initWithSuiteName(suite)->objectForKey("key"); });
+    return value;
+  }
+  std::vector<std::string> problems() {
+    std::vector<std::string> texts;
+    for (const Value& details : phone_.take("failed")) texts.emplace_back(details.find("problem")->text());
+    return texts;
+  }
+  std::filesystem::path file() { return phone_->appGroups() / "group.sqlite"; }
+
+  /// Runs `work` with the store in a child of this program, which has no threads yet, and gives its wait status.
+  template <class Work>
+  int inAnotherProcess(Work work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      test::TestPhone other(configuration, storage_.path());
+      other.run([&] { work(*UserDefaults::initWithSuiteName("group")); });
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status;
+  }
+
+  test::TemporaryDirectory storage_;
+  test::TestPhone phone_{configuration, storage_.path()};
+};
+
+TEST_F(SharedStore, keepsPropertyListValuesAsTheyAre) {
+  const std::vector<Value> values{0,
+                                  -7,
+                                  INT64_MAX,
+                                  1.5,
+                                  true,
+                                  "",
+                                  "text",
+                                  Value::bytes("\x01\xFF"),
+                                  Value::list({}),
+                                  Value::dictionary({}),
+                                  Value::list({1, Value::dictionary({{"k", Value::list({"x", false})}})})};
+  for (const Value& value : values) {
+    set(value);
+    ASSERT_TRUE(get()) << value.description();
+    EXPECT_EQ(get()->description(), value.description());
+    EXPECT_EQ(get()->kind(), value.kind());
+  }
+  EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {
+  set("before");
+  for (const Value& value :
+       {Value(), Value::list({1, nullptr}), Value::dictionary({{"k", nullptr}}), Value::dictionary({{7, "odd key"}})}) {
+    EXPECT_THAT(test::raisedReason([&] { set(value); }), HasSubstr("Attempt to insert non-property list object"));
+  }
+  EXPECT_EQ(get(), Value("before"));
+}
+
+TEST_F(SharedStore, keepsSuitesApartAndInsideTheirDirectory) {
+  for (const char* suite : {"group", "../escape", "/etc/x", ".hidden", "a/b"}) {
+    set(suite, suite);
+    EXPECT_EQ(get(suite), Value(suite));
+  }
+  const auto files = std::filesystem::directory_iterator(phone_->appGroups());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 5);
+}
+
+TEST_F(SharedStore, showsWhatAnotherProcessStoredAndKeepsItWhenThatOneIsKilled) {
+  const Value written = Value::list({Value::dictionary({{"notificationid", 1}})});
+  EXPECT_EQ(inAnotherProcess([&](UserDefaults& store) {
+              store.setObject(written, "key");
+              raise(SIGKILL);
+            }),
+            SIGKILL);
+  EXPECT_EQ(get(), written);
+}
+
+TEST_F(SharedStore, givesAReaderWholeValuesWhileAWriterIsKilledAtAnyMoment) {
+  set(std::string(10'000, 'a'));
+  for (int round = 0; round < 8; ++round) {
+    const pid_t writer = fork();
+    if (writer == 0) {
+      test::TestPhone other(configuration, storage_.path());
+      other.run([&] {
+        for (char c = 'b';; c = c == 'z' ? 'b' : static_cast<char>(c + 1)) {
+          UserDefaults::initWithSuiteName("group")->setObject(std::string(10'000, c), "key");
+        }
+      });
+    }
+    for (int read = 0; read < 5 * round; ++read) {
+      const std::optional<Value> value = get();
+      ASSERT_TRUE(value);
+      const std::string text(value->text());
+      EXPECT_EQ(text, std::string(10'000, text[0]));
+    }
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+    ASSERT_TRUE(get());
+    EXPECT_THAT(get()->text(), SizeIs(10'000));
+  }
+  EXPECT_THAT(problems(), IsEmpty());
+}
+
+TEST_F(SharedStore, losesNothingOnAFullDisk) {
+  set("before");
+  EXPECT_EQ(inAnotherProcess([](UserDefaults& store) {
+              signal(SIGXFSZ, SIG_IGN);
+              const rlimit limit{64 * 1024, 64 * 1024};  // a file that may not grow is what a full disk comes to
+              setrlimit(RLIMIT_FSIZE, &limit);
+              store.setObject(std::string(1'000'000, 'x'), "key");
+              _exit(store.objectForKey("key") == Value("before") ? 0 : 1);
+            }),
+            0);
+  EXPECT_EQ(get(), Value("before"));
+}
+
+TEST_F(SharedStore, saysWhyItCannotUseAFileAndGivesNothing) {
+  std::ofstream(file()) << std::string(4096, 'g');
+  EXPECT_EQ(get(), std::nullopt);
+  set("x");
+  EXPECT_THAT(problems(), testing::AllOf(SizeIs(2), testing::Each(HasSubstr(file().string()))));
+}
+
+}  // namespace
