@@ -70,6 +70,12 @@ void Phone::terminate() {
   tell("app", "ended", Value::dictionary({}));
 }
 
+void Phone::runExtension(const std::function<void()>& work) {
+  Process extension({.clock = clock_, .network = network_, .appGroups = appGroups(), .sink = options_.sink});
+  const ProcessScope scope(extension);
+  work();
+}
+
 void Phone::tell(std::string_view actor, std::string_view what, Value details) {
   if (options_.sink) options_.sink({clock_.now(), actor, what, std::move(details)});
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 #include "host/configuration.h"
@@ -43,6 +44,9 @@ class Phone {
   /// Ends the process as the system ends one: nothing of it runs any more.
   void terminate();
   [[nodiscard]] Process* process() { return process_.get(); }
+
+  /// Runs `work` in a process of its own that shares the App Groups' stores: the notification extension.
+  void runExtension(const std::function<void()>& work);
 
   [[nodiscard]] Clock& clock() { return clock_; }
   [[nodiscard]] ItemStore& keychain() { return keychain_; }
