@@ -160,4 +160,16 @@ void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<Received
   }
 }
 
+void expectElements(const std::string& what, std::span<const Value> wanted, std::span<const Value> found,
+                    Mismatches& mismatches) {
+  for (std::size_t i = 0; i < std::max(wanted.size(), found.size()); ++i) {
+    const std::string place = what + " " + std::to_string(i + 1);
+    if (i < wanted.size()) {
+      compareJSON("", wanted[i], i < found.size() ? &found[i] : nullptr, {place, mismatches});
+    } else {
+      mismatches.push_back({place, absent, maskedBearer(compactJSON(found[i]))});
+    }
+  }
+}
+
 }  // namespace pellion

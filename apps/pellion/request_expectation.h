@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+#include <string>
 #include <vector>
 
 #include "pellion/received_request.h"
@@ -16,5 +18,9 @@ void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& 
 /// The same, but each request may be any of the elements.
 void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
                               Mismatches& mismatches);
+
+/// A list of JSON values, element by element: an object may have more entries than wanted. Places are "what 1" and on.
+void expectElements(const std::string& what, std::span<const platform::Value> wanted,
+                    std::span<const platform::Value> found, Mismatches& mismatches);
 
 }  // namespace pellion

@@ -1,20 +1,37 @@
 #include "pellion/scenario.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
+
+#include "pellion/notification_steps.h"
 
 namespace pellion {
 namespace {
 
 constexpr std::size_t largestFile = 16U << 20;
 
+/// RFC 3986, 3.1
+bool isScheme(const platform::Value& value) {
+  const std::string_view text = value.text();
+  return !text.empty() && std::isalpha(static_cast<unsigned char>(text.front())) != 0 &&
+         std::ranges::all_of(text, [](unsigned char character) {
+           return std::isalnum(character) != 0 || character == '+' || character == '-' || character == '.';
+         });
+}
+
+const Shape schemeShape{"the scheme of a URL, such as \"shop\"", isScheme};
+const Shape listOfSchemes{"a list of schemes", isList, {}, &schemeShape};
+const Shape notificationsByName{"an object of notifications by name", isObject, {}, &notificationShape};
 const Shape listOfSteps{"a list of steps", isList};
 const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"description", &shapes::text},
                                 {"configuration", &shapes::configuration, true},
+                                {"urlSchemes", &listOfSchemes},
+                                {"notifications", &notificationsByName},
                                 {"steps", &listOfSteps, true},
                                 {"$schema", &shapes::text}};
 const Shape documentShape{"an object", isObject, documentFields};
@@ -68,6 +85,32 @@ void checkOrder(const Scenario& scenario) {
   }
 }
 
+/// A notification that a step speaks of by a name which the scenario does not know.
+void checkNotificationNames(const Scenario& scenario) {
+  for (const Step& step : scenario.steps) {
+    if (step.kind->notification == nullptr) continue;
+    const JSONNode& node = step.kind->notification(step.argument);
+    const auto name = node.value.ifString();
+    if (!name || scenario.notifications.find(*name) != nullptr) continue;
+    std::string known;
+    for (const auto& [key, value] : scenario.notifications.entries()) {
+      known.append(known.empty() ? "; there are \"" : ", \"").append(key.text()).append("\"");
+    }
+    throw errorAt(scenario.file, node.position,
+                  "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
+                      (known.empty() ? "; give it one" : known));
+  }
+}
+
+std::vector<std::string> lowerCase(const JSONNode& texts) {
+  std::vector<std::string> all;
+  for (const JSONNode& text : texts.elements) {
+    std::string& lower = all.emplace_back(text.value.text());
+    std::ranges::transform(lower, lower.begin(), [](unsigned char character) { return std::tolower(character); });
+  }
+  return all;
+}
+
 }  // namespace
 
 Scenario readScenario(std::string_view file, std::string_view text) {
@@ -77,10 +120,15 @@ Scenario readScenario(std::string_view file, std::string_view text) {
                     .name = std::string(document.find("name")->value.text()),
                     .description = {},
                     .configuration = *document.find("configuration"),
+                    .urlSchemes = {},
+                    .notifications = platform::Value::dictionary({}),
                     .steps = {}};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
+  if (const JSONNode* schemes = document.find("urlSchemes")) scenario.urlSchemes = lowerCase(*schemes);
+  if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
   for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
   checkOrder(scenario);
+  checkNotificationNames(scenario);
   return scenario;
 }
 

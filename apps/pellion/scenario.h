@@ -22,6 +22,8 @@ struct StepKind {
   void (*run)(ScenarioRun& run, const JSONNode& argument);
   Needs needs;
   bool needsBackend = false;  ///< makes no sense against a server that is not ours
+  /// Where the argument speaks of a notification, which may be one of the scenario's by name.
+  const JSONNode& (*notification)(const JSONNode& argument) = nullptr;
 };
 
 struct Step {
@@ -36,6 +38,8 @@ struct Scenario {
   std::string name;
   std::string description;
   JSONNode configuration;
+  std::vector<std::string> urlSchemes;  ///< that the application declares, in lower case
+  platform::Value notifications;        ///< by name, as notificationShape says
   std::vector<Step> steps;
 };
 

@@ -5,6 +5,7 @@
 
 #include "host/hexadecimal.h"
 #include "pellion/json_writer.h"
+#include "pellion/notification_expectation.h"
 #include "pellion/request_expectation.h"
 #include "pellion/scenario_run.h"
 
@@ -50,7 +51,8 @@ std::string checkKeychain(ScenarioRun& run, const JSONNode& wanted, Mismatches& 
 }
 
 std::string checkLog(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
-  const std::vector<std::string> lines = run.takeLogLines();
+  std::vector<std::string> lines;
+  for (const Value& details : run.take("module", "log")) lines.emplace_back(details.find("text")->text());
   if (wanted.elements.empty() && !lines.empty()) mismatches.push_back({"log", "(nothing)", lines.front()});
   auto from = lines.begin();
   for (const JSONNode& part : wanted.elements) {
@@ -74,6 +76,12 @@ const ExpectationKind kinds[] = {
     {{"requestsInAnyOrder", &listOfRequests}, checkRequestsInAnyOrder, true},
     {{"keychain", &shapes::hexByName}, checkKeychain},
     {{"log", &shapes::texts}, checkLog},
+    {{"statistics", &listOfEntries}, checkStatistics, true},
+    {{"opened", &shapes::texts}, checkOpened},
+    {{"refused", &shapes::texts}, checkRefused},
+    {{"badge", &badgeShape}, checkBadge},
+    {{"pending", &pendingShape}, checkPending},
+    {{"raised", &shapes::text}, checkRaised},
 };
 const auto fields = [] {
   std::array<Field, std::size(kinds)> all{};
@@ -97,8 +105,7 @@ Value table(const Mismatches& mismatches) {
 }  // namespace
 
 const Shape expectationShape{
-    "an object that says what is wanted of the requests (\"requests\" or \"requestsInAnyOrder\"), the keychain or the "
-    "log",
+    "an object with at least one expectation; of \"requests\" and \"requestsInAnyOrder\" it may have one",
     isExpectation, fields};
 
 void expect(ScenarioRun& run, const JSONNode& expectation) {
@@ -113,9 +120,17 @@ void expect(ScenarioRun& run, const JSONNode& expectation) {
     run.tell("expectation", "met", Value::dictionary({{"checked", checked}}));
     return;
   }
+  failFor(run, expectation.position, mismatches);
+}
+
+void failFor(ScenarioRun& run, Position position, const Mismatches& mismatches) {
   run.tell("expectation", "failed",
-           Value::dictionary({{"place", run.place(expectation)}, {"mismatches", table(mismatches)}}));
+           Value::dictionary({{"place", placeText(run.scenario().file, position)}, {"mismatches", table(mismatches)}}));
   run.fail();
+}
+
+bool expectsRaised(const Step& step) {
+  return step.kind->shape == &expectationShape && step.argument.find("raised") != nullptr;
 }
 
 void refuseBackendSteps(const Scenario& scenario) {

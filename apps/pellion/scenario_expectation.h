@@ -22,6 +22,12 @@ extern const Shape expectationShape;
 /// mismatch ends the run.
 void expect(ScenarioRun& run, const JSONNode& expectation);
 
+/// Tells of the mismatches as of an expectation at that position, and ends the run.
+void failFor(ScenarioRun& run, Position position, const Mismatches& mismatches);
+
+/// Whether the step is an expectation that something was raised.
+bool expectsRaised(const Step& step);
+
 /// Throws InputError for the first step or expectation that needs the backend of our own.
 void refuseBackendSteps(const Scenario& scenario);
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "host/property_list.h"
+#include "pellion/scenario_expectation.h"
 #include "platform/exception.h"
 
 namespace pellion {
@@ -29,6 +30,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Optio
       options_(std::move(options)),
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
+                       .urlSchemes = scenario.urlSchemes,
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
@@ -46,9 +48,11 @@ bool ScenarioRun::run() {
   tell("scenario", "begins",
        Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
   runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
-  for (const Step& step : scenario_.steps) {
-    runAt(step.position, [&] { step.kind->run(*this, step.argument); });
-    if (hasFailed_) break;
+  for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
+    runAt(step->position, [&] { step->kind->run(*this, step->argument); });
+    if (raised_.empty() || hasFailed_) continue;
+    const auto next = std::next(step);
+    if (next == scenario_.steps.end() || !expectsRaised(*next)) failForRaised(step->position);
   }
   tell("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
   const std::lock_guard lock(mutex_);
@@ -77,11 +81,11 @@ void ScenarioRun::receive(host::Event event) {
   if (isOver_) return;
   if (event.what == "log") {
     const Value* text = event.details.find("text");
-    logLines_.push_back(maskedBearer(text == nullptr ? std::string_view() : text->text()));
     std::vector<Value::Entry> entries(event.details.entries().begin(), event.details.entries().end());
-    entries.push_back({"text", logLines_.back()});
+    entries.push_back({"text", maskedBearer(text == nullptr ? std::string_view() : text->text())});
     event.details = Value::dictionary(entries);
   }
+  untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
   if (options_.sink) options_.sink(event);
 }
 
@@ -122,21 +126,37 @@ std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) co
   return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;
 }
 
+std::optional<std::string> ScenarioRun::appGroup() const {
+  const auto entry = std::ranges::find(configuration_, Value("APP_GROUP"), &Value::Entry::key);
+  if (entry == configuration_.end() || entry->value.text().empty()) return std::nullopt;
+  return std::string(entry->value.text());
+}
+
 void ScenarioRun::inProcess(const std::function<void()>& work) {
   host::Process& process = *phone_.process();
+  const host::ProcessScope scope(process);
+  attempt("module", work);
+  attempt("module", [&] { process.mainQueue().runUntilIdle(); });
+}
+
+void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& work) {
   try {
-    const host::ProcessScope scope(process);
     work();
-    process.mainQueue().runUntilIdle();
   } catch (const platform::Exception& exception) {
-    tell("app", "crashed", Value::dictionary({{"name", exception.name()}, {"reason", exception.reason()}}));
-    fail();
+    raised_.push_back(exception.name() + ": " + exception.reason());
+    tell(actor, "raised", Value::dictionary({{"name", exception.name()}, {"reason", exception.reason()}}));
   }
 }
 
-std::vector<std::string> ScenarioRun::takeLogLines() {
+void ScenarioRun::failForRaised(Position position) {
+  Mismatches mismatches;
+  for (const std::string& raised : takeRaised()) mismatches.push_back({"raised", "(nothing)", raised});
+  failFor(*this, position, mismatches);
+}
+
+std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {
   const std::lock_guard lock(mutex_);
-  return std::exchange(logLines_, {});
+  return std::exchange(untaken_[{std::string(actor), std::string(what)}], {});
 }
 
 }  // namespace pellion

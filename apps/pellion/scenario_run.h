@@ -1,6 +1,8 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -49,6 +51,7 @@ class ScenarioRun {
   bool run();
 
   // What the steps work with.
+  [[nodiscard]] const Scenario& scenario() const { return scenario_; }
   [[nodiscard]] host::Phone& phone() { return phone_; }
   [[nodiscard]] Backend& backend() { return *backend_; }
   /// "file:line:column"
@@ -58,22 +61,29 @@ class ScenarioRun {
   void fail() { hasFailed_ = true; }
   /// Entries replace those of the same name; null takes one away.
   void configure(std::span<const platform::Value::Entry> overrides);
-  /// Runs `work` inside the process and turns the main queue. An exception that nothing catches ends the application,
-  /// as on the platform, and fails the run.
+  /// The App Group of the configuration, when there is one.
+  [[nodiscard]] std::optional<std::string> appGroup() const;
+  /// Runs `work` inside the process and turns the main queue.
   void inProcess(const std::function<void()>& work);
-  /// The log lines since the last call.
-  std::vector<std::string> takeLogLines();
+  /// Runs `work`; what it raises is told and kept. The next step must ask for it, else the run fails.
+  void attempt(std::string_view actor, const std::function<void()>& work);
+  /// The details of the events of this kind since the last call for it.
+  std::vector<platform::Value> take(std::string_view actor, std::string_view what);
+  /// What was raised since the last call, as "name: reason".
+  std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }
 
  private:
   void receive(host::Event event);
   void runAt(Position position, const std::function<void()>& work);
+  void failForRaised(Position position);
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
 
   const Scenario& scenario_;
   const Options options_;
   std::mutex mutex_;
-  std::vector<std::string> logLines_;
+  std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
   std::vector<platform::Value::Entry> configuration_;
+  std::vector<std::string> raised_;
   bool hasFailed_ = false;
   bool isOver_ = false;
   TemporaryDirectory storage_;

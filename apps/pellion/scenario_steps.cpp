@@ -1,8 +1,11 @@
 #include <thread>
 #include <utility>
 
-#include "network/PLTokenManager.h"
+#include "host/nserror.h"
+#include "messaging/PLMessaging.h"
+#include "pellion/extension_step.h"
 #include "pellion/json_writer.h"
+#include "pellion/notification_steps.h"
 #include "pellion/scenario_expectation.h"
 #include "pellion/scenario_run.h"
 
@@ -18,17 +21,22 @@ void say(ScenarioRun& run, const JSONNode& text) {
 
 void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
   run.phone().launch();
-  run.inProcess([] {});
+  run.inProcess([] { PLMessaging::startService(); });
 }
 
 void token(ScenarioRun& run, const JSONNode& hex) {
   run.tell("platform", "token", Value::dictionary({{"token", hex.value}}));
   const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
-  run.inProcess([&] { PLTokenManager::sharedInstance().setAPNSToken(bytes ? &*bytes : nullptr); });
+  run.inProcess([&] { PLMessaging::shared().setAPNSToken(bytes ? &*bytes : nullptr); });
 }
 
 void failToRegister(ScenarioRun& run, const JSONNode& error) {
+  constexpr std::int64_t notEntitled = 3000;  // what the platform gives for an application that may not register
   run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
+  run.inProcess([&] {
+    PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(
+        host::NSError::make({std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())}));
+  });
 }
 
 /// What the user decides, and under which key of the configuration the core library finds it.
@@ -120,6 +128,15 @@ const StepKind kinds[] = {
     {"token", &shapes::hexOrNull, token, Needs::process},
     {"failToRegister", &shapes::text, failToRegister, Needs::process},
     {"consent", &consentShape, consent, Needs::process},
+    {"deliver", &namedNotificationShape, deliver, Needs::process, false, notificationItself},
+    {"deliverInBackground", &namedNotificationShape, deliverInBackground, Needs::process, false, notificationItself},
+    {"respond", &responseShape, respond, Needs::process, false, notificationAnswered},
+    {"handleResponse", &responseShape, handleResponse, Needs::process, false, notificationAnswered},
+    {"goal", &shapes::text, reportGoal, Needs::process},
+    {"endSession", &sessionEndShape, endSession, Needs::process},
+    {"activate", &nothingShape, activate, Needs::process},
+    {"badge", &badgeStepShape, setBadge, Needs::process},
+    {"extension", &extensionShape, runExtension, Needs::nothing},
     {"configure", &shapes::configuration, configure, Needs::nothing},
     {"backend", &backendShape, backend, Needs::nothing, true},
     {"advance", &shapes::seconds, advance, Needs::nothing},

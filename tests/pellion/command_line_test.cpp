@@ -29,7 +29,8 @@ class CommandLine : public ::testing::Test {
   std::string scenario(const std::string& steps, const std::string& configuration = "") {
     const std::string path = directory_.path() / "s.json";
     std::ofstream(path) << R"({"name": "N", "configuration": {"JWT_SECRET": "s", "BEARER_TOKEN": "very-secret-token",)"
-                        << R"( "DEVICE_ID": "d", "APP_VERSION_ID": "v")" << configuration << "},\n\"steps\": [\n"
+                        << R"( "DEVICE_ID": "d", "APP_VERSION_ID": "v")" << configuration
+                        << "}, \"urlSchemes\": [\"Mine\"],\n\"steps\": [\n"
                         << steps << "]}";
     return path;
   }
@@ -72,7 +73,7 @@ TEST_F(CommandLine, ShowsWantedAndFoundSideBySideWhenAnExpectationFails) {
       {R"({"keychain": {"com.tovrin.pellion.apnstoken": null}})", "apnstoken +\\(absent\\) +0aff"},
       {R"({"keychain": {"k": "00"}})", "keychain k +00 +\\(absent\\)"},
       {R"({"log": ["Request made", "Request made"]})", "log +Request made +not in [1-9]"},
-      {R"({"log": []})", "log\n +wanted +\\(nothing\\)\n +found +[A-Z]"},
+      {R"({"log": []})", "log +\\(nothing\\)  APNs Device Token : 0aff"},
   };
   for (const auto& [expectation, table] : cases) {
     EXPECT_EQ(run({"run", scenario(R"("launch", {"token": "0aff"}, {"expect":)" + std::string(expectation) +
@@ -81,6 +82,45 @@ TEST_F(CommandLine, ShowsWantedAndFoundSideBySideWhenAnExpectationFails) {
     EXPECT_THAT(out_.str(), AllOf(ContainsRegex("s\\.json:3:4[0-9]\n"), ContainsRegex(table), HasSubstr("✗ N"),
                                   Not(HasSubstr("unreached")), Not(HasSubstr("secret-token"))));
   }
+}
+
+TEST_F(CommandLine, ShowsWantedAndFoundOfWhatNotificationsBring) {
+  const std::string story = R"({"extension": {"leaves": [{"a": 1}]}}, "launch",
+    {"deliver": {"addInfo": {"pellionPnID": "7"}}}, {"badge": {"count": -3}},
+    {"handleResponse": {"to": {"payload": {"addInfo": {"clickAction": "other://x"}}}, "with": "reply"}},
+    {"respond": {"to": {"addInfo": {"pellionPnID": 8, "clickAction": "MINE:x"}}, "with": "tap"}},
+    )";
+  const std::string bad = R"({"respond": {"to": {"payload": {"addInfo": 7}}, "with": "dismiss"}})";
+  const std::string raised = "NSInvalidArgumentException: -\\[__NSCFNumber [a-zA-Z]+:\\]: unrecognized selector sent";
+  const std::pair<std::string, std::string> cases[] = {
+      {R"({"expect": {"statistics": [{"status": 4}, {"notificationid": 8, "status": 5}], "opened": ["MINE:x"],
+           "refused": ["other://x"], "badge": -3, "pending": [{"a": 1}]}}, )" +
+           bad +
+           R"(, {"expect": {"raised": "__NSCFNumber"}}, {"expect": {"statistics": [], "opened": [], "refused": []}})",
+       ""},
+      {R"({"expect": {"statistics": [{"notificationid": 7}]}})",
+       "entry 1.notificationid\n +wanted +7\n +found +\"7\"\n +entry 2\n +wanted +\\(absent\\)\n +found +\\{"},
+      {R"({"expect": {"statistics": [{}, {}, {"status": 6}]}})", "entry 3 +\\{\"status\":6\\}  \\(absent\\)"},
+      {R"({"expect": {"statistics": [{"actionid": "a"}, {}]}})", "entry 1.actionid +\"a\" +\\(absent\\)"},
+      {R"({"expect": {"opened": []}})", "opened URL 1 +\\(absent\\) +\"MINE:x\""},
+      {R"({"expect": {"refused": ["other://y"]}})", "refused URL 1 +\"other://y\" +\"other://x\""},
+      {R"({"expect": {"badge": null}})", "badge +\\(absent\\)  -3"},
+      {R"({"expect": {"pending": null}})", "pending +\\(absent\\)  \\[\\{\"a\":1\\}\\]"},
+      {R"({"expect": {"pending": []}})", "pending entry 1 +\\(absent\\)  \\{\"a\":1\\}"},
+      {R"({"expect": {"raised": "x"}})", "raised  x       \\(nothing\\)"},
+      {bad + R"(, {"expect": {"raised": "NSNull"}})", "raised\n +wanted +NSNull\n +found +" + raised},
+      {bad, "raised\n +wanted +\\(nothing\\)\n +found +" + raised},
+      {bad + R"(, {"expect": {"statistics": []}})", "s.json:8:1\n +raised\n +wanted +\\(nothing\\)\n"},
+      {R"({"extension": {"leaves": [null]}})",
+       "raised\n.*\n +found +NSInvalidArgumentException: Attempt to insert non-pr"},
+  };
+  for (const auto& [steps, table] : cases) {
+    const std::string path = scenario(story + "\n" + steps, R"(, "APP_META": {}, "APP_GROUP": "g")");
+    EXPECT_EQ(run({"run", path}), table.empty() ? 0 : 1) << out_.str();
+    EXPECT_THAT(out_.str(), ContainsRegex(table));
+  }
+  EXPECT_EQ(run({"run", scenario("\"extension\"")}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the extension shares nothing with the application; give the"));
 }
 
 TEST_F(CommandLine, MatchesRequestsInAnyOrderAndCountsFromTheLastExpectation) {

@@ -11,7 +11,8 @@
 namespace pellion {
 namespace {
 
-constexpr const char* head = R"({"name": "n", "configuration": {"JWT_SECRET": "s"}, "steps": [)";
+constexpr const char* head =
+    R"({"name": "n", "configuration": {"JWT_SECRET": "s"}, "notifications": {"a": {}, "b": {}}, "steps": [)";
 
 std::string errorOf(std::string_view text) {
   try {
@@ -38,7 +39,7 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a text"},
       {R"({"naem": "n"})",
        "s.json:1:2: a scenario has no \"naem\"; it may have \"name\", \"description\", "
-       "\"configuration\", \"steps\", \"$schema\""},
+       "\"configuration\", \"urlSchemes\", \"notifications\", \"steps\", \"$schema\""},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(errorOf(text), error);
 }
@@ -46,11 +47,14 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
 TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
   const std::pair<const char*, const char*> cases[] = {
       {R"("lunch")",
-       ":2:1: there is no step \"lunch\"; the steps are say, launch, relaunch, token, failToRegister, "
-       "consent, configure, backend, advance, expect"},
+       ":2:1: there is no step \"lunch\"; the steps are say, launch, relaunch, token, failToRegister, consent, "
+       "deliver, "
+       "deliverInBackground, respond, handleResponse, goal, endSession, activate, badge, extension, configure, "
+       "backend, advance, expect"},
       {R"({"tokn": "00"})",
-       ":2:2: there is no step \"tokn\"; the steps are say, launch, relaunch, token, "
-       "failToRegister, consent, configure, backend, advance, expect"},
+       ":2:2: there is no step \"tokn\"; the steps are say, launch, relaunch, token, failToRegister, consent, deliver, "
+       "deliverInBackground, respond, handleResponse, goal, endSession, activate, badge, extension, configure, "
+       "backend, advance, expect"},
       {"7", ":2:1: a step is an object with one entry, such as {\"advance\": 3}, or a name alone, such as \"launch\""},
       {R"("token")",
        ":2:1: \"token\" cannot be {}; expected hexadecimal digits, two for each byte, such as \"0aff00\", "
@@ -75,6 +79,23 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
       {R"({"expect": {"keychain": {"k": "zz"}}})",
        ":2:31: \"k\" cannot be \"zz\"; expected hexadecimal digits, two for "
        "each byte, such as \"0aff00\", or null for absent"},
+      {R"("launch", {"deliver": "sale"})",
+       ":2:23: there is no notification \"sale\" in the scenario's \"notifications\"; there are \"a\", \"b\""},
+      {R"("launch", {"respond": {"with": "tap", "to": "c"}})",
+       ":2:45: there is no notification \"c\" in the scenario's \"notifications\"; there are \"a\", \"b\""},
+      {R"("launch", {"respond": {"to": "a"}})", ":2:23: \"respond\" lacks \"with\"; give it a text"},
+      {R"("launch", {"handleResponse": {"to": {"addinfo": {}}, "with": "tap"}})",
+       ":2:38: a notification has no \"addinfo\"; it may have \"payload\", \"addInfo\""},
+      {R"("launch", {"deliver": 7})",
+       ":2:23: \"deliver\" cannot be 7; expected the name of a notification, or an object with what it carries"},
+      {R"("launch", {"deliver": {"payload": {"addInfo": "{}"}, "addInfo": {}}})",
+       ":2:23: a notification cannot be {\"payload\":{\"addInfo\":\"{}\"},\"addInfo\":{}…; expected an object with "
+       "what "
+       "a "
+       "notification carries: \"payload\", and \"addInfo\" unless the payload has one"},
+      {R"({"goal": "a"})", ":2:1: \"goal\" needs a running application; put a \"launch\" before it"},
+      {R"("launch", {"badge": {"count": 1, "through": "phone"}})",
+       ":2:45: \"through\" cannot be \"phone\"; expected \"application\" or \"notificationCenter\""},
       {R"({"say": [1, "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxéé"]})",
        ":2:9: \"say\" cannot be [1,\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxé…; expected a text"},
   };
@@ -141,6 +162,29 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       {R"({"backend": {"headers": {"A": "b\r\nC: d"}}})", false},
       {R"({"backend": {"headers": {"A": 1}}})", false},
       {R"({"backend": {"drop": 1}})", false},
+      {R"("launch", {"deliver": "a"}, {"deliverInBackground": {"payload": {"addInfo": null}}}, "activate")", true},
+      {R"("launch", {"deliver": {"addInfo": {}, "payload": {"a": 1}}})", true},
+      {R"("launch", {"deliver": {"addInfo": {}, "payload": {"addInfo": 1}}})", false},
+      {R"("launch", {"deliver": {"addInfo": "{}"}})", false},
+      {R"("launch", {"deliver": {"payload": []}})", false},
+      {R"("launch", {"deliver": {"aps": {}}})", false},
+      {R"("launch", {"deliver": ["a"]})", false},
+      {R"("launch", {"respond": {"to": "a", "with": "tap"}}, {"handleResponse": {"to": {}, "with": ""}})", true},
+      {R"("launch", {"respond": {"to": "a"}})", false},
+      {R"("launch", {"respond": {"with": "tap"}})", false},
+      {R"("launch", {"handleResponse": {"to": "a", "with": null}})", false},
+      {R"("launch", {"respond": "a"})", false},
+      {R"("launch", {"goal": ""}, "endSession", {"endSession": {"duration": null}})", true},
+      {R"("launch", {"goal": null})", false},
+      {R"("launch", {"endSession": 125})", false},
+      {R"("launch", {"activate": {"at": 1}})", false},
+      {R"("launch", {"badge": {"count": -1}}, {"badge": {"count": 0, "through": "notificationCenter"}})", true},
+      {R"("launch", {"badge": {"through": "application"}})", false},
+      {R"("launch", {"badge": {"count": 1.5}})", false},
+      {R"("launch", {"badge": {"count": 1, "through": "center"}})", false},
+      {R"("extension", {"extension": {"leaves": [{"a": 1}, 2]}})", true},
+      {R"({"extension": {"leaves": {}}})", false},
+      {R"({"extension": {"badge": 1}})", false},
       {R"({"advance": 0}, {"advance": 2.5}, {"advance": 316224000})", true},
       {R"({"advance": -0.5})", false},
       {R"({"advance": 316224001})", false},
@@ -150,6 +194,16 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
        true},
       {R"({"expect": {"requests": [{"query": {"a": "b", "c": null}, "body": {}}, {"body": "t"}, {"body": null}]}})",
        true},
+      {R"({"expect": {"statistics": [{"status": 4}], "opened": ["a:b"], "refused": [], "badge": 3, "pending": [], "raised": ""}})",
+       true},
+      {R"({"expect": {"badge": null, "pending": null}})", true},
+      {R"({"expect": {"statistics": [4]}})", false},
+      {R"({"expect": {"statistics": null}})", false},
+      {R"({"expect": {"opened": [1]}})", false},
+      {R"({"expect": {"refused": "a:b"}})", false},
+      {R"({"expect": {"badge": "3"}})", false},
+      {R"({"expect": {"pending": {}}})", false},
+      {R"({"expect": {"raised": []}})", false},
       {R"({"expect": {}})", false},
       {R"({"expect": {"requests": [], "requestsInAnyOrder": []}})", false},
       {R"({"expect": {"requests": {}}})", false},
@@ -169,6 +223,14 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
   }
   const std::pair<const char*, bool> documents[] = {
       {R"({"name": "", "description": "", "$schema": "", "configuration": {}, "steps": []})", true},
+      {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a", "B+1.-"], "notifications": {"": {}}})",
+       true},
+      {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["1a"]})", false},
+      {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a:"]})", false},
+      {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": [""]})", false},
+      {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": "a"})", false},
+      {R"({"name": "", "configuration": {}, "steps": [], "notifications": {"a": {"x": 1}}})", false},
+      {R"({"name": "", "configuration": {}, "steps": [], "notifications": []})", false},
       {R"({"name": "", "configuration": {}})", false},
       {R"({"name": "", "steps": []})", false},
       {R"({"configuration": {}, "steps": []})", false},

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "pellion/scenario.h"
+
+namespace pellion {
+
+/// A notification in a scenario: "payload" as it stands, and "addInfo", which travels in it as JSON text.
+extern const Shape notificationShape;
+/// The same, or the name of one of the scenario's notifications.
+extern const Shape namedNotificationShape;
+extern const Shape responseShape;
+extern const Shape sessionEndShape;
+extern const Shape badgeStepShape;
+
+// What the steps about notifications do; docs/scenario.md describes them.
+void deliver(ScenarioRun& run, const JSONNode& notification);
+void deliverInBackground(ScenarioRun& run, const JSONNode& notification);
+void respond(ScenarioRun& run, const JSONNode& response);
+void handleResponse(ScenarioRun& run, const JSONNode& response);
+void reportGoal(ScenarioRun& run, const JSONNode& name);
+void endSession(ScenarioRun& run, const JSONNode& session);
+void activate(ScenarioRun& run, const JSONNode& nothing);
+void setBadge(ScenarioRun& run, const JSONNode& badge);
+
+// Where the argument of a step speaks of a notification.
+const JSONNode& notificationItself(const JSONNode& argument);
+const JSONNode& notificationAnswered(const JSONNode& response);
+
+}  // namespace pellion
