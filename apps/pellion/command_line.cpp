@@ -42,9 +42,10 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
   }
   std::optional<Trace> trace;
   if (arguments.trace) trace.emplace(*arguments.trace);
-  Timeline timeline(
-      surroundings.out,
-      {.inColour = surroundings.inColour, .withLog = arguments.withLog, .withNetwork = arguments.server.has_value()});
+  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,
+                                       .withLog = arguments.withLog,
+                                       .abridges = true,
+                                       .withNetwork = arguments.server.has_value()});
   const auto tell = [&](const host::Event& event) {
     timeline(event);
     if (trace) (*trace)(event);
@@ -95,7 +96,7 @@ void defineRun(CLI::App& app, RunArguments& arguments) {
   command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");
   command.add_flag("--log", arguments.withLog, "Show the module's log lines too");
   command.add_option("--trace", arguments.trace, "Write every event as a line of JSON to this file")->type_name("FILE");
-  command.footer("Example: pellion run examples/scenarios/device_token.json --log");
+  command.footer("Example: pellion run examples/scenarios/a_day.json --log");
 }
 
 void defineBackend(CLI::App& app, BackendArguments& arguments) {
@@ -114,7 +115,7 @@ int runCommandLine(const std::vector<std::string>& arguments, const Surroundings
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
   app.require_subcommand(0, 1);
   app.footer(
-      "Examples:\n  pellion run examples/scenarios/device_token.json\n  pellion backend --port 8080\n\n"
+      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion backend --port 8080\n\n"
       "Exit status: 0 as expected, 1 an expectation failed, 2 input that cannot be used.");
   RunArguments runArguments;
   BackendArguments backendArguments;

@@ -2,54 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <functional>
 #include <utility>
 
-#include "host/hexadecimal.h"
 #include "pellion/json_writer.h"
+#include "pellion/notification_text.h"
 #include "pellion/printable.h"
+#include "pellion/text_lines.h"
 
 namespace pellion {
 namespace {
 
 using platform::Value;
-using Lines = std::vector<Line>;
-
-const Value& at(const Value& details, std::string_view key) {
-  static const Value nothing;
-  const Value* found = details.find(key);
-  return found == nullptr ? nothing : *found;
-}
-
-std::string textAt(const Value& details, std::string_view key) {
-  const Value& value = at(details, key);
-  if (const auto text = value.ifString()) return std::string(*text);
-  if (const auto bytes = value.ifBytes()) return host::hexText(*bytes);
-  return compactJSON(value);
-}
-
-std::string padded(std::string text, std::size_t width) {
-  text.append(width - std::min(width, columns(text)), ' ');
-  return text;
-}
-
-void appendText(Lines& lines, std::string_view text, Ink ink = Ink::plain) {
-  for (;;) {
-    const std::size_t end = text.find('\n');
-    lines.push_back({{std::string(text.substr(0, end)), ink}});
-    if (end == std::string_view::npos) return;
-    text.remove_prefix(end + 1);
-  }
-}
-
-using Pairs = std::vector<std::pair<std::string, std::string>>;
-
-std::size_t widthOfNames(const Pairs& pairs) {
-  std::size_t width = 0;
-  for (const auto& [name, value] : pairs) width = std::max(width, columns(printable(name)));
-  return width;
-}
-
 Span label(const std::string& text) { return {padded(text, 10), Ink::faint}; }
 
 /// Names and values in two columns behind a label that is written once.
@@ -64,15 +29,6 @@ void appendPairs(Lines& lines, const std::string& title, const Pairs& pairs, std
 Pairs pairsOf(const Value& list) {
   Pairs pairs;
   for (const Value& pair : list.elements()) pairs.emplace_back(pair.elements()[0].text(), pair.elements()[1].text());
-  return pairs;
-}
-
-std::vector<std::pair<std::string, std::string>> entriesOf(const Value& dictionary) {
-  Pairs pairs;
-  for (const Value::Entry& entry : dictionary.entries()) {
-    const std::string name = entry.key.description();
-    pairs.emplace_back(name, textAt(dictionary, name));
-  }
   return pairs;
 }
 
@@ -94,8 +50,9 @@ void appendTransportFields(Lines& lines, const Pairs& fields) {
 }
 
 bool isTransportField(const std::pair<std::string, std::string>& field) {
-  constexpr std::string_view names[] = {"Host",       "Accept",     "Accept-Encoding", "Accept-Language",
-                                        "User-Agent", "Connection", "Expect",          "Transfer-Encoding"};
+  constexpr std::string_view names[] = {
+      "Host",       "Accept",         "Accept-Encoding", "Accept-Language",  "User-Agent",
+      "Connection", "Content-Length", "Expect",          "Transfer-Encoding"};
   return std::ranges::find(names, field.first) != std::end(names);
 }
 
@@ -131,6 +88,8 @@ Lines request(const Value& details) {
   const std::size_t width = std::max(widthOfNames(query), widthOfNames(headers));
   appendPairs(lines, "query", query, width);
   appendPairs(lines, "headers", headers, width);
+  if (details.find("asBefore") != nullptr)
+    lines.push_back({label("as before"), {textAt(details, "asBefore"), Ink::faint}});
   appendTransportFields(lines, transportFields);
   appendBody(lines, at(details, "body"));
   return lines;
@@ -177,22 +136,8 @@ Lines registrationFailed(const Value& details) {
   return {{{"reports that registration failed: "}, {textAt(details, "error"), Ink::bad}}};
 }
 
-Lines pairsUnder(std::string_view title, const Value& details) {
-  Lines lines{{{std::string(title)}}};
-  const Pairs pairs = entriesOf(details);
-  const std::size_t width = widthOfNames(pairs);
-  for (const auto& [name, value] : pairs)
-    lines.push_back({{padded(printable(name), width) + "  ", Ink::faint}, {value}});
-  return lines;
-}
-
 Lines consent(const Value& details) { return pairsUnder("changes consent", details); }
 Lines configures(const Value& details) { return pairsUnder("changes the configuration", details); }
-
-Lines crashed(const Value& details) {
-  return {{{"is ended by an exception that nothing catches: ", Ink::bad}},
-          {{textAt(details, "name") + ": " + textAt(details, "reason"), Ink::bad}}};
-}
 
 Lines rejected(const Value& details) {
   return {{{"hears of a rejected answer for the " + textAt(details, "identity") + ": "}, {textAt(details, "json")}}};
@@ -235,9 +180,25 @@ Lines unmet(const Value& details) {
   return lines;
 }
 
+/// "1 d 2 h 0.5 s"
+std::string durationText(const Value& seconds) {
+  constexpr std::pair<std::int64_t, const char*> units[] = {{86400, " d "}, {3600, " h "}, {60, " min "}};
+  double rest = seconds.floating() + static_cast<double>(seconds.integer());
+  std::string text;
+  for (const auto& [length, name] : units) {
+    const auto count = static_cast<std::int64_t>(rest) / length;
+    if (count > 0) text += std::to_string(count) + name;
+    rest -= static_cast<double>(count * length);
+  }
+  if (rest == 0 && !text.empty()) return text.substr(0, text.size() - 1);
+  std::array<char, 32> digits{};
+  std::snprintf(digits.data(), digits.size(), "%.9g s", rest);
+  return text + digits.data();
+}
+
 Lines launched(const Value& /*details*/) { return {{{"launches"}}}; }
 Lines ended(const Value& /*details*/) { return {{{"ends"}}}; }
-Lines advances(const Value& details) { return {{{textAt(details, "seconds") + " s pass"}}}; }
+Lines advances(const Value& details) { return {{{"moves on by " + durationText(at(details, "seconds"))}}}; }
 Lines networkSends(const Value& details) {
   return {{{"sends "}, {textAt(details, "method") + " " + textAt(details, "url"), Ink::strong}}};
 }
@@ -254,7 +215,23 @@ struct Telling {
 constexpr Telling tellings[] = {
     {"app", "launched", launched},
     {"app", "ended", ended},
-    {"app", "crashed", crashed},
+    {"app", "active", becameActive},
+    {"app", "sets badge", setsBadge},
+    {"app", "handles response", handlesResponse},
+    {"platform", "response completed", completedResponse},
+    {"platform", "delivered", delivered},
+    {"platform", "opened URL", openedURL},
+    {"platform", "refused URL", refusedURL},
+    {"platform", "set badge", shownBadge},
+    {"user", "responded", responded},
+    {"core library", "goal", reportedGoal},
+    {"core library", "session ended", sessionEnded},
+    {"extension", "leaves", leftEntries},
+    {"extension", "reads badge", readBadge},
+    {"shared store", "stored", sharedStored},
+    {"shared store", "failed", sharedFailed},
+    {"module", "raised", raised},
+    {"extension", "raised", raised},
     {"platform", "token", token},
     {"platform", "registration failed", registrationFailed},
     {"user", "consent", consent},

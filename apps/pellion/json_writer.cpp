@@ -1,6 +1,5 @@
 #include "pellion/json_writer.h"
 
-#include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
@@ -14,9 +13,9 @@ namespace {
 
 using platform::Value;
 
-template <class Writer>
 class ValueWriter {
  public:
+  using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
   explicit ValueWriter(Writer& writer) : writer_(writer) {}
 
   void write(const Value& value) {
@@ -58,18 +57,47 @@ class ValueWriter {
   Writer& writer_;
 };
 
-template <class Writer>
-std::string written(const Value& value) {
-  rapidjson::StringBuffer buffer;
-  Writer writer(buffer);
-  if constexpr (requires { writer.SetIndent(' ', 2); }) writer.SetIndent(' ', 2);
-  ValueWriter(writer).write(value);
-  return {buffer.GetString(), buffer.GetSize()};
+/// What fits the line on which `used` columns are taken stays on it.
+void layOut(std::string& out, const Value& value, std::size_t indentation, std::size_t used) {
+  constexpr std::size_t widest = 88;
+  const std::string line = compactJSON(value);
+  if ((value.elements().empty() && value.entries().empty()) || used + line.size() <= widest) {
+    out += line;
+    return;
+  }
+  const std::string newLine = "\n" + std::string(indentation + 2, ' ');
+  const char* separator = "";
+  const auto begin = [&] {
+    out.append(separator).append(newLine);
+    separator = ",";
+  };
+  out += line.front();
+  for (const Value& element : value.elements()) {
+    begin();
+    layOut(out, element, indentation + 2, indentation + 2);
+  }
+  for (const Value::Entry& entry : value.entries()) {
+    begin();
+    const std::string name = compactJSON(entry.key) + ": ";
+    out += name;
+    layOut(out, entry.value, indentation + 2, indentation + 2 + name.size());
+  }
+  out += newLine.substr(0, newLine.size() - 2) + line.back();
 }
 
 }  // namespace
 
-std::string compactJSON(const Value& value) { return written<rapidjson::Writer<rapidjson::StringBuffer>>(value); }
-std::string prettyJSON(const Value& value) { return written<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(value); }
+std::string compactJSON(const Value& value) {
+  rapidjson::StringBuffer buffer;
+  ValueWriter::Writer writer(buffer);
+  ValueWriter(writer).write(value);
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+std::string prettyJSON(const Value& value) {
+  std::string text;
+  layOut(text, value, 0, 0);
+  return text;
+}
 
 }  // namespace pellion

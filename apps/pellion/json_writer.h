@@ -9,6 +9,6 @@ namespace pellion {
 // For people and tools that read JSON. What JSON cannot hold is written as text: bytes in hexadecimal, an object by its
 // description.
 std::string compactJSON(const platform::Value& value);
-std::string prettyJSON(const platform::Value& value);  ///< two spaces an indentation, no newline at the end
+std::string prettyJSON(const platform::Value& value);  ///< what fits 88 columns on one line, no newline at the end
 
 }  // namespace pellion

@@ -93,7 +93,7 @@ std::string checkRaised(ScenarioRun& run, const JSONNode& wanted, Mismatches& mi
   for (const std::string& each : raised) {
     if (each.find(text) == std::string::npos) mismatches.push_back({"raised", text, each});
   }
-  return "what was raised";
+  return "the exception";
 }
 
 }  // namespace pellion

@@ -37,27 +37,31 @@ const Shape countShape{"an integer", [](const Value& value) { return isIntegerIn
 const Field badgeFields[] = {{"count", &countShape, true}, {"through", &setterShape}};
 const Field sessionFields[] = {{"duration", &shapes::any}};
 
-struct Notification {
-  Value name;  ///< null for one without
-  Value payload;
-};
-
-Notification notificationAt(const ScenarioRun& run, const JSONNode& node) {
-  const bool isNamed = node.value.ifString().has_value();
-  const Value& described = isNamed ? *run.scenario().notifications.find(node.value.text()) : node.value;
+Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
+  const auto name = notification.value.ifString();
+  const Value& described = name ? *run.scenario().notifications.find(*name) : notification.value;
   std::vector<Value::Entry> entries;
   if (const Value* payload = described.find("payload")) {
     entries.assign(payload->entries().begin(), payload->entries().end());
   }
   if (const Value* addInfo = described.find("addInfo")) entries.push_back({"addInfo", compactJSON(*addInfo)});
-  return {isNamed ? node.value : Value(), Value::dictionary(entries)};
+  return Value::dictionary(entries);
 }
 
-void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& node) {
-  const Notification notification = notificationAt(run, node);
-  run.tell("platform", "delivered",
-           Value::dictionary({{"in", state}, {"notification", notification.name}, {"payload", notification.payload}}));
-  run.inProcess([&] { PLMessaging::shared().updateLogMsgIds(&notification.payload); });
+/// By its name, where it has one; what it carries is told once.
+void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
+            std::string_view what, const Value::Entry& circumstance) {
+  std::vector<Value::Entry> details{circumstance};
+  const auto name = notification.value.ifString();
+  if (name) details.push_back({"notification", *name});
+  if (!name || run.isNews(*name)) details.push_back({"payload", payload});
+  run.tell(actor, what, Value::dictionary(details));
+}
+
+void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification) {
+  const Value payload = payloadOf(run, notification);
+  tellOf(run, notification, payload, "platform", "delivered", {"in", state});
+  run.inProcess([&] { PLMessaging::shared().updateLogMsgIds(&payload); });
 }
 
 Value identifierOf(const Value& action) {
@@ -68,14 +72,11 @@ Value identifierOf(const Value& action) {
 
 void answer(ScenarioRun& run, const JSONNode& response, std::string_view actor, std::string_view what,
             const std::function<void(const Value& payload, id response)>& work) {
-  const Notification notification = notificationAt(run, notificationAnswered(response));
+  const JSONNode& notification = notificationAnswered(response);
+  const Value payload = payloadOf(run, notification);
   const Value& action = response.find("with")->value;
-  run.tell(
-      actor, what,
-      Value::dictionary({{"with", action}, {"notification", notification.name}, {"payload", notification.payload}}));
-  run.inProcess([&] {
-    work(notification.payload, host::makeNotificationResponse(notification.payload, identifierOf(action)).get());
-  });
+  tellOf(run, notification, payload, actor, what, {"with", action});
+  run.inProcess([&] { work(payload, host::makeNotificationResponse(payload, identifierOf(action)).get()); });
 }
 
 /// As the core library tells of what the user does in the application.
@@ -115,7 +116,8 @@ void respond(ScenarioRun& run, const JSONNode& response) {
 
 void handleResponse(ScenarioRun& run, const JSONNode& response) {
   answer(run, response, "app", "handles response", [&run](const Value&, id object) {
-    const platform::Block<void()> completion([&run] { run.tell("app", "completed", Value::dictionary({})); });
+    const platform::Block<void()> completion(
+        [&run] { run.tell("platform", "response completed", Value::dictionary({})); });
     PLNotificationHandler::shared().handleNotificationResponse(object, completion.get());
   });
 }

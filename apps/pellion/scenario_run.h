@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -61,6 +62,8 @@ class ScenarioRun {
   void fail() { hasFailed_ = true; }
   /// Entries replace those of the same name; null takes one away.
   void configure(std::span<const platform::Value::Entry> overrides);
+  /// Whether a notification of that name has not been told of before.
+  bool isNews(std::string_view name) { return known_.emplace(name).second; }
   /// The App Group of the configuration, when there is one.
   [[nodiscard]] std::optional<std::string> appGroup() const;
   /// Runs `work` inside the process and turns the main queue.
@@ -84,6 +87,7 @@ class ScenarioRun {
   std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
   std::vector<platform::Value::Entry> configuration_;
   std::vector<std::string> raised_;
+  std::set<std::string> known_;
   bool hasFailed_ = false;
   bool isOver_ = false;
   TemporaryDirectory storage_;

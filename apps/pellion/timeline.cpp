@@ -2,14 +2,20 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "pellion/printable.h"
 
 namespace pellion {
 namespace {
+
+using platform::Value;
 
 constexpr std::size_t timeWidth = 9;
 constexpr std::size_t actorWidth = 12;
@@ -21,9 +27,43 @@ std::string timeText(std::chrono::nanoseconds time) {
   return text.data();
 }
 
-std::string textAt(const platform::Value& details, std::string_view key) {
-  const platform::Value* value = details.find(key);
+std::string textAt(const Value& details, std::string_view key) {
+  const Value* value = details.find(key);
   return value == nullptr ? std::string() : std::string(value->text());
+}
+
+/// The pairs that are not in `last`, which has the same names in the same order; else nothing.
+std::optional<Value> differing(const Value& pairs, const Value& last) {
+  const auto now = pairs.elements();
+  const auto before = last.elements();
+  const auto hasSameName = [](const Value& left, const Value& right) {
+    return left.elements()[0] == right.elements()[0];
+  };
+  if (!std::ranges::equal(now, before, hasSameName)) return std::nullopt;
+  std::vector<Value> left;
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    if (now[i] != before[i]) left.push_back(now[i]);
+  }
+  return Value::list(left);
+}
+
+/// A request without what is as in the last one to the same path.
+Value abridged(const Value& request, const Value& last) {
+  if (last.isNull() || *last.find("path") != *request.find("path")) return request;
+  std::vector<Value::Entry> entries(request.entries().begin(), request.entries().end());
+  std::string same;
+  const auto leaveOut = [&](const char* part, const Value& rest, const std::string& label) {
+    entries.push_back({part, rest});
+    same.append(same.empty() ? "" : ", ").append(label);
+  };
+  const Value& identity = *request.find("identity");
+  if (!identity.isNull() && identity == *last.find("identity")) leaveOut("identity", nullptr, "from");
+  for (const char* part : {"query", "headers"}) {
+    const std::optional<Value> rest = differing(*request.find(part), *last.find(part));
+    if (rest) leaveOut(part, *rest, std::string(rest->elements().empty() ? "" : "other ") + part);
+  }
+  if (!same.empty()) entries.push_back({"asBefore", same});
+  return Value::dictionary(entries);
 }
 
 }  // namespace
@@ -39,7 +79,11 @@ void Timeline::operator()(const host::Event& event) {
   std::string actor(event.actor);
   actor.resize(std::max(actorWidth, actor.size()), ' ');
   std::string text = painted(time, Ink::faint) + "  " + painted(actor, Ink::actor) + "  ";
-  for (const Line& line : linesOf(event)) {
+  host::Event shown = event;
+  if (options_.abridges && event.actor == "backend" && event.what == "request") {
+    shown.details = abridged(event.details, std::exchange(lastRequest_, event.details));
+  }
+  for (const Line& line : linesOf(shown)) {
     for (const Span& span : line) text += painted(span.text, span.ink);
     text.erase(text.find_last_not_of(' ') + 1);
     out_ << text << '\n';
@@ -57,6 +101,7 @@ bool Timeline::writeHeading(const host::Event& event) {
   if (event.actor != "scenario") return false;
   if (event.what == "begins") {
     timeShown_.clear();
+    lastRequest_ = {};
     out_ << painted(textAt(event.details, "name"), Ink::strong) << '\n';
     if (const std::string text = textAt(event.details, "description"); !text.empty()) {
       out_ << painted(text, Ink::plain) << '\n';

@@ -16,6 +16,7 @@ class Timeline {
   struct Options {
     bool inColour = false;
     bool withLog = false;      ///< the module's log lines
+    bool abridges = false;     ///< of a request only what is not as in the one before it
     bool withNetwork = false;  ///< what the phone sends and receives, where no backend of ours shows it
   };
 
@@ -30,6 +31,7 @@ class Timeline {
   std::ostream& out_;
   Options options_;
   std::string timeShown_;
+  platform::Value lastRequest_;
 };
 
 /// Whether to colour what goes to this file descriptor: a terminal, unless NO_COLOR or TERM says otherwise.

@@ -4,6 +4,8 @@
 
 #include <sstream>
 
+#include "pellion/json_reader.h"
+#include "pellion/json_writer.h"
 #include "pellion/jwt_reader.h"
 #include "pellion/received_request.h"
 #include "pellion/trace.h"
@@ -74,12 +76,7 @@ First
                            transport Host: 127.0.0.1:1
                            body      ✓ JWT, HS256, signature verified
                                      ✗ something broke
-                                     {
-                                       "pnstats": [
-                                         1,
-                                         "\u001B[2J"
-                                       ]
-                                     }
+                                     {"pnstats":[1,"\u001B[2J"]}
            backend       answers 200  {}
            keychain      stores k
                            0aff
@@ -99,6 +96,96 @@ First
 )");
 }
 
+TEST(Timeline, TellsOfNotificationsInOneWay) {
+  const auto read = [](const char* text) { return readJSON("", text).value; };
+  const struct {
+    const char* actor;
+    const char* what;
+    const char* details;
+    const char* text;
+  } rows[] = {
+      {"platform", "delivered",
+       R"({"in": "background", "notification": "a", "payload": {"aps": {}, "addInfo": "{\"id\":1,\"goal\":{}}", "n": "{"}})",
+       "delivers \"a\" in the background\n<aps      {}\n<addInfo  id    1\n<         goal  {}\n<n        {\n"},
+      {"platform", "delivered", R"({"in": "foreground", "payload": {}})",
+       "delivers a notification in the foreground\n<(an empty payload)\n"},
+      {"user", "responded", R"({"with": "tap", "notification": "a"})", "taps \"a\"\n"},
+      {"user", "responded", R"({"with": "dismiss", "payload": {"addInfo": {"id": 1}}})",
+       "dismisses a notification\n<addInfo  {\"id\":1}\n"},
+      {"user", "responded", R"({"with": "b\n", "notification": "a"})", "presses the button \"b\\n\" of \"a\"\n"},
+      {"app", "handles response", R"({"with": "dismiss", "notification": "a"})",
+       "hands the dismissal of \"a\" to the notification handler\n"},
+      {"platform", "opened URL", R"({"url": "a:b", "calledOnMainThread": false})",
+       "opens a:b  (asked on another thread than the main one)\n"},
+      {"app", "sets badge", R"({"count": -1, "through": "notificationCenter"})",
+       "sets the badge to -1 through the notification center\n"},
+      {"core library", "session ended", "{}", "reports the end of a session, without a duration\n"},
+      {"extension", "leaves", R"({"entries": [1]})", "leaves 1 entry for the application\n"},
+      {"extension", "reads badge", R"({"badge": null})", "finds no badge\n"},
+      {"shared store", "stored", R"({"key": "k", "value": []})", "stores k\n<[]\n"},
+      {"shared store", "stored", R"({"key": "k", "value": [{"a": 1}, 2]})", "stores k\n<{\"a\":1}\n<2\n"},
+      {"clock", "advances", R"({"seconds": 93784.5})", "moves on by 1 d 2 h 3 min 4.5 s\n"},
+      {"clock", "advances", R"({"seconds": 3600})", "moves on by 1 h\n"},
+      {"clock", "advances", R"({"seconds": 0})", "moves on by 0 s\n"},
+  };
+  const std::string indentation(27, ' ');
+  for (const auto& [actor, what, details, text] : rows) {
+    std::string told = shown({{{}, actor, what, read(details)}}).substr(25);
+    for (std::size_t at = 0; (at = told.find("\n" + indentation, at)) != std::string::npos;) {
+      told.replace(at + 1, indentation.size(), "<");
+    }
+    EXPECT_EQ(told, text);
+  }
+  const std::string longText = std::string(159, 'x') + "é" + std::string(100, 'x');
+  const Value payload = Value::dictionary({{"n", longText}});
+  EXPECT_NE(shown({{{}, "platform", "delivered", Value::dictionary({{"in", "a"}, {"payload", payload}})}})
+                .find(std::string(159, 'x') + "… (261 bytes)\n"),
+            std::string::npos);
+}
+
+TEST(Timeline, LeavesOutOfARequestWhatIsAsBefore) {
+  const auto request = [](const char* path, const char* id, const Value& headers) {
+    return host::Event{{},
+                       "backend",
+                       "request",
+                       Value::dictionary({{"method", "POST"},
+                                          {"path", path},
+                                          {"query", Value::list({Value::list({"deviceid", id})})},
+                                          {"headers", headers},
+                                          {"identity", nullptr},
+                                          {"body", nullptr}})};
+  };
+  const Value one = Value::list({Value::list({"mapid", "1"}), Value::list({"apid", "2"})});
+  const Value other = Value::list({Value::list({"mapid", "1"}), Value::list({"apid", "3"})});
+  const Value fewer = Value::list({Value::list({"mapid", "1"})});
+  const std::string text = shown({request("/a", "d", one), request("/a", "d", one), request("/a", "e", other),
+                                  request("/a", "e", fewer), request("/b", "e", fewer)},
+                                 {.abridges = true});
+  EXPECT_EQ("\n" + text, R"(
+    0.000  backend       POST /a
+                           query     deviceid  d
+                           headers   mapid     1
+                                     apid      2
+                           body      none
+           backend       POST /a
+                           as before query, headers
+                           body      none
+           backend       POST /a
+                           query     deviceid  e
+                           headers   apid      3
+                           as before other query, other headers
+                           body      none
+           backend       POST /a
+                           headers   mapid  1
+                           as before query
+                           body      none
+           backend       POST /b
+                           query     deviceid  e
+                           headers   mapid     1
+                           body      none
+)");
+}
+
 TEST(Timeline, ShowsControlCharactersInsteadOfObeyingThem) {
   const host::Event event{{}, "platform", "token", Value::dictionary({{"token", "a\x1b[31m\xc2\x9b\xff\r"}})};
   const std::string text = shown({event});
@@ -110,6 +197,25 @@ TEST(Timeline, ColoursOnlyWhenAsked) {
   EXPECT_EQ(shown({event}).find('\x1b'), std::string::npos);
   EXPECT_EQ(shown({event}, {.inColour = true}),
             "\x1b[2m    0.000\x1b[0m  \x1b[36mexpectation \x1b[0m  \x1b[32m✓ \x1b[0m1 request\n");
+}
+
+TEST(PrettyJSON, KeepsOnALineWhatFitsThere) {
+  const std::string long70(70, 'x');
+  EXPECT_EQ(prettyJSON(Value::dictionary({{"a", Value::list({1, Value::list({})})}})), R"({"a":[1,[]]})");
+  EXPECT_EQ("\n" + prettyJSON(Value::dictionary({{"a", Value::list({long70, 1})},
+                                                 {"b", Value::dictionary({})},
+                                                 {"c", Value::list({long70, "20 more to be long"})}})),
+            R"(
+{
+  "a": [")" + long70 +
+                R"(",1],
+  "b": {},
+  "c": [
+    ")" + long70 +
+                R"(",
+    "20 more to be long"
+  ]
+})");
 }
 
 TEST(Trace, IsOneLineOfJSONForEachEvent) {
