@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "platform/class_face.h"
-#include "platform/export.h"
 #include "platform/objc.h"
 #include "platform/url_session.h"
 #include "platform/value.h"
@@ -18,7 +17,7 @@
 ///
 /// It holds no state: identity and configuration are asked of the core library afresh for each request, and the last
 /// accepted token is in the keychain. Any thread may call it. Nothing is retried; a failure is a log line and a false.
-class PL_EXPORT PLTokenManager {
+class PLTokenManager {
  public:
   /// True only for status 200 with a body that is JSON. Called at most once, on the network's thread for an answer,
   /// never on the main thread by the manager's doing.
