@@ -20,8 +20,9 @@ std::string elided(std::string text) {
   return text + "\u2026 (" + size + " bytes)";
 }
 
-/// The object in a JSON text, or nothing.
+/// The object in a JSON text; null for anything else.
 Value objectIn(const Value& text) {
+  if (text.text().empty()) return {};
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.text().data());
   const auto json = platform::JSONSerialization::JSONObjectWithData({bytes, text.text().size()}, nullptr);
   return json && json->ifDictionary() != nullptr ? *json : Value();
@@ -34,13 +35,12 @@ void appendPayload(Lines& lines, const Value& payload) {
   for (const auto& [key, value] : payload.entries()) {
     const Span name{padded(printable(key.description()), width), Ink::faint};
     const Value object = objectIn(value);
-    if (object.entries().empty()) lines.push_back({name, {elided(textOf(value))}});
-    const Pairs pairs = entriesOf(object);
-    const std::size_t inner = widthOfNames(pairs);
-    for (const auto& pair : pairs) {
-      lines.push_back({&pair == &pairs.front() ? name : Span{padded("", width)},
-                       {padded(printable(pair.first), inner) + "  ", Ink::faint},
-                       {elided(pair.second)}});
+    if (object.entries().empty()) lines.push_back({name, {elided(compactJSON(value))}});
+    const std::size_t inner = widthOfNames(entriesOf(object)) + 2;
+    for (const Value::Entry& entry : object.entries()) {
+      lines.push_back({&entry == object.entries().data() ? name : Span{padded("", width)},
+                       {padded(printable(entry.key.description()), inner), Ink::faint},
+                       {elided(compactJSON(entry.value))}});
     }
   }
 }

@@ -105,8 +105,8 @@ TEST(Timeline, TellsOfNotificationsInOneWay) {
     const char* text;
   } rows[] = {
       {"platform", "delivered",
-       R"({"in": "background", "notification": "a", "payload": {"aps": {}, "addInfo": "{\"id\":1,\"goal\":{}}", "n": "{"}})",
-       "delivers \"a\" in the background\n<aps      {}\n<addInfo  id    1\n<         goal  {}\n<n        {\n"},
+       R"({"in": "background", "notification": "a", "payload": {"aps": {}, "addInfo": "{\"id\":1,\"goal\":\"7\"}", "n": "{"}})",
+       "delivers \"a\" in the background\n<aps      {}\n<addInfo  id    1\n<         goal  \"7\"\n<n        \"{\"\n"},
       {"platform", "delivered", R"({"in": "foreground", "payload": {}})",
        "delivers a notification in the foreground\n<(an empty payload)\n"},
       {"user", "responded", R"({"with": "tap", "notification": "a"})", "taps \"a\"\n"},
@@ -136,10 +136,10 @@ TEST(Timeline, TellsOfNotificationsInOneWay) {
     }
     EXPECT_EQ(told, text);
   }
-  const std::string longText = std::string(159, 'x') + "é" + std::string(100, 'x');
+  const std::string longText = std::string(158, 'x') + "é" + std::string(100, 'x');
   const Value payload = Value::dictionary({{"n", longText}});
   EXPECT_NE(shown({{{}, "platform", "delivered", Value::dictionary({{"in", "a"}, {"payload", payload}})}})
-                .find(std::string(159, 'x') + "… (261 bytes)\n"),
+                .find(std::string(158, 'x') + "… (262 bytes)\n"),
             std::string::npos);
 }
 
