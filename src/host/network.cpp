@@ -252,6 +252,5 @@ Network::~Network() = default;
 void Network::start(std::shared_ptr<Load> load) { implementation_->start(std::move(load)); }
 void Network::endProcess(Process& process) { implementation_->endProcess(process); }
 void Network::forget(Process& process) { implementation_->forget(process); }
-void Network::cancelAll(Process& process) { forget(process); }
 
 }  // namespace host

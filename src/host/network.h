@@ -37,8 +37,6 @@ class Network {
   void endProcess(Process& process);
   /// Takes the mark of endProcess() back: another process may be made at the same address.
   void forget(Process& process);
-  /// Both at once, for a process that goes on.
-  void cancelAll(Process& process);
 
  private:
   class Implementation;

@@ -18,82 +18,64 @@ using test::raisedReason;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 const double nan = std::nan("");
+constexpr auto least = std::numeric_limits<std::int64_t>::min();
+constexpr auto greatest = std::numeric_limits<std::int64_t>::max();
+constexpr auto greatestUnsigned = std::numeric_limits<std::uint64_t>::max();
 
 TEST(Value, EqualsByValueAcrossKindsOfNumbersAndHashesAlike) {
-  const struct {
-    Value left, right;
-    bool areEqual;
-  } cases[] = {
-      {1, true, true},
-      {0, false, true},
-      {12, 12.0, true},
-      {-0.0, 0, true},
-      {12, "12", false},
-      {true, "1", false},
-      {(std::int64_t{1} << 53) + 1, 0x1p53, false},
-      {std::int64_t{1} << 53, 0x1p53, true},
-      {std::uint64_t{1} << 63, 0x1p63, true},
-      {std::numeric_limits<std::int64_t>::max(), 0x1p63, false},
-      {std::numeric_limits<std::uint64_t>::max(), 0x1p64, false},
-      {std::numeric_limits<std::uint64_t>::max(), -1, false},
-      {std::numeric_limits<std::int64_t>::min(), -0x1p63, true},
-      {0.5, 0, false},
-      {nan, nan, false},
-      {infinity, infinity, true},
-      {nullptr, nullptr, true},
-      {nullptr, false, false},
-      {"", Value::bytes(""), false},
-      {"a", "a", true},
-      {Value::bytes("a"), Value::bytes("a"), true},
-      {Value::list({}), Value::dictionary({}), false},
-      {Value::list({1, 2}), Value::list({1.0, 2}), true},
-      {Value::list({1, 2}), Value::list({2, 1}), false},
-      {Value::list({1}), Value::list({1, 1}), false},
-      {Value::dictionary({{"a", 1}, {"b", 2}}), Value::dictionary({{"b", 2.0}, {"a", true}}), true},
-      {Value::dictionary({{"a", 1}}), Value::dictionary({{"b", 1}}), false},
-      {Value::dictionary({{1, "x"}}), Value::dictionary({{1.0, "x"}}), true},
-      {Value::list({Value::list({1, Value::dictionary({})})}), Value::list({Value::list({1, Value::list({})})}), false},
+  const auto bytes = [](const char* text) { return Value::bytes(text); };
+  const auto list = [](std::initializer_list<Value> elements) { return Value::list(elements); };
+  const auto dictionary = [](std::initializer_list<Value::Entry> entries) { return Value::dictionary(entries); };
+  constexpr std::int64_t exact = std::int64_t{1} << 53;
+  const std::pair<Value, Value> equal[] = {
+      {0, false},
+      {-0.0, 0},
+      {1, true},
+      {12, 12.0},
+      {exact, 0x1p53},
+      {std::uint64_t{1} << 63, 0x1p63},
+      {least, -0x1p63},
+      {infinity, infinity},
+      {nullptr, nullptr},
+      {"a", "a"},
+      {bytes("a"), bytes("a")},
+      {list({1, 2}), list({1.0, 2})},
+      {dictionary({{"a", 1}, {"b", 2}}), dictionary({{"b", 2.0}, {"a", true}})},
+      {dictionary({{1, "x"}}), dictionary({{1.0, "x"}})},
   };
-  for (const auto& [left, right, areEqual] : cases) {
-    SCOPED_TRACE(left.description() + " and " + right.description());
-    EXPECT_EQ(left == right, areEqual);
-    EXPECT_EQ(right == left, areEqual);
-    if (areEqual) {
-      EXPECT_EQ(left.hash(), right.hash());
+  for (const auto& [left, right] : equal) {
+    EXPECT_EQ(left, right);
+    EXPECT_EQ(right, left);
+    EXPECT_EQ(left.hash(), right.hash()) << left.description() << " and " << right.description();
+  }
+  std::vector<Value> different;
+  const auto add = [&](std::initializer_list<Value> more) { different.insert(different.end(), more); };
+  add({12, "12", true, "1", false, nullptr, 0.5, -1, nan, "", bytes("")});
+  add({exact + 1, 0x1p53, greatest, 0x1p63, greatestUnsigned, 0x1p64});
+  add({list({}), list({1, 2}), list({2, 1}), list({1}), list({1, 1}), list({list({1, list({})})})});
+  add({dictionary({}), dictionary({{"a", 1}}), dictionary({{"b", 1}}), list({list({1, dictionary({})})})});
+  for (const Value& left : different) {
+    for (const Value& right : different) {
+      EXPECT_TRUE(&left == &right || left != right) << left.description() << " and " << right.description();
     }
   }
+  EXPECT_NE(Value(nan), Value(nan));
 }
 
 TEST(Value, ReadsAnInteger) {
-  constexpr auto least = std::numeric_limits<std::int64_t>::min();
-  constexpr auto greatest = std::numeric_limits<std::int64_t>::max();
-  const std::pair<Value, std::int64_t> cases[] = {
-      {"42", 42},
-      {" \t\n\u00a0\u3000-7 and more", -7},
-      {"+5", 5},
-      {"+-5", 0},
-      {"- 5", 0},
-      {"12.9", 12},
-      {"0x10", 0},
-      {"", 0},
-      {"   ", 0},
-      {"one", 0},
-      {"\xFF", 0},
-      {"٣", 0},
-      {"9223372036854775807", greatest},
-      {"9223372036854775808", greatest},
-      {"99999999999999999999999", greatest},
-      {"-9223372036854775808", least},
-      {"-9223372036854775809", least},
-      {true, 1},
-      {1.9, 1},
-      {-1.9, -1},
-      {nan, 0},
-      {infinity, greatest},
-      {-infinity, least},
-      {std::numeric_limits<std::uint64_t>::max(), -1},
+  const std::pair<std::int64_t, std::vector<Value>> cases[] = {
+      {0, {"+-5", "- 5", "0x10", "", "   ", "one", "\xFF", "٣", nan}},
+      {1, {true, 1.9, "1"}},
+      {-1, {-1.9, greatestUnsigned}},
+      {5, {"+5"}},
+      {-7, {" \t\n\u00a0\u3000-7 and more"}},
+      {12, {"12.9"}},
+      {greatest, {"9223372036854775807", "9223372036854775808", "99999999999999999999999", infinity}},
+      {least, {"-9223372036854775808", "-9223372036854775809", -infinity}},
   };
-  for (const auto& [value, integer] : cases) EXPECT_EQ(value.integerValue(), integer) << value.description();
+  for (const auto& [integer, values] : cases) {
+    for (const Value& value : values) EXPECT_EQ(value.integerValue(), integer) << value.description();
+  }
 }
 
 TEST(Value, PrintsAtTopLevel) {
@@ -103,7 +85,7 @@ TEST(Value, PrintsAtTopLevel) {
       {"as it is\n\"é\"", "as it is\n\"é\""},
       {true, "1"},
       {-5, "-5"},
-      {std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
+      {greatestUnsigned, "18446744073709551615"},
       {0.1, "0.1"},
       {3.0, "3"},
       {-0.0, "-0"},
