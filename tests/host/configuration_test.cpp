@@ -14,9 +14,10 @@ namespace {
 using platform::Value;
 using testing::HasSubstr;
 
-std::string errorOf(const std::vector<Value::Entry>& overrides) {
+template <class Work>
+std::string errorOf(const Work& work) {
   try {
-    host::configurationFrom(test::configuration("https://example.test", overrides), "/bundle/PellionInfo.plist");
+    work();
   } catch (const host::ConfigurationError& error) {
     return error.what();
   }
@@ -40,7 +41,11 @@ TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
       {{{"CA_FILE", std::string(5000, 'x')}}, "CA_FILE must name a file"},
       {{{"JWT_SECRET", nullptr}}, "JWT_SECRET is missing"},
   };
-  for (const auto& [overrides, expected] : cases) EXPECT_THAT(errorOf(overrides), HasSubstr(expected));
+  for (const auto& [overrides, expected] : cases) {
+    const Value dictionary = test::configuration("https://example.test", overrides);
+    EXPECT_THAT(errorOf([&] { host::configurationFrom(dictionary, "/bundle/PellionInfo.plist"); }),
+                HasSubstr(expected));
+  }
 }
 
 TEST(Configuration, readsEveryEntryFromTheFile) {
@@ -68,19 +73,12 @@ TEST(Configuration, readsEveryEntryFromTheFile) {
 TEST(Configuration, saysWhyAFileCannotBeRead) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
-  const auto error = [&]() -> std::string {
-    try {
-      host::readConfiguration(path);
-    } catch (const host::ConfigurationError& problem) {
-      return problem.what();
-    }
-    return "no error";
-  };
+  const auto error = [&] { return errorOf([&] { host::readConfiguration(path); }); };
   EXPECT_THAT(error(), HasSubstr(path.string()));
-  std::ofstream(path) << "<plist><array/></plist>";
-  EXPECT_THAT(error(), HasSubstr(path.string()));
-  std::ofstream(path) << "not a property list";
-  EXPECT_THAT(error(), HasSubstr(path.string()));
+  for (const char* text : {"<plist><array/></plist>", "not a property list"}) {
+    std::ofstream(path) << text;
+    EXPECT_THAT(error(), HasSubstr(path.string()));
+  }
 }
 
 }  // namespace

@@ -44,26 +44,19 @@ TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndGivesTheResult) {
   EXPECT_EQ(result, 1 - 200 + 4e9 + 0.75);
 }
 
-TEST_F(InvocationTest, GivesShortResultsTheirSize) {
+TEST_F(InvocationTest, GivesShortResultsTheirSizeAndZeroForANullTarget) {
   addMethod(
       cls, "flag", +[](id, SEL) { return std::int8_t{-3}; });
   auto invocation = Invocation::invocationWithObjCTypes("c@:");
-  invocation->setTarget(object.get());
   invocation->setSelector(sel("flag"));
-  invocation->invoke();
-  std::int8_t result[] = {0, 7};
-  invocation->getReturnValue(result);
-  EXPECT_EQ(result[0], -3);
-  EXPECT_EQ(result[1], 7);
-}
-
-TEST_F(InvocationTest, NullTargetAnswersZero) {
-  auto invocation = Invocation::invocationWithObjCTypes("i@:");
-  invocation->setSelector(sel("answer"));
-  invocation->invoke();
-  int result = 5;
-  invocation->getReturnValue(&result);
-  EXPECT_EQ(result, 0);
+  for (const id target : {object.get(), id()}) {
+    invocation->setTarget(target);
+    invocation->invoke();
+    std::int8_t result[] = {5, 7};
+    invocation->getReturnValue(result);
+    EXPECT_EQ(result[0], target == nullptr ? 0 : -3);
+    EXPECT_EQ(result[1], 7);
+  }
 }
 
 TEST_F(InvocationTest, RefusesWhatItsEncodingDoesNotSay) {

@@ -126,7 +126,7 @@ TEST_F(KeyValueObserving, ObserverRegisteredTwiceIsToldTwiceAndMayRemoveItselfIn
   EXPECT_EQ(changes.size(), 3U);
 }
 
-TEST_F(KeyValueObserving, RemovesByContextOrTheLatest) {
+TEST_F(KeyValueObserving, RemovesByContextAndRaisesForAStranger) {
   int first = 0;
   int second = 0;
   observe(newAndOld, &first);
@@ -135,14 +135,12 @@ TEST_F(KeyValueObserving, RemovesByContextOrTheLatest) {
   setDelegate(nullptr);
   ASSERT_EQ(changes.size(), 1U);
   EXPECT_EQ(changes[0].context, &second);
-  EXPECT_THROW(platform::removeObserver(application.get(), watcher.get(), "delegate", &first), platform::Exception);
-}
-
-TEST_F(KeyValueObserving, RemovingAStrangerRaises) {
-  EXPECT_EQ(raised([&] { platform::removeObserver(application.get(), watcher.get(), "delegate"); }),
+  EXPECT_EQ(raised([&] { platform::removeObserver(application.get(), watcher.get(), "delegate", &first); }),
             platform::format("NSRangeException: Cannot remove an observer <Watcher %p> for the key path \"delegate\" "
                              "from <Application %p> because it is not registered as an observer.",
                              {watcher.get(), application.get()}));
+  const Strong unobserved = platform::makeObject<Application>();
+  EXPECT_THROW(platform::removeObserver(unobserved.get(), watcher.get(), "delegate"), platform::Exception);
 }
 
 TEST_F(KeyValueObserving, SwizzledSetterAndDeadObserverAreMinded) {
