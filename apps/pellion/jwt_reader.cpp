@@ -17,7 +17,8 @@ namespace {
 
 using platform::Value;
 
-constexpr std::size_t largestContent = 16U << 20;
+// As much as a body that is not compressed may have. Small numbers in a list take a hundred times their text in memory.
+constexpr std::size_t largestContent = 1U << 20;
 
 std::optional<Value> jsonOf(std::string_view text) {
   try {
@@ -82,7 +83,9 @@ void openGzip(DecodedBody& body) {
   for (std::size_t i = 0; i < 4 && packed.size() >= smallest; ++i)
     size = size << 8 | static_cast<std::uint8_t>(packed[packed.size() - 1 - i]);
   if (size > largestContent) {
-    body.steps.push_back({"gzip that claims to hold " + std::to_string(size) + " bytes; left closed", true});
+    body.steps.push_back({"gzip too large: it claims to hold " + std::to_string(size) + " bytes, and at most " +
+                              std::to_string(largestContent) + " are opened",
+                          true});
     return;
   }
   const std::unique_ptr<libdeflate_decompressor, decltype(&libdeflate_free_decompressor)> decompressor(
@@ -91,7 +94,11 @@ void openGzip(DecodedBody& body) {
   const libdeflate_result result = libdeflate_gzip_decompress(decompressor.get(), packed.data(), packed.size(),
                                                               content.data(), content.size(), nullptr);
   if (result != LIBDEFLATE_SUCCESS) {
-    body.steps.push_back({"gzip that is damaged or cut short", true});
+    const bool isTooLarge = result == LIBDEFLATE_INSUFFICIENT_SPACE;
+    body.steps.push_back(
+        {isTooLarge ? "gzip too large: it holds more than the " + std::to_string(size) + " bytes that it claims"
+                    : "gzip that is damaged or cut short",
+         true});
     return;
   }
   body.steps.push_back({"gzip, " + std::to_string(packed.size()) + " to " + std::to_string(size) + " bytes"});

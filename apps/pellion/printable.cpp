@@ -33,6 +33,12 @@ std::string copied(std::string_view text, bool escapesControls) {
 std::string wellFormed(std::string_view text) { return copied(text, false); }
 std::string printable(std::string_view text) { return copied(text, true); }
 
+std::string_view beginning(std::string_view text, std::size_t largest) {
+  if (text.size() <= largest) return text;
+  while (largest > 0 && (text[largest] & 0xC0) == 0x80) --largest;
+  return text.substr(0, largest);
+}
+
 std::size_t columns(std::string_view text) {
   std::size_t count = 0;
   for (std::size_t at = 0; at < text.size(); ++count) host::nextCharacter(text, at);

@@ -19,6 +19,7 @@ using platform::Value;
 
 constexpr std::size_t timeWidth = 9;
 constexpr std::size_t actorWidth = 12;
+constexpr std::size_t largestEvent = 16'384;  // bytes; a few small ones can unpack to a hundred screens
 
 std::string timeText(std::chrono::nanoseconds time) {
   std::array<char, 32> text{};
@@ -79,15 +80,30 @@ void Timeline::operator()(const host::Event& event) {
   std::string actor(event.actor);
   actor.resize(std::max(actorWidth, actor.size()), ' ');
   std::string text = painted(time, Ink::faint) + "  " + painted(actor, Ink::actor) + "  ";
-  host::Event shown = event;
+  host::Event told = event;
   if (options_.abridges && event.actor == "backend" && event.what == "request") {
-    shown.details = abridged(event.details, std::exchange(lastRequest_, event.details));
+    told.details = abridged(event.details, std::exchange(lastRequest_, event.details));
   }
-  for (const Line& line : linesOf(shown)) {
-    for (const Span& span : line) text += painted(span.text, span.ink);
+  std::size_t left = largestEvent;
+  std::size_t leftOut = 0;
+  const auto writeLine = [&] {
     text.erase(text.find_last_not_of(' ') + 1);
     out_ << text << '\n';
     text.assign(timeWidth + 2 + actorWidth + 4, ' ');
+  };
+  for (const Line& line : linesOf(told)) {
+    const bool isShown = leftOut == 0;
+    for (const Span& span : line) {
+      const std::string_view shown = beginning(span.text, left);
+      text += painted(shown, span.ink);
+      left = shown.size() < span.text.size() ? 0 : left - shown.size();
+      leftOut += span.text.size() - shown.size();
+    }
+    if (isShown) writeLine();
+  }
+  if (leftOut > 0) {
+    text += painted("\u2026 " + std::to_string(leftOut) + " more bytes", Ink::faint);
+    writeLine();
   }
   out_.flush();
 }

@@ -192,6 +192,13 @@ TEST(Timeline, ShowsControlCharactersInsteadOfObeyingThem) {
   EXPECT_NE(text.find("a\\u001b[31m\\u009b\uFFFD\\u000d\n"), text.npos) << text;
 }
 
+TEST(Timeline, CutsAnEventThatIsLongerThanAnybodyReads) {
+  const std::string body = std::string(16'000, 'x') + std::string(1'000'000, '\n');
+  const std::string text = shown({{{}, "backend", "answer", Value::dictionary({{"status", 200}, {"body", body}})}});
+  EXPECT_LT(text.size(), 20'000U);
+  EXPECT_NE(text.find("  … 999629 more bytes\n"), text.npos);
+}
+
 TEST(Timeline, ColoursOnlyWhenAsked) {
   const host::Event event{{}, "expectation", "met", Value::dictionary({{"checked", "1 request"}})};
   EXPECT_EQ(shown({event}).find('\x1b'), std::string::npos);
