@@ -2,10 +2,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <mutex>
 #include <optional>
+#include <span>
 
 #include "host/network.h"
+#include "pellion/printable.h"
+#include "pellion/redaction.h"
 #include "pellion/scenario_expectation.h"
 #include "pellion/scenario_run.h"
 #include "pellion/server_probe.h"
@@ -32,16 +36,29 @@ struct BackendArguments {
   std::optional<std::string> secret;
 };
 
+/// Opening the trace would empty the scenario.
+void refuseTraceOverScenario(const std::string& trace, std::span<const Scenario> scenarios) {
+  for (const Scenario& scenario : scenarios) {
+    std::error_code ignored;  // a trace that is not there yet is nothing else
+    if (std::filesystem::equivalent(trace, scenario.file, ignored)) {
+      throw InputError("--trace " + trace + ": this is the scenario " + scenario.file + "; give a file of its own");
+    }
+  }
+}
+
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
   // Everything is read before anything runs: a slip in the last scenario shows at once.
   std::vector<Scenario> scenarios;
   for (const std::string& file : arguments.scenarios) scenarios.push_back(readScenario(file));
   if (arguments.server) {
     for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
-    checkServerIsReachable(*arguments.server);
+    checkServer(*arguments.server, scenarios);
   }
   std::optional<Trace> trace;
-  if (arguments.trace) trace.emplace(*arguments.trace);
+  if (arguments.trace) {
+    refuseTraceOverScenario(*arguments.trace, scenarios);
+    trace.emplace(*arguments.trace);
+  }
   Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,
                                        .withLog = arguments.withLog,
                                        .abridges = true,
@@ -51,6 +68,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
     if (trace) (*trace)(event);
   };
 
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
   host::Network network;
   std::size_t passedCount = 0;
   for (const Scenario& scenario : scenarios) {
@@ -70,6 +88,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
 
 int runBackend(const BackendArguments& arguments, const Surroundings& surroundings) {
   const host::Clock clock(host::Clock::Kind::realTime);
+  const Redaction redaction({arguments.secret.value_or("")});
   std::mutex mutex;
   Timeline timeline(surroundings.out, {.inColour = surroundings.inColour});
   std::optional<Backend> backend;
@@ -79,7 +98,7 @@ int runBackend(const BackendArguments& arguments, const Surroundings& surroundin
                                      .tell =
                                          [&](std::string_view what, const platform::Value& details) {
                                            const std::lock_guard lock(mutex);
-                                           timeline({clock.now(), "backend", what, details});
+                                           timeline({clock.now(), "backend", what, redaction.value(details)});
                                          },
                                      .keepsRequests = false});
     const std::lock_guard lock(mutex);
@@ -108,9 +127,7 @@ void defineBackend(CLI::App& app, BackendArguments& arguments) {
   command.footer("Example: pellion backend --port 8080 --secret not-a-real-secret");
 }
 
-}  // namespace
-
-int runCommandLine(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
   CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
   app.require_subcommand(0, 1);
@@ -129,11 +146,21 @@ int runCommandLine(const std::vector<std::string>& arguments, const Surroundings
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
   } catch (const CLI::ParseError& error) {
-    surroundings.err << "pellion: " << error.what() << "; pellion --help shows how it is called\n";
-  } catch (const InputError& error) {
-    surroundings.err << "pellion: " << error.what() << '\n';
+    throw InputError(error.what() + std::string("; pellion --help shows how it is called"));
   }
-  return inputUnusable;
+}
+
+}  // namespace
+
+int runCommandLine(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+  try {
+    const int status = parseAndRun(arguments, surroundings);
+    if (surroundings.out.flush()) return status;
+    throw InputError("not all of the output could be written; is the disk full, or has its reader gone?");
+  } catch (const std::exception& error) {  // an InputError, as a rule
+    surroundings.err << "pellion: " << printable(withoutUserInfo(error.what())) << '\n';
+    return inputUnusable;
+  }
 }
 
 }  // namespace pellion

@@ -14,6 +14,8 @@ struct Surroundings {
   bool inColour = false;
   /// Calls `start`, which leaves threads running, and returns when the command is told to end.
   std::function<void(const std::function<void()>& start)> runUntilTold = {};
+  /// Has `cleanUp` called if a signal ends the program.
+  std::function<void(std::function<void()> cleanUp)> cleanUpOnSignal = [](const auto&) {};
 };
 
 /// The whole command line, without the program's name. The exit status: 0; 1 for a failed expectation; 2 for input

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "pellion/redaction.h"
+
 namespace pellion {
 namespace {
 
@@ -30,25 +32,17 @@ bool equalWithoutCase(std::string_view left, std::string_view right) {
   return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-std::string maskedSecret(std::string_view secret) {
-  constexpr std::size_t shown = 4;
-  // A short one would be given away by its first characters.
-  return std::string(secret.substr(0, secret.size() > 2 * shown ? shown : 0)) + "\u2026 (" +
-         std::to_string(secret.size()) + " characters)";
-}
-
-/// Whatever the scheme, all behind its name is a secret.
-std::string maskedCredentials(std::string_view value) {
-  const std::size_t blank = value.find(' ');
-  if (blank == std::string_view::npos) return maskedSecret(value);
-  return std::string(value.substr(0, blank + 1)) + maskedSecret(value.substr(blank + 1));
+/// Whether a field holds what lets somebody in.
+bool isSecret(std::string_view field) {
+  constexpr std::string_view fields[] = {"Authorization", "Proxy-Authorization", "Cookie"};
+  return std::ranges::any_of(fields, [field](std::string_view name) { return equalWithoutCase(field, name); });
 }
 
 Value pairs(const std::vector<NameAndValue>& items) {
   std::vector<Value> list;
   list.reserve(items.size());
   for (const auto& [name, value] : items) {
-    list.push_back(Value::list({name, equalWithoutCase(name, "Authorization") ? maskedCredentials(value) : value}));
+    list.push_back(Value::list({name, isSecret(name) ? maskedCredentials(value) : value}));
   }
   return Value::list(list);
 }
@@ -114,20 +108,6 @@ std::vector<NameAndValue> parseQuery(std::string_view query) {
                        percentDecoded(item.substr(std::min(sign + 1, item.size()))));
   }
   return items;
-}
-
-std::string maskedBearer(std::string_view text) {
-  constexpr std::string_view scheme = "Bearer ";
-  std::string masked;
-  for (std::size_t found = 0; (found = text.find(scheme)) != std::string_view::npos;) {
-    masked += text.substr(0, found + scheme.size());
-    text.remove_prefix(found + scheme.size());
-    // In a log line the value is quoted or ends with the line.
-    const std::size_t length = std::min(text.find_first_of("\"\n"), text.size());
-    masked += maskedSecret(text.substr(0, length));
-    text.remove_prefix(length);
-  }
-  return masked.append(text);
 }
 
 }  // namespace pellion

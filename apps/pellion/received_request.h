@@ -29,14 +29,11 @@ struct ReceivedRequest {
   [[nodiscard]] const std::string* findHeader(std::string_view name) const;
   [[nodiscard]] const std::string* findQueryItem(std::string_view name) const;
 
-  /// For a timeline or a trace: names and values as lists of two, the bearer token masked.
+  /// For a timeline or a trace: names and values as lists of two, credentials masked.
   [[nodiscard]] platform::Value details() const;
 };
 
 /// The items of a query. An escape that is broken stays as it is, and so does a plus sign (RFC 3986).
 std::vector<NameAndValue> parseQuery(std::string_view query);
-
-/// Every bearer token in the text reduced to its first characters and its length: "Bearer tok-… (24 characters)".
-std::string maskedBearer(std::string_view text);
 
 }  // namespace pellion

@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "pellion/json_writer.h"
+#include "pellion/redaction.h"
 
 namespace pellion {
 namespace {

@@ -4,9 +4,11 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "pellion/configuration_check.h"
 #include "pellion/notification_steps.h"
 
 namespace pellion {
@@ -129,10 +131,16 @@ Scenario readScenario(std::string_view file, std::string_view text) {
   for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
   checkOrder(scenario);
   checkNotificationNames(scenario);
+  checkConfigurationSize(scenario);
   return scenario;
 }
 
 Scenario readScenario(const std::string& path) {
+  // A pipe without a writer would hold the reader for ever; the command's own input has one.
+  std::error_code ignored;  // whatever is wrong with the path shows when the file is opened
+  if (std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
+    throw InputError(path + ": not a regular file; give the path of a scenario, a JSON document");
+  }
   std::ifstream file(path, std::ios::binary);
   std::string text(largestFile + 1, '\0');
   file.read(text.data(), static_cast<std::streamsize>(text.size()));

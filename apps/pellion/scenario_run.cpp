@@ -1,10 +1,9 @@
 #include "pellion/scenario_run.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include "host/property_list.h"
+#include "pellion/configuration_check.h"
 #include "pellion/scenario_expectation.h"
 #include "platform/exception.h"
 
@@ -12,22 +11,24 @@ namespace pellion {
 
 using platform::Value;
 
-TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "pellion-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw InputError(pattern + ": " + std::strerror(errno) + "; set TMPDIR to a directory that can be written");
+namespace {
+
+std::vector<std::string> secretsOf(const Scenario& scenario) {
+  std::vector<std::string> secrets;
+  for (const JSONNode* configuration : configurationsOf(scenario)) {
+    for (const char* key : {"BEARER_TOKEN", "JWT_SECRET"}) {
+      if (const JSONNode* secret = configuration->find(key)) secrets.emplace_back(secret->value.text());
+    }
   }
-  path_ = pattern;
+  return secrets;
 }
 
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;  // what cannot be removed stays for the system to sweep
-  std::filesystem::remove_all(path_, ignored);
-}
+}  // namespace
 
 ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
     : scenario_(scenario),
       options_(std::move(options)),
+      redaction_(secretsOf(scenario)),
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
@@ -86,7 +87,9 @@ void ScenarioRun::receive(host::Event event) {
     event.details = Value::dictionary(entries);
   }
   untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
-  if (options_.sink) options_.sink(event);
+  if (!options_.sink) return;
+  event.details = redaction_.value(event.details);
+  options_.sink(event);
 }
 
 std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,22 +13,11 @@
 #include "host/event.h"
 #include "host/phone.h"
 #include "pellion/backend.h"
+#include "pellion/redaction.h"
 #include "pellion/scenario.h"
+#include "pellion/temporary_directory.h"
 
 namespace pellion {
-
-/// A new directory that goes with its owner.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  ~TemporaryDirectory();
-  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// One run of a scenario: a fresh phone, a backend of its own or somebody else's server, and what has happened so far.
 class ScenarioRun {
@@ -83,6 +71,7 @@ class ScenarioRun {
 
   const Scenario& scenario_;
   const Options options_;
+  const Redaction redaction_;
   std::mutex mutex_;
   std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
   std::vector<platform::Value::Entry> configuration_;

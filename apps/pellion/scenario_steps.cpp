@@ -46,8 +46,8 @@ constexpr std::pair<std::string_view, std::string_view> consentKeys[] = {{"anony
                                                                          {"deviceId", "DEVICE_ID"}};
 const Field consentFields[] = {{"anonymousUser", &shapes::boolean},
                                {"anonymousTracking", &shapes::boolean},
-                               {"anonymousId", &shapes::textOrNull},
-                               {"deviceId", &shapes::textOrNull}};
+                               {"anonymousId", &shapes::plainTextOrNull},
+                               {"deviceId", &shapes::plainTextOrNull}};
 
 void consent(ScenarioRun& run, const JSONNode& decisions) {
   std::vector<Value::Entry> overrides;

@@ -9,8 +9,11 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <variant>
 
+#include "host/http_url.h"
 #include "host/url_components.h"
+#include "pellion/configuration_check.h"
 #include "pellion/input_error.h"
 
 namespace pellion {
@@ -36,12 +39,34 @@ int connectionError(const addrinfo& address) {
   return error;
 }
 
+/// The hosts that the phone's policy may come to allow in the course of a scenario.
+host::NetworkPolicy policyOf(const Scenario& scenario) {
+  host::NetworkPolicy policy;
+  for (const JSONNode* configuration : configurationsOf(scenario)) {
+    const JSONNode* hosts = configuration->find("CLEAR_TEXT_HOSTS");
+    if (hosts == nullptr) continue;
+    for (const JSONNode& host : hosts->elements) policy.clearTextHosts.emplace_back(host.value.text());
+  }
+  return policy;
+}
+
 }  // namespace
 
-void checkServerIsReachable(const std::string& url) {
+void checkServer(const std::string& url, std::span<const Scenario> scenarios) {
+  const std::string unusable =
+      "--server " + url + ": not an http or https URL; give one such as https://push.example.org";
   const auto parts = host::parseURLComponents(url);
   if (!parts || !parts->host || parts->host->empty() || (parts->scheme != "http" && parts->scheme != "https")) {
-    throw InputError("--server " + url + ": not an http or https URL; give one such as https://push.example.org");
+    throw InputError(unusable);
+  }
+  for (const Scenario& scenario : scenarios) {
+    if (std::holds_alternative<host::HTTPURL>(
+            host::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
+      continue;
+    }
+    if (parts->scheme == "https") throw InputError(unusable);
+    throw InputError("--server " + url + ": clear text goes to loopback alone; use https, or name " + *parts->host +
+                     " in the CLEAR_TEXT_HOSTS of " + scenario.file);
   }
   const std::string unreachable = "--server " + url + ": cannot be reached: ";
   const std::string port = std::to_string(parts->port.value_or(parts->scheme == "https" ? 443 : 80));

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "host/ascii.h"
-#include "host/configuration.h"
+#include "pellion/configuration_check.h"
 #include "pellion/json_writer.h"
+#include "pellion/printable.h"
 
 namespace pellion {
 namespace {
@@ -16,6 +17,11 @@ namespace {
 using platform::Value;
 
 bool isText(const Value& value) { return value.kind() == Value::Kind::string; }
+
+bool isPlainText(const Value& value) {
+  return isText(value) &&
+         std::ranges::none_of(value.text(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
 
 bool isHex(const Value& value) {
   const auto isDigit = [](char character) { return std::isxdigit(static_cast<unsigned char>(character)) != 0; };
@@ -49,10 +55,7 @@ std::string names(std::span<const Field> fields) {
 std::string shown(const Value& value) {
   constexpr std::size_t longest = 40;
   std::string text = compactJSON(value);
-  if (text.size() <= longest) return text;
-  std::size_t length = longest;
-  while ((text[length] & 0xC0) == 0x80) --length;  // not inside a character
-  return text.substr(0, length) + "\u2026";
+  return text.size() <= longest ? text : std::string(beginning(text, longest)) + "\u2026";
 }
 
 void checkFields(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
@@ -69,20 +72,6 @@ void checkFields(std::string_view file, const JSONNode& node, const Shape& shape
       throw errorAt(file, node.position,
                     std::string(what) + " lacks \"" + std::string(field.name) + "\"; give it " +
                         std::string(field.shape->expected));
-    }
-  }
-}
-
-/// Each entry by itself, beside what every configuration needs: so the error is at the entry's place.
-void checkConfiguration(std::string_view file, const JSONNode& node) {
-  for (const JSONMember& entry : node.members) {
-    if (entry.value.value.isNull()) continue;
-    const Value dictionary =
-        Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
-    try {
-      host::configurationFrom(dictionary, placeText(file, entry.position));
-    } catch (const host::ConfigurationError& error) {
-      throw InputError(error.what());
     }
   }
 }
@@ -104,6 +93,8 @@ const Shape seconds{"a number of seconds from 0 to ten years", isSeconds};
 const Shape hex{"hexadecimal digits, two for each byte, such as \"0aff00\"", isHex};
 const Shape textOrNull{"a text, or null for absent",
                        [](const Value& value) { return value.isNull() || isText(value); }};
+const Shape plainTextOrNull{"a text without control characters, or null for absent",
+                            [](const Value& value) { return value.isNull() || isPlainText(value); }};
 const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\", or null for absent",
                       [](const Value& value) { return value.isNull() || isHex(value); }};
 const Shape configuration{"an object", isObject, {}, nullptr, checkConfiguration};

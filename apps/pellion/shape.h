@@ -30,15 +30,16 @@ namespace shapes {
 extern const Shape any;
 extern const Shape text;
 extern const Shape boolean;
-extern const Shape seconds;        ///< 0 to ten years
-extern const Shape hex;            ///< whole bytes
-extern const Shape textOrNull;     ///< null for absent
-extern const Shape hexOrNull;      ///< null for absent
-extern const Shape configuration;  ///< an object of entries of the phone's configuration, null for absent
-extern const Shape textsByName;    ///< an object of texts, null for absent
-extern const Shape hexByName;      ///< an object of hex, null for absent
-extern const Shape texts;          ///< a list
-extern const Shape headersToSend;  ///< an object: field names and values that may stand in an answer
+extern const Shape seconds;          ///< 0 to ten years
+extern const Shape hex;              ///< whole bytes
+extern const Shape textOrNull;       ///< null for absent
+extern const Shape plainTextOrNull;  ///< without control characters; null for absent
+extern const Shape hexOrNull;        ///< null for absent
+extern const Shape configuration;    ///< an object of entries of the phone's configuration, null for absent
+extern const Shape textsByName;      ///< an object of texts, null for absent
+extern const Shape hexByName;        ///< an object of hex, null for absent
+extern const Shape texts;            ///< a list
+extern const Shape headersToSend;    ///< an object: field names and values that may stand in an answer
 }  // namespace shapes
 
 bool isObject(const platform::Value& value);

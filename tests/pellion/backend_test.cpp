@@ -4,6 +4,7 @@
 
 #include "pellion/input_error.h"
 #include "pellion/json_writer.h"
+#include "pellion/redaction.h"
 #include "tests/pellion/raw_client.h"
 
 namespace pellion {
@@ -43,20 +44,21 @@ TEST(Backend, TellsWhoAskedAndShowsNoBearerTokenWhole) {
     told.append(what).append(compactJSON(details)).append("\n");
   }});
   exchange(backend.port(), post("/x?anondeviceid=a-1", "Authorization: Bearer secret-token-1\r\n"));
-  exchange(backend.port(), post("/x?deviceid=d-1", "authorization: Basic short\r\n"));
+  exchange(backend.port(), post("/x?deviceid=d-1", "authorization: Basic short\r\nCOOKIE: session=12345\r\n"));
   const std::lock_guard lock(mutex);
   EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"anonymous user","id":"a-1"})"));
   EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"device","id":"d-1"})"));
   EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer secr… (14 characters)"])x"));
-  EXPECT_THAT(told, HasSubstr(R"x(["authorization","Basic … (5 characters)"])x"));
+  EXPECT_THAT(told, HasSubstr(R"x(["authorization","Basic … (5 characters)"],["COOKIE","sess… (13 characters)"])x"));
   EXPECT_THAT(told,
               HasSubstr(R"(answer{"number":2,"status":200,"delay":0,"headers":[],"body":"{\"status\":\"ok\"}"})"));
 }
 
 TEST(Backend, MasksEveryBearerTokenOfALogLine) {
-  EXPECT_EQ(maskedBearer("{\n    Authorization = \"Bearer abcdefghi\";\n    x = \"Bearer 1234567890\";\n}"),
-            "{\n    Authorization = \"Bearer abcd… (9 characters)\";\n    x = \"Bearer 1234… (10 characters)\";\n}");
+  EXPECT_EQ(maskedBearer("{\n    Authorization = \"Bearer abcd\\\"fghi\";\n    x = \"Bearer 1234567890\";\n}"),
+            "{\n    Authorization = \"Bearer abcd… (10 characters)\";\n    x = \"Bearer 1234… (10 characters)\";\n}");
   EXPECT_EQ(maskedBearer("Bearer "), "Bearer … (0 characters)");
+  EXPECT_EQ(maskedBearer("Bearer ab\"cdefghi"), "Bearer ab\"c… (10 characters)");
 }
 
 TEST(Backend, AnswersTheNextRequestsAsToldAndThenAsBefore) {

@@ -2,12 +2,16 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
+
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "pellion/backend.h"
-#include "pellion/scenario_run.h"
+#include "pellion/end_signals.h"
+#include "pellion/temporary_directory.h"
 #include "tests/pellion/raw_client.h"
 
 namespace pellion {
@@ -138,6 +142,8 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
   const std::string port = std::to_string(busy.port());
   const std::string good = scenario("\"launch\"");
   const std::string missing = directory_.path() / "missing.json";
+  const std::string pipe = directory_.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{}, "no command is given; the commands are run and backend"},
       {{"walk"}, "not expected: walk"},
@@ -145,10 +151,16 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
       {{"run", missing}, missing + ": No such file or directory"},
       {{"run", directory_.path()}, directory_.path().string() + ": Is a directory"},
       {{"run", good, missing}, "missing.json"},
+      {{"run", missing + "\n\x1b[2J"}, "missing.json\\u000a\\u001b[2J: No such file"},
+      {{"run", pipe}, pipe + ": not a regular file"},
+      {{"run", good, "--trace", directory_.path() / "." / "s.json"}, "this is the scenario " + good},
       {{"run", good, "--trace", directory_.path() / "no" / "file"}, "No such file or directory"},
       {{"run", good, "--server", "ftp://127.0.0.1"}, "not an http or https URL"},
       {{"run", good, "--server", "http://127.0.0.1:1"}, "cannot be reached: Connection refused"},
-      {{"run", good, "--server", "http://nowhere.invalid"}, "cannot be reached: "},
+      {{"run", good, "--server", "https://u:p@nowhere.invalid"},
+       "--server https://nowhere.invalid: cannot be reached: "},
+      {{"run", good, "--server", "http://nowhere.invalid"},
+       "or name nowhere.invalid in the CLEAR_TEXT_HOSTS of " + good},
       {{"backend", "--port", port}, "port " + port + " cannot be had: Address already in use"},
       {{"backend", "--port", "70000"}, "70000 not in range 0 to 65535"},
   };
@@ -157,6 +169,9 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
     EXPECT_THAT(err_.str(), AllOf(HasSubstr("pellion: "), HasSubstr(text), ContainsRegex("^[^\n]*\n$")));
     EXPECT_EQ(out_.str(), "");
   }
+  const std::string allowed = scenario("", R"(, "CLEAR_TEXT_HOSTS": ["nowhere.invalid"])");
+  EXPECT_EQ(run({"run", allowed, "--server", "http://nowhere.invalid"}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("cannot be reached"));
   const std::pair<std::string, std::string> steps[] = {
       {R"({"expect": {"requests": []}})", ":3:13: \"requests\" cannot be expected with --server"},
       {R"({"backend": {}})", ":3:1: \"backend\" cannot be used with --server"}};
@@ -164,13 +179,31 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
     EXPECT_EQ(run({"run", scenario(step), "--server", "http://127.0.0.1:" + port}), 2);
     EXPECT_THAT(err_.str(), HasSubstr(text));
   }
-  const std::pair<const char*, const char*> configurations[] = {
-      {R"({"configure": {"JWT_SECRET": null}})", "JWT_SECRET is missing"},
-      {R"({"configure": {"APP_META": {"a": [null]}}})", "key path APP_META.a.0: a property list cannot hold"}};
-  for (const auto& [step, text] : configurations) {
-    EXPECT_EQ(run({"run", scenario(step)}), 2);
-    EXPECT_THAT(err_.str(), HasSubstr(std::string("s.json:3:1: the configuration cannot be used: ") + text));
-  }
+  EXPECT_EQ(run({"run", scenario(R"({"configure": {"JWT_SECRET": null}})")}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the configuration cannot be used: JWT_SECRET is missing"));
+}
+
+TEST_F(CommandLine, SaysWhatItCannotWrite) {
+  EXPECT_EQ(run({"run", scenario("\"launch\""), "--trace", "/dev/full"}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("not all of the trace could be written"));
+  setenv("TMPDIR", "/nonexistent", 1);
+  EXPECT_EQ(run({"run", scenario("\"launch\"")}), 2);
+  unsetenv("TMPDIR");
+  EXPECT_THAT(err_.str(), HasSubstr("set TMPDIR to a directory"));
+  std::ofstream full("/dev/full");
+  EXPECT_EQ(runCommandLine({"--version"}, {.out = full, .err = err_}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("not all of the output could be written"));
+}
+
+TEST_F(CommandLine, LeavesNoTemporaryFilesWhenASignalEndsIt) {
+  const std::vector<std::string> arguments{"run", scenario(R"({"advance": 60})"), "--realtime"};
+  const auto interrupt = [](std::function<void()> cleanUp) {
+    cleanUpOnSignal(std::move(cleanUp));
+    kill(getpid(), SIGTERM);
+  };
+  EXPECT_EXIT(runCommandLine(arguments, {.out = out_, .err = err_, .cleanUpOnSignal = interrupt}),
+              ::testing::KilledBySignal(SIGTERM), "");
+  EXPECT_FALSE(std::filesystem::exists(directory_.path()));
 }
 
 TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
@@ -192,15 +225,17 @@ TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
 TEST_F(CommandLine, SendsToAServerAndTracesWithoutSecrets) {
   Backend server({});
   const std::string trace = directory_.path() / "trace";
-  EXPECT_EQ(run({"run", scenario(R"("launch", {"token": "0aff"}, {"configure": {"BEARER_TOKEN": "another-token"}},
+  EXPECT_EQ(run({"run", scenario(R"("launch", {"configure": {"BEARER_TOKEN": "very\"-secret-token"}}, {"token": "0aff"},
+                                    {"say": "a-very-secret-token, very\"-secret-token, http://u:-token@h/"},
                                     {"expect": {"keychain": {"com.tovrin.pellion.apnstoken": "0aff"}}})"),
                  "--server", server.url(), "--trace", trace, "--log"}),
             0)
       << out_.str() << err_.str();
   EXPECT_EQ(server.takeRequests().size(), 1U);
   for (const std::string& text : {out_.str(), fileText(trace)}) {
-    EXPECT_THAT(text, AllOf(HasSubstr("Http headers -> "), HasSubstr("Bearer very… (17 characters)"),
-                            Not(HasSubstr("secret-token")), Not(HasSubstr("another-token"))));
+    EXPECT_THAT(text,
+                AllOf(HasSubstr("Http headers -> "), HasSubstr("Bearer very… (19 characters)"), HasSubstr("http://h/"),
+                      HasSubstr("a-very… (17 characters), very… (18 characters)"), Not(HasSubstr("-token"))));
   }
 }
 

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/value.h"
+
+namespace pellion {
+
+/// The value of a field that authorizes, whatever its scheme: "Digest abcd… (24 characters)".
+std::string maskedCredentials(std::string_view value);
+
+/// Every bearer token in the text reduced to its first characters and its length: "Bearer tok-… (24 characters)".
+std::string maskedBearer(std::string_view text);
+
+/// The URLs in the text without the user's name and password.
+std::string withoutUserInfo(std::string_view text);
+
+/// Takes what nobody should read out of what is shown or traced: secrets that are known, wherever they stand, and the
+/// user information of URLs.
+class Redaction {
+ public:
+  /// A secret of less than six characters stays: it would be found in the midst of ordinary words.
+  explicit Redaction(const std::vector<std::string>& secrets);
+  [[nodiscard]] std::string text(std::string_view text) const;
+  /// With all the texts in it, names included.
+  [[nodiscard]] platform::Value value(const platform::Value& value) const;
+
+ private:
+  struct Secret {
+    std::string text;
+    std::string mask;
+  };
+  std::vector<Secret> secrets_;  ///< as they are and as JSON escapes them, longer ones first
+};
+
+}  // namespace pellion
