@@ -201,7 +201,9 @@ simdjson::error_code decode(std::string_view text, std::optional<Value>& result)
 
 std::optional<Value> JSONObjectWithData(ByteView data, Error* error) {
   std::optional<Value> result;
-  const auto code = decode({reinterpret_cast<const char*>(data.data()), data.size()}, result);
+  // No bytes may come without an address, which the parser would copy from.
+  const auto code =
+      data.empty() ? simdjson::EMPTY : decode({reinterpret_cast<const char*>(data.data()), data.size()}, result);
   if (code != simdjson::SUCCESS && error != nullptr) {
     *error = {std::string(cocoaErrorDomain), 3840, "The data couldn’t be read because it isn’t in the correct format.",
               Value::dictionary({{"NSDebugDescription", debugDescription(code)}})};
