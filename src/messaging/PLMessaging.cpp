@@ -56,7 +56,7 @@ void PLMessaging::applicationDidBecomeActive(id) {
       drainDelay, [this, self = platform::Strong(platform::objectOf(*this))] { drainSharedStats(); });
 }
 
-void PLMessaging::drainSharedStats() {
+void PLMessaging::drainSharedStats() const {
   const std::shared_ptr<platform::UserDefaults> defaults = getSharedDefaults();
   if (!defaults) return;
   const std::optional<platform::Value> pending = defaults->objectForKey(pendingStatsKey);

@@ -64,20 +64,20 @@ class PL_EXPORT PLMessaging {
 
   /// A new handle on the App Group's store, or null when no group is configured.
   [[nodiscard]] std::shared_ptr<platform::UserDefaults> getSharedDefaults() const;
-  void updateBadgeCount(std::int64_t count);
+  void updateBadgeCount(std::int64_t count) const;
   [[nodiscard]] std::int64_t getBadgeCount() const;  ///< 0 when none is stored
 
   static constexpr const char* className = "PLMessaging";
   static void defineClass(platform::ClassFace<PLMessaging>& face);
 
  private:
-  void drainSharedStats();
+  void drainSharedStats() const;
   std::optional<platform::Value> parsedAddInfo(const platform::Value* payload) const;
   const platform::Value* rememberID(const platform::Value& addInfo);
   void storeGoal(const platform::Value& addInfo);
   void recordTap(const platform::Value& addInfo, const platform::Value& notificationID);
   void recordAction(const platform::Value& addInfo, const platform::Value& notificationID,
-                    const std::optional<platform::Value>& identifier);
+                    const std::optional<platform::Value>& identifier) const;
   void convertIfGoal(const platform::Value* name);
 
   std::optional<platform::Value> apnsToken_;

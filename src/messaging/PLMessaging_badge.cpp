@@ -17,7 +17,7 @@ std::shared_ptr<platform::UserDefaults> PLMessaging::getSharedDefaults() const {
   return platform::UserDefaults::initWithSuiteName(fileManager.extensionAppGroup().value_or(""));
 }
 
-void PLMessaging::updateBadgeCount(std::int64_t count) {
+void PLMessaging::updateBadgeCount(std::int64_t count) const {
   const std::shared_ptr<platform::UserDefaults> defaults = getSharedDefaults();
   if (!defaults) return;
   defaults->setObject(count, badgeKey);

@@ -112,7 +112,7 @@ void PLMessaging::recordTap(const Value& addInfo, const Value& notificationID) {
 }
 
 void PLMessaging::recordAction(const Value& addInfo, const Value& notificationID,
-                               const std::optional<Value>& identifier) {
+                               const std::optional<Value>& identifier) const {
   PL_LOG(platform::pellionLog, "-[PLMessaging appDidReceiveMessage:withResponse:]",
          "Action Identifier : %@ for Notification ID %@", identifier, notificationID);
   const Value* buttons = findValueForKey("actionButton", &addInfo);
