@@ -35,7 +35,7 @@ std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
   const bool exists = ::mknod(path.c_str(), S_IFREG | ownerOnly, 0) == 0 || errno == EEXIST;
   if (!exists || ::lstat(path.c_str(), &found) != 0) return std::strerror(errno);
   if (!S_ISREG(found.st_mode)) return "it is no regular file";
-  if ((found.st_mode & ~S_IFMT) != ownerOnly && ::chmod(path.c_str(), ownerOnly) != 0) return std::strerror(errno);
+  if ((found.st_mode & ALLPERMS) != ownerOnly && ::chmod(path.c_str(), ownerOnly) != 0) return std::strerror(errno);
   return {};
 }
 

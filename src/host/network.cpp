@@ -47,7 +47,7 @@ class Network::Implementation {
   Implementation& operator=(const Implementation&) = delete;
   ~Implementation();
 
-  void start(std::shared_ptr<Load> load);
+  void start(const std::shared_ptr<Load>& load);
   void endProcess(const Process& process);
   void forget(const Process& process);
 
@@ -97,7 +97,7 @@ Network::Implementation::~Implementation() {
   if (thread_.joinable()) thread_.join();
 }
 
-void Network::Implementation::start(std::shared_ptr<Load> load) {
+void Network::Implementation::start(const std::shared_ptr<Load>& load) {
   makeThreads();
   MainQueue& mainQueue = load->process().mainQueue();
   mainQueue.beginOutsideWork();
@@ -249,7 +249,7 @@ void Network::Implementation::deliver(std::shared_ptr<Load> load) {
 
 Network::Network() : implementation_(std::make_unique<Implementation>()) {}
 Network::~Network() = default;
-void Network::start(std::shared_ptr<Load> load) { implementation_->start(std::move(load)); }
+void Network::start(const std::shared_ptr<Load>& load) { implementation_->start(load); }
 void Network::endProcess(Process& process) { implementation_->endProcess(process); }
 void Network::forget(Process& process) { implementation_->forget(process); }
 

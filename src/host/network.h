@@ -29,7 +29,7 @@ class Network {
 
   /// Takes over a task that has just been resumed; one of a process that is ending has its handler released unrun on
   /// the spot. Any thread. Throws std::system_error when the first request finds no threads to be had.
-  void start(std::shared_ptr<Load> load);
+  void start(const std::shared_ptr<Load>& load);
 
   // How a process ends: endProcess() first, then whatever of it may still start requests, forget() last.
   /// Ends the transfers of a process without running their handlers and refuses what it starts from now on; returns
