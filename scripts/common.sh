@@ -50,3 +50,11 @@ build() {
     return 1
   fi
 }
+
+# build_benchmarks [TARGET...]: the release preset with the benchmarks.
+build_benchmarks() {
+  if ! grep -qs '^PELLION_BENCH:BOOL=ON$' "$root/build/release/CMakeCache.txt"; then
+    configure release -DPELLION_BENCH=ON || return
+  fi
+  build release "$@"
+}
