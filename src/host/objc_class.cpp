@@ -82,9 +82,15 @@ void Runtime::disposeClassPair(Class cls) {
   if (std::ranges::any_of(cls->subclasses, [meta](Class each) { return each != meta; })) return;
   if (cls->superclass != nullptr) std::erase(cls->superclass->subclasses, cls);
   std::erase(meta->superclass->subclasses, meta);
-  if (cls->isRegistered) classes_.erase(cls->name);
+  if (const auto found = classes_.find(cls->name); found != classes_.end() && found->second == cls)
+    classes_.erase(found);
   ended = std::move(*place);
   pairs_.erase(place);
+}
+
+void Runtime::hideClass(std::string_view name) {
+  const std::lock_guard lock(mutex_);
+  if (const auto found = classes_.find(name); found != classes_.end()) classes_.erase(found);
 }
 
 Class Runtime::findRegisteredClass(std::string_view name) {

@@ -21,6 +21,14 @@ void Runtime::registerProtocol(Protocol* protocol) {
   if (protocols_.emplace(protocol->name, protocol).second) protocol->isRegistered = true;
 }
 
+void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods) {
+  Protocol* protocol = objc_allocateProtocol(name);
+  for (const auto& [selector, types] : methods) {
+    protocol_addMethodDescription(protocol, sel_registerName(selector), types, false, true);
+  }
+  objc_registerProtocol(protocol);
+}
+
 }  // namespace host
 
 Protocol* objc_getProtocol(const char* name) {

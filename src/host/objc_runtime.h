@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -123,6 +124,13 @@ void emptyMethodCaches(Class cls);
 /// The one implementation that stands for "no method": raises "unrecognized selector" when called.
 IMP forwardingMarker();
 
+struct MethodDeclaration {
+  const char* selector;
+  const char* types;
+};
+/// Registers a protocol whose methods are optional instance methods.
+void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods);
+
 /// The first class from `cls` upwards that `test` accepts, or null.
 template <class Test>
 Class findClass(Class cls, Test test) {
@@ -144,6 +152,8 @@ class Runtime {
   Class allocateClassPair(Class superclass, const char* name);
   void registerClassPair(Class cls);
   void disposeClassPair(Class cls);
+  /// From now on nobody finds the class by its name; whoever has it keeps it.
+  void hideClass(std::string_view name);
   Class findRegisteredClass(std::string_view name);
 
   Protocol* findProtocol(std::string_view name);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/objc_runtime.h"
 #include "host/property_list.h"
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
@@ -59,6 +60,7 @@ Process& Phone::launch() {
   const ProcessScope scope(*process_);
   UIApplication::install();
   installUserNotifications();
+  for (const std::string& name : options_.hiddenClasses) Runtime::current().hideClass(name);
   tell("app", "launched", Value::dictionary({}));
   return *process_;
 }

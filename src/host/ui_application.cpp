@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/nsurl.h"
+#include "host/objc_runtime.h"
 #include "host/process.h"
 #include "host/url_components.h"
 #include "platform/send.h"
@@ -21,20 +22,61 @@ struct Badge {
   std::atomic<std::int64_t> number = 0;  // the application may set it from any thread
 };
 
+// Of the delegate's optional methods those that this phone calls.
+constexpr MethodDeclaration delegateMethods[] = {
+    {"application:didFinishLaunchingWithOptions:", platform::methodEncoding<bool, id, id>.data()},
+    {"applicationDidBecomeActive:", platform::methodEncoding<void, id>.data()},
+    {"application:didRegisterForRemoteNotificationsWithDeviceToken:", platform::methodEncoding<void, id, id>.data()},
+    {"application:didFailToRegisterForRemoteNotificationsWithError:", platform::methodEncoding<void, id, id>.data()},
+    {"application:didReceiveRemoteNotification:fetchCompletionHandler:",
+     platform::methodEncoding<void, id, id, platform::BlockPtr<void(platform::UIBackgroundFetchResult)>>.data()},
+};
+
+UIApplication& shared() { return platform::Process::shared<platform::Singleton<UIApplication>>().get(); }
+
 }  // namespace
 
-void UIApplication::install() { platform::classOf<UIApplication>(); }
+void UIApplication::install() {
+  defineOptionalProtocol("UIApplicationDelegate", delegateMethods);
+  platform::classOf<UIApplication>();
+}
 
 void UIApplication::defineClass(platform::ClassFace<UIApplication>& face) {
   face.classMethod<&UIApplication::sharedApplication>("sharedApplication")
+      .method<&UIApplication::delegate>("delegate")
+      .method<&UIApplication::setDelegate>("setDelegate:")
+      .method<&UIApplication::registerForRemoteNotifications>("registerForRemoteNotifications")
       .method<&UIApplication::canOpenURL>("canOpenURL:")
       .method<&UIApplication::openURL>("openURL:options:completionHandler:")
       .method<&UIApplication::applicationIconBadgeNumber>("applicationIconBadgeNumber")
       .method<&UIApplication::showBadge>("setApplicationIconBadgeNumber:");
 }
 
-id UIApplication::sharedApplication() {
-  return platform::objectOf(platform::Process::shared<platform::Singleton<UIApplication>>().get());
+id UIApplication::sharedApplication() { return platform::objectOf(shared()); }
+
+id UIApplication::delegate() const { return delegate_.load().autoreleased(); }
+
+void UIApplication::setDelegate(id delegate) {
+  delegate_.store(delegate);
+  answered_.clear();
+  for (const auto& [name, types] : delegateMethods) {
+    const SEL callback = sel_registerName(name);
+    if (platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), callback)) {
+      answered_.push_back(callback);
+    }
+  }
+}
+
+platform::Strong UIApplication::delegateAnswering(SEL callback) {
+  const UIApplication& application = shared();
+  return std::ranges::find(application.answered_, callback) != application.answered_.end()
+             ? application.delegate_.load()
+             : platform::Strong();
+}
+
+// The answer comes through the delegate, whenever the phone has one.
+void UIApplication::registerForRemoteNotifications() {
+  Process::current().tell("app", "asks for a device token", Value::dictionary({}));
 }
 
 bool UIApplication::canOpenURL(id url) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/objc_runtime.h"
 #include "host/process.h"
 #include "host/ui_application.h"
 #include "platform/block.h"
@@ -71,32 +72,53 @@ class UNNotificationResponse {
 /// The one notification center of a process, `currentNotificationCenter`.
 class UNUserNotificationCenter {
  public:
+  [[nodiscard]] Strong keptDelegate() const { return delegate_.load(); }
+
   static constexpr const char* className = "UNUserNotificationCenter";
   static void defineClass(ClassFace<UNUserNotificationCenter>& face) {
-    face.classMethod<&UNUserNotificationCenter::currentNotificationCenter>("currentNotificationCenter")
+    face.classMethod<&host::currentNotificationCenter>("currentNotificationCenter")
+        .method<&UNUserNotificationCenter::delegate>("delegate")
+        .method<&UNUserNotificationCenter::setDelegate>("setDelegate:")
         .method<&UNUserNotificationCenter::setBadgeCount>("setBadgeCount:withCompletionHandler:");
   }
 
  private:
-  static id currentNotificationCenter() {
-    return platform::objectOf(platform::Process::shared<platform::Singleton<UNUserNotificationCenter>>().get());
-  }
+  [[nodiscard]] id delegate() const { return delegate_.load().autoreleased(); }
+  void setDelegate(id delegate) { delegate_.store(delegate); }
   void setBadgeCount(std::int64_t count, platform::BlockPtr<void(id)> completion) {
     UIApplication::showBadge(count);
     if (completion == nullptr) return;
     Process::current().mainQueue().async([block = platform::Block<void(id)>(completion)] { block(nullptr); });
   }
+
+  platform::Weak delegate_;  // whoever sets it keeps it
+};
+
+UNUserNotificationCenter& currentCenter() {
+  return platform::Process::shared<platform::Singleton<UNUserNotificationCenter>>().get();
+}
+
+constexpr MethodDeclaration delegateMethods[] = {
+    {"userNotificationCenter:willPresentNotification:withCompletionHandler:",
+     platform::methodEncoding<void, id, id, PresentationHandler>.data()},
+    {"userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:",
+     platform::methodEncoding<void, id, id, platform::BlockPtr<void()>>.data()},
 };
 
 }  // namespace
 
 void installUserNotifications() {
+  defineOptionalProtocol("UNUserNotificationCenterDelegate", delegateMethods);
   platform::classOf<UNNotificationContent>();
   platform::classOf<UNNotificationRequest>();
   platform::classOf<UNNotification>();
   platform::classOf<UNNotificationResponse>();
   platform::classOf<UNUserNotificationCenter>();
 }
+
+id currentNotificationCenter() { return platform::objectOf(currentCenter()); }
+
+Strong notificationCenterDelegate() { return currentCenter().keptDelegate(); }
 
 Strong makeNotification(const Value& userInfo) {
   return platform::makeObject<UNNotification>(

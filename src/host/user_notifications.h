@@ -1,12 +1,21 @@
 #pragma once
 
+#include "platform/block.h"
 #include "platform/reference.h"
+#include "platform/user_notifications.h"
 #include "platform/value.h"
 
 namespace host {
 
-/// Makes the UserNotifications classes known to the current process.
+/// Makes the UserNotifications classes and the protocol UNUserNotificationCenterDelegate known to the current process.
 void installUserNotifications();
+
+/// The one UNUserNotificationCenter of the current process, also where its class is not found by name.
+id currentNotificationCenter();
+/// Its delegate, which it does not keep alive; or none.
+platform::Strong notificationCenterDelegate();
+
+using PresentationHandler = platform::BlockPtr<void(platform::UNNotificationPresentationOptions)>;
 
 /// A UNNotification whose request's content carries `userInfo`.
 platform::Strong makeNotification(const platform::Value& userInfo);

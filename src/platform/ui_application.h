@@ -1,6 +1,19 @@
 #pragma once
 
+#include <cstdint>
+
 #include "platform/url.h"
+
+namespace platform {
+
+/// What an application has found after a notification that woke it up: the platform's values.
+enum UIBackgroundFetchResult : std::uint64_t {
+  UIBackgroundFetchResultNewData = 0,
+  UIBackgroundFetchResultNoData = 1,
+  UIBackgroundFetchResultFailed = 2,
+};
+
+}  // namespace platform
 
 namespace platform::UIApplication {
 
