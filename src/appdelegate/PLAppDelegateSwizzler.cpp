@@ -1,0 +1,98 @@
+// The donor methods: what runs in place of the application delegate's callbacks, with the delegate as its receiver.
+// Every interceptor first, in the registry's order, then the application's own code.
+
+#include "appdelegate/PLAppDelegateSwizzler.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "appdelegate/donor_methods.h"
+#include "platform/block.h"
+#include "platform/dispatch.h"
+#include "platform/ui_application.h"
+
+namespace {
+
+using platform::UIBackgroundFetchResult;
+using FetchHandler = platform::BlockPtr<void(UIBackgroundFetchResult)>;
+
+/// The application's own implementation of a delegate's method, or null.
+IMP ownImplementation(SEL selector, id delegate) {
+  return PLAppDelegateSwizzler::fetchOriginalSelectorImplementation(selector, delegate).value_or(nullptr);
+}
+
+/// Sends the arguments to the interceptor, unless the platform does not know the selector.
+template <class... A>
+void callInterceptor(id interceptor, SEL selector, const A&... arguments) {
+  std::optional<platform::Invocation> invocation = PLAppDelegateSwizzler::invokeAppDelegateForSelector(selector);
+  if (!invocation) return;
+  invocation->setTarget(interceptor);
+  invocation->setSelector(selector);
+  std::size_t index = 2;
+  (invocation->setArgument(&arguments, index++), ...);
+  invocation->invoke();
+}
+
+/// A callback with one argument besides the application.
+template <const DonorMethod& method>
+void forward(id self, SEL /*donor*/, id application, id argument) {
+  static const SEL target = sel_registerName(method.target);
+  const IMP own = ownImplementation(target, self);
+  const auto call = [&](id interceptor) { callInterceptor(interceptor, target, application, argument); };
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(target, std::ref(call));
+  if (own != nullptr) reinterpret_cast<void (*)(id, SEL, id, id)>(own)(self, target, application, argument);
+}
+
+/// New data anywhere wins, then no data; failure only when every participant failed, or nobody took part.
+UIBackgroundFetchResult merged(const std::vector<std::int32_t>& results) {
+  bool allFailed = true;
+  bool newData = false;
+  for (const std::int32_t result : results) {
+    newData = newData || result == platform::UIBackgroundFetchResultNewData;
+    allFailed = allFailed && result != platform::UIBackgroundFetchResultNewData &&
+                result != platform::UIBackgroundFetchResultNoData;
+  }
+  if (allFailed) return platform::UIBackgroundFetchResultFailed;
+  return newData ? platform::UIBackgroundFetchResultNewData : platform::UIBackgroundFetchResultNoData;
+}
+
+// Each participant gets a handler that collects its result. Once all have answered the platform's gets the merged one,
+// on the main queue. Kept: nobody who never answers is given up, nobody who answers twice is stopped.
+void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, FetchHandler handler) {
+  static const SEL target = sel_registerName(didReceive.target);
+  const IMP own = ownImplementation(target, self);
+  const platform::DispatchGroup group;
+  const auto results = std::make_shared<std::vector<std::int32_t>>();
+  const platform::Block<void(UIBackgroundFetchResult)> collector([group, results](UIBackgroundFetchResult result) {
+    results->push_back(static_cast<std::int32_t>(result));
+    group.leave();
+  });
+  const FetchHandler collect = collector.get();
+  const auto call = [&](id interceptor) {
+    group.enter();
+    callInterceptor(interceptor, target, application, userInfo, collect);
+  };
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(target, std::ref(call));
+  if (own != nullptr) {
+    group.enter();
+    reinterpret_cast<void (*)(id, SEL, id, id, FetchHandler)>(own)(self, target, application, userInfo, collect);
+  }
+  group.notifyOnMainQueue([results, completion = platform::Block<void(UIBackgroundFetchResult)>(handler)] {
+    completion(merged(*results));
+  });
+}
+
+}  // namespace
+
+void PLAppDelegateSwizzler::defineClass(platform::ClassFace<PLAppDelegateSwizzler>& face) {
+  face.method<&forward<didRegister>>(didRegister.donor)
+      .method<&forward<didFailToRegister>>(didFailToRegister.donor)
+      .method<&forwardNotification>(didReceive.donor);
+}
+
+std::optional<platform::Invocation> PLAppDelegateSwizzler::invokeAppDelegateForSelector(SEL selector) {
+  const char* types =
+      protocol_getMethodDescription(objc_getProtocol("UIApplicationDelegate"), selector, false, true).types;
+  return platform::Invocation::invocationWithObjCTypes(types);
+}

@@ -1,0 +1,61 @@
+// The interceptors, and the broadcast to them.
+
+#include "appdelegate/PLAppDelegateSwizzler.h"
+#include "appdelegate/interceptor_registry.h"
+#include "platform/log.h"
+
+std::optional<std::string> PLAppDelegateSwizzler::registerAppDelegateInterceptor(id interceptor) {
+  constexpr const char* method = "+[PLAppDelegateSwizzler registerAppDelegateInterceptor:]";
+  if (interceptor == nullptr) {
+    PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot add nil interceptor.");
+    return std::nullopt;
+  }
+  if (!platform::send<bool(Protocol*)>(interceptor, sel_registerName("conformsToProtocol:"),
+                                       objc_getProtocol("UIApplicationDelegate"))) {
+    PL_LOG(platform::pellionWarning, method, "AppDelegateProxy interceptor does not conform to UIApplicationDelegate");
+    return std::nullopt;
+  }
+  std::string interceptorID = platform::format("PLX_%p", {interceptor});
+  if (interceptorID.empty()) {  // the form above never is
+    PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot create Interceptor ID.");
+    return std::nullopt;
+  }
+  platform::Strong container = platform::makeObject<PLXSafeWeakContainer>();
+  platform::objectState<PLXSafeWeakContainer>(container.get()).setObject(interceptor);
+  interceptors().set(interceptorID, std::move(container));
+  return interceptorID;
+}
+
+void PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(const std::string* interceptorID) {
+  constexpr const char* method = "+[PLAppDelegateSwizzler unregisterAppDelegateInterceptorWithIdentifier:]";
+  if (interceptorID == nullptr) {
+    PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot unregister empty interceptor ID.");
+    return;
+  }
+  const PLXSafeWeakContainer* container = interceptors().find(*interceptorID);
+  if (container != nullptr && container->object()) {
+    interceptors().remove(*interceptorID);
+  } else {
+    PL_LOG(platform::pellionWarning, method,
+           "AppDelegateProxy cannot unregister interceptor that was not registered. Interceptor ID %@", *interceptorID);
+  }
+}
+
+InterceptorRegistry& PLAppDelegateSwizzler::interceptors() { return platform::Process::shared<InterceptorRegistry>(); }
+
+void PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(SEL selector,
+                                                                 const std::function<void(id interceptor)>& callback) {
+  static const SEL responds = sel_registerName("respondsToSelector:");
+  if (!callback) return;
+  InterceptorRegistry& registry = interceptors();
+  registry.forEach([&](const std::string& interceptorID, const PLXSafeWeakContainer& container) {
+    const platform::Strong interceptor = container.object();
+    if (!interceptor) {
+      PL_LOG(platform::warning, "+[PLAppDelegateSwizzler broadcastToInterceptorsUsingSelector:callback:]_block_invoke",
+             "AppDelegateProxy cannot find interceptor with ID %@. Removing the interceptor.", interceptorID);
+      registry.remove(interceptorID);
+    } else if (platform::send<bool(SEL)>(interceptor.get(), responds, selector)) {
+      callback(interceptor.get());
+    }
+  });
+}

@@ -1,0 +1,53 @@
+#include "appdelegate/PLXAppDelegateObserver.h"
+
+#include <optional>
+
+#include "appdelegate/PLAppDelegateSwizzler.h"
+#include "appdelegate/proxied_app_delegate.h"
+#include "platform/key_value_observing.h"
+#include "platform/value.h"
+
+namespace {
+
+constexpr const char* delegateKey = "delegate";
+
+using platform::Value;
+
+std::optional<Value> valueUnder(const char* key, const std::optional<Value>& change) {
+  const Value* value = change ? change->find(key) : nullptr;
+  return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+/// `isEqual:` as asked of what may be nil, which is equal to nothing.
+bool isEqual(const std::optional<Value>& object, const std::optional<Value>& other) {
+  return object && object == other;
+}
+
+}  // namespace
+
+PLXAppDelegateObserver& PLXAppDelegateObserver::sharedInstance() {
+  return platform::Process::shared<platform::Singleton<PLXAppDelegateObserver>>().get();
+}
+
+void PLXAppDelegateObserver::defineClass(platform::ClassFace<PLXAppDelegateObserver>& face) {
+  face.method<&PLXAppDelegateObserver::observeValueForKeyPath>("observeValueForKeyPath:ofObject:change:context:");
+}
+
+void PLXAppDelegateObserver::observeUIApplication() {
+  if (isObserving_) return;
+  platform::addObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this), delegateKey,
+                        platform::NSKeyValueObservingOptionNew | platform::NSKeyValueObservingOptionOld, nullptr);
+  isObserving_ = true;
+}
+
+void PLXAppDelegateObserver::observeValueForKeyPath(id keyPath, id /*object*/, id change, void* /*context*/) {
+  if (platform::unboxed(keyPath) != Value(delegateKey)) return;
+  const std::optional<Value> changes = platform::unboxed(change);
+  const std::optional<Value> oldValue = valueUnder(platform::NSKeyValueChangeOldKey, changes);
+  if (isEqual(valueUnder(platform::NSKeyValueChangeNewKey, changes), oldValue)) return;
+  platform::Strong& proxied = ProxiedAppDelegate::shared().aOriginalAppDelegate;
+  if (!isEqual(oldValue, platform::unboxed(proxied.get()))) return;
+  proxied = {};
+  platform::removeObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this), delegateKey);
+  isObserving_ = false;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <mutex>
+
+#include "platform/objc.h"
+#include "platform/process.h"
+#include "platform/reference.h"
+
+/// What there is once in a process of the proxied application delegate. Main thread.
+struct ProxiedAppDelegate {
+  /// Kept alive until the application replaces it.
+  platform::Strong aOriginalAppDelegate;
+  Class aOriginalAppDelegateClass = nullptr;  ///< before it was switched to the subclass
+  Class aAppDelegateSubclass = nullptr;       ///< null when its making failed
+  std::once_flag sProxyAppDelegateOnceToken;
+  std::once_flag sProxyAppDelegateRemoteNotificationOnceToken;
+
+  static ProxiedAppDelegate& shared() { return platform::Process::shared<ProxiedAppDelegate>(); }
+};

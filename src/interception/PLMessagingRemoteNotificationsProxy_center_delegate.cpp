@@ -1,0 +1,119 @@
+// Following the notification center's delegate: the class of the present one is intercepted, that of the former one is
+// restored before, as the kept implementations are one class's at a time.
+
+#include "interception/PLMessagingRemoteNotificationsProxy.h"
+#include "interception/notification_center_methods.h"
+#include "interception/platform_access.h"
+#include "platform/exception.h"
+#include "platform/key_value_observing.h"
+#include "platform/log.h"
+#include "platform/value.h"
+
+using Proxy = PLMessagingRemoteNotificationsProxy;
+
+namespace {
+
+constexpr const char* delegateKey = "delegate";
+
+// Its own address: nobody else's observations have it.
+void* const UserNotificationObserverContext = const_cast<void**>(&UserNotificationObserverContext);
+
+Protocol* delegateProtocol() { return objc_getProtocol("UNUserNotificationCenterDelegate"); }
+
+bool conforms(id delegate) {
+  return platform::send<bool(Protocol*)>(delegate, sel_registerName("conformsToProtocol:"), delegateProtocol());
+}
+
+Class classOf(id object) { return platform::send<Class()>(object, sel_registerName("class")); }
+
+/// An object in a change, where nil is the null object.
+id changedObject(const std::optional<platform::Value>& change, const char* key) {
+  const platform::Value* value = change ? change->find(key) : nullptr;
+  return value != nullptr ? value->ifObject() : nullptr;
+}
+
+}  // namespace
+
+void Proxy::monitorUserNotificationCenterDelegateChanges(id center) {
+  const Class centerClass = objc_getClass("UNUserNotificationCenter");
+  if (!platform::send<bool(Class)>(center, sel_registerName("isKindOfClass:"), centerClass)) return;
+  const platform::Strong delegate = PLPropertyNameForMessagingFromObject(center, delegateKey, nullptr);
+  if (conforms(delegate.get())) swizzleDelegateForUserNotificationCenter(delegate.get());
+  attachDelegateObserverToUserNotificationCenter(center);
+}
+
+void Proxy::attachDelegateObserverToUserNotificationCenter(id center) {
+  detachUserNotificationCenterDelegateObserver();
+  try {
+    platform::addObserver(center, platform::objectOf(*this), delegateKey,
+                          platform::NSKeyValueObservingOptionNew | platform::NSKeyValueObservingOptionOld,
+                          UserNotificationObserverContext);
+    userNotificationCenter_ = center;
+    isListeningForUserNotificationDelegateChanges_ = true;
+  } catch (const platform::Exception& exception) {
+    PL_LOG(platform::pellionWarning,
+           "-[PLMessagingRemoteNotificationsProxy attachDelegateObserverToUserNotificationCenter:]",
+           "An exception occurred while attempting to add a KVO observer for UNUserNotificationCenter's 'delegate' "
+           "property: %@",
+           exception);
+  }
+}
+
+void Proxy::detachUserNotificationCenterDelegateObserver() {
+  if (!userNotificationCenter_) return;
+  try {
+    platform::removeObserver(userNotificationCenter_.get(), platform::objectOf(*this), delegateKey,
+                             UserNotificationObserverContext);
+    userNotificationCenter_ = {};
+    isListeningForUserNotificationDelegateChanges_ = false;
+  } catch (const platform::Exception& exception) {
+    PL_LOG(platform::pellionWarning,
+           "-[PLMessagingRemoteNotificationsProxy detachUserNotificationCenterDelegateObserver]",
+           "An exception occurred while attempting to remove a KVO observer for UNUserNotificationCenter's 'delegate' "
+           "property: %@",
+           exception);
+  }
+}
+
+void Proxy::observeValueForKeyPath(id keyPath, id object, id change, void* context) {
+  if (context == UserNotificationObserverContext) return observedDelegate(keyPath, change);
+  const SEL selector = sel_registerName("observeValueForKeyPath:ofObject:change:context:");
+  const IMP inherited = class_getMethodImplementation(class_getSuperclass(platform::classOf<Proxy>()), selector);
+  reinterpret_cast<void (*)(id, SEL, id, id, id, void*)>(inherited)(platform::objectOf(*this), selector, keyPath,
+                                                                    object, change, context);
+}
+
+void Proxy::observedDelegate(id keyPath, id change) {
+  if (platform::unboxed(keyPath) != platform::Value(delegateKey)) return;
+  const std::optional<platform::Value> changes = platform::unboxed(change);
+  if (const id former = changedObject(changes, platform::NSKeyValueChangeOldKey)) {
+    unswizzleDelegateForUserNotificationCenter(former);
+  }
+  if (const id present = changedObject(changes, platform::NSKeyValueChangeNewKey)) {
+    swizzleDelegateForUserNotificationCenter(present);
+  }
+}
+
+void Proxy::swizzleDelegateForUserNotificationCenter(id delegate) {
+  if (delegate == presentUserNotificationCenterDelegate_.get()) return;
+  if (!conforms(delegate)) return;
+  const auto replace = [&](const char* name, IMP replacement) {
+    const SEL selector = sel_registerName(name);
+    if (!platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), selector)) return;
+    swizzleSelector(selector, classOf(delegate), replacement, delegateProtocol());
+  };
+  replace(willPresentSelector, platform::implementationOf(&PLSwizzleWillPresentNotificationWithHandler));
+  replace(didReceiveSelector, platform::implementationOf(&PLSwizzleDidReceiveNotificationResponseWithHandler));
+  presentUserNotificationCenterDelegate_ = delegate;
+  isUserNotificationDelegateSwizzled_ = true;
+}
+
+// Kept: restores both selectors, also one that was not replaced. The class forwards that one afterwards.
+void Proxy::unswizzleDelegateForUserNotificationCenter(id delegate) {
+  if (delegate != presentUserNotificationCenterDelegate_.get()) return;
+  for (const char* selector : {willPresentSelector, didReceiveSelector}) {
+    unswizzleSelector(sel_registerName(selector), classOf(presentUserNotificationCenterDelegate_.get()));
+  }
+  presentUserNotificationCenterDelegate_ = {};
+  isUserNotificationDelegateSwizzled_ = false;
+}

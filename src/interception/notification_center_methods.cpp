@@ -1,0 +1,80 @@
+#include "interception/notification_center_methods.h"
+
+#include <optional>
+
+#include "interception/PLMessagingRemoteNotificationsProxy.h"
+#include "interception/platform_access.h"
+#include "messaging/PLMessaging.h"
+#include "platform/send.h"
+
+namespace {
+
+using platform::Strong;
+using platform::Value;
+
+/// The delegate's own implementation, if one is kept, with everything that it is to be called with.
+template <class Signature>
+class Continuation {
+ public:
+  Continuation(id delegate, SEL selector, id center, id event, platform::BlockPtr<Signature> handler)
+      : implementation_(
+            PLMessagingRemoteNotificationsProxy::sharedInstance().fetchOriginalImplementationForSelector(selector)),
+        selector_(selector),
+        delegate_(delegate),
+        center_(center),
+        event_(event),
+        handler_(handler) {}
+
+  void operator()() const {
+    if (implementation_ == nullptr) return;
+    const auto code = reinterpret_cast<void (*)(id, SEL, id, id, platform::BlockPtr<Signature>)>(implementation_);
+    code(delegate_.get(), selector_, center_.get(), event_.get(), handler_.get());
+  }
+
+ private:
+  IMP implementation_;
+  SEL selector_;
+  Strong delegate_;
+  Strong center_;
+  Strong event_;
+  platform::Block<Signature> handler_;
+};
+
+bool isKindOfClass(id object, Class cls) {
+  return platform::send<bool(Class)>(object, sel_registerName("isKindOfClass:"), cls);
+}
+
+std::optional<Value> payloadOf(id notification) {
+  return platform::unboxed(PLMessagingUserInfoFromNotification(notification).get());
+}
+
+}  // namespace
+
+void PLSwizzleWillPresentNotificationWithHandler(id delegate, SEL selector, id center, id notification,
+                                                 PresentationHandler handler) {
+  const Continuation continuation(delegate, selector, center, notification, handler);
+  const Class centerClass = objc_getClass("UNUserNotificationCenter");
+  const Class notificationClass = objc_getClass("UNNotification");
+  // Kept: goes on after that, so that the delegate's own code runs a second time when a class is missing.
+  if (centerClass == nullptr || notificationClass == nullptr) continuation();
+  if (!isKindOfClass(center, centerClass) || !isKindOfClass(notification, notificationClass) || handler == nullptr) {
+    return continuation();
+  }
+  if (const std::optional<Value> payload = payloadOf(notification)) PLMessaging::shared().updateLogMsgIds(&*payload);
+  continuation();
+}
+
+void PLSwizzleDidReceiveNotificationResponseWithHandler(id delegate, SEL selector, id center, id response,
+                                                        ResponseHandler handler) {
+  const Continuation continuation(delegate, selector, center, response, handler);
+  if (!isKindOfClass(center, objc_getClass("UNUserNotificationCenter")) ||
+      !isKindOfClass(response, objc_getClass("UNNotificationResponse")) || handler == nullptr) {
+    return continuation();
+  }
+  const Strong notification =
+      PLPropertyNameForMessagingFromObject(response, "notification", objc_getClass("UNNotification"));
+  if (const std::optional<Value> payload = payloadOf(notification.get())) {
+    PLMessaging::shared().appDidReceiveMessage(&*payload, response);
+  }
+  continuation();
+}

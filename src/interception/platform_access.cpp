@@ -1,0 +1,42 @@
+#include "interception/platform_access.h"
+
+#include "platform/send.h"
+
+namespace {
+
+/// A property whose class is known by name.
+platform::Strong property(id object, const char* name, const char* expectedClass) {
+  return PLPropertyNameForMessagingFromObject(object, name, objc_getClass(expectedClass));
+}
+
+}  // namespace
+
+platform::Strong PLPropertyNameForMessagingFromObject(id object, const char* name, Class expectedClass) {
+  const SEL selector = sel_registerName(name);
+  if (!platform::send<bool(SEL)>(object, sel_registerName("respondsToSelector:"), selector)) return {};
+  if (expectedClass == nullptr) expectedClass = objc_getClass("NSObject");
+  const id value = platform::send<id()>(object, selector);
+  return platform::send<bool(Class)>(value, sel_registerName("isKindOfClass:"), expectedClass) ? value : nullptr;
+}
+
+platform::Strong PLMessagingUserInfoFromNotification(id notification) {
+  const platform::Strong request = property(notification, "request", "UNNotificationRequest");
+  const platform::Strong content = property(request.get(), "content", "UNNotificationContent");
+  return property(content.get(), "userInfo", "NSDictionary");
+}
+
+bool injectSelector(Class targetClass, SEL targetSelector, Class donorClass, SEL donorSelector) {
+  const Method donor = class_getInstanceMethod(donorClass, donorSelector);
+  const IMP implementation = method_getImplementation(donor);
+  const char* types = method_getTypeEncoding(donor);
+  const Method target = class_getInstanceMethod(targetClass, targetSelector);
+  if (target == nullptr) {
+    class_addMethod(targetClass, targetSelector, implementation, types);
+    return false;
+  }
+  if (method_getImplementation(target) != implementation) {
+    class_addMethod(targetClass, donorSelector, implementation, types);
+    method_exchangeImplementations(target, class_getInstanceMethod(targetClass, donorSelector));
+  }
+  return true;
+}
