@@ -1,11 +1,11 @@
-// What PLTokenManager does with a token: when the backend hears of it, and what the keychain holds afterwards.
+// What PLTokenManager does with a token besides what the scenarios show: device_token, token_changes,
+// refused_then_accepted and connection_dropped in examples/scenarios.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <thread>
-#include <tuple>
 
 #include "network/PLTokenManager.h"
 #include "tests/support/scripted_server.h"
@@ -15,9 +15,6 @@ namespace {
 
 using platform::Value;
 using test::ScriptedServer;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -39,75 +36,35 @@ class Registration : public testing::Test {
   test::TestPhone phone_{test::configuration(server_.url())};
 };
 
-TEST_F(Registration, sendsAFirstTokenWithoutABodyAndKeepsItOnceItIsAccepted) {
-  handOver(firstToken);
-  const auto requests = server_.takeRequests();
-  ASSERT_THAT(requests, SizeIs(1));
-  EXPECT_THAT(requests[0].line,
-              "POST /sdk/v1/portal/project/pushnotification/device"
-              "?deviceid=D&appversionid=A&frameworkid=F&status=register HTTP/1.1");
-  EXPECT_EQ(requests[0].header("notificationid"), "0aff00");
-  EXPECT_EQ(requests[0].body, "");
-  EXPECT_EQ(stored(), firstToken);
-}
-
-TEST_F(Registration, sendsNothingForTheStoredTokenAlsoAfterARelaunch) {
-  handOver(firstToken);
-  handOver(Value::bytes(firstToken.bytes()));
-  phone_->launch();
-  handOver(firstToken);
-  EXPECT_THAT(server_.takeRequests(), SizeIs(1));
-}
-
-TEST_F(Registration, replacesTheStoredTokenOnlyOnceTheNewOneIsAccepted) {
-  handOver(firstToken);
-  for (const auto& [status, body] : {std::pair{500, accepted}, {200, "no JSON"}, {200, ""}}) {
-    server_.answer(status, body);
-    handOver(secondToken);
-    EXPECT_EQ(stored(), firstToken) << status << body;
-  }
-  server_.answer(200, accepted);
-  handOver(secondToken);
-  EXPECT_EQ(stored(), secondToken);
-  EXPECT_THAT(server_.takeRequests(), SizeIs(5));
-}
-
-TEST_F(Registration, ignoresANullToken) {
-  auto handOverNull = [&] { phone_.run([] { PLTokenManager::sharedInstance().setAPNSToken(nullptr); }); };
+TEST_F(Registration, sendsNothingWithoutAToken) {
+  const auto handOverNull = [&] { phone_.run([] { PLTokenManager::sharedInstance().setAPNSToken(nullptr); }); };
   handOverNull();
-  handOver(firstToken);
-  handOverNull();
-  EXPECT_THAT(server_.takeRequests(), SizeIs(1));
-  EXPECT_EQ(stored(), firstToken);
-}
-
-TEST_F(Registration, sendsTheStoredTokenAgainUnderTheIdentityNowInForceWhenTheTrackingStatusChanges) {
-  phone_.run([] { PLTokenManager::sharedInstance(); });
   phone_.run([&] { phone_->announceTrackingStatus(); });
   EXPECT_THAT(server_.takeRequests(), IsEmpty()) << "nothing is stored yet";
   handOver(firstToken);
-  phone_->configure(test::configuration(server_.url(), {{"ANONYMOUS_USER", true}, {"ANONYMOUS_TRACKING", true}}));
-  phone_.run([&] { phone_->announceTrackingStatus(); });
+  handOverNull();
+  EXPECT_THAT(server_.takeRequests(), SizeIs(1));
+  EXPECT_EQ(stored(), firstToken);
+}
+
+TEST_F(Registration, KeptAMissingPortalPrintsAsNullWhereStatisticsLeaveItOut) {
+  phone_->configure(test::configuration(server_.url(), {{"PORTAL_ID", nullptr}, {"APP_META", Value::dictionary({})}}));
+  handOver(firstToken);
+  phone_.run([] { PLTokenManager::sharedInstance().sendStatsToServer(Value::list({}), [](bool) {}); });
   const auto requests = server_.takeRequests();
   ASSERT_THAT(requests, SizeIs(2));
-  EXPECT_THAT(requests[1].line, HasSubstr("?anondeviceid=ANON&appversionid="));
-  EXPECT_EQ(requests[1].header("notificationid"), "0aff00");
-}
-
-TEST_F(Registration, printsAMissingPortalAsNull) {
-  phone_->configure(test::configuration(server_.url(), {{"PORTAL_ID", nullptr}}));
-  handOver(firstToken);
-  const auto requests = server_.takeRequests();
-  ASSERT_THAT(requests, SizeIs(1));
   EXPECT_THAT(requests[0].line, StartsWith("POST /sdk/v1/(null)/project/pushnotification/device?"));
+  EXPECT_THAT(requests[1].line, StartsWith("POST /sdk/v1//project/channel/add?"));
 }
 
-TEST_F(Registration, logsOnlyAWordWhenTheApplicationVersionIsNotAvailable) {
+TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailable) {
   phone_->configure(test::configuration(server_.url(), {{"APP_VERSION_ID", nullptr}}));
   handOver(firstToken);
+  phone_.run([] { PLTokenManager::sharedInstance().sendStatsToServer(Value::list({}), [](bool) { ADD_FAILURE(); }); });
   const auto lines = phone_.take("log");
-  ASSERT_THAT(lines, SizeIs(1));
+  ASSERT_THAT(lines, SizeIs(2));
   EXPECT_EQ(*lines[0].find("text"), Value("error"));
+  EXPECT_EQ(*lines[1].find("text"), Value("erorr"));
   EXPECT_EQ(*lines[0].find("function"), Value("-[PLTokenManager sendTokenToServer:completion:]_block_invoke_2"));
   EXPECT_EQ(*lines[0].find("tag"), Value("pellion-log"));
   EXPECT_EQ(*lines[0].find("marker"), Value("\u200B\u200B\u200B\U0001F916\u200B"));
@@ -132,29 +89,18 @@ TEST_F(Registration, makesOneManagerAndOneObserverHoweverManyThreadsAskFirst) {
   EXPECT_THAT(server_.takeRequests(), SizeIs(1));
 }
 
-TEST(SecureRegistration, isAcceptedOnlyFromAServerThatProvesItself) {
+TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProves) {
   const test::CertificateAuthority trusted;
   const test::CertificateAuthority other("Other Authority");
   const test::TemporaryDirectory directory;
   trusted.writePEM(directory.path() / "ca.pem");
-  const std::vector<std::tuple<const char*, test::Identity, bool>> cases{
-      {"proven", trusted.issue("IP:127.0.0.1"), true},
-      {"untrusted", other.issue("IP:127.0.0.1"), false},
-      {"another host's", trusted.issue("DNS:other.test"), false},
-      {"expired", trusted.issue("IP:127.0.0.1", -7200, -3600), false},
-  };
-  for (const auto& [name, identity, isAccepted] : cases) {
+  for (const auto* authority : {&trusted, &other}) {
     const test::LoopbackServer server(
         [](const auto&) -> test::LoopbackServer::Reply { return {test::LoopbackServer::answer("200 OK", accepted)}; },
-        identity);
+        authority->issue("IP:127.0.0.1"));
     test::TestPhone phone(test::configuration(server.url(""), {{"CA_FILE", (directory.path() / "ca.pem").string()}}));
-    std::vector<bool> completions;
-    phone.run([&] {
-      PLTokenManager::sharedInstance().sendTokenToServer(firstToken,
-                                                         [&](bool success) { completions.push_back(success); });
-    });
-    EXPECT_THAT(completions, ElementsAre(isAccepted)) << name;
-    EXPECT_THAT(server.requests(), SizeIs(isAccepted ? 1 : 0)) << name;
+    phone.run([&] { PLTokenManager::sharedInstance().setAPNSToken(&firstToken); });
+    EXPECT_EQ(phone->keychain().data(tokenKey).has_value(), authority == &trusted);
   }
 }
 
@@ -171,19 +117,6 @@ TEST(RegistrationsInFlight, leaveTheTokenThatWasAcceptedLast) {
     PLTokenManager::sharedInstance().setAPNSToken(&secondToken);
   });
   EXPECT_EQ(phone->keychain().data(tokenKey), firstToken) << "handed over first, accepted last";
-}
-
-TEST(Formatting, writesTwoLowerCaseDigitsAByte) {
-  test::TestPhone phone{test::configuration("http://127.0.0.1:1")};
-  phone.run([] {
-    const PLTokenManager& manager = PLTokenManager::sharedInstance();
-    const Value empty = Value::bytes("");
-    const Value long_ = Value::bytes(std::string(32, '\xA5'));
-    EXPECT_EQ(manager.stringFromDeviceToken(&firstToken), "0aff00");
-    EXPECT_EQ(manager.stringFromDeviceToken(&long_).size(), 64U);
-    EXPECT_EQ(manager.stringFromDeviceToken(&empty), "");
-    EXPECT_EQ(manager.stringFromDeviceToken(nullptr), "");
-  });
 }
 
 void handOverAndDieBeforeStoring(const std::filesystem::path& storage) {
