@@ -1,7 +1,6 @@
 #include "host/configuration.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 

@@ -1,7 +1,6 @@
 #include "host/item_store.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -13,12 +12,10 @@
 
 namespace {
 
+using namespace testing;
 using platform::Value;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
-class ItemStore : public testing::Test {
+class ItemStore : public Test {
  protected:
   host::ItemStore open() {
     return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
@@ -76,7 +73,7 @@ TEST_F(ItemStore, reportsWhatItCannotUseAndLeavesItAlone) {
   host::ItemStore store = open();
   EXPECT_EQ(store.data("key"), std::nullopt);
   EXPECT_FALSE(store.setData("key", Value::bytes("x")));
-  EXPECT_THAT(problems_, testing::Each(HasSubstr(path_.string())));
+  EXPECT_THAT(problems_, Each(HasSubstr(path_.string())));
   EXPECT_EQ(problems_.size(), 2U);
   std::ifstream file(path_);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);

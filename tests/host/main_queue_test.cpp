@@ -1,7 +1,6 @@
 #include "host/main_queue.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
@@ -11,11 +10,10 @@
 
 namespace {
 
+using namespace testing;
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
-class VirtualQueue : public testing::Test {
+class VirtualQueue : public Test {
  protected:
   auto note(const char* name) {
     return [this, name] { order_.push_back(name + std::string("@") + std::to_string(clock_.now() / 1s)); };

@@ -7,14 +7,13 @@
 
 namespace {
 
+using namespace testing;
 using namespace test;
 using platform::Strong;
 using platform::Value;
 using platform::NotificationCenter::addObserver;
 using platform::NotificationCenter::postNotificationName;
 using platform::NotificationCenter::removeObserver;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 struct Heard {
   std::string listener;
@@ -41,7 +40,7 @@ class Listener {
   std::vector<Heard>& heard_;
 };
 
-class NotificationCenter : public testing::Test {
+class NotificationCenter : public Test {
  protected:
   std::vector<std::string> takeListeners() {
     std::vector<std::string> names;

@@ -14,12 +14,10 @@
 
 namespace {
 
+using namespace testing;
 using platform::URLRequest;
 using test::LoopbackServer;
 using Then = LoopbackServer::Then;
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 struct Outcome {
   int runs = 0;
@@ -50,7 +48,7 @@ LoopbackServer::Script always(const std::string& bytes, Then then = Then::close)
 
 const std::string plainOK = LoopbackServer::answer("200 OK", "{}");
 
-class URLSessionTest : public testing::Test {
+class URLSessionTest : public Test {
  protected:
   static void SetUpTestSuite() {
     for (const char* name : {"http_proxy", "https_proxy", "all_proxy"}) setenv(name, "http://127.0.0.1:1", 1);
@@ -126,8 +124,8 @@ TEST_F(URLSessionTest, GivesTheAnswerWithItsFields) {
   ASSERT_TRUE(outcome.response);
   EXPECT_EQ(outcome.response->statusCode, 418);
   EXPECT_EQ(outcome.response->url.absoluteString(), server.url("/p?q"));
-  EXPECT_THAT(outcome.response->headers.fields(), ElementsAre(testing::Pair("A", "b"), testing::Pair("X", "1,2"),
-                                                              testing::Pair("Transfer-Encoding", "chunked")));
+  EXPECT_THAT(outcome.response->headers.fields(),
+              ElementsAre(Pair("A", "b"), Pair("X", "1,2"), Pair("Transfer-Encoding", "chunked")));
 }
 
 TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
@@ -265,7 +263,7 @@ TEST_F(URLSessionTest, FollowsRedirectsAsTheirResponses) {
       load(request(server.url("/first"), "POST", "body", {{"Content-Type", "text/plain"}, {"Authorization", "B t"}}));
   EXPECT_EQ(outcome.body, "{}");
   EXPECT_EQ(outcome.response->url.absoluteString(), server.url("/second?x"));
-  EXPECT_THAT(server.requests().at(1).head, AllOf(testing::StartsWith("GET /second?x HTTP/1.1\r\n"),
+  EXPECT_THAT(server.requests().at(1).head, AllOf(StartsWith("GET /second?x HTTP/1.1\r\n"),
                                                   HasSubstr("Authorization: B t"), Not(HasSubstr("Content-"))));
   EXPECT_EQ(server.requests().at(1).body, "");
 }

@@ -3,7 +3,6 @@
 #include "platform/user_defaults.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,15 +15,13 @@
 
 namespace {
 
+using namespace testing;
 using platform::UserDefaults;
 using platform::Value;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const Value configuration = test::configuration("http://127.0.0.1:1");
 
-class SharedStore : public testing::Test {
+class SharedStore : public Test {
  protected:
   void set(const Value& value, const char* suite = "group") {
     phone_.run([&] { UserDefaults::initWithSuiteName(suite)->setObject(value, "key"); });
@@ -153,7 +150,7 @@ TEST_F(SharedStore, saysWhyItCannotUseAFileAndGivesNothing) {
   std::ofstream(file()) << std::string(4096, 'g');
   EXPECT_EQ(get(), std::nullopt);
   set("x");
-  EXPECT_THAT(problems(), testing::AllOf(SizeIs(2), testing::Each(HasSubstr(file().string()))));
+  EXPECT_THAT(problems(), AllOf(SizeIs(2), Each(HasSubstr(file().string()))));
 }
 
 }  // namespace

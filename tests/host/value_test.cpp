@@ -81,24 +81,17 @@ TEST(Value, ReadsAnInteger) {
 TEST(Value, PrintsAtTopLevel) {
   std::string thirtyTwo;
   for (char byte = 0; byte != 32; ++byte) thirtyTwo += byte;
+  const std::pair<Value, std::string_view> numbers[] = {
+      {true, "1"},        {-5, "-5"},           {0.1, "0.1"},        {3.0, "3"},
+      {-0.0, "-0"},       {100000.0, "100000"}, {1e17, "1e+17"},     {0.0001, "0.0001"},
+      {0.00001, "1e-05"}, {-nan, "nan"},        {-infinity, "-inf"}, {1e16, "10000000000000000"},
+  };
+  for (const auto& [number, text] : numbers) EXPECT_EQ(number.description(), text);
   const std::pair<Value, std::string_view> cases[] = {
-      {"as it is\n\"é\"", "as it is\n\"é\""},
-      {true, "1"},
-      {-5, "-5"},
       {greatestUnsigned, "18446744073709551615"},
-      {0.1, "0.1"},
-      {3.0, "3"},
-      {-0.0, "-0"},
-      {100000.0, "100000"},
-      {1e16, "10000000000000000"},
-      {1e17, "1e+17"},
-      {1e20, "1e+20"},
-      {0.0001, "0.0001"},
-      {0.00001, "1e-05"},
       {1.7976931348623157e308, "1.7976931348623157e+308"},
       {0.1 + 0.2, "0.30000000000000004"},
-      {-nan, "nan"},
-      {-infinity, "-inf"},
+      {"as it is\n\"é\"", "as it is\n\"é\""},
       {nullptr, "<null>"},
       {Value::bytes(std::string_view("\x0a\xff\0", 3)), "{length = 3, bytes = 0x0aff00}"},
       {Value::bytes(""), "{length = 0, bytes = 0x}"},
@@ -146,7 +139,7 @@ TEST(Value, PrintsContainersAsThePlatformLaysThemOut) {
 }
 
 TEST(Value, RepeatedKeyKeepsItsFirstPlaceAndItsLastValueAndEveryKeyIsFound) {
-  for (const int count : {2, 8, 9, 10, 1000}) {
+  for (const int count : {2, 8, 9, 10, 1000, 100'000}) {
     SCOPED_TRACE(count);
     std::vector<Value::Entry> entries;
     for (int i = 0; i != 2 * count; ++i) entries.push_back({"key" + std::to_string(i % count), std::to_string(i)});
@@ -235,13 +228,12 @@ TEST(Value, WrongKindRaisesAsAMessageToTheWrongObject) {
   };
   EXPECT_THAT(raisedReason([] { Value(1).asString("length"); }), raised("__NSCFNumber", "length"));
   EXPECT_THAT(raisedReason([] { Value(true).asBytes("bytes"); }), raised("__NSCFBoolean", "bytes"));
-  EXPECT_THAT(raisedReason([] { Value("a").asList("count"); }), raised("__NSCFString", "count"));
+  EXPECT_THAT(raisedReason([] { Value::bytes("a").asList("count"); }), raised("_NSInlineData", "count"));
   EXPECT_THAT(raisedReason([] { Value::list({}).asDictionary("allKeys"); }), raised("__NSArrayI", "allKeys"));
-  EXPECT_THAT(raisedReason([] { static_cast<void>(Value::dictionary({}).integerValue()); }),
-              raised("__NSDictionaryI", "integerValue"));
-  EXPECT_THAT(raisedReason([] { static_cast<void>(Value().integerValue()); }), raised("NSNull", "integerValue"));
-  EXPECT_THAT(raisedReason([] { static_cast<void>(Value::bytes("a").integerValue()); }),
-              raised("_NSInlineData", "integerValue"));
+  for (const Value& value : {Value(), Value::list({}), Value::dictionary({}), Value::bytes("1")}) {
+    EXPECT_THAT(raisedReason([&] { static_cast<void>(value.integerValue()); }),
+                raised(value.className(), "integerValue"));
+  }
   EXPECT_THAT(raisedReason([] {
                 Value::dictionary({{Value::list({}), 1}});
               }),

@@ -1,7 +1,6 @@
 // What opens: the automatic path and the notification handler side by side. Where they differ is meant.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "messaging/PLNotificationHandler.h"
 #include "platform/exception.h"

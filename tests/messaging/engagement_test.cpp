@@ -1,7 +1,6 @@
 // What a notification's life leaves behind: the entries sent, the goal pending, what raises.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/notification_center.h"
 #include "platform/user_notifications.h"
@@ -10,14 +9,11 @@
 
 namespace {
 
+using namespace testing;
 using platform::Value;
 using test::json;
 using test::payload;
 using test::raisedReason;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const Value tap = platform::UNNotificationDefaultActionIdentifier;
 
@@ -28,7 +24,7 @@ Value entry(const Value& notificationID, int status) {
   return Value::dictionary({{"notificationid", notificationID}, {"timestamp", startOfTime}, {"status", status}});
 }
 
-class Engagement : public testing::Test {
+class Engagement : public Test {
  protected:
   void report(std::string_view fields) {
     const Value object = json(fields);
@@ -88,8 +84,8 @@ TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsAction) {
                   Value::dictionary(
                       {{"notificationid", 12}, {"timestamp", startOfTime}, {"status", 5}, {"actionid", "later"}})));
   const std::vector<std::string> log = phone_.takeLog();
-  EXPECT_THAT(log, testing::Contains("Action Identifier : later for Notification ID 12"));
-  EXPECT_THAT(log, testing::Contains("Push notification stats request: 1").Times(2));
+  EXPECT_THAT(log, Contains("Action Identifier : later for Notification ID 12"));
+  EXPECT_THAT(log, Contains("Push notification stats request: 1").Times(2));
 }
 
 TEST_F(Engagement, keepsTheGoalOfTheLastResponse) {
@@ -160,7 +156,7 @@ TEST_F(Engagement, KeptAResponseThatMatchesNoButtonRaisesAfterTheGoalIsStored) {
   }
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
   EXPECT_THAT(phone_.take("opened URL"), IsEmpty());
-  EXPECT_THAT(phone_.takeLog(), testing::Not(testing::Contains(testing::StartsWith("Message : "))));
+  EXPECT_THAT(phone_.takeLog(), Not(Contains(StartsWith("Message : "))));
 }
 
 TEST_F(Engagement, KeptAValueOfTheWrongKindRaises) {

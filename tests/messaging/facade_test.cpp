@@ -1,7 +1,6 @@
 // The facade's own state, the badge, and the statistics that the notification extension leaves.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
@@ -9,15 +8,13 @@
 
 namespace {
 
+using namespace testing;
 using namespace std::chrono_literals;
 using platform::Value;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr const char* pendingKey = "pellionDidReceivePushNotification";
 
-class Facade : public testing::Test {
+class Facade : public Test {
  protected:
   void becomeActive() {
     phone_.run([] {
@@ -52,7 +49,7 @@ TEST_F(Facade, handsATokenOnOncePerChangeAndANullOneAlways) {
   for (const Value* next : {&token, &same, static_cast<const Value*>(nullptr), &token}) {
     phone_.run([&] { PLMessaging::shared().setAPNSToken(next); });
   }
-  EXPECT_THAT(phone_.takeLog(), testing::IsSupersetOf({"APNs Device Token : 0a0b", "APNs Device Token : "}));
+  EXPECT_THAT(phone_.takeLog(), IsSupersetOf({"APNs Device Token : 0a0b", "APNs Device Token : "}));
   phone_.run([&] {
     EXPECT_EQ(PLMessaging::shared().APNSToken(), token);
     PLMessaging::shared().setAPNSToken(nullptr);

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/messaging/messaging_phone.h"
 #include "tests/support/raised.h"

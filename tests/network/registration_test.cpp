@@ -2,7 +2,6 @@
 // refused_then_accepted and connection_dropped in examples/scenarios.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <thread>
@@ -13,11 +12,9 @@
 
 namespace {
 
+using namespace testing;
 using platform::Value;
 using test::ScriptedServer;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
 constexpr const char* tokenKey = "com.tovrin.pellion.apnstoken";
 constexpr const char* accepted = R"({"status":"ok"})";
@@ -25,7 +22,7 @@ constexpr const char* accepted = R"({"status":"ok"})";
 const Value firstToken = Value::bytes(std::string_view("\x0A\xFF\x00", 3));
 const Value secondToken = Value::bytes(std::string_view("\x01\x02", 2));
 
-class Registration : public testing::Test {
+class Registration : public Test {
  protected:
   void handOver(const Value& token) {
     phone_.run([&] { PLTokenManager::sharedInstance().setAPNSToken(&token); });
@@ -143,7 +140,7 @@ TEST(KilledRegistration, leavesTheEarlierTokenAndTheNextLaunchRegistersAgain) {
   if (getenv(variable) == nullptr) setenv(variable, directory.emplace().path().c_str(), 1);
   const std::filesystem::path storage = getenv(variable);
   host::ItemStore(storage / "keychain.sqlite", [](const std::string&) {}).setData(tokenKey, firstToken);
-  EXPECT_EXIT(handOverAndDieBeforeStoring(storage), testing::KilledBySignal(SIGKILL), "");
+  EXPECT_EXIT(handOverAndDieBeforeStoring(storage), KilledBySignal(SIGKILL), "");
 
   ScriptedServer server(200, accepted);
   test::TestPhone phone(test::configuration(server.url()), storage);

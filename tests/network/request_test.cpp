@@ -1,7 +1,6 @@
 // The request envelope as the server sees it, and what the manager makes of the answer.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <limits>
 
@@ -11,13 +10,9 @@
 
 namespace {
 
+using namespace testing;
 using platform::Value;
 using test::ScriptedServer;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
 constexpr const char* accepted = R"({"status":"ok"})";
 const Value payload = Value::dictionary({{"meta", "m"}, {"pnstats", Value::list({1, 2})}});
@@ -48,7 +43,7 @@ class FailingCoreLibrary : public host::ReferenceCoreLibrary {
   }
 };
 
-class Request : public testing::Test {
+class Request : public Test {
  protected:
   FailingCoreLibrary& useFailingCoreLibrary(const Value& configuration) {
     auto library = std::make_shared<FailingCoreLibrary>(
@@ -147,7 +142,7 @@ TEST_F(Request, encodesTheBodyFromTheDictionaryOrFromItsCompressedJSON) {
 
   useFailingCoreLibrary(gzipOn).compresses = false;
   const Outcome failed = send({}, {}, payload);
-  EXPECT_THAT(failed.log, testing::Contains("Compression failed"));
+  EXPECT_THAT(failed.log, Contains("Compression failed"));
   EXPECT_THAT(failed.requests.at(0).body, StartsWith(plainPayload));
   EXPECT_EQ(failed.requests.at(0).header("Content-Encoding"), "gzip") << "kept although nothing was compressed";
 }
@@ -156,9 +151,8 @@ TEST_F(Request, goesOutWithoutABodyWhenJSONCannotHoldThePayload) {
   const Outcome outcome = send({}, {}, Value::dictionary({{"x", std::numeric_limits<double>::quiet_NaN()}}));
   ASSERT_THAT(outcome.requests, SizeIs(1));
   EXPECT_EQ(outcome.requests[0].body, "");
-  EXPECT_THAT(outcome.log, testing::Contains(testing::MatchesRegex(
-                               "<PLTokenManager: 0x[0-9a-f]+> exception encoding notification data: "
-                               "Invalid number value .NaN. in JSON write")));
+  EXPECT_THAT(outcome.log, Contains(MatchesRegex("<PLTokenManager: 0x[0-9a-f]+> exception encoding notification data: "
+                                                 "Invalid number value .NaN. in JSON write")));
   EXPECT_THAT(outcome.completions, ElementsAre(true));
 }
 

@@ -10,13 +10,9 @@
 namespace pellion {
 namespace {
 
-using ::testing::ElementsAre;
-using testing::exchange;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::Pair;
-using testing::post;
-using ::testing::StartsWith;
+using namespace testing;
+using test::exchange;
+using test::post;
 
 TEST(Backend, RecordsARequestAsItWasOnTheWire) {
   Backend backend({});

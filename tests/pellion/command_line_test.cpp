@@ -17,13 +17,10 @@
 namespace pellion {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::ContainsRegex;
-using ::testing::HasSubstr;
-using ::testing::Not;
+using namespace testing;
 
 /// Runs command lines and writes the scenarios for them.
-class CommandLine : public ::testing::Test {
+class CommandLine : public Test {
  protected:
   int run(const std::vector<std::string>& arguments) {
     out_.str("");
@@ -202,7 +199,7 @@ TEST_F(CommandLine, LeavesNoTemporaryFilesWhenASignalEndsIt) {
     kill(getpid(), SIGTERM);
   };
   EXPECT_EXIT(runCommandLine(arguments, {.out = out_, .err = err_, .cleanUpOnSignal = interrupt}),
-              ::testing::KilledBySignal(SIGTERM), "");
+              KilledBySignal(SIGTERM), "");
   EXPECT_FALSE(std::filesystem::exists(directory_.path()));
 }
 
@@ -244,7 +241,7 @@ TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {
     start();
     const std::string listening = out_.str();
     const auto port = static_cast<std::uint16_t>(std::stoi(listening.substr(listening.rfind(':') + 1)));
-    testing::exchange(port, testing::post("/x?deviceid=d", "", "no JWT"));
+    test::exchange(port, test::post("/x?deviceid=d", "", "no JWT"));
   };
   EXPECT_EQ(run({"backend", "--secret", "s"}), 0);
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("POST /x\n"), HasSubstr("device d\n"), HasSubstr("✗ not a JWT"),

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace pellion::testing {
+namespace test {
 
 /// Sends exactly these bytes to a port of loopback and gives all that comes back until the other side closes.
 inline std::string exchange(std::uint16_t port, std::string_view bytes, bool waitsForAnswer = true) {
@@ -40,4 +40,4 @@ inline std::string post(std::string_view target, std::string_view headers = "", 
          std::string(headers) + "\r\n" + std::string(body);
 }
 
-}  // namespace pellion::testing
+}  // namespace test
