@@ -1,12 +1,11 @@
 #include "platform/dispatch.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "host/process.h"
+#include "host/programming_error.h"
 
 namespace platform {
 
@@ -42,10 +41,7 @@ void DispatchGroup::enter() const {
 
 void DispatchGroup::leave() const {
   std::unique_lock lock(state_->mutex);
-  if (state_->entered == 0) {
-    std::fputs("a dispatch group was left more often than it was entered\n", stderr);
-    std::abort();
-  }
+  if (state_->entered == 0) throw host::ProgrammingError("a dispatch group was left more often than it was entered");
   --state_->entered;
   state_->notifyWhenEmpty(std::move(lock));
 }
