@@ -6,6 +6,7 @@
 #include <functional>
 #include <utility>
 
+#include "pellion/application_text.h"
 #include "pellion/json_writer.h"
 #include "pellion/notification_text.h"
 #include "pellion/printable.h"
@@ -216,8 +217,20 @@ constexpr Telling tellings[] = {
     {"app", "launched", launched},
     {"app", "ended", ended},
     {"app", "active", becameActive},
+    {"app", "called", wasCalled},
+    {"app", "answered", answered},
+    {"app", "rewired", rewired},
+    {"app", "sets delegate", setsDelegate},
+    {"app", "starts service", startsService},
+    {"app", "registers interceptor", registersInterceptor},
+    {"app", "unregisters interceptor", unregistersInterceptor},
+    {"app", "releases", released},
+    {"app", "asks for a device token", asksForToken},
     {"app", "sets badge", setsBadge},
     {"app", "handles response", handlesResponse},
+    {"platform", "unheard", unheard},
+    {"platform", "fetched", fetched},
+    {"platform", "presents", presents},
     {"platform", "response completed", completedResponse},
     {"platform", "delivered", delivered},
     {"platform", "opened URL", openedURL},

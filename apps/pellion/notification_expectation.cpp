@@ -32,10 +32,6 @@ void expectURLs(ScenarioRun& run, const char* what, const JSONNode& wanted, Mism
   expectElements(what, wanted.value.elements(), urls, mismatches);
 }
 
-std::string counted(std::size_t count, const std::string& one, const std::string& several) {
-  return count == 0 ? "no " + several : std::to_string(count) + " " + (count == 1 ? one : several);
-}
-
 std::string shown(const std::optional<Value>& value) { return value ? compactJSON(*value) : absent; }
 
 const Shape entryShape{"an object with what is wanted of a statistics entry", isObject};
@@ -60,12 +56,12 @@ std::string checkStatistics(ScenarioRun& run, const JSONNode& wanted, Mismatches
 
 std::string checkOpened(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   expectURLs(run, "opened URL", wanted, mismatches);
-  return counted(wanted.elements.size(), "URL", "URLs") + " opened";
+  return counted(wanted.elements.size(), "URL") + " opened";
 }
 
 std::string checkRefused(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   expectURLs(run, "refused URL", wanted, mismatches);
-  return counted(wanted.elements.size(), "URL", "URLs") + " refused";
+  return counted(wanted.elements.size(), "URL") + " refused";
 }
 
 std::string checkBadge(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {

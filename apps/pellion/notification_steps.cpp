@@ -1,13 +1,13 @@
 #include "pellion/notification_steps.h"
 
+#include "host/system_events.h"
+#include "host/ui_application.h"
 #include "host/user_notifications.h"
-#include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
 #include "pellion/json_writer.h"
 #include "pellion/scenario_run.h"
 #include "platform/notification_center.h"
 #include "platform/send.h"
-#include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 
 namespace pellion {
@@ -58,10 +58,10 @@ void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload
   run.tell(actor, what, Value::dictionary(details));
 }
 
-void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification) {
+void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
   const Value payload = payloadOf(run, notification);
   tellOf(run, notification, payload, "platform", "delivered", {"in", state});
-  run.inProcess([&] { PLMessaging::shared().updateLogMsgIds(&payload); });
+  run.inProcess([&] { deliver(payload); });
 }
 
 Value identifierOf(const Value& action) {
@@ -71,22 +71,18 @@ Value identifierOf(const Value& action) {
 }
 
 void answer(ScenarioRun& run, const JSONNode& response, std::string_view actor, std::string_view what,
-            const std::function<void(const Value& payload, id response)>& work) {
-  const JSONNode& notification = notificationAnswered(response);
+            const std::function<void(const Value& payload, const Value& actionIdentifier)>& work) {
+  const JSONNode& notification = *response.find("to");
   const Value payload = payloadOf(run, notification);
   const Value& action = response.find("with")->value;
   tellOf(run, notification, payload, actor, what, {"with", action});
-  run.inProcess([&] { work(payload, host::makeNotificationResponse(payload, identifierOf(action)).get()); });
+  run.inProcess([&] { work(payload, identifierOf(action)); });
 }
 
 /// As the core library tells of what the user does in the application.
 void postEngagement(ScenarioRun& run, const Value& report) {
   run.inProcess(
       [&] { platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report)); });
-}
-
-id classMethodResult(const char* className, const char* selector) {
-  return platform::send<id()>(platform::classObject(objc_getClass(className)), sel_registerName(selector));
 }
 
 }  // namespace
@@ -103,22 +99,39 @@ const Shape responseShape{"an object with the notification that is answered and 
 const Shape sessionEndShape{"an object", isObject, sessionFields};
 const Shape badgeStepShape{"an object with the count", isObject, badgeFields};
 
-const JSONNode& notificationItself(const JSONNode& argument) { return argument; }
-const JSONNode& notificationAnswered(const JSONNode& response) { return *response.find("to"); }
+void checkNotificationName(const Scenario& scenario, const JSONNode& notification) {
+  const auto name = notification.value.ifString();
+  if (!name || scenario.notifications.find(*name) != nullptr) return;
+  std::string known;
+  for (const auto& [key, value] : scenario.notifications.entries()) {
+    known.append(known.empty() ? "; there are \"" : ", \"").append(key.text()).append("\"");
+  }
+  throw errorAt(scenario.file, notification.position,
+                "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
+                    (known.empty() ? "; give it one" : known));
+}
 
-void deliver(ScenarioRun& run, const JSONNode& notification) { deliverIn("foreground", run, notification); }
-void deliverInBackground(ScenarioRun& run, const JSONNode& notification) { deliverIn("background", run, notification); }
+void checkAnsweredName(const Scenario& scenario, const JSONNode& response) {
+  checkNotificationName(scenario, *response.find("to"));
+}
+
+void deliver(ScenarioRun& run, const JSONNode& notification) {
+  deliverIn("foreground", run, notification, host::deliverInForeground);
+}
+void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
+  deliverIn("background", run, notification, host::deliverInBackground);
+}
 
 void respond(ScenarioRun& run, const JSONNode& response) {
-  answer(run, response, "user", "responded",
-         [](const Value& payload, id object) { PLMessaging::shared().appDidReceiveMessage(&payload, object); });
+  answer(run, response, "user", "responded", host::deliverResponse);
 }
 
 void handleResponse(ScenarioRun& run, const JSONNode& response) {
-  answer(run, response, "app", "handles response", [&run](const Value&, id object) {
+  answer(run, response, "app", "handles response", [&run](const Value& payload, const Value& identifier) {
     const platform::Block<void()> completion(
         [&run] { run.tell("platform", "response completed", Value::dictionary({})); });
-    PLNotificationHandler::shared().handleNotificationResponse(object, completion.get());
+    const platform::Strong object = host::makeNotificationResponse(payload, identifier);
+    PLNotificationHandler::shared().handleNotificationResponse(object.get(), completion.get());
   });
 }
 
@@ -136,9 +149,7 @@ void endSession(ScenarioRun& run, const JSONNode& session) {
 
 void activate(ScenarioRun& run, const JSONNode& /*nothing*/) {
   run.tell("app", "active", Value::dictionary({}));
-  run.inProcess([] {
-    platform::NotificationCenter::postNotificationName(platform::UIApplication::didBecomeActiveNotification, nullptr);
-  });
+  run.inProcess(host::becomeActive);
 }
 
 void setBadge(ScenarioRun& run, const JSONNode& badge) {
@@ -148,14 +159,12 @@ void setBadge(ScenarioRun& run, const JSONNode& badge) {
   run.tell("app", "sets badge",
            Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
   run.inProcess([&] {
-    PLMessaging::shared().updateBadgeCount(count);
     if (isApplications) {
-      platform::send<void(std::int64_t)>(classMethodResult("UIApplication", "sharedApplication"),
+      platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(),
                                          sel_registerName("setApplicationIconBadgeNumber:"), count);
     } else {
       platform::send<void(std::int64_t, platform::BlockPtr<void(id)>)>(
-          classMethodResult("UNUserNotificationCenter", "currentNotificationCenter"),
-          sel_registerName("setBadgeCount:withCompletionHandler:"), count, nullptr);
+          host::currentNotificationCenter(), sel_registerName("setBadgeCount:withCompletionHandler:"), count, nullptr);
     }
   });
 }

@@ -22,8 +22,8 @@ void endSession(ScenarioRun& run, const JSONNode& session);
 void activate(ScenarioRun& run, const JSONNode& nothing);
 void setBadge(ScenarioRun& run, const JSONNode& badge);
 
-// Where the argument of a step speaks of a notification.
-const JSONNode& notificationItself(const JSONNode& argument);
-const JSONNode& notificationAnswered(const JSONNode& response);
+// Throw InputError when the notification that the argument speaks of is none of the scenario's.
+void checkNotificationName(const Scenario& scenario, const JSONNode& notification);
+void checkAnsweredName(const Scenario& scenario, const JSONNode& response);
 
 }  // namespace pellion

@@ -34,6 +34,8 @@ const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"configuration", &shapes::configuration, true},
                                 {"urlSchemes", &listOfSchemes},
                                 {"notifications", &notificationsByName},
+                                {"delegates", &delegatesShape},
+                                {"application", &applicationShape},
                                 {"steps", &listOfSteps, true},
                                 {"$schema", &shapes::text}};
 const Shape documentShape{"an object", isObject, documentFields};
@@ -87,23 +89,6 @@ void checkOrder(const Scenario& scenario) {
   }
 }
 
-/// A notification that a step speaks of by a name which the scenario does not know.
-void checkNotificationNames(const Scenario& scenario) {
-  for (const Step& step : scenario.steps) {
-    if (step.kind->notification == nullptr) continue;
-    const JSONNode& node = step.kind->notification(step.argument);
-    const auto name = node.value.ifString();
-    if (!name || scenario.notifications.find(*name) != nullptr) continue;
-    std::string known;
-    for (const auto& [key, value] : scenario.notifications.entries()) {
-      known.append(known.empty() ? "; there are \"" : ", \"").append(key.text()).append("\"");
-    }
-    throw errorAt(scenario.file, node.position,
-                  "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
-                      (known.empty() ? "; give it one" : known));
-  }
-}
-
 std::vector<std::string> lowerCase(const JSONNode& texts) {
   std::vector<std::string> all;
   for (const JSONNode& text : texts.elements) {
@@ -124,13 +109,16 @@ Scenario readScenario(std::string_view file, std::string_view text) {
                     .configuration = *document.find("configuration"),
                     .urlSchemes = {},
                     .notifications = platform::Value::dictionary({}),
+                    .application = readApplication(file, document.find("delegates"), document.find("application")),
                     .steps = {}};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* schemes = document.find("urlSchemes")) scenario.urlSchemes = lowerCase(*schemes);
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
   for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
   checkOrder(scenario);
-  checkNotificationNames(scenario);
+  for (const Step& step : scenario.steps) {
+    if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
+  }
   checkConfigurationSize(scenario);
   return scenario;
 }

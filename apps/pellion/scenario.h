@@ -5,12 +5,14 @@
 #include <string_view>
 #include <vector>
 
+#include "pellion/application_description.h"
 #include "pellion/json_reader.h"
 #include "pellion/shape.h"
 
 namespace pellion {
 
 class ScenarioRun;
+struct Scenario;
 
 /// One kind of step: a row of the table in scenario_steps.cpp. A new kind is a new row.
 struct StepKind {
@@ -22,8 +24,8 @@ struct StepKind {
   void (*run)(ScenarioRun& run, const JSONNode& argument);
   Needs needs;
   bool needsBackend = false;  ///< makes no sense against a server that is not ours
-  /// Where the argument speaks of a notification, which may be one of the scenario's by name.
-  const JSONNode& (*notification)(const JSONNode& argument) = nullptr;
+  /// What else must be so in a scenario with such a step, whose names must be known, say. Throws InputError.
+  void (*check)(const Scenario& scenario, const JSONNode& argument) = nullptr;
 };
 
 struct Step {
@@ -40,6 +42,7 @@ struct Scenario {
   JSONNode configuration;
   std::vector<std::string> urlSchemes;  ///< that the application declares, in lower case
   platform::Value notifications;        ///< by name, as notificationShape says
+  ApplicationDescription application;
   std::vector<Step> steps;
 };
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "host/hexadecimal.h"
+#include "pellion/application_expectation.h"
 #include "pellion/json_writer.h"
 #include "pellion/notification_expectation.h"
 #include "pellion/request_expectation.h"
@@ -21,10 +22,6 @@ struct ExpectationKind {
   std::string (*check)(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);
   bool needsBackend = false;
 };
-
-std::string counted(std::size_t count, const std::string& noun) {
-  return (count == 0 ? "no" : std::to_string(count)) + " " + noun + (count == 1 ? "" : "s");
-}
 
 std::string checkRequestsInOrder(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   expectRequests(wanted, run.backend().takeRequests(), mismatches);
@@ -82,6 +79,10 @@ const ExpectationKind kinds[] = {
     {{"badge", &badgeShape}, checkBadge},
     {{"pending", &pendingShape}, checkPending},
     {{"raised", &shapes::text}, checkRaised},
+    {{"calls", &shapes::texts}, checkCalls},
+    {{"fetched", &listOfFetchResults}, checkFetched},
+    {{"presented", &listOfPresentations}, checkPresented},
+    {{"completed", &countShape}, checkCompleted},
 };
 const auto fields = [] {
   std::array<Field, std::size(kinds)> all{};
@@ -107,6 +108,10 @@ Value table(const Mismatches& mismatches) {
 const Shape expectationShape{
     "an object with at least one expectation; of \"requests\" and \"requestsInAnyOrder\" it may have one",
     isExpectation, fields};
+
+std::string counted(std::size_t count, const std::string& one, const std::string& several) {
+  return (count == 0 ? "no" : std::to_string(count)) + " " + (count == 1 ? one : several.empty() ? one + "s" : several);
+}
 
 void expect(ScenarioRun& run, const JSONNode& expectation) {
   Mismatches mismatches;

@@ -18,6 +18,9 @@ using Mismatches = std::vector<Mismatch>;
 /// What an "expect" step may look like, from the table of the kinds of expectation in scenario_expectation.cpp.
 extern const Shape expectationShape;
 
+/// "no URLs", "1 URL", "2 URLs"; the plural is given where it is not the singular with an s.
+std::string counted(std::size_t count, const std::string& one, const std::string& several = "");
+
 /// Compares all that the step names with what has happened since the last such step, and tells of the outcome. A
 /// mismatch ends the run.
 void expect(ScenarioRun& run, const JSONNode& expectation);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/programming_error.h"
 #include "host/property_list.h"
 #include "pellion/configuration_check.h"
 #include "pellion/scenario_expectation.h"
@@ -32,6 +33,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Optio
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
+                       .hiddenClasses = scenario.application.missingClasses,
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
@@ -143,11 +145,16 @@ void ScenarioRun::inProcess(const std::function<void()>& work) {
 }
 
 void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& work) {
+  const auto raise = [&](const std::string& name, const std::string& reason) {
+    raised_.push_back(name + ": " + reason);
+    tell(actor, "raised", Value::dictionary({{"name", name}, {"reason", reason}}));
+  };
   try {
     work();
   } catch (const platform::Exception& exception) {
-    raised_.push_back(exception.name() + ": " + exception.reason());
-    tell(actor, "raised", Value::dictionary({{"name", exception.name()}, {"reason", exception.reason()}}));
+    raise(exception.name(), exception.reason());
+  } catch (const host::ProgrammingError& error) {
+    raise("a fatal error", error.what());
   }
 }
 

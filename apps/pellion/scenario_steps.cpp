@@ -1,11 +1,12 @@
 #include <thread>
 #include <utility>
 
-#include "host/nserror.h"
-#include "messaging/PLMessaging.h"
+#include "host/system_events.h"
+#include "pellion/application_steps.h"
 #include "pellion/extension_step.h"
 #include "pellion/json_writer.h"
 #include "pellion/notification_steps.h"
+#include "pellion/other_kit.h"
 #include "pellion/scenario_expectation.h"
 #include "pellion/scenario_run.h"
 
@@ -19,23 +20,18 @@ void say(ScenarioRun& run, const JSONNode& text) {
   run.tell("scenario", "says", Value::dictionary({{"text", text.value}}));
 }
 
-void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.phone().launch();
-  run.inProcess([] { PLMessaging::startService(); });
-}
-
 void token(ScenarioRun& run, const JSONNode& hex) {
   run.tell("platform", "token", Value::dictionary({{"token", hex.value}}));
   const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
-  run.inProcess([&] { PLMessaging::shared().setAPNSToken(bytes ? &*bytes : nullptr); });
+  run.inProcess([&] { host::deliverDeviceToken(bytes ? &*bytes : nullptr); });
 }
 
 void failToRegister(ScenarioRun& run, const JSONNode& error) {
   constexpr std::int64_t notEntitled = 3000;  // what the platform gives for an application that may not register
   run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
   run.inProcess([&] {
-    PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(
-        host::NSError::make({std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())}));
+    host::failToRegisterForRemoteNotifications(
+        {std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())});
   });
 }
 
@@ -125,13 +121,20 @@ const StepKind kinds[] = {
     {"say", &shapes::text, say, Needs::nothing},
     {"launch", &nothingShape, launch, Needs::noProcess},
     {"relaunch", &nothingShape, launch, Needs::process},
+    {"startService", &nothingShape, startService, Needs::process},
+    {"setDelegate", &shapes::textOrNull, setDelegate, Needs::process, false, checkDelegate},
+    {"setNotificationDelegate", &shapes::textOrNull, setNotificationDelegate, Needs::process, false, checkDelegate},
+    {"registerInterceptor", &shapes::text, registerInterceptor, Needs::process, false, checkDelegate},
+    {"unregisterInterceptor", &shapes::text, unregisterInterceptor, Needs::process, false, checkDelegate},
+    {"release", &shapes::text, release, Needs::process, false, checkDelegate},
+    {"kit", &kitShape, rewire, Needs::process, false, checkKits},
     {"token", &shapes::hexOrNull, token, Needs::process},
     {"failToRegister", &shapes::text, failToRegister, Needs::process},
     {"consent", &consentShape, consent, Needs::process},
-    {"deliver", &namedNotificationShape, deliver, Needs::process, false, notificationItself},
-    {"deliverInBackground", &namedNotificationShape, deliverInBackground, Needs::process, false, notificationItself},
-    {"respond", &responseShape, respond, Needs::process, false, notificationAnswered},
-    {"handleResponse", &responseShape, handleResponse, Needs::process, false, notificationAnswered},
+    {"deliver", &namedNotificationShape, deliver, Needs::process, false, checkNotificationName},
+    {"deliverInBackground", &namedNotificationShape, deliverInBackground, Needs::process, false, checkNotificationName},
+    {"respond", &responseShape, respond, Needs::process, false, checkAnsweredName},
+    {"handleResponse", &responseShape, handleResponse, Needs::process, false, checkAnsweredName},
     {"goal", &shapes::text, reportGoal, Needs::process},
     {"endSession", &sessionEndShape, endSession, Needs::process},
     {"activate", &nothingShape, activate, Needs::process},

@@ -39,7 +39,8 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a text"},
       {R"({"naem": "n"})",
        "s.json:1:2: a scenario has no \"naem\"; it may have \"name\", \"description\", "
-       "\"configuration\", \"urlSchemes\", \"notifications\", \"steps\", \"$schema\""},
+       "\"configuration\", \"urlSchemes\", \"notifications\", \"delegates\", "
+       "\"application\", \"steps\", \"$schema\""},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(errorOf(text), error);
 }
@@ -47,14 +48,10 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
 TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
   const std::pair<const char*, const char*> cases[] = {
       {R"("lunch")",
-       ":2:1: there is no step \"lunch\"; the steps are say, launch, relaunch, token, failToRegister, consent, "
-       "deliver, "
-       "deliverInBackground, respond, handleResponse, goal, endSession, activate, badge, extension, configure, "
-       "backend, advance, expect"},
-      {R"({"tokn": "00"})",
-       ":2:2: there is no step \"tokn\"; the steps are say, launch, relaunch, token, failToRegister, consent, deliver, "
-       "deliverInBackground, respond, handleResponse, goal, endSession, activate, badge, extension, configure, "
-       "backend, advance, expect"},
+       ":2:1: there is no step \"lunch\"; the steps are say, launch, relaunch, startService, setDelegate, "
+       "setNotificationDelegate, registerInterceptor, unregisterInterceptor, release, kit, token, failToRegister, "
+       "consent, deliver, deliverInBackground, respond, handleResponse, goal, endSession, activate, badge, extension, "
+       "configure, backend, advance, expect"},
       {"7", ":2:1: a step is an object with one entry, such as {\"advance\": 3}, or a name alone, such as \"launch\""},
       {R"("token")",
        ":2:1: \"token\" cannot be {}; expected hexadecimal digits, two for each byte, such as \"0aff00\", "
@@ -100,6 +97,15 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
       {R"({"goal": "a"})", ":2:1: \"goal\" needs a running application; put a \"launch\" before it"},
       {R"("launch", {"badge": {"count": 1, "through": "phone"}})",
        ":2:45: \"through\" cannot be \"phone\"; expected \"application\" or \"notificationCenter\""},
+      {R"("launch", {"setDelegate": "Other"})",
+       ":2:27: there is no delegate \"Other\"; there are \"AppDelegate\", \"NotificationDelegate\""},
+      {R"("launch", {"kit": {"name": "a-b", "does": "replaces", "of": "application"}})",
+       ":2:28: \"name\" cannot be \"a-b\"; expected a letter, then letters, digits and _, and not to begin with NS, "
+       "UI, "
+       "UN or PL as the platform's own do"},
+      {R"({"expect": {"fetched": ["old"]}})",
+       ":2:25: an element of \"fetched\" cannot be \"old\"; expected \"newData\", \"noData\", \"failed\" or an integer "
+       "from 0 to 2147483647"},
       {R"({"say": [1, "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxéé"]})",
        ":2:9: \"say\" cannot be [1,\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxé…; expected a text"},
   };
@@ -110,6 +116,43 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
   EXPECT_EQ(errorOf(head + half + "]}"), "");
   EXPECT_THAT(errorOf(head + half + ",\n" + half + "]}"),
               ::testing::StartsWith("s.json:2:15: the configuration is too"));
+}
+
+TEST(ScenarioReader, NamesThePlaceOfADelegateThatIsWrong) {
+  const std::pair<const char*, const char*> cases[] = {
+      {R"("delegates": {"NSDelegate": {}})",
+       ":2:15: the name of a delegate cannot be \"NSDelegate\"; expected a letter, then letters, digits and _, and not "
+       "to "
+       "begin with NS, UI, UN or PL as the platform's own do"},
+      {R"("delegates": {"A": {"implements": {"tokn": {}}}})",
+       ":2:36: \"implements\" has no \"tokn\"; it may have \"token\", \"failure\", \"background\", \"foreground\", "
+       "\"response\""},
+      {R"("delegates": {"A": {"class": "B", "declares": []}, "B": {}})",
+       ":2:20: \"A\" cannot be {\"class\":\"B\",\"declares\":[]}; expected an object with what the delegate's class "
+       "is, or "
+       "with \"class\" alone"},
+      {R"("delegates": {"A": {"inherits": "B"}})",
+       ":2:33: there is no delegate \"B\"; there are \"A\", \"AppDelegate\", \"NotificationDelegate\""},
+      {R"("delegates": {"A": {"forwardsTo": "B"}, "B": {"inherits": "C"}, "C": {"class": "A"}})",
+       ":2:35: \"forwardsTo\" leads from \"A\" back to itself; let it lead to a delegate that does not"},
+      {R"("application": {"delegate": "B"})",
+       ":2:29: there is no delegate \"B\"; there are \"AppDelegate\", \"NotificationDelegate\""},
+      {R"("application": {"missingClasses": ["NSObject"]})",
+       ":2:36: an element of \"missingClasses\" cannot be \"NSObject\"; expected UIApplication, "
+       "UNUserNotificationCenter, "
+       "UNNotification, UNNotificationRequest, UNNotificationContent or UNNotificationResponse"},
+  };
+  for (const auto& [entry, error] : cases) {
+    EXPECT_EQ(errorOf(R"({"name": "n", "configuration": {}, "steps": [],)"
+                      "\n" +
+                      std::string(entry) + "}"),
+              std::string("s.json") + error);
+  }
+  std::string kits = "\"launch\"";
+  const std::string kit = R"(, {"kit": {"name": "K", "does": "reassigns", "of": "application"}})";
+  for (int i = 0; i < 8; ++i) kits += kit;
+  EXPECT_EQ(errorOf(head + kits + "]}"), "");
+  EXPECT_THAT(errorOf(head + kits + kit + "]}"), testing::HasSubstr("a scenario has room for 8 steps \"kit\""));
 }
 
 rapidjson::SchemaDocument schema() {
@@ -144,6 +187,10 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       R"("launch", {"deliver": "a"}, {"deliverInBackground": {"payload": {"addInfo": null}}}, "activate")",
       R"("launch", {"deliver": {"addInfo": {}, "payload": {"a": 1}}})",
       R"("launch", {"respond": {"to": "a", "with": "tap"}}, {"handleResponse": {"to": {}, "with": ""}})",
+      R"("launch", "startService", {"setDelegate": null}, {"setNotificationDelegate": "NotificationDelegate"})",
+      R"("launch", {"registerInterceptor": "AppDelegate"}, {"unregisterInterceptor": "AppDelegate"}, {"release": "AppDelegate"})",
+      R"("launch", {"kit": {"name": "K_1", "does": "subclasses", "of": "notificationCenter"}})",
+      R"({"expect": {"calls": ["a"], "fetched": ["noData", 7], "presented": [[], ["list", "badge"]], "completed": 0}})",
       R"("launch", {"goal": ""}, "endSession", {"endSession": {"duration": null}})",
       R"("launch", {"badge": {"count": -1}}, {"badge": {"count": 0, "through": "notificationCenter"}})",
       R"("extension", {"extension": {"leaves": [{"a": 1}, 2]}})",
@@ -193,6 +240,15 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
                             R"("launch", {"respond": {"with": "tap"}})",
                             R"("launch", {"handleResponse": {"to": "a", "with": null}})",
                             R"("launch", {"respond": "a"})",
+                            R"("launch", {"startService": true})",
+                            R"("launch", {"setDelegate": {}})",
+                            R"("launch", {"release": null})",
+                            R"("launch", {"kit": {"name": "PLKit", "does": "replaces", "of": "application"}})",
+                            R"("launch", {"kit": {"name": "K", "does": "replaces"}})",
+                            R"("launch", {"kit": {"name": "K", "does": "breaks", "of": "application"}})",
+                            R"({"expect": {"fetched": [-1]}})",
+                            R"({"expect": {"presented": ["list"]}})",
+                            R"({"expect": {"completed": -1}})",
                             R"("launch", {"goal": null})",
                             R"("launch", {"endSession": 125})",
                             R"("launch", {"activate": {"at": 1}})",
@@ -226,20 +282,31 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
   for (const char* text : badSteps) agree(head + std::string(text) + "]}", false);
   const char* goodDocuments[] = {
       R"({"name": "", "description": "", "$schema": "", "configuration": {}, "steps": []})",
-      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a", "B+1.-"], "notifications": {"": {}}})"};
-  const char* badDocuments[] = {R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["1a"]})",
-                                R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a:"]})",
-                                R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": [""]})",
-                                R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": "a"})",
-                                R"({"name": "", "configuration": {}, "steps": [], "notifications": {"a": {"x": 1}}})",
-                                R"({"name": "", "configuration": {}, "steps": [], "notifications": []})",
-                                R"({"name": "", "configuration": {}})",
-                                R"({"name": "", "steps": []})",
-                                R"({"configuration": {}, "steps": []})",
-                                R"({"name": "", "configuration": {}, "steps": {}})",
-                                R"({"name": "", "configuration": [], "steps": []})",
-                                R"({"name": "", "configuration": {"GZIP": "no"}, "steps": []})",
-                                R"({"name": "", "configuration": {}, "steps": [], "more": 1})"};
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a", "B+1.-"], "notifications": {"": {}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"inherits": "B", "forwardsTo": "B"}, "C": {"class": "A"},
+          "B": {"declares": ["UIApplicationDelegate"], "implements": {"token": {}, "failure": {}, "response": {},
+                "background": {"answers": "later", "result": 7}, "foreground": {"answers": "twice", "shows": ["list"]}}}},
+          "application": {"delegate": null, "notificationDelegate": "A", "missingClasses": ["UIApplication"], "startsService": false}})"};
+  const char* badDocuments[] = {
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["1a"]})",
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a:"]})",
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": [""]})",
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": "a"})",
+      R"({"name": "", "configuration": {}, "steps": [], "notifications": {"a": {"x": 1}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "notifications": []})",
+      R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"declares": ["B"]}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"implements": {"token": {"answers": "later"}}}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"implements": {"response": {"answers": "often"}}}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {}, "B": {"class": "A", "inherits": "A"}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "application": {"missingClasses": ["NSObject"]}})",
+      R"({"name": "", "configuration": {}, "steps": [], "application": {"kits": []}})",
+      R"({"name": "", "configuration": {}})",
+      R"({"name": "", "steps": []})",
+      R"({"configuration": {}, "steps": []})",
+      R"({"name": "", "configuration": {}, "steps": {}})",
+      R"({"name": "", "configuration": [], "steps": []})",
+      R"({"name": "", "configuration": {"GZIP": "no"}, "steps": []})",
+      R"({"name": "", "configuration": {}, "steps": [], "more": 1})"};
   for (const char* text : goodDocuments) agree(text, true);
   for (const char* text : badDocuments) agree(text, false);
   for (const auto& file : std::filesystem::directory_iterator(PELLION_SOURCE_DIR "/examples/scenarios")) {
