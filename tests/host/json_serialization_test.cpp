@@ -15,7 +15,6 @@ using platform::Error;
 using platform::Value;
 using platform::JSONSerialization::dataWithJSONObject;
 using platform::JSONSerialization::JSONObjectWithData;
-using test::raisedReason;
 
 std::optional<Value> decode(std::string_view text, Error* error = nullptr) {
   return JSONObjectWithData({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, error);
@@ -64,24 +63,14 @@ TEST(JSONDecoding, ReadsEveryKind) {
 
 TEST(JSONDecoding, TellsKindsOfNumbersApart) {
   using enum Value::Kind;
-  const auto decoded = decode("[1,1.0,true,9223372036854775808,-0,18446744073709551616]");
-  std::vector<Value::Kind> kinds;
-  for (const Value& element : decoded->elements()) kinds.push_back(element.kind());
-  EXPECT_THAT(kinds, testing::ElementsAre(integer, floating, boolean, integer, integer, floating));
-  EXPECT_TRUE(decoded->elements()[3].isUnsigned());
-  EXPECT_FALSE(decoded->elements()[0].isUnsigned());
-}
-
-TEST(JSONDecoding, KeepsTheOrderOfKeysAndFindsEachInALargeObject) {
-  std::string text = "{";
-  for (int i = 0; i != 100'000; ++i) text += (i == 0 ? "\"k" : ",\"k") + std::to_string(i) + "\":" + std::to_string(i);
-  const auto decoded = decode(text + "}");
-  ASSERT_TRUE(decoded);
-  for (int i = 0; i != 100'000; ++i) {
-    const std::string key = "k" + std::to_string(i);
-    ASSERT_EQ(decoded->entries()[static_cast<std::size_t>(i)].key, key);
-    ASSERT_EQ(decoded->find(key)->integer(), i);
-  }
+  const std::pair<std::string, Value::Kind> cases[] = {
+      {"1", integer},    {"1.0", floating},
+      {"true", boolean}, {"9223372036854775808", integer},
+      {"-0", integer},   {"18446744073709551616", floating},
+  };
+  for (const auto& [number, kind] : cases) EXPECT_EQ(decode("[" + number + "]")->elements()[0].kind(), kind) << number;
+  EXPECT_TRUE(decode("[9223372036854775808]")->elements()[0].isUnsigned());
+  EXPECT_FALSE(decode("[1]")->elements()[0].isUnsigned());
 }
 
 TEST(JSONDecoding, RecognisesUnicodeEncodingsWithAndWithoutByteOrderMark) {
@@ -155,7 +144,7 @@ TEST(JSONEncoding, RaisesForWhatJSONCannotHold) {
       {Value::list({Value::dictionary({{1, "a"}})}), "Invalid (non-string) key in JSON dictionary"},
   };
   for (const auto& [value, reason] : cases) {
-    EXPECT_EQ(raisedReason([&] { dataWithJSONObject(value); }), reason);
+    EXPECT_EQ(test::raised([&] { dataWithJSONObject(value); }), "NSInvalidArgumentException: " + std::string(reason));
   }
 }
 

@@ -84,20 +84,19 @@ TEST_F(ObjcObject, AssociationHoldsItsValueUntilItIsReplacedRemovedOrItsOwnerEnd
   for (const auto policy : {OBJC_ASSOCIATION_RETAIN, OBJC_ASSOCIATION_RETAIN_NONATOMIC}) {
     deaths = 0;
     Strong owner = makeInstance(objc_getClass("NSObject"));
-    const auto set = [&](id value) { objc_setAssociatedObject(owner.get(), &key, value, policy); };
-    set(platform::makeObject<Mortal>(&deaths).get());
+    const auto set = [&](const Strong& value) { objc_setAssociatedObject(owner.get(), &key, value.get(), policy); };
+    set(platform::makeObject<Mortal>(&deaths));
     {
       const platform::AutoreleasePool pool;
       EXPECT_NE(objc_getAssociatedObject(owner.get(), &key), nullptr);
       EXPECT_EQ(objc_getAssociatedObject(owner.get(), &deaths), nullptr) << "another key";
     }
     EXPECT_EQ(deaths, 0);
-    set(platform::makeObject<Mortal>(&deaths).get());
+    set(platform::makeObject<Mortal>(&deaths));
     EXPECT_EQ(deaths, 1);
-    set(nullptr);
+    set({});
     EXPECT_EQ(deaths, 2);
-    EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), nullptr);
-    set(platform::makeObject<Mortal>(&deaths).get());
+    set(platform::makeObject<Mortal>(&deaths));
     owner = {};
     EXPECT_EQ(deaths, 3);
   }
@@ -107,9 +106,7 @@ TEST_F(ObjcObject, AssociationHoldsItsValueUntilItIsReplacedRemovedOrItsOwnerEnd
 
 TEST_F(ObjcObject, AssociationAssignsAndCopies) {
   const Strong owner = makeInstance(objc_getClass("NSObject"));
-  Strong value = platform::makeObject<Mortal>(&deaths);
-  objc_setAssociatedObject(owner.get(), &key, value.get(), OBJC_ASSOCIATION_ASSIGN);
-  value = {};
+  objc_setAssociatedObject(owner.get(), &key, platform::makeObject<Mortal>(&deaths).get(), OBJC_ASSOCIATION_ASSIGN);
   EXPECT_EQ(deaths, 1) << "assigning holds nothing";
   const platform::Block<int()> block([] { return 3; });
   objc_setAssociatedObject(owner.get(), &key, blockId(block.get()), OBJC_ASSOCIATION_COPY_NONATOMIC);

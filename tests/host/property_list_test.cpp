@@ -48,8 +48,9 @@ std::string errorOf(const Work& work) {
   }
   return "no error";
 }
-
-void write(const std::filesystem::path& path, std::string_view text) { std::ofstream(path, std::ios::binary) << text; }
+std::string parsingError(const std::string& text) {
+  return errorOf([&] { parsePropertyList(text, "file"); });
+}
 
 const std::string everything = document(R"(<!-- <array> --> <dict>
   <key>text</key><string>a &amp; é &#x1F600;<![CDATA[<dict>]]></string>
@@ -106,7 +107,7 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
        "file: key path a.0: a string is broken Unicode text"},
   };
   for (const auto& [text, error] : cases) {
-    EXPECT_EQ(errorOf([&] { parsePropertyList(text, "file"); }), error) << text;
+    EXPECT_EQ(parsingError(text), error) << text;
   }
   const struct {
     std::string element, expected;
@@ -124,16 +125,13 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
   for (const auto& [element, expected, contents] : scalars) {
     for (const std::string& content : contents) {
       const std::string text = document("<array>\n<" + element + ">" + content + "</" + element + "></array>");
-      EXPECT_EQ(errorOf([&] { parsePropertyList(text, "file"); }),
-                "file:5: <" + element + "> holds \"" + content + "\", expected " + expected);
+      EXPECT_EQ(parsingError(text), "file:5: <" + element + "> holds \"" + content + "\", expected " + expected);
     }
   }
   std::string deep;
   for (int i = 0; i != 1'000'000; ++i) deep += "<array>";
-  EXPECT_EQ(errorOf([&] { parsePropertyList("<plist>" + deep.substr(0, 4'000'000), "file"); }),
-            "file:1: more than 512 levels");
-  EXPECT_EQ(errorOf([&] { parsePropertyList(deep, "file"); }),
-            "file: larger than the 4 MiB that a property list may have");
+  EXPECT_EQ(parsingError("<plist>" + deep.substr(0, 4'000'000)), "file:1: more than 512 levels");
+  EXPECT_EQ(parsingError(deep), "file: larger than the 4 MiB that a property list may have");
 }
 
 /// A binary property list of one-byte offsets and references.
@@ -168,8 +166,7 @@ TEST(PropertyList, RefusesBinaryFilesThatWouldGrowWithoutBound) {
       {"bplist00", "it is cut off"},
   };
   for (const auto& [data, problem] : cases) {
-    EXPECT_EQ(errorOf([&] { parsePropertyList(data, "file"); }),
-              "file: broken binary property list: " + std::string(problem));
+    EXPECT_EQ(parsingError(data), "file: broken binary property list: " + std::string(problem));
   }
   EXPECT_EQ(parsePropertyList(binaryOf({"\xA2\1\1", "\x51x"}), "file"), Value::list({"x", "x"}));
 }
@@ -193,34 +190,37 @@ TEST(PropertyList, DamagedFilesGiveAValueOrAnErrorButNeverACrash) {
   }
 }
 
-TEST(PropertyList, SaysWhyAFileCannotBeRead) {
+class PropertyListFile : public testing::Test {
+ protected:
+  void write(std::string_view text) { std::ofstream(path, std::ios::binary) << text; }
+
+  const test::TestProcess process;
   const test::TemporaryDirectory directory;
   const std::string path = directory.path() / "a.plist";
+};
+
+TEST_F(PropertyListFile, SaysWhyAFileCannotBeRead) {
   EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": No such file or directory");
   EXPECT_EQ(errorOf([&] { readPropertyList(directory.path()); }), directory.path().string() + ": not a file");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": not a file");
 }
 
-TEST(PropertyList, WhatIsWrittenReadsBackTheSame) {
-  const test::TemporaryDirectory directory;
-  const auto path = directory.path() / "a.plist";
+TEST_F(PropertyListFile, WhatIsWrittenReadsBackTheSame) {
   const Value value = Value::dictionary({
       {"text", "a < b & \"c\"\n\té😀"},
       {"numbers", Value::list({-1, INT64_MAX, 0.1 + 0.2, 1e-300, true, 3.0})},
       {"data", Value::bytes("\0\xff"s)},
       {"", Value::dictionary({{"nested", Value::list({})}})},
   });
-  write(path, "older");
+  write("older");
   writePropertyList(path, value);
   EXPECT_EQ(readPropertyList(path), value) << readPropertyList(path).description();
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
 }
 
-TEST(PropertyList, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
-  const test::TemporaryDirectory directory;
-  const std::string path = directory.path() / "a.plist";
-  write(path, everything);
+TEST_F(PropertyListFile, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
+  write(everything);
   Value deep = 1;
   for (int i = 0; i != 100'000; ++i) deep = Value::list({deep});
   const std::pair<Value, std::string_view> cases[] = {
@@ -239,27 +239,21 @@ TEST(PropertyList, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
   EXPECT_EQ(errorOf([&] { writePropertyList(path + "/b", 1); }), path + "/b: cannot be written: Not a directory");
 }
 
-TEST(DictionaryWithContentsOfFile, ReadsADictionaryOrNothing) {
-  const test::TestProcess process;
-  const test::TemporaryDirectory directory;
-  const std::string path = directory.path() / "a.plist";
+TEST_F(PropertyListFile, GivesADictionaryOrNothing) {
   EXPECT_FALSE(dictionaryWithContentsOfFile(std::nullopt));
   EXPECT_FALSE(dictionaryWithContentsOfFile(path));
-  write(path, document("<array/>"));
-  EXPECT_FALSE(dictionaryWithContentsOfFile(path));
-  write(path, "garbage");
-  EXPECT_FALSE(dictionaryWithContentsOfFile(path));
-  write(path, everything);
+  for (const std::string& useless : {document("<array/>"), "garbage"s}) {
+    write(useless);
+    EXPECT_FALSE(dictionaryWithContentsOfFile(path));
+  }
+  write(everything);
   EXPECT_EQ(dictionaryWithContentsOfFile(path), parsePropertyList(everything, path));
 }
 
-TEST(DictionaryWithContentsOfFile, KeepsAnUnchangedFileAndSeesEveryChange) {
-  const test::TestProcess process;
-  const test::TemporaryDirectory directory;
-  const std::string path = directory.path() / "a.plist";
+TEST_F(PropertyListFile, IsReadAgainOnlyWhenItHasChanged) {
   // Always the same size and, written so fast, often the same time.
   for (int i = 100; i != 400; ++i) {
-    write(path, document("<dict><key>n</key><integer>" + std::to_string(i) + "</integer></dict>"));
+    write(document("<dict><key>n</key><integer>" + std::to_string(i) + "</integer></dict>"));
     ASSERT_EQ(dictionaryWithContentsOfFile(path)->find("n")->integer(), i);
   }
   const Value* kept = nullptr;

@@ -57,17 +57,10 @@ class SharedStore : public Test {
 };
 
 TEST_F(SharedStore, keepsPropertyListValuesAsTheyAre) {
-  const std::vector<Value> values{0,
-                                  -7,
-                                  INT64_MAX,
-                                  1.5,
-                                  true,
-                                  "",
-                                  "text",
-                                  Value::bytes("\x01\xFF"),
-                                  Value::list({}),
-                                  Value::dictionary({}),
-                                  Value::list({1, Value::dictionary({{"k", Value::list({"x", false})}})})};
+  const Value nested = Value::list({1, Value::dictionary({{"k", Value::list({"x", false})}})});
+  const std::vector<Value> values{
+      0,     -7, INT64_MAX, 1.5, true, "", "text", Value::bytes("\x01\xFF"), Value::list({}), Value::dictionary({}),
+      nested};
   for (const Value& value : values) {
     set(value);
     ASSERT_TRUE(get()) << value.description();
@@ -81,7 +74,7 @@ TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {
   set("before");
   for (const Value& value :
        {Value(), Value::list({1, nullptr}), Value::dictionary({{"k", nullptr}}), Value::dictionary({{7, "odd key"}})}) {
-    EXPECT_THAT(test::raisedReason([&] { set(value); }), HasSubstr("Attempt to insert non-property list object"));
+    EXPECT_THAT(test::raised([&] { set(value); }), HasSubstr("Attempt to insert non-property list object"));
   }
   EXPECT_EQ(get(), Value("before"));
 }

@@ -30,7 +30,7 @@ TEST(DeepSearch, isPreOrderAndSkipsListsInsideLists) {
     }
     EXPECT_EQ(messaging.findValueForKey("k", nullptr), nullptr);
     const Value odd = Value::dictionary({{7, 1}, {"k", 2}});
-    EXPECT_THAT(test::raisedReason([&] { static_cast<void>(messaging.findValueForKey("k", &odd)); }),
+    EXPECT_THAT(test::raised([&] { static_cast<void>(messaging.findValueForKey("k", &odd)); }),
                 testing::HasSubstr("-[__NSCFNumber isEqualToString:]"));
   });
 }
@@ -51,16 +51,12 @@ TEST(ActionButton, isTheFirstWithTheIdentifier) {
 
 TEST(BodyString, isDecodedOrLoggedAsAnError) {
   test::MessagingPhone phone;
-  const std::string error =
-      "Error parsing push notification JSON payload: The data couldn\u2019t be read because it isn\u2019t in the "
-      "correct "
-      "format.";
+  const std::string error = "Error parsing push notification JSON payload: The data couldn\u2019t be read because";
   for (const auto& [body, log] : {std::pair<std::string, std::string>{"not json", error},
                                   {"7", error},
                                   {"[1,2]", "Push notification JSON payload (\n    1,\n    2\n)"}}) {
-    phone.takeLog();
     phone.run([&, text = body] { static_cast<void>(PLMessaging::shared().parseBodyString(text)); });
-    EXPECT_THAT(phone.takeLog(), testing::ElementsAre(log));
+    EXPECT_THAT(phone.takeLog(), testing::ElementsAre(testing::StartsWith(log)));
   }
 }
 

@@ -6,15 +6,15 @@
 
 namespace test {
 
-/// The reason of the invalid-argument exception that `work` raises, or what it did instead.
+/// The platform's exception that `work` raises, as "name: reason".
 template <class Work>
-std::string raisedReason(const Work& work) {
+std::string raised(const Work& work) {
   try {
     work();
   } catch (const platform::Exception& exception) {
-    return exception.name() == platform::invalidArgumentException ? exception.reason() : exception.name();
+    return exception.name() + ": " + exception.reason();
   }
-  return "nothing raised";
+  return "nothing";
 }
 
 }  // namespace test

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "platform/class_face.h"
-#include "platform/exception.h"
 #include "platform/text.h"
 #include "platform/value.h"
+#include "tests/support/raised.h"
 
 namespace test {
 
@@ -43,17 +43,6 @@ class Mortal {
   int* deaths_;
   platform::Strong kept_;
 };
-
-/// The platform's exception that `work` raises, as "name: reason".
-template <class Work>
-std::string raised(Work work) {
-  try {
-    work();
-  } catch (const platform::Exception& exception) {
-    return exception.name() + ": " + exception.reason();
-  }
-  return "nothing";
-}
 
 inline std::string describe(id object) {
   return std::string(platform::unboxed(platform::send<id()>(object, sel("description")))->text());
