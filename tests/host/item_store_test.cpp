@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -65,18 +64,6 @@ TEST_F(ItemStore, takesWritersFromSeveralHandlesAtOnce) {
   ASSERT_TRUE(last);
   const std::string text(last->bytes().begin(), last->bytes().end());
   EXPECT_EQ(text, std::string(100, text[0])) << "an item is one writer's, whole";
-}
-
-TEST_F(ItemStore, reportsWhatItCannotUseAndLeavesItAlone) {
-  const std::string garbage(4096, 'g');
-  std::ofstream(path_) << garbage;
-  host::ItemStore store = open();
-  EXPECT_EQ(store.data("key"), std::nullopt);
-  EXPECT_FALSE(store.setData("key", Value::bytes("x")));
-  EXPECT_THAT(problems_, Each(HasSubstr(path_.string())));
-  EXPECT_EQ(problems_.size(), 2U);
-  std::ifstream file(path_);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
 }
 
 TEST_F(ItemStore, reportsAPlaceWhereNoFileCanBe) {

@@ -27,20 +27,15 @@ class VirtualQueue : public Test {
 
 TEST_F(VirtualQueue, runsWorkInOrderOfItsTimeThenOfItsArrival) {
   queue_.after(3s, note("c"));
+  queue_.after(1s, [this] { queue_.after(1s, note("nested")); });
   queue_.after(1s, note("b"));
   queue_.async(note("a"));
   queue_.after(3s, note("d"));
   EXPECT_THAT(order_, IsEmpty());
   queue_.advance(2s);
-  EXPECT_THAT(order_, ElementsAre("a@0", "b@1"));
-  queue_.advance(1s);
-  EXPECT_THAT(order_, ElementsAre("a@0", "b@1", "c@3", "d@3"));
-}
-
-TEST_F(VirtualQueue, runsWhatWorkPutsInAtItsOwnTime) {
-  queue_.after(1s, [this] { queue_.after(1s, note("nested")); });
-  queue_.advance(5s);
-  EXPECT_THAT(order_, ElementsAre("nested@2"));
+  EXPECT_THAT(order_, ElementsAre("a@0", "b@1", "nested@2"));
+  queue_.advance(3s);
+  EXPECT_THAT(order_, ElementsAre("a@0", "b@1", "nested@2", "c@3", "d@3"));
   EXPECT_EQ(clock_.now(), 5s);
 }
 

@@ -13,6 +13,7 @@ using platform::Value;
 TEST(Format, PrintsEveryConversion) {
   const Value list = Value::list({1});
   const Error error{"D", -1, "why"};
+  const Error informed{"D", -1004, "why", Value::dictionary({{"_kCFStreamErrorCodeKey", 61}, {"URL", "http://h/"}})};
   const Exception exception("N", "reason");
   const std::optional<std::string> absent;
   const auto object = reinterpret_cast<id>(std::uintptr_t{0xAB0});
@@ -25,6 +26,7 @@ TEST(Format, PrintsEveryConversion) {
       {"%@, %@ and %@", {"%@", std::string_view("%d"), 5}, "%@, %d and 5"},
       {"%@ %@ %@", {nullptr, absent, static_cast<const Value*>(nullptr)}, "(null) (null) (null)"},
       {"%@ %@ %@", {list, &list, std::optional<Value>()}, "(\n    1\n) (\n    1\n) (null)"},
+      {"%@", {informed}, "Error Domain=D Code=-1004 \"why\" UserInfo={_kCFStreamErrorCodeKey=61, URL=http://h/}"},
       {"%@; %@", {error, exception}, "Error Domain=D Code=-1 \"why\"; reason"},
       {"%i %d %ld", {-1, std::int64_t{1} << 32, std::int64_t{1} << 32}, "-1 0 4294967296"},
       {"%u %lu", {-1, -1}, "4294967295 18446744073709551615"},
@@ -41,14 +43,6 @@ TEST(FormatDeathTest, MistakeInTheProgramEndsIt) {
   EXPECT_DEATH(format("%f", {1}), "an unknown conversion");
   EXPECT_DEATH(format("%d", {"1"}), "something that is no integer");
   EXPECT_DEATH(format("100%", {}), "an unknown conversion");
-}
-
-TEST(Error, PrintsItsUserInfoInOneLine) {
-  const Error error{"NSURLErrorDomain", -1004, "Could not connect to the server.",
-                    Value::dictionary({{"_kCFStreamErrorCodeKey", 61}, {"NSErrorFailingURLStringKey", "http://h/"}})};
-  EXPECT_EQ(error.description(),
-            "Error Domain=NSURLErrorDomain Code=-1004 \"Could not connect to the server.\" "
-            "UserInfo={_kCFStreamErrorCodeKey=61, NSErrorFailingURLStringKey=http://h/}");
 }
 
 TEST(LowercaseString, MapsAllOfUnicodeWithoutALocale) {

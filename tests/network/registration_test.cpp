@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
 #include <thread>
 
 #include "network/PLTokenManager.h"
@@ -114,41 +113,6 @@ TEST(RegistrationsInFlight, leaveTheTokenThatWasAcceptedLast) {
     PLTokenManager::sharedInstance().setAPNSToken(&secondToken);
   });
   EXPECT_EQ(phone->keychain().data(tokenKey), firstToken) << "handed over first, accepted last";
-}
-
-void handOverAndDieBeforeStoring(const std::filesystem::path& storage) {
-  ScriptedServer server(200, accepted);
-  host::Network network;
-  host::Phone phone(network, {.storage = storage,
-                              .sink =
-                                  [](const host::Event& event) {
-                                    const Value* text = event.details.find("text");
-                                    if (text != nullptr && text->text().starts_with("Data received")) raise(SIGKILL);
-                                  },
-                              .listensToLog = true});
-  phone.configure(test::configuration(server.url()));
-  const host::ProcessScope scope(phone.launch());
-  PLTokenManager::sharedInstance().setAPNSToken(&secondToken);
-  phone.process()->mainQueue().runUntilIdle();
-}
-
-TEST(KilledRegistration, leavesTheEarlierTokenAndTheNextLaunchRegistersAgain) {
-  // The statement that dies runs in a program of its own, which finds the storage by this variable.
-  constexpr const char* variable = "PELLION_TEST_STORAGE";
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  std::optional<test::TemporaryDirectory> directory;
-  if (getenv(variable) == nullptr) setenv(variable, directory.emplace().path().c_str(), 1);
-  const std::filesystem::path storage = getenv(variable);
-  host::ItemStore(storage / "keychain.sqlite", [](const std::string&) {}).setData(tokenKey, firstToken);
-  EXPECT_EXIT(handOverAndDieBeforeStoring(storage), KilledBySignal(SIGKILL), "");
-
-  ScriptedServer server(200, accepted);
-  test::TestPhone phone(test::configuration(server.url()), storage);
-  EXPECT_EQ(phone->keychain().data(tokenKey), firstToken);
-  phone.run([] { PLTokenManager::sharedInstance().setAPNSToken(&secondToken); });
-  EXPECT_THAT(server.takeRequests(), SizeIs(1));
-  EXPECT_EQ(phone->keychain().data(tokenKey), secondToken);
-  unsetenv(variable);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "pellion/input_error.h"
 #include "pellion/json_writer.h"
 #include "pellion/redaction.h"
 #include "tests/pellion/raw_client.h"
@@ -94,17 +93,6 @@ TEST(Backend, SurvivesRequestsThatBreakOff) {
   }
   EXPECT_THAT(exchange(backend.port(), post("/")), StartsWith("HTTP/1.1 200 "));
   EXPECT_EQ(backend.takeRequests().size(), 1U);
-}
-
-TEST(Backend, SaysThatAPortIsInUse) {
-  const Backend first({});
-  try {
-    Backend second({.port = first.port()});
-    FAIL() << "two backends on one port";
-  } catch (const InputError& error) {
-    EXPECT_EQ(error.what(), "port " + std::to_string(first.port()) +
-                                " cannot be had: Address already in use; give another one, or 0 for any that is free");
-  }
 }
 
 }  // namespace
