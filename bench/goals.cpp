@@ -18,8 +18,9 @@ std::optional<Goal> parseGoal(const std::string& line) {
   if (measure == "/") words >> baseline.emplace();
   words >> relation >> bound;
   if (!words || words >> surplus) return std::nullopt;
-  if ((measure != "/" && measure != "ns") || (relation != "<=" && relation != ">=")) return std::nullopt;
-  return Goal{name, baseline, relation == "<=", bound};
+  const bool isUnit = measure == "ns" || measure == "bytes";
+  if ((measure != "/" && !isUnit) || (relation != "<=" && relation != ">=")) return std::nullopt;
+  return Goal{name, baseline, isUnit ? measure : "", relation == "<=", bound};
 }
 
 }  // namespace
@@ -33,8 +34,9 @@ std::vector<Goal> readGoals(const std::filesystem::path& file) {
     if (line.empty() || line.starts_with('#')) continue;
     const std::optional<Goal> goal = parseGoal(line);
     if (!goal) {
-      throw std::runtime_error(file.string() + ":" + std::to_string(number) + ": \"" + line +
-                               "\" is no goal; expected is CASE / BASELINE <= BOUND or CASE ns <= BOUND");
+      throw std::runtime_error(
+          file.string() + ":" + std::to_string(number) + ": \"" + line +
+          "\" is no goal; expected is CASE / BASELINE <= BOUND, CASE ns <= BOUND or CASE bytes <= BOUND");
     }
     goals.push_back(*goal);
   }

@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-/// What a case must reach: a bound on its time, or on its ratio to another case of the same run.
+/// What a case must reach: a bound on what it measures, or on its ratio to another case of the same run.
 struct Goal {
   std::string name;
-  std::optional<std::string> baseline;  ///< absent: the bound is in nanoseconds
+  std::optional<std::string> baseline;  ///< absent: the bound is in the unit
+  std::string unit;                     ///< "ns", "bytes", or empty where there is a baseline
   bool isUpperBound;
   double bound;
 

@@ -1,6 +1,6 @@
-// Runs the benchmarks and prints one table: each case's median time, its ratio to the case that it is measured against
-// in the same run, its goal and whether that is met. Ends with status 1 when a goal is missed, 2 when one cannot be
-// judged.
+// Runs the benchmarks and prints one table: each case's median, in nanoseconds or in the bytes that it counts, its
+// ratio to the case that it is measured against in the same run, its goal and whether that is met. Ends with status 1
+// when a goal is missed, 2 when one cannot be judged.
 
 #include <benchmark/benchmark.h>
 
@@ -26,7 +26,10 @@ class Medians : public benchmark::BenchmarkReporter {
         std::fprintf(stderr, "%s: %s\n", name.c_str(), run.error_message.c_str());
       } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
         names_.push_back(name);
-        nanoseconds_[name] = run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
+        const auto bytes = run.counters.find("bytes");
+        medians_[name] = bytes != run.counters.end()
+                             ? bytes->second.value
+                             : run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
       }
     }
   }
@@ -34,36 +37,36 @@ class Medians : public benchmark::BenchmarkReporter {
   [[nodiscard]] const std::vector<std::string>& names() const { return names_; }
   /// Negative for a case that was not run.
   [[nodiscard]] double of(const std::string& name) const {
-    const auto found = nanoseconds_.find(name);
-    return found == nanoseconds_.end() ? -1 : found->second;
+    const auto found = medians_.find(name);
+    return found == medians_.end() ? -1 : found->second;
   }
 
  private:
   std::vector<std::string> names_;
-  std::map<std::string, double> nanoseconds_;
+  std::map<std::string, double> medians_;
 };
 
 enum class Verdict { met, missed, unknown };
 
 Verdict printGoal(const Goal& goal, const Medians& medians) {
-  const double nanoseconds = medians.of(goal.name);
+  const double median = medians.of(goal.name);
   const double baseline = goal.baseline ? medians.of(*goal.baseline) : 1;
-  if (nanoseconds < 0 || baseline <= 0) {
+  if (median < 0 || baseline <= 0) {
     std::printf("%-31s %10s  no such case in this run: %s\n", goal.name.c_str(), "-",
-                (nanoseconds < 0 ? goal.name : *goal.baseline).c_str());
+                (median < 0 ? goal.name : *goal.baseline).c_str());
     return Verdict::unknown;
   }
-  const bool isMet = goal.isMetBy(nanoseconds / baseline);
+  const bool isMet = goal.isMetBy(median / baseline);
   char ratio[32] = "-";
-  if (goal.baseline) std::snprintf(ratio, sizeof ratio, "%.2f", nanoseconds / baseline);
-  std::printf("%-31s %10.1f  %-31s %8s  %s %-4g %-3s %s\n", goal.name.c_str(), nanoseconds,
+  if (goal.baseline) std::snprintf(ratio, sizeof ratio, "%.2f", median / baseline);
+  std::printf("%-31s %10.1f  %-31s %8s  %s %-6g %-5s %s\n", goal.name.c_str(), median,
               goal.baseline ? goal.baseline->c_str() : "-", ratio, goal.isUpperBound ? "<=" : ">=", goal.bound,
-              goal.baseline ? "" : "ns", isMet ? "met" : "missed");
+              goal.unit.c_str(), isMet ? "met" : "missed");
   return isMet ? Verdict::met : Verdict::missed;
 }
 
 int printTable(const std::vector<Goal>& goals, const Medians& medians) {
-  std::printf("%-31s %10s  %-31s %8s  %-11s %s\n", "case", "median ns", "measured against", "ratio", "goal", "verdict");
+  std::printf("%-31s %10s  %-31s %8s  %-15s %s\n", "case", "median", "measured against", "ratio", "goal", "verdict");
   for (const std::string& name : medians.names()) {
     const auto isItsOwn = [&](const Goal& goal) { return goal.name == name; };
     if (std::ranges::none_of(goals, isItsOwn)) std::printf("%-31s %10.1f\n", name.c_str(), medians.of(name));

@@ -17,6 +17,10 @@ namespace {
 using platform::UIBackgroundFetchResult;
 using FetchHandler = platform::BlockPtr<void(UIBackgroundFetchResult)>;
 
+struct DelegateProtocol {
+  Protocol* found = objc_getProtocol("UIApplicationDelegate");  // looked up once, as this is asked on every callback
+};
+
 /// The application's own implementation of a delegate's method, or null.
 IMP ownImplementation(SEL selector, id delegate) {
   return PLAppDelegateSwizzler::fetchOriginalSelectorImplementation(selector, delegate).value_or(nullptr);
@@ -92,7 +96,7 @@ void PLAppDelegateSwizzler::defineClass(platform::ClassFace<PLAppDelegateSwizzle
 }
 
 std::optional<platform::Invocation> PLAppDelegateSwizzler::invokeAppDelegateForSelector(SEL selector) {
-  const char* types =
-      protocol_getMethodDescription(objc_getProtocol("UIApplicationDelegate"), selector, false, true).types;
-  return platform::Invocation::invocationWithObjCTypes(types);
+  const DelegateProtocol& protocol = platform::Process::shared<DelegateProtocol>();
+  return platform::Invocation::invocationWithObjCTypes(
+      protocol_getMethodDescription(protocol.found, selector, false, true).types);
 }

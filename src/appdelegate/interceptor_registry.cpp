@@ -19,6 +19,7 @@ void InterceptorRegistry::remove(std::string_view interceptorID) {
   Entry* entry = findEntry(interceptorID);
   if (entry == nullptr) return;
   entry->container = {};
+  holdsRemoved_ = true;
   dropRemoved();
 }
 
@@ -34,5 +35,7 @@ InterceptorRegistry::Entry* InterceptorRegistry::findEntry(std::string_view inte
 
 // Not during a walk, which goes by places.
 void InterceptorRegistry::dropRemoved() {
-  if (walks_ == 0) std::erase_if(entries_, [](const Entry& entry) { return !entry.container; });
+  if (walks_ > 0) return;
+  std::erase_if(entries_, [](const Entry& entry) { return !entry.container; });
+  holdsRemoved_ = false;
 }

@@ -44,7 +44,7 @@ class InterceptorRegistry {
     Walk& operator=(const Walk&) = delete;
     ~Walk() {
       --registry.walks_;
-      registry.dropRemoved();
+      if (registry.holdsRemoved_) registry.dropRemoved();
     }
     InterceptorRegistry& registry;
   };
@@ -54,4 +54,5 @@ class InterceptorRegistry {
 
   std::deque<Entry> entries_;  // an entry keeps its place in memory while others are added
   int walks_ = 0;
+  bool holdsRemoved_ = false;
 };

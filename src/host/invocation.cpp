@@ -7,18 +7,16 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "host/objc_runtime.h"
 #include "host/type_encoding.h"
 #include "platform/exception.h"
-#include "platform/process.h"
 #include "platform/send.h"
 
-namespace host {
+namespace platform {
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "a short result is read from the start of its wide place");
+static_assert(std::endian::native == std::endian::little, "a short argument stands at the start of its wide place");
 
 ffi_type* typeOf(char letter) {
   switch (letter) {
@@ -42,95 +40,100 @@ ffi_type* typeOf(char letter) {
 
 }  // namespace
 
-/// How to call every method of one encoding.
-struct CallInterface {
-  explicit CallInterface(const char* encoding, std::string_view letters) : types(interned(encoding)) {
-    for (const char letter : letters.substr(1)) arguments.push_back(typeOf(letter));
-    result = typeOf(letters.front());
-    ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(arguments.size()), result, arguments.data());
+struct Invocation::Interface {
+  Interface(const char* encoding, std::string_view letters)
+      : types(host::interned(encoding)), count(letters.size() - 1), result(typeOf(letters.front())) {
+    for (std::size_t i = 0; i < count; ++i) arguments[i] = typeOf(letters[i + 1]);
+    takesWords = count <= wordRegisters && letters.find_first_of("fd") == std::string_view::npos;
+    ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(count), result, arguments.data());
   }
-  CallInterface(const CallInterface&) = delete;
-  CallInterface& operator=(const CallInterface&) = delete;
+  Interface(const Interface&) = delete;
+  Interface& operator=(const Interface&) = delete;
 
+  static const Interface* find(const char* types);
+  std::uint64_t call(IMP code, id receiver, const std::array<std::uint64_t, mostArguments>& words) const;
+
+#if defined(__x86_64__) || defined(__aarch64__)
+  static constexpr std::size_t wordRegisters = 6;  // on both a call leaves unasked-for registers alone
+#else
+  static constexpr std::size_t wordRegisters = 0;
+#endif
   const char* types;
+  std::size_t count;
   ffi_type* result;
-  std::vector<ffi_type*> arguments;
+  std::array<ffi_type*, mostArguments> arguments{};
+  bool takesWords;        // integers and pointers alone, few enough to travel in registers
   mutable ffi_cif cif{};  // ffi_call only reads it
 };
 
-namespace {
-
-class CallInterfaces {
- public:
-  /// Null for an encoding that is malformed.
-  const CallInterface* find(const char* types) {
-    if (types == nullptr) return nullptr;
-    const std::lock_guard lock(mutex_);
-    if (const auto known = byTypes_.find(std::string_view(types)); known != byTypes_.end()) return &known->second;
-    const auto letters = typeLetters(types);
-    return letters ? &byTypes_.try_emplace(types, types, *letters).first->second : nullptr;
+/// Like type encodings, interfaces are few and stay until the program ends.
+const Invocation::Interface* Invocation::Interface::find(const char* types) {
+  if (types == nullptr) return nullptr;
+  thread_local const Interface* last = nullptr;
+  if (last != nullptr && last->types == types) return last;  // an interned text, as protocols give it
+  static auto& mutex = *new std::mutex;
+  static auto& byTypes = *new std::map<std::string, Interface, std::less<>>;
+  const std::lock_guard lock(mutex);
+  auto known = byTypes.find(std::string_view(types));
+  if (known == byTypes.end()) {
+    const auto letters = host::typeLetters(types);
+    if (!letters || letters->size() - 1 > mostArguments) return nullptr;
+    known = byTypes.try_emplace(types, types, *letters).first;
   }
-
- private:
-  std::mutex mutex_;
-  std::map<std::string, CallInterface, std::less<>> byTypes_;
-};
-
-}  // namespace
-}  // namespace host
-
-namespace platform {
-
-struct Invocation::State {
-  explicit State(const host::CallInterface& call) : interface(call), arguments(call.arguments.size()) {}
-
-  template <class T>
-  void set(T argument, std::size_t index) {
-    // NOLINTNEXTLINE(bugprone-sizeof-expression): a pointer itself is the argument
-    std::memcpy(&arguments[index], &argument, sizeof(argument));
-  }
-
-  const host::CallInterface& interface;
-  std::vector<std::uint64_t> arguments;  // every argument is a scalar or a pointer
-  std::uint64_t result = 0;
-};
-
-std::optional<Invocation> Invocation::invocationWithObjCTypes(const char* types) {
-  const auto* interface = Process::shared<host::CallInterfaces>().find(types);
-  if (interface == nullptr) return std::nullopt;
-  return Invocation(std::make_shared<State>(*interface));
+  return last = &known->second;
 }
 
-void Invocation::setTarget(id target) { state_->set(target, 0); }
+std::uint64_t Invocation::Interface::call(IMP code, id receiver,
+                                          const std::array<std::uint64_t, mostArguments>& words) const {
+  if (takesWords) {
+    using Word = std::uint64_t;
+    const auto function = reinterpret_cast<Word (*)(id, Word, Word, Word, Word, Word)>(code);
+    return function(receiver, words[1], words[2], words[3], words[4], words[5]);
+  }
+  auto copies = words;
+  copies[0] = std::bit_cast<std::uint64_t>(receiver);
+  std::array<void*, mostArguments> places{};
+  for (std::size_t i = 0; i < count; ++i) places[i] = &copies[i];
+  std::uint64_t answer = 0;
+  ffi_call(&cif, code, &answer, places.data());
+  return answer;
+}
 
-void Invocation::setSelector(SEL selector) { state_->set(selector, 1); }
+std::optional<Invocation> Invocation::invocationWithObjCTypes(const char* types) {
+  const Interface* interface = Interface::find(types);
+  return interface != nullptr ? std::optional(Invocation(*interface)) : std::nullopt;
+}
+
+void Invocation::setTarget(id target) { arguments_[0] = std::bit_cast<std::uint64_t>(target); }
+
+void Invocation::setSelector(SEL selector) { arguments_[1] = std::bit_cast<std::uint64_t>(selector); }
 
 void Invocation::setArgument(const void* location, std::size_t index) {
-  const std::size_t count = state_->arguments.size();
-  if (index >= count) {
+  if (index >= interface_->count) {
     throw Exception(invalidArgumentException, "-[NSInvocation setArgument:atIndex:]: index (" + std::to_string(index) +
-                                                  ") out of bounds [0, " + std::to_string(count - 1) + "]");
+                                                  ") out of bounds [0, " + std::to_string(interface_->count - 1) + "]");
   }
-  std::memcpy(&state_->arguments[index], location, state_->interface.arguments[index]->size);
+  const std::size_t size = interface_->arguments[index]->size;
+  if (size == sizeof(std::uint64_t)) {
+    std::memcpy(&arguments_[index], location, sizeof(std::uint64_t));
+  } else {
+    std::memcpy(&arguments_[index], location, size);
+  }
 }
 
 void Invocation::invoke() {
-  id target = std::bit_cast<id>(state_->arguments[0]);
-  const auto selector = std::bit_cast<SEL>(state_->arguments[1]);
-  state_->result = 0;
+  const id target = std::bit_cast<id>(arguments_[0]);
+  const auto selector = std::bit_cast<SEL>(arguments_[1]);
+  result_ = 0;
   if (target == nullptr) return;
   if (selector == nullptr) throw Exception(invalidArgumentException, "-[NSInvocation invoke]: no selector is set");
-  const MethodCall call = methodForCall(target, selector, state_->interface.types);
-  std::vector<void*> places;
-  for (std::uint64_t& argument : state_->arguments) places.push_back(&argument);
-  target = call.receiver;
-  places[0] = &target;
-  ffi_call(&state_->interface.cif, call.implementation, &state_->result, places.data());
+  const MethodCall call = methodForCall(target, selector, interface_->types);
+  result_ = interface_->call(call.implementation, call.receiver, arguments_);
 }
 
 void Invocation::getReturnValue(void* location) const {
-  const ffi_type* type = state_->interface.result;
-  if (type != &ffi_type_void) std::memcpy(location, &state_->result, type->size);
+  const ffi_type* type = interface_->result;
+  if (type != &ffi_type_void) std::memcpy(location, &result_, type->size);
 }
 
 }  // namespace platform

@@ -59,7 +59,7 @@ SEL setterOf(std::string key) {
 using Observations = std::vector<std::shared_ptr<Observation>>;
 
 Observations observationsOf(id object, SEL setter) {
-  const std::lock_guard lock(objectMutex(object));
+  const std::lock_guard lock(objectLock(object));
   Observations found;
   if (headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return found;
   const Observations& all = sideData(object).observations;
@@ -178,7 +178,7 @@ void removeObservation(id object, id observer, const char* keyPath, std::optiona
   const std::string key(keyPath == nullptr ? "" : keyPath);
   std::shared_ptr<Observation> removed;  // ends outside the lock
   {
-    const std::lock_guard lock(objectMutex(object));
+    const std::lock_guard lock(objectLock(object));
     Observations& all = sideData(object).observations;
     const auto found = std::find_if(all.rbegin(), all.rend(), [&](const auto& each) {
       return each->identity == observer && each->key == key && (!context || each->context == *context);
@@ -212,7 +212,7 @@ void addObserver(id object, id observer, const char* keyPath, std::uint64_t opti
   const SEL setter = host::setterOf(key);
   host::makeNotify(object, key, setter);
   auto observation = std::make_shared<host::Observation>(observer, key, setter, options, context);
-  const std::lock_guard lock(host::objectMutex(object));
+  const std::lock_guard lock(host::objectLock(object));
   host::sideData(object).observations.push_back(std::move(observation));
 }
 

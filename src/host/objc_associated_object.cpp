@@ -29,7 +29,7 @@ void objc_setAssociatedObject(id object, const void* key, id value, objc_Associa
   if (object == nullptr) return;
   platform::Strong held = hold(value, policy);
   host::Association next{key, policy, held ? held.get() : value, std::move(held)};  // ends outside the lock
-  const std::unique_lock lock(host::objectMutex(object));
+  const std::unique_lock lock(host::objectLock(object));
   if (value == nullptr && host::headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return;
   host::SideData& side = host::sideData(object);
   const auto place = findAssociation(side, key);
@@ -45,7 +45,7 @@ id objc_getAssociatedObject(id object, const void* key) {
   if (object == nullptr) return nullptr;
   platform::Strong kept;
   {
-    const std::unique_lock lock(host::objectMutex(object));
+    const std::unique_lock lock(host::objectLock(object));
     if (host::headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return nullptr;
     host::SideData& side = host::sideData(object);
     const auto place = findAssociation(side, key);

@@ -7,8 +7,6 @@
 namespace host {
 namespace {
 
-// Set when the last reference goes; from then on no new reference counts, and releasing does not deallocate again.
-constexpr std::uint32_t deallocating = 1U << 31U;
 constexpr int deepestDeallocation = 100;
 
 void sendDealloc(id object) {
@@ -36,20 +34,11 @@ void deallocate(id object) {
 
 }  // namespace
 
-bool tryRetain(id object) {
-  auto& count = headerOf(object).count;
-  std::uint32_t seen = count.load(std::memory_order_relaxed);
-  while (seen != 0 && (seen & deallocating) == 0) {
-    if (count.compare_exchange_weak(seen, seen + 1, std::memory_order_relaxed)) return true;
-  }
-  return false;
-}
-
 void disposeObject(id object) {
   ObjectHeader& header = headerOf(object);
   std::unique_ptr<SideData> side;
   if (header.side.load(std::memory_order_acquire) != nullptr) {
-    const std::lock_guard lock(objectMutex(object));
+    const std::lock_guard lock(objectLock(object));
     side.reset(header.side.exchange(nullptr));
     for (id* slot : side->weakSlots) std::atomic_ref(*slot).store(nullptr, std::memory_order_release);
   }
@@ -83,6 +72,7 @@ void objc_release(id object) {
   if (object == nullptr) return;
   auto& count = host::headerOf(object).count;
   if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  count.store(host::deallocating + 1, std::memory_order_relaxed);  // dealloc may retain and release its object
+  count.store(host::ObjectHeader::deallocating + 1,
+              std::memory_order_relaxed);  // dealloc may retain and release its object
   host::deallocate(object);
 }

@@ -13,7 +13,7 @@ Protocol* Runtime::findProtocol(std::string_view name) {
 Protocol* Runtime::allocateProtocol(const char* name) {
   const std::lock_guard lock(mutex_);
   if (name == nullptr || protocols_.contains(name)) return nullptr;
-  return allProtocols_.emplace_back(std::make_unique<objc_protocol>(objc_protocol{name, this})).get();
+  return allProtocols_.emplace_back(std::make_unique<objc_protocol>(name, this)).get();
 }
 
 void Runtime::registerProtocol(Protocol* protocol) {
@@ -53,7 +53,8 @@ void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* typ
 
 objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL name, bool isRequired, bool isInstance) {
   if (protocol == nullptr) return {nullptr, nullptr};
-  const std::lock_guard lock(protocol->runtime->mutex());
+  std::unique_lock lock(protocol->runtime->mutex(), std::defer_lock);
+  if (!protocol->isRegistered.load(std::memory_order_acquire)) lock.lock();
   const auto found = std::find_if(protocol->methods.begin(), protocol->methods.end(), [&](const auto& each) {
     return each.method.name == name && each.isRequired == isRequired && each.isInstance == isInstance;
   });

@@ -5,7 +5,7 @@
 // Sending reads no lock: a class keeps, right behind its own class pointer, a small table of the methods that were
 // found for it lately. The table points at the methods themselves, which live as long as their class, so that a new
 // implementation is seen at once and only a new method empties tables. All else of the classes is under the
-// runtime's mutex, all that hangs on one object under that object's (objectMutex).
+// runtime's mutex, all that hangs on one object under that object's (objectLock).
 
 #include <array>
 #include <atomic>
@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -51,9 +52,11 @@ struct objc_ivar {
 };
 
 struct objc_protocol {
+  objc_protocol(const char* newName, host::Runtime* owner) : name(newName), runtime(owner) {}
+
   std::string name;
   host::Runtime* runtime;
-  bool isRegistered = false;
+  std::atomic<bool> isRegistered{false};  ///< from then on nothing changes, and reading takes no lock
   struct Description {
     objc_method_description method;
     bool isRequired;
@@ -99,18 +102,41 @@ struct SideData {
 
 /// Stands in memory right before every object, classes included.
 struct alignas(std::max_align_t) ObjectHeader {
-  std::atomic<std::uint32_t> count{1};  // references; see objc_object.cpp for the marks in its high bits
+  /// A mark in `count` once the last reference is gone: no new one counts, and releasing does not deallocate again.
+  static constexpr std::uint32_t deallocating = 1U << 31U;
+  std::atomic<std::uint32_t> count{1};  // references
   std::atomic<SideData*> side{nullptr};
 };
 
 inline ObjectHeader& headerOf(id object) { return reinterpret_cast<ObjectHeader*>(object)[-1]; }
 
-/// One of a fixed number of mutexes, chosen by address; never take a second one but through WeakSlotLock.
-std::mutex& objectMutex(const void* object);
-/// With objectMutex(object) held.
+/// For very short work: taking it costs one atomic exchange, giving it back a plain write.
+class SpinLock {
+ public:
+  void lock() noexcept {
+    for (int tries = 0; isTaken_.exchange(true, std::memory_order_acquire); ++tries) {
+      if (tries % 64 == 63) std::this_thread::yield();
+    }
+  }
+  void unlock() noexcept { isTaken_.store(false, std::memory_order_release); }
+
+ private:
+  std::atomic<bool> isTaken_{false};
+};
+
+/// One of a fixed number of locks, chosen by address; never take a second one but through WeakSlotLock.
+SpinLock& objectLock(const void* object);
+/// With objectLock(object) held.
 SideData& sideData(id object);
 /// Another reference, unless the object is being deallocated. Its memory must be certain to exist.
-bool tryRetain(id object);
+inline bool tryRetain(id object) {
+  auto& count = headerOf(object).count;
+  std::uint32_t seen = count.load(std::memory_order_relaxed);
+  while (seen != 0 && (seen & ObjectHeader::deallocating) == 0) {
+    if (count.compare_exchange_weak(seen, seen + 1, std::memory_order_relaxed)) return true;
+  }
+  return false;
+}
 /// The end of every object: weak slots read null, associations and observations end, the memory goes.
 void disposeObject(id object);
 

@@ -4,12 +4,12 @@ namespace host {
 
 // Shared by many objects: nothing is ever called with one of them held. They refer to no object, so one that leaks is
 // not hidden.
-std::mutex& objectMutex(const void* object) {
+SpinLock& objectLock(const void* object) {
   struct alignas(64) Padded {
-    std::mutex mutex;
+    SpinLock lock;
   };
-  static std::array<Padded, 64> mutexes;
-  return mutexes[(reinterpret_cast<std::uintptr_t>(object) >> 5U) % mutexes.size()].mutex;
+  static constinit std::array<Padded, 64> locks{};
+  return locks[(reinterpret_cast<std::uintptr_t>(object) >> 5U) % locks.size()].lock;
 }
 
 SideData& sideData(id object) {
@@ -20,15 +20,15 @@ SideData& sideData(id object) {
 
 namespace {
 
-// The slot's object and its successor, both locked in the order of their mutexes. A slot that reads null takes no lock,
+// The slot's object and its successor, both locked in the order of their locks. A slot that reads null takes no lock,
 // so the null itself tells its owner that the object which wrote it is done with the slot.
 class WeakSlotLock {
  public:
   WeakSlotLock(id* slot, id next) : slot_(*slot) {
     for (;;) {
       previous_ = slot_.load(std::memory_order_acquire);
-      std::mutex* low = previous_ == nullptr ? nullptr : &objectMutex(previous_);
-      std::mutex* high = next == nullptr ? nullptr : &objectMutex(next);
+      SpinLock* low = previous_ == nullptr ? nullptr : &objectLock(previous_);
+      SpinLock* high = next == nullptr ? nullptr : &objectLock(next);
       if (low == high) high = nullptr;
       if (low != nullptr && high != nullptr && std::less<>()(high, low)) std::swap(low, high);
       if (low != nullptr) first_ = std::unique_lock(*low);
@@ -44,8 +44,8 @@ class WeakSlotLock {
  private:
   std::atomic_ref<id> slot_;
   id previous_ = nullptr;
-  std::unique_lock<std::mutex> first_;
-  std::unique_lock<std::mutex> second_;
+  std::unique_lock<SpinLock> first_;
+  std::unique_lock<SpinLock> second_;
 };
 
 }  // namespace
@@ -71,9 +71,12 @@ id objc_storeWeak(id* slot, id object) {
 }
 
 id objc_loadWeakRetained(id* slot) {
-  const host::WeakSlotLock lock(slot, nullptr);
-  const id object = lock.previous();
-  return object != nullptr && host::tryRetain(object) ? object : nullptr;
+  const std::atomic_ref<id> place(*slot);
+  while (const id object = place.load(std::memory_order_acquire)) {
+    const std::lock_guard lock(host::objectLock(object));
+    if (place.load(std::memory_order_relaxed) == object) return host::tryRetain(object) ? object : nullptr;
+  }
+  return nullptr;
 }
 
 void objc_destroyWeak(id* slot) { objc_storeWeak(slot, nullptr); }

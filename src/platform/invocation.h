@@ -1,6 +1,8 @@
 #pragma once
 
-#include <memory>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 
 #include "platform/objc.h"
@@ -10,7 +12,10 @@ namespace platform {
 /// A message as an object: arguments by index, where the receiver is 0, the selector 1 and the first real argument 2.
 class Invocation {
  public:
-  /// By the type encoding of the method to call; nothing for a null or malformed encoding.
+  /// Receiver and selector included.
+  static constexpr std::size_t mostArguments = 8;
+
+  /// By the type encoding of the method to call; nothing for a null or malformed encoding, or for too many arguments.
   static std::optional<Invocation> invocationWithObjCTypes(const char* types);
 
   void setTarget(id target);
@@ -23,9 +28,12 @@ class Invocation {
   void getReturnValue(void* location) const;
 
  private:
-  struct State;
-  explicit Invocation(std::shared_ptr<State> state) : state_(std::move(state)) {}
-  std::shared_ptr<State> state_;
+  struct Interface;  // the backend's: how methods of one encoding are called
+  explicit Invocation(const Interface& interface) : interface_(&interface) {}
+
+  const Interface* interface_;
+  std::array<std::uint64_t, mostArguments> arguments_{};  // every argument is a scalar or a pointer
+  std::uint64_t result_ = 0;
 };
 
 }  // namespace platform
