@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "host/property_list.h"
+#include "tests/support/raised.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_phone.h"
 
@@ -15,12 +16,7 @@ using testing::HasSubstr;
 
 template <class Work>
 std::string errorOf(const Work& work) {
-  try {
-    work();
-  } catch (const host::ConfigurationError& error) {
-    return error.what();
-  }
-  return "no error";
+  return test::thrown<host::ConfigurationError>(work);
 }
 
 TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
@@ -47,24 +43,14 @@ TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
   }
 }
 
-TEST(Configuration, readsEveryEntryFromTheFile) {
+TEST(Configuration, readsTheFileAndFindsTheAuthoritiesBesideIt) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
   std::ofstream(directory.path() / "ca.pem") << "";
-  const Value meta = Value::dictionary({{"os", "test"}});
-  host::writePropertyList(path, test::configuration("https://example.test", {{"GZIP", true},
-                                                                             {"APP_META", meta},
-                                                                             {"APP_GROUP", "group"},
-                                                                             {"LOG_LEVEL", "warning"},
-                                                                             {"CA_FILE", "ca.pem"},
-                                                                             {"BEARER_TOKEN", nullptr}}));
+  host::writePropertyList(
+      path, test::configuration("https://example.test", {{"LOG_LEVEL", "warning"}, {"CA_FILE", "ca.pem"}}));
   const host::Configuration configuration = host::readConfiguration(path);
   EXPECT_EQ(configuration.serverURL, "https://example.test");
-  EXPECT_EQ(configuration.deviceID, "D");
-  EXPECT_EQ(configuration.bearerToken, std::nullopt);
-  EXPECT_EQ(configuration.appMeta, meta);
-  EXPECT_EQ(configuration.appGroup, "group");
-  EXPECT_TRUE(configuration.isGzipEnabled);
   EXPECT_EQ(configuration.logLevel, host::LogLevel::warning);
   EXPECT_EQ(configuration.networkPolicy.certificateAuthorities, directory.path() / "ca.pem");
 }

@@ -8,11 +8,12 @@
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"
 
-// Lifetimes: references, weak references, pools, associated objects.
+// Lifetimes: references, weak references, pools, associated objects, blocks.
 
 namespace {
 
 using namespace test;
+using platform::Block;
 using platform::Strong;
 using platform::Weak;
 
@@ -108,9 +109,35 @@ TEST_F(ObjcObject, AssociationAssignsAndCopies) {
   const Strong owner = makeInstance(objc_getClass("NSObject"));
   objc_setAssociatedObject(owner.get(), &key, platform::makeObject<Mortal>(&deaths).get(), OBJC_ASSOCIATION_ASSIGN);
   EXPECT_EQ(deaths, 1) << "assigning holds nothing";
-  const platform::Block<int()> block([] { return 3; });
+  const Block<int()> block([] { return 3; });
   objc_setAssociatedObject(owner.get(), &key, blockId(block.get()), OBJC_ASSOCIATION_COPY_NONATOMIC);
   EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), blockId(block.get()));
+}
+
+TEST_F(ObjcObject, BlockHasOneIdentityAndOneCapturedState) {
+  const Block<int(int)> block([sum = 0](int number) mutable { return sum += number; });
+  const Block<int(int)> copy = block;
+  EXPECT_EQ(block(3), 3);
+  EXPECT_EQ(copy(4), 7);
+  EXPECT_EQ(block.get(), copy.get());
+  const platform::Strong copied = platform::Strong::adopt(platform::send<id()>(blockId(block.get()), sel("copy")));
+  EXPECT_EQ(copied.get(), blockId(block.get())) << "copying a block on the heap retains it";
+}
+
+TEST_F(ObjcObject, BlockReleasesWhatItCapturedWithItsLastReference) {
+  auto block = std::make_unique<Block<void()>>([kept = platform::makeObject<Mortal>(&deaths)] {});
+  auto pointer = std::make_unique<Block<void()>>(block->get());
+  block.reset();
+  EXPECT_EQ(deaths, 0);
+  pointer.reset();
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(ObjcObject, BlockPlacesStateAsItsAlignmentAsks) {
+  struct alignas(std::max_align_t) Aligned {
+    bool isAligned() const { return reinterpret_cast<std::uintptr_t>(this) % alignof(Aligned) == 0; }
+  };
+  for (int i = 0; i < 8; ++i) EXPECT_TRUE(Block<bool()>([aligned = Aligned()] { return aligned.isAligned(); })());
 }
 
 TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {

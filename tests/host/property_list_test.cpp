@@ -9,6 +9,7 @@
 #include <random>
 
 #include "platform/property_list.h"
+#include "tests/support/raised.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_process.h"
 
@@ -41,12 +42,7 @@ std::string binary(const std::string& xml) {
 
 template <class Work>
 std::string errorOf(const Work& work) {
-  try {
-    work();
-  } catch (const PropertyListError& error) {
-    return error.what();
-  }
-  return "no error";
+  return test::thrown<PropertyListError>(work);
 }
 std::string parsingError(const std::string& text) {
   return errorOf([&] { parsePropertyList(text, "file"); });
@@ -106,9 +102,7 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
       {document("<dict><key>a</key><array><string>\xFF</string></array></dict>"),
        "file: key path a.0: a string is broken Unicode text"},
   };
-  for (const auto& [text, error] : cases) {
-    EXPECT_EQ(parsingError(text), error) << text;
-  }
+  for (const auto& [text, error] : cases) EXPECT_EQ(parsingError(text), error) << text;
   const struct {
     std::string element, expected;
     std::vector<std::string> contents;

@@ -35,18 +35,10 @@ TEST(DeepSearch, isPreOrderAndSkipsListsInsideLists) {
   });
 }
 
-TEST(ActionButton, isTheFirstWithTheIdentifier) {
+TEST(ActionButton, isNoneWithoutAnIdentifier) {
   test::MessagingPhone phone;
-  const Value buttons = json(R"([{"x":1},{"action":"open"},{"action":"open","clickAction":"app://two"}])");
-  const Value open = "open";
-  const Value other = "other";
-  phone.run([&] {
-    const PLMessaging& messaging = PLMessaging::shared();
-    EXPECT_EQ(messaging.getActionButtonById(&open, &buttons), &buttons.elements()[1]);
-    EXPECT_EQ(messaging.getActionButtonById(&other, &buttons), nullptr);
-    EXPECT_EQ(messaging.getActionButtonById(nullptr, &buttons), nullptr);
-    EXPECT_EQ(messaging.getActionButtonById(&open, nullptr), nullptr);
-  });
+  const Value buttons = json(R"([{"action":"open"}])");
+  phone.run([&] { EXPECT_EQ(PLMessaging::shared().getActionButtonById(nullptr, &buttons), nullptr); });
 }
 
 TEST(BodyString, isDecodedOrLoggedAsAnError) {

@@ -17,4 +17,15 @@ std::string raised(const Work& work) {
   return "nothing";
 }
 
+/// What the exception of type `Error` says that `work` throws.
+template <class Error, class Work>
+std::string thrown(const Work& work) {
+  try {
+    work();
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "nothing";
+}
+
 }  // namespace test
