@@ -13,10 +13,6 @@ namespace {
 
 using platform::Strong;
 
-// Keys of associated objects: their addresses count, the texts are for whoever finds them in a debugger.
-constexpr char kPLXOrigIMPBySelectorKey[] = "PLX_origIMPBySelector";
-constexpr char kPLXOrigClassKey[] = "PLX_origClass";
-
 ImplementationMap* attachedImplementations(id delegate) {
   const id map = objc_getAssociatedObject(delegate, kPLXOrigIMPBySelectorKey);
   return map != nullptr ? &platform::objectState<ImplementationMap>(map) : nullptr;

@@ -6,6 +6,11 @@
 #include "platform/process.h"
 #include "platform/reference.h"
 
+// Keys of what is attached to the delegate object: their addresses count, the texts are for whoever finds them in a
+// debugger.
+inline constexpr char kPLXOrigIMPBySelectorKey[] = "PLX_origIMPBySelector";  ///< an ImplementationMap
+inline constexpr char kPLXOrigClassKey[] = "PLX_origClass";  ///< its class before the switch; nobody reads it
+
 /// What there is once in a process of the proxied application delegate. Main thread.
 struct ProxiedAppDelegate {
   /// Kept alive until the application replaces it.

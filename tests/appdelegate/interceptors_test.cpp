@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "appdelegate/PLAppDelegateSwizzler.h"
+#include "appdelegate/interceptor_registry.h"
+#include "tests/support/test_application.h"
+#include "tests/support/test_phone.h"
+
+namespace {
+
+using namespace test;
+using platform::Strong;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class Interceptors : public testing::Test {
+ protected:
+  Strong interceptor(const char* name) {
+    const Class cls = appDelegateClass(name);
+    addMethod(cls, didRegister, noteToken<'I'>);
+    return makeInstance(cls);
+  }
+  std::string add(const Strong& object) {
+    return PLAppDelegateSwizzler::registerAppDelegateInterceptor(object.get()).value_or("none");
+  }
+  static std::vector<id> broadcast(const std::function<void(id)>& also = [](id) {}) {
+    std::vector<id> called;
+    PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didRegister), [&](id interceptor) {
+      called.push_back(interceptor);
+      also(interceptor);
+    });
+    return called;
+  }
+  static void remove(const std::string& id) {
+    PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(&id);
+  }
+  static std::size_t count() { return PLAppDelegateSwizzler::interceptors().count(); }
+
+  TestPhone phone_{configuration("http://127.0.0.1:1")};
+  host::ProcessScope scope_{*phone_->process()};
+};
+
+TEST_F(Interceptors, AreRefusedWhenNullOrWithoutTheProtocolEvenIfTheyHaveItsMethods) {
+  const Class undeclared = makeClass("Undeclared");
+  addMethod(undeclared, didRegister, noteToken<'U'>);
+  EXPECT_EQ(add({}), "none");
+  EXPECT_EQ(add(makeInstance(undeclared)), "none");
+  EXPECT_EQ(count(), 0U);
+  EXPECT_THAT(phone_.takeLog(), ElementsAre("AppDelegateProxy cannot add nil interceptor.",
+                                            "AppDelegateProxy interceptor does not conform to UIApplicationDelegate"));
+}
+
+TEST_F(Interceptors, AreKnownByTheirAddressOnceAndCalledOnceUntilUnregistered) {
+  const Strong object = interceptor("Interceptor");
+  const Strong deaf = makeInstance(appDelegateClass("Deaf"));
+  const std::string id = add(object);
+  EXPECT_EQ(id, platform::format("PLX_%p", {object.get()}));
+  EXPECT_EQ(add(object), id);
+  add(deaf);
+  EXPECT_EQ(count(), 2U);
+  EXPECT_THAT(broadcast(), ElementsAre(object.get())) << "the other one does not have the method";
+  remove(id);
+  EXPECT_THAT(broadcast(), IsEmpty());
+  EXPECT_THAT(phone_.takeLog(), IsEmpty());
+}
+
+TEST_F(Interceptors, KeptAGoneOneStaysUntilTheNextBroadcast) {
+  Strong object = interceptor("Interceptor");
+  const std::string id = add(object);
+  object = {};
+  remove(id);
+  EXPECT_EQ(count(), 1U);
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), nullptr);
+  EXPECT_EQ(count(), 1U) << "without a callback nobody looks";
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), [](::id) {});
+  EXPECT_EQ(count(), 0U);
+  EXPECT_THAT(
+      phone_.takeLog(),
+      ElementsAre("AppDelegateProxy cannot unregister interceptor that was not registered. Interceptor ID " + id,
+                  "AppDelegateProxy cannot find interceptor with ID " + id + ". Removing the interceptor."));
+}
+
+TEST_F(Interceptors, UnregisteringWhatIsNotThereIsOnlyLogged) {
+  PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(nullptr);
+  remove("");
+  remove("PLX_0x1");
+  const std::string unknown = "AppDelegateProxy cannot unregister interceptor that was not registered. Interceptor ID ";
+  EXPECT_THAT(phone_.takeLog(),
+              ElementsAre("AppDelegateProxy cannot unregister empty interceptor ID.", unknown, unknown + "PLX_0x1"));
+}
+
+TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
+  const Strong first = interceptor("First");
+  const Strong second = makeInstance(objc_getClass("First"));
+  const Strong late = makeInstance(objc_getClass("First"));
+  const std::string ids[] = {add(first), add(second)};
+  EXPECT_THAT(broadcast([&](id) {
+                for (const std::string& id : ids) remove(id);
+                add(late);
+              }),
+              SizeIs(1));
+  EXPECT_THAT(broadcast(), ElementsAre(late.get()));
+}
+
+}  // namespace

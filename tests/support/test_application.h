@@ -1,0 +1,76 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/ui_application.h"
+#include "host/user_notifications.h"
+#include "platform/process.h"
+#include "platform/ui_application.h"
+#include "tests/support/runtime_objects.h"
+
+// An application's own classes, made at run time. What they are asked to do is noted, in order.
+
+namespace test {
+
+constexpr const char* didRegister = "application:didRegisterForRemoteNotificationsWithDeviceToken:";
+constexpr const char* didFail = "application:didFailToRegisterForRemoteNotificationsWithError:";
+constexpr const char* didReceive = "application:didReceiveRemoteNotification:fetchCompletionHandler:";
+constexpr const char* willPresent = "userNotificationCenter:willPresentNotification:withCompletionHandler:";
+constexpr const char* didRespond = "userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:";
+
+using FetchHandler = platform::BlockPtr<void(platform::UIBackgroundFetchResult)>;
+using ResponseHandler = platform::BlockPtr<void()>;
+
+struct Calls {
+  std::vector<std::string> list;
+};
+/// "A token" and the like, since the last call.
+inline std::vector<std::string> takeCalls() { return std::exchange(platform::Process::shared<Calls>().list, {}); }
+inline void note(char who, const char* what) {
+  platform::Process::shared<Calls>().list.push_back(std::string(1, who) + " " + what);
+}
+
+// Callbacks of whoever is called `who`.
+template <char who>
+void noteToken(id, SEL, id, id) {
+  note(who, "token");
+}
+template <char who>
+void notePresent(id, SEL, id, id, host::PresentationHandler handler) {
+  note(who, "present");
+  if (handler != nullptr) platform::invoke(handler, platform::UNNotificationPresentationOptionBanner);
+}
+template <char who>
+void noteResponse(id, SEL, id, id, ResponseHandler handler) {
+  note(who, "response");
+  if (handler != nullptr) platform::invoke(handler);
+}
+
+/// A class that declares the protocol.
+inline Class declaringClass(const char* name, const char* protocol, Class superclass = objc_getClass("NSObject")) {
+  const Class cls = makeClass(name, superclass);
+  class_addProtocol(cls, objc_getProtocol(protocol));
+  return cls;
+}
+inline Class appDelegateClass(const char* name) { return declaringClass(name, "UIApplicationDelegate"); }
+template <char who>
+Class centerDelegateClass(const char* name) {
+  const Class cls = declaringClass(name, "UNUserNotificationCenterDelegate");
+  addMethod(cls, willPresent, notePresent<who>);
+  addMethod(cls, didRespond, noteResponse<who>);
+  return cls;
+}
+
+inline void setAppDelegate(id delegate) {
+  platform::send<void(id)>(host::UIApplication::sharedApplication(), sel("setDelegate:"), delegate);
+}
+inline void setCenterDelegate(id delegate) {
+  platform::send<void(id)>(host::currentNotificationCenter(), sel("setDelegate:"), delegate);
+}
+inline bool responds(id object, const char* selector) {
+  return platform::send<bool(SEL)>(object, sel("respondsToSelector:"), sel(selector));
+}
+
+}  // namespace test
