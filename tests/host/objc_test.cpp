@@ -91,6 +91,8 @@ TEST_F(Objc, ClassMethodsAreInheritedAndFallBackToTheRootsInstanceMethods) {
   const Class meta = object_getClass(platform::classObject(base));
   EXPECT_TRUE(class_isMetaClass(meta));
   EXPECT_FALSE(class_isMetaClass(base));
+  EXPECT_EQ(object_getClass(platform::classObject(meta)),
+            object_getClass(platform::classObject(objc_getClass("NSObject"))));
   addMethod(meta, "answer", answer<7>);
   EXPECT_EQ(ask(platform::classObject(derived)), 7);
   EXPECT_NE(class_getClassMethod(derived, sel("answer")), nullptr);

@@ -27,36 +27,22 @@ TEST(Value, EqualsByValueAcrossKindsOfNumbersAndHashesAlike) {
   const auto list = [](std::initializer_list<Value> elements) { return Value::list(elements); };
   const auto dictionary = [](std::initializer_list<Value::Entry> entries) { return Value::dictionary(entries); };
   constexpr std::int64_t exact = std::int64_t{1} << 53;
-  const std::pair<Value, Value> equal[] = {
-      {0, false},
-      {-0.0, 0},
-      {1, true},
-      {12, 12.0},
-      {exact, 0x1p53},
-      {std::uint64_t{1} << 63, 0x1p63},
-      {least, -0x1p63},
-      {infinity, infinity},
-      {nullptr, nullptr},
-      {"a", "a"},
-      {bytes("a"), bytes("a")},
-      {list({1, 2}), list({1.0, 2})},
-      {dictionary({{"a", 1}, {"b", 2}}), dictionary({{"b", 2.0}, {"a", true}})},
-      {dictionary({{1, "x"}}), dictionary({{1.0, "x"}})},
-  };
-  for (const auto& [left, right] : equal) {
-    EXPECT_EQ(left, right);
-    EXPECT_EQ(right, left);
-    EXPECT_EQ(left.hash(), right.hash()) << left.description() << " and " << right.description();
-  }
-  std::vector<Value> different;
-  const auto add = [&](std::initializer_list<Value> more) { different.insert(different.end(), more); };
-  add({12, "12", true, "1", false, nullptr, 0.5, -1, nan, "", bytes("")});
-  add({exact + 1, 0x1p53, greatest, 0x1p63, greatestUnsigned, 0x1p64});
-  add({list({}), list({1, 2}), list({2, 1}), list({1}), list({1, 1}), list({list({1, list({})})})});
-  add({dictionary({}), dictionary({{"a", 1}}), dictionary({{"b", 1}}), list({list({1, dictionary({})})})});
-  for (const Value& left : different) {
-    for (const Value& right : different) {
-      EXPECT_TRUE(&left == &right || left != right) << left.description() << " and " << right.description();
+  std::vector<std::vector<Value>> groups;  // equal within each, different between them
+  const auto add = [&](std::initializer_list<std::vector<Value>> more) { groups.insert(groups.end(), more); };
+  add({{0, false, -0.0}, {1, true}, {12, 12.0}, {0.5}, {-1}, {infinity, infinity}, {nullptr, nullptr}});
+  add({{exact, 0x1p53}, {exact + 1}, {greatest}, {std::uint64_t{1} << 63, 0x1p63}, {greatestUnsigned}, {0x1p64}});
+  add({{least, -0x1p63}, {"a", std::string("a")}, {"12"}, {"1"}, {""}, {bytes("a"), bytes("a")}, {bytes("")}});
+  add({{list({1, 2}), list({1.0, 2})}, {list({2, 1})}, {list({})}, {list({1})}, {list({1, 1})}});
+  add({{dictionary({{"a", 1}, {"b", 2}}), dictionary({{"b", 2.0}, {"a", true}})}, {dictionary({})}});
+  add({{dictionary({{1, "x"}}), dictionary({{1.0, "x"}})}, {dictionary({{"a", 1}})}, {dictionary({{"b", 1}})}});
+  add({{list({list({1, list({})})})}, {list({list({1, dictionary({})})})}});
+  for (const auto& group : groups) {
+    for (const Value& left : group) {
+      for (const Value& right : group) EXPECT_EQ(left.hash(), right.hash()) << left.description();
+      for (const auto& other : groups) {
+        for (const Value& right : other) EXPECT_EQ(left == right, &group == &other) << left.description();
+      }
+      EXPECT_NE(left, nan);
     }
   }
   EXPECT_NE(Value(nan), Value(nan));

@@ -63,10 +63,8 @@ TEST(Backend, AnswersTheNextRequestsAsToldAndThenAsBefore) {
   backend.answerNext(1, {.drop = true});
   for (int i = 0; i < 2; ++i) {
     const std::string answer = exchange(backend.port(), post("/"));
-    EXPECT_THAT(answer, StartsWith("HTTP/1.1 503 "));
-    EXPECT_THAT(answer, HasSubstr("Content-Type: text/plain\r\n"));
-    EXPECT_THAT(answer, Not(HasSubstr("application/json")));
-    EXPECT_THAT(answer, HasSubstr("Retry-After: 1\r\n"));
+    EXPECT_THAT(answer, AllOf(StartsWith("HTTP/1.1 503 "), HasSubstr("Content-Type: text/plain\r\n"),
+                              HasSubstr("Retry-After: 1\r\n"), Not(HasSubstr("application/json"))));
   }
   EXPECT_EQ(exchange(backend.port(), post("/")), "") << "dropped";
   EXPECT_THAT(exchange(backend.port(), post("/")), HasSubstr("404"));

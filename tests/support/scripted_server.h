@@ -51,14 +51,9 @@ class ScriptedServer {
   static RecordedRequest parse(const LoopbackServer::Request& request) {
     RecordedRequest recorded{.line = {}, .fields = {}, .body = request.body};
     std::istringstream head(request.head);
-    for (std::string line; std::getline(head, line) && line != "\r";) {
-      line.pop_back();
-      if (recorded.line.empty()) {
-        recorded.line = line;
-      } else {
-        recorded.fields.push_back(line);
-      }
-    }
+    std::getline(head, recorded.line, '\r');
+    for (std::string field; std::getline(head.ignore(), field, '\r') && !field.empty();)
+      recorded.fields.push_back(field);
     return recorded;
   }
 
