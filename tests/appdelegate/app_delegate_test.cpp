@@ -1,7 +1,6 @@
 // The application's delegate as a proxy: its subclass, its callbacks, and the application that replaces it.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/PLXAppDelegateObserver.h"
@@ -15,11 +14,10 @@
 
 namespace {
 
+using namespace testing;
 using namespace test;
 using platform::Strong;
 using platform::Value;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* notConforming = "App Delegate does not conform to UIApplicationDelegate protocol.";
 constexpr const char* created = "Successfully created App Delegate Proxy automatically.";
@@ -40,7 +38,7 @@ void fetchLater(id, SEL, id, id, FetchHandler handler) {
 }
 void fetchNever(id, SEL, id, id, FetchHandler) {}
 
-class AppDelegate : public testing::Test {
+class AppDelegate : public Test {
  protected:
   void start(const Strong& delegate) {
     host::startApplication(delegate);
@@ -65,8 +63,7 @@ TEST_F(AppDelegate, BecomesAnInstanceOfASubclassWithTheThreeCallbacks) {
   start(delegate);
   start(delegate);
   const Class subclass = object_getClass(delegate.get());
-  EXPECT_THAT(class_getName(subclass),
-              testing::MatchesRegex("PLX_ShopDelegate-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+  EXPECT_THAT(class_getName(subclass), MatchesRegex("PLX_ShopDelegate-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
   EXPECT_EQ(class_getSuperclass(subclass), cls);
   for (const char* callback : {didRegister, didFail, didReceive}) {
     EXPECT_TRUE(responds(delegate.get(), callback));
@@ -83,9 +80,8 @@ TEST_F(AppDelegate, KeptTheTwoAssociationPolicies) {
   start(delegate);
   std::map<const void*, objc_AssociationPolicy> policies;
   for (const auto& each : host::sideData(delegate.get()).associations) policies[each.key] = each.policy;
-  EXPECT_THAT(policies,
-              testing::UnorderedElementsAre(testing::Pair(kPLXOrigIMPBySelectorKey, OBJC_ASSOCIATION_RETAIN),
-                                            testing::Pair(kPLXOrigClassKey, OBJC_ASSOCIATION_RETAIN_NONATOMIC)));
+  EXPECT_THAT(policies, UnorderedElementsAre(Pair(kPLXOrigIMPBySelectorKey, OBJC_ASSOCIATION_RETAIN),
+                                             Pair(kPLXOrigClassKey, OBJC_ASSOCIATION_RETAIN_NONATOMIC)));
 }
 
 /// Makes a class's instances grow when it goes, which no class does by itself.

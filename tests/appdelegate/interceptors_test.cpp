@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/interceptor_registry.h"
@@ -8,13 +7,11 @@
 
 namespace {
 
+using namespace testing;
 using namespace test;
 using platform::Strong;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
-class Interceptors : public testing::Test {
+class Interceptors : public Test {
  protected:
   Strong interceptor(const char* name) {
     const Class cls = appDelegateClass(name);

@@ -1,7 +1,6 @@
 // Replacing a method of a class and putting it back.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "tests/support/test_application.h"
@@ -9,15 +8,13 @@
 
 namespace {
 
+using namespace testing;
 using namespace test;
 using platform::Strong;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Pair;
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
 
-class Bookkeeping : public testing::Test {
+class Bookkeeping : public Test {
  protected:
   void replace(Class cls, const char* selector = "answer", IMP replacement = replacement_) {
     proxy().swizzleSelector(sel(selector), cls, replacement, objc_getProtocol("UNUserNotificationCenterDelegate"));
@@ -115,7 +112,7 @@ TEST_F(Bookkeeping, IgnoresWhatIsNull) {
   EXPECT_EQ(kept(), nullptr);
   restore(makeClass("WithoutMethod"));
   proxy().unswizzleAllMethods();
-  EXPECT_THAT(phone_.takeLog(), testing::IsEmpty());
+  EXPECT_THAT(phone_.takeLog(), IsEmpty());
 }
 
 }  // namespace

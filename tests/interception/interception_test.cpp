@@ -1,7 +1,6 @@
 // The service as it is started: what the delegates' classes, the badge setters and other kits make of it.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "host/objc_runtime.h"
 #include "host/system_events.h"
@@ -14,20 +13,17 @@
 
 namespace {
 
+using namespace testing;
 using namespace test;
 using platform::Strong;
 using platform::Value;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
 
 const Value ours = payload(R"({"pellionPnID": 7})");
 const Value foreign = json(R"({"aps": {"alert": "Somebody else's"}})");
 
-class Interception : public testing::Test {
+class Interception : public Test {
  protected:
   void present(const Value& userInfo = ours) { host::deliverInForeground(userInfo); }
   void tap(const Value& userInfo = ours) {
@@ -55,7 +51,7 @@ TEST_F(Interception, StartsOnce) {
   EXPECT_TRUE(proxy().didSwizzleMethods());
   const Value token = Value::bytes("\x0a");
   host::deliverDeviceToken(&token);
-  EXPECT_THAT(phone_.takeLog(), testing::Contains(HasSubstr("APNs Device Token")).Times(1));
+  EXPECT_THAT(phone_.takeLog(), Contains(HasSubstr("APNs Device Token")).Times(1));
 }
 
 TEST_F(Interception, FollowsTheCentersDelegateThroughEveryChange) {
@@ -223,7 +219,7 @@ TEST_F(Interception, UndoesItselfWhereItIsDeallocatedAndLogsWhatItCannotUndo) {
   EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), platform::implementationOf(&noteResponse<'A'>));
   EXPECT_NE(class_getMethodImplementation(cls, sel(willPresent)), platform::implementationOf(&notePresent<'A'>))
       << "not recorded, so not restored";
-  EXPECT_THAT(phone_.takeLog(), testing::Contains(HasSubstr("to remove a KVO observer")).Times(2));
+  EXPECT_THAT(phone_.takeLog(), Contains(HasSubstr("to remove a KVO observer")).Times(2));
 }
 
 /// What the shared store's badge was when the platform's setter ran.
