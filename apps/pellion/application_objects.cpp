@@ -6,6 +6,7 @@
 
 #include "host/process.h"
 #include "messaging/PLMessaging.h"
+#include "pellion/stack_limit.h"
 #include "platform/block.h"
 #include "platform/class_face.h"
 #include "platform/dispatch.h"
@@ -37,7 +38,9 @@ class ApplicationObject {
   }
 
  private:
+  // An interceptor is asked this before it is called, so one that leads back to itself comes by here.
   [[nodiscard]] bool respondsToSelector(SEL selector) const {
+    StackLimit::check();
     return class_respondsToSelector(object_getClass(platform::objectOf(*this)), selector) ||
            platform::send<bool(SEL)>(all().forwardingTarget(name_).get(), sel_registerName("respondsToSelector:"),
                                      selector);

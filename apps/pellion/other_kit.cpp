@@ -10,6 +10,7 @@
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
 #include "pellion/scenario_run.h"
+#include "pellion/stack_limit.h"
 #include "platform/class_face.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
@@ -38,6 +39,7 @@ Rewirings& rewirings() { return platform::Process::shared<Rewirings>(); }
 
 template <Callback callback, std::size_t place, class... A>
 void passOn(id self, SEL selector, A... arguments) {
+  StackLimit::check();
   const Rewiring& kit = rewirings()[place];
   host::Process::current().tell(
       "app", "called",

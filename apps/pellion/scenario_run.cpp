@@ -6,6 +6,7 @@
 #include "host/property_list.h"
 #include "pellion/configuration_check.h"
 #include "pellion/scenario_expectation.h"
+#include "pellion/stack_limit.h"
 #include "platform/exception.h"
 
 namespace pellion {
@@ -140,6 +141,7 @@ std::optional<std::string> ScenarioRun::appGroup() const {
 void ScenarioRun::inProcess(const std::function<void()>& work) {
   host::Process& process = *phone_.process();
   const host::ProcessScope scope(process);
+  const StackLimit limit;
   attempt("module", work);
   attempt("module", [&] { process.mainQueue().runUntilIdle(); });
 }
