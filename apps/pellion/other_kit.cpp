@@ -26,7 +26,8 @@ using platform::Value;
 /// What a kit's methods know of it.
 struct Rewiring {
   std::string name;
-  Class superclass = nullptr;   ///< of the subclass it has made
+  std::size_t place;            ///< among those of the process
+  Class superclass = nullptr;   ///< of the subclass that it has made
   std::map<SEL, IMP> replaced;  ///< the code that was there before its own
 
   [[nodiscard]] IMP former(SEL selector) const {
@@ -70,47 +71,74 @@ IMP implementation(Callback callback, std::size_t place) {
   return nullptr;
 }
 
-// The ways of rewiring: each gives the callbacks that the kit hears of from now on.
+struct Target {
+  id owner;  ///< of the delegate
+  Strong delegate;
+  std::span<const Callback> callbacks;
+};
 
-std::vector<Value> replaceMethods(Rewiring& kit, std::size_t place, const Strong& delegate,
-                                  std::span<const Callback> callbacks) {
-  std::vector<Value> heard;
-  for (const Callback callback : callbacks) {
+/// Has `install` put the kit's code in, for each callback that the delegate's class has a method for; their names.
+template <class Install>
+Value forEachMethod(const Rewiring& kit, const Target& target, Install install) {
+  std::vector<Value> names;
+  for (const Callback callback : target.callbacks) {
     const SEL selector = sel_registerName(kindOf(callback).selector);
-    const Method method = class_getInstanceMethod(object_getClass(delegate.get()), selector);
+    const Method method = class_getInstanceMethod(object_getClass(target.delegate.get()), selector);
     if (method == nullptr) continue;
-    kit.replaced[selector] = method_setImplementation(method, implementation(callback, place));
-    heard.emplace_back(kindOf(callback).name);
+    install(selector, method, implementation(callback, kit.place));
+    names.emplace_back(kindOf(callback).name);
   }
-  return heard;
+  return Value::list(names);
 }
 
-std::vector<Value> subclass(Rewiring& kit, std::size_t place, const Strong& delegate,
-                            std::span<const Callback> callbacks) {
-  std::vector<Value> heard;
-  if (!delegate) return heard;
-  kit.superclass = object_getClass(delegate.get());
-  const std::string name = kit.name + "-" + std::to_string(place) + "-" + class_getName(kit.superclass);
+// The ways of rewiring: each gives the names of the callbacks that the kit hears of from now on.
+
+Value replaceMethods(Rewiring& kit, const Target& target) {
+  return forEachMethod(kit, target, [&](SEL selector, Method method, IMP own) {
+    kit.replaced[selector] = method_setImplementation(method, own);
+  });
+}
+
+Value subclass(Rewiring& kit, const Target& target) {
+  if (!target.delegate) return Value::list({});
+  kit.superclass = object_getClass(target.delegate.get());
+  const std::string name = kit.name + "-" + std::to_string(kit.place) + "-" + class_getName(kit.superclass);
   const Class cls = objc_allocateClassPair(kit.superclass, name.c_str(), 0);
-  for (const Callback callback : callbacks) {
-    const SEL selector = sel_registerName(kindOf(callback).selector);
-    const Method method = class_getInstanceMethod(kit.superclass, selector);
-    if (method == nullptr) continue;
-    class_addMethod(cls, selector, implementation(callback, place), method_getTypeEncoding(method));
-    heard.emplace_back(kindOf(callback).name);
-  }
+  Value overridden = forEachMethod(kit, target, [&](SEL selector, Method method, IMP own) {
+    class_addMethod(cls, selector, own, method_getTypeEncoding(method));
+  });
   objc_registerClassPair(cls);
-  object_setClass(delegate.get(), cls);
-  return heard;
+  object_setClass(target.delegate.get(), cls);
+  return overridden;
 }
 
-bool isWay(const Value& value) {
-  return value == Value("replaces") || value == Value("subclasses") || value == Value("reassigns");
+Value reassign(Rewiring& /*kit*/, const Target& target) {
+  platform::send<void(id)>(target.owner, sel_registerName("setDelegate:"), nullptr);
+  platform::send<void(id)>(target.owner, sel_registerName("setDelegate:"), target.delegate.get());
+  return Value::list({});
 }
-bool isSide(const Value& value) { return value == Value("application") || value == Value("notificationCenter"); }
 
-const Shape wayShape{R"("replaces", "subclasses" or "reassigns")", isWay};
-const Shape sideShape{R"("application" or "notificationCenter")", isSide};
+struct Way {
+  std::string_view name;
+  Value (*rewire)(Rewiring& kit, const Target& target);
+};
+constexpr Way ways[] = {{"replaces", replaceMethods}, {"subclasses", subclass}, {"reassigns", reassign}};
+
+Target targetNamed(const Value& side) {
+  static constexpr Callback callbacks[] = {Callback::token, Callback::failure, Callback::background,
+                                           Callback::foreground, Callback::response};
+  const bool isApplications = side == Value("application");
+  const id owner = isApplications ? host::UIApplication::sharedApplication() : host::currentNotificationCenter();
+  return {owner, platform::send<id()>(owner, sel_registerName("delegate")),
+          isApplications ? std::span(callbacks).first(3) : std::span(callbacks).last(2)};
+}
+
+const Shape wayShape{R"("replaces", "subclasses" or "reassigns")", [](const Value& value) {
+                       return value.ifString() && std::ranges::find(ways, value.text(), &Way::name) != std::end(ways);
+                     }};
+const Shape sideShape{R"("application" or "notificationCenter")", [](const Value& value) {
+                        return value == Value("application") || value == Value("notificationCenter");
+                      }};
 const Field kitFields[] = {{"name", &classNameShape, true}, {"does", &wayShape, true}, {"of", &sideShape, true}};
 
 }  // namespace
@@ -124,29 +152,15 @@ void checkKits(const Scenario& scenario, const JSONNode& kit) {
                 "a scenario has room for " + std::to_string(mostKits) + " steps \"kit\"; leave some out");
 }
 
-void rewire(ScenarioRun& run, const JSONNode& description) {
-  constexpr Callback callbacks[] = {Callback::token, Callback::failure, Callback::background, Callback::foreground,
-                                    Callback::response};
-  const Value& way = description.find("does")->value;
-  const bool isApplications = description.find("of")->value == Value("application");
-  const std::span<const Callback> own = isApplications ? std::span(callbacks).first(3) : std::span(callbacks).last(2);
+void rewire(ScenarioRun& run, const JSONNode& kit) {
+  const Value& way = kit.find("does")->value;
+  const Value& side = kit.find("of")->value;
   run.inProcess([&] {
-    const id owner = isApplications ? host::UIApplication::sharedApplication() : host::currentNotificationCenter();
-    const Strong delegate = platform::send<id()>(owner, sel_registerName("delegate"));
-    const std::size_t place = rewirings().size();
-    Rewiring& kit = rewirings().emplace_back();
-    kit.name = description.find("name")->value.text();
-    std::vector<Value> heard;
-    if (way == Value("replaces")) heard = replaceMethods(kit, place, delegate, own);
-    if (way == Value("subclasses")) heard = subclass(kit, place, delegate, own);
+    Rewirings& kits = rewirings();
+    Rewiring& rewiring = kits.emplace_back(Rewiring{std::string(kit.find("name")->value.text()), kits.size(), {}, {}});
+    const Value callbacks = std::ranges::find(ways, way.text(), &Way::name)->rewire(rewiring, targetNamed(side));
     run.tell("app", "rewired",
-             Value::dictionary({{"name", kit.name},
-                                {"does", way},
-                                {"of", description.find("of")->value},
-                                {"callbacks", Value::list(heard)}}));
-    if (way != Value("reassigns")) return;
-    platform::send<void(id)>(owner, sel_registerName("setDelegate:"), nullptr);
-    platform::send<void(id)>(owner, sel_registerName("setDelegate:"), delegate.get());
+             Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
   });
 }
 
