@@ -26,18 +26,15 @@ TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndGivesTheResult) {
       });
   auto invocation = Invocation::invocationWithObjCTypes("d52@0:8B16s20I24f28d32@40");
   ASSERT_TRUE(invocation);
-  const bool a = true;
-  const std::int16_t b = -200;
-  const std::uint32_t c = 4'000'000'000;
-  const float d = 0.25;
-  const double e = 0.5;
-  const id f = object.get();
-  std::size_t index = 1;
   invocation->setTarget(object.get());
   invocation->setSelector(sel("a:b:c:d:e:f:"));
-  for (const void* argument : std::initializer_list<const void*>{&a, &b, &c, &d, &e, &f}) {
-    invocation->setArgument(argument, ++index);
-  }
+  auto pass = [&, index = std::size_t{1}](auto argument) mutable { invocation->setArgument(&argument, ++index); };
+  pass(true);
+  pass(std::int16_t{-200});
+  pass(std::uint32_t{4'000'000'000});
+  pass(0.25F);
+  pass(0.5);
+  pass(object.get());
   invocation->invoke();
   double result = 0;
   invocation->getReturnValue(&result);

@@ -75,8 +75,9 @@ TEST_F(Objc, MethodIsInheritedUntilOverriddenReplacedOrSet) {
   EXPECT_FALSE(addMethod(derived, "answer", answer<3>));
   EXPECT_EQ(ask(object.get()), 2);
   EXPECT_EQ(class_replaceMethod(base, sel("other"), one, "i@:"), nullptr);
-  method_exchangeImplementations(class_getInstanceMethod(derived, selector),
-                                 class_getInstanceMethod(base, sel("other")));
+  const Method own = class_getInstanceMethod(derived, selector);
+  method_exchangeImplementations(own, class_getInstanceMethod(base, sel("other")));
+  EXPECT_EQ(method_getName(own), selector) << "the code alone is exchanged";
   EXPECT_EQ(ask(object.get()), 1);
   EXPECT_EQ(ask(object.get(), "other"), 2);
 }
