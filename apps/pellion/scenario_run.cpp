@@ -80,8 +80,27 @@ void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
   }
 }
 
-void ScenarioRun::receive(host::Event event) {
+void ScenarioRun::receive(const host::Event& event) {
   const std::lock_guard lock(mutex_);
+  if (othersAreHeldBack_ && std::this_thread::get_id() != mainThread_) {
+    heldBack_.push_back(event);
+  } else {
+    record(event);
+  }
+}
+
+void ScenarioRun::holdOthersBack() {
+  const std::lock_guard lock(mutex_);
+  othersAreHeldBack_ = true;
+}
+
+void ScenarioRun::releaseOthers() {
+  const std::lock_guard lock(mutex_);
+  othersAreHeldBack_ = false;
+  for (host::Event& event : std::exchange(heldBack_, {})) record(std::move(event));
+}
+
+void ScenarioRun::record(host::Event event) {
   if (isOver_) return;
   if (event.what == "log") {
     const Value* text = event.details.find("text");
@@ -142,8 +161,18 @@ void ScenarioRun::inProcess(const std::function<void()>& work) {
   host::Process& process = *phone_.process();
   const host::ProcessScope scope(process);
   const StackLimit limit;
+  holdOthersBack();
   attempt("module", work);
+  attempt("module", [&] { process.mainQueue().runWhatIsDue(); });
+  releaseOthers();
   attempt("module", [&] { process.mainQueue().runUntilIdle(); });
+}
+
+void ScenarioRun::letPass(std::chrono::nanoseconds duration) {
+  host::Process& process = *phone_.process();
+  const host::ProcessScope scope(process);
+  const StackLimit limit;
+  attempt("module", [&] { process.mainQueue().advance(duration); });
 }
 
 void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& work) {

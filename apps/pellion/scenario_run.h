@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -54,8 +55,11 @@ class ScenarioRun {
   bool isNews(std::string_view name) { return known_.emplace(name).second; }
   /// The App Group of the configuration, when there is one.
   [[nodiscard]] std::optional<std::string> appGroup() const;
-  /// Runs `work` inside the process and turns the main queue.
+  /// Runs `work` inside the process and turns the main queue. What happens on other threads meanwhile is told after
+  /// what the main thread does at this instant, so that a timeline reads the same each time.
   void inProcess(const std::function<void()>& work);
+  /// Lets time pass inside the process.
+  void letPass(std::chrono::nanoseconds duration);
   /// Runs `work`; what it raises is told and kept. The next step must ask for it, else the run fails.
   void attempt(std::string_view actor, const std::function<void()>& work);
   /// The details of the events of this kind since the last call for it.
@@ -64,7 +68,10 @@ class ScenarioRun {
   std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }
 
  private:
-  void receive(host::Event event);
+  void receive(const host::Event& event);
+  void record(host::Event event);
+  void holdOthersBack();
+  void releaseOthers();
   void runAt(Position position, const std::function<void()>& work);
   void failForRaised(Position position);
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
@@ -74,6 +81,9 @@ class ScenarioRun {
   const Redaction redaction_;
   std::mutex mutex_;
   std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
+  const std::thread::id mainThread_ = std::this_thread::get_id();
+  bool othersAreHeldBack_ = false;
+  std::vector<host::Event> heldBack_;  // of other threads, which name actors and kinds by literals
   std::vector<platform::Value::Entry> configuration_;
   std::vector<std::string> raised_;
   std::set<std::string> known_;

@@ -36,21 +36,28 @@ void MainQueue::close() {
   dropped.swap(items_);
 }
 
+void MainQueue::runWhatIsDue() {
+  std::unique_lock lock(mutex_);
+  while (!items_.empty() && items_.front().due <= clock_.now()) runNext(lock);
+}
+
 void MainQueue::runUntil(std::chrono::nanoseconds target) {
   std::unique_lock lock(mutex_);
-  while (waitForNext(lock, target)) {
-    std::pop_heap(items_.begin(), items_.end(), isLater);
-    Work work = std::move(items_.back().work);
-    items_.pop_back();
-    lock.unlock();
-    {
-      const platform::AutoreleasePool pool;  // as the platform's run loop drains one each turn
-      work();
-      work = nullptr;
-    }
-    lock.lock();
-  }
+  while (waitForNext(lock, target)) runNext(lock);
   if (clock_.isVirtual() && clock_.now() < target) clock_.advanceTo(target);
+}
+
+void MainQueue::runNext(std::unique_lock<std::mutex>& lock) {
+  std::pop_heap(items_.begin(), items_.end(), isLater);
+  Work work = std::move(items_.back().work);
+  items_.pop_back();
+  lock.unlock();
+  {
+    const platform::AutoreleasePool pool;  // as the platform's run loop drains one each turn
+    work();
+    work = nullptr;
+  }
+  lock.lock();
 }
 
 // Whether an item is due; moves virtual time to it, or lets real time come to it. False: nothing more until `target`.

@@ -25,6 +25,8 @@ class MainQueue {
   void async(Work work) { after(std::chrono::nanoseconds::zero(), std::move(work)); }
   void after(std::chrono::nanoseconds delay, Work work);
 
+  /// Runs what is due and what that puts in for the same time, and waits for nothing.
+  void runWhatIsDue();
   /// Runs what is due, waits for outside work and runs what that brought, until neither is left. Timers stay.
   void runUntilIdle() { runUntil(clock_.now()); }
   /// Lets `duration` pass, running every timer at its time; ends idle.
@@ -46,6 +48,7 @@ class MainQueue {
     return left.due != right.due ? left.due > right.due : left.order > right.order;
   }
   void runUntil(std::chrono::nanoseconds target);
+  void runNext(std::unique_lock<std::mutex>& lock);
   bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
 
   Clock& clock_;

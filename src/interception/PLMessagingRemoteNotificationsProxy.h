@@ -73,7 +73,7 @@ class PLMessagingRemoteNotificationsProxy {
   void observeValueForKeyPath(id keyPath, id object, id change, void* context);
   void observedDelegate(id keyPath, id change);
 
-  // The application delegate's callbacks, heard as an interceptor (_callbacks.cpp).
+  // The application delegate's callbacks, heard as an interceptor.
   using FetchHandler = platform::BlockPtr<void(platform::UIBackgroundFetchResult)>;
   void didReceiveRemoteNotification(id application, id userInfo, FetchHandler handler);
   void didFailToRegister(id application, id error);
