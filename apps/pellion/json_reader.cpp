@@ -134,8 +134,11 @@ std::string placeText(std::string_view file, Position position) {
   return std::string(file) + ":" + std::to_string(position.line) + ":" + std::to_string(position.column);
 }
 
-InputError errorAt(std::string_view file, Position position, std::string_view text) {
-  return InputError{placeText(file, position) + ": " + std::string(text)};
+DocumentError::DocumentError(std::string_view file, Position position, std::string_view text)
+    : InputError(placeText(file, position) + ": " + std::string(text)), position_(position), text_(text) {}
+
+DocumentError errorAt(std::string_view file, Position position, std::string_view text) {
+  return {file, position, text};
 }
 
 const JSONNode* JSONNode::find(std::string_view name) const {

@@ -17,8 +17,19 @@ struct Position {
 
 std::string placeText(std::string_view file, Position position);  ///< "file:line:column"
 
-/// "file:line:column: text", the shape of every error about a document.
-InputError errorAt(std::string_view file, Position position, std::string_view text);
+/// An error about a document: "file:line:column: text".
+class DocumentError : public InputError {
+ public:
+  DocumentError(std::string_view file, Position position, std::string_view text);
+  [[nodiscard]] Position position() const { return position_; }
+  [[nodiscard]] const std::string& text() const { return text_; }  ///< without the place
+
+ private:
+  Position position_;
+  std::string text_;
+};
+
+DocumentError errorAt(std::string_view file, Position position, std::string_view text);
 
 struct JSONMember;
 
@@ -38,7 +49,7 @@ struct JSONMember {
   JSONNode value;
 };
 
-/// Reads one JSON document (RFC 8259, UTF-8, at most 64 levels, no repeated names). Throws InputError.
+/// Reads one JSON document (RFC 8259, UTF-8, at most 64 levels, no repeated names). Throws DocumentError.
 JSONNode readJSON(std::string_view file, std::string_view text);
 
 }  // namespace pellion
