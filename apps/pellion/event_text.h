@@ -10,6 +10,9 @@ namespace pellion {
 
 enum class Ink { plain, faint, strong, good, bad, actor };
 
+/// A text for a terminal: nothing that it holds steers the terminal but its ink.
+std::string painted(std::string_view text, Ink ink, bool inColour);
+
 struct Span {
   std::string text;
   Ink ink = Ink::plain;

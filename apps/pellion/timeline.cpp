@@ -137,11 +137,7 @@ bool Timeline::writeHeading(const host::Event& event) {
 }
 
 std::string Timeline::painted(std::string_view text, Ink ink) const {
-  constexpr std::array<const char*, 6> codes{"",         "\x1b[2m",  "\x1b[1m",
-                                             "\x1b[32m", "\x1b[31m", "\x1b[36m"};  // in Ink's order
-  const bool isBlank = text.find_first_not_of(' ') == std::string_view::npos;
-  if (!options_.inColour || ink == Ink::plain || isBlank) return printable(text);
-  return codes[static_cast<std::size_t>(ink)] + printable(text) + "\x1b[0m";
+  return pellion::painted(text, ink, options_.inColour);
 }
 
 bool wantsColour(int fileDescriptor) {
