@@ -2,19 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "pellion/configuration_check.h"
+#include "pellion/input_file.h"
 #include "pellion/notification_steps.h"
 
 namespace pellion {
 namespace {
-
-constexpr std::size_t largestFile = 16U << 20;
 
 /// RFC 3986, 3.1
 bool isScheme(const platform::Value& value) {
@@ -124,20 +118,7 @@ Scenario readScenario(std::string_view file, std::string_view text) {
 }
 
 Scenario readScenario(const std::string& path) {
-  // A pipe without a writer would hold the reader for ever; the command's own input has one.
-  std::error_code ignored;  // whatever is wrong with the path shows when the file is opened
-  if (std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
-    throw InputError(path + ": not a regular file; give the path of a scenario, a JSON document");
-  }
-  std::ifstream file(path, std::ios::binary);
-  std::string text(largestFile + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (!file.is_open() || file.bad()) {
-    throw InputError(path + ": " + std::strerror(errno) + "; give the path of a scenario, a JSON document");
-  }
-  text.resize(static_cast<std::size_t>(file.gcount()));
-  if (text.size() > largestFile) throw InputError(path + ": larger than 16 MiB; a scenario is a few pages of JSON");
-  return readScenario(path, text);
+  return readScenario(path, readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
 }
 
 }  // namespace pellion
