@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "host/process.h"
+#include "host/system_events.h"
+#include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "pellion/stack_limit.h"
 #include "platform/block.h"
@@ -153,6 +155,15 @@ Class ApplicationObjects::classOf(const std::string& name) {
   for (const auto& [callback, behaviour] : delegate.implements) addMethod(cls, callback);
   objc_registerClassPair(cls);
   return cls;
+}
+
+void startApplication(const ApplicationDescription& application) {
+  ApplicationObjects& objects = all();
+  objects.describe(application);
+  platform::send<void(id)>(host::currentNotificationCenter(), sel_registerName("setDelegate:"),
+                           objects.object(application.notificationDelegate).get());
+  host::startApplication(objects.object(application.delegate));
+  if (!application.delegate && application.startsService) PLMessaging::startService();
 }
 
 }  // namespace pellion

@@ -40,4 +40,7 @@ class ApplicationObjects {
   std::map<std::string, platform::Strong> objects_;
 };
 
+/// Starts the application in the current process, as the platform does. The description outlives the process.
+void startApplication(const ApplicationDescription& application);
+
 }  // namespace pellion

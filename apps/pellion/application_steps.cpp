@@ -3,7 +3,6 @@
 #include <map>
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
-#include "host/system_events.h"
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
@@ -35,14 +34,8 @@ struct InterceptorIDs {
 }  // namespace
 
 void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  const ApplicationDescription& application = run.scenario().application;
   run.phone().launch();
-  run.inProcess([&] {
-    objects().describe(application);
-    setDelegateOf(host::currentNotificationCenter(), application.notificationDelegate);
-    host::startApplication(objects().object(application.delegate));
-    if (!application.delegate && application.startsService) PLMessaging::startService();
-  });
+  run.inProcess([&] { startApplication(run.scenario().application); });
 }
 
 void startService(ScenarioRun& run, const JSONNode& /*nothing*/) {
