@@ -8,6 +8,9 @@
 #include <span>
 
 #include "host/network.h"
+#include "pellion/explain.h"
+#include "pellion/input_file.h"
+#include "pellion/json_writer.h"
 #include "pellion/printable.h"
 #include "pellion/redaction.h"
 #include "pellion/scenario_expectation.h"
@@ -21,6 +24,7 @@ namespace {
 
 constexpr int passed = 0;
 constexpr int expectationFailed = 1;
+constexpr int somethingFound = 1;
 constexpr int inputUnusable = 2;
 
 struct RunArguments {
@@ -29,6 +33,12 @@ struct RunArguments {
   std::optional<std::string> trace;
   bool inRealTime = false;
   bool withLog = false;
+};
+
+struct ExplainArguments {
+  std::string payload;
+  ExplainOptions options;
+  bool asJSON = false;
 };
 
 struct BackendArguments {
@@ -107,6 +117,20 @@ int runBackend(const BackendArguments& arguments, const Surroundings& surroundin
   return passed;
 }
 
+int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
+  constexpr FileKind payload{"a payload, a JSON object", "the push service takes 4096 bytes", 64U << 10};
+  const bool readsInput = arguments.payload == "-";
+  const std::string text = readInputFile(readsInput ? "/dev/stdin" : arguments.payload, payload);
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  const Explanation explanation = explain(readsInput ? "standard input" : arguments.payload, text, arguments.options);
+  if (arguments.asJSON) {
+    surroundings.out << prettyJSON(jsonOf(explanation)) << '\n';
+  } else {
+    writeText(surroundings.out, explanation, surroundings.inColour);
+  }
+  return explanation.findings.empty() ? passed : somethingFound;
+}
+
 void defineRun(CLI::App& app, RunArguments& arguments) {
   CLI::App& command = *app.add_subcommand("run", "Run scenarios and show what happens, step by step");
   command.add_option("SCENARIO", arguments.scenarios, "JSON documents; docs/scenario.md describes them")->required();
@@ -127,22 +151,44 @@ void defineBackend(CLI::App& app, BackendArguments& arguments) {
   command.footer("Example: pellion backend --port 8080 --secret not-a-real-secret");
 }
 
+void defineExplain(CLI::App& app, ExplainArguments& arguments) {
+  CLI::App& command =
+      *app.add_subcommand("explain", "Tell what comes of a notification's payload, and why something does not");
+  command.add_option("PAYLOAD", arguments.payload, "A JSON object as the platform delivers it; - is standard input")
+      ->required();
+  command.add_option("--action", arguments.options.action, "Only this one: tap, dismiss or a button's identifier")
+      ->type_name("ID");
+  command
+      .add_option("--scheme", arguments.options.urlSchemes, "A URL scheme that the application declares; repeatable")
+      ->type_name("NAME")
+      ->expected(1);
+  command.add_flag("--json", arguments.asJSON, "Write JSON; docs/explain.md describes it");
+  command.footer(
+      "Exit status: 0 nothing deserves attention, 1 something does, 2 no payload.\n"
+      "Example: pellion explain examples/payloads/sale.json --scheme shop");
+}
+
 int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
   CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
   app.require_subcommand(0, 1);
   app.footer(
-      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion backend --port 8080\n\n"
-      "Exit status: 0 as expected, 1 an expectation failed, 2 input that cannot be used.");
+      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion explain examples/payloads/sale.json\n  "
+      "pellion backend --port 8080\n\n"
+      "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
+      "used.");
   RunArguments runArguments;
   BackendArguments backendArguments;
+  ExplainArguments explainArguments;
   defineRun(app, runArguments);
+  defineExplain(app, explainArguments);
   defineBackend(app, backendArguments);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes them from the back
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
+    if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
     if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
-    throw InputError("no command is given; the commands are run and backend");
+    throw InputError("no command is given; the commands are run, explain and backend");
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
   } catch (const CLI::ParseError& error) {

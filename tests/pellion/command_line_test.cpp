@@ -142,7 +142,7 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
   const std::string pipe = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{}, "no command is given; the commands are run and backend"},
+      {{}, "no command is given; the commands are run, explain and backend"},
       {{"walk"}, "not expected: walk"},
       {{"run"}, "SCENARIO is required"},
       {{"run", missing}, missing + ": No such file or directory"},
