@@ -11,8 +11,6 @@
 namespace pellion {
 namespace {
 
-using platform::Value;
-
 std::vector<std::string> lowerCaseSchemes(const std::vector<std::string>& names) {
   std::vector<std::string> schemes;
   for (const std::string& name : names) {
