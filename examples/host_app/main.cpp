@@ -2,12 +2,16 @@
 // delegates and knows nobody else. Ends with 1 when what comes of the day is not as expected.
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <iomanip>
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -15,14 +19,10 @@
 #include "host/system_events.h"
 #include "host_app/shop_application.h"
 #include "pellion/backend.h"
-#include "pellion/temporary_directory.h"
-#include "pellion/text_lines.h"
 #include "platform/user_defaults.h"
 
 namespace {
 
-using pellion::at;
-using pellion::textAt;
 using platform::Value;
 
 constexpr const char* appGroup = "group.example.shop";
@@ -46,6 +46,15 @@ constexpr const char* expected[] = {
 Value notification(const char* alert, const char* addInfo) {
   return Value::dictionary({{"aps", Value::dictionary({{"alert", alert}})}, {"addInfo", addInfo}});
 }
+
+/// Null for absent.
+const Value& at(const Value& dictionary, std::string_view key) {
+  static const Value null;
+  const Value* value = dictionary.find(key);
+  return value != nullptr ? *value : null;
+}
+
+std::string textAt(const Value& dictionary, std::string_view key) { return at(dictionary, key).description(); }
 
 /// A request: a device token, or what became of a notification.
 std::string textOf(const pellion::ReceivedRequest& request) {
@@ -75,6 +84,26 @@ std::string textOf(const host::Event& event) {
   if (event.what == "set badge") return "shows badge " + detail("number");
   return std::string(event.what);
 }
+
+/// What the phone stores, for one day.
+class Storage {
+ public:
+  Storage() {
+    std::string name = std::filesystem::temp_directory_path() / "host_app.XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+    path_ = name;
+  }
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
+  ~Storage() {
+    std::error_code ignored;  // what cannot be removed stays among the temporary files
+    std::filesystem::remove_all(path_, ignored);
+  }
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
 
 class Day {
  public:
@@ -131,7 +160,7 @@ class Day {
   std::vector<std::string> came_;
   host::Network network_;
   pellion::Backend backend_{{.secret = "example-secret"}};
-  pellion::TemporaryDirectory storage_;
+  Storage storage_;
   host::Phone phone_{
       network_,
       {.storage = storage_.path(), .urlSchemes = {"shop"}, .sink = [this](const host::Event& e) { receive(e); }}};

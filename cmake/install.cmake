@@ -1,0 +1,85 @@
+# What `cmake --install` puts where. Two components: `program` is what runs (command line, module, their pages),
+# `development` what other projects are built with.
+
+include(CMakePackageConfigHelpers)
+set(PELLION_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
+    "Where zsh looks for completions, below the prefix")
+set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/PellionMessaging)
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/PellionMessaging)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/pellion)
+
+# Libraries and the program, which finds the module from wherever the prefix is moved to.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE to_libs)
+set_target_properties(pellion PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libs}")
+install(TARGETS pellion RUNTIME COMPONENT program)
+install(TARGETS PellionMessaging EXPORT PellionMessaging INCLUDES DESTINATION ${include_dir}
+        LIBRARY COMPONENT program NAMELINK_COMPONENT development)
+install(TARGETS PellionHost PellionBackend EXPORT PellionMessaging INCLUDES DESTINATION ${include_dir}
+        ARCHIVE COMPONENT development)
+foreach(library IN ITEMS PellionMessaging PellionHost PellionBackend)
+  add_library(PellionMessaging::${library} ALIAS ${library})
+  target_compile_features(${library} PUBLIC cxx_std_20)
+endforeach()
+
+# Headers, under the paths that they include each other by.
+function(pellion_install_headers root)
+  foreach(header IN LISTS ARGN)
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES ${root}/${header} DESTINATION ${include_dir}/${folder} COMPONENT development)
+  endforeach()
+endfunction()
+
+# Of the module those with a public class, of the host what a program that plays a phone needs.
+file(GLOB module_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS src/messaging/*.h src/network/*.h
+     src/appdelegate/*.h src/interception/*.h)
+foreach(header IN LISTS module_headers)
+  file(STRINGS src/${header} public_class REGEX "^(class|struct) PL_EXPORT ")
+  if(public_class)
+    pellion_install_headers(${PROJECT_SOURCE_DIR}/src ${header})
+  endif()
+endforeach()
+file(GLOB platform_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS src/platform/*.h)
+set(host_headers clock configuration core_library event item_store main_queue network phone process system_events)
+list(TRANSFORM host_headers REPLACE ".+" "host/\\0.h")
+pellion_install_headers(${PROJECT_SOURCE_DIR}/src ${platform_headers} ${host_headers})
+pellion_install_headers(${PROJECT_SOURCE_DIR}/apps pellion/backend.h pellion/jwt_reader.h pellion/received_request.h)
+
+# How other projects find them: find_package(PellionMessaging), pkg-config.
+install(EXPORT PellionMessaging NAMESPACE PellionMessaging:: DESTINATION ${config_dir} COMPONENT development)
+configure_package_config_file(cmake/PellionMessagingConfig.cmake.in PellionMessagingConfig.cmake
+                              INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file(PellionMessagingConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/PellionMessagingConfig.cmake ${PROJECT_BINARY_DIR}/PellionMessagingConfigVersion.cmake
+        DESTINATION ${config_dir} COMPONENT development)
+
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}/${pkgconfig_dir}
+           OUTPUT_VARIABLE to_prefix)
+function(pellion_install_pkgconfig name description)
+  list(JOIN ARGN " " requires)
+  configure_file(cmake/library.pc.in ${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+endfunction()
+pellion_install_pkgconfig(PellionMessaging "${PROJECT_DESCRIPTION}" PellionHost)
+pellion_install_pkgconfig(PellionHost "A simulated phone for the module to run on" ${PELLION_HOST_MODULES})
+pellion_install_pkgconfig(PellionBackend "A backend on loopback that records and decodes the module's requests"
+                          PellionHost ${PELLION_BACKEND_MODULES})
+
+# Pages and completions.
+function(pellion_install_compressed source directory name)
+  set(compressed ${PROJECT_BINARY_DIR}/${name}.gz)
+  execute_process(COMMAND gzip -9n INPUT_FILE ${source} OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES ${compressed} DESTINATION ${directory} COMPONENT program)
+endfunction()
+configure_file(apps/pellion/pellion.1.in pellion.1 @ONLY)
+pellion_install_compressed(${PROJECT_BINARY_DIR}/pellion.1 ${CMAKE_INSTALL_MANDIR}/man1 pellion.1)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
+pellion_install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${doc_dir} changelog)
+install(DIRECTORY docs examples DESTINATION ${doc_dir} COMPONENT program PATTERN run EXCLUDE)  # run is of the source tree
+
+set(completions apps/pellion/completion)
+install(FILES ${completions}/pellion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        RENAME pellion COMPONENT program)
+install(FILES ${completions}/_pellion DESTINATION ${PELLION_ZSH_COMPLETIONS} COMPONENT program)
+install(FILES ${completions}/pellion.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+        COMPONENT program)
