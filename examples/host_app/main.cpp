@@ -17,9 +17,9 @@
 
 #include "host/phone.h"
 #include "host/system_events.h"
-#include "host_app/shop_application.h"
 #include "pellion/backend.h"
 #include "platform/user_defaults.h"
+#include "shop_application.h"
 
 namespace {
 

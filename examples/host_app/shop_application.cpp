@@ -1,4 +1,4 @@
-#include "host_app/shop_application.h"
+#include "shop_application.h"
 
 #include <iostream>
 #include <string>
