@@ -4,7 +4,7 @@ _pellion() {
   local word=${COMP_WORDS[COMP_CWORD]} command='' words=''
   (( COMP_CWORD > 1 )) && command=${COMP_WORDS[1]}
   case $command/$word in
-    */-*) words=$(pellion $command --help 2> /dev/null | sed -nE 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p') ;;
+    */-*) words=$(pellion ${command:+"$command"} --help 2> /dev/null | sed -nE 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p') ;;
     /*) words=$(pellion --help 2> /dev/null | sed -n '/^Subcommands:/,/^$/ s/^  \([a-z]\{1,\}\) .*/\1/p') ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
