@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <thread>
 
 #include "host/network.h"
 #include "pellion/explain.h"
@@ -16,6 +17,7 @@
 #include "pellion/scenario_expectation.h"
 #include "pellion/scenario_run.h"
 #include "pellion/server_probe.h"
+#include "pellion/test_command.h"
 #include "pellion/timeline.h"
 #include "pellion/trace.h"
 
@@ -26,6 +28,8 @@ constexpr int passed = 0;
 constexpr int expectationFailed = 1;
 constexpr int somethingFound = 1;
 constexpr int inputUnusable = 2;
+
+constexpr int mostJobs = 256;
 
 struct RunArguments {
   std::vector<std::string> scenarios;
@@ -142,6 +146,22 @@ void defineRun(CLI::App& app, RunArguments& arguments) {
   command.footer("Example: pellion run examples/scenarios/a_day.json --log");
 }
 
+int test(const TestArguments& arguments, const Surroundings& surroundings) {
+  const TestCounts counts = runTests(arguments, surroundings);
+  if (counts.unusable > 0) return inputUnusable;
+  return counts.failed > 0 ? expectationFailed : passed;
+}
+
+void defineTest(CLI::App& app, TestArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("test", "Run all scenarios below paths side by side, show what did not pass");
+  command.add_option("PATH", arguments.paths, "Scenarios, or directories of them; else the current directory");
+  command.add_option("--jobs", arguments.jobs, "How many to run at once; else as many as there are cores")
+      ->check(CLI::Range(1, mostJobs))
+      ->type_name("N");
+  command.add_option("--junit", arguments.junit, "Write a report as JUnit's XML to this file")->type_name("FILE");
+  command.footer("Example: pellion test examples/scenarios --junit report.xml");
+}
+
 void defineBackend(CLI::App& app, BackendArguments& arguments) {
   CLI::App& command = *app.add_subcommand("backend", "Run the local backend alone and show each request decoded");
   command.add_option("--port", arguments.port, "Port on loopback; any free one if it is left out")
@@ -173,22 +193,25 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
   app.require_subcommand(0, 1);
   app.footer(
-      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion explain examples/payloads/sale.json\n  "
-      "pellion backend --port 8080\n\n"
+      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion test examples/scenarios\n"
+      "  pellion explain examples/payloads/sale.json\n  pellion backend --port 8080\n\n"
       "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
       "used.");
   RunArguments runArguments;
+  TestArguments testArguments{.jobs = std::max(1U, std::thread::hardware_concurrency()), .junit = {}};
   BackendArguments backendArguments;
   ExplainArguments explainArguments;
   defineRun(app, runArguments);
+  defineTest(app, testArguments);
   defineExplain(app, explainArguments);
   defineBackend(app, backendArguments);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes them from the back
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
+    if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
     if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
-    throw InputError("no command is given; the commands are run, explain and backend");
+    throw InputError("no command is given; the commands are run, test, explain and backend");
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
   } catch (const CLI::ParseError& error) {

@@ -7,9 +7,11 @@
 #include "pellion/timeline.h"
 
 int main(int count, char** arguments) {
-  return pellion::runCommandLine({arguments + 1, arguments + count}, {.out = std::cout,
-                                                                      .err = std::cerr,
-                                                                      .inColour = pellion::wantsColour(STDOUT_FILENO),
-                                                                      .runUntilTold = pellion::runUntilSignal,
-                                                                      .cleanUpOnSignal = pellion::cleanUpOnSignal});
+  return pellion::runCommandLine({arguments + 1, arguments + count},
+                                 {.out = std::cout,
+                                  .err = std::cerr,
+                                  .inColour = pellion::wantsColour(STDOUT_FILENO),
+                                  .showsProgress = pellion::isTerminal(STDERR_FILENO),
+                                  .runUntilTold = pellion::runUntilSignal,
+                                  .cleanUpOnSignal = pellion::cleanUpOnSignal});
 }

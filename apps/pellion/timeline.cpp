@@ -140,11 +140,14 @@ std::string Timeline::painted(std::string_view text, Ink ink) const {
   return pellion::painted(text, ink, options_.inColour);
 }
 
-bool wantsColour(int fileDescriptor) {
-  const char* noColour = std::getenv("NO_COLOR");
-  if (noColour != nullptr && *noColour != '\0') return false;
+bool isTerminal(int fileDescriptor) {
   const char* terminal = std::getenv("TERM");
   return isatty(fileDescriptor) == 1 && terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+bool wantsColour(int fileDescriptor) {
+  const char* noColour = std::getenv("NO_COLOR");
+  return (noColour == nullptr || *noColour == '\0') && isTerminal(fileDescriptor);
 }
 
 }  // namespace pellion

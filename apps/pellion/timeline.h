@@ -34,7 +34,9 @@ class Timeline {
   platform::Value lastRequest_;
 };
 
-/// Whether to colour what goes to this file descriptor: a terminal, unless NO_COLOR or TERM says otherwise.
+/// Whether this file descriptor is a terminal that obeys escape sequences.
+bool isTerminal(int fileDescriptor);
+/// Whether to colour what goes there: to a terminal, unless NO_COLOR says otherwise.
 bool wantsColour(int fileDescriptor);
 
 }  // namespace pellion
