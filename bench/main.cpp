@@ -1,6 +1,6 @@
-// Runs the benchmarks and prints one table: each case's median, in nanoseconds or in the bytes that it counts, its
-// ratio to the case that it is measured against in the same run, its goal and whether that is met. Ends with status 1
-// when a goal is missed, 2 when one cannot be judged.
+// Runs the benchmarks and prints one table: each case's median, in nanoseconds (of the processor, or of real time where
+// the case asks for that) or in the bytes that it counts, its ratio to the case that it is measured against in the same
+// run, its goal and whether that is met. Ends with status 1 when a goal is missed, 2 when one cannot be judged.
 
 #include <benchmark/benchmark.h>
 
@@ -27,9 +27,10 @@ class Medians : public benchmark::BenchmarkReporter {
       } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
         names_.push_back(name);
         const auto bytes = run.counters.find("bytes");
-        medians_[name] = bytes != run.counters.end()
-                             ? bytes->second.value
-                             : run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
+        const bool isRealTime = run.run_name.time_type == "real_time";
+        const double time = isRealTime ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+        medians_[name] = bytes != run.counters.end() ? bytes->second.value
+                                                     : time / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
       }
     }
   }

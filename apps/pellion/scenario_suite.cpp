@@ -113,11 +113,11 @@ void runScenario(const SuiteFile& file, host::Network& network, bool inColour, S
     const host::Event failure = record.failure();
     result.message = messageOf(failure.details);
     result.mismatches = plainText(linesOf(failure));
+    result.timeline = record.timeline(inColour);
   } catch (const std::exception& error) {  // an InputError, as a rule
     result.outcome = !file.isNamed && isOtherDocument(file.path) ? Outcome::noScenario : Outcome::unusable;
     result.message = withoutUserInfo(error.what());
   }
-  result.timeline = record.timeline(inColour);
 }
 
 SuiteResult resultOf(const SuiteFile& file, host::Network& network, bool inColour) {

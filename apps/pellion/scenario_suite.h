@@ -29,7 +29,7 @@ struct SuiteResult {
   std::chrono::duration<double> seconds{};  ///< of real time
   std::string message;                      ///< one line: what failed first, or why it is of no use
   std::string mismatches = {};              ///< of a failure: place, wanted and found, as the timeline shows them
-  std::string timeline = {};                ///< of a failure, and as far as it came of what is unusable
+  std::string timeline = {};                ///< of a failure
 };
 
 /// Runs the files side by side, each with a phone, a storage and a backend of its own. `done` is called as each ends,

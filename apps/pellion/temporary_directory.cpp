@@ -28,19 +28,27 @@ Registry& registry() {
 
 TemporaryDirectory::TemporaryDirectory() {
   constexpr const char* remedy = "; set TMPDIR to a directory that can be written";
-  std::error_code error;
-  std::string pattern = (std::filesystem::temp_directory_path(error) / "pellion-XXXXXX").string();
-  if (error) throw InputError("the directory for temporary files: " + error.message() + remedy);
   const std::lock_guard lock(registry().mutex);
-  if (mkdtemp(pattern.data()) == nullptr) throw InputError(pattern + ": " + std::strerror(errno) + remedy);
+  // In memory there is no disk to wait for. Whoever names a directory is believed.
+  if (std::getenv("TMPDIR") == nullptr && make("/dev/shm")) return;
+  std::error_code error;
+  const std::filesystem::path parent = std::filesystem::temp_directory_path(error);
+  if (error) throw InputError("the directory for temporary files: " + error.message() + remedy);
+  if (!make(parent)) throw InputError(parent.string() + ": " + std::strerror(errno) + remedy);
+}
+
+bool TemporaryDirectory::make(const std::filesystem::path& parent) {
+  std::string pattern = (parent / "pellion-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) return false;
   path_ = pattern;
   registry().paths.insert(path_);
+  return true;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-  const std::lock_guard lock(registry().mutex);
   std::error_code ignored;  // what cannot be removed stays for the system to sweep
   std::filesystem::remove_all(path_, ignored);
+  const std::lock_guard lock(registry().mutex);
   registry().paths.erase(path_);
 }
 

@@ -4,7 +4,8 @@
 
 namespace pellion {
 
-/// A new directory that goes with its owner.
+/// A new directory that goes with its owner: in memory where the system has a file system for that and TMPDIR names no
+/// other place.
 class TemporaryDirectory {
  public:
   /// Throws InputError when none can be made.
@@ -19,6 +20,8 @@ class TemporaryDirectory {
   static void removeAll();
 
  private:
+  bool make(const std::filesystem::path& parent);
+
   std::filesystem::path path_;
 };
 

@@ -42,11 +42,11 @@ class Progress {
   void show(SuiteResult& result) {
     if (result.outcome == Outcome::passed) return;
     eraseLine();
+    if (result.outcome == Outcome::failed) surroundings_.out << std::exchange(result.timeline, {});
     if (result.outcome == Outcome::noScenario) {
       surroundings_.out << "not run: " << printable(result.file) << " has no \"steps\"\n";
-    } else {
-      surroundings_.out << std::exchange(result.timeline, {}) << std::flush;
     }
+    surroundings_.out.flush();
     if (result.outcome == Outcome::unusable) surroundings_.err << "pellion: " << printable(result.message) << '\n';
   }
 

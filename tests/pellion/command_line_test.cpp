@@ -142,7 +142,7 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
   const std::string pipe = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{}, "no command is given; the commands are run, explain and backend"},
+      {{}, "no command is given; the commands are run, test, explain and backend"},
       {{"walk"}, "not expected: walk"},
       {{"run"}, "SCENARIO is required"},
       {{"run", missing}, missing + ": No such file or directory"},
@@ -213,7 +213,7 @@ TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
-  for (const char* command : {"run", "backend"}) {
+  for (const char* command : {"run", "test", "backend"}) {
     EXPECT_EQ(run({command, "--help"}), 0);
     EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
   }
