@@ -24,12 +24,17 @@ std::string readInputFile(const std::string& path, const FileKind& kind) {
     throw InputError(path + ": not a regular file; give the path of " + std::string(kind.name));
   }
   std::ifstream file(path, std::ios::binary);
-  std::string text(kind.largest + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  std::string text;
+  while (file && text.size() <= kind.largest) {
+    constexpr std::size_t block = 64U << 10;
+    const std::size_t before = text.size();
+    text.resize(before + block);
+    file.read(text.data() + before, block);
+    text.resize(before + static_cast<std::size_t>(file.gcount()));
+  }
   if (!file.is_open() || file.bad()) {
     throw InputError(path + ": " + std::strerror(errno) + "; give the path of " + std::string(kind.name));
   }
-  text.resize(static_cast<std::size_t>(file.gcount()));
   if (text.size() > kind.largest) {
     throw InputError(path + ": larger than " + sizeText(kind.largest) + "; " + std::string(kind.size));
   }

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <set>
 #include <sstream>
@@ -13,6 +12,7 @@
 
 #include "host/network.h"
 #include "pellion/event_text.h"
+#include "pellion/input_file.h"
 #include "pellion/printable.h"
 #include "pellion/redaction.h"
 #include "pellion/scenario_run.h"
@@ -72,11 +72,8 @@ std::vector<SuiteFile> filesBelow(const fs::path& directory) {
 }
 
 bool isOtherDocument(const std::string& path) {
-  if (!fs::is_regular_file(path)) return false;
-  std::stringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
   try {
-    return readJSON(path, text.str()).find("steps") == nullptr;
+    return readJSON(path, readInputFile(path, {})).find("steps") == nullptr;
   } catch (const InputError&) {  // what is no JSON at all may well have been meant as a scenario
     return false;
   }

@@ -213,7 +213,7 @@ TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
-  for (const char* command : {"run", "test", "backend"}) {
+  for (const char* command : {"run", "test", "explain", "backend"}) {
     EXPECT_EQ(run({command, "--help"}), 0);
     EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
   }
