@@ -59,6 +59,7 @@ class PL_EXPORT PLAppDelegateSwizzler {
   static void targetSelectorForProxy(SEL target, SEL source, Class donor, Class subclass, Class realClass,
                                      ImplementationMap& realImplementations);
   static void registerInstanceMethodWithDestinationSelector(SEL destination, SEL source, Class donor, Class cls);
+  /// Kept: nobody calls it.
   static void registerInstanceMethodWithSelector(SEL selector, Class donor, Class cls);
   static IMP implMethodSelector(SEL selector, Class cls);
 };

@@ -1,5 +1,7 @@
 // Turning the application's delegate into an instance of a subclass made at run time.
 
+#include <utility>
+
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/PLXAppDelegateObserver.h"
 #include "appdelegate/donor_methods.h"
@@ -37,12 +39,13 @@ Strong applicationDelegate() {
 
 void PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods() {
   proxyOrigDelegate();
-  std::call_once(ProxiedAppDelegate::shared().sProxyAppDelegateRemoteNotificationOnceToken, proxyRemoteNotifications);
+  if (std::exchange(ProxiedAppDelegate::shared().sProxyAppDelegateRemoteNotificationOnceToken, true)) return;
+  proxyRemoteNotifications();
 }
 
 void PLAppDelegateSwizzler::proxyOrigDelegate() {
-  std::call_once(ProxiedAppDelegate::shared().sProxyAppDelegateOnceToken,
-                 [] { proxyAppDelegate(applicationDelegate().get()); });
+  if (std::exchange(ProxiedAppDelegate::shared().sProxyAppDelegateOnceToken, true)) return;
+  proxyAppDelegate(applicationDelegate().get());
 }
 
 void PLAppDelegateSwizzler::proxyAppDelegate(id delegate) {
@@ -103,7 +106,8 @@ Class PLAppDelegateSwizzler::createSubclassWithObject(id delegate) {
   return subclass;
 }
 
-// Nil, then the same delegate again: what the application object knows of its delegate it learns when it is set.
+// Kept: nil, then the same delegate again, since what the application object knows of its delegate it learns when it is
+// set. The second time the observer lets the delegate go at the nil and is started anew.
 void PLAppDelegateSwizzler::reconfigureAppDelegate() {
   const SEL setDelegate = sel_registerName("setDelegate:");
   const Strong delegate = applicationDelegate();

@@ -5,7 +5,7 @@
 
 PLXSafeWeakContainer* InterceptorRegistry::find(std::string_view interceptorID) {
   const Entry* entry = findEntry(interceptorID);
-  if (entry == nullptr || !entry->container) return nullptr;
+  if (entry == nullptr) return nullptr;
   return &platform::objectState<PLXSafeWeakContainer>(entry->container.get());
 }
 
@@ -18,24 +18,25 @@ void InterceptorRegistry::set(std::string_view interceptorID, platform::Strong c
 void InterceptorRegistry::remove(std::string_view interceptorID) {
   Entry* entry = findEntry(interceptorID);
   if (entry == nullptr) return;
-  entry->container = {};
+  entry->isRemoved = true;
   holdsRemoved_ = true;
   dropRemoved();
 }
 
 std::size_t InterceptorRegistry::count() const {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(entries_, [](const Entry& entry) { return static_cast<bool>(entry.container); }));
+  return static_cast<std::size_t>(std::ranges::count(entries_, false, &Entry::isRemoved));
 }
 
 InterceptorRegistry::Entry* InterceptorRegistry::findEntry(std::string_view interceptorID) {
-  const auto found = std::ranges::find(entries_, interceptorID, &Entry::interceptorID);
+  const auto found = std::ranges::find_if(entries_, [interceptorID](const Entry& entry) {
+    return !entry.isRemoved && entry.interceptorID == interceptorID;
+  });
   return found == entries_.end() ? nullptr : &*found;
 }
 
 // Not during a walk, which goes by places.
 void InterceptorRegistry::dropRemoved() {
   if (walks_ > 0) return;
-  std::erase_if(entries_, [](const Entry& entry) { return !entry.container; });
+  std::erase_if(entries_, [](const Entry& entry) { return entry.isRemoved; });
   holdsRemoved_ = false;
 }

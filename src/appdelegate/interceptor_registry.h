@@ -10,8 +10,8 @@
 
 /// The interceptors of a process by interceptor ID, each in a container that does not keep it alive. Main thread.
 ///
-/// A walk stands changes from within: what is there at its beginning is visited once, unless it is removed before its
-/// turn; what is added meanwhile waits for the next walk. So a walk copies and retains nothing.
+/// A walk stands changes from within: what is there at its beginning is visited once, also when it is removed before
+/// its turn; what is added meanwhile waits for the next walk. So a walk copies and retains nothing.
 class InterceptorRegistry {
  public:
   /// The container under the ID, or null.
@@ -28,7 +28,6 @@ class InterceptorRegistry {
     const Walk walk(*this);
     for (std::size_t place = 0, end = entries_.size(); place < end; ++place) {
       const Entry& entry = entries_[place];
-      if (!entry.container) continue;
       visit(entry.interceptorID, platform::objectState<PLXSafeWeakContainer>(entry.container.get()));
     }
   }
@@ -36,7 +35,8 @@ class InterceptorRegistry {
  private:
   struct Entry {
     std::string interceptorID;
-    platform::Strong container;  ///< empty: removed
+    platform::Strong container;
+    bool isRemoved = false;  ///< during a walk, which may not have come to it
   };
   struct Walk {
     explicit Walk(InterceptorRegistry& walked) : registry(walked) { ++registry.walks_; }

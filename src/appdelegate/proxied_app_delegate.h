@@ -1,7 +1,5 @@
 #pragma once
 
-#include <mutex>
-
 #include "platform/objc.h"
 #include "platform/process.h"
 #include "platform/reference.h"
@@ -17,8 +15,9 @@ struct ProxiedAppDelegate {
   platform::Strong aOriginalAppDelegate;
   Class aOriginalAppDelegateClass = nullptr;  ///< before it was switched to the subclass
   Class aAppDelegateSubclass = nullptr;       ///< null when its making failed
-  std::once_flag sProxyAppDelegateOnceToken;
-  std::once_flag sProxyAppDelegateRemoteNotificationOnceToken;
+  // Set before the work that they guard, so that it is done once whatever comes of it, also when it comes back here.
+  bool sProxyAppDelegateOnceToken = false;
+  bool sProxyAppDelegateRemoteNotificationOnceToken = false;
 
   static ProxiedAppDelegate& shared() { return platform::Process::shared<ProxiedAppDelegate>(); }
 };

@@ -1,6 +1,7 @@
 #include "platform/block.h"
 
 #include "host/objc_runtime.h"
+#include "host/programming_error.h"
 #include "platform/class_face.h"
 
 // A block's object: its class, its code, how to end its captured state, and that state.
@@ -46,7 +47,10 @@ id blockCreate(IMP invoke, std::size_t size, void (*dispose)(void* state)) {
   return block;
 }
 
-IMP blockInvoke(id block) { return layoutOf(block).invoke; }
+IMP blockInvoke(id block) {
+  if (block == nullptr) throw host::ProgrammingError("a null block was called");
+  return layoutOf(block).invoke;
+}
 
 void* blockState(id block) { return &layoutOf(block) + 1; }
 

@@ -44,7 +44,8 @@ struct Invocation::Interface {
   Interface(const char* encoding, std::string_view letters)
       : types(host::interned(encoding)), count(letters.size() - 1), result(typeOf(letters.front())) {
     for (std::size_t i = 0; i < count; ++i) arguments[i] = typeOf(letters[i + 1]);
-    takesWords = count <= wordRegisters && letters.find_first_of("fd") == std::string_view::npos;
+    takesWords = count <= wordRegisters && letters.front() != 'f' && letters.front() != 'd' &&
+                 letters.find_first_of("fdcs", 1) == std::string_view::npos;
     ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(count), result, arguments.data());
   }
   Interface(const Interface&) = delete;
@@ -62,7 +63,8 @@ struct Invocation::Interface {
   std::size_t count;
   ffi_type* result;
   std::array<ffi_type*, mostArguments> arguments{};
-  bool takesWords;        // integers and pointers alone, few enough to travel in registers
+  /// Integers and pointers alone, few enough to travel in registers, and none whose sign the caller has to extend.
+  bool takesWords;
   mutable ffi_cif cif{};  // ffi_call only reads it
 };
 

@@ -88,9 +88,12 @@ void Runtime::disposeClassPair(Class cls) {
   pairs_.erase(place);
 }
 
-void Runtime::hideClass(std::string_view name) {
+bool Runtime::hideClass(std::string_view name) {
   const std::lock_guard lock(mutex_);
-  if (const auto found = classes_.find(name); found != classes_.end()) classes_.erase(found);
+  const auto found = classes_.find(name);
+  if (found == classes_.end()) return false;
+  classes_.erase(found);
+  return true;
 }
 
 Class Runtime::findRegisteredClass(std::string_view name) {

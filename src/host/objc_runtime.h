@@ -178,8 +178,8 @@ class Runtime {
   Class allocateClassPair(Class superclass, const char* name);
   void registerClassPair(Class cls);
   void disposeClassPair(Class cls);
-  /// From now on nobody finds the class by its name; whoever has it keeps it.
-  void hideClass(std::string_view name);
+  /// From now on nobody finds the class by its name; whoever has it keeps it. False: there is none.
+  bool hideClass(std::string_view name);
   Class findRegisteredClass(std::string_view name);
 
   Protocol* findProtocol(std::string_view name);

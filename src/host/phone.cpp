@@ -1,5 +1,6 @@
 #include "host/phone.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "host/objc_runtime.h"
@@ -11,6 +12,18 @@
 namespace host {
 
 using platform::Value;
+
+namespace {
+
+/// Of the platform's classes those that an application gets along without.
+void hide(const std::string& name) {
+  const bool isOptional = name.starts_with("UI") || name.starts_with("UN");
+  if (!isOptional || !Runtime::current().hideClass(name)) {
+    throw std::invalid_argument(name + ": no class that can be missing; name one of UIKit's or UserNotifications'");
+  }
+}
+
+}  // namespace
 
 Phone::Phone(Network& network, Options options)
     : network_(network),
@@ -60,7 +73,7 @@ Process& Phone::launch() {
   const ProcessScope scope(*process_);
   UIApplication::install();
   installUserNotifications();
-  for (const std::string& name : options_.hiddenClasses) Runtime::current().hideClass(name);
+  for (const std::string& name : options_.hiddenClasses) hide(name);
   tell("app", "launched", Value::dictionary({}));
   return *process_;
 }

@@ -19,7 +19,8 @@ class Phone {
     std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
     Clock::Kind clock = Clock::Kind::virtualTime;
     std::vector<std::string> urlSchemes = {};  ///< that the application declares, in lower case
-    /// Of the platform's classes those that nobody finds by name, as on a release that lacks them.
+    /// Of UIKit's and UserNotifications' classes those that nobody finds by name, as on a release that lacks them. A
+    /// launch raises std::invalid_argument for any other.
     std::vector<std::string> hiddenClasses = {};
     EventSink sink = {};
     bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL lets them

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <string>
+#include <utility>
 
 #include "host/nsurl.h"
 #include "host/objc_runtime.h"
@@ -58,13 +59,14 @@ id UIApplication::delegate() const { return delegate_.load().autoreleased(); }
 
 void UIApplication::setDelegate(id delegate) {
   delegate_.store(delegate);
-  answered_.clear();
+  std::vector<SEL> answered;
   for (const auto& [name, types] : delegateMethods) {
     const SEL callback = sel_registerName(name);
     if (platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), callback)) {
-      answered_.push_back(callback);
+      answered.push_back(callback);
     }
   }
+  if (delegate_.load().get() == delegate) answered_ = std::move(answered);  // unless being asked it has set another
 }
 
 platform::Strong UIApplication::delegateAnswering(SEL callback) {

@@ -46,6 +46,7 @@ void Proxy::performMethodSwizzlingIfPossible() {
   injectSelector(objc_getClass("UNUserNotificationCenter"), sel_registerName("setBadgeCount:withCompletionHandler:"),
                  platform::classOf<PLUserNotificationCenter>(),
                  sel_registerName("pellionSetBadgeCount:withCompletionHandler:"));
+  platform::classOf<PLUserNotificationCenterDelegate>();
   appDelegateMonitoringID_ = PLAppDelegateSwizzler::registerAppDelegateInterceptor(platform::objectOf(*this));
   if (const Class centerClass = objc_getClass("UNUserNotificationCenter")) {
     const platform::Strong center = PLPropertyNameForMessagingFromObject(platform::classObject(centerClass),

@@ -18,8 +18,8 @@
 /// Main thread, and no lock: what replaces methods and what calls them must be the same thread.
 class PLMessagingRemoteNotificationsProxy {
  public:
-  static void load() {}  ///< nothing starts when the library is loaded
-  static bool canPerformMethodSwizzling() { return true; }
+  static void load() {}                                     ///< nothing starts when the library is loaded
+  static bool canPerformMethodSwizzling() { return true; }  ///< Kept: nobody asks
   static PLMessagingRemoteNotificationsProxy& sharedInstance();
 
   PLMessagingRemoteNotificationsProxy() = default;

@@ -18,7 +18,8 @@ void Proxy::swizzleSelector(SEL selector, Class cls, IMP replacement, Protocol* 
     if (!class_addMethod(cls, selector, replacement, types)) {
       PL_LOG(platform::pellionWarning,
              "-[PLMessagingRemoteNotificationsProxy swizzleSelector:inClass:withImplementation:inProtocol:]",
-             "Could not add method for %@ to class %@", sel_getName(selector), class_getName(cls));
+             "Could not add method for %@ to class %@", sel_getName(selector),
+             cls != nullptr ? platform::FormatArgument(class_getName(cls)) : nullptr);
     }
   }
   monitorSwizzledSelector(selector, cls);

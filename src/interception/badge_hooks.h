@@ -19,7 +19,7 @@ class PLUserNotificationCenter {
   static void defineClass(platform::ClassFace<PLUserNotificationCenter>& face);
 };
 
-/// Kept: a donor that nobody installs.
+/// Kept: there, but nobody installs its method.
 class PLUserNotificationCenterDelegate {
  public:
   static constexpr const char* className = "PLUserNotificationCenterDelegate";

@@ -6,6 +6,7 @@
 #include "appdelegate/PLXAppDelegateObserver.h"
 #include "appdelegate/proxied_app_delegate.h"
 #include "host/objc_runtime.h"
+#include "host/programming_error.h"
 #include "host/system_events.h"
 #include "platform/dispatch.h"
 #include "platform/key_value_observing.h"
@@ -19,24 +20,53 @@ using namespace test;
 using platform::Strong;
 using platform::Value;
 
-constexpr const char* notConforming = "App Delegate does not conform to UIApplicationDelegate protocol.";
-constexpr const char* created = "Successfully created App Delegate Proxy automatically.";
+constexpr const char* notConforming =
+    "verbose +[PLAppDelegateSwizzler proxyAppDelegate:]: App Delegate does not conform to UIApplicationDelegate "
+    "protocol.";
+const std::string creating = "pellion-warning +[PLAppDelegateSwizzler createSubclassWithObject:]: ";
+const std::string created = creating + "Successfully created App Delegate Proxy automatically.";
+const Value token = "T";
 
-const auto answersAtOnce = [](FetchHandler handler, auto result) {
+void answerWith(FetchHandler handler, std::uint64_t result) {
   platform::invoke(handler, static_cast<platform::UIBackgroundFetchResult>(result));
-};
-template <std::uint64_t result>
-void fetchAtOnce(id, SEL, id, id, FetchHandler handler) {
-  note('I', "fetch");
-  answersAtOnce(handler, result);
+}
+void expectArguments(SEL selector, id application, id userInfo) {
+  EXPECT_EQ(selector, sel(didReceive));
+  EXPECT_EQ(application, host::UIApplication::sharedApplication());
+  EXPECT_EQ(platform::unboxed(userInfo), Value::dictionary({{"key", 1}}));
 }
 template <std::uint64_t result>
-void fetchLater(id, SEL, id, id, FetchHandler handler) {
-  note('L', "fetch");
+void fetchAtOnce(id, SEL selector, id application, id userInfo, FetchHandler handler) {
+  expectArguments(selector, application, userInfo);
+  answerWith(handler, result);
+}
+template <std::uint64_t result>
+void fetchLater(id, SEL selector, id application, id userInfo, FetchHandler handler) {
+  expectArguments(selector, application, userInfo);
   const platform::Block<void(platform::UIBackgroundFetchResult)> kept(handler);
-  platform::dispatchAsyncOnMainQueue([kept] { answersAtOnce(kept.get(), result); });
+  platform::dispatchAsyncOnMainQueue([kept] { answerWith(kept.get(), result); });
 }
 void fetchNever(id, SEL, id, id, FetchHandler) {}
+void fetchTwice(id, SEL, id, id, FetchHandler handler) {
+  answerWith(handler, 0);
+  answerWith(handler, 0);
+}
+
+/// Hears of each setting of the application's delegate, as any other observer may.
+class Watcher {
+ public:
+  static constexpr const char* className = "Watcher";
+  static void defineClass(platform::ClassFace<Watcher>& face) {
+    face.method<&Watcher::observe>("observeValueForKeyPath:ofObject:change:context:");
+  }
+  explicit Watcher(std::function<void(id delegate)> heard) : heard_(std::move(heard)) {
+    platform::addObserver(host::UIApplication::sharedApplication(), platform::objectOf(*this), "delegate", 0, nullptr);
+  }
+  void observe(id, id application, id, void*) { heard_(platform::send<id()>(application, sel("delegate"))); }
+
+ private:
+  std::function<void(id delegate)> heard_;
+};
 
 class AppDelegate : public Test {
  protected:
@@ -72,16 +102,25 @@ TEST_F(AppDelegate, BecomesAnInstanceOfASubclassWithTheThreeCallbacks) {
         << "inherited, or null";
   }
   EXPECT_FALSE(responds(makeInstance(cls).get(), didFail)) << "the application's class is not touched";
-  EXPECT_THAT(phone_.takeLog(), ElementsAre(created));
+  EXPECT_THAT(phone_.takeLines(), ElementsAre(created));
 }
 
 TEST_F(AppDelegate, KeptTheTwoAssociationPolicies) {
   const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
-  start(delegate);
-  std::map<const void*, objc_AssociationPolicy> policies;
-  for (const auto& each : host::sideData(delegate.get()).associations) policies[each.key] = each.policy;
-  EXPECT_THAT(policies, UnorderedElementsAre(Pair(kPLXOrigIMPBySelectorKey, OBJC_ASSOCIATION_RETAIN),
-                                             Pair(kPLXOrigClassKey, OBJC_ASSOCIATION_RETAIN_NONATOMIC)));
+  host::startApplication(delegate);
+  std::vector<objc_AssociationPolicy> ofTheMap;
+  const Strong watcher = platform::makeObject<Watcher>([&](id) {
+    for (const auto& each : host::sideData(delegate.get()).associations) {
+      if (each.key == kPLXOrigIMPBySelectorKey) ofTheMap.push_back(each.policy);
+      if (each.key == kPLXOrigClassKey) {
+        EXPECT_EQ(each.policy, OBJC_ASSOCIATION_RETAIN_NONATOMIC);
+      }
+    }
+  });
+  PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
+  EXPECT_THAT(ofTheMap, ElementsAre(OBJC_ASSOCIATION_RETAIN_NONATOMIC, OBJC_ASSOCIATION_RETAIN_NONATOMIC,
+                                    OBJC_ASSOCIATION_RETAIN, OBJC_ASSOCIATION_RETAIN))
+      << "empty, then filled";
 }
 
 /// Makes a class's instances grow when it goes, which no class does by itself.
@@ -107,8 +146,9 @@ TEST_F(AppDelegate, KeptAssociationsAreAttachedBeforeTheSizeCheck) {
   EXPECT_EQ(PLAppDelegateSwizzler::fetchOriginalSelectorImplementation(sel(didFail), delegate.get()), std::nullopt)
       << "the map is there, and empty";
   EXPECT_NE(objc_getAssociatedObject(delegate.get(), kPLXOrigIMPBySelectorKey), nullptr);
-  EXPECT_THAT(phone_.takeLog(), ElementsAre("Cannot create subclass of App Delegate, because the created subclass is "
-                                            "not the same size. ShopDelegate"));
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre(creating + "Cannot create subclass of App Delegate, because the created subclass is not the "
+                                     "same size. ShopDelegate"));
 }
 
 Class raisingClass(id, SEL) { throw platform::Exception("SomeException", "no class today"); }
@@ -123,10 +163,11 @@ TEST_F(AppDelegate, IsLeftAloneWhereTheSubclassCannotBeMade) {
   } cases[] = {
       {"None", false, nullptr, notConforming},
       {"Undeclared", false, nullptr, notConforming},
-      {"Raising", true, raisingClass, "Cannot create App Delegate Proxy."},
+      {"Raising", true, raisingClass,
+       "verbose +[PLAppDelegateSwizzler proxyAppDelegate:]: Cannot create App Delegate Proxy."},
       {"Unregistered", true, unregisteredClass,
-       "Cannot create a proxy for App Delegate. Subclass already exists. Original Class: NeverRegistered, subclass: "
-       "Nil"},
+       creating + "Cannot create a proxy for App Delegate. Subclass already exists. Original Class: NeverRegistered, "
+                  "subclass: Nil"},
   };
   for (const auto& [name, declares, method, log] : cases) {
     SCOPED_TRACE(name);
@@ -140,56 +181,63 @@ TEST_F(AppDelegate, IsLeftAloneWhereTheSubclassCannotBeMade) {
     EXPECT_FALSE(responds(delegate.get(), didRegister));
     EXPECT_EQ(proxied().aAppDelegateSubclass, nullptr);
     EXPECT_EQ(proxied().aOriginalAppDelegate, delegate) << "it was set again all the same";
-    EXPECT_THAT(phone_.takeLog(), ElementsAre(log));
+    EXPECT_THAT(phone_.takeLines(), ElementsAre(log));
   }
 }
 
-TEST_F(AppDelegate, MayBeMissingWithItsApplication) {
+TEST_F(AppDelegate, KeptWithoutAnApplicationItCountsAsWatched) {
   host::Runtime::current().hideClass("UIApplication");
   start(makeInstance(appDelegateClass("ShopDelegate")));
   EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving()) << "of nothing";
-  EXPECT_THAT(phone_.takeLog(), ElementsAre(notConforming));
+  EXPECT_THAT(phone_.takeLines(), ElementsAre(notConforming));
 }
 
-/// Gives the class of a delegate that is set a method, as somebody else might between two steps.
-class Meddler {
- public:
-  static constexpr const char* className = "Meddler";
-  static void defineClass(platform::ClassFace<Meddler>& face) {
-    face.method<&Meddler::observe>("observeValueForKeyPath:ofObject:change:context:");
-  }
-  void observe(id, id application, id, void*) {
-    const id delegate = platform::send<id()>(application, sel("delegate"));
-    if (delegate != nullptr) addMethod(object_getClass(delegate), didRegister, noteToken<'M'>);
-  }
-};
-
 TEST_F(AppDelegate, KeepsAMethodThatItsSubclassHasAlready) {
-  const Strong meddler = platform::makeObject<Meddler>();
+  host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
+  const Strong watcher = platform::makeObject<Watcher>([](id delegate) {
+    if (delegate != nullptr) addMethod(object_getClass(delegate), didRegister, noteToken<'M'>);
+  });
+  PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
+  host::deliverDeviceToken(&token);
+  EXPECT_THAT(takeCalls(), ElementsAre("M token T"));
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre(created,
+                          "warning +[PLAppDelegateSwizzler registerInstanceMethodWithDestinationSelector:"
+                          "withImplementationFromSourceSelector:fromClass:toClass:]: Cannot copy method to destination "
+                          "selector " +
+                              std::string(didRegister) + " as it already exists"));
+}
+
+TEST_F(AppDelegate, IsProxiedOnceWhateverAnObserverDoes) {
+  int notices = 0;
   const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
   host::startApplication(delegate);
-  platform::addObserver(host::UIApplication::sharedApplication(), meddler.get(), "delegate", 0, nullptr);
+  const Strong watcher = platform::makeObject<Watcher>([&](id) {
+    if (++notices == 3) PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
+    if (notices == 4) throw platform::Exception("SomeException", "in the second stage");
+  });
+  EXPECT_EQ(raised([] { PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods(); }),
+            "SomeException: in the second stage");
   PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
-  host::deliverDeviceToken(nullptr);
-  EXPECT_THAT(takeCalls(), ElementsAre("M token"));
-  EXPECT_THAT(phone_.takeLog(), ElementsAre(created, "Cannot copy method to destination selector " +
-                                                         std::string(didRegister) + " as it already exists"));
+  EXPECT_EQ(notices, 4);
+  EXPECT_THAT(phone_.takeLines(), ElementsAre(created));
 }
 
 TEST_F(AppDelegate, IsCalledAfterTheInterceptorsAndOnlyWhereItHasAnImplementation) {
   const Class listening = appDelegateClass("Interceptor");
   addMethod(listening, didRegister, noteToken<'I'>);
-  addMethod(listening, didFail, noteToken<'F'>);
+  addMethod(listening, didFail, noteFailure<'I'>);
   const Class cls = appDelegateClass("ShopDelegate");
   addMethod(cls, didRegister, noteToken<'A'>);
   const Strong twin = makeInstance(cls);
   start(makeInstance(cls));
   const Strong interceptor = addInterceptor(listening);
+  host::deliverDeviceToken(&token);
+  host::failToRegisterForRemoteNotifications({"D", 3, "no network", {}});
+  EXPECT_THAT(takeCalls(), ElementsAre("I token T", "A token T", "I failure no network"));
+  setAppDelegate(twin.get());
   host::deliverDeviceToken(nullptr);
-  host::failToRegisterForRemoteNotifications({});
-  EXPECT_THAT(takeCalls(), ElementsAre("I token", "A token", "F token"));
-  platform::send<void(id, id)>(twin.get(), sel(didRegister), nullptr, nullptr);
-  EXPECT_THAT(takeCalls(), ElementsAre("A token")) << "another delegate of the class hears for itself alone";
+  EXPECT_THAT(takeCalls(), ElementsAre("A token (null)")) << "another delegate of the class hears for itself alone";
 }
 
 TEST_F(AppDelegate, MergesWhatTheParticipantsHaveFetched) {
@@ -223,7 +271,7 @@ TEST_F(AppDelegate, MergesWhatTheParticipantsHaveFetched) {
       }
       kept.push_back(addInterceptor(appDelegateClass("Deaf")));
       phone_.take("fetched");
-      host::deliverInBackground(Value::dictionary({}));
+      host::deliverInBackground(Value::dictionary({{"key", 1}}));
       EXPECT_THAT(phone_.take("fetched"), IsEmpty()) << "later, on the main queue";
     });
     std::vector<std::uint64_t> results;
@@ -232,12 +280,52 @@ TEST_F(AppDelegate, MergesWhatTheParticipantsHaveFetched) {
   }
 }
 
-TEST_F(AppDelegate, KeptTheNilAndBackEndsWithTheDelegateWatched) {
-  const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
-  start(delegate);
+TEST_F(AppDelegate, KeptWhoAnswersTwiceIsNotStopped) {
+  const Class cls = appDelegateClass("ShopDelegate");
+  addMethod(cls, didReceive, fetchTwice);
+  start(makeInstance(cls));
+  EXPECT_EQ(thrown<host::ProgrammingError>([] { host::deliverInBackground(Value::dictionary({})); }),
+            "a dispatch group was left more often than it was entered");
+}
+
+TEST_F(AppDelegate, KeptTheNilAndBackAndHowTheObserverMeetsIt) {
+  for (const bool canBeSubclassed : {true, false}) {
+    SCOPED_TRACE(canBeSubclassed);
+    phone_->launch();
+    const host::ProcessScope scope(*phone_->process());
+    const Class cls = appDelegateClass("ShopDelegate");
+    if (!canBeSubclassed) addMethod(cls, "class", unregisteredClass);
+    const Strong delegate = makeInstance(cls);
+    host::startApplication(delegate);
+    std::vector<std::tuple<bool, bool, bool>> notices;
+    const Strong watcher = platform::makeObject<Watcher>([&](id set) {
+      notices.emplace_back(set == delegate.get(), PLXAppDelegateObserver::sharedInstance().isObserving(),
+                           static_cast<bool>(proxied().aOriginalAppDelegate));
+    });
+    PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
+    using Notice = std::tuple<bool, bool, bool>;
+    EXPECT_THAT(notices, ElementsAre(Notice(false, false, false), Notice(true, false, false), Notice(false, true, true),
+                                     Notice(true, false, false)))
+        << "set, watched, kept";
+    EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving());
+    EXPECT_EQ(proxied().aOriginalAppDelegate, delegate);
+    PLXAppDelegateObserver::sharedInstance().observeUIApplication();
+    EXPECT_EQ(host::sideData(host::UIApplication::sharedApplication()).observations.size(), 2U) << "and the watcher";
+  }
+}
+
+TEST_F(AppDelegate, StaysUnproxiedWhenItComesLateAndOtherChangesAreIgnored) {
+  const Strong late = makeInstance(appDelegateClass("ShopDelegate"));
+  start({});
+  setAppDelegate(late.get());
+  EXPECT_EQ(class_getName(object_getClass(late.get())), std::string("ShopDelegate"));
   EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving());
-  EXPECT_EQ(proxied().aOriginalAppDelegate, delegate);
-  EXPECT_EQ(host::sideData(host::UIApplication::sharedApplication()).observations.size(), 1U);
+  proxied().aOriginalAppDelegate = late;
+  const Value change = Value::dictionary({{"old", Value::object(late.get())}, {"new", nullptr}});
+  platform::send<void(id, id, id, void*)>(platform::objectOf(PLXAppDelegateObserver::sharedInstance()),
+                                          sel("observeValueForKeyPath:ofObject:change:context:"),
+                                          platform::boxed(Value("window")), nullptr, platform::boxed(change), nullptr);
+  EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving()) << "another key path";
 }
 
 TEST_F(AppDelegate, IsLetGoOnceTheApplicationReplacesItAndTheNewOneIsNotProxied) {

@@ -96,7 +96,8 @@ TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
                 for (const std::string& id : ids) remove(id);
                 add(late);
               }),
-              SizeIs(1));
+              SizeIs(2))
+      << "what was there at its beginning";
   EXPECT_THAT(broadcast(), ElementsAre(late.get()));
 }
 

@@ -56,6 +56,22 @@ TEST_F(InvocationTest, GivesShortResultsTheirSizeAndZeroForANullTarget) {
   }
 }
 
+TEST_F(InvocationTest, ExtendsTheSignOfShortArguments) {
+  addMethod(
+      cls, "add:to:", +[](id, SEL, std::int8_t a, std::int16_t b) { return std::int64_t{a} + b; });
+  auto invocation = Invocation::invocationWithObjCTypes("q@:cs");
+  const std::int8_t a = -3;
+  const std::int16_t b = -200;
+  invocation->setTarget(object.get());
+  invocation->setSelector(sel("add:to:"));
+  invocation->setArgument(&a, 2);
+  invocation->setArgument(&b, 3);
+  invocation->invoke();
+  std::int64_t result = 0;
+  invocation->getReturnValue(&result);
+  EXPECT_EQ(result, -203);
+}
+
 TEST_F(InvocationTest, RefusesWhatItsEncodingDoesNotSay) {
   addMethod(cls, "answer", answer<1>);
   auto invocation = Invocation::invocationWithObjCTypes("v@:@");

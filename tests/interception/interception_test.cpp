@@ -20,7 +20,7 @@ using platform::Value;
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
 
-const Value ours = payload(R"({"pellionPnID": 7})");
+const Value ours = payload(R"({"pellionPnID": 7, "conversion": {"group": "g", "event": "e"}})");
 const Value foreign = json(R"({"aps": {"alert": "Somebody else's"}})");
 
 class Interception : public Test {
@@ -40,18 +40,34 @@ class Interception : public Test {
   host::ProcessScope scope_{*phone_->process()};
 };
 
-TEST_F(Interception, StartsOnce) {
-  const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
-  host::startApplication(delegate);
+TEST_F(Interception, StartsOnceAndTriesNothingAgain) {
+  host::Runtime::current().hideClass("UNUserNotificationCenter");
+  host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
   PLMessaging::startService();
-  const std::optional<std::string> id = proxy().appDelegateMonitoringID();
+  EXPECT_EQ(proxy().appDelegateMonitoringID(), platform::format("PLX_%p", {platform::objectOf(proxy())}));
+  addMethod(
+      object_getClass(platform::classObject(makeClass("UNUserNotificationCenter"))), "currentNotificationCenter",
+      +[](id self, SEL) { return objc_autorelease(class_createInstance(reinterpret_cast<Class>(self), 0)); });
   PLMessaging::startService();
-  EXPECT_EQ(id, platform::format("PLX_%p", {platform::objectOf(proxy())}));
-  EXPECT_EQ(proxy().appDelegateMonitoringID(), id);
+  EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
   EXPECT_TRUE(proxy().didSwizzleMethods());
   const Value token = Value::bytes("\x0a");
   host::deliverDeviceToken(&token);
   EXPECT_THAT(phone_.takeLog(), Contains(HasSubstr("APNs Device Token")).Times(1));
+  proxy().unswizzleAllMethods();
+  host::deliverDeviceToken(&token);
+  EXPECT_THAT(phone_.takeLog(), IsEmpty()) << "no interceptor any more";
+}
+
+TEST_F(Interception, MakesTheFacadeListenFromTheStart) {
+  phone_.run([] {
+    platform::UserDefaults::initWithSuiteName("group.test")
+        ->setObject(Value::list({json(R"({"status": 4})")}), "pellionDidReceivePushNotification");
+    PLMessaging::startService();
+    host::becomeActive();
+  });
+  phone_.run([&] { phone_->process()->mainQueue().advance(std::chrono::seconds(3)); });
+  EXPECT_THAT(takeStatuses(), ElementsAre(4));
 }
 
 TEST_F(Interception, FollowsTheCentersDelegateThroughEveryChange) {
@@ -72,12 +88,12 @@ TEST_F(Interception, FollowsTheCentersDelegateThroughEveryChange) {
     std::vector<std::string> calls;
     std::size_t entries;
   } changes[] = {
-      {a.get(), a.get(), {"A present", "A response"}, 2},
-      {b.get(), b.get(), {"B present", "B response"}, 2},
+      {a.get(), a.get(), {"A present after 7", "A response after g_e"}, 2},
+      {b.get(), b.get(), {"B present after 7", "B response after g_e"}, 2},
       {nullptr, nullptr, {}, 0},
-      {twin.get(), twin.get(), {"A present", "A response"}, 2},
-      {a.get(), a.get(), {"A present", "A response"}, 2},
-      {u.get(), nullptr, {"U present"}, 0},
+      {twin.get(), twin.get(), {"A present after 7", "A response after g_e"}, 2},
+      {a.get(), a.get(), {"A present after 7", "A response after g_e"}, 2},
+      {u.get(), nullptr, {"U present after 7"}, 0},
   };
   for (const auto& [delegate, intercepted, calls, entries] : changes) {
     SCOPED_TRACE(&calls - &changes[0].calls);
@@ -96,12 +112,13 @@ TEST_F(Interception, RecordsBeforeTheDelegateHearsAndLeavesItsHandlerAlone) {
   const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
   PLMessaging::startService();
   setCenterDelegate(delegate.get());
-  for (const Value& userInfo : {ours, foreign}) {
+  for (const Value& userInfo : {foreign, ours}) {
     present(userInfo);
     tap(userInfo);
   }
   EXPECT_THAT(takeStatuses(), ElementsAre(4, 5));
-  EXPECT_THAT(takeCalls(), ElementsAre("A present", "A response", "A present", "A response"));
+  EXPECT_THAT(takeCalls(), ElementsAre("A present after (null)", "A response after (null)", "A present after 7",
+                                       "A response after g_e"));
   const std::vector<Value> presented = phone_.take("presents");
   ASSERT_THAT(presented, SizeIs(2));
   EXPECT_EQ(*presented[0].find("options"), Value(16)) << "a banner";
@@ -134,16 +151,24 @@ TEST_F(Interception, PassesStraightThroughWhatIsNotTheCentersOwn) {
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
 }
 
+/// Stands in for a notification's content; what it says is no dictionary.
+id noDictionary(id, SEL) { return platform::boxed(Value("no dictionary")); }
+
 TEST_F(Interception, ReadsAPayloadThatIsADictionaryAlone) {
-  const Class anything = makeClass("Anything");
-  addMethod(
-      anything, "userInfo", +[](id, SEL) { return platform::boxed(Value("no dictionary")); });
-  EXPECT_EQ(
-      PLPropertyNameForMessagingFromObject(makeInstance(anything).get(), "userInfo", objc_getClass("NSDictionary")),
-      Strong());
-  EXPECT_TRUE(PLPropertyNameForMessagingFromObject(makeInstance(anything).get(), "userInfo", nullptr));
-  EXPECT_EQ(PLMessagingUserInfoFromNotification(makeInstance(anything).get()), Strong());
-  EXPECT_EQ(platform::unboxed(PLMessagingUserInfoFromNotification(host::makeNotification(ours).get()).get()), ours);
+  const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
+  setCenterDelegate(delegate.get());
+  PLMessaging::startService();
+  const Class content = objc_getClass("UNNotificationContent");
+  const IMP userInfo = method_setImplementation(class_getInstanceMethod(content, sel("userInfo")),
+                                                platform::implementationOf(noDictionary));
+  tap();
+  present();
+  method_setImplementation(class_getInstanceMethod(content, sel("userInfo")), userInfo);
+  method_setImplementation(class_getInstanceMethod(objc_getClass("UNNotificationResponse"), sel("notification")),
+                           platform::implementationOf(noDictionary));
+  tap();
+  EXPECT_THAT(takeCalls(), SizeIs(3)) << "the delegate hears all the same";
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
 }
 
 TEST_F(Interception, KeptTheSecondRunOfTheContinuationWhenAClassIsMissing) {
@@ -152,7 +177,8 @@ TEST_F(Interception, KeptTheSecondRunOfTheContinuationWhenAClassIsMissing) {
     std::vector<std::string> calls;
   } cases[] = {
       {"UNNotification", {"A present", "A present", "A response"}},
-      {"UNNotificationResponse", {"A present", "A response"}},
+      {"UNNotificationRequest", {"A present", "A response"}},
+      {"UNNotificationContent", {"A present", "A response"}},
   };
   for (const auto& [missing, calls] : cases) {
     SCOPED_TRACE(missing);
@@ -164,7 +190,10 @@ TEST_F(Interception, KeptTheSecondRunOfTheContinuationWhenAClassIsMissing) {
     host::Runtime::current().hideClass(missing);
     present();
     tap();
-    EXPECT_EQ(takeCalls(), calls);
+    std::vector<std::string> names;
+    for (const std::string& call : takeCalls()) names.push_back(call.substr(0, call.find(" after")));
+    EXPECT_EQ(names, calls);
+    EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << "and nothing is recorded";
   }
 }
 
@@ -178,7 +207,7 @@ TEST_F(Interception, NeedsNoNotificationCenter) {
   EXPECT_EQ(proxy().presentUserNotificationCenterDelegate(), nullptr);
 }
 
-TEST_F(Interception, ReplacesOnlyWhatTheDelegateImplementsAndRestoresBoth) {
+TEST_F(Interception, ReplacesOnlyWhatTheDelegateAnswers) {
   const Class cls = declaringClass("Responder", "UNUserNotificationCenterDelegate");
   addMethod(cls, didRespond, noteResponse<'R'>);
   const Class deaf = declaringClass("Deaf", "UNUserNotificationCenterDelegate");
@@ -190,6 +219,24 @@ TEST_F(Interception, ReplacesOnlyWhatTheDelegateImplementsAndRestoresBoth) {
   setCenterDelegate(deafDelegate.get());
   EXPECT_EQ(proxy().presentUserNotificationCenterDelegate(), deafDelegate.get()) << "though nothing was replaced";
   EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), platform::implementationOf(&noteResponse<'R'>));
+}
+
+bool deniesWillPresent(id self, SEL, SEL selector) {
+  return selector != sel(willPresent) && class_respondsToSelector(object_getClass(self), selector);
+}
+
+TEST_F(Interception, KeptRestoresASelectorThatWasNotReplaced) {
+  const Class cls = centerDelegateClass<'A'>("Denying");
+  addMethod(cls, "respondsToSelector:", deniesWillPresent);
+  const Strong delegate = makeInstance(cls);
+  setCenterDelegate(delegate.get());
+  PLMessaging::startService();
+  setCenterDelegate(nullptr);
+  EXPECT_THAT(raised([&] {
+                platform::send<void(id, id, host::PresentationHandler)>(delegate.get(), sel(willPresent), nullptr,
+                                                                        nullptr, nullptr);
+              }),
+              HasSubstr("unrecognized selector"));
 }
 
 TEST_F(Interception, UndoesItselfWhereItIsDeallocatedAndLogsWhatItCannotUndo) {
@@ -233,12 +280,12 @@ TEST_F(Interception, RecordsABadgeBeforeThePlatformSetsItHoweverOftenItHooks) {
   class_replaceMethod(application, sel("setApplicationIconBadgeNumber:"),
                       platform::implementationOf(&notePlatformBadge), "v@:q");
   PLMessaging::startService();
-  EXPECT_TRUE(injectSelector(application, sel("setApplicationIconBadgeNumber:"), platform::classOf<Proxy>(),
-                             sel("pellionSetApplicationIconBadgeNumber:")));
   for (const std::int64_t number : {3, 0, -1}) {
     platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(), sel("setApplicationIconBadgeNumber:"),
                                        number);
     EXPECT_THAT(takeCalls(), ElementsAre("P badge"));
+    EXPECT_TRUE(injectSelector(application, sel("setApplicationIconBadgeNumber:"), platform::classOf<Proxy>(),
+                               sel("pellionSetApplicationIconBadgeNumber:")));
   }
   bool isDone = false;
   phone_.run([&] {
@@ -248,6 +295,19 @@ TEST_F(Interception, RecordsABadgeBeforeThePlatformSetsItHoweverOftenItHooks) {
     EXPECT_EQ(PLMessaging::shared().getBadgeCount(), 5);
   });
   EXPECT_TRUE(isDone);
+}
+
+void noteDonor(id, SEL, id, id, ResponseHandler) { note('D', "response"); }
+
+TEST_F(Interception, KeptTheDonorThatNobodyInstalls) {
+  constexpr const char* donor = "pellionUserNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:";
+  PLMessaging::startService();
+  const Method method = class_getInstanceMethod(objc_getClass("PLUserNotificationCenterDelegate"), sel(donor));
+  const Class cls = makeClass("Inbox");
+  addMethod(cls, donor, noteDonor);
+  const auto code = reinterpret_cast<void (*)(id, SEL, id, id, ResponseHandler)>(method_getImplementation(method));
+  code(makeInstance(cls).get(), sel("anything"), nullptr, nullptr, nullptr);
+  EXPECT_THAT(takeCalls(), ElementsAre("D response"));
 }
 
 TEST_F(Interception, KeptTheDonorWithoutCounterpartWhenThePlatformLacksTheSetter) {
@@ -275,7 +335,24 @@ TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
           HasSubstr("Push notification didFailToRegisterForRemoteNotificationsWithError: Error Domain=D Code=3")));
   for (const Value& userInfo : {ours, foreign}) phone_.run([&] { host::deliverInBackground(userInfo); });
   EXPECT_THAT(takeStatuses(), ElementsAre(4));
-  for (const Value& fetched : phone_.take("fetched")) EXPECT_EQ(*fetched.find("result"), Value(1));
+  EXPECT_NE(raised([] {
+              host::deliverInBackground(Value::dictionary({{"addInfo", Value::dictionary({})}}));
+            }),
+            "nothing");
+  const std::vector<Value> fetched = phone_.take("fetched");
+  EXPECT_THAT(fetched, SizeIs(2)) << "answered once recorded, so not where that raises";
+  for (const Value& each : fetched) EXPECT_EQ(*each.find("result"), Value(1));
+}
+
+TEST(InterceptionsEnd, IsTheProcessesWithoutAnyTeardown) {
+  MessagingPhone phone;
+  phone.run([] {
+    host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
+    PLMessaging::startService();
+  });
+  phone.takeLog();
+  phone->terminate();
+  EXPECT_THAT(phone.takeLog(), IsEmpty());
 }
 
 }  // namespace

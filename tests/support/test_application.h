@@ -1,11 +1,14 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
+#include "messaging/PLMessaging.h"
 #include "platform/process.h"
 #include "platform/ui_application.h"
 #include "tests/support/runtime_objects.h"
@@ -26,25 +29,33 @@ using ResponseHandler = platform::BlockPtr<void()>;
 struct Calls {
   std::vector<std::string> list;
 };
-/// "A token" and the like, since the last call.
+/// "A token T" and the like, since the last call.
 inline std::vector<std::string> takeCalls() { return std::exchange(platform::Process::shared<Calls>().list, {}); }
-inline void note(char who, const char* what) {
+inline void note(char who, const std::string& what) {
   platform::Process::shared<Calls>().list.push_back(std::string(1, who) + " " + what);
 }
 
 // Callbacks of whoever is called `who`.
 template <char who>
-void noteToken(id, SEL, id, id) {
-  note(who, "token");
+void noteToken(id, SEL selector, id application, id token) {
+  EXPECT_EQ(application, host::UIApplication::sharedApplication());
+  EXPECT_EQ(selector, sel(didRegister));
+  note(who, platform::format("token %@", {token}));
+}
+template <char who>
+void noteFailure(id, SEL selector, id application, id error) {
+  EXPECT_EQ(application, host::UIApplication::sharedApplication());
+  EXPECT_EQ(selector, sel(didFail));
+  note(who, platform::format("failure %@", {platform::send<id()>(error, sel("localizedDescription"))}));
 }
 template <char who>
 void notePresent(id, SEL, id, id, host::PresentationHandler handler) {
-  note(who, "present");
+  note(who, platform::format("present after %@", {PLMessaging::shared().pnID()}));
   if (handler != nullptr) platform::invoke(handler, platform::UNNotificationPresentationOptionBanner);
 }
 template <char who>
 void noteResponse(id, SEL, id, id, ResponseHandler handler) {
-  note(who, "response");
+  note(who, platform::format("response after %@", {PLMessaging::shared().conversionEvent()}));
   if (handler != nullptr) platform::invoke(handler);
 }
 

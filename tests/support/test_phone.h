@@ -54,6 +54,15 @@ class TestPhone {
     for (const platform::Value& details : take("log")) lines.emplace_back(details.find("text")->text());
     return lines;
   }
+  /// The same with the channel and the method that says them: "verbose +[Class method]: text".
+  std::vector<std::string> takeLines() {
+    std::vector<std::string> lines;
+    for (const platform::Value& details : take("log")) {
+      const auto part = [&](const char* key) { return std::string(details.find(key)->text()); };
+      lines.push_back(part("tag") + ' ' + part("function") + ": " + part("text"));
+    }
+    return lines;
+  }
   /// The details of the events of one kind since the last call.
   std::vector<platform::Value> take(std::string_view what) {
     const std::lock_guard lock(mutex_);
