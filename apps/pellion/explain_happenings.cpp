@@ -68,7 +68,8 @@ class Observer {
                      .recorded = recorded(seen, deliverySteps, nullptr),
                      .opened = never(openLink, why),
                      .openedByHandler = never(openLink, why),
-                     .goal = never(rememberGoal, why)},
+                     .goal = never(rememberGoal, why),
+                     .note = deliveryNote(kind)},
                     seen);
   }
 
@@ -105,6 +106,18 @@ class Observer {
     return std::move(*result);
   }
 
+  /// Which of the two deliveries the platform makes is up to aps.
+  std::string deliveryNote(Kind kind) const {
+    const Value* aps = payload_.value().find("aps");
+    const auto has = [&](const char* key) { return aps != nullptr && aps->find(key) != nullptr; };
+    if (kind == Kind::background) {
+      const bool wakes = has("content-available") && *aps->find("content-available") == Value(1);
+      return wakes ? "" : "the platform wakes the application only for \"content-available\": 1 in aps";
+    }
+    const bool isShown = has("alert") || has("sound") || has("badge");
+    return isShown ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
+  }
+
   /// The first step that is not past.
   static const Step* stop(const Observation& seen, std::span<const Step* const> steps) {
     const auto step = std::ranges::find_if(steps, [&](const Step* each) { return !each->isPast(seen); });
@@ -135,7 +148,7 @@ class Observer {
   Outcome handled(Kind kind, const Value& identifier) {
     std::optional<std::string> resolved;
     bool hasAddInfo = false;
-    const Observation seen = phone_.observe([&] {
+    const Observation seen = phone_.observeNext([&] {
       const PLNotificationHandler& handler = PLNotificationHandler::shared();
       const platform::Strong response = host::makeNotificationResponse(payload_.value(), identifier);
       hasAddInfo = handler.addInfoDictionaryFromUserInfo(payload_.value()).has_value();

@@ -34,6 +34,7 @@ struct Happening {
   Outcome goal = {};             ///< that is pending from then on
   Outcome badge = {};            ///< that is put into the shared store
   std::optional<Raised> raised = {};
+  std::string note = {};  ///< when the platform does not let it happen to this payload
 };
 
 /// Lets everything happen that can, each on a phone process of its own.

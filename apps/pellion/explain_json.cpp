@@ -32,6 +32,7 @@ Value jsonOf(const Outcome& outcome) {
 Value jsonOf(const Happening& happening) {
   std::vector<Value::Entry> entries{{"happening", nameOf(happening.kind)}};
   if (!happening.name.empty()) entries.push_back({"name", happening.name});
+  if (!happening.note.empty()) entries.push_back({"note", happening.note});
   entries.insert(entries.end(), {{"recorded", jsonOf(happening.recorded)},
                                  {"opened", jsonOf(happening.opened)},
                                  {"openedByHandler", jsonOf(happening.openedByHandler)},

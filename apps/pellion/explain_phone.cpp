@@ -74,6 +74,10 @@ Observation ExplainPhone::observe(const Work& work, const Work& before) {
   });
   attempt([this] { startApplication(application_); });
   if (before) attempt(before);
+  return observeNext(work);
+}
+
+Observation ExplainPhone::observeNext(const Work& work) {
   seen_ = {};
   attempt(work);
   inProcess([this] {

@@ -44,7 +44,9 @@ class ExplainPhone {
 
   /// Runs `before` and then `work` in a process of their own and tells what came of `work`.
   Observation observe(const Work& work, const Work& before = {});
-  /// Runs `work` in the process of the last observation, unobserved; what it raises is its caller's.
+  /// Tells of more in the process of the last observation.
+  Observation observeNext(const Work& work);
+  /// Runs `work` in that process, unobserved; what it raises is its caller's.
   void inProcess(const Work& work);
 
  private:

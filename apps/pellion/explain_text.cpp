@@ -17,6 +17,12 @@ using Kind = Happening::Kind;
 constexpr std::size_t widest = 100;
 constexpr std::size_t longestValue = 160;  // of a text from the payload, in bytes
 
+constexpr const char* legend =
+    "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not when a "
+    "payload "
+    "carries one. Of any payload, a button that it does not describe raises, and so does a dismissal, of which an "
+    "application hears where it asks for it.";
+
 std::string elided(std::string_view text) {
   return text.size() <= longestValue ? std::string(text) : std::string(beginning(text, longestValue)) + "\u2026";
 }
@@ -86,10 +92,7 @@ class Table {
       writeRows(rows);
     }
     out_ << '\n';
-    writeWrapped("",
-                 "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not "
-                 "when a payload carries one.",
-                 Ink::faint);
+    writeWrapped("", legend, Ink::faint);
     out_ << '\n';
     if (explanation.findings.empty()) {
       out_ << painted("✓ Nothing deserves attention.", Ink::good) << '\n';
@@ -111,6 +114,7 @@ class Table {
       }
     };
     const auto plain = [](const Value& value) { return elided(textOf(value)); };
+    if (!happening.note.empty()) rows.push_back({"but", "– ", happening.note, Ink::faint});
     add("recorded", happening.recorded, entryText);
     add("opens", happening.opened, plain);
     add("handler", happening.openedByHandler, plain);
