@@ -1,0 +1,41 @@
+// What `pellion explain` takes for a whole payload, less the start of the program.
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "pellion/explain.h"
+#include "pellion/json_writer.h"
+
+namespace {
+
+using platform::Value;
+
+/// A payload of 4 KiB with four buttons, which is what a phone shows.
+std::string payload() {
+  std::vector<Value> buttons;
+  for (int i = 0; i < 4; ++i) {
+    const std::string number = std::to_string(i);
+    buttons.push_back(
+        Value::dictionary({{"action", "button " + number}, {"clickAction", "https://shop.example/" + number}}));
+  }
+  const auto ofText = [&](std::size_t size) {
+    const Value addInfo =
+        Value::dictionary({{"pellionPnID", 41},
+                           {"clickAction", "https://shop.example/sale"},
+                           {"conversion", Value::dictionary({{"group", "shop"}, {"event", "purchase"}})},
+                           {"actionButton", Value::list(buttons)},
+                           {"text", std::string(size, 'x')}});
+    return pellion::compactJSON(Value::dictionary({{"addInfo", pellion::compactJSON(addInfo)}}));
+  };
+  return ofText(pellion::Explanation::largestPayload - ofText(0).size());
+}
+
+void explain(benchmark::State& state) {
+  const std::string text = payload();
+  for (auto _ : state) benchmark::DoNotOptimize(pellion::explain("payload", text, {}));
+}
+
+}  // namespace
+
+BENCHMARK(explain)->Name("explain/4_KiB");
