@@ -56,6 +56,8 @@ Lines rewired(const Value& details) {
   if (way == "reassigns") return {{nameOf(details), {" clears " + delegateOf(details) + " and sets it again"}}};
   if (way == "replaces")
     return {{nameOf(details), {" replaces in the class of " + delegateOf(details) + ": " + methods}}};
+  if (way == "exchanges")
+    return {{nameOf(details), {" exchanges with its own, in the class of " + delegateOf(details) + ": " + methods}}};
   return {{nameOf(details), {" makes " + delegateOf(details) + " one of a subclass, which overrides: " + methods}}};
 }
 

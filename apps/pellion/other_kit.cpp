@@ -26,9 +26,10 @@ using platform::Value;
 /// What a kit's methods know of it.
 struct Rewiring {
   std::string name;
-  std::size_t place;            ///< among those of the process
-  Class superclass = nullptr;   ///< of the subclass that it has made
-  std::map<SEL, IMP> replaced;  ///< the code that was there before its own
+  std::size_t place;             ///< among those of the process
+  Class superclass = nullptr;    ///< of the subclass that it has made
+  std::map<SEL, IMP> replaced;   ///< the code that was there before its own
+  std::map<SEL, SEL> exchanged;  ///< the selector of its own under which that code is found now
 
   [[nodiscard]] IMP former(SEL selector) const {
     return superclass != nullptr ? class_getMethodImplementation(superclass, selector) : replaced.at(selector);
@@ -45,7 +46,11 @@ void passOn(id self, SEL selector, A... arguments) {
   host::Process::current().tell(
       "app", "called",
       Value::dictionary({{"name", kit.name}, {"callback", kindOf(callback).name}, {"passesOn", true}}));
-  reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(selector))(self, selector, arguments...);
+  if (const auto own = kit.exchanged.find(selector); own != kit.exchanged.end()) {
+    platform::send<void(A...)>(self, own->second, arguments...);
+  } else {
+    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(selector))(self, selector, arguments...);
+  }
 }
 
 template <Callback callback, class... A>
@@ -99,6 +104,16 @@ Value replaceMethods(Rewiring& kit, const Target& target) {
   });
 }
 
+Value exchangeMethods(Rewiring& kit, const Target& target) {
+  return forEachMethod(kit, target, [&](SEL selector, Method method, IMP own) {
+    const Class cls = object_getClass(target.delegate.get());
+    const SEL mine = sel_registerName((kit.name + "_" + sel_getName(selector)).c_str());
+    class_addMethod(cls, mine, own, method_getTypeEncoding(method));
+    method_exchangeImplementations(method, class_getInstanceMethod(cls, mine));
+    kit.exchanged[selector] = mine;
+  });
+}
+
 Value subclass(Rewiring& kit, const Target& target) {
   if (!target.delegate) return Value::list({});
   kit.superclass = object_getClass(target.delegate.get());
@@ -122,7 +137,8 @@ struct Way {
   std::string_view name;
   Value (*rewire)(Rewiring& kit, const Target& target);
 };
-constexpr Way ways[] = {{"replaces", replaceMethods}, {"subclasses", subclass}, {"reassigns", reassign}};
+constexpr Way ways[] = {
+    {"replaces", replaceMethods}, {"exchanges", exchangeMethods}, {"subclasses", subclass}, {"reassigns", reassign}};
 
 Target targetNamed(const Value& side) {
   static constexpr Callback callbacks[] = {Callback::token, Callback::failure, Callback::background,
@@ -133,7 +149,7 @@ Target targetNamed(const Value& side) {
           isApplications ? std::span(callbacks).first(3) : std::span(callbacks).last(2)};
 }
 
-const Shape wayShape{R"("replaces", "subclasses" or "reassigns")", [](const Value& value) {
+const Shape wayShape{R"("replaces", "exchanges", "subclasses" or "reassigns")", [](const Value& value) {
                        return value.ifString() && std::ranges::find(ways, value.text(), &Way::name) != std::end(ways);
                      }};
 const Shape sideShape{R"("application" or "notificationCenter")", [](const Value& value) {
@@ -157,7 +173,8 @@ void rewire(ScenarioRun& run, const JSONNode& kit) {
   const Value& side = kit.find("of")->value;
   run.inProcess([&] {
     Rewirings& kits = rewirings();
-    Rewiring& rewiring = kits.emplace_back(Rewiring{std::string(kit.find("name")->value.text()), kits.size(), {}, {}});
+    Rewiring& rewiring =
+        kits.emplace_back(Rewiring{std::string(kit.find("name")->value.text()), kits.size(), {}, {}, {}});
     const Value callbacks = std::ranges::find(ways, way.text(), &Way::name)->rewire(rewiring, targetNamed(side));
     run.tell("app", "rewired",
              Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));

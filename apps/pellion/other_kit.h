@@ -10,6 +10,7 @@ namespace pellion {
 /// Another kit in the application, which rewires one of the two delegates in one of the ways that such kits have:
 ///
 ///   "replaces"    the methods that the delegate's class has, by its own
+///   "exchanges"   those methods with its own, which it then calls under selectors of its own to go on
 ///   "subclasses"  the delegate, with its own methods before those of the class
 ///   "reassigns"   the delegate: clears it and sets it again
 ///
