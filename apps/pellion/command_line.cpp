@@ -2,10 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <mutex>
 #include <optional>
-#include <span>
 #include <thread>
 
 #include "host/network.h"
@@ -50,16 +48,6 @@ struct BackendArguments {
   std::optional<std::string> secret;
 };
 
-/// Opening the trace would empty the scenario.
-void refuseTraceOverScenario(const std::string& trace, std::span<const Scenario> scenarios) {
-  for (const Scenario& scenario : scenarios) {
-    std::error_code ignored;  // a trace that is not there yet is nothing else
-    if (std::filesystem::equivalent(trace, scenario.file, ignored)) {
-      throw InputError("--trace " + trace + ": this is the scenario " + scenario.file + "; give a file of its own");
-    }
-  }
-}
-
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
   // Everything is read before anything runs: a slip in the last scenario shows at once.
   std::vector<Scenario> scenarios;
@@ -70,7 +58,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
   }
   std::optional<Trace> trace;
   if (arguments.trace) {
-    refuseTraceOverScenario(*arguments.trace, scenarios);
+    for (const Scenario& scenario : scenarios) refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
     trace.emplace(*arguments.trace);
   }
   Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,

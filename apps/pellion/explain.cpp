@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 
 #include "host/ascii.h"
 #include "host/url_components.h"
@@ -122,6 +123,10 @@ Explanation explain(std::string_view file, std::string_view text, const ExplainO
     explanation.findings.push_back(
         {std::move(problem.code), payload.place(problem.spot), std::move(problem.text), std::move(problem.remedy)});
   }
+  std::ranges::stable_sort(explanation.findings, {}, [](const Finding& finding) {
+    const Position inner = finding.place.inText ? finding.place.inText->position.value_or(Position{}) : Position{};
+    return std::tuple(finding.place.position.line, finding.place.position.column, inner.line, inner.column);
+  });
   return explanation;
 }
 

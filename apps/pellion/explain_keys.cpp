@@ -52,7 +52,7 @@ bool looksLike(std::string_view name, std::string_view known) {
   if (name.size() > longestName) return false;
   std::string plain = host::asciiLowercase(name);
   std::erase_if(plain, [](char c) { return c == '_' || c == '-' || c == ' '; });
-  const std::size_t most = known.size() > 6 ? 2 : 1;
+  const std::size_t most = known.size() > 8 ? 2 : 1;
   return editDistance(plain, host::asciiLowercase(known)) <= most;
 }
 
@@ -61,9 +61,7 @@ class KeySearch {
   explicit KeySearch(const Payload& payload) : payload_(payload) {}
 
   std::vector<Problem> run() {
-    addFound("addInfo", payload_.addInfoPlaces, {"addInfo"}, [](JSONPath path) {
-      return Spot{false, std::move(path), true};
-    });
+    addFound("addInfo", payload_.addInfoPlaces, {false, {}}, "the payload");
     addUnread("addInfo", payload_.addInfo == nullptr);
     forEachObject(payload_.value(), {}, payload_.addInfo, [this](const Value& object, const JSONPath& path) {
       addMisspelt(object, payloadKeys, {false, path});
@@ -78,40 +76,33 @@ class KeySearch {
       if (key != "actionButton") addUnread(key, info.find(key) == nullptr);
     }
     addUnread("actionButton", payload_.buttons() == nullptr);
-    addFound("actionButton", placesFound("actionButton", info), {"actionButton"}, [](JSONPath path) {
-      return Spot{true, std::move(path), true};
-    });
+    addFound("actionButton", placesFound("actionButton", info), {true, {}}, "what addInfo holds");
     addMisspelt(info, addInfoKeys, {true, {}});
     if (const Value* goal = info.find("conversion")) addMisspelt(*goal, goalKeys, {true, {"conversion"}});
     if (payload_.buttons() == nullptr) return;
     for (std::size_t i = 0; i < payload_.buttons()->elements().size(); ++i) {
       const Value& button = payload_.buttons()->elements()[i];
       if (button.ifDictionary() == nullptr) continue;
-      const JSONPath path = joined(*payload_.buttonsPath, i);
-      addFound("clickAction", placesFound("clickAction", button), {"clickAction"}, [&](const JSONPath& inButton) {
-        return Spot{true, joined(path, inButton), true};
-      });
-      addMisspelt(button, buttonKeys, {true, path});
+      const Spot spot{true, joined(*payload_.buttonsPath, i)};
+      addFound("clickAction", placesFound("clickAction", button), spot, "its button");
+      addMisspelt(button, buttonKeys, spot);
     }
   }
 
-  /// Of the places at which the search finds a key, those that are not the one where it is meant to be.
-  void addFound(std::string_view key, const std::vector<JSONPath>& places, const JSONPath& intended,
-                const std::function<Spot(JSONPath)>& spotOf) {
-    const std::string name = inQuotes(key);
-    for (const JSONPath& place : places) {
-      const bool isFirst = &place == &places.front();
-      if (isFirst && place != intended) {
-        add("key-misplaced", key, spotOf(place),
-            name + " is found here only because the search goes deep; the notification handler does not look here",
-            "move it to the top level of " + std::string(key == "clickAction" ? "its button"
-                                                         : key == "addInfo"   ? "the payload"
-                                                                              : "addInfo"));
-      } else if (!isFirst) {
-        add("key-repeated", key, spotOf(place),
-            name + " stands in more than one place; which one the search meets first is not certain on a phone",
-            "leave only the one that is meant");
-      }
+  /// Of the places below `home` at which the search finds a key, those that are not at its top level.
+  void addFound(std::string_view key, const std::vector<JSONPath>& places, const Spot& home, const char* homeName) {
+    const auto spotOf = [&](const JSONPath& place) { return Spot{home.inAddInfo, joined(home.path, place), true}; };
+    if (!places.empty() && places.front().size() > 1) {
+      add("key-misplaced", key, spotOf(places.front()),
+          inQuotes(key) +
+              " is found here only because the search goes deep; the notification handler does not look here",
+          "move it to the top level of " + std::string(homeName));
+    }
+    for (std::size_t i = 1; i < places.size(); ++i) {
+      add("key-repeated", key, spotOf(places[i]),
+          inQuotes(key) + " stands at " + pathText(spotOf(places.front()).path) +
+              " too, and which of them the search meets first is not certain on a phone",
+          "leave only the one that is meant");
     }
   }
 

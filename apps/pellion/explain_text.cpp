@@ -15,7 +15,7 @@ using platform::Value;
 using Kind = Happening::Kind;
 
 constexpr std::size_t widest = 100;
-constexpr std::size_t longestValue = 160;  // of a text from the payload, in bytes
+constexpr std::size_t longestValue = 72;  // of a text from the payload, in bytes
 
 constexpr const char* legend =
     "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not when a "

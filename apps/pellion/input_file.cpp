@@ -41,4 +41,11 @@ std::string readInputFile(const std::string& path, const FileKind& kind) {
   return text;
 }
 
+void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output) {
+  std::error_code ignored;  // an output that is not there yet is nothing else
+  if (std::filesystem::equivalent(input, output, ignored)) {
+    throw InputError(std::string(option) + " " + output + ": this is the input " + input + "; give a file of its own");
+  }
+}
+
 }  // namespace pellion

@@ -15,4 +15,7 @@ struct FileKind {
 /// The whole text of a file. Throws InputError for one that cannot be read or is too large.
 std::string readInputFile(const std::string& path, const FileKind& kind);
 
+/// Throws InputError when what an option would have written is the input itself: opening it would empty it.
+void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output);
+
 }  // namespace pellion

@@ -1,12 +1,12 @@
 #include "pellion/test_command.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <ostream>
 #include <utility>
 
 #include "pellion/command_line.h"
 #include "pellion/input_error.h"
+#include "pellion/input_file.h"
 #include "pellion/junit_report.h"
 #include "pellion/printable.h"
 #include "pellion/scenario_suite.h"
@@ -80,23 +80,13 @@ std::string joined(const std::vector<std::string>& paths) {
   return text;
 }
 
-/// Opening the report would empty the scenario.
-void refuseReportOver(const std::string& report, const std::vector<SuiteFile>& files) {
-  for (const SuiteFile& file : files) {
-    std::error_code ignored;  // a report that is not there yet is nothing else
-    if (std::filesystem::equivalent(report, file.path, ignored)) {
-      throw InputError("--junit " + report + ": this is one of the files to run; give a file of its own");
-    }
-  }
-}
-
 }  // namespace
 
 TestCounts runTests(const TestArguments& arguments, const Surroundings& surroundings) {
   const std::vector<SuiteFile> files = findSuiteFiles(arguments.paths);
   std::optional<JUnitReport> report;
   if (arguments.junit) {
-    refuseReportOver(*arguments.junit, files);
+    for (const SuiteFile& file : files) refuseToOverwrite(file.path, "--junit", *arguments.junit);
     report.emplace(*arguments.junit);
   }
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);

@@ -150,7 +150,7 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
       {{"run", good, missing}, "missing.json"},
       {{"run", missing + "\n\x1b[2J"}, "missing.json\\u000a\\u001b[2J: No such file"},
       {{"run", pipe}, pipe + ": not a regular file"},
-      {{"run", good, "--trace", directory_.path() / "." / "s.json"}, "this is the scenario " + good},
+      {{"run", good, "--trace", directory_.path() / "." / "s.json"}, "this is the input " + good},
       {{"run", good, "--trace", directory_.path() / "no" / "file"}, "No such file or directory"},
       {{"run", good, "--server", "ftp://127.0.0.1"}, "not an http or https URL"},
       {{"run", good, "--server", "http://127.0.0.1:1"}, "cannot be reached: Connection refused"},
