@@ -26,6 +26,7 @@ class InterceptorRegistry {
   template <class Visit>
   void forEach(Visit visit) {
     const Walk walk(*this);
+    // NOLINTNEXTLINE(modernize-loop-convert): an interceptor added meanwhile leaves no iterator valid
     for (std::size_t place = 0, end = entries_.size(); place < end; ++place) {
       const Entry& entry = entries_[place];
       visit(entry.interceptorID, platform::objectState<PLXSafeWeakContainer>(entry.container.get()));
