@@ -16,6 +16,9 @@ namespace {
 
 thread_local Process* currentProcess = nullptr;
 
+/// Where the search for a key's slot begins, of 256 places.
+std::size_t firstPlace(const void* key) { return (reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U) >> 56U; }
+
 [[noreturn]] void endProgram(const char* error) {
   std::fputs(error, stderr);
   std::abort();
@@ -84,11 +87,9 @@ void Process::tell(std::string_view actor, std::string_view what, platform::Valu
   if (environment_.sink) environment_.sink({clock().now(), actor, what, std::move(details)});
 }
 
-// Lock-free for a slot that exists: every shared instance is looked up on every call.
 Process::Slot& Process::findSlot(const void* key) {
-  const std::size_t start = (reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U) >> 56U;
   for (std::size_t probe = 0; probe < slotCount; ++probe) {
-    std::atomic<Slot*>& place = slots_[(start + probe) % slotCount];
+    std::atomic<Slot*>& place = slots_[(firstPlace(key) + probe) % slotCount];
     Slot* slot = place.load(std::memory_order_acquire);
     if (slot == nullptr) {
       auto made = std::make_unique<Slot>();
@@ -100,7 +101,12 @@ Process::Slot& Process::findSlot(const void* key) {
   endProgram("a process has room for 256 process-wide objects\n");
 }
 
+// Lock-free and short for a slot that exists: every shared instance is looked up on every call.
 void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects) {
+  const Slot* first = slots_[firstPlace(key)].load(std::memory_order_acquire);
+  if (first != nullptr && first->key == key) [[likely]] {
+    if (void* object = first->object.load(std::memory_order_acquire)) return object;
+  }
   Slot& slot = findSlot(key);
   if (void* object = slot.object.load(std::memory_order_acquire)) return object;
   std::call_once(*slot.once, [&] {
