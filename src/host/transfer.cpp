@@ -14,6 +14,7 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE*
     : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
   if (!handle_) throw std::bad_alloc();
   set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_QUICK_EXIT, 1L);  // a look-up of a name that takes longer than the transfer ends by itself
   set(CURLOPT_CURLU, url_.handle());
   set(CURLOPT_PATH_AS_IS, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
