@@ -37,12 +37,12 @@ bool Load::end(CURLcode result) {
   const std::unique_ptr<Transfer> transfer = std::move(transfer_);
   platform::URLRequest& request = task_.request;
   response_ = transfer->response();
-  if (transfer->isTooLong()) {
-    error_ = urlError(URLErrorCode::dataLengthExceedsMaximum, request.url);
+  if (const std::optional<URLErrorCode> fault = transfer->fault()) {
+    error_ = urlError(*fault, request.url);
   } else if (result != CURLE_OK) {
     error_ = transferError(result, transfer->verifyResult(), request.url);
-  } else if (!response_) {
-    error_ = urlError(URLErrorCode::cannotParseResponse, request.url);
+  } else if (!response_) {  // its head broke off
+    error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
     auto step = nextStep(request, *response_, redirects_, process().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {

@@ -2,13 +2,27 @@
 
 #include <openssl/ssl.h>
 
+#include <charconv>
+#include <cstdint>
 #include <limits>
 #include <new>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "host/wire_fields.h"
 
 namespace host {
+namespace {
+
+/// Digits that are a number of bytes.
+bool isLength(std::string_view text) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+}  // namespace
 
 Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
     : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
@@ -25,6 +39,8 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE*
   set(CURLOPT_FORBID_REUSE, 1L);
   // The limit on waiting is the network thread's, which counts from the last progress.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::numeric_limits<int>::max()));
+  set(CURLOPT_HEADERFUNCTION, &Transfer::receiveHead);
+  set(CURLOPT_HEADERDATA, this);
   set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
   set(CURLOPT_WRITEDATA, this);
   set(CURLOPT_NOPROGRESS, 0L);
@@ -70,11 +86,39 @@ void Transfer::secureConnection(X509_STORE* trust) {
   set(CURLOPT_SSL_CTX_DATA, trust);
 }
 
+std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::size_t length = size * count;
+  transfer.headSize_ += length;
+  if (transfer.headSize_ > maximumHeadSize) {
+    transfer.fault_ = URLErrorCode::dataLengthExceedsMaximum;
+  } else if (*line == '\r' || *line == '\n') {
+    transfer.fault_ = transfer.endHead();
+  }
+  return transfer.fault_ ? CURL_WRITEFUNC_ERROR : length;
+}
+
+/// Judges what libcurl lets pass: protocols that nobody has asked for, and lengths that contradict each other.
+std::optional<URLErrorCode> Transfer::endHead() {
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  if (status == 101) return URLErrorCode::cannotParseResponse;
+  std::optional<std::string> length;
+  curl_header* field = nullptr;
+  for (std::size_t i = 0; curl_easy_header(handle(), "Content-Length", i, CURLH_HEADER, -1, &field) == CURLHE_OK; ++i) {
+    if (!isLength(field->value) || length.value_or(field->value) != field->value)
+      return URLErrorCode::cannotParseResponse;
+    length = field->value;
+  }
+  hasHead_ = status >= 200;
+  return std::nullopt;
+}
+
 std::size_t Transfer::receive(const char* data, std::size_t size, std::size_t count, void* self) {
   auto& transfer = *static_cast<Transfer*>(self);
   const std::size_t length = size * count;
   if (length > maximumBodySize - transfer.body_.size()) {
-    transfer.isTooLong_ = true;
+    transfer.fault_ = URLErrorCode::dataLengthExceedsMaximum;
     return CURL_WRITEFUNC_ERROR;
   }
   transfer.body_.append(data, length);
@@ -99,9 +143,9 @@ long Transfer::verifyResult() const {
 }
 
 std::optional<platform::HTTPURLResponse> Transfer::response() const {
+  if (!hasHead_) return std::nullopt;
   long status = 0;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  if (status == 0) return std::nullopt;
   platform::HTTPURLResponse response{*request_.url, static_cast<int>(status), {}};
   for (curl_header* field = nullptr; (field = curl_easy_nextheader(handle(), CURLH_HEADER, -1, field)) != nullptr;) {
     response.headers.add(field->name, field->value);

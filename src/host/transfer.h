@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/http_url.h"
+#include "host/url_loading_errors.h"
 #include "platform/url_session.h"
 
 namespace host {
@@ -21,6 +22,7 @@ class Transfer {
  public:
   using Time = std::chrono::steady_clock::time_point;
   static constexpr std::size_t maximumBodySize = std::size_t{16} * 1024 * 1024;
+  static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // of all interim answers too
 
   /// The request, whose URL is `url`, and `trust` must outlive the transfer; `trust` is null for http.
   Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
@@ -32,9 +34,10 @@ class Transfer {
   [[nodiscard]] Time lastProgress() const { return lastProgress_; }
 
   // Once libcurl is done with it.
-  [[nodiscard]] bool isTooLong() const { return isTooLong_; }  ///< was cut because of the body's size
+  /// Why it was cut, whatever libcurl says of that.
+  [[nodiscard]] std::optional<URLErrorCode> fault() const { return fault_; }
   [[nodiscard]] long verifyResult() const;
-  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when none began
+  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is not whole
   [[nodiscard]] std::string takeBody() { return std::move(body_); }
 
  private:
@@ -44,6 +47,8 @@ class Transfer {
   }
   void describeRequest();
   void secureConnection(X509_STORE* trust);
+  [[nodiscard]] std::optional<URLErrorCode> endHead();
+  static std::size_t receiveHead(const char* line, std::size_t size, std::size_t count, void* self);
   static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
   static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
 
@@ -57,7 +62,9 @@ class Transfer {
   std::unique_ptr<curl_slist, Cleanup> fields_;
   std::unique_ptr<CURL, Cleanup> handle_;
   std::string body_;
-  bool isTooLong_ = false;
+  std::size_t headSize_ = 0;
+  bool hasHead_ = false;
+  std::optional<URLErrorCode> fault_;
   Time lastProgress_ = std::chrono::steady_clock::now();
   curl_off_t movedBytes_ = 0;
 };

@@ -47,6 +47,8 @@ URLErrorCode codeOf(CURLcode result) {
     case CURLE_SEND_ERROR: return URLErrorCode::networkConnectionLost;
     case CURLE_UNSUPPORTED_PROTOCOL:  // an answer that is no HTTP
     case CURLE_WEIRD_SERVER_REPLY: return URLErrorCode::cannotParseResponse;
+    case CURLE_OUT_OF_MEMORY:  // as libcurl calls a line of the head that is longer than 100 KB
+      return URLErrorCode::dataLengthExceedsMaximum;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CIPHER: return URLErrorCode::secureConnectionFailed;
