@@ -38,7 +38,7 @@ struct RunArguments {
 };
 
 struct ExplainArguments {
-  std::string payload;
+  std::string payload = "-";
   ExplainOptions options;
   bool asJSON = false;
 };
@@ -162,8 +162,8 @@ void defineBackend(CLI::App& app, BackendArguments& arguments) {
 void defineExplain(CLI::App& app, ExplainArguments& arguments) {
   CLI::App& command =
       *app.add_subcommand("explain", "Tell what comes of a notification's payload, and why something does not");
-  command.add_option("PAYLOAD", arguments.payload, "A JSON object as the platform delivers it; - is standard input")
-      ->required();
+  command.add_option("PAYLOAD", arguments.payload,
+                     "A JSON object as the platform delivers it; standard input where it is - or left out");
   command.add_option("--action", arguments.options.action, "Only this one: tap, dismiss or a button's identifier")
       ->type_name("ID");
   command
