@@ -78,9 +78,7 @@ std::optional<Problem> capitalsProblem(const std::vector<Happening>& happenings)
 /// What nothing else here explains: a payload without findings is counted, whatever happens to it that it describes.
 std::optional<Problem> uncountedProblem(const std::vector<Happening>& happenings) {
   for (const Happening& happening : happenings) {
-    const bool isDescribed = happening.kind <= Happening::Kind::button;
-    const bool isCounted = happening.recorded.state == Outcome::State::happened && !happening.raised;
-    if (!isDescribed || isCounted) continue;
+    if (!happening.isDescribed() || happening.isCounted()) continue;
     const std::string why = happening.raised ? happening.raised->reason : happening.recorded.why;
     return Problem{"not-counted", {}, "the notification is not counted in full: " + why, "see above where it stopped"};
   }

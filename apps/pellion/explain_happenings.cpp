@@ -162,7 +162,12 @@ class Observer {
     }
     if (kind == Kind::dismissal) return notAskedFor(openLink, "a dismissal opens nothing");
     if (hasAddInfo) return notAskedFor(openLink, "there is no \"clickAction\" with a text for it");
-    if (payload_.value().find("addInfo") != nullptr) return stopped(readAddInfo, &identifier);
+    if (const Value* own = payload_.value().find("addInfo")) {
+      if (own == payload_.addInfo) return stopped(readAddInfo, &identifier);
+      return stoppedAt(readAddInfo,
+                       "the handler takes \"addInfo\" from the payload's top level alone, where it is no "
+                       "object and no JSON text of one");
+    }
     return stoppedAt(findAddInfo,
                      "the handler looks for \"addInfo\" at the payload's top level alone, where it is not");
   }

@@ -35,6 +35,10 @@ struct Happening {
   Outcome badge = {};            ///< that is put into the shared store
   std::optional<Raised> raised = {};
   std::string note = {};  ///< when the platform does not let it happen to this payload
+
+  /// Something that the payload provides for, so that it ought to be counted.
+  [[nodiscard]] bool isDescribed() const { return kind <= Kind::button; }
+  [[nodiscard]] bool isCounted() const { return recorded.state == Outcome::State::happened && !raised; }
 };
 
 /// Lets everything happen that can, each on a phone process of its own.

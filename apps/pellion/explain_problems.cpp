@@ -132,15 +132,13 @@ std::optional<Problem> idProblem(const Payload& payload) {
     return Problem{"id-not-a-number", spot, "\"pellionPnID\" " + beingOf(*id) + ", and reading it as a number raises",
                    remedy};
   }
-  const std::string being = "\"pellionPnID\" " + beingOf(*id);
-  if (!isWholeNumber(*id)) {
-    return Problem{"id-not-a-number", spot,
-                   being + ", which is read as " + std::to_string(id->integerValue()) +
-                       "; ids begin with 1, and what is recorded is the whole",
-                   remedy};
-  }
-  if (id->integerValue() < 1) return Problem{"id-below-one", spot, being + "; ids begin with 1", remedy};
-  return std::nullopt;
+  const std::int64_t number = id->integerValue();
+  const bool isWhole = isWholeNumber(*id);
+  if (isWhole && number >= 1) return std::nullopt;
+  const std::string reading = *id == Value(number) ? "" : ", which is read as the number " + std::to_string(number);
+  const char* fault = number < 1 ? "ids begin with 1" : "what is recorded is the value as it stands";
+  return Problem{isWhole ? "id-below-one" : "id-not-a-number", spot,
+                 "\"pellionPnID\" " + beingOf(*id) + reading + "; " + fault, remedy};
 }
 
 std::optional<Problem> goalProblem(const Payload& payload) {

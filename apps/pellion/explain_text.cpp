@@ -19,9 +19,8 @@ constexpr std::size_t longestValue = 72;  // of a text from the payload, in byte
 
 constexpr const char* legend =
     "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not when a "
-    "payload "
-    "carries one. Of any payload, a button that it does not describe raises, and so does a dismissal, of which an "
-    "application hears where it asks for it.";
+    "payload carries one. Of any payload, a button that it does not describe raises, and so does a dismissal, of "
+    "which an application hears where it asks for it.";
 
 std::string elided(std::string_view text) {
   return text.size() <= longestValue ? std::string(text) : std::string(beginning(text, longestValue)) + "\u2026";
@@ -98,6 +97,7 @@ class Table {
       out_ << painted("✓ Nothing deserves attention.", Ink::good) << '\n';
       return;
     }
+    writeVerdict(happenings);
     writeWrapped("", "What deserves attention", Ink::strong);
     for (const Finding& finding : explanation.findings) writeFinding(explanation.file, finding);
   }
@@ -139,6 +139,17 @@ class Table {
         out_ << painted(line, isSaid ? Ink::faint : row.ink) << '\n';
       }
     }
+  }
+
+  void writeVerdict(const std::vector<Happening>& happenings) {
+    std::string uncounted;
+    for (const Happening& happening : happenings) {
+      if (!happening.isDescribed() || happening.isCounted() || !happening.note.empty()) continue;
+      uncounted += (uncounted.empty() ? "" : ", ") + headingOf(happening);
+    }
+    if (uncounted.empty()) return;
+    writeWrapped("✗ ", "Not counted: " + uncounted, Ink::bad);
+    out_ << '\n';
   }
 
   void writeFinding(const std::string& file, const Finding& finding) {
