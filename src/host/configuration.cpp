@@ -6,6 +6,7 @@
 #include <system_error>
 #include <variant>
 
+#include "host/printable.h"
 #include "host/property_list.h"
 
 namespace host {
@@ -115,6 +116,8 @@ class Reader {
 };
 
 }  // namespace
+
+ConfigurationError::ConfigurationError(std::string_view text) : std::runtime_error(printable(text)) {}
 
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {

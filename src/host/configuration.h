@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/network.h"
@@ -40,7 +41,7 @@ struct Configuration {
 /// Its text is one line: the file, the key and what was expected.
 class ConfigurationError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ConfigurationError(std::string_view text);
 };
 
 /// Raises ConfigurationError for a missing or unreadable file, an unknown key, a value of the wrong kind, a required

@@ -8,7 +8,7 @@
 
 #include "host/hexadecimal.h"
 #include "host/number_text.h"
-#include "host/utf8.h"
+#include "host/printable.h"
 #include "platform/exception.h"
 #include "platform/json_serialization.h"
 
@@ -111,23 +111,13 @@ class Encoder {
   std::vector<Level> open_;
 };
 
-/// A text that an application made of broken UTF-8 must not leave as broken JSON.
-std::string withBrokenPartsReplaced(std::string_view text) {
-  std::string result;
-  for (std::size_t at = 0; at != text.size();) {
-    const std::size_t start = at;
-    const bool isBroken = host::nextCharacter(text, at) == host::replacementCharacter;
-    result += isBroken ? "\uFFFD" : text.substr(start, at - start);
-  }
-  return result;
-}
-
 }  // namespace
 
 Value dataWithJSONObject(const Value& object) {
   if (object.ifList() == nullptr && object.ifDictionary() == nullptr) raise("Invalid top-level type in JSON write");
   const std::string text = Encoder(object).text();
-  return Value::bytes(simdjson::validate_utf8(text) ? text : withBrokenPartsReplaced(text));
+  // A text that an application made of broken UTF-8 must not leave as broken JSON.
+  return Value::bytes(simdjson::validate_utf8(text) ? text : host::wellFormed(text));
 }
 
 }  // namespace platform::JSONSerialization

@@ -14,6 +14,7 @@
 #include <string>
 #include <system_error>
 
+#include "host/printable.h"
 #include "platform/process.h"
 #include "platform/property_list.h"
 
@@ -116,6 +117,8 @@ class PropertyListCache {
 };
 
 }  // namespace
+
+PropertyListError::PropertyListError(std::string_view text) : std::runtime_error(printable(text)) {}
 
 platform::Value readPropertyList(const std::filesystem::path& path) {
   struct stat status {};

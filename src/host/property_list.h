@@ -13,7 +13,7 @@ namespace host {
 /// Its text is one line: the file, the line or key path where it is known, and what is wrong there.
 class PropertyListError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit PropertyListError(std::string_view text);
 };
 
 /// Far above any application's resource; a larger file is refused before it is read.
