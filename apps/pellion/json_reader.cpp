@@ -1,13 +1,16 @@
 #include "pellion/json_reader.h"
 
-#include <rapidjson/encodedstream.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <optional>
 #include <set>
+
+#include "pellion/printable.h"
 
 namespace pellion {
 namespace {
@@ -49,13 +52,20 @@ class TreeBuilder {
   bool Uint(unsigned integer) { return scalar(integer); }
   bool Int64(std::int64_t integer) { return scalar(integer); }
   bool Uint64(std::uint64_t integer) { return scalar(integer); }
-  bool Double(double floating) { return scalar(floating); }
-  bool RawNumber(const char* /*text*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return false; }
-  bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    return scalar(std::string_view(text, length));
+  bool Double(double nearly) {
+    // RapidJSON may miss the nearest number by a bit, and the end of the range.
+    double nearest = nearly;
+    const auto result = std::from_chars(text_.data() + nextToken(), text_.data() + text_.size(), nearest);
+    if (result.ec == std::errc::result_out_of_range && std::abs(nearly) > 1) {
+      throw errorAt(file_, token(), "not JSON: Number too big to be stored in double");
+    }
+    return scalar(nearest);
   }
+  bool RawNumber(const char* /*text*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return false; }
+  bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) { return scalar(checked({text, length})); }
   bool Key(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    open_.back().members.push_back({token(), std::string(text, length), {}});
+    const std::string_view name = checked({text, length});
+    open_.back().members.push_back({token(), std::string(name), {}});
     return true;
   }
   bool StartObject() { return start(); }
@@ -76,6 +86,11 @@ class TreeBuilder {
   [[nodiscard]] JSONNode takeRoot() { return std::move(*root_); }
 
  private:
+  // RapidJSON takes the second half of a surrogate pair alone for a character.
+  std::string_view checked(std::string_view text) {
+    if (wellFormed(text) != text) throw errorAt(file_, token(), "not JSON: The surrogate pair in string is invalid");
+    return text;
+  }
   std::size_t nextToken() const { return std::min(text_.find_first_not_of(" \t\r\n,:", end_), text_.size()); }
   Position token() {
     const Position position = positions_.at(nextToken());
@@ -147,10 +162,10 @@ const JSONNode* JSONNode::find(std::string_view name) const {
 }
 
 JSONNode readJSON(std::string_view file, std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also take half a mark
   // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always true.
-  rapidjson::MemoryStream bytes(text.data(), text.size());
-  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
-  TreeBuilder builder(file, text, bytes);
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  TreeBuilder builder(file, text, stream);
   rapidjson::Reader reader;
   constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
   const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder);
@@ -159,8 +174,8 @@ JSONNode readJSON(std::string_view file, std::string_view text) {
     reason = reason.substr(0, reason.find_last_not_of('.') + 1);
     throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));
   }
-  if (bytes.Tell() < text.size()) {  // a NUL character is an end to the stream
-    throw errorAt(file, PositionCounter(text).at(bytes.Tell()), "not JSON: a NUL character stands here");
+  if (stream.Tell() < text.size()) {  // a NUL character is an end to the stream
+    throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: a NUL character stands here");
   }
   return builder.takeRoot();
 }
