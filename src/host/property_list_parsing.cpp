@@ -138,13 +138,13 @@ Value parsePropertyList(std::string_view contents, std::string_view name) {
     throw PropertyListError(std::string(name) + ": larger than the " + std::to_string(largestPropertyList >> 20) +
                             " MiB that a property list may have");
   }
+  if (contents.starts_with("\xEF\xBB\xBF")) contents.remove_prefix(3);
   plist_t root = nullptr;
   const auto size = static_cast<std::uint32_t>(contents.size());
   if (contents.starts_with("bplist")) {
     checkBinaryPropertyList(contents, name);
     plist_from_bin(contents.data(), size, &root);
   } else {
-    if (contents.starts_with("\xEF\xBB\xBF")) return parsePropertyList(contents.substr(3), name);
     checkXMLPropertyList(contents, name);
     plist_from_xml(contents.data(), size, &root);
   }

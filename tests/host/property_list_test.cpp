@@ -101,6 +101,8 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
       {document("<string>&unknown;</string>"), "file: not understood as a property list"},
       {document("<dict><key>a</key><array><string>\xFF</string></array></dict>"),
        "file: key path a.0: a string is broken Unicode text"},
+      {document("<dict><key>a\nb</key><string>\xFF</string></dict>"),
+       "file: key path a\\u000ab: a string is broken Unicode text"},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(parsingError(text), error) << text;
   const struct {
@@ -125,6 +127,9 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
   std::string deep;
   for (int i = 0; i != 1'000'000; ++i) deep += "<array>";
   EXPECT_EQ(parsingError("<plist>" + deep.substr(0, 4'000'000)), "file:1: more than 512 levels");
+  std::string marks;
+  for (int i = 0; i != 1'000'000; ++i) marks += "\xEF\xBB\xBF";
+  EXPECT_EQ(parsingError(marks), "file:1: no property list, neither XML nor binary");
   EXPECT_EQ(parsingError(deep), "file: larger than the 4 MiB that a property list may have");
 }
 
