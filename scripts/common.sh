@@ -1,4 +1,4 @@
-# Shared by ./run, ./check and bench/run, which source it: where things are, and how a preset is built.
+# Shared by ./run, ./check, bench/run and fuzz/run, which source it: where things are, and how a preset is built.
 # shellcheck disable=SC2034  # what is set here is for the scripts that source this
 # shellcheck shell=bash
 set -euo pipefail

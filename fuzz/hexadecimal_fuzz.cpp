@@ -1,0 +1,35 @@
+#include <algorithm>
+
+#include "fuzz/target.h"
+#include "host/ascii.h"
+#include "host/hexadecimal.h"
+#include "network/PLTokenManager.h"
+#include "pellion/shape.h"
+
+// A scenario's hexadecimal text to bytes, and bytes to the texts of the module and of the host.
+
+namespace fuzz {
+
+using platform::Value;
+
+void run(std::string_view input) {
+  const bool isHexadecimal = input.size() % 2 == 0 && std::ranges::all_of(input, [](char c) {
+                               return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+                             });
+  try {
+    pellion::checkShape("scenario", {{}, input, {}, {}}, pellion::shapes::hex, "the text");
+    require(isHexadecimal, "what is no hexadecimal text is refused");
+    const Value bytes = pellion::bytesOfHex(input);
+    require(host::hexText(bytes.bytes()) == host::asciiLowercase(input), "bytes of a text give the text back");
+  } catch (const pellion::InputError& error) {
+    require(!isHexadecimal, "hexadecimal text is taken", error.what());
+    requireOneLineAbout("scenario:1:1", error.what());
+  }
+
+  const std::string text = host::hexText(bytesOf(input));
+  require(pellion::bytesOfHex(text) == Value::bytes(input), "the text of bytes gives the bytes back", text);
+  const Value token = Value::bytes(input);
+  require(PLTokenManager().stringFromDeviceToken(&token) == text, "the module writes as the host does", text);
+}
+
+}  // namespace fuzz

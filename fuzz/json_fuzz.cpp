@@ -1,0 +1,86 @@
+#include "fuzz/target.h"
+#include "pellion/json_reader.h"
+#include "platform/json_serialization.h"
+
+// JSON text to Value and back; and beside it the reader of scenarios, another one over another library, which refuses
+// more: repeated names, deep nesting, encodings but UTF-8.
+
+namespace fuzz {
+namespace {
+
+using platform::Value;
+
+constexpr std::size_t deepest = 512;
+
+std::size_t depthOf(const Value& value) {
+  std::size_t depth = 0;
+  for (const Value& element : value.elements()) depth = std::max(depth, depthOf(element));
+  for (const Value::Entry& entry : value.entries()) depth = std::max(depth, depthOf(entry.value));
+  return depth + (value.kind() == Value::Kind::list || value.kind() == Value::Kind::dictionary ? 1 : 0);
+}
+
+void requireEveryEntryFound(const Value& value) {
+  for (const Value& element : value.elements()) requireEveryEntryFound(element);
+  for (const Value::Entry& entry : value.entries()) {
+    require(value.find(entry.key.text()) == &entry.value, "an entry is found by its key", entry.key.text());
+    requireEveryEntryFound(entry.value);
+  }
+}
+
+Value rewritten(const Value& value) {
+  const Value text = platform::JSONSerialization::dataWithJSONObject(value);
+  const std::optional<Value> again = platform::JSONSerialization::JSONObjectWithData(text.bytes(), nullptr);
+  require(again && *again == value, "what is written reads as the same value", textOf(text.bytes()));
+  require(again->hash() == value.hash(), "equal values hash alike", textOf(text.bytes()));
+  return *again;
+}
+
+/// The first writing makes integers of some floating point numbers, -0.0 among them; the next ones change nothing.
+void requireRoundTrip(const Value& value) {
+  const Value settled = rewritten(rewritten(value));
+  const Value text = platform::JSONSerialization::dataWithJSONObject(settled);
+  const Value again = rewritten(settled);
+  require(platform::JSONSerialization::dataWithJSONObject(again) == text, "a value is written the same each time",
+          textOf(text.bytes()));
+  require(again.description() == settled.description(), "equal values print alike", settled.description());
+}
+
+/// Whether the other reader must agree, so far as the text itself says.
+bool isCommon(std::string_view text) {
+  return !text.starts_with("\xFF\xFE") && !text.starts_with("\xFE\xFF") && text.find('\0') == std::string_view::npos;
+}
+
+void requireAgreement(std::string_view text, const std::optional<Value>& value) {
+  try {
+    const Value other = pellion::readJSON("text", text).value;
+    const bool isContainer = other.ifList() != nullptr || other.ifDictionary() != nullptr;
+    require(value.has_value() == isContainer, "both readers take the same texts");
+    require(!value || *value == other, "both readers read the same value", other.description());
+  } catch (const pellion::DocumentError& error) {
+    requireOneLineAbout("text", error.what());
+    // It also takes 0e999 for a number beyond the range.
+    const std::string_view why = error.text();
+    const bool refusesMore = why.starts_with("nested too deeply") || why.ends_with("of the two out") ||
+                             why.ends_with("Number too big to be stored in double");
+    require(!value || refusesMore, "what one reader refuses the other does", error.what());
+  }
+}
+
+}  // namespace
+
+void run(std::string_view input) {
+  platform::Error error;
+  const std::optional<Value> value = platform::JSONSerialization::JSONObjectWithData(bytesOf(input), &error);
+  if (value) {
+    require(depthOf(*value) <= deepest, "no value is deeper than the limit");
+    requireEveryEntryFound(*value);
+    requireRoundTrip(*value);
+  } else {
+    const Value* reason = error.userInfo.find("NSDebugDescription");
+    require(error.code == 3840 && !error.localizedDescription.empty() && reason != nullptr && !reason->text().empty(),
+            "a refusal says why", error.description());
+  }
+  if (isCommon(input)) requireAgreement(input, value);
+}
+
+}  // namespace fuzz

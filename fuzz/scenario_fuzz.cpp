@@ -1,0 +1,38 @@
+#include "fuzz/target.h"
+#include "pellion/scenario.h"
+#include "platform/json_serialization.h"
+
+// A scenario document is read, not played: accepted whole, or refused with a place.
+
+namespace fuzz {
+namespace {
+
+constexpr const char* file = "scenario.json";
+
+void requireSame(const pellion::Scenario& left, const pellion::Scenario& right) {
+  require(left.name == right.name && left.description == right.description && left.urlSchemes == right.urlSchemes &&
+              left.configuration.value == right.configuration.value && left.notifications == right.notifications,
+          "a scenario written anew reads as the same");
+  require(left.steps.size() == right.steps.size(), "a scenario written anew has the same steps");
+  for (std::size_t i = 0; i != left.steps.size(); ++i) {
+    require(left.steps[i].kind == right.steps[i].kind && left.steps[i].argument.value == right.steps[i].argument.value,
+            "a scenario written anew has the same steps", left.steps[i].kind->name);
+  }
+}
+
+}  // namespace
+
+void run(std::string_view input) {
+  try {
+    const pellion::Scenario scenario = pellion::readScenario(file, input);
+    const platform::Value text = platform::JSONSerialization::dataWithJSONObject(pellion::readJSON(file, input).value);
+    requireSame(scenario, pellion::readScenario(file, textOf(text.bytes())));
+  } catch (const pellion::InputError& error) {
+    requireOneLineAbout(file, error.what());
+    require(
+        std::string_view(error.what()).substr(std::string_view(file).size() + 1).find_first_not_of("0123456789") > 0,
+        "an error says the line", error.what());
+  }
+}
+
+}  // namespace fuzz
