@@ -14,6 +14,7 @@ set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
     "The command line plays scenarios of notifications on a simulated phone and
 shows, step by step, what the push-notification module of a mobile analytics
 kit does, and what its backend receives.")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS ca-certificates)  # for run --server https://…
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
