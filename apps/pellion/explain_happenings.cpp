@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "host/core_library.h"
 #include "host/system_events.h"
 #include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
@@ -14,7 +15,6 @@
 #include "pellion/explain_problems.h"
 #include "pellion/text_lines.h"
 #include "platform/block.h"
-#include "platform/notification_center.h"
 #include "platform/user_notifications.h"
 
 namespace pellion {
@@ -218,8 +218,7 @@ class Observer {
   Happening report(const std::string& name) {
     const Observation seen = phone_.observe(
         [&] {
-          const Value event = Value::dictionary({{"action", "event"}, {"name", name}});
-          platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(event));
+          host::announceEngagement(Value::dictionary({{"action", "event"}, {"name", name}}));
         },
         [&] { host::deliverResponse(payload_.value(), tap); });
     Happening happening = reportNothing({});

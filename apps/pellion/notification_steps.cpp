@@ -1,12 +1,12 @@
 #include "pellion/notification_steps.h"
 
+#include "host/core_library.h"
 #include "host/system_events.h"
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
 #include "messaging/PLNotificationHandler.h"
 #include "pellion/json_writer.h"
 #include "pellion/scenario_run.h"
-#include "platform/notification_center.h"
 #include "platform/send.h"
 #include "platform/user_notifications.h"
 
@@ -79,10 +79,8 @@ void answer(ScenarioRun& run, const JSONNode& response, std::string_view actor, 
   run.inProcess([&] { work(payload, identifierOf(action)); });
 }
 
-/// As the core library tells of what the user does in the application.
 void postEngagement(ScenarioRun& run, const Value& report) {
-  run.inProcess(
-      [&] { platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report)); });
+  run.inProcess([&] { host::announceEngagement(report); });
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "host/jwt.h"
 #include "host/process.h"
 #include "platform/json_serialization.h"
+#include "platform/notification_center.h"
 
 namespace host {
 namespace {
@@ -92,6 +93,11 @@ std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
 std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
   return bytesOf(
       signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), configuration()->jwtSecret));
+}
+
+void announceEngagement(const Value& report) {
+  Process::current().mainQueue().requireMainThread("an engagement is announced");
+  platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report));
 }
 
 }  // namespace host

@@ -103,4 +103,8 @@ class ReferenceCoreLibrary : public CoreLibrary,
   std::shared_ptr<const Configuration> configuration_;
 };
 
+/// Tells the current process, as the core library does, of what the user does in the application: the report's "action"
+/// and whatever belongs to that. Main thread: on another one it throws ProgrammingError.
+void announceEngagement(const platform::Value& report);
+
 }  // namespace host

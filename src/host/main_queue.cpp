@@ -1,11 +1,18 @@
 #include "host/main_queue.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
+#include "host/programming_error.h"
 #include "platform/reference.h"
 
 namespace host {
+
+void MainQueue::requireMainThread(const char* call) const {
+  if (isMainThread()) return;
+  throw ProgrammingError(std::string(call) + " on another thread than the main one; hand it to the main queue");
+}
 
 void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
   {
@@ -37,11 +44,13 @@ void MainQueue::close() {
 }
 
 void MainQueue::runWhatIsDue() {
+  requireMainThread("the main queue is turned");
   std::unique_lock lock(mutex_);
   while (!items_.empty() && items_.front().due <= clock_.now()) runNext(lock);
 }
 
 void MainQueue::runUntil(std::chrono::nanoseconds target) {
+  requireMainThread("the main queue is turned");
   std::unique_lock lock(mutex_);
   while (waitForNext(lock, target)) runNext(lock);
   if (clock_.isVirtual() && clock_.now() < target) clock_.advanceTo(target);

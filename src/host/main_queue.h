@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -12,7 +13,7 @@
 
 namespace host {
 
-/// A process's main queue. Any thread puts work in; the thread that turns it is the main thread.
+/// A process's main queue. Any thread puts work in; the thread that made it, and it alone, turns it: the main thread.
 ///
 /// Virtual time stands still while outside work (a request in flight, its handler included) is going on: advance()
 /// waits for it before it moves on to the next timer. So a run gives the same times however slow the network is.
@@ -21,6 +22,10 @@ class MainQueue {
   using Work = std::function<void()>;
 
   explicit MainQueue(Clock& clock) : clock_(clock) {}
+
+  [[nodiscard]] bool isMainThread() const { return std::this_thread::get_id() == mainThread_; }
+  /// For what touches state that nothing locks. Throws ProgrammingError on any other thread.
+  void requireMainThread(const char* call) const;
 
   void async(Work work) { after(std::chrono::nanoseconds::zero(), std::move(work)); }
   void after(std::chrono::nanoseconds delay, Work work);
@@ -52,6 +57,7 @@ class MainQueue {
   bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
 
   Clock& clock_;
+  const std::thread::id mainThread_ = std::this_thread::get_id();
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Item> items_;  // a heap, the next one in front

@@ -7,7 +7,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/event.h"
@@ -54,7 +53,6 @@ class Process {
   void setNetworkPolicy(NetworkPolicy policy);  ///< for the requests that start from now on
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
   [[nodiscard]] const std::vector<std::string>& urlSchemes() const { return environment_.urlSchemes; }
-  [[nodiscard]] bool isMainThread() const { return std::this_thread::get_id() == mainThread_; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
   /// Makes the process's URL sessions; unset, they are the network's. For whoever measures or answers requests itself.
@@ -79,7 +77,6 @@ class Process {
   Environment environment_;
   mutable std::mutex policyMutex_;
   std::shared_ptr<MainQueue> mainQueue_;
-  std::thread::id mainThread_ = std::this_thread::get_id();  // the one that launches it
   std::shared_ptr<CoreLibrary> coreLibrary_;
   SessionFactory sessionFactory_;
   std::atomic<LogLevel> logLevel_{LogLevel::none};

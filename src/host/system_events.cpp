@@ -20,8 +20,11 @@ void tell(std::string_view what, std::initializer_list<Value::Entry> details) {
   Process::current().tell("platform", what, Value::dictionary(details));
 }
 
+void requireMainThread() { Process::current().mainQueue().requireMainThread("an event of the system is delivered"); }
+
 template <class... A>
 void callApplicationDelegate(const char* callback, A... arguments) {
+  requireMainThread();
   const SEL selector = sel_registerName(callback);
   const Strong delegate = UIApplication::delegateAnswering(selector);
   if (!delegate) return tell("unheard", {{"callback", callback}});
@@ -30,6 +33,7 @@ void callApplicationDelegate(const char* callback, A... arguments) {
 
 template <class Handler>
 void callNotificationCenterDelegate(const char* callback, const Strong& event, Handler handler) {
+  requireMainThread();
   const SEL selector = sel_registerName(callback);
   const Strong delegate = notificationCenterDelegate();
   if (!platform::send<bool(SEL)>(delegate.get(), sel_registerName("respondsToSelector:"), selector)) {
@@ -45,6 +49,7 @@ struct MainDelegate {
 }  // namespace
 
 void startApplication(const Strong& delegate) {
+  requireMainThread();
   platform::Process::shared<MainDelegate>().delegate = delegate;
   const id application = UIApplication::sharedApplication();
   platform::send<void(id)>(application, sel_registerName("setDelegate:"), delegate.get());
@@ -54,6 +59,7 @@ void startApplication(const Strong& delegate) {
 }
 
 void becomeActive() {
+  requireMainThread();
   const SEL callback = sel_registerName("applicationDidBecomeActive:");
   const Strong delegate = UIApplication::delegateAnswering(callback);
   platform::send<void(id)>(delegate.get(), callback, UIApplication::sharedApplication());

@@ -7,8 +7,9 @@
 namespace host {
 
 // What the operating system tells the application of the current process: each calls a method of the application's
-// delegate or of the notification center's, as the platform does, and knows nobody else. A token, a
-// failure, a notification or a response that no delegate hears is told of as the event "unheard". Main thread.
+// delegate or of the notification center's, as the platform does, and knows nobody else. A token, a failure, a
+// notification or a response that no delegate hears is told of as the event "unheard". Main thread: on another one each
+// throws ProgrammingError.
 
 /// Starts an application as the platform's `UIApplicationMain` does: the delegate is kept for the life of the process,
 /// becomes the application's, and hears that launching has finished. Null is an application without a delegate.

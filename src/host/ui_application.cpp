@@ -58,6 +58,7 @@ id UIApplication::sharedApplication() { return platform::objectOf(shared()); }
 id UIApplication::delegate() const { return delegate_.load().autoreleased(); }
 
 void UIApplication::setDelegate(id delegate) {
+  Process::current().mainQueue().requireMainThread("-[UIApplication setDelegate:] is called");
   delegate_.store(delegate);
   std::vector<SEL> answered;
   for (const auto& [name, types] : delegateMethods) {
@@ -93,7 +94,7 @@ bool UIApplication::canOpenURL(id url) {
 // Asynchronous: what is opened is told later, on the main queue, and so is the completion.
 void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completion) {
   const bool isOpened = canOpenURL(url);
-  const bool onMainThread = Process::current().isMainThread();
+  const bool onMainThread = Process::current().mainQueue().isMainThread();
   const std::string text = url != nullptr ? NSURL::textOf(url) : "";
   Process::current().mainQueue().async([=, completion = platform::Block<void(bool)>(completion)] {
     Process::current().tell("platform", isOpened ? "opened URL" : "refused URL",

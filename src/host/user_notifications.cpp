@@ -84,7 +84,11 @@ class UNUserNotificationCenter {
 
  private:
   [[nodiscard]] id delegate() const { return delegate_.load().autoreleased(); }
-  void setDelegate(id delegate) { delegate_.store(delegate); }
+  void setDelegate(id delegate) {
+    // Stricter than the platform, which takes it on any thread: whoever observes the delegate hears of it on this one.
+    Process::current().mainQueue().requireMainThread("-[UNUserNotificationCenter setDelegate:] is called");
+    delegate_.store(delegate);
+  }
   void setBadgeCount(std::int64_t count, platform::BlockPtr<void(id)> completion) {
     UIApplication::showBadge(count);
     if (completion == nullptr) return;
