@@ -121,7 +121,7 @@ Lines sharedStored(const Value& details) {
   for (const Value& element : value.elements()) lines.push_back({{elided(textOf(element)), Ink::good}});
   return lines;
 }
-Lines sharedFailed(const Value& details) { return {{{"fails: "}, {textAt(details, "problem"), Ink::bad}}}; }
+Lines storeFailed(const Value& details) { return {{{"fails: "}, {textAt(details, "problem"), Ink::bad}}}; }
 
 Lines raised(const Value& details) {
   return {{{"raises " + textAt(details, "name"), Ink::bad}}, {{textAt(details, "reason"), Ink::bad}}};

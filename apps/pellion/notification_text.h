@@ -20,7 +20,7 @@ Lines becameActive(const platform::Value& details);
 Lines leftEntries(const platform::Value& details);
 Lines readBadge(const platform::Value& details);
 Lines sharedStored(const platform::Value& details);
-Lines sharedFailed(const platform::Value& details);
+Lines storeFailed(const platform::Value& details);
 Lines raised(const platform::Value& details);
 
 }  // namespace pellion

@@ -16,8 +16,8 @@ namespace host {
 /// Named items of bytes in one SQLite file, readable by its owner alone: a phone's keychain, an App Group's store. An
 /// item is whole or absent however its writer dies, and several processes may use the file at once. Any thread.
 ///
-/// A failure is what the platform makes of it, an absent item or a store that did not happen; the reason goes to
-/// `report`, one line with the file's name.
+/// A failure is what the platform makes of it, an absent item or a store that did not happen; what is wrong and what
+/// would help goes to `report`, one line with the file's name. A file that is no store is left as it is.
 class ItemStore {
  public:
   using Report = std::function<void(const std::string& problem)>;
@@ -32,7 +32,8 @@ class ItemStore {
 
  private:
   bool open();
-  bool fail(const char* what);
+  bool fail(const std::string& what);
+  bool refuse(const std::string& problem);
 
   std::filesystem::path path_;
   Report report_;

@@ -11,8 +11,8 @@ namespace test {
 /// A fresh directory, removed with everything in it.
 class TemporaryDirectory {
  public:
-  TemporaryDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "pellion-test-XXXXXX").string();
+  explicit TemporaryDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string name = (parent / "pellion-test-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make " + name);
     path_ = name;
   }

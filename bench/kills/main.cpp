@@ -1,0 +1,47 @@
+// Kills writers of a store at random moments while another program reads it, and prints what came of it. Ends with
+// status 1 when a value was lost, torn or could not be had.
+//
+//   pellion_kills [KILLS [DIRECTORY [SEED]]]
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+
+#include "tests/support/killed_writers.h"
+
+namespace {
+
+unsigned numberAt(int count, char** arguments, int index, unsigned otherwise) {
+  return count > index ? static_cast<unsigned>(std::strtoul(arguments[index], nullptr, 10)) : otherwise;
+}
+
+bool print(const test::KilledWriters::Counts& counts) {
+  std::printf("kills survived                       %12u\n", counts.kills);
+  std::printf("  while a value was being stored     %12u\n", counts.storing);
+  std::printf("  with a transaction half on disk    %12u\n", counts.halfDone);
+  std::printf("values stored                        %12llu\n", static_cast<unsigned long long>(counts.stored));
+  std::printf("values read meanwhile                %12llu\n", static_cast<unsigned long long>(counts.reads));
+  std::printf("  the longest read                   %12.1f ms\n",
+              static_cast<double>(counts.longestRead.count()) / 1e3);
+  std::printf("values lost                          %12u\n", counts.lost);
+  std::printf("values torn                          %12u\n", counts.torn);
+  std::printf("files left after the next store      %12u\n", counts.left);
+  std::printf("reads and stores that failed         %12zu\n", counts.problems.size());
+  for (const std::string& problem : counts.problems) std::printf("  %s\n", problem.c_str());
+  return counts.lost == 0 && counts.torn == 0 && counts.left == 0 && counts.problems.empty();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    const std::filesystem::path directory =
+        count > 2 ? std::filesystem::path(arguments[2]) : std::filesystem::temp_directory_path();
+    test::KilledWriters writers(directory, numberAt(count, arguments, 3, 1));
+    return print(writers.run(numberAt(count, arguments, 1, 1'000))) ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 2;
+  }
+}
