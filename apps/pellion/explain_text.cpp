@@ -19,8 +19,8 @@ constexpr std::size_t longestValue = 72;  // of a text from the payload, in byte
 
 constexpr const char* legend =
     "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not when a "
-    "payload carries one. Of any payload, a button that it does not describe raises, and so does a dismissal, of "
-    "which an application hears where it asks for it.";
+    "payload carries one. Whatever the payload: a tap on a button that it does not describe raises, and so does a "
+    "dismissal, which an application hears of only if it asks for that.";
 
 std::string elided(std::string_view text) {
   return text.size() <= longestValue ? std::string(text) : std::string(beginning(text, longestValue)) + "\u2026";
