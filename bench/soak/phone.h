@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "host/core_library.h"
+#include "host/phone.h"
+#include "host/system_events.h"
+#include "pellion/temporary_directory.h"
+
+namespace soak {
+
+/// What came of a notification, apart from when. Kept by events, which come on any thread.
+struct Outcome {
+  std::atomic<int> requests = 0;
+  std::atomic<int> logLines = 0;
+  std::atomic<int> answers = 0;  ///< of the application: presents, fetched, completed
+  std::atomic<int> opened = 0;   ///< URLs, refused ones too
+  std::string raised;            ///< the exception's name and reason; main thread
+
+  void heard(const host::Event& event);
+  void clear();
+  [[nodiscard]] std::string text() const;
+};
+
+/// A phone with the shop on it, whose directory goes with it.
+class SoakPhone {
+ public:
+  SoakPhone(host::Network& network, const std::string& serverURL);
+
+  host::Phone* operator->() { return &phone_; }
+  Outcome& outcome() { return outcome_; }
+  [[nodiscard]] const std::filesystem::path& storage() const { return storage_.path(); }
+
+  /// Launches the application with its delegates.
+  void launch();
+  /// Runs `work` and, unless told otherwise, all that comes of it. What it raises is noted, as an application's crash
+  /// reporter would, and the process goes on.
+  template <class Work>
+  void run(Work work, bool untilIdle = true) {
+    const host::ProcessScope scope(*phone_.process());
+    try {
+      work();
+    } catch (const platform::Exception& exception) {
+      // Without the address that ends some reasons: it is another one each time.
+      outcome_.raised = exception.name() + ": " + exception.reason().substr(0, exception.reason().find(" 0x"));
+    }
+    if (untilIdle) phone_.process()->mainQueue().runUntilIdle();
+  }
+
+ private:
+  pellion::TemporaryDirectory storage_;
+  Outcome outcome_;
+  host::Phone phone_;
+};
+
+}  // namespace soak

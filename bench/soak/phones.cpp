@@ -1,0 +1,110 @@
+// A thousand phones in one program: launched, used, ended in the midst of their requests, launched again, gone. Ten
+// live at the same time and share a network; with each ten the network and the backend go too.
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+#include "bench/soak/phone.h"
+#include "bench/soak/shop.h"
+#include "bench/soak/soak.h"
+#include "pellion/backend.h"
+#include "platform/user_notifications.h"
+
+namespace soak {
+namespace {
+
+using platform::Value;
+
+constexpr std::size_t together = 10;
+const std::vector<std::string> storedFiles{"bundle/PellionInfo.plist", "groups/group.example.shop.sqlite",
+                                           "keychain.sqlite"};
+
+std::vector<std::string> filesIn(const std::filesystem::path& directory) {
+  std::vector<std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+    if (!entry.is_directory()) files.push_back(entry.path().lexically_relative(directory).string());
+  }
+  std::ranges::sort(files);
+  return files;
+}
+
+/// A whole life, but that it ends before the answer to its last request.
+void use(SoakPhone& phone) {
+  const Value token = Value::bytes("\x0a\xff");
+  const Value payload = Value::dictionary(
+      {{"addInfo", R"({"pellionPnID":12,"clickAction":"shop://sale","conversion":{"event":"e","group":"g"}})"}});
+  phone.run([&] { host::deliverDeviceToken(&token); });
+  phone.run([&] { host::deliverInForeground(payload); });
+  phone.run([&] { host::deliverResponse(payload, platform::UNNotificationDefaultActionIdentifier); });
+  phone.run([&] { host::announceEngagement(Value::dictionary({{"action", "event"}, {"name", "g_e"}})); });
+  phone.run([] { setBadge(3); });
+  phone.run([] { answerNotificationsAs<MemberNotifications>(); });
+  phone.run([&] { host::deliverInBackground(payload); }, false);
+}
+
+class Phones {
+ public:
+  explicit Phones(std::size_t count) : batches_((count + together - 1) / together) {}
+
+  std::vector<Promise> soak() {
+    std::printf("%zu phones, %zu at a time\n", batches_ * together, together);
+    const Usage before = Usage::now();
+    std::optional<Usage> first;
+    const auto start = std::chrono::steady_clock::now();
+    for (std::size_t batch = 0; batch < batches_; ++batch) {
+      liveTogether();
+      if (!first && (batch + 1) * 10 >= batches_) first = Usage::now();
+    }
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+    const Usage last = Usage::now();
+    std::printf("  two launches each, %.0f phones a second\n",
+                static_cast<double>(batches_ * together) / taken.count());
+    std::vector<Promise> promises = promiseLevelMemory(*first, last);
+    for (Promise& promise : promiseNothingLeft(before, last)) promises.push_back(std::move(promise));
+    promises.push_back({"each sends what the first sent", std::to_string(requests_) + " requests", isRequestsEven_});
+    promises.push_back(
+        {"a phone's directory holds its stores alone", strange_.empty() ? "3 files" : strange_, strange_.empty()});
+    return promises;
+  }
+
+ private:
+  void liveTogether() {
+    pellion::Backend backend({.secret = "example-secret", .keepsRequests = false});
+    host::Network network;
+    std::vector<std::unique_ptr<SoakPhone>> phones;
+    for (std::size_t i = 0; i < together; ++i) {
+      phones.push_back(std::make_unique<SoakPhone>(network, backend.url()));
+    }
+    for (int launch = 0; launch < 2; ++launch) {
+      for (const auto& phone : phones) phone->launch();
+      for (const auto& phone : phones) use(*phone);
+      for (const auto& phone : phones) phone->operator->()->terminate();
+    }
+    for (const auto& phone : phones) {
+      const int requests = phone->outcome().requests;
+      requests_ += static_cast<std::size_t>(requests);
+      if (firstRequests_ == 0) firstRequests_ = requests;
+      isRequestsEven_ = isRequestsEven_ && requests == firstRequests_;
+      const std::vector<std::string> files = filesIn(phone->storage());
+      for (const std::string& file : files) {
+        if (std::ranges::find(storedFiles, file) == storedFiles.end()) strange_ = file;
+      }
+      if (files.size() != storedFiles.size() && strange_.empty()) strange_ = "one is missing";
+    }
+  }
+
+  std::size_t batches_;
+  std::size_t requests_ = 0;
+  int firstRequests_ = 0;
+  bool isRequestsEven_ = true;
+  std::string strange_;
+};
+
+}  // namespace
+
+std::vector<Promise> soakPhones(const Options& options) { return Phones(options.phones).soak(); }
+
+}  // namespace soak

@@ -1,0 +1,57 @@
+#include "bench/soak/usage.h"
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace soak {
+namespace {
+
+namespace fs = std::filesystem;
+
+// An idle connection more or less, and the allocator's own unevenness: far below a byte lost with each of a million.
+constexpr std::size_t residentToleranceKiB = 1024;
+constexpr std::size_t heapToleranceKiB = 256;
+
+#ifdef PELLION_SANITIZED
+constexpr bool isMemoryMeasured = false;
+#else
+constexpr bool isMemoryMeasured = true;
+#endif
+
+std::size_t countIn(const char* directory) {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+}
+
+std::string change(std::size_t from, std::size_t to) { return std::to_string(from) + " -> " + std::to_string(to); }
+
+}  // namespace
+
+Usage Usage::now() {
+  std::size_t pages = 0;
+  std::size_t residentPages = 0;
+  std::ifstream("/proc/self/statm") >> pages >> residentPages;
+  const auto heap = mallinfo2();
+  return {.residentKiB = residentPages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024,
+          .heapKiB = (heap.uordblks + heap.hblkhd) / 1024,
+          .descriptors = countIn("/proc/self/fd") - 1,  // less the one that looks
+          .threads = countIn("/proc/self/task")};
+}
+
+std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last) {
+  if (!isMemoryMeasured) return {};
+  return {{"resident memory, KiB: at most 1 MiB more than after the first tenth",
+           change(first.residentKiB, last.residentKiB), last.residentKiB <= first.residentKiB + residentToleranceKiB},
+          {"allocated memory, KiB: at most 256 KiB more than after the first tenth",
+           change(first.heapKiB, last.heapKiB), last.heapKiB <= first.heapKiB + heapToleranceKiB}};
+}
+
+std::vector<Promise> promiseNothingLeft(const Usage& before, const Usage& after) {
+  return {{"no descriptor left over", change(before.descriptors, after.descriptors),
+           after.descriptors == before.descriptors},
+          {"no thread left over", change(before.threads, after.threads), after.threads == before.threads}};
+}
+
+}  // namespace soak
