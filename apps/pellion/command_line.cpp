@@ -176,6 +176,11 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
       "Example: pellion explain examples/payloads/sale.json --scheme shop");
 }
 
+std::string firstExtra(const CLI::App& app) {
+  const std::vector<std::string> extras = app.remaining(true);
+  return extras.empty() ? std::string() : extras.front();
+}
+
 int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
   CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
@@ -202,6 +207,10 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
     throw InputError("no command is given; the commands are run, test, explain and backend");
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
+  } catch (const CLI::ExtrasError&) {
+    // The first alone, as far as its name: the others may be what was meant as a secret.
+    const std::string extra = firstExtra(app);
+    throw InputError("not expected: " + extra.substr(0, extra.find('=')) + "; pellion --help shows how it is called");
   } catch (const CLI::ParseError& error) {
     throw InputError(error.what() + std::string("; pellion --help shows how it is called"));
   }

@@ -28,7 +28,9 @@ void runUntilSignal(const std::function<void()>& start) {
 }
 
 void cleanUpOnSignal(std::function<void()> cleanUp) {
+  // Whoever writes hears of it, and says so.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   std::thread([signals = blockedSignals(), cleanUp = std::move(cleanUp)] {
     int received = 0;
     sigwait(&signals, &received);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <chrono>
-#include <fstream>
 #include <span>
 #include <string>
 
+#include "pellion/output_file.h"
 #include "pellion/scenario_suite.h"
 
 namespace pellion {
@@ -19,9 +19,8 @@ class JUnitReport {
   void write(std::span<const SuiteResult> results, std::chrono::duration<double> seconds);
 
  private:
-  std::string path_;
   std::chrono::system_clock::time_point started_ = std::chrono::system_clock::now();
-  std::ofstream file_;
+  OutputFile file_;
 };
 
 }  // namespace pellion

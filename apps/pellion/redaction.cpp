@@ -1,6 +1,7 @@
 #include "pellion/redaction.h"
 
 #include <algorithm>
+#include <set>
 
 #include "pellion/json_writer.h"
 #include "pellion/printable.h"
@@ -24,6 +25,20 @@ std::size_t lengthOfValue(std::string_view text, bool isQuoted) {
     if (isQuoted && text[end] == '\\') ++end;
   }
   return std::min(end, text.size());
+}
+
+std::string quotedInJSON(const std::string& text) {
+  const std::string quoted = compactJSON(text);
+  return quoted.substr(1, quoted.size() - 2);
+}
+
+/// As it stands in the description of what holds it.
+std::string quotedInDescription(const std::string& text) {
+  constexpr std::string_view before = "(\n    ";
+  constexpr std::string_view after = "\n)";
+  const std::string description = Value::list({text}).description();
+  const std::string element = description.substr(before.size(), description.size() - before.size() - after.size());
+  return element.starts_with('"') ? element.substr(1, element.size() - 2) : element;
 }
 
 }  // namespace
@@ -64,9 +79,12 @@ Redaction::Redaction(const std::vector<std::string>& secrets) {
   constexpr std::size_t shortest = 6;
   for (const std::string& secret : secrets) {
     if (secret.size() < shortest) continue;
-    const std::string quoted = compactJSON(secret);
-    secrets_.push_back({secret, maskedSecret(secret)});
-    secrets_.push_back({quoted.substr(1, quoted.size() - 2), maskedSecret(secret)});
+    // A log line may describe JSON text.
+    std::set<std::string> forms{secret};
+    for (int level = 0; level < 2; ++level) {
+      for (const std::string& form : std::set(forms)) forms.insert({quotedInJSON(form), quotedInDescription(form)});
+    }
+    for (const std::string& form : forms) secrets_.push_back({form, maskedSecret(secret)});
   }
   std::ranges::stable_sort(secrets_, std::ranges::greater(), [](const Secret& secret) { return secret.text.size(); });
 }

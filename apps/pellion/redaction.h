@@ -32,7 +32,7 @@ class Redaction {
     std::string text;
     std::string mask;
   };
-  std::vector<Secret> secrets_;  ///< as they are and as JSON escapes them, longer ones first
+  std::vector<Secret> secrets_;  ///< as they are and as JSON and descriptions escape them, longer ones first
 };
 
 }  // namespace pellion

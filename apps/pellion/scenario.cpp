@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 #include "pellion/configuration_check.h"
 #include "pellion/input_file.h"
@@ -92,10 +93,17 @@ std::vector<std::string> lowerCase(const JSONNode& texts) {
   return all;
 }
 
-}  // namespace
+/// Wherever they stand, so that no error shows one that stands in the wrong place.
+void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
+  for (const JSONMember& member : node.members) {
+    const bool isSecret = member.name == "BEARER_TOKEN" || member.name == "JWT_SECRET";
+    if (isSecret) secrets.emplace_back(member.value.value.text());
+    collectSecrets(member.value, secrets);
+  }
+  for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
+}
 
-Scenario readScenario(std::string_view file, std::string_view text) {
-  JSONNode document = readJSON(file, text);
+Scenario checkedScenario(std::string_view file, JSONNode document, Redaction redaction) {
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
                     .name = std::string(document.find("name")->value.text()),
@@ -104,7 +112,8 @@ Scenario readScenario(std::string_view file, std::string_view text) {
                     .urlSchemes = {},
                     .notifications = platform::Value::dictionary({}),
                     .application = readApplication(file, document.find("delegates"), document.find("application")),
-                    .steps = {}};
+                    .steps = {},
+                    .redaction = std::move(redaction)};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* schemes = document.find("urlSchemes")) scenario.urlSchemes = lowerCase(*schemes);
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
@@ -115,6 +124,20 @@ Scenario readScenario(std::string_view file, std::string_view text) {
   }
   checkConfigurationSize(scenario);
   return scenario;
+}
+
+}  // namespace
+
+Scenario readScenario(std::string_view file, std::string_view text) {
+  JSONNode document = readJSON(file, text);
+  std::vector<std::string> secrets;
+  collectSecrets(document, secrets);
+  const Redaction redaction(secrets);
+  try {
+    return checkedScenario(file, std::move(document), redaction);
+  } catch (const InputError& error) {
+    throw InputError(redaction.text(error.what()));
+  }
 }
 
 Scenario readScenario(const std::string& path) {

@@ -7,6 +7,7 @@
 
 #include "pellion/application_description.h"
 #include "pellion/json_reader.h"
+#include "pellion/redaction.h"
 #include "pellion/shape.h"
 
 namespace pellion {
@@ -44,6 +45,7 @@ struct Scenario {
   platform::Value notifications;        ///< by name, as notificationShape says
   ApplicationDescription application;
   std::vector<Step> steps;
+  Redaction redaction;  ///< of the secrets that stand anywhere in it
 };
 
 /// Every kind of step.

@@ -4,7 +4,6 @@
 
 #include "host/programming_error.h"
 #include "host/property_list.h"
-#include "pellion/configuration_check.h"
 #include "pellion/scenario_expectation.h"
 #include "pellion/stack_limit.h"
 #include "platform/exception.h"
@@ -13,24 +12,9 @@ namespace pellion {
 
 using platform::Value;
 
-namespace {
-
-std::vector<std::string> secretsOf(const Scenario& scenario) {
-  std::vector<std::string> secrets;
-  for (const JSONNode* configuration : configurationsOf(scenario)) {
-    for (const char* key : {"BEARER_TOKEN", "JWT_SECRET"}) {
-      if (const JSONNode* secret = configuration->find(key)) secrets.emplace_back(secret->value.text());
-    }
-  }
-  return secrets;
-}
-
-}  // namespace
-
 ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
     : scenario_(scenario),
       options_(std::move(options)),
-      redaction_(secretsOf(scenario)),
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
@@ -110,7 +94,7 @@ void ScenarioRun::record(host::Event event) {
   }
   untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
   if (!options_.sink) return;
-  event.details = redaction_.value(event.details);
+  event.details = scenario_.redaction.value(event.details);
   options_.sink(event);
 }
 

@@ -14,7 +14,6 @@
 #include "host/event.h"
 #include "host/phone.h"
 #include "pellion/backend.h"
-#include "pellion/redaction.h"
 #include "pellion/scenario.h"
 #include "pellion/temporary_directory.h"
 
@@ -78,7 +77,6 @@ class ScenarioRun {
 
   const Scenario& scenario_;
   const Options options_;
-  const Redaction redaction_;
   std::mutex mutex_;
   std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
   const std::thread::id mainThread_ = std::this_thread::get_id();

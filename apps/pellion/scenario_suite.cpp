@@ -103,7 +103,7 @@ void runScenario(const SuiteFile& file, host::Network& network, bool inColour, S
   Record record;
   try {
     const Scenario scenario = readScenario(file.path);
-    result.name = scenario.name;
+    result.name = scenario.redaction.text(scenario.name);
     ScenarioRun run(scenario, network, {.sink = std::ref(record)});
     if (run.run()) return;
     result.outcome = Outcome::failed;

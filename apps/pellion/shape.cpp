@@ -9,7 +9,7 @@
 #include "host/ascii.h"
 #include "pellion/configuration_check.h"
 #include "pellion/json_writer.h"
-#include "pellion/printable.h"
+#include "pellion/redaction.h"
 
 namespace pellion {
 namespace {
@@ -51,11 +51,15 @@ std::string names(std::span<const Field> fields) {
   return list;
 }
 
-/// A short form of a value for an error line.
-std::string shown(const Value& value) {
+/// A value for an error line, or what it is: half a secret could not be recognised as one any more. A configuration
+/// holds secrets, whatever its form.
+std::string shown(const Value& value, const Shape& shape) {
   constexpr std::size_t longest = 40;
+  if (shape.check == checkConfiguration) return "what stands here";
   std::string text = compactJSON(value);
-  return text.size() <= longest ? text : std::string(beginning(text, longest)) + "\u2026";
+  if (text.size() <= longest) return maskedBearer(text);
+  if (isText(value)) return "this text of " + std::to_string(value.text().size()) + " bytes";
+  return isList(value) ? "this list" : "this object";
 }
 
 void checkFields(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
@@ -109,8 +113,9 @@ const Shape headersToSend{
 
 void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
   if (!shape.isKind(node.value)) {
-    throw errorAt(file, node.position,
-                  std::string(what) + " cannot be " + shown(node.value) + "; expected " + std::string(shape.expected));
+    throw errorAt(
+        file, node.position,
+        std::string(what) + " cannot be " + shown(node.value, shape) + "; expected " + std::string(shape.expected));
   }
   if (!shape.fields.empty()) checkFields(file, node, shape, what);
   if (shape.check != nullptr) shape.check(file, node);

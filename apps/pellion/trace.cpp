@@ -1,25 +1,18 @@
 #include "pellion/trace.h"
 
-#include <cerrno>
-#include <cstring>
+#include <chrono>
 
-#include "pellion/input_error.h"
 #include "pellion/json_writer.h"
 
 namespace pellion {
 
 using platform::Value;
 
-Trace::Trace(const std::string& path) : path_(path), file_(path, std::ios::binary | std::ios::trunc) {
-  if (!file_) throw InputError(path + ": " + std::strerror(errno) + "; give --trace a file that can be written");
-}
+Trace::Trace(const std::string& path) : file_(path, "--trace", OutputFile::forItsOwner) {}
 
-void Trace::operator()(const host::Event& event) { file_ << traceLine(event) << '\n'; }
+void Trace::operator()(const host::Event& event) { file_.stream() << traceLine(event) << '\n'; }
 
-void Trace::close() {
-  file_.close();
-  if (!file_) throw InputError(path_ + ": not all of the trace could be written; is the disk full?");
-}
+void Trace::close() { file_.close("trace"); }
 
 std::string traceLine(const host::Event& event) {
   const double seconds = std::chrono::duration<double>(event.time).count();

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <fstream>
 #include <string>
 
 #include "host/event.h"
+#include "pellion/output_file.h"
 
 namespace pellion {
 
@@ -17,8 +17,7 @@ class Trace {
   void close();
 
  private:
-  std::string path_;
-  std::ofstream file_;
+  OutputFile file_;
 };
 
 std::string traceLine(const host::Event& event);

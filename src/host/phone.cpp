@@ -1,6 +1,10 @@
 #include "host/phone.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "host/objc_runtime.h"
@@ -23,6 +27,17 @@ void hide(const std::string& name) {
   }
 }
 
+/// With those on the way to it. What is made here is its owner's alone, whatever the umask.
+void makeOwnerOnlyDirectory(const std::filesystem::path& path) {
+  if (path.empty() || std::filesystem::is_directory(path)) return;
+  makeOwnerOnlyDirectory(path.parent_path());
+  if (::mkdir(path.c_str(), S_IRWXU) == 0) return;
+  const std::error_code problem(errno, std::generic_category());
+  if (!std::filesystem::is_directory(path)) {
+    throw std::filesystem::filesystem_error("a phone cannot keep its storage here", path, problem);
+  }
+}
+
 }  // namespace
 
 Phone::Phone(Network& network, Options options)
@@ -32,8 +47,8 @@ Phone::Phone(Network& network, Options options)
       keychain_(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
         tell("keychain", "failed", Value::dictionary({{"problem", problem}}));
       }) {
-  std::filesystem::create_directories(configurationPath().parent_path());
-  std::filesystem::create_directories(appGroups());
+  makeOwnerOnlyDirectory(configurationPath().parent_path());
+  makeOwnerOnlyDirectory(appGroups());
 }
 
 Phone::~Phone() = default;

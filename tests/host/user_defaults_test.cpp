@@ -3,12 +3,14 @@
 #include "platform/user_defaults.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 
+#include "platform/core_library.h"
 #include "tests/support/raised.h"
 #include "tests/support/test_phone.h"
 
@@ -22,10 +24,10 @@ const Value configuration = test::configuration("http://127.0.0.1:1");
 
 class SharedStore : public Test {
  protected:
-  void set(const Value& value, const char* suite = "group") {
+  void set(const Value& value, const std::string& suite = "group") {
     phone_.run([&] { UserDefaults::initWithSuiteName(suite)->setObject(value, "key"); });
   }
-  std::optional<Value> get(const char* suite = "group") {
+  std::optional<Value> get(const std::string& suite = "group") {
     std::optional<Value> value;
     phone_.run([&] { value = UserDefaults::initWithSuiteName(suite)->objectForKey("key"); });
     return value;
@@ -77,12 +79,33 @@ TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {
 }
 
 TEST_F(SharedStore, keepsSuitesApartAndInsideTheirDirectory) {
-  for (const char* suite : {"group", "../escape", "/etc/x", ".hidden", "a/b"}) {
-    set(suite, suite);
-    EXPECT_EQ(get(suite), Value(suite));
+  const std::string names[] = {"group", "../escape", "..", "/etc/x", ".hidden", "a/b", "a%2Fb", std::string("a\0b", 3)};
+  for (const std::string& suite : names) {
+    set(Value::bytes(suite), suite);
+    EXPECT_EQ(get(suite), Value::bytes(suite));
   }
   const auto files = std::filesystem::directory_iterator(phone_->appGroups());
-  EXPECT_EQ(std::distance(begin(files), end(files)), 5);
+  EXPECT_EQ(std::distance(begin(files), end(files)), std::ssize(names));
+  EXPECT_THAT(problems(), IsEmpty());
+  set("x", std::string(300, 'n'));
+  EXPECT_THAT(problems(), ElementsAre(HasSubstr("File name too long")));
+}
+
+TEST(PhoneStorage, IsItsOwnersAloneWhateverTheUmask) {
+  const mode_t umaskBefore = umask(0);
+  const test::TemporaryDirectory directory;
+  test::TestPhone phone(configuration, directory.path() / "new" / "phone");
+  phone.run([] {
+    UserDefaults::initWithSuiteName("group")->setObject(1, "key");
+    platform::QVKeyChainWrapper::setData(Value::bytes("x"), "key");
+  });
+  umask(umaskBefore);
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory.path())) {
+    EXPECT_EQ(entry.status().permissions(), std::filesystem::perms(entry.is_directory() ? 0700 : 0600)) << entry.path();
+    files += entry.is_regular_file();
+  }
+  EXPECT_EQ(files, 3U);
 }
 
 TEST_F(SharedStore, showsWhatAnotherProcessStoredAndKeepsItWhenThatOneIsKilled) {

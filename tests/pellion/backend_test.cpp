@@ -83,6 +83,23 @@ TEST(Backend, RefusesABodyAboveItsLimitAndKeepsNothingOfIt) {
   EXPECT_EQ(sizeKept(Backend::largestBody + 1), 0U);
 }
 
+TEST(Backend, EndsABodyThatDoesNotEnd) {
+  Backend backend({});
+  const std::string part(Backend::largestBody, 'x');
+  std::string endless = "POST / HTTP/1.1\r\nHost: h\r\nTransfer-Encoding: chunked\r\n\r\n";
+  for (int i = 0; i < 20; ++i) endless.append("100000\r\n").append(part).append("\r\n");
+  EXPECT_EQ(exchange(backend.port(), endless), "");
+  EXPECT_THAT(backend.takeRequests(), IsEmpty());
+  EXPECT_THAT(exchange(backend.port(), post("/")), StartsWith("HTTP/1.1 200 "));
+}
+
+TEST(Backend, ListensAtOneAddressOfLoopback) {
+  const Backend backend({});
+  constexpr in_addr_t another = INADDR_LOOPBACK + 1;  // where whoever listens everywhere would answer
+  EXPECT_EQ(exchange(backend.port(), post("/"), true, another), "");
+  EXPECT_NE(exchange(backend.port(), post("/")), "");
+}
+
 TEST(Backend, SurvivesRequestsThatBreakOff) {
   Backend backend({});
   for (const char* part : {"", "PO", "POST /x HTTP/1.1\r\nHo",

@@ -11,12 +11,13 @@
 namespace test {
 
 /// Sends exactly these bytes to a port of loopback and gives all that comes back until the other side closes.
-inline std::string exchange(std::uint16_t port, std::string_view bytes, bool waitsForAnswer = true) {
+inline std::string exchange(std::uint16_t port, std::string_view bytes, bool waitsForAnswer = true,
+                            in_addr_t host = INADDR_LOOPBACK) {
   const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_addr.s_addr = htonl(host);
   std::string answer;
   if (connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
     while (!bytes.empty()) {

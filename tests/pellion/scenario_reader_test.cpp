@@ -93,9 +93,7 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
       {R"("launch", {"deliver": 7})",
        ":2:23: \"deliver\" cannot be 7; expected the name of a notification, or an object with what it carries"},
       {R"("launch", {"deliver": {"payload": {"addInfo": "{}"}, "addInfo": {}}})",
-       ":2:23: a notification cannot be {\"payload\":{\"addInfo\":\"{}\"},\"addInfo\":{}…; expected an object with "
-       "what "
-       "a "
+       ":2:23: a notification cannot be this object; expected an object with what a "
        "notification carries: \"payload\", and \"addInfo\" unless the payload has one"},
       {R"({"goal": "a"})", ":2:1: \"goal\" needs a running application; put a \"launch\" before it"},
       {R"("launch", {"badge": {"count": 1, "through": "phone"}})",
@@ -109,8 +107,7 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
       {R"({"expect": {"fetched": ["old"]}})",
        ":2:25: an element of \"fetched\" cannot be \"old\"; expected \"newData\", \"noData\", \"failed\" or an integer "
        "from 0 to 2147483647"},
-      {R"({"say": [1, "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxéé"]})",
-       ":2:9: \"say\" cannot be [1,\"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxé…; expected a text"},
+      {R"({"say": [1, "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxéé"]})", ":2:9: \"say\" cannot be this list; expected a text"},
   };
   for (const auto& [steps, error] : cases) {
     EXPECT_EQ(errorOf(std::string(head) + "\n" + steps + "]}"), std::string("s.json") + error);

@@ -1,0 +1,142 @@
+// What the command shows, writes and leaves behind, and what it must not.
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "pellion/command_line.h"
+#include "pellion/json_writer.h"
+#include "pellion/temporary_directory.h"
+
+namespace pellion {
+namespace {
+
+using namespace testing;
+
+class Privacy : public Test {
+ protected:
+  /// All that the command shows and writes.
+  std::string run(const std::vector<std::string>& arguments, int status) {
+    std::ostringstream out;
+    std::ostringstream err;
+    EXPECT_EQ(runCommandLine(arguments, {.out = out, .err = err}), status) << out.str() << err.str();
+    return out.str() + err.str() + fileText(trace_) + fileText(report_);
+  }
+  static std::string fileText(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  }
+  std::string write(const std::string& text) {
+    std::ofstream(scenario_) << text;
+    return scenario_;
+  }
+
+  TemporaryDirectory directory_;
+  const std::string scenario_ = directory_.path() / "s.json";
+  const std::string trace_ = directory_.path() / "trace";
+  const std::string report_ = directory_.path() / "report";
+};
+
+/// Shown are a secret's first four characters at most.
+const auto isWithoutSecrets = AllOf(Not(HasSubstr("-alpha")), Not(HasSubstr("-omega")));
+const std::string bearer = R"(bear-alpha\"\\ü <&>/+%41)";  // as it stands in JSON
+const std::string secret = R"(sign-omega\"\\ü <&>/+%41)";
+
+std::string configuration() {
+  return R"("configuration": {"APP_VERSION_ID": "v", "DEVICE_ID": "d", "LOG_LEVEL": "verbose", "APP_GROUP": "g",
+    "BEARER_TOKEN": ")" +
+         bearer + R"(", "JWT_SECRET": ")" + secret + R"(", "APP_META": {"a": ")" + bearer + secret + "\"}}";
+}
+
+TEST_F(Privacy, NoOutputShowsASecretWhereverItStands) {
+  const std::string both = "\"" + bearer + " " + secret + "\"";
+  const std::string text = R"({"name": )" + both + R"(, "description": )" + both + "," + configuration() + R"(,
+    "steps": ["launch", {"say": )" +
+                           both + R"(}, {"token": "00"}, {"failToRegister": )" + both + R"(},
+      {"backend": {"status": 500, "body": )" +
+                           both + R"(, "headers": {"X-Echo": "abc"}}},
+      {"configure": {"BEARER_TOKEN": "next-alpha-token"}}, {"token": "01"}, {"goal": )" +
+                           both + R"(},
+      {"deliver": {"addInfo": {"pellionPnID": 7, "clickAction": )" +
+                           both + R"(}, "payload": {"a": )" + both + R"(}}},
+      {"respond": {"to": {"payload": {"addInfo": )" +
+                           both + R"(}}, "with": )" + both + R"(}},
+      {"extension": {"leaves": [)" +
+                           both + R"(]}},
+      {"expect": {"requests": [{"headers": {"Authorization": "Bearer )" +
+                           bearer + R"("}, "body": )" + both + R"(}],
+                  "log": [)" +
+                           both + R"(], "opened": [)" + both + R"(], "pending": []}}]})";
+  const std::string file = write(text);
+  const std::string played = run({"run", file, "--log", "--trace", trace_}, 1);
+  EXPECT_THAT(played, AllOf(isWithoutSecrets, HasSubstr("Http headers"), HasSubstr("next… (16 characters)"),
+                            HasSubstr("bear… (2"), HasSubstr("sign… (2")));
+  EXPECT_THAT(run({"test", file, "--junit", report_}, 1), AllOf(isWithoutSecrets, HasSubstr("<failure")));
+}
+
+TEST_F(Privacy, NoErrorShowsASecretThatStandsInTheWrongPlace) {
+  const std::string long_ = "\"" + bearer + std::string(60, 'x') + "\"";
+  const auto with = [](const std::string& steps) {
+    return R"({"name": "N", )" + configuration() + R"(, "steps": [)" + steps + "]}";
+  };
+  const std::string broken[] = {
+      R"({"name": "N", "configuration": ["BEARER_TOKEN", "x-alpha"], "steps": []})",
+      R"({"name": "N", "configuration": {"BEARER_TOKEN": ["x-alpha"], "JWT_SECRET": "s"}, "steps": []})",
+      R"({"name": "N", "configuration": {"JWT_SECRET": "x-alpha\n"}, "steps": []})",
+      R"({"name": "N", "configuration": {"JWT_SECRETS": "x-alpha"}, "steps": []})",
+      R"({"name": "N", "configuration": {"JWT_SECRET": "x-alpha)",
+      with("\"" + bearer + "\""),
+      with(R"({"say": [")" + secret + "\"]}"),
+      with("{\"token\": " + long_ + "}, {\"say\": {\"JWT_SECRET\":" + long_ + "}}"),
+      with(R"({"configure": "x-alpha"})"),
+      with(R"({"backend": {")" + bearer + "\": 7}}"),
+      with(R"({"expect": {"requests": [{"headers": "Authorization: Bearer x-alpha"}]}})"),
+  };
+  for (const std::string& text : broken) {
+    const std::string file = write(text);
+    EXPECT_THAT(run({"run", file}, 2), AllOf(isWithoutSecrets, HasSubstr("s.json:")));
+    EXPECT_THAT(run({"test", file, "--junit", report_}, 2), AllOf(isWithoutSecrets, HasSubstr("<error")));
+  }
+  EXPECT_THAT(run({"backend", "--secert", "x-alpha"}, 2),
+              AllOf(isWithoutSecrets, HasSubstr("not expected: --secert;")));
+  EXPECT_THAT(run({"backend", "--secert=x-alpha"}, 2), isWithoutSecrets);
+}
+
+TEST_F(Privacy, WhatItWritesIsItsOwnersWhateverTheUmask) {
+  const auto rights = [](const std::string& path) { return std::filesystem::status(path).permissions(); };
+  const mode_t umaskBefore = umask(0);
+  const std::string file = write(R"({"name": "N", )" + configuration() + R"(, "steps": ["launch"]})");
+  run({"run", file, "--trace", trace_}, 0);
+  run({"test", file, "--junit", report_}, 0);
+  umask(umaskBefore);
+  EXPECT_EQ(rights(trace_), std::filesystem::perms(0600));
+  EXPECT_EQ(rights(report_), std::filesystem::perms(0644));
+  EXPECT_EQ(rights(directory_.path()), std::filesystem::perms(0700));
+}
+
+TEST_F(Privacy, NothingIsStoredOutsideTheStorage) {
+  const std::filesystem::path temporary = directory_.path() / "a" / "b";
+  std::filesystem::create_directories(temporary);
+  setenv("TMPDIR", temporary.c_str(), 1);
+  const std::string groups[] = {"../../../escape", "..", directory_.path().string() + "/escape", "a/../../../escape"};
+  for (const std::string& group : groups) {
+    const std::string file =
+        write(R"({"name": "N", "configuration": {"JWT_SECRET": "s", "APP_GROUP": )" + compactJSON(group) + R"(},
+      "steps": [{"extension": {"leaves": [1]}}, "launch", {"badge": {"count": 3}}, {"expect": {"badge": 3}}]})");
+    run({"run", file}, 0);
+  }
+  unsetenv("TMPDIR");
+  std::vector<std::string> left;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
+    left.push_back(entry.path().filename());
+  }
+  EXPECT_THAT(left, UnorderedElementsAre("s.json", "a", "b"));
+}
+
+}  // namespace
+}  // namespace pellion
