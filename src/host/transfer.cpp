@@ -78,12 +78,22 @@ void Transfer::secureConnection(X509_STORE* trust) {
   // libcurl would read its bundle anew for each connection; the store below has been read once.
   set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
   set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
-  constexpr auto useStore = [](CURL*, void* context, void* store) {
-    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(context), static_cast<X509_STORE*>(store));
+  trust_ = trust;
+  constexpr auto prepare = [](CURL*, void* context, void* self) {
+    auto* const tls = static_cast<SSL_CTX*>(context);
+    SSL_CTX_set1_cert_store(tls, static_cast<Transfer*>(self)->trust_);
+    SSL_CTX_set_cert_verify_callback(tls, &Transfer::verify, self);
     return CURLE_OK;
   };
-  set(CURLOPT_SSL_CTX_FUNCTION, +useStore);
-  set(CURLOPT_SSL_CTX_DATA, trust);
+  set(CURLOPT_SSL_CTX_FUNCTION, +prepare);
+  set(CURLOPT_SSL_CTX_DATA, this);
+}
+
+/// As without this callback; libcurl's own record of the verdict does not tell a bad certificate from none.
+int Transfer::verify(X509_STORE_CTX* certificates, void* self) {
+  const bool isGood = X509_verify_cert(certificates) == 1;
+  static_cast<Transfer*>(self)->verifyResult_ = X509_STORE_CTX_get_error(certificates);
+  return isGood ? 1 : 0;
 }
 
 std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_t count, void* self) {
@@ -134,12 +144,6 @@ int Transfer::noteProgress(void* self, curl_off_t, curl_off_t received, curl_off
   const curl_off_t moved = received + sent + requestHead + responseHead;
   if (std::exchange(transfer.movedBytes_, moved) != moved) transfer.lastProgress_ = std::chrono::steady_clock::now();
   return 0;
-}
-
-long Transfer::verifyResult() const {
-  long result = 0;
-  curl_easy_getinfo(handle(), CURLINFO_SSL_VERIFYRESULT, &result);
-  return result;
 }
 
 std::optional<platform::HTTPURLResponse> Transfer::response() const {

@@ -36,7 +36,8 @@ class Transfer {
   // Once libcurl is done with it.
   /// Why it was cut, whatever libcurl says of that.
   [[nodiscard]] std::optional<URLErrorCode> fault() const { return fault_; }
-  [[nodiscard]] long verifyResult() const;
+  /// OpenSSL's verdict; fine as long as no certificate has come.
+  [[nodiscard]] int verifyResult() const { return verifyResult_; }
   [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is not whole
   [[nodiscard]] std::string takeBody() { return std::move(body_); }
 
@@ -48,6 +49,7 @@ class Transfer {
   void describeRequest();
   void secureConnection(X509_STORE* trust);
   [[nodiscard]] std::optional<URLErrorCode> endHead();
+  static int verify(X509_STORE_CTX* certificates, void* self);
   static std::size_t receiveHead(const char* line, std::size_t size, std::size_t count, void* self);
   static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
   static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
@@ -61,6 +63,8 @@ class Transfer {
   HTTPURL url_;
   std::unique_ptr<curl_slist, Cleanup> fields_;
   std::unique_ptr<CURL, Cleanup> handle_;
+  X509_STORE* trust_ = nullptr;
+  int verifyResult_ = X509_V_OK;
   std::string body_;
   std::size_t headSize_ = 0;
   bool hasHead_ = false;

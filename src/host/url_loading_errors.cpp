@@ -72,7 +72,7 @@ platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& 
   return {std::string(platform::urlErrorDomain), static_cast<int>(code), std::move(text), std::move(userInfo)};
 }
 
-platform::Error transferError(CURLcode result, long verifyResult, const std::optional<platform::URL>& failingURL) {
+platform::Error transferError(CURLcode result, int verifyResult, const std::optional<platform::URL>& failingURL) {
   const URLErrorCode code = codeOf(result);
   const bool isSecurity =
       code == URLErrorCode::serverCertificateUntrusted || code == URLErrorCode::secureConnectionFailed;

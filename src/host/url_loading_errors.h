@@ -34,7 +34,7 @@ platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& 
 platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& failingURL, std::string text);
 
 /// What the failed end of a transfer means to the platform. `verifyResult` is OpenSSL's verdict on the certificate,
-/// which is fine when only the host's name does not fit.
-platform::Error transferError(CURLcode result, long verifyResult, const std::optional<platform::URL>& failingURL);
+/// which is fine when only the host's name does not fit, or when none has come.
+platform::Error transferError(CURLcode result, int verifyResult, const std::optional<platform::URL>& failingURL);
 
 }  // namespace host
