@@ -1,5 +1,6 @@
 #include "host/load.h"
 
+#include <algorithm>
 #include <utility>
 #include <variant>
 
@@ -31,7 +32,19 @@ CURL* Load::begin(TrustStores& trustStores) {
   return transfer_->handle();
 }
 
-Transfer::Time Load::deadline() const { return transfer_->lastProgress() + process().networkPolicy().requestTimeout; }
+Transfer::Time Load::deadline() const {
+  if (waiting_ == Waiting::silence) return Transfer::Time::max();
+  if (waiting_ == Waiting::tooLong) return {};
+  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + process().networkPolicy().requestTimeout;
+}
+
+bool Load::endSilence(bool timesOut) {
+  silenceEnded_ = std::chrono::steady_clock::now();
+  Waiting waiting = Waiting::silence;
+  const bool ends = waiting_.compare_exchange_strong(waiting, timesOut ? Waiting::tooLong : Waiting::server);
+  if (ends) process().mainQueue().beginOutsideWork();
+  return ends;
+}
 
 bool Load::end(CURLcode result) {
   const std::unique_ptr<Transfer> transfer = std::move(transfer_);

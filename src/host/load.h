@@ -35,11 +35,16 @@ class Load {
   void cancel() { isCancelled_ = true; }
   [[nodiscard]] bool isCancelled() const { return isCancelled_; }
 
+  /// Any thread: false when there is none, or no longer. The phone's time stands still again.
+  bool endSilence(bool timesOut = false);
+
   // The network thread.
   /// Makes the next transfer; null when the load has failed instead.
   CURL* begin(TrustStores& trustStores);
   /// When the transfer times out, unless it makes progress before.
   [[nodiscard]] Transfer::Time deadline() const;
+  /// From here on the phone's time decides when the transfer times out, until the silence ends.
+  void beginSilence() { waiting_ = Waiting::silence; }
   /// Takes the transfer's end; true when another transfer follows.
   bool end(CURLcode result);
   void drop() { transfer_.reset(); }
@@ -54,6 +59,9 @@ class Load {
 
   Task task_;
   std::atomic<bool> isCancelled_ = false;
+  enum class Waiting { server, silence, tooLong };
+  std::atomic<Waiting> waiting_ = Waiting::server;
+  std::atomic<Transfer::Time> silenceEnded_ = Transfer::Time();
   std::unique_ptr<Transfer> transfer_;
   int redirects_ = 0;
   std::optional<platform::HTTPURLResponse> response_;

@@ -1,6 +1,7 @@
 #include "host/network.h"
 
 #include <curl/curl.h>
+#include <poll.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -33,6 +35,21 @@ void initializeLibcurl() {
   if (done != CURLE_OK) throw std::bad_alloc();
 }
 
+bool isAbout(const Silence& silence, CURL* handle) {
+  long clientPort = 0;
+  long serverPort = 0;
+  curl_easy_getinfo(handle, CURLINFO_LOCAL_PORT, &clientPort);
+  curl_easy_getinfo(handle, CURLINFO_PRIMARY_PORT, &serverPort);
+  return clientPort == silence.clientPort && serverPort == silence.serverPort;
+}
+
+bool hasUnread(CURL* handle) {
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &socket);
+  pollfd readable{socket, POLLIN, 0};
+  return poll(&readable, 1, 0) > 0;
+}
+
 }  // namespace
 
 // A load is in `loads_` from its start until its handler has run or has been released unrun; waiting for a process to
@@ -48,6 +65,7 @@ class Network::Implementation {
   ~Implementation();
 
   void start(const std::shared_ptr<Load>& load);
+  void announce(Silence silence);
   void endProcess(const Process& process);
   void forget(const Process& process);
 
@@ -64,6 +82,8 @@ class Network::Implementation {
   bool takeIncoming();
   void dropCancelled();
   void admitWaiting();
+  void keepSilences();
+  void keep(Silence silence, const std::shared_ptr<Load>& load);
   void waitForProgress();
   void collectEnded();
   void endOverdue();
@@ -77,11 +97,13 @@ class Network::Implementation {
   std::unordered_map<const Process*, Loads> loads_;
   std::set<const Process*> endedProcesses_;  // until they are forgotten
   std::vector<std::shared_ptr<Load>> incoming_;
+  std::vector<Silence> announced_;
   bool isEnding_ = false;
 
   TrustStores trustStores_;
   std::multimap<float, std::shared_ptr<Load>, std::greater<>> waiting_;  // by priority, then in order
   std::unordered_map<CURL*, std::shared_ptr<Load>> active_;
+  std::vector<Silence> silences_;  // whose connections may still have something to read
 
   std::unique_ptr<HandlerPool> handlers_;
   std::thread thread_;
@@ -124,6 +146,12 @@ bool Network::Implementation::add(const std::shared_ptr<Load>& load) {
   return true;
 }
 
+void Network::Implementation::announce(Silence silence) {
+  const std::lock_guard lock(mutex_);
+  announced_.push_back(std::move(silence));
+  curl_multi_wakeup(multi_.get());
+}
+
 void Network::Implementation::endProcess(const Process& process) {
   std::unique_lock lock(mutex_);
   endProcess(process, lock);
@@ -152,6 +180,7 @@ void Network::Implementation::run() {
   while (takeIncoming()) {
     dropCancelled();
     admitWaiting();
+    keepSilences();
     waitForProgress();
     int running = 0;
     curl_multi_perform(multi_.get(), &running);
@@ -164,6 +193,7 @@ bool Network::Implementation::takeIncoming() {
   const std::lock_guard lock(mutex_);
   for (std::shared_ptr<Load>& load : incoming_) waiting_.emplace(load->priority(), std::move(load));
   incoming_.clear();
+  std::ranges::move(std::exchange(announced_, {}), std::back_inserter(silences_));
   return !isEnding_;
 }
 
@@ -186,6 +216,32 @@ void Network::Implementation::admitWaiting() {
   while (!waiting_.empty() && active_.size() < maximumTransfers) {
     begin(waiting_.extract(waiting_.begin()).mapped());
   }
+}
+
+void Network::Implementation::keepSilences() {
+  std::erase_if(silences_, [this](Silence& silence) {
+    const auto found = std::ranges::find_if(active_, [&](const auto& entry) { return isAbout(silence, entry.first); });
+    if (found == active_.end()) return true;
+    if (hasUnread(found->first)) return false;
+    keep(std::move(silence), found->second);
+    return true;
+  });
+}
+
+void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>& load) {
+  const std::chrono::nanoseconds limit = load->process().networkPolicy().requestTimeout;
+  const bool timesOut = silence.duration >= limit;
+  MainQueue& mainQueue = load->process().mainQueue();
+  load->beginSilence();
+  mainQueue.after(std::min(silence.duration, limit), [this, load, timesOut, end = std::move(silence.end)] {
+    if (!load->endSilence(timesOut)) return;
+    if (timesOut) {
+      curl_multi_wakeup(multi_.get());
+    } else {
+      end();
+    }
+  });
+  mainQueue.endOutsideWork();
 }
 
 void Network::Implementation::waitForProgress() {
@@ -234,6 +290,7 @@ void Network::Implementation::end(CURL* handle, CURLcode result) {
 }
 
 void Network::Implementation::deliver(std::shared_ptr<Load> load) {
+  load->endSilence();
   const std::shared_ptr<HandlerPool::Queue> queue = load->queue();
   handlers_->async(queue, [this, load = std::move(load)] {
     load->deliver();
@@ -250,6 +307,7 @@ void Network::Implementation::deliver(std::shared_ptr<Load> load) {
 Network::Network() : implementation_(std::make_unique<Implementation>()) {}
 Network::~Network() = default;
 void Network::start(const std::shared_ptr<Load>& load) { implementation_->start(load); }
+void Network::announce(Silence silence) { implementation_->announce(std::move(silence)); }
 void Network::endProcess(Process& process) { implementation_->endProcess(process); }
 void Network::forget(Process& process) { implementation_->forget(process); }
 
