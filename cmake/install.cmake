@@ -43,7 +43,9 @@ file(GLOB platform_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS 
 set(host_headers clock configuration core_library event item_store main_queue network phone process system_events)
 list(TRANSFORM host_headers REPLACE ".+" "host/\\0.h")
 pellion_install_headers(${PROJECT_SOURCE_DIR}/src ${platform_headers} ${host_headers})
-pellion_install_headers(${PROJECT_SOURCE_DIR}/apps pellion/backend.h pellion/jwt_reader.h pellion/received_request.h)
+set(backend_headers answer backend jwt_reader received_request)
+list(TRANSFORM backend_headers REPLACE ".+" "pellion/\\0.h")
+pellion_install_headers(${PROJECT_SOURCE_DIR}/apps ${backend_headers})
 
 # How other projects find them: find_package(PellionMessaging), pkg-config.
 install(EXPORT PellionMessaging NAMESPACE PellionMessaging:: DESTINATION ${config_dir} COMPONENT development)

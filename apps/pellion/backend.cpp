@@ -3,17 +3,23 @@
 #include <arpa/inet.h>
 #include <microhttpd.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
+#include "pellion/backend_connection.h"
 #include "pellion/input_error.h"
 
 namespace pellion {
 namespace {
 
-using platform::Value;
+int socketOf(MHD_Connection* connection) {
+  return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+}
 
 constexpr unsigned secondsUntilIdleConnectionsClose = 120;
 
@@ -23,15 +29,18 @@ Answer tooLargeAnswer() {
                   R"( bytes"})"};
 }
 
-Value details(const Answer& answer, std::size_t number) {
-  if (answer.drop) return Value::dictionary({{"number", number}, {"dropped", true}});
-  std::vector<Value> headers;
-  for (const auto& [name, value] : answer.headers) headers.push_back(Value::list({name, value}));
-  return Value::dictionary({{"number", number},
-                            {"status", answer.status},
-                            {"delay", answer.delay.count()},
-                            {"headers", Value::list(headers)},
-                            {"body", answer.body}});
+/// A socket that has the port on loopback. Several can, as long as only the last of them listens.
+std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto bound = std::make_unique<Descriptor>(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int yes = 1;
+  setsockopt(bound->get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (bind(bound->get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return bound;
+  throw InputError("port " + std::to_string(port) + " cannot be had: " + std::strerror(errno) +
+                   "; give another one, or 0 for any that is free");
 }
 
 }  // namespace
@@ -59,7 +68,10 @@ struct Backend::Callbacks {
       MHD_get_connection_values_n(connection, MHD_HEADER_KIND, &addHeader, &incoming);
       return MHD_YES;
     }
-    if (*size == 0) return backend.complete(connection, incoming) ? MHD_YES : MHD_NO;
+    if (*size == 0) {
+      backend.complete(connection, incoming);
+      return MHD_NO;  // closes the connection
+    }
     const bool goOn = receive(incoming, {bodyPart, *size});
     *size = 0;
     return goOn ? MHD_YES : MHD_NO;
@@ -70,6 +82,11 @@ struct Backend::Callbacks {
         std::string(name, nameSize), value == nullptr ? std::string() : std::string(value, valueSize));
     return MHD_YES;
   }
+  static void notify(void* self, MHD_Connection* connection, void** /*state*/, MHD_ConnectionNotificationCode code) {
+    const bool isNew = code == MHD_CONNECTION_NOTIFY_STARTED;
+    const bool isClosed = static_cast<Backend*>(self)->connections_ == Connections::closed;
+    if (isNew && isClosed) shutdown(socketOf(connection), SHUT_RDWR);
+  }
   static void end(void* /*self*/, MHD_Connection* /*connection*/, void** state, MHD_RequestTerminationCode /*code*/) {
     delete static_cast<Incoming*>(std::exchange(*state, nullptr));
   }
@@ -77,35 +94,48 @@ struct Backend::Callbacks {
 
 Backend::Backend(Options options)
     : tell_(std::move(options.tell)),
+      network_(options.network),
       keepsRequests_(options.keepsRequests),
+      ending_(std::make_unique<Signal>()),
       secret_(std::move(options.secret)),
+      reservation_(boundSocket(options.port)),
+      port_(localPort(reservation_->get())),
       daemon_(nullptr, &MHD_stop_daemon) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(options.port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  errno = 0;
-  daemon_.reset(MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL, 0,
-                                 nullptr, nullptr, &Callbacks::handle, this,                         //
-                                 MHD_OPTION_SOCK_ADDR, reinterpret_cast<const sockaddr*>(&address),  //
-                                 MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::begin, this,               //
-                                 MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::end, this,                 //
-                                 MHD_OPTION_CONNECTION_TIMEOUT, secondsUntilIdleConnectionsClose,    //
-                                 MHD_OPTION_END));
-  if (daemon_ == nullptr) {
-    throw InputError("port " + std::to_string(options.port) + " cannot be had: " + std::strerror(errno) +
-                     "; give another one, or 0 for any that is free");
-  }
-  port_ = MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_BIND_PORT)->port;
+  listen();
 }
 
-Backend::~Backend() {
-  {
-    const std::lock_guard lock(mutex_);
-    isStopping_ = true;
-  }
-  stopping_.notify_all();
+Backend::~Backend() { stopListening(); }
+
+void Backend::listen() {
+  std::unique_ptr<Descriptor> listener = boundSocket(port_);
+  ::listen(listener->get(), SOMAXCONN);
+  daemon_.reset(MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL, 0,
+                                 nullptr, nullptr, &Callbacks::handle, this,                       //
+                                 MHD_OPTION_LISTEN_SOCKET, listener->get(),                        //
+                                 MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::begin, this,             //
+                                 MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::notify, this,           //
+                                 MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::end, this,               //
+                                 MHD_OPTION_CONNECTION_TIMEOUT, secondsUntilIdleConnectionsClose,  //
+                                 MHD_OPTION_END));
+  if (daemon_ == nullptr)
+    throw std::system_error(errno, std::generic_category(), "the local backend cannot be started");
+  listener->release();  // the daemon's
+}
+
+void Backend::stopListening() {
+  ending_->set();
   daemon_.reset();
+  ending_->clear();
+}
+
+void Backend::setConnections(Connections connections) {
+  const std::lock_guard lock(listeningMutex_);
+  connections_ = connections;
+  if (connections == Connections::refused) {
+    stopListening();
+  } else if (daemon_ == nullptr) {
+    listen();
+  }
 }
 
 void Backend::setSecret(std::optional<std::string> secret) {
@@ -137,15 +167,12 @@ bool Backend::receive(Incoming& incoming, std::string_view bodyPart) {
   return incoming.size <= largestDiscarded;
 }
 
-/// Answers a request whose body is complete; false closes the connection.
-bool Backend::complete(MHD_Connection* connection, Incoming& incoming) {
+void Backend::complete(MHD_Connection* connection, Incoming& incoming) {
   const Answer answer = record(incoming);
-  if (answer.delay.count() > 0) {
-    std::unique_lock lock(mutex_);
-    stopping_.wait_for(lock, std::min(answer.delay, Answer::longestDelay), [this] { return isStopping_; });
-  }
+  const BackendConnection end(socketOf(connection), *ending_, network_);
+  if (answer.delay.count() > 0 && !end.waitFor(std::min(answer.delay, Answer::longestDelay))) return;
   tell_("answer", details(answer, incoming.request.number));
-  return !answer.drop && send(connection, answer);
+  end.give(answer, incoming.request.method);
 }
 
 Answer Backend::record(Incoming& incoming) {
@@ -176,18 +203,6 @@ Answer Backend::record(Incoming& incoming) {
   lock.unlock();
   tell_("request", request.details());
   return answer;
-}
-
-bool Backend::send(MHD_Connection* connection, const Answer& answer) {
-  const std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)> response(
-      MHD_create_response_from_buffer(answer.body.size(), const_cast<char*>(answer.body.data()), MHD_RESPMEM_MUST_COPY),
-      &MHD_destroy_response);
-  MHD_add_response_header(response.get(), MHD_HTTP_HEADER_CONTENT_TYPE, "application/json");
-  for (const auto& [name, value] : answer.headers) {
-    MHD_del_response_header(response.get(), name.c_str(), MHD_get_response_header(response.get(), name.c_str()));
-    MHD_add_response_header(response.get(), name.c_str(), value.c_str());
-  }
-  return MHD_queue_response(connection, static_cast<unsigned>(answer.status), response.get()) == MHD_YES;
 }
 
 }  // namespace pellion

@@ -96,20 +96,64 @@ Lines request(const Value& details) {
   return lines;
 }
 
+/// "1 d 2 h 0.5 s"
+std::string durationText(const Value& seconds) {
+  constexpr std::pair<std::int64_t, const char*> units[] = {{86400, " d "}, {3600, " h "}, {60, " min "}};
+  double rest = seconds.floating() + static_cast<double>(seconds.integer());
+  std::string text;
+  for (const auto& [length, name] : units) {
+    const auto count = static_cast<std::int64_t>(rest) / length;
+    if (count > 0) text += std::to_string(count) + name;
+    rest -= static_cast<double>(count * length);
+  }
+  if (rest == 0 && !text.empty()) return text.substr(0, text.size() - 1);
+  std::array<char, 32> digits{};
+  std::snprintf(digits.data(), digits.size(), "%.9g s", rest);
+  return text + digits.data();
+}
+
+/// "sends half the body, then resets the connection"; empty for an answer as it should be.
+std::string misbehaviour(const Value& details) {
+  std::string text;
+  const auto add = [&](const std::string& part) { text.append(text.empty() ? "" : ", ").append(part); };
+  if (const Value* pace = details.find("pace")) add("takes " + durationText(*pace) + " for each byte");
+  if (const Value* endless = details.find("endless")) {
+    add(std::string("sends ") + (*endless == Value("body") ? "a body" : "headers") + " without end");
+  }
+  if (const Value* part = details.find("sends")) add("sends " + textOf(*part));
+  if (const Value* then = details.find("then")) {
+    add("then " + textOf(*then) + (*then == Value("waits") ? "" : " the connection"));
+  }
+  return text;
+}
+
 Lines answer(const Value& details) {
-  if (at(details, "dropped") == Value(true)) return {{{"drops the connection without an answer", Ink::bad}}};
-  const bool isGood = at(details, "status").integer() < 300;
   const std::int64_t delay = at(details, "delay").integer();
-  Lines lines{{{"answers "},
-               {textAt(details, "status"), isGood ? Ink::good : Ink::bad},
-               {delay > 0 ? " after " + std::to_string(delay) + " ms" : ""},
-               {"  " + textAt(details, "body")}}};
-  const Pairs headers = pairsOf(at(details, "headers"));
-  appendPairs(lines, "headers", headers, widthOfNames(headers));
+  const std::string when = delay > 0 ? " after " + std::to_string(delay) + " ms" : "";
+  const std::string but = misbehaviour(details);
+  Lines lines;
+  if (const Value* raw = details.find("raw")) {
+    lines = {{{"answers raw bytes" + when}}};
+    appendText(lines, textOf(*raw));
+  } else if (details.find("status") == nullptr) {
+    return {{{but + when, Ink::bad}}};
+  } else {
+    const bool isGood = at(details, "status").integer() < 300;
+    lines = {{{"answers "},
+              {textAt(details, "status"), isGood ? Ink::good : Ink::bad},
+              {when},
+              {"  " + textAt(details, "body")}}};
+    const Pairs headers = pairsOf(at(details, "headers"));
+    appendPairs(lines, "headers", headers, widthOfNames(headers));
+  }
+  if (!but.empty()) lines.push_back({label("but"), {but, Ink::bad}});
   return lines;
 }
 
 Lines told(const Value& details) {
+  if (const Value* connection = details.find("connection")) {
+    return {{{"from now on, its connections are " + textOf(*connection)}}};
+  }
   const std::int64_t times = at(details, "times").integer();
   Lines lines{{{times == 0   ? "will answer from now on:"
                 : times == 1 ? "will answer the next request:"
@@ -179,22 +223,6 @@ Lines unmet(const Value& details) {
     }
   }
   return lines;
-}
-
-/// "1 d 2 h 0.5 s"
-std::string durationText(const Value& seconds) {
-  constexpr std::pair<std::int64_t, const char*> units[] = {{86400, " d "}, {3600, " h "}, {60, " min "}};
-  double rest = seconds.floating() + static_cast<double>(seconds.integer());
-  std::string text;
-  for (const auto& [length, name] : units) {
-    const auto count = static_cast<std::int64_t>(rest) / length;
-    if (count > 0) text += std::to_string(count) + name;
-    rest -= static_cast<double>(count * length);
-  }
-  if (rest == 0 && !text.empty()) return text.substr(0, text.size() - 1);
-  std::array<char, 32> digits{};
-  std::snprintf(digits.data(), digits.size(), "%.9g s", rest);
-  return text + digits.data();
 }
 
 Lines launched(const Value& /*details*/) { return {{{"launches"}}}; }

@@ -22,8 +22,9 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Optio
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
-  backend_ = std::make_unique<Backend>(Backend::Options{
-      .tell = [this](std::string_view what, const Value& details) { tell("backend", what, details); }});
+  backend_ = std::make_unique<Backend>(
+      Backend::Options{.tell = [this](std::string_view what, const Value& details) { tell("backend", what, details); },
+                       .network = &network});
 }
 
 // The process goes first, so that nothing asks a backend that is no longer there.
@@ -125,12 +126,15 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
 /// What the command says comes before what the scenario says; a scenario that says nothing means our backend.
 std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) const {
   if (options_.server) return options_.server;
-  constexpr std::string_view placeholder = "{backend}";
+  const std::pair<std::string_view, std::string> placeholders[] = {{"{backend}", backend_->url()},
+                                                                   {"{backendPort}", std::to_string(backend_->port())}};
   if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && url->ifString()) {
     const std::string_view text = url->text();
-    const std::size_t found = text.find(placeholder);
-    if (found == std::string_view::npos) return std::nullopt;
-    return std::string(text).replace(found, placeholder.size(), backend_->url());
+    for (const auto& [placeholder, value] : placeholders) {
+      const std::size_t found = text.find(placeholder);
+      if (found != std::string_view::npos) return std::string(text).replace(found, placeholder.size(), value);
+    }
+    return std::nullopt;
   }
   return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;
 }

@@ -3,8 +3,8 @@
 
 #include "host/system_events.h"
 #include "pellion/application_steps.h"
+#include "pellion/backend_step.h"
 #include "pellion/extension_step.h"
-#include "pellion/json_writer.h"
 #include "pellion/notification_steps.h"
 #include "pellion/other_kit.h"
 #include "pellion/scenario_expectation.h"
@@ -65,38 +65,8 @@ void configure(ScenarioRun& run, const JSONNode& overrides) {
   run.configure(overrides.value.entries());
 }
 
-const Shape statusShape{"an HTTP status from 200 to 599",
-                        [](const Value& value) { return isIntegerIn(value, 200, 599); }};
-const Shape delayShape{"milliseconds from 0 to 60000",
-                       [](const Value& value) { return isIntegerIn(value, 0, Answer::longestDelay.count()); }};
-const Shape timesShape{"a number of requests from 1 to 1000",
-                       [](const Value& value) { return isIntegerIn(value, 1, 1000); }};
-const Field backendFields[] = {
-    {"status", &statusShape}, {"body", &shapes::any},     {"headers", &shapes::headersToSend},
-    {"delay", &delayShape},   {"drop", &shapes::boolean}, {"times", &timesShape}};
-
-void backend(ScenarioRun& run, const JSONNode& behaviour) {
-  Answer answer;
-  if (const JSONNode* status = behaviour.find("status")) answer.status = static_cast<int>(status->value.integer());
-  if (const JSONNode* body = behaviour.find("body")) {
-    answer.body = body->value.ifString() ? std::string(body->value.text()) : compactJSON(body->value);
-  }
-  if (const JSONNode* headers = behaviour.find("headers")) {
-    for (const JSONMember& field : headers->members) answer.headers.emplace_back(field.name, field.value.value.text());
-  }
-  if (const JSONNode* delay = behaviour.find("delay")) answer.delay = std::chrono::milliseconds(delay->value.integer());
-  if (const JSONNode* drop = behaviour.find("drop")) answer.drop = *drop->value.ifBoolean();
-  run.tell("backend", "told", behaviour.value);
-  if (const JSONNode* times = behaviour.find("times")) {
-    run.backend().answerNext(static_cast<std::size_t>(times->value.integer()), answer);
-  } else {
-    run.backend().answerWith(std::move(answer));
-  }
-}
-
 void advance(ScenarioRun& run, const JSONNode& seconds) {
-  const double count = seconds.value.floating() + static_cast<double>(seconds.value.integer());
-  const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
+  const std::chrono::nanoseconds duration = durationOf(seconds.value);
   constexpr std::chrono::nanoseconds longestRun = std::chrono::years(100);
   if (duration > longestRun - run.phone().clock().now()) {
     throw InputError(run.place(seconds) + ": the steps advance by more than a hundred years in all; make them shorter");
@@ -115,7 +85,6 @@ const Shape nothingShape{"nothing: the name alone, or {}",
                          [](const Value& value) { return isObject(value) && value.entries().empty(); }};
 const Shape consentShape{"an object with at least one of the user's decisions",
                          [](const Value& value) { return isObject(value) && !value.entries().empty(); }, consentFields};
-const Shape backendShape{"an object", isObject, backendFields};
 
 const StepKind kinds[] = {
     {"say", &shapes::text, say, Needs::nothing},

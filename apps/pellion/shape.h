@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <span>
 #include <string_view>
 
@@ -48,6 +49,9 @@ bool isIntegerIn(const platform::Value& value, std::int64_t least, std::int64_t 
 
 /// Throws InputError at the place of the first thing that does not fit; `what` names the value in the text.
 void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what);
+
+/// Of a number that fits shapes::seconds.
+std::chrono::nanoseconds durationOf(const platform::Value& seconds);
 
 /// The bytes of text that fits shapes::hex.
 platform::Value bytesOfHex(std::string_view digits);

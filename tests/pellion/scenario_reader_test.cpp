@@ -189,7 +189,9 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       R"("launch", {"token": ""}, {"token": "0aFF"}, {"token": null}, {"failToRegister": ""})",
       R"("launch", {"consent": {"anonymousUser": true, "anonymousTracking": false, "anonymousId": null, "deviceId": ""}})",
       R"({"configure": {"GZIP": null, "APP_META": {"a": [1]}, "CLEAR_TEXT_HOSTS": ["h"], "LOG_LEVEL": "info"}})",
-      R"({"backend": {"status": 200, "body": 1, "headers": {"A": "b"}, "delay": 60000, "drop": true, "times": 1000}})",
+      R"({"backend": {"status": 200, "body": 1, "headers": {"A": "b"}, "delay": 60000, "times": 1000}})",
+      R"({"backend": {"bytes": "fF", "sends": "half the body", "then": "resets", "pace": 0.5}}, {"backend": {"raw": ""}})",
+      R"({"backend": {"body": "", "endless": "headers"}}, {"backend": {"connection": "refused"}})",
       R"("launch", {"deliver": "a"}, {"deliverInBackground": {"payload": {"addInfo": null}}}, "activate")",
       R"("launch", {"deliver": {"addInfo": {}, "payload": {"a": 1}}})",
       R"("launch", {"respond": {"to": "a", "with": "tap"}}, {"handleResponse": {"to": {}, "with": ""}})",
@@ -216,7 +218,11 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       {"configure", R"({"GZIP": 1}|{"MAP_ID": 1}|{"MAP_ID": "a\nb"}|{"APP_META": []}|{"CLEAR_TEXT_HOSTS": [1]}
                       |{"LOG_LEVEL": "loud"}|{"JWT_SECRET": ""}|{"OTHER": ""})"},
       {"backend", R"({"status": 199}|{"status": 200.5}|{"status": 600}|{"delay": -1}|{"delay": 60001}|{"times": 0}
-                    |{"times": 1001}|{"headers": {"A": "b\r\nC: d"}}|{"headers": {"A": 1}}|{"drop": 1})"},
+                    |{"times": 1001}|{"headers": {"A": "b\r\nC: d"}}|{"headers": {"A": 1}}|{"raw": null}
+                    |{"raw": "", "status": 200}|{"raw": "", "body": 1}|{"raw": "", "headers": {}}|{"raw": "", "bytes": ""}
+                    |{"body": "", "bytes": ""}|{"bytes": "f"}|{"sends": "all"}|{"then": "stays"}|{"endless": "nothing"}
+                    |{"endless": "body", "sends": "nothing"}|{"endless": "body", "then": "closes"}|{"pace": -1}
+                    |{"connection": "refused", "status": 200}|{"connection": true})"},
       {"deliver", R"({"addInfo": {}, "payload": {"addInfo": 1}}|{"addInfo": "{}"}|{"payload": []}|{"aps": {}}|["a"])"},
       {"respond", R"({"to": "a"}|{"with": "tap"}|"a")"},
       {"handleResponse", R"({"to": "a", "with": null})"},

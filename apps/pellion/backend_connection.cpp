@@ -1,0 +1,110 @@
+#include "pellion/backend_connection.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <system_error>
+
+namespace pellion {
+namespace {
+
+constexpr std::chrono::nanoseconds forEver = std::chrono::nanoseconds::max();
+
+/// Of one end of the connection, as getsockname or getpeername gives it.
+std::uint16_t portOf(int socket, int (*name)(int, sockaddr*, socklen_t*)) {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  name(socket, reinterpret_cast<sockaddr*>(&address), &size);
+  return ntohs(address.sin_port);
+}
+
+/// For poll(), which takes a negative time as for ever.
+int millisecondsOf(std::chrono::nanoseconds duration) {
+  const auto count = std::chrono::ceil<std::chrono::milliseconds>(duration).count();
+  return count > std::numeric_limits<int>::max() ? -1 : static_cast<int>(count);
+}
+
+}  // namespace
+
+Descriptor::~Descriptor() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+std::uint16_t localPort(int socket) { return portOf(socket, &getsockname); }
+
+Signal::Signal() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (descriptor() < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+void Signal::set() { eventfd_write(descriptor(), 1); }
+void Signal::clear() {
+  eventfd_t value = 0;
+  eventfd_read(descriptor(), &value);
+}
+
+BackendConnection::BackendConnection(int socket, const Signal& ending, host::Network* network)
+    : socket_(socket),
+      ending_(ending),
+      network_(network),
+      clientPort_(portOf(socket, &getpeername)),
+      serverPort_(localPort(socket)) {}
+
+void BackendConnection::give(const Answer& answer, std::string_view method) const {
+  const auto [once, endlessly] = onWire(answer, method);
+  bool goesOn = writeSlowly(once, answer.pace);
+  while (goesOn && !endlessly.empty()) goesOn = writeSlowly(endlessly, answer.pace);
+  if (goesOn && answer.then == Answer::End::resets) reset();
+  if (goesOn && answer.then == Answer::End::waits) static_cast<void>(keepSilent(forEver));
+}
+
+bool BackendConnection::waitFor(std::chrono::milliseconds duration) const {
+  pollfd ending{ending_.descriptor(), POLLIN, 0};
+  return poll(&ending, 1, millisecondsOf(duration)) == 0;
+}
+
+bool BackendConnection::writeSlowly(std::string_view bytes, std::chrono::nanoseconds pace) const {
+  if (pace.count() == 0) return write(bytes);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if ((i > 0 && !keepSilent(pace)) || !write(bytes.substr(i, 1))) return false;
+  }
+  return true;
+}
+
+bool BackendConnection::write(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t size = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (size >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(size));
+    } else if (errno == EAGAIN) {
+      pollfd events[] = {{socket_, POLLOUT, 0}, {ending_.descriptor(), POLLIN, 0}};
+      if (poll(events, 2, -1) < 0 || events[1].revents != 0) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
+  const auto isOver = std::make_shared<Signal>();
+  if (network_ != nullptr) network_->announce({clientPort_, serverPort_, duration, [isOver] { isOver->set(); }});
+  pollfd events[] = {{socket_, POLLRDHUP, 0}, {ending_.descriptor(), POLLIN, 0}, {isOver->descriptor(), POLLIN, 0}};
+  poll(events, 3, network_ == nullptr ? millisecondsOf(duration) : -1);
+  return events[0].revents == 0 && events[1].revents == 0;
+}
+
+/// Linux resets a connection that is connected to nobody.
+void BackendConnection::reset() const {
+  const sockaddr nobody{AF_UNSPEC, {}};
+  connect(socket_, &nobody, sizeof nobody);
+}
+
+}  // namespace pellion
