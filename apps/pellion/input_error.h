@@ -1,6 +1,9 @@
 #pragma once
 
 #include <stdexcept>
+#include <string_view>
+
+#include "host/printable.h"
 
 namespace pellion {
 
@@ -8,7 +11,7 @@ namespace pellion {
 /// would be right; it ends the command with status 2.
 class InputError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit InputError(std::string_view text) : std::runtime_error(host::printable(text)) {}
 };
 
 }  // namespace pellion

@@ -150,7 +150,7 @@ std::string placeText(std::string_view file, Position position) {
 }
 
 DocumentError::DocumentError(std::string_view file, Position position, std::string_view text)
-    : InputError(placeText(file, position) + ": " + std::string(text)), position_(position), text_(text) {}
+    : InputError(placeText(file, position) + ": " + std::string(text)), position_(position), text_(printable(text)) {}
 
 DocumentError errorAt(std::string_view file, Position position, std::string_view text) {
   return {file, position, text};
