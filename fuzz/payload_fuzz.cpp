@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <array>
+
+#include "fuzz/payload_rules.h"
+#include "fuzz/phone.h"
+#include "messaging/PLNotificationHandler.h"
+#include "platform/notification_center.h"
+
+// A notification's payload, as JSON text, through a phone: delivered in the foreground and in the background, tapped,
+// dismissed, each of its buttons pressed. Where it holds its addInfo as an object, also with that as text.
+
+namespace fuzz {
+namespace {
+
+constexpr const char* tap = platform::UNNotificationDefaultActionIdentifier;
+
+/// The thread's, so that it goes before the thread's autorelease pools do.
+Phone& phone() {
+  thread_local Phone phone;
+  return phone;
+}
+
+/// The application is started anew now and then, as it remembers every id.
+void relaunchSometimes() {
+  static int runs = 0;
+  if (++runs % 256 == 0) phone().launch();
+}
+
+void requireOutcome(const Outcome& outcome, Happenings happenings, const Value& payload) {
+  for (Value& entry : happenings.sent) {
+    std::vector<Value::Entry> fields(entry.entries().begin(), entry.entries().end());
+    require(std::erase_if(fields, [](const Value::Entry& field) { return field.key == Value("timestamp"); }) == 1,
+            "an entry says when", entry.description());
+    entry = Value::dictionary(fields);
+  }
+  require(outcome.raised == happenings.raised, "it raises for values of the wrong kind alone", payload.description());
+  require(outcome.sent == happenings.sent, "it records what the payload says", payload.description(),
+          Value::list(outcome.sent).description(), Value::list(happenings.sent).description());
+  require(outcome.opened == happenings.opened, "it opens what the payload says", payload.description());
+}
+
+void deliver(const Value& payload) {
+  const Outcome outcome = outcomeOfDelivery(payload);
+  for (const auto& delivery : {host::deliverInForeground, host::deliverInBackground}) {
+    const Happenings happenings = phone().observe([&] { delivery(payload); });
+    requireOutcome(outcome, happenings, payload);
+    const std::size_t answers = outcome.raised ? 0 : 1;
+    require(happenings.results.size() == answers && happenings.heard == static_cast<int>(answers),
+            "the application hears of it once, and the platform has one answer", payload.description());
+  }
+}
+
+void respond(const Value& payload, const std::string& action) {
+  const Outcome outcome = outcomeOfResponse(payload, action);
+  const Happenings automatic = phone().observe([&] { host::deliverResponse(payload, action); });
+  requireOutcome(outcome, automatic, payload);
+  const int answers = outcome.raised ? 0 : 1;
+  require(automatic.heard == answers && automatic.completed == answers, "the response is completed once",
+          payload.description());
+
+  const std::optional<std::string> clickAction = clickActionOfResponse(payload, action);
+  int completed = 0;
+  const Happenings handled = phone().observe([&] {
+    const platform::Strong response = host::makeNotificationResponse(payload, action);
+    const platform::Block<void()> completion([&completed] { ++completed; });
+    PLNotificationHandler::shared().handleNotificationResponse(response.get(), completion.get());
+  });
+  std::vector<std::string> opened;
+  if (clickAction && platform::URL::URLWithString(*clickAction)) opened.push_back(*clickAction);
+  require(!handled.raised && completed == 1, "the handler never raises and completes once", payload.description());
+  require(handled.opened == opened, "the handler opens what it resolves", payload.description(), action);
+  const bool isAtTop = search("addInfo", payload) == payload.find("addInfo");
+  require(action != tap || !isAtTop || automatic.opened.empty() || automatic.opened == handled.opened,
+          "what a tap opens by itself the handler opens too", payload.description());
+}
+
+/// An event of the goal's name converts once; the next one does not.
+void reachGoal(const Value& payload) {
+  const std::optional<std::string> goal = PLMessaging::shared().conversionEvent();
+  const std::optional<Value> number = PLMessaging::shared().pnID();
+  if (!goal || !number) return;
+  for (const bool isFirst : {true, false}) {
+    const Value report = Value::dictionary({{"action", "event"}, {"name", *goal}});
+    const Happenings happenings = phone().observe(
+        [&] { platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report)); });
+    const bool converts = isFirst || goal->empty();
+    require(happenings.sent.size() == (converts ? 1 : 0), "a goal is reached once", *goal, payload.description());
+    require(!converts || *happenings.sent.front().find("notificationid") == *number, "with the last id");
+  }
+}
+
+void requireSameSearch(const Value& payload) {
+  for (const char* key : {"addInfo", "pellionPnID", "clickAction", "actionButton", "action", "a", ""}) {
+    require(PLMessaging::shared().findValueForKey(key, &payload) == search(key, payload),
+            "the search finds what a recursive one finds", key, payload.description());
+  }
+}
+
+/// Those of the first few buttons, and one that there is not.
+std::vector<std::string> actionsOf(const Value& payload) {
+  std::vector<std::string> actions{tap, platform::UNNotificationDismissActionIdentifier, "nobody's"};
+  const Value* addInfo = search("addInfo", payload);
+  const std::optional<Value> object = addInfo != nullptr ? decoded(addInfo->text()) : std::nullopt;
+  const Value* buttons = object ? search("actionButton", *object) : nullptr;
+  for (const Value& button : buttons != nullptr ? buttons->elements() : std::span<const Value>()) {
+    const Value* action = button.find("action");
+    if (action != nullptr && action->ifString()) actions.emplace_back(action->text());
+    if (actions.size() == 6) break;
+  }
+  return actions;
+}
+
+void use(const Value& payload) {
+  deliver(payload);
+  for (const std::string& action : actionsOf(payload)) respond(payload, action);
+  const host::ProcessScope scope(*phone()->process());
+  requireSameSearch(payload);
+  reachGoal(payload);
+}
+
+Value withAddInfoAsText(const Value& payload) {
+  std::vector<Value::Entry> entries(payload.entries().begin(), payload.entries().end());
+  for (auto& [key, value] : entries) {
+    if (key == Value("addInfo")) value = textOf(platform::JSONSerialization::dataWithJSONObject(value).bytes());
+  }
+  return Value::dictionary(entries);
+}
+
+}  // namespace
+
+void run(std::string_view input) {
+  const std::optional<Value> payload = decoded(input);
+  if (!payload || payload->ifDictionary() == nullptr) return;
+  relaunchSometimes();
+  use(*payload);
+  const Value* addInfo = payload->find("addInfo");
+  if (addInfo != nullptr && addInfo->ifDictionary() != nullptr) use(withAddInfoAsText(*payload));
+}
+
+}  // namespace fuzz
