@@ -1,11 +1,16 @@
 #include "pellion/temporary_directory.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "pellion/input_error.h"
@@ -24,6 +29,26 @@ Registry& registry() {
   return only;
 }
 
+constexpr const char* namePattern = "pellion-XXXXXX";
+constexpr const char* lockName = ".in-use";  // in each; locked as long as its program lives
+
+/// Whether nobody but the caller has it from now on.
+bool isLocked(int file, bool waits) { return file >= 0 && flock(file, LOCK_EX | (waits ? 0 : LOCK_NB)) == 0; }
+
+/// What programs have left behind that were killed. It may hold secrets.
+void removeAbandoned(const std::filesystem::path& parent) {
+  const std::string pattern(namePattern);
+  std::error_code ignored;  // what cannot be seen or removed is somebody else's
+  for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
+    const std::string name = entry.path().filename();
+    const std::string_view start = std::string_view(pattern).substr(0, pattern.find('X'));
+    if (name.size() != pattern.size() || !name.starts_with(start)) continue;
+    const int lock = open((entry.path() / lockName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (isLocked(lock, false)) std::filesystem::remove_all(entry.path(), ignored);
+    if (lock >= 0) close(lock);
+  }
+}
+
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
@@ -38,9 +63,15 @@ TemporaryDirectory::TemporaryDirectory() {
 }
 
 bool TemporaryDirectory::make(const std::filesystem::path& parent) {
-  std::string pattern = (parent / "pellion-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) return false;
-  path_ = pattern;
+  removeAbandoned(parent);
+  do {
+    if (lock_ >= 0) close(lock_);
+    std::string pattern = (parent / namePattern).string();
+    if (mkdtemp(pattern.data()) == nullptr) return false;
+    path_ = pattern;
+    lock_ = open((path_ / lockName).c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    // Before it was locked another program may have taken it for abandoned.
+  } while (isLocked(lock_, true) && !std::filesystem::exists(path_ / lockName));
   registry().paths.insert(path_);
   return true;
 }
@@ -50,6 +81,7 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(path_, ignored);
   const std::lock_guard lock(registry().mutex);
   registry().paths.erase(path_);
+  if (lock_ >= 0) close(lock_);
 }
 
 void TemporaryDirectory::removeAll() {

@@ -4,8 +4,8 @@
 
 namespace pellion {
 
-/// A new directory that goes with its owner: in memory where the system has a file system for that and TMPDIR names no
-/// other place.
+/// A new directory that goes with its owner, or when the next is made after its program was killed: in memory where the
+/// system has a file system for that and TMPDIR names no other place.
 class TemporaryDirectory {
  public:
   /// Throws InputError when none can be made.
@@ -23,6 +23,7 @@ class TemporaryDirectory {
   bool make(const std::filesystem::path& parent);
 
   std::filesystem::path path_;
+  int lock_ = -1;  // an open file that says this is in use
 };
 
 }  // namespace pellion

@@ -203,6 +203,24 @@ TEST_F(CommandLine, LeavesNoTemporaryFilesWhenASignalEndsIt) {
   EXPECT_FALSE(std::filesystem::exists(directory_.path()));
 }
 
+TEST_F(CommandLine, RemovesWhatAKilledProgramHasLeftAndNothingElse) {
+  const std::filesystem::path parent = directory_.path() / "parent";
+  create_directories(parent / "pellion-backup");  // of the same form, but nobody's temporary one
+  setenv("TMPDIR", parent.c_str(), 1);
+  const TemporaryDirectory inUse;
+  const auto directories = [&] { return std::distance(std::filesystem::directory_iterator(parent), {}); };
+  const auto diesWithIt = [] {
+    const TemporaryDirectory left;
+    raise(SIGKILL);
+  };
+  EXPECT_EXIT(diesWithIt(), KilledBySignal(SIGKILL), "");
+  EXPECT_EQ(directories(), 3);
+  EXPECT_EQ(run({"run", scenario("\"launch\"")}), 0);
+  unsetenv("TMPDIR");
+  EXPECT_EQ(directories(), 2);
+  EXPECT_TRUE(exists(inUse.path()));
+}
+
 TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
   std::string steps = R"({"advance": 316224000})";
   for (int i = 1; i < 30; ++i) steps += R"(, {"advance": 316224000})";

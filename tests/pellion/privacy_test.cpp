@@ -135,7 +135,7 @@ TEST_F(Privacy, NothingIsStoredOutsideTheStorage) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
     left.push_back(entry.path().filename());
   }
-  EXPECT_THAT(left, UnorderedElementsAre("s.json", "a", "b"));
+  EXPECT_THAT(left, UnorderedElementsAre("s.json", "a", "b", ".in-use"));
 }
 
 }  // namespace
