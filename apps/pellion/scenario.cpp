@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <utility>
 
 #include "pellion/configuration_check.h"
 #include "pellion/input_file.h"
@@ -103,7 +102,7 @@ void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
   for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
 }
 
-Scenario checkedScenario(std::string_view file, JSONNode document, Redaction redaction) {
+Scenario checkedScenario(std::string_view file, const JSONNode& document, const Redaction& redaction) {
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
                     .name = std::string(document.find("name")->value.text()),
@@ -113,7 +112,7 @@ Scenario checkedScenario(std::string_view file, JSONNode document, Redaction red
                     .notifications = platform::Value::dictionary({}),
                     .application = readApplication(file, document.find("delegates"), document.find("application")),
                     .steps = {},
-                    .redaction = std::move(redaction)};
+                    .redaction = redaction};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* schemes = document.find("urlSchemes")) scenario.urlSchemes = lowerCase(*schemes);
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
@@ -129,12 +128,12 @@ Scenario checkedScenario(std::string_view file, JSONNode document, Redaction red
 }  // namespace
 
 Scenario readScenario(std::string_view file, std::string_view text) {
-  JSONNode document = readJSON(file, text);
+  const JSONNode document = readJSON(file, text);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
   const Redaction redaction(secrets);
   try {
-    return checkedScenario(file, std::move(document), redaction);
+    return checkedScenario(file, document, redaction);
   } catch (const InputError& error) {
     throw InputError(redaction.text(error.what()));
   }
