@@ -7,6 +7,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 
 #include "bench/soak/soak.h"
 #include "pellion/temporary_directory.h"
@@ -61,6 +62,7 @@ int main(int argc, char** argv) {
     const Options options = optionsFrom(argc, argv);
     const pellion::TemporaryDirectory temporaryFiles;  // of this program alone, so that what is left there shows
     setenv("TMPDIR", temporaryFiles.path().c_str(), 1);
+    std::thread([] {}).join();  // the thread sanitizer has a thread of its own from the first one on
     bool areKept = print(soakNotifications(options));
     areKept = print(soakPhones(options)) && areKept;
     const bool isEmpty = std::filesystem::is_empty(temporaryFiles.path());

@@ -103,11 +103,11 @@ class Notifications {
       std::fflush(stdout);
     }
     std::vector<Promise> promises = promiseLevelMemory(*first, last);
+    if (!promises.empty()) promises.push_back(promiseSmallIDRecord());
     promises.push_back(
         {"each does what the first of its payload and way did",
          differing_.empty() ? std::to_string(sent_) + " requests, " + std::to_string(raised_) + " raised" : differing_,
          differing_.empty()});
-    if (!promises.empty()) promises.push_back(promiseSmallIDRecord());
     return promises;
   }
 
