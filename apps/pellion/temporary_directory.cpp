@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,22 +31,30 @@ Registry& registry() {
 }
 
 constexpr const char* namePattern = "pellion-XXXXXX";
-constexpr const char* lockName = ".in-use";  // in each; locked as long as its program lives
+// Whoever meets a directory with these rights and can lock it knows that its program was killed: it is locked first.
+// The sticky bit means nothing among files of one owner, and hardly anybody else sets it.
+constexpr mode_t markedRights = S_IRWXU | S_ISVTX;
 
-/// Whether nobody but the caller has it from now on.
-bool isLocked(int file, bool waits) { return file >= 0 && flock(file, LOCK_EX | (waits ? 0 : LOCK_NB)) == 0; }
+int openDirectory(const std::filesystem::path& path) {
+  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
 
-/// What programs have left behind that were killed. It may hold secrets.
+bool isAbandoned(int directory) {
+  struct stat found {};
+  return directory >= 0 && fstat(directory, &found) == 0 && found.st_uid == geteuid() &&
+         (found.st_mode & ALLPERMS) == markedRights && flock(directory, LOCK_EX | LOCK_NB) == 0;
+}
+
+/// What it holds may be secret.
 void removeAbandoned(const std::filesystem::path& parent) {
-  const std::string pattern(namePattern);
+  constexpr std::string_view pattern(namePattern);
   std::error_code ignored;  // what cannot be seen or removed is somebody else's
   for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
     const std::string name = entry.path().filename();
-    const std::string_view start = std::string_view(pattern).substr(0, pattern.find('X'));
-    if (name.size() != pattern.size() || !name.starts_with(start)) continue;
-    const int lock = open((entry.path() / lockName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (isLocked(lock, false)) std::filesystem::remove_all(entry.path(), ignored);
-    if (lock >= 0) close(lock);
+    if (name.size() != pattern.size() || !name.starts_with(pattern.substr(0, pattern.find('X')))) continue;
+    const int directory = openDirectory(entry.path());
+    if (isAbandoned(directory)) std::filesystem::remove_all(entry.path(), ignored);
+    if (directory >= 0) close(directory);
   }
 }
 
@@ -64,14 +73,11 @@ TemporaryDirectory::TemporaryDirectory() {
 
 bool TemporaryDirectory::make(const std::filesystem::path& parent) {
   removeAbandoned(parent);
-  do {
-    if (lock_ >= 0) close(lock_);
-    std::string pattern = (parent / namePattern).string();
-    if (mkdtemp(pattern.data()) == nullptr) return false;
-    path_ = pattern;
-    lock_ = open((path_ / lockName).c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    // Before it was locked another program may have taken it for abandoned.
-  } while (isLocked(lock_, true) && !std::filesystem::exists(path_ / lockName));
+  std::string pattern = (parent / namePattern).string();
+  if (mkdtemp(pattern.data()) == nullptr) return false;
+  path_ = pattern;
+  lock_ = openDirectory(path_);
+  if (lock_ >= 0 && flock(lock_, LOCK_EX | LOCK_NB) == 0) fchmod(lock_, markedRights);
   registry().paths.insert(path_);
   return true;
 }

@@ -23,7 +23,7 @@ class TemporaryDirectory {
   bool make(const std::filesystem::path& parent);
 
   std::filesystem::path path_;
-  int lock_ = -1;  // an open file that says this is in use
+  int lock_ = -1;  // the directory, open and locked as long as the program lives
 };
 
 }  // namespace pellion

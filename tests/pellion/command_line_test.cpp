@@ -205,7 +205,7 @@ TEST_F(CommandLine, LeavesNoTemporaryFilesWhenASignalEndsIt) {
 
 TEST_F(CommandLine, RemovesWhatAKilledProgramHasLeftAndNothingElse) {
   const std::filesystem::path parent = directory_.path() / "parent";
-  create_directories(parent / "pellion-backup");  // of the same form, but nobody's temporary one
+  create_directories(parent / "pellion-backup");  // a name of the same form
   setenv("TMPDIR", parent.c_str(), 1);
   const TemporaryDirectory inUse;
   const auto directories = [&] { return std::distance(std::filesystem::directory_iterator(parent), {}); };

@@ -116,7 +116,7 @@ TEST_F(Privacy, WhatItWritesIsItsOwnersWhateverTheUmask) {
   umask(umaskBefore);
   EXPECT_EQ(rights(trace_), std::filesystem::perms(0600));
   EXPECT_EQ(rights(report_), std::filesystem::perms(0644));
-  EXPECT_EQ(rights(directory_.path()), std::filesystem::perms(0700));
+  EXPECT_EQ(rights(directory_.path()) & std::filesystem::perms(0777), std::filesystem::perms(0700));
 }
 
 TEST_F(Privacy, NothingIsStoredOutsideTheStorage) {
@@ -135,7 +135,7 @@ TEST_F(Privacy, NothingIsStoredOutsideTheStorage) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
     left.push_back(entry.path().filename());
   }
-  EXPECT_THAT(left, UnorderedElementsAre("s.json", "a", "b", ".in-use"));
+  EXPECT_THAT(left, UnorderedElementsAre("s.json", "a", "b"));
 }
 
 }  // namespace
