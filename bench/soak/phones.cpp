@@ -81,7 +81,7 @@ class Phones {
     for (int launch = 0; launch < 2; ++launch) {
       for (const auto& phone : phones) phone->launch();
       for (const auto& phone : phones) use(*phone);
-      for (const auto& phone : phones) phone->operator->()->terminate();
+      for (const auto& phone : phones) (*phone)->terminate();
     }
     for (const auto& phone : phones) {
       const int requests = phone->outcome().requests;

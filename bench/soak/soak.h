@@ -11,8 +11,7 @@ namespace soak {
 struct Options {
   std::size_t notifications = 1'000'000;
   std::size_t phones = 1'000;
-  std::size_t overHTTP =
-      10;  ///< every so many notifications one whose requests are sent; the others' are answered in place
+  std::size_t overHTTP = 10;       ///< one of so many has its requests sent; the others' are answered in place
   std::filesystem::path examples;  ///< the folder of payloads
 };
 
