@@ -44,8 +44,8 @@ std::uint16_t localPort(int socket) { return portOf(socket, &getsockname); }
 Signal::Signal() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (descriptor() < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
-void Signal::set() { eventfd_write(descriptor(), 1); }
-void Signal::clear() {
+void Signal::set() const { eventfd_write(descriptor(), 1); }
+void Signal::clear() const {
   eventfd_t value = 0;
   eventfd_read(descriptor(), &value);
 }
@@ -104,7 +104,7 @@ bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
 /// Linux resets a connection that is connected to nobody.
 void BackendConnection::reset() const {
   const sockaddr nobody{AF_UNSPEC, {}};
-  connect(socket_, &nobody, sizeof nobody);
+  static_cast<void>(connect(socket_, &nobody, sizeof nobody));
 }
 
 }  // namespace pellion

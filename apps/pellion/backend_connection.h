@@ -29,8 +29,8 @@ std::uint16_t localPort(int socket);
 class Signal {
  public:
   Signal();
-  void set();
-  void clear();
+  void set() const;
+  void clear() const;
   [[nodiscard]] int descriptor() const { return descriptor_.get(); }
 
  private:
