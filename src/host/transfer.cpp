@@ -2,10 +2,12 @@
 
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -152,7 +154,11 @@ std::optional<platform::HTTPURLResponse> Transfer::response() const {
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
   platform::HTTPURLResponse response{*request_.url, static_cast<int>(status), {}};
   for (curl_header* field = nullptr; (field = curl_easy_nextheader(handle(), CURLH_HEADER, -1, field)) != nullptr;) {
-    response.headers.add(field->name, field->value);
+    std::string value = field->value;
+    // Line breaks that libcurl leaves within a value are spaces, as RFC 9110 (5.5) takes them.
+    std::ranges::replace_if(
+        value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    response.headers.add(field->name, value);
   }
   return response;
 }
