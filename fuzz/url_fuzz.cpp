@@ -109,8 +109,9 @@ void requireNoOtherHost(const URL& url) {
   const auto& connected = std::get<host::HTTPURL>(admitted);
   require(connected.isEncrypted() || connected.isLoopback(), "clear text goes nowhere but home", url.absoluteString());
   const std::string named = host::parseURLComponents(url.absoluteString())->host.value_or("");
-  const bool isPlainName = std::ranges::any_of(named, isLetter) && isOf(named, "") &&
-                           named.find('%') == std::string::npos && !named.starts_with("0x");
+  // Not a number, which has many forms, nor percent-encoded.
+  const std::string_view last = std::string_view(named).substr(named.rfind('.') + 1);
+  const bool isPlainName = !last.empty() && isLetter(last.front()) && named.find_first_of("%:") == std::string::npos;
   require(!isPlainName || connected.host() == named, "the host connected to is the one named", url.absoluteString(),
           connected.host());
 }
