@@ -12,11 +12,10 @@
 #include "bench/soak/shop.h"
 #include "bench/soak/soak.h"
 #include "pellion/backend.h"
-#include "platform/dispatch.h"
 #include "platform/json_serialization.h"
-#include "platform/url_session.h"
 #include "platform/user_defaults.h"
 #include "platform/user_notifications.h"
+#include "tests/support/accepting_session.h"
 
 namespace soak {
 namespace {
@@ -46,32 +45,6 @@ Value decoded(const std::string& text) {
              {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, nullptr)
       .value();
 }
-
-/// Answers each request in place, as the backend would.
-class AnsweringSession : public platform::URLSession {
- public:
-  explicit AnsweringSession(Outcome& outcome) : outcome_(outcome) {}
-  std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
-    ++outcome_.requests;
-    return std::make_shared<Task>(std::move(request), std::move(handler));
-  }
-
- private:
-  struct Task : DataTask {
-    Task(platform::URLRequest made, DataTaskHandler told) : request(std::move(made)), handler(std::move(told)) {}
-    void setPriority(float) override {}
-    void resume() override {
-      platform::dispatchAsyncOnMainQueue([url = *request.url, told = handler] {
-        const platform::HTTPURLResponse response{url, 200, {}};
-        const Value body = Value::bytes(R"({"status":"ok"})");
-        told(&body, &response, nullptr);
-      });
-    }
-    platform::URLRequest request;
-    DataTaskHandler handler;
-  };
-  Outcome& outcome_;
-};
 
 class Notifications {
  public:
@@ -131,10 +104,13 @@ class Notifications {
     }
   }
 
+  /// The module makes a session for each request.
   void answerInPlace(bool inPlace) {
-    phone_->process()->setSessionFactory(
-        inPlace ? host::Process::SessionFactory([this] { return std::make_shared<AnsweringSession>(phone_.outcome()); })
-                : nullptr);
+    const auto acceptingSession = [this] {
+      ++phone_.outcome().requests;
+      return std::make_shared<test::AcceptingSession>();
+    };
+    phone_->process()->setSessionFactory(inPlace ? host::Process::SessionFactory(acceptingSession) : nullptr);
   }
 
   /// What else the life of an application brings.

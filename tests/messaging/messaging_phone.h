@@ -10,9 +10,8 @@
 
 #include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
-#include "platform/dispatch.h"
 #include "platform/json_serialization.h"
-#include "platform/url_session.h"
+#include "tests/support/accepting_session.h"
 #include "tests/support/test_phone.h"
 
 namespace test {
@@ -43,30 +42,6 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
     payloads.push_back(payload);
     return platform::Value::bytes("body");
   }
-};
-
-/// Accepts every request, later on the main queue.
-class AcceptingSession : public platform::URLSession {
- public:
-  std::shared_ptr<platform::URLSession::DataTask> dataTaskWithRequest(platform::URLRequest request,
-                                                                      DataTaskHandler handler) override {
-    return std::make_shared<Task>(std::move(request), std::move(handler));
-  }
-
- private:
-  struct Task : DataTask {
-    Task(platform::URLRequest made, DataTaskHandler told) : request(std::move(made)), handler(std::move(told)) {}
-    void setPriority(float) override {}
-    void resume() override {
-      platform::dispatchAsyncOnMainQueue([url = *request.url, handler = handler] {
-        const platform::HTTPURLResponse response{url, 200, {}};
-        const platform::Value body = platform::Value::bytes("{}");
-        handler(&body, &response, nullptr);
-      });
-    }
-    platform::URLRequest request;
-    DataTaskHandler handler;
-  };
 };
 
 /// A phone whose requests are accepted without a network; what they carry is kept.
