@@ -110,11 +110,12 @@ std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_
   return transfer.fault_ ? CURL_WRITEFUNC_ERROR : length;
 }
 
-/// Judges what libcurl lets pass: protocols that nobody has asked for, and lengths that contradict each other.
+/// Judges what libcurl lets pass: protocols that nobody has asked for, status codes that have not three digits (those
+/// of an "HTTP/2" line), and lengths that contradict each other.
 std::optional<URLErrorCode> Transfer::endHead() {
   long status = 0;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-  if (status == 101) return URLErrorCode::cannotParseResponse;
+  if (status == 101 || status < 100 || status > 999) return URLErrorCode::cannotParseResponse;
   std::optional<std::string> length;
   curl_header* field = nullptr;
   for (std::size_t i = 0; curl_easy_header(handle(), "Content-Length", i, CURLH_HEADER, -1, &field) == CURLHE_OK; ++i) {

@@ -202,6 +202,7 @@ TEST_F(URLSessionTest, NamesWhatWentWrongOnTheWay) {
       {{"HTTP/1.1 200 OK\r\nContent-Le", Then::close}, -1005, lost, false},
       {{"HTTP/1.1 103 Early Hints\r\n\r\n", Then::close}, -1005, lost, false},
       {{"HTTP/1.1 101 Switching Protocols\r\nUpgrade: x\r\n\r\n", Then::hold}, -1017, parse, false},
+      {{"HTTP/2 1200 OK\r\n\r\n", Then::close}, -1017, parse, false},
       {lengths("2\r\nContent-Length: 4"), -1017, parse, false},
       {lengths("2, 4"), -1017, parse, false},
       {lengths("99999999999999999999"), -1017, parse, false},
