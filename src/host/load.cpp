@@ -54,7 +54,7 @@ bool Load::end(CURLcode result) {
     error_ = urlError(*fault, request.url);
   } else if (result != CURLE_OK) {
     error_ = transferError(result, transfer->verifyResult(), request.url);
-  } else if (!response_) {  // its head broke off
+  } else if (!response_ || transfer->isCutShort()) {  // its head broke off, or its body may have
     error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
     auto step = nextStep(request, *response_, redirects_, process().networkPolicy());

@@ -1,7 +1,5 @@
 #include "host/transfer.h"
 
-#include <openssl/ssl.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -85,6 +83,8 @@ void Transfer::secureConnection(X509_STORE* trust) {
     auto* const tls = static_cast<SSL_CTX*>(context);
     SSL_CTX_set1_cert_store(tls, static_cast<Transfer*>(self)->trust_);
     SSL_CTX_set_cert_verify_callback(tls, &Transfer::verify, self);
+    SSL_CTX_set_app_data(tls, self);
+    SSL_CTX_set_info_callback(tls, &Transfer::noteAlert);
     return CURLE_OK;
   };
   set(CURLOPT_SSL_CTX_FUNCTION, +prepare);
@@ -96,6 +96,12 @@ int Transfer::verify(X509_STORE_CTX* certificates, void* self) {
   const bool isGood = X509_verify_cert(certificates) == 1;
   static_cast<Transfer*>(self)->verifyResult_ = X509_STORE_CTX_get_error(certificates);
   return isGood ? 1 : 0;
+}
+
+/// libcurl takes the end of the connection for the end of what TLS carries.
+void Transfer::noteAlert(const SSL* connection, int where, int alert) {
+  if (where != SSL_CB_READ_ALERT || (alert & 0xff) != SSL_AD_CLOSE_NOTIFY) return;
+  static_cast<Transfer*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(connection)))->hasCloseNotify_ = true;
 }
 
 std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_t count, void* self) {
@@ -124,6 +130,9 @@ std::optional<URLErrorCode> Transfer::endHead() {
     length = field->value;
   }
   hasHead_ = status >= 200;
+  const bool isCoded = curl_easy_header(handle(), "Transfer-Encoding", 0, CURLH_HEADER, -1, &field) == CURLHE_OK;
+  const bool hasBody = status != 204 && status != 304 && request_.httpMethod != "HEAD";
+  endsWithConnection_ = hasHead_ && hasBody && !isCoded && !length;
   return std::nullopt;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <curl/curl.h>
-#include <openssl/x509.h>
+#include <openssl/ssl.h>
 
 #include <chrono>
 #include <cstddef>
@@ -39,6 +39,8 @@ class Transfer {
   /// OpenSSL's verdict; fine as long as no certificate has come.
   [[nodiscard]] int verifyResult() const { return verifyResult_; }
   [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is not whole
+  /// Whether the end of the body was the connection's, and TLS does not vouch for that (RFC 9112, 9.8).
+  [[nodiscard]] bool isCutShort() const { return trust_ != nullptr && endsWithConnection_ && !hasCloseNotify_; }
   [[nodiscard]] std::string takeBody() { return std::move(body_); }
 
  private:
@@ -50,6 +52,7 @@ class Transfer {
   void secureConnection(X509_STORE* trust);
   [[nodiscard]] std::optional<URLErrorCode> endHead();
   static int verify(X509_STORE_CTX* certificates, void* self);
+  static void noteAlert(const SSL* connection, int where, int alert);
   static std::size_t receiveHead(const char* line, std::size_t size, std::size_t count, void* self);
   static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
   static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
@@ -68,6 +71,8 @@ class Transfer {
   std::string body_;
   std::size_t headSize_ = 0;
   bool hasHead_ = false;
+  bool endsWithConnection_ = false;
+  bool hasCloseNotify_ = false;
   std::optional<URLErrorCode> fault_;
   Time lastProgress_ = std::chrono::steady_clock::now();
   curl_off_t movedBytes_ = 0;

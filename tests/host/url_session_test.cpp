@@ -1,90 +1,15 @@
-#include "platform/url_session.h"
+#include "tests/host/url_session_fixture.h"
 
 #include <gmock/gmock.h>
 
-#include <future>
-#include <optional>
-#include <thread>
-
-#include "host/gzip.h"
-#include "host/process.h"
-#include "host/url_loading_errors.h"
-#include "tests/support/loopback_server.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
 
+using namespace test;
 using namespace testing;
 using platform::URLRequest;
-using test::LoopbackServer;
 using Then = LoopbackServer::Then;
-
-struct Outcome {
-  int runs = 0;
-  std::optional<std::string> body;
-  std::optional<platform::HTTPURLResponse> response;
-  std::optional<platform::Error> error;
-  [[nodiscard]] std::int64_t code() const { return error ? error->code : 0; }
-  [[nodiscard]] std::string text() const { return error ? error->localizedDescription : ""; }
-};
-
-std::string textOf(const platform::Value& bytes) {
-  return {reinterpret_cast<const char*>(bytes.bytes().data()), bytes.bytes().size()};
-}
-std::string gzip(const std::string& text) { return textOf(*host::gzip(platform::Value::bytes(text).bytes(), 1)); }
-
-URLRequest request(const std::string& url, const std::string& method = "GET",
-                   const std::optional<std::string>& body = std::nullopt,
-                   const std::vector<platform::HTTPHeaderFields::Field>& fields = {}) {
-  URLRequest made{platform::URL::URLWithString(url), method, {}, std::nullopt, false};
-  if (body) made.httpBody = platform::Value::bytes(*body);
-  for (const auto& [name, value] : fields) made.headers.add(name, value);
-  return made;
-}
-
-LoopbackServer::Script always(const std::string& bytes, Then then = Then::close) {
-  return [=](const LoopbackServer::Request&) { return LoopbackServer::Reply{bytes, then}; };
-}
-
-const std::string plainOK = LoopbackServer::answer("200 OK", "{}");
-
-class URLSessionTest : public Test {
- protected:
-  static void SetUpTestSuite() {
-    for (const char* name : {"http_proxy", "https_proxy", "all_proxy"}) setenv(name, "http://127.0.0.1:1", 1);
-  }
-
-  host::Process& process() {
-    if (!process_) process_.emplace(host::Process::Environment{clock_, *network_, policy_});
-    return *process_;
-  }
-  std::shared_ptr<platform::URLSession> session() {
-    const host::ProcessScope scope(process());
-    return platform::URLSession::sessionWithDefaultConfiguration();
-  }
-  void resume(URLRequest made, platform::URLSession::DataTaskHandler handler) {
-    session()->dataTaskWithRequest(std::move(made), std::move(handler))->resume();
-  }
-  Outcome load(URLRequest made) {
-    Outcome outcome;
-    resume(std::move(made),
-           [&](const platform::Value* data, const platform::HTTPURLResponse* response, const platform::Error* error) {
-             ++outcome.runs;
-             if (data != nullptr) outcome.body = textOf(*data);
-             if (response != nullptr) outcome.response = *response;
-             if (error != nullptr) outcome.error = *error;
-           });
-    process().mainQueue().runUntilIdle();
-    EXPECT_EQ(outcome.runs, 1);
-    EXPECT_NE(outcome.body.has_value(), outcome.error.has_value());
-    return outcome;
-  }
-
-  host::Clock clock_{host::Clock::Kind::virtualTime};
-  host::NetworkPolicy policy_;
-  std::optional<host::Network> network_{std::in_place};
-  std::optional<host::Process> process_;
-};
 
 TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
   const std::string accept = "Accept: */*\r\nAccept-Language: en-US,en;q=0.9\r\nAccept-Encoding: gzip, deflate\r\n";
@@ -285,15 +210,15 @@ TEST_F(URLSessionTest, FollowsUpTo20RedirectsAsTheirResponsesSay) {
 }
 
 TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
-  const test::CertificateAuthority trusted;
-  const test::CertificateAuthority other("Other Authority");
-  const test::CertificateAuthority forger;  // bears the trusted one's name
-  const test::TemporaryDirectory directory;
+  const CertificateAuthority trusted;
+  const CertificateAuthority other("Other Authority");
+  const CertificateAuthority forger;  // bears the trusted one's name
+  const TemporaryDirectory directory;
   policy_.certificateAuthorities = directory.path() / "authority.pem";
   trusted.writePEM(policy_.certificateAuthorities);
   const std::string invalid = "The certificate for this server is invalid.";
   const struct {
-    test::Identity identity;
+    Identity identity;
     int code;
     std::string text;
   } rows[] = {
@@ -313,108 +238,32 @@ TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
   }
 }
 
-TEST_F(URLSessionTest, RunsHandlersOneByOneInTheOrderOfCompletion) {
-  std::promise<void> secondIsDone;
-  LoopbackServer server([&](const LoopbackServer::Request& seen) {
-    if (seen.head.starts_with("GET /1")) secondIsDone.get_future().wait();
-    return LoopbackServer::Reply{plainOK};
-  });
-  std::vector<int> order;  // unguarded: the session's queue is
-  const auto shared = session();
-  for (const int number : {1, 2}) {
-    const auto task = shared->dataTaskWithRequest(request(server.url("/" + std::to_string(number))),
-                                                  [&, number, main = std::this_thread::get_id()](const auto&...) {
-                                                    EXPECT_NE(std::this_thread::get_id(), main);
-                                                    EXPECT_EQ(&host::Process::current(), &process());
-                                                    order.push_back(number);
-                                                    if (number == 2) secondIsDone.set_value();
-                                                  });
-    task->setPriority(platform::URLSessionTaskPriorityLow);
-    task->resume();
-    task->resume();
-  }
-  process().mainQueue().advance(std::chrono::hours(1));
-  EXPECT_THAT(order, ElementsAre(2, 1));
-}
-
-TEST_F(URLSessionTest, RunsTheHandlersOfDifferentSessionsSideBySide) {
-  LoopbackServer server(always(plainOK));
-  std::promise<void> promises[2];
-  for (int own = 0; own < 2; ++own) {
-    resume(request(server.url("/")), [&, own](const auto&...) {
-      promises[own].set_value();
-      promises[1 - own].get_future().wait();
-    });
-  }
-  process().mainQueue().runUntilIdle();
-}
-
-TEST_F(URLSessionTest, EndingAProcessReleasesItsHandlersUnrun) {
-  std::promise<void> arrived;
-  LoopbackServer server([&](const auto&) {
-    arrived.set_value();
-    return LoopbackServer::Reply{"", Then::hold};
-  });
-  auto captured = std::make_shared<int>();
-  const std::weak_ptr<int> watched = captured;
-  resume(request(server.url("/")), [captured = std::move(captured)](const auto&...) { ADD_FAILURE(); });
-  arrived.get_future().wait();
-  process_.reset();
-  EXPECT_TRUE(watched.expired());
-}
-
-TEST_F(URLSessionTest, EndingAProcessWaitsForARunningHandlerAndCancelsWhatItStarts) {
-  LoopbackServer server(always(plainOK));
-  std::promise<void> entered;
-  std::atomic<bool> isOver = false;
-  resume(request(server.url("/")), [&](const auto&...) {
-    entered.set_value();
-    for (int i = 0; i < 20; ++i) {
-      const auto next = platform::URLSession::sessionWithDefaultConfiguration();
-      next->dataTaskWithRequest(request(server.url("/")), [](const auto&...) {})->resume();
-    }
-    isOver = true;
-  });
-  entered.get_future().wait();
-  process_.reset();
-  EXPECT_TRUE(isOver);
-}
-
-TEST_F(URLSessionTest, RefusesTheRequestsOfAnEndedProcessUntilItIsForgotten) {
-  LoopbackServer server(always(plainOK));
-  network_->endProcess(process());
-  auto captured = std::make_shared<int>();
-  const std::weak_ptr<int> watched = captured;
-  resume(request(server.url("/")), [captured = std::move(captured)](const auto&...) { ADD_FAILURE(); });
-  EXPECT_TRUE(watched.expired());
-  process().mainQueue().advance(std::chrono::hours(1));
-  EXPECT_TRUE(server.requests().empty());
-  network_->forget(process());
-  EXPECT_EQ(load(request(server.url("/"))).body, "{}");
-}
-
-TEST_F(URLSessionTest, LeavesNothingBehindWhenItEndsAtAnyMoment) {
-  const auto descriptors = [] {
-    const std::filesystem::directory_iterator open("/proc/self/fd");
-    return std::distance(begin(open), end(open));
+TEST_F(URLSessionTest, TakesNoAnswerWhoseEndTLSDoesNotTell) {
+  const CertificateAuthority trusted;
+  const TemporaryDirectory directory;
+  policy_.certificateAuthorities = directory.path() / "authority.pem";
+  trusted.writePEM(policy_.certificateAuthorities);
+  const std::string endless = "HTTP/1.1 200 OK\r\n\r\n{}";
+  const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n";
+  const struct {
+    LoopbackServer::Reply reply;
+    int code;
+    const char* method = "POST";
+  } rows[] = {
+      {{endless, Then::close}, 0},
+      {{endless, Then::cut}, -1005},
+      {{"HTTP/1.1 302 Found\r\nLocation: /\r\n\r\n", Then::cut}, -1005},
+      {{plainOK, Then::cut}, 0},
+      {{chunked + "0\r\n\r\n", Then::cut}, 0},
+      {{chunked, Then::cut}, -1005},
+      {{"HTTP/1.1 204 No Content\r\n\r\n", Then::cut}, 0},
+      {{"HTTP/1.1 200 OK\r\n\r\n", Then::cut}, 0, "HEAD"},
   };
-  network_.reset();
-  const auto before = descriptors();
-  std::optional<LoopbackServer> server([](const LoopbackServer::Request& seen) {
-    const bool answers = seen.head.starts_with("GET /even");
-    return answers ? LoopbackServer::Reply{plainOK} : LoopbackServer::Reply{"", Then::hold};
-  });
-  for (int round = 0; round < 20; ++round) {
-    network_.emplace();
-    for (int i = 0; i < 8; ++i) {
-      resume(request(server->url(i % 2 == 0 ? "/even" : "/odd")), [](const auto&...) {});
-      if (i == round) std::this_thread::yield();
-    }
-    process_.reset();
-    network_.reset();
+  for (const auto& row : rows) {
+    LoopbackServer server(always(row.reply.bytes, row.reply.then), trusted.issue("IP:127.0.0.1"));
+    EXPECT_EQ(load(request(server.url("/"), row.method)).code(), row.code) << row.reply.bytes;
+    EXPECT_EQ(server.requests().size(), 1U);
   }
-  server.reset();
-  EXPECT_EQ(descriptors() - before, 0);
 }
 
 }  // namespace

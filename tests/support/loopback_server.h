@@ -29,7 +29,7 @@ class LoopbackServer {
     std::string head;  ///< up to and with the empty line
     std::string body;  ///< as long as its Content-Length
   };
-  enum class Then { close, reset, hold };  ///< hold: until the client closes
+  enum class Then { close, cut, reset, hold };  ///< cut: without the end that TLS has; hold: until the client closes
   struct Reply {
     std::string bytes;
     Then then = Then::close;
@@ -128,7 +128,7 @@ class LoopbackServer {
     while (then == Then::hold && connection.read(ignored)) ignored.clear();
     const sockaddr nobody{AF_UNSPEC, {}};
     if (then == Then::reset) connect(connection.socket, &nobody, sizeof nobody);  // which Linux does with a reset
-    if (connection.tls) SSL_shutdown(connection.tls.get());
+    if (connection.tls && then != Then::cut) SSL_shutdown(connection.tls.get());
     shutdown(connection.socket, SHUT_RDWR);
   }
 
