@@ -11,7 +11,8 @@ constexpr const char* file = "scenario.json";
 
 void requireSame(const pellion::Scenario& left, const pellion::Scenario& right) {
   require(left.name == right.name && left.description == right.description && left.urlSchemes == right.urlSchemes &&
-              left.configuration.value == right.configuration.value && left.notifications == right.notifications,
+              left.configuration.value == right.configuration.value && left.notifications == right.notifications &&
+              left.application == right.application,
           "a scenario written anew reads as the same");
   require(left.steps.size() == right.steps.size(), "a scenario written anew has the same steps");
   for (std::size_t i = 0; i != left.steps.size(); ++i) {

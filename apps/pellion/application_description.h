@@ -30,6 +30,7 @@ struct Behaviour {
   enum class Answers : std::uint8_t { atOnce, later, twice, never };
   Answers answers = Answers::atOnce;
   std::uint64_t value = 0;  ///< the fetch result, or the presentation options
+  bool operator==(const Behaviour&) const = default;
 };
 
 /// "newData", "noData", "failed"; any other value as it is.
@@ -46,6 +47,7 @@ struct DelegateDescription {
   std::optional<std::string> forwardsTo;
   std::vector<std::string> declares;
   std::map<Callback, Behaviour> implements;
+  bool operator==(const DelegateDescription&) const = default;
 };
 
 /// The application of a scenario. Left out, it has an application's delegate that implements none of the callbacks and
@@ -56,6 +58,7 @@ struct ApplicationDescription {
   std::optional<std::string> notificationDelegate = "NotificationDelegate";
   std::vector<std::string> missingClasses;  ///< of the platform's
   bool startsService = true;
+  bool operator==(const ApplicationDescription&) const = default;
 };
 
 extern const Shape fetchResultShape;
