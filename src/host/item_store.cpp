@@ -8,6 +8,8 @@
 #include <memory>
 #include <utility>
 
+#include "host/printable.h"
+
 namespace host {
 namespace {
 
@@ -140,7 +142,7 @@ bool ItemStore::fail(const std::string& what) {
 
 // Closes the file, so that the next use tries again from the start; nothing is repaired or overwritten.
 bool ItemStore::refuse(const std::string& problem) {
-  report_(path_.string() + " " + problem);
+  report_(printable(path_.string() + " " + problem));  // SQLite quotes what the file holds
   sqlite3_close_v2(std::exchange(database_, nullptr));
   return false;
 }
