@@ -53,6 +53,13 @@ bool isRegularOrAbsent(const std::string& path) {
   return ::lstat(path.c_str(), &found) == 0 ? S_ISREG(found.st_mode) : errno == ENOENT;
 }
 
+// No two files share it as long as one of them is open.
+std::pair<dev_t, ino_t> identityOfFileAt(const std::filesystem::path& path) {
+  struct stat found {};
+  if (::lstat(path.c_str(), &found) != 0) return {};
+  return {found.st_dev, found.st_ino};
+}
+
 // A file that nobody else has rights to before SQLite sees it, whatever the umask and whoever made it; the journal
 // takes them over. What the owner may do with it is the owner's choice. Without a descriptor of its own: closing one
 // would drop the locks that this program's other handles have. Answers what stands in the way.
@@ -108,20 +115,29 @@ std::optional<platform::Value> ItemStore::data(std::string_view key) {
 bool ItemStore::setData(std::string_view key, const platform::Value& data) {
   const std::lock_guard lock(mutex_);
   if (!open()) return false;
+  if (write(key, data)) return true;
+  // Another file took the place of this one while its lock was waited for.
+  const bool isReplaced = sqlite3_extended_errcode(database_) == SQLITE_READONLY_DBMOVED;
+  if (isReplaced && !open()) return false;
+  return (isReplaced && write(key, data)) || fail("cannot be written");
+}
+
+bool ItemStore::write(std::string_view key, const platform::Value& data) {
   const Statement statement =
       prepare(database_, "INSERT INTO items VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET data = excluded.data", key);
+  if (!statement) return false;
   const platform::ByteView bytes = data.bytes();
-  if (!statement) return fail("cannot be written");
   // A zero-length blob, not NULL, where there are no bytes.
   const void* start = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
-  const bool isStored = sqlite3_bind_blob64(statement.get(), 2, start, bytes.size(), SQLITE_STATIC) == SQLITE_OK &&
-                        sqlite3_step(statement.get()) == SQLITE_DONE;
-  return isStored || fail("cannot be written");
+  return sqlite3_bind_blob64(statement.get(), 2, start, bytes.size(), SQLITE_STATIC) == SQLITE_OK &&
+         sqlite3_step(statement.get()) == SQLITE_DONE;
 }
 
 bool ItemStore::open() {
-  if (database_ != nullptr) return true;
+  if (database_ != nullptr && identityOfFileAt(path_) == file_) return true;
+  sqlite3_close_v2(std::exchange(database_, nullptr));
   if (const std::string fault = makeOwnerOnlyFile(path_); !fault.empty()) return refuse("cannot be opened: " + fault);
+  file_ = identityOfFileAt(path_);  // before it is opened: whatever takes its place from now on is noticed
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;
   if (sqlite3_open_v2(path_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail("cannot be opened");
   sqlite3_busy_handler(database_, &waitForLock, nullptr);

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/value.h"
 
@@ -17,7 +20,8 @@ namespace host {
 /// item is whole or absent however its writer dies, and several processes may use the file at once. Any thread.
 ///
 /// A failure is what the platform makes of it, an absent item or a store that did not happen; what is wrong and what
-/// would help goes to `report`, one line with the file's name. A file that is no store is left as it is.
+/// would help goes to `report`, one line with the file's name. A file that is no store is left as it is. When the file
+/// is removed or another one takes its place, the next use finds what is there then.
 class ItemStore {
  public:
   using Report = std::function<void(const std::string& problem)>;
@@ -32,13 +36,15 @@ class ItemStore {
 
  private:
   bool open();
+  bool write(std::string_view key, const platform::Value& data);
   bool fail(const std::string& what);
   bool refuse(const std::string& problem);
 
   std::filesystem::path path_;
   Report report_;
   std::mutex mutex_;
-  sqlite3* database_ = nullptr;  // opened by the first use
+  sqlite3* database_ = nullptr;   // opened by the first use
+  std::pair<dev_t, ino_t> file_;  // that is open
 };
 
 }  // namespace host

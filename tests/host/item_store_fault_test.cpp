@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "host/item_store.h"
@@ -100,8 +101,10 @@ TEST_F(ItemStoreFault, APipeInTheJournalsPlaceHoldsNobodyUp) {
 TEST_F(ItemStoreFault, AFullDiskTakesNothingAwayWhereverItEnds) {
   host::ItemStore store = open();
   ASSERT_TRUE(store.setData("key", long_));
+  constexpr std::uint64_t enough = 200'000;
   std::uint64_t room = 0;
-  for (bool isStored = false; !isStored; room += 1'999) {
+  bool isStored = false;
+  for (; room < enough; room += 1'999) {
     {
       const test::LimitedDisk disk(room, test::LimitedDisk::End::full);
       isStored = store.setData("key", Value::bytes(std::string(20'000, 'n')));
@@ -110,8 +113,43 @@ TEST_F(ItemStoreFault, AFullDiskTakesNothingAwayWhereverItEnds) {
     if (isStored) break;
     EXPECT_EQ(open().data("key"), long_) << room;
   }
+  EXPECT_TRUE(isStored);
   EXPECT_GT(room, 20'000U);
   expectTold("cannot be written: database or disk is full; make room on its disk");
+}
+
+TEST_F(ItemStoreFault, TheNextUseFindsTheFileThatIsThereThen) {
+  const std::string another = (directory_.path() / "another").string();
+  const auto replaceBy = [&](const std::string& bytes) {
+    std::ofstream(another, std::ios::binary) << bytes;
+    std::filesystem::rename(another, path_);
+  };
+  const std::string garbage(4'096, 'g');
+  ASSERT_TRUE(open().setData("short", long_));
+  const std::string otherStore = readFile();
+  const struct {
+    const char* name;
+    std::function<void()> change;
+    std::optional<Value> found;
+    bool isStore;
+  } cases[] = {{"removed", [&] { std::filesystem::remove(path_); }, std::nullopt, true},
+               {"replaced by a store", [&] { replaceBy(otherStore); }, long_, true},
+               {"replaced by garbage", [&] { replaceBy(garbage); }, std::nullopt, false},
+               {"overwritten with garbage", [&] { writeFile(garbage); }, std::nullopt, false}};
+  for (const auto& [name, change, found, isStore] : cases) {
+    SCOPED_TRACE(name);
+    for (const bool readsFirst : {true, false}) {
+      std::filesystem::remove(path_);
+      host::ItemStore store = open();
+      ASSERT_TRUE(store.setData("short", short_));
+      change();
+      EXPECT_TRUE(!readsFirst || store.data("short") == found);
+      EXPECT_EQ(store.setData("new", short_), isStore);
+      EXPECT_EQ(open().data("new"), isStore ? std::optional(short_) : std::nullopt);
+      if (!isStore) expectTold(beginAnew);
+      EXPECT_THAT(problems_, IsEmpty());
+    }
+  }
 }
 
 /// Another program's lock. SQLite's clock is ours: whoever waits for the lock makes time pass.
@@ -123,7 +161,9 @@ class LockedItemStore : public ItemStoreFault {
     EXPECT_EQ(sqlite3_exec(other_, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
     files_->xSleep = [](sqlite3_vfs*, int microseconds) {
       waited_ += microseconds;
-      if (waited_ == freeAfter_) sqlite3_exec(other_, "COMMIT", nullptr, nullptr, nullptr);
+      if (waited_ != freeAfter_) return microseconds;
+      if (isRemoved_) std::filesystem::remove(sqlite3_db_filename(other_, "main"));
+      sqlite3_exec(other_, "COMMIT", nullptr, nullptr, nullptr);
       return microseconds;
     };
   }
@@ -137,6 +177,7 @@ class LockedItemStore : public ItemStoreFault {
   static inline sqlite3* other_ = nullptr;
   static inline int waited_ = 0;
   static inline int freeAfter_ = 0;
+  static inline bool isRemoved_ = false;  ///< just before it is free
 
  private:
   sqlite3_vfs* const files_ = sqlite3_vfs_find(nullptr);
@@ -154,6 +195,16 @@ TEST_F(LockedItemStore, IsWaitedForButNotForEver) {
   freeAfter_ = waited_ + 4'000'000;
   EXPECT_TRUE(store.setData("long", short_));
   EXPECT_EQ(store.data("short"), short_);
+  EXPECT_THAT(problems_, IsEmpty());
+}
+
+TEST_F(LockedItemStore, MayBeRemovedMeanwhile) {
+  isRemoved_ = true;
+  freeAfter_ = waited_ + 1'000'000;
+  EXPECT_TRUE(open().setData("short", long_));
+  isRemoved_ = false;
+  EXPECT_EQ(open().data("short"), long_);
+  EXPECT_EQ(open().data("long"), std::nullopt);
   EXPECT_THAT(problems_, IsEmpty());
 }
 
