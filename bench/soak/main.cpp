@@ -1,7 +1,10 @@
 // Soaks the module and its host: prints what they hold on the way, then each promise with what was measured. Ends with
 // status 1 when one is broken, 2 for options that it does not have.
 
-#include <charconv>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -9,6 +12,7 @@
 #include <string_view>
 #include <thread>
 
+#include "bench/number.h"
 #include "bench/soak/soak.h"
 #include "pellion/temporary_directory.h"
 
@@ -17,31 +21,34 @@ namespace {
 using soak::Options;
 using soak::Promise;
 
-std::size_t numberFrom(std::string_view option, const char* text) {
-  std::size_t number = 0;
-  const std::string_view digits = text == nullptr ? "" : text;
-  const auto [stop, error] = std::from_chars(digits.begin(), digits.end(), number);
-  if (error != std::errc() || stop != digits.end() || number == 0) {
-    throw std::invalid_argument(std::string(option) + " needs a number above 0");
-  }
-  return number;
-}
+struct Option {
+  std::string_view name;
+  std::size_t Options::*value;
+  std::size_t least;
+};
+// What is held at the end is judged beside what was held after the first tenth.
+constexpr std::array optionsThere{Option{"--notifications", &Options::notifications, 10},
+                                  Option{"--phones", &Options::phones, 10},
+                                  Option{"--http-every", &Options::overHTTP, 1}};
 
 Options optionsFrom(int argc, char** argv) {
   Options options{.examples = PELLION_SOURCE_DIR "/examples/payloads"};
   for (int i = 1; i < argc; i += 2) {
-    const std::string_view option = argv[i];
-    std::size_t* const value = option == "--notifications" ? &options.notifications
-                               : option == "--phones"      ? &options.phones
-                               : option == "--http-every"  ? &options.overHTTP
-                                                           : nullptr;
-    if (value == nullptr) {
-      throw std::invalid_argument(std::string(option) +
+    const auto option = std::ranges::find(optionsThere, argv[i], &Option::name);
+    if (option == optionsThere.end()) {
+      throw std::invalid_argument(std::string(argv[i]) +
                                   " is no option; there are --notifications N, --phones N, --http-every N");
     }
-    *value = numberFrom(option, argv[i + 1]);
+    options.*option->value = bench::numberFrom(option->name, i + 1 < argc ? argv[i + 1] : "", option->least);
   }
   return options;
+}
+
+/// The thread sanitizer has a thread of its own from the first one on.
+void haveHadAThread() {
+  std::string entry = "/proc/self/task/";
+  std::thread([&] { entry += std::to_string(gettid()); }).join();
+  while (std::filesystem::exists(entry)) std::this_thread::yield();  // it is listed a moment longer
 }
 
 bool print(const std::vector<Promise>& promises) {
@@ -62,7 +69,7 @@ int main(int argc, char** argv) {
     const Options options = optionsFrom(argc, argv);
     const pellion::TemporaryDirectory temporaryFiles;  // of this program alone, so that what is left there shows
     setenv("TMPDIR", temporaryFiles.path().c_str(), 1);
-    std::thread([] {}).join();  // the thread sanitizer has a thread of its own from the first one on
+    haveHadAThread();
     bool areKept = print(soakNotifications(options));
     areKept = print(soakPhones(options)) && areKept;
     const bool isEmpty = std::filesystem::is_empty(temporaryFiles.path());

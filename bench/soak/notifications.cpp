@@ -24,8 +24,8 @@ using platform::Value;
 
 constexpr std::size_t tenths = 10;
 constexpr std::size_t betweenOtherEvents = 500;
-constexpr std::size_t freshIDs = 10'000;
-constexpr std::size_t largestIDRecord = 128;  // bytes
+constexpr std::ptrdiff_t freshIDs = 10'000;
+constexpr std::ptrdiff_t largestIDRecord = 128;  // bytes
 
 constexpr std::array<const char*, 6> ways{"foreground", "background", "tap", "dismissal", "button", "unknown button"};
 
@@ -64,15 +64,15 @@ class Notifications {
                 "threads", "a second");
     std::optional<Usage> first;
     Usage last{};
-    const std::size_t inATenth = options_.notifications / tenths;
     for (std::size_t tenth = 1; tenth <= tenths; ++tenth) {
       const auto start = std::chrono::steady_clock::now();
-      for (std::size_t i = 0; i < inATenth; ++i) playNext();
+      const std::size_t playedBefore = played_;
+      while (played_ * tenths < options_.notifications * tenth) playNext();
       const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
       last = Usage::now();
       if (!first) first = last;
-      std::printf("  %12zu %13zu %13zu %11zu %7zu %14.0f\n", tenth * inATenth, last.residentKiB, last.heapKiB,
-                  last.descriptors, last.threads, static_cast<double>(inATenth) / taken.count());
+      std::printf("  %12zu %13zu %13zu %11zu %7zu %14.0f\n", played_, last.residentKiB, last.heapKiB, last.descriptors,
+                  last.threads, static_cast<double>(played_ - playedBefore) / taken.count());
       std::fflush(stdout);
     }
     std::vector<Promise> promises = promiseLevelMemory(*first, last);
@@ -135,11 +135,12 @@ class Notifications {
   Promise promiseSmallIDRecord() {
     answerInPlace(true);
     const Usage before = Usage::now();
-    for (std::size_t i = 0; i < freshIDs; ++i) {
+    for (std::ptrdiff_t i = 0; i < freshIDs; ++i) {
       const std::string info = R"({"pellionPnID":)" + std::to_string(1'000'000 + i) + "}";
       phone_.run([&] { host::deliverInForeground(Value::dictionary({{"addInfo", info}})); });
     }
-    const std::size_t bytes = (Usage::now().heapKiB - before.heapKiB) * 1024 / freshIDs;
+    const auto grown = static_cast<std::ptrdiff_t>(Usage::now().heapKiB - before.heapKiB);
+    const std::ptrdiff_t bytes = grown * 1024 / freshIDs;
     return {"the record of ids seen: at most 128 bytes for each different one", std::to_string(bytes) + " bytes",
             bytes <= largestIDRecord};
   }
@@ -163,7 +164,7 @@ std::vector<Promise> soakNotifications(const Options& options) {
   std::printf("%zu notifications through one phone\n", options.notifications);
   const Usage before = Usage::now();
   std::vector<Promise> promises = std::make_unique<Notifications>(options)->soak();
-  for (Promise& promise : promiseNothingLeft(before, Usage::now())) promises.push_back(std::move(promise));
+  for (Promise& promise : promiseNothingLeft(before)) promises.push_back(std::move(promise));
   return promises;
 }
 

@@ -47,23 +47,24 @@ void use(SoakPhone& phone) {
 
 class Phones {
  public:
-  explicit Phones(std::size_t count) : batches_((count + together - 1) / together) {}
+  explicit Phones(std::size_t count) : count_(count) {}
 
   std::vector<Promise> soak() {
-    std::printf("%zu phones, %zu at a time\n", batches_ * together, together);
+    std::printf("%zu phones, %zu at a time\n", count_, together);
     const Usage before = Usage::now();
     std::optional<Usage> first;
     const auto start = std::chrono::steady_clock::now();
-    for (std::size_t batch = 0; batch < batches_; ++batch) {
-      liveTogether();
-      if (!first && (batch + 1) * 10 >= batches_) first = Usage::now();
+    for (std::size_t lived = 0; lived < count_;) {
+      const std::size_t batch = std::min(together, count_ - lived);
+      liveTogether(batch);
+      lived += batch;
+      if (!first && lived * 10 >= count_) first = Usage::now();
     }
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     const Usage last = Usage::now();
-    std::printf("  two launches each, %.0f phones a second\n",
-                static_cast<double>(batches_ * together) / taken.count());
+    std::printf("  two launches each, %.0f phones a second\n", static_cast<double>(count_) / taken.count());
     std::vector<Promise> promises = promiseLevelMemory(*first, last);
-    for (Promise& promise : promiseNothingLeft(before, last)) promises.push_back(std::move(promise));
+    for (Promise& promise : promiseNothingLeft(before)) promises.push_back(std::move(promise));
     promises.push_back({"each sends what the first sent", std::to_string(requests_) + " requests", isRequestsEven_});
     promises.push_back(
         {"a phone's directory holds its stores alone", strange_.empty() ? "3 files" : strange_, strange_.empty()});
@@ -71,11 +72,11 @@ class Phones {
   }
 
  private:
-  void liveTogether() {
+  void liveTogether(std::size_t count) {
     pellion::Backend backend({.secret = "example-secret", .keepsRequests = false});
     host::Network network;
     std::vector<std::unique_ptr<SoakPhone>> phones;
-    for (std::size_t i = 0; i < together; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
       phones.push_back(std::make_unique<SoakPhone>(network, backend.url()));
     }
     for (int launch = 0; launch < 2; ++launch) {
@@ -96,7 +97,7 @@ class Phones {
     }
   }
 
-  std::size_t batches_;
+  std::size_t count_;
   std::size_t requests_ = 0;
   int firstRequests_ = 0;
   bool isRequestsEven_ = true;

@@ -24,7 +24,7 @@ struct Promise {
 
 /// That memory has stayed level between two moments. Empty where a sanitizer keeps what is freed.
 std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last);
-/// That the descriptors and threads of `before` are all that is left.
-std::vector<Promise> promiseNothingLeft(const Usage& before, const Usage& after);
+/// That the descriptors and threads of `before` are all that is left now.
+std::vector<Promise> promiseNothingLeft(const Usage& before);
 
 }  // namespace soak
