@@ -4,17 +4,14 @@
 //   pellion_kills [KILLS [DIRECTORY [SEED]]]
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <stdexcept>
 
+#include "bench/number.h"
 #include "tests/support/killed_writers.h"
 
 namespace {
-
-unsigned numberAt(int count, char** arguments, int index, unsigned otherwise) {
-  return count > index ? static_cast<unsigned>(std::strtoul(arguments[index], nullptr, 10)) : otherwise;
-}
 
 bool print(const test::KilledWriters::Counts& counts) {
   std::printf("kills survived                       %12u\n", counts.kills);
@@ -36,10 +33,12 @@ bool print(const test::KilledWriters::Counts& counts) {
 
 int main(int count, char** arguments) {
   try {
+    if (count > 4) throw std::invalid_argument("there are no arguments but KILLS, DIRECTORY and SEED");
+    const unsigned kills = count > 1 ? bench::numberFrom("KILLS", arguments[1], 1U) : 1'000U;
     const std::filesystem::path directory =
         count > 2 ? std::filesystem::path(arguments[2]) : std::filesystem::temp_directory_path();
-    test::KilledWriters writers(directory, numberAt(count, arguments, 3, 1));
-    return print(writers.run(numberAt(count, arguments, 1, 1'000))) ? 0 : 1;
+    const unsigned seed = count > 3 ? bench::numberFrom("SEED", arguments[3], 0U) : 1U;
+    return print(test::KilledWriters(directory, seed).run(kills)) ? 0 : 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 2;
