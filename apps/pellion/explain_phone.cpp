@@ -63,7 +63,7 @@ ExplainPhone::ExplainPhone(std::vector<std::string> urlSchemes)
                         .urlSchemes = std::move(urlSchemes),
                         .sink = [this](const host::Event& event) { receive(event); },
                         .listensToLog = true}) {
-  phone_.configure(configuration());
+  TemporaryDirectory::write([this] { phone_.configure(configuration()); });
 }
 
 ExplainPhone::~ExplainPhone() { phone_.terminate(); }

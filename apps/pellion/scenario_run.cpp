@@ -117,7 +117,7 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
   if (const Value* file = merged.find("CA_FILE"); file != nullptr && file->ifString()) {
     entries.push_back({"CA_FILE", (std::filesystem::path(scenario_.file).parent_path() / file->text()).string()});
   }
-  phone_.configure(Value::dictionary(entries));
+  TemporaryDirectory::write([&] { phone_.configure(Value::dictionary(entries)); });
   if (backend_ == nullptr) return;
   const Value* secret = merged.find("JWT_SECRET");
   backend_->setSecret(secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text()));

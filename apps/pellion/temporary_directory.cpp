@@ -30,6 +30,7 @@ Registry& registry() {
   return only;
 }
 
+constexpr const char* remedy = "; set TMPDIR to a directory that can be written and has room";
 constexpr const char* namePattern = "pellion-XXXXXX";
 // Whoever meets a directory with these rights and can lock it knows that its program was killed: it is locked first.
 // The sticky bit means nothing among files of one owner, and hardly anybody else sets it.
@@ -61,7 +62,6 @@ void removeAbandoned(const std::filesystem::path& parent) {
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
-  constexpr const char* remedy = "; set TMPDIR to a directory that can be written";
   const std::lock_guard lock(registry().mutex);
   // In memory there is no disk to wait for. Whoever names a directory is believed.
   if (std::getenv("TMPDIR") == nullptr && make("/dev/shm")) return;
@@ -88,6 +88,14 @@ TemporaryDirectory::~TemporaryDirectory() {
   const std::lock_guard lock(registry().mutex);
   registry().paths.erase(path_);
   if (lock_ >= 0) close(lock_);
+}
+
+void TemporaryDirectory::write(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw InputError(error.path1().string() + ": cannot be written: " + error.code().message() + remedy);
+  }
 }
 
 void TemporaryDirectory::removeAll() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 namespace pellion {
 
@@ -14,6 +15,9 @@ class TemporaryDirectory {
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory();
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+  /// Runs work that writes into such a directory. Throws InputError with what would help when a file cannot be written.
+  static void write(const std::function<void()>& work);
 
   /// Removes all that there are, from any thread of a program that is about to end: whoever makes or removes one after
   /// that waits for the end.

@@ -29,7 +29,8 @@ platform::Value readPropertyList(const std::filesystem::path& path);
 platform::Value parsePropertyList(std::string_view contents, std::string_view name);
 
 /// Writes as XML; a reader sees the old file or the whole new one, which its owner alone may read. Raises
-/// PropertyListError for what cannot be written (null, an object, a key that is no text) and when the file cannot.
+/// PropertyListError for what no property list can hold (null, an object, a key that is no text), and
+/// std::filesystem::filesystem_error when the file cannot be written.
 void writePropertyList(const std::filesystem::path& path, const platform::Value& value);
 
 /// The binary form, for the item `name`, which errors mention. Raises PropertyListError as above.

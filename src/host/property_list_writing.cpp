@@ -5,9 +5,10 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "host/owned_plist.h"
 #include "host/property_list.h"
@@ -119,7 +120,10 @@ class Replacement {
   }
 
  private:
-  [[noreturn]] void fail() const { throw PropertyListError(path_ + ": cannot be written: " + std::strerror(errno)); }
+  [[noreturn]] void fail() const {
+    const std::error_code problem(errno, std::generic_category());
+    throw std::filesystem::filesystem_error("cannot be written", path_, problem);
+  }
 
   std::string path_;
   std::string temporary_;

@@ -235,7 +235,8 @@ TEST_F(PropertyListFile, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
   }
   EXPECT_THAT(errorOf([&] { writePropertyList(path, deep); }), testing::EndsWith("more than 512 levels"));
   EXPECT_NE(readPropertyList(path).find("text"), nullptr);
-  EXPECT_EQ(errorOf([&] { writePropertyList(path + "/b", 1); }), path + "/b: cannot be written: Not a directory");
+  EXPECT_THAT(test::thrown<std::filesystem::filesystem_error>([&] { writePropertyList(path + "/b", 1); }),
+              testing::HasSubstr("cannot be written: Not a directory [" + path + "/b]"));
 }
 
 TEST_F(PropertyListFile, GivesADictionaryOrNothing) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -187,6 +188,20 @@ TEST_F(CommandLine, SaysWhatItCannotWrite) {
   EXPECT_EQ(run({"run", scenario("\"launch\"")}), 2);
   unsetenv("TMPDIR");
   EXPECT_THAT(err_.str(), HasSubstr("set TMPDIR to a directory"));
+  rlimit sizes{};
+  getrlimit(RLIMIT_FSIZE, &sizes);
+  const rlimit none{.rlim_cur = 0, .rlim_max = sizes.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  const std::string payload = PELLION_SOURCE_DIR "/examples/payloads/sale.json";
+  for (const auto& arguments : {std::vector<std::string>{"run", scenario("\"launch\"")}, {"explain", payload}}) {
+    setrlimit(RLIMIT_FSIZE, &none);
+    const int status = run(arguments);
+    setrlimit(RLIMIT_FSIZE, &sizes);
+    EXPECT_EQ(status, 2);
+    EXPECT_THAT(err_.str(),
+                ContainsRegex("^pellion: /.*\\.plist: cannot be written: File too large; set TMPDIR to a "));
+  }
+  signal(SIGXFSZ, SIG_DFL);
   std::ofstream full("/dev/full");
   EXPECT_EQ(runCommandLine({"--version"}, {.out = full, .err = err_}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("not all of the output could be written"));
