@@ -181,6 +181,11 @@ std::string firstExtra(const CLI::App& app) {
   return extras.empty() ? std::string() : extras.front();
 }
 
+std::string hint(const CLI::App& app) {
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  return "; pellion " + (chosen.empty() ? "" : chosen.front()->get_name() + ' ') + "--help shows how it is called";
+}
+
 int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
   CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
   app.set_version_flag("--version", "pellion " PELLION_VERSION);
@@ -210,9 +215,9 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   } catch (const CLI::ExtrasError&) {
     // The first alone, as far as its name: the others may be what was meant as a secret.
     const std::string extra = firstExtra(app);
-    throw InputError("not expected: " + extra.substr(0, extra.find('=')) + "; pellion --help shows how it is called");
+    throw InputError("not expected: " + extra.substr(0, extra.find('=')) + hint(app));
   } catch (const CLI::ParseError& error) {
-    throw InputError(error.what() + std::string("; pellion --help shows how it is called"));
+    throw InputError(error.what() + hint(app));
   }
 }
 

@@ -144,8 +144,9 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{}, "no command is given; the commands are run, test, explain and backend"},
-      {{"walk"}, "not expected: walk"},
-      {{"run"}, "SCENARIO is required"},
+      {{"walk"}, "not expected: walk; pellion --help shows"},
+      {{"run"}, "SCENARIO is required; pellion run --help shows"},
+      {{"test", "--fast"}, "not expected: --fast; pellion test --help shows"},
       {{"run", missing}, missing + ": No such file or directory"},
       {{"run", directory_.path()}, directory_.path().string() + ": Is a directory"},
       {{"run", good, missing}, "missing.json"},
