@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
 #include <system_error>
 
 namespace pellion {
@@ -31,6 +32,16 @@ std::uint16_t portOf(int socket, int (*name)(int, sockaddr*, socklen_t*)) {
 int millisecondsOf(std::chrono::nanoseconds duration) {
   const auto count = std::chrono::ceil<std::chrono::milliseconds>(duration).count();
   return count > std::numeric_limits<int>::max() ? -1 : static_cast<int>(count);
+}
+
+/// poll(), which a signal that this program handles does not end.
+int pollFor(std::chrono::nanoseconds duration, std::span<pollfd> events) {
+  using Clock = std::chrono::steady_clock;
+  for (const Clock::time_point start = Clock::now();;) {
+    const auto left = std::max(duration - (Clock::now() - start), std::chrono::nanoseconds::zero());
+    const int count = poll(events.data(), events.size(), millisecondsOf(left));
+    if (count >= 0 || errno != EINTR) return count;
+  }
 }
 
 }  // namespace
@@ -66,8 +77,8 @@ void BackendConnection::give(const Answer& answer, std::string_view method) cons
 }
 
 bool BackendConnection::waitFor(std::chrono::milliseconds duration) const {
-  pollfd ending{ending_.descriptor(), POLLIN, 0};
-  return poll(&ending, 1, millisecondsOf(duration)) == 0;
+  pollfd events[] = {{ending_.descriptor(), POLLIN, 0}};
+  return pollFor(duration, events) == 0;
 }
 
 bool BackendConnection::writeSlowly(std::string_view bytes, std::chrono::nanoseconds pace) const {
@@ -85,7 +96,7 @@ bool BackendConnection::write(std::string_view bytes) const {
       bytes.remove_prefix(static_cast<std::size_t>(size));
     } else if (errno == EAGAIN) {
       pollfd events[] = {{socket_, POLLOUT, 0}, {ending_.descriptor(), POLLIN, 0}};
-      if (poll(events, 2, -1) < 0 || events[1].revents != 0) return false;
+      if (pollFor(forEver, events) < 0 || events[1].revents != 0) return false;
     } else if (errno != EINTR) {
       return false;
     }
@@ -97,8 +108,8 @@ bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
   const auto isOver = std::make_shared<Signal>();
   if (network_ != nullptr) network_->announce({clientPort_, serverPort_, duration, [isOver] { isOver->set(); }});
   pollfd events[] = {{socket_, POLLRDHUP, 0}, {ending_.descriptor(), POLLIN, 0}, {isOver->descriptor(), POLLIN, 0}};
-  poll(events, 3, network_ == nullptr ? millisecondsOf(duration) : -1);
-  return events[0].revents == 0 && events[1].revents == 0;
+  const int count = pollFor(network_ == nullptr ? duration : forEver, events);
+  return count >= 0 && events[0].revents == 0 && events[1].revents == 0;
 }
 
 /// Linux resets a connection that is connected to nobody.

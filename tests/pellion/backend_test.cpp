@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
+#include <filesystem>
+#include <future>
+
 #include "pellion/json_writer.h"
 #include "pellion/redaction.h"
 #include "tests/pellion/raw_client.h"
@@ -96,15 +100,28 @@ TEST(Backend, EndsABodyThatDoesNotEnd) {
 TEST(Backend, ListensAtOneAddressOfLoopback) {
   const Backend backend({});
   constexpr in_addr_t another = INADDR_LOOPBACK + 1;  // where whoever listens everywhere would answer
-  EXPECT_EQ(exchange(backend.port(), post("/"), true, another), "");
+  EXPECT_EQ(test::call(backend.port(), post("/"), 1, another).error, ECONNREFUSED);
   EXPECT_NE(exchange(backend.port(), post("/")), "");
+}
+
+TEST(Backend, WaitsOnAfterASignal) {
+  Backend backend({});
+  backend.answerWith({.body = std::string(1U << 24U, 'x'), .delay = std::chrono::milliseconds(50)});
+  signal(SIGUSR1, [](int) {});  // restarts what the client waits in, but poll() is never restarted
+  auto answer = std::async(std::launch::async, [&] { return exchange(backend.port(), post("/")); });
+  while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+      tgkill(getpid(), std::stoi(thread.path().filename()), SIGUSR1);
+    }
+  }
+  EXPECT_GT(answer.get().size(), 1U << 24U);
 }
 
 TEST(Backend, SurvivesRequestsThatBreakOff) {
   Backend backend({});
   for (const char* part : {"", "PO", "POST /x HTTP/1.1\r\nHo",
                            "POST /x HTTP/1.1\r\nHost: h\r\nContent-Length: 9\r\n\r\nab", "nonsense\r\n\r\n"}) {
-    exchange(backend.port(), part, false);
+    test::call(backend.port(), part, 0);
   }
   EXPECT_THAT(exchange(backend.port(), post("/")), StartsWith("HTTP/1.1 200 "));
   EXPECT_EQ(backend.takeRequests().size(), 1U);
