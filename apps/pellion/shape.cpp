@@ -34,9 +34,9 @@ bool isSeconds(const Value& value) {
   return isIntegerIn(value, 0, static_cast<std::int64_t>(tenYears));
 }
 
-/// What the server writes by itself would contradict itself if it were also said by a scenario.
+/// What says where an answer ends is the server's: a scenario's word beside it would contradict it by accident.
 bool isHeadersToSend(const Value& value) {
-  constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection", "date"};
+  constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection"};
   const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
   return isObject(value) && std::ranges::all_of(value.entries(), [&](const Value::Entry& field) {
            const std::string_view name = field.key.text();
@@ -106,8 +106,8 @@ const Shape textsByName{"an object of texts by name, null for absent", isObject,
 const Shape hexByName{"an object of hexadecimal texts by name, null for absent", isObject, {}, &hexOrNull};
 const Shape texts{"a list of texts", isList, {}, &text};
 const Shape headersToSend{
-    "an object of header fields and their texts, without Content-Length, Transfer-Encoding, Connection and Date, which "
-    "the server writes",
+    "an object of header fields and their texts, without Content-Length, Transfer-Encoding and Connection, which are "
+    "the server's own; give an answer with others of these as \"raw\"",
     isHeadersToSend};
 }  // namespace shapes
 

@@ -77,6 +77,10 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
       {R"({"configure": {"APP_META": {"a\u0001": 1}}})", ":2:29: APP_META cannot hold control characters"},
       {R"({"configure": {"GZIP": "yes"}})", ":2:16: GZIP must be true or false"},
       {R"({"backend": {"status": 99}})", ":2:24: \"status\" cannot be 99; expected an HTTP status from 200 to 599"},
+      {R"({"backend": {"headers": {"content-length": "3"}}})",
+       ":2:25: \"headers\" cannot be {\"content-length\":\"3\"}; expected an object of header fields and their texts, "
+       "without Content-Length, Transfer-Encoding and Connection, which are the server's own; give an answer with "
+       "others of these as \"raw\""},
       {R"({"expect": {"requests": [{}, {"header": {}}]}})",
        ":2:31: an element of \"requests\" has no \"header\"; it may have \"method\", \"path\", \"query\", \"headers\", "
        "\"body\""},
@@ -189,7 +193,7 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       R"("launch", {"token": ""}, {"token": "0aFF"}, {"token": null}, {"failToRegister": ""})",
       R"("launch", {"consent": {"anonymousUser": true, "anonymousTracking": false, "anonymousId": null, "deviceId": ""}})",
       R"({"configure": {"GZIP": null, "APP_META": {"a": [1]}, "CLEAR_TEXT_HOSTS": ["h"], "LOG_LEVEL": "info"}})",
-      R"({"backend": {"status": 200, "body": 1, "headers": {"A": "b"}, "delay": 60000, "times": 1000}})",
+      R"({"backend": {"status": 200, "body": 1, "headers": {"Date": "b"}, "delay": 60000, "times": 1000}})",
       R"({"backend": {"bytes": "fF", "sends": "half the body", "then": "resets", "pace": 0.5}}, {"backend": {"raw": ""}})",
       R"({"backend": {"body": "", "endless": "headers"}}, {"backend": {"connection": "refused"}})",
       R"("launch", {"deliver": "a"}, {"deliverInBackground": {"payload": {"addInfo": null}}}, "activate")",
