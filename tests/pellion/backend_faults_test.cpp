@@ -9,6 +9,8 @@
 #include "network/PLTokenManager.h"
 #include "pellion/backend.h"
 #include "pellion/event_text.h"
+#include "pellion/scenario_run.h"
+#include "tests/pellion/raw_client.h"
 #include "tests/support/test_phone.h"
 
 namespace pellion {
@@ -164,6 +166,38 @@ TEST_F(BackendFaults, EndInOneCompletionEachAndLeaveTheNextRequestAlone) {
       {"broken UTF-8", {.body = "{\"a\":\"\xff\"}"}, 200},
   };
   for (const Row& row : rows) expectOutcome(row);
+}
+
+/// Asks a backend that a scenario's step has told how to behave.
+void expectReply(const std::string& behaviour, const Matcher<std::string>& bytes, const Matcher<int>& error) {
+  SCOPED_TRACE(behaviour);
+  const Scenario scenario = readScenario(
+      "", R"({"name": "", "configuration": {"JWT_SECRET": "s"}, "steps": [{"backend": {)" + behaviour + "}}]}");
+  host::Network network;
+  ScenarioRun run(scenario, network, {});
+  EXPECT_TRUE(run.run());
+  const test::Reply reply = test::call(run.backend().port(), test::post("/"), 20'000);
+  EXPECT_THAT(reply.bytes, bytes);
+  EXPECT_THAT(reply.error, error);
+}
+
+TEST(BackendSteps, SayWhatIsSentAndHowTheConnectionEnds) {
+  const std::string raw = R"("raw": "ab\r\n\r\ncdef")";
+  const std::pair<std::string, std::string> parts[] = {{"nothing", ""},
+                                                       {"half the headers", "ab\r"},
+                                                       {"headers", "ab\r\n\r\n"},
+                                                       {"half the body", "ab\r\n\r\ncd"},
+                                                       {"everything", "ab\r\n\r\ncdef"}};
+  for (const auto& [part, bytes] : parts) {
+    const std::string sends = raw + R"(, "sends": ")" + part + '"';
+    expectReply(sends + R"(, "then": "closes")", bytes, 0);
+    expectReply(sends + R"(, "then": "resets")", bytes, ECONNRESET);
+  }
+  expectReply(raw + R"(, "endless": "headers")", StartsWith("ab\r\nX-Endless: x"), 0);
+  expectReply(raw + R"(, "endless": "body")", StartsWith("ab\r\n\r\ncdefcdefcdef"), 0);
+  expectReply(R"("connection": "accepted")", StartsWith("HTTP/1.1 200 OK\r\n"), 0);
+  expectReply(R"("connection": "refused")", "", ECONNREFUSED);
+  expectReply(R"("connection": "closed")", "", AnyOf(0, ECONNRESET));  // before the request is sent, or after
 }
 
 TEST_F(BackendFaults, OfConnectionsAreErrorsLikeOthers) {

@@ -276,10 +276,12 @@ TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {
     const std::string listening = out_.str();
     const auto port = static_cast<std::uint16_t>(std::stoi(listening.substr(listening.rfind(':') + 1)));
     test::exchange(port, test::post("/x?deviceid=d", "", "no JWT"));
+    test::exchange(port, test::post("/shared-secret", "X: shared-secret\r\n", "{\"a\": \"a shared-secret\"}"));
   };
-  EXPECT_EQ(run({"backend", "--secret", "s"}), 0);
+  EXPECT_EQ(run({"backend", "--secret", "shared-secret"}), 0);
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("POST /x\n"), HasSubstr("device d\n"), HasSubstr("✗ not a JWT"),
-                                HasSubstr("answers 200")));
+                                HasSubstr("answers 200"), Not(HasSubstr("ed-secret")),
+                                HasSubstr("POST /shar… (13 characters)\n"), HasSubstr("a shar… (13 characters)")));
 }
 
 }  // namespace
