@@ -59,7 +59,7 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
     try {
       host::configurationFrom(dictionary, placeText(file, entry.position));
     } catch (const host::ConfigurationError& error) {
-      throw InputError(error.what());
+      throw errorAt(file, entry.position, error.problem());
     }
     if (entry.name == "APP_META") checkMeta(file, entry.value);
   }

@@ -134,8 +134,8 @@ Scenario readScenario(std::string_view file, std::string_view text) {
   const Redaction redaction(secrets);
   try {
     return checkedScenario(file, document, redaction);
-  } catch (const InputError& error) {
-    throw InputError(redaction.text(error.what()));
+  } catch (const DocumentError& error) {  // whose place stays, even where it reads like a secret
+    throw errorAt(file, error.position(), redaction.text(error.text()));
   }
 }
 

@@ -107,7 +107,7 @@ class Reader {
   }
 
   [[noreturn]] void fail(const std::string& key, const std::string& expected) const {
-    throw ConfigurationError(path_.string() + ": " + key + " " + expected);
+    throw ConfigurationError(path_, key + " " + expected);
   }
 
   const Value& dictionary_;
@@ -117,15 +117,18 @@ class Reader {
 
 }  // namespace
 
-ConfigurationError::ConfigurationError(std::string_view text) : std::runtime_error(printable(text)) {}
+ConfigurationError::ConfigurationError(const std::filesystem::path& path, std::string_view problem)
+    : std::runtime_error(printable(path.string() + ": " + std::string(problem))), problem_(printable(problem)) {}
+ConfigurationError::ConfigurationError(const PropertyListError& error)
+    : std::runtime_error(error.what()), problem_(error.what()) {}
 
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {
     const Value list = readPropertyList(path);
-    if (list.ifDictionary() == nullptr) throw ConfigurationError(path.string() + ": must hold a dictionary");
+    if (list.ifDictionary() == nullptr) throw ConfigurationError(path, "must hold a dictionary");
     return configurationFrom(list, path);
   } catch (const PropertyListError& error) {
-    throw ConfigurationError(error.what());
+    throw ConfigurationError(error);
   }
 }
 

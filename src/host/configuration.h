@@ -10,6 +10,7 @@
 
 #include "host/network.h"
 #include "host/process.h"
+#include "host/property_list.h"
 #include "platform/value.h"
 
 namespace host {
@@ -41,7 +42,12 @@ struct Configuration {
 /// Its text is one line: the file, the key and what was expected.
 class ConfigurationError : public std::runtime_error {
  public:
-  explicit ConfigurationError(std::string_view text);
+  ConfigurationError(const std::filesystem::path& path, std::string_view problem);
+  explicit ConfigurationError(const PropertyListError& error);
+  [[nodiscard]] const std::string& problem() const { return problem_; }  ///< without the file, unless it is unreadable
+
+ private:
+  std::string problem_;
 };
 
 /// Raises ConfigurationError for a missing or unreadable file, an unknown key, a value of the wrong kind, a required
