@@ -40,9 +40,10 @@ Transfer::Time Load::deadline() const {
 
 bool Load::endSilence(bool timesOut) {
   silenceEnded_ = std::chrono::steady_clock::now();
+  process().mainQueue().beginOutsideWork();  // first, or the phone's time passes once more before it stands still
   Waiting waiting = Waiting::silence;
   const bool ends = waiting_.compare_exchange_strong(waiting, timesOut ? Waiting::tooLong : Waiting::server);
-  if (ends) process().mainQueue().beginOutsideWork();
+  if (!ends) process().mainQueue().endOutsideWork();
   return ends;
 }
 
