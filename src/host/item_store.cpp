@@ -54,7 +54,7 @@ bool isRegularOrAbsent(const std::string& path) {
 }
 
 // No two files share it as long as one of them is open.
-std::pair<dev_t, ino_t> identityOfFileAt(const std::filesystem::path& path) {
+std::pair<std::uint64_t, std::uint64_t> identityOfFileAt(const std::filesystem::path& path) {
   struct stat found {};
   if (::lstat(path.c_str(), &found) != 0) return {};
   return {found.st_dev, found.st_ino};

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <mutex>
@@ -43,8 +42,8 @@ class ItemStore {
   std::filesystem::path path_;
   Report report_;
   std::mutex mutex_;
-  sqlite3* database_ = nullptr;   // opened by the first use
-  std::pair<dev_t, ino_t> file_;  // that is open
+  sqlite3* database_ = nullptr;                   // opened by the first use
+  std::pair<std::uint64_t, std::uint64_t> file_;  // that is open
 };
 
 }  // namespace host
