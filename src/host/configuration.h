@@ -10,10 +10,11 @@
 
 #include "host/network.h"
 #include "host/process.h"
-#include "host/property_list.h"
 #include "platform/value.h"
 
 namespace host {
+
+class PropertyListError;
 
 /// What the reference core library knows, all from one property list (XML or binary). Optional entries may be absent:
 /// the calls that read them then answer nothing.
