@@ -1,5 +1,9 @@
 // What is recorded of a notification's life: delivered, acted on, converted. Every entry is sent at once and alone.
 
+#include <initializer_list>
+#include <utility>
+#include <vector>
+
 #include "messaging/PLMessaging.h"
 #include "network/PLTokenManager.h"
 #include "platform/core_library.h"
@@ -16,24 +20,36 @@ enum Status : std::int32_t { Delivered = 4, Responded = 5, Converted = 6 };
 
 constexpr const char* subscript = "objectForKey:";
 
-Value makeEntry(const Value& notificationID, Status status) {
-  return Value::dictionary({{"notificationid", notificationID},
+using Field = std::pair<const char*, std::optional<Value>>;
+
+/// A dictionary as the platform's literals build it. Kept: an absent value raises, and no code catches that.
+Value dictionaryLiteral(std::initializer_list<Field> fields) {
+  std::vector<Value::Entry> entries;
+  entries.reserve(fields.size());
+  for (const auto& [key, value] : fields) {
+    if (!value) {
+      throw platform::Exception(
+          platform::invalidArgumentException,
+          platform::format("*** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to insert nil "
+                           "object from objects[%lu]",
+                           {entries.size()}));
+    }
+    entries.push_back({key, *value});
+  }
+  return Value::dictionary(entries);
+}
+
+Value makeEntry(const std::optional<Value>& notificationID, Status status) {
+  return dictionaryLiteral({{"notificationid", notificationID},
                             {"timestamp", platform::QVSystemInfo::getTimeinLong()},
                             {"status", static_cast<std::int32_t>(status)}});
 }
 
-/// The four-key entry. Kept: without an action the platform refuses to build it, and nobody catches that.
 Value makeActionEntry(const Value& notificationID, const Value* action) {
-  const std::int64_t now = platform::QVSystemInfo::getTimeinLong();
-  if (action == nullptr) {
-    throw platform::Exception(platform::invalidArgumentException,
-                              "*** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to insert nil "
-                              "object from objects[3]");
-  }
-  return Value::dictionary({{"notificationid", notificationID},
-                            {"timestamp", now},
+  return dictionaryLiteral({{"notificationid", notificationID},
+                            {"timestamp", platform::QVSystemInfo::getTimeinLong()},
                             {"status", static_cast<std::int32_t>(Responded)},
-                            {"actionid", *action}});
+                            {"actionid", action != nullptr ? std::optional(*action) : std::nullopt}});
 }
 
 void send(const Value& entry, const char* block) {
@@ -80,7 +96,7 @@ void PLMessaging::appDidReceiveMessage(const Value* payload, id response) {
 }
 
 std::optional<Value> PLMessaging::parsedAddInfo(const Value* payload) const {
-  if (payload == nullptr) return std::nullopt;
+  if (payload == nullptr || payload->count() == 0) return std::nullopt;
   const Value* addInfo = findValueForKey("addInfo", payload);
   return addInfo != nullptr ? parseBodyString(*addInfo) : std::nullopt;
 }
@@ -142,5 +158,5 @@ void PLMessaging::convertIfGoal(const Value* name) {
          name, conversionEvent_);
   if (name == nullptr || !conversionEvent_ || *name != Value(*conversionEvent_)) return;
   conversionEvent_ = "";
-  send(makeEntry(*pnID_, Converted), "-[PLMessaging globalEngagementDataNotification:]_block_invoke");
+  send(makeEntry(pnID_, Converted), "-[PLMessaging globalEngagementDataNotification:]_block_invoke");
 }

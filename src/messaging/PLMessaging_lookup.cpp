@@ -11,6 +11,7 @@ namespace {
 using platform::Value;
 
 constexpr const char* fastEnumeration = "countByEnumeratingWithState:objects:count:";
+constexpr const char* subscript = "objectForKey:";
 
 /// What is left to visit of one container. Only one of the two holds anything.
 struct Rest {
@@ -30,6 +31,10 @@ const T& takeFirst(std::span<const T>& rest) {
 // The search keeps its own stack, innermost container last: a payload decides how deep it goes.
 const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dictionary) const {
   if (dictionary == nullptr) return nullptr;
+  if (dictionary->ifList() != nullptr) {  // its elements are enumerated, and it has no value for the first
+    if (dictionary->count() > 0) dictionary->asDictionary(subscript);
+    return nullptr;
+  }
   std::vector<Rest> stack{{dictionary->asDictionary(fastEnumeration).entries(), {}}};
   while (!stack.empty()) {
     Rest& rest = stack.back();
@@ -49,8 +54,12 @@ const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dic
 
 const Value* PLMessaging::getActionButtonById(const Value* identifier, const Value* buttons) const {
   if (buttons == nullptr) return nullptr;
+  if (buttons->ifDictionary() != nullptr) {  // its keys are enumerated, and the first has no "action"
+    if (buttons->count() > 0) buttons->entries().front().key.asDictionary(subscript);
+    return nullptr;
+  }
   for (const Value& button : buttons->asList(fastEnumeration)) {
-    const Value* action = button.asDictionary("objectForKey:").find("action");
+    const Value* action = button.asDictionary(subscript).find("action");
     if (action == nullptr) continue;
     const std::string_view text = action->asString("isEqualToString:");
     if (identifier != nullptr && text == identifier->ifString()) return &button;

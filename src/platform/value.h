@@ -104,6 +104,8 @@ class Value {
   ByteView asBytes(const char* selector) const;
   std::span<const Value> asList(const char* selector) const;
   const Value& asDictionary(const char* selector) const;
+  /// `count`: the elements of a list, the entries of a dictionary. Raises for any other kind.
+  [[nodiscard]] std::size_t count() const;
 
   // The contents of the kind that the caller knows it has; empty for another.
   [[nodiscard]] std::int64_t integer() const noexcept { return kind_ == Kind::integer ? payload_.integer : 0; }
@@ -191,6 +193,10 @@ inline ByteView Value::asBytes(const char* selector) const {
 inline std::span<const Value> Value::asList(const char* selector) const {
   if (kind_ != Kind::list) raiseUnrecognized(selector);
   return elements();
+}
+inline std::size_t Value::count() const {
+  if (kind_ != Kind::list && kind_ != Kind::dictionary) raiseUnrecognized("count");
+  return count_;
 }
 inline const Value& Value::asDictionary(const char* selector) const {
   if (kind_ != Kind::dictionary) raiseUnrecognized(selector);

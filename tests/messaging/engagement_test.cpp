@@ -24,6 +24,12 @@ Value entry(const Value& notificationID, int status) {
   return Value::dictionary({{"notificationid", notificationID}, {"timestamp", startOfTime}, {"status", status}});
 }
 
+std::string nilAt(int index) {
+  return "NSInvalidArgumentException: *** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt to "
+         "insert nil object from objects[" +
+         std::to_string(index) + "]";
+}
+
 class Engagement : public Test {
  protected:
   void report(std::string_view fields) {
@@ -59,7 +65,7 @@ TEST_F(Engagement, readsANotificationsIdAndIgnoresThoseWithoutAValidOne) {
     phone_.respond(payload(addInfo), tap);
     EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << addInfo;
   }
-  for (const char* foreign : {"{}", R"({"aps":{"alert":"x"}})"}) {
+  for (const char* foreign : {"{}", "[]", R"({"aps":{"alert":"x"}})"}) {
     phone_.deliver(json(foreign));
     EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << foreign;
   }
@@ -130,16 +136,21 @@ TEST_F(Engagement, KeptAConversionBearsTheIdSeenLastAndAnEmptyNameCountsAfterARe
   EXPECT_THAT(phone_.takeEntries(), ElementsAre(entry(12, 6)));
 }
 
+TEST_F(Engagement, KeptAnEmptyNameBeforeAnyIdRaisesAfterTheGoalIsCleared) {
+  report(R"({"action":"session","duration":1})");
+  EXPECT_EQ(raised([&] { report(R"({"action":"event","name":""})"); }), nilAt(0));
+  EXPECT_EQ(goal(), "");
+  EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+}
+
 TEST_F(Engagement, KeptAResponseThatMatchesNoButtonRaisesAfterTheGoalIsStored) {
   const std::string goalField =
       R"({"pellionPnID":12,"clickAction":"https://a.test","conversion":{"event":"e","group":"g"})";
-  for (const std::string& buttons : {std::string("}"), std::string(R"(,"actionButton":[{"clickAction":"x://y"}]})"),
-                                     std::string(R"(,"actionButton":[{"action":"other"}]})")}) {
+  for (const std::string& buttons :
+       {std::string("}"), std::string(R"(,"actionButton":[{"clickAction":"x://y"}]})"),
+        std::string(R"(,"actionButton":{}})"), std::string(R"(,"actionButton":[{"action":"other"}]})")}) {
     for (const char* action : {"reply", platform::UNNotificationDismissActionIdentifier}) {
-      EXPECT_EQ(raised([&] { phone_.respond(payload(goalField + buttons), action); }),
-                "NSInvalidArgumentException: *** -[__NSPlaceholderDictionary initWithObjects:forKeys:count:]: attempt "
-                "to insert nil object from "
-                "objects[3]");
+      EXPECT_EQ(raised([&] { phone_.respond(payload(goalField + buttons), action); }), nilAt(3));
       EXPECT_EQ(goal(), "g_e");
     }
   }
@@ -153,6 +164,8 @@ TEST_F(Engagement, KeptAValueOfTheWrongKindRaises) {
       {json(R"({"addInfo":{"pellionPnID":12}})"), "-[__NSDictionaryI dataUsingEncoding:]"},
       {json(R"({"addInfo":null})"), "-[NSNull dataUsingEncoding:]"},
       {payload("[1]"), "-[__NSArrayI objectForKey:]"},
+      {json("[1]"), "-[__NSArrayI objectForKey:]"},
+      {"text", "-[__NSCFString count]"},
       {payload(R"({"pellionPnID":null})"), "-[NSNull integerValue]"},
       {payload(R"({"pellionPnID":[1]})"), "-[__NSArrayI integerValue]"},
       {payload(R"({"pellionPnID":1,"conversion":null})"), "-[NSNull objectForKey:]"},
@@ -165,9 +178,11 @@ TEST_F(Engagement, KeptAValueOfTheWrongKindRaises) {
     const std::string reason = raised([&] { phone_.respond(notification, tap); });
     EXPECT_THAT(reason, HasSubstr(expected + ": unrecognized selector sent to instance 0x"));
   }
-  for (const auto& [button, expected] :
-       {std::pair{"7", "-[__NSCFNumber objectForKey:]"}, {R"({"action":7})", "-[__NSCFNumber isEqualToString:]"}}) {
-    const Value notification = payload(R"({"pellionPnID":1,"actionButton":[)" + std::string(button) + "]}");
+  for (const auto& [button, expected] : {std::pair{"[7]", "-[__NSCFNumber objectForKey:]"},
+                                         {R"([{"action":7}])", "-[__NSCFNumber isEqualToString:]"},
+                                         {R"({"action":"reply"})", "-[__NSCFString objectForKey:]"},
+                                         {"null", "-[NSNull countByEnumeratingWithState:objects:count:]"}}) {
+    const Value notification = payload(R"({"pellionPnID":1,"actionButton":)" + std::string(button) + "}");
     EXPECT_THAT(raised([&] { phone_.respond(notification, "reply"); }), HasSubstr(expected));
   }
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
