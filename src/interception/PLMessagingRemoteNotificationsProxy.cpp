@@ -62,10 +62,10 @@ void Proxy::didRegister(id /*application*/, id deviceToken) {
 }
 
 void Proxy::didFailToRegister(id /*application*/, id error) {
+  const id description = platform::send<id()>(error, sel_registerName("localizedDescription"));
   PL_LOG(platform::pellionWarning,
          "-[PLMessagingRemoteNotificationsProxy application:didFailToRegisterForRemoteNotificationsWithError:]",
-         "Error in application:didFailToRegisterForRemoteNotificationsWithError: %@",
-         platform::send<id()>(error, sel_registerName("localizedDescription")));
+         "Error in application:didFailToRegisterForRemoteNotificationsWithError: %@", description);
   PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(error);
 }
 

@@ -37,6 +37,7 @@ void PLMessaging::defineClass(platform::ClassFace<PLMessaging>& face) {
 
 void PLMessaging::setAPNSToken(const platform::Value* token) {
   PLTokenManager& tokenManager = PLTokenManager::sharedInstance();
+  if (token != nullptr) token->asBytes("bytes");  // raises for another kind, whether or not the line below is read
   PL_LOG(platform::pellionLog, "-[PLMessaging setAPNSToken:]", "APNs Device Token : %@",
          tokenManager.stringFromDeviceToken(token));
   // Asked of the new token: a null one is equal to nothing, not even to the absence of a stored one.
@@ -60,7 +61,7 @@ void PLMessaging::drainSharedStats() const {
   const std::shared_ptr<platform::UserDefaults> defaults = getSharedDefaults();
   if (!defaults) return;
   const std::optional<platform::Value> pending = defaults->objectForKey(pendingStatsKey);
-  if (!pending || pending->asList("count").empty()) return;
+  if (!pending || pending->count() == 0) return;
   PLTokenManager::sharedInstance().sendStatsToServer(*pending, [](bool success) {
     PL_LOG(platform::pellionLog, "-[PLMessaging applicationDidBecomeActive:]_block_invoke_2",
            "Push notification stats request: %i", success);

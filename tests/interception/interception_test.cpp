@@ -324,7 +324,8 @@ TEST_F(Interception, KeptTheDonorWithoutCounterpartWhenThePlatformLacksTheSetter
 }
 
 TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
-  host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
+  const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
+  host::startApplication(delegate);
   PLMessaging::startService();
   phone_.takeLog();
   host::failToRegisterForRemoteNotifications({"D", 3, "no network", {}});
@@ -333,6 +334,11 @@ TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
       ElementsAre(
           "Error in application:didFailToRegisterForRemoteNotificationsWithError: no network",
           HasSubstr("Push notification didFailToRegisterForRemoteNotificationsWithError: Error Domain=D Code=3")));
+  for (const host::LogLevel level : {host::LogLevel::none, host::LogLevel::verbose}) {
+    phone_->process()->setLogLevel(level);
+    EXPECT_THAT(raised([&] { platform::send<void(id, id)>(delegate.get(), sel(didFail), nullptr, delegate.get()); }),
+                HasSubstr("localizedDescription]: unrecognized selector"));
+  }
   for (const Value& userInfo : {ours, foreign}) phone_.run([&] { host::deliverInBackground(userInfo); });
   EXPECT_THAT(takeStatuses(), ElementsAre(4));
   EXPECT_NE(raised([] {

@@ -5,6 +5,7 @@
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
 #include "tests/messaging/messaging_phone.h"
+#include "tests/support/raised.h"
 
 namespace {
 
@@ -69,6 +70,35 @@ TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
   phone_.take("stored");
   comeBack();
   EXPECT_THAT(phone_.take("stored"), IsEmpty());
+}
+
+TEST_F(Facade, KeptAsksThePendingStatisticsForTheirCountAlone) {
+  const auto drain = [&](const Value& pending) {
+    phone_.run([&] {
+      shared()->setObject(pending, pendingKey);
+      PLMessaging::shared().applicationDidBecomeActive(nullptr);
+      phone_->process()->mainQueue().advance(3s);
+    });
+    return left();
+  };
+  EXPECT_EQ(drain(test::json("{}")), test::json("{}"));
+  EXPECT_EQ(drain(test::json(R"({"a":4})")), Value::list({}));
+  EXPECT_THAT(phone_.takePayloads(),
+              ElementsAre(Truly([](const Value& sent) { return *sent.find("pnstats") == test::json(R"({"a":4})"); })));
+  EXPECT_THAT(test::raised([&] { drain("text"); }), HasSubstr("-[__NSCFString count]"));
+}
+
+TEST_F(Facade, raisesForATokenThatIsNoBytesWhateverTheLogLevel) {
+  for (const host::LogLevel level : {host::LogLevel::none, host::LogLevel::verbose}) {
+    const Value text = "token";
+    EXPECT_THAT(test::raised([&] {
+                  phone_.run([&] {
+                    phone_->process()->setLogLevel(level);
+                    PLMessaging::shared().setAPNSToken(&text);
+                  });
+                }),
+                HasSubstr("-[__NSCFString bytes]"));
+  }
 }
 
 TEST_F(Facade, keepsTheBadgeCountForOtherProcesses) {

@@ -50,10 +50,11 @@ class MessagingPhone : public TestPhone {
   explicit MessagingPhone(const std::vector<platform::Value::Entry>& overrides = {})
       : MessagingPhone(full(overrides)) {}
 
-  /// The statistics entries sent since the last call.
+  /// The payloads sent since the last call, and the statistics entries in them.
+  std::vector<platform::Value> takePayloads() { return std::exchange(library_->payloads, {}); }
   std::vector<platform::Value> takeEntries() {
     std::vector<platform::Value> entries;
-    for (const platform::Value& sent : std::exchange(library_->payloads, {})) {
+    for (const platform::Value& sent : takePayloads()) {
       const std::span<const platform::Value> stats = sent.find("pnstats")->elements();
       entries.insert(entries.end(), stats.begin(), stats.end());
     }
