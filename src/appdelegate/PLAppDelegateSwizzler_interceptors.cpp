@@ -32,8 +32,8 @@ void PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(const
     PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot unregister empty interceptor ID.");
     return;
   }
-  const PLXSafeWeakContainer* container = interceptors().find(*interceptorID);
-  if (container != nullptr && container->object()) {
+  const InterceptorRegistry::Entry* entry = interceptors().find(*interceptorID);
+  if (entry != nullptr && entry->interceptor()) {
     interceptors().remove(*interceptorID);
   } else {
     PL_LOG(platform::pellionWarning, method,
@@ -48,14 +48,14 @@ void PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(SEL selector,
   static const SEL responds = sel_registerName("respondsToSelector:");
   if (!callback) return;
   InterceptorRegistry& registry = interceptors();
-  registry.forEach([&](const std::string& interceptorID, const PLXSafeWeakContainer& container) {
-    const platform::Strong interceptor = container.object();
-    if (!interceptor) {
+  const auto entries = registry.entries();
+  for (const InterceptorRegistry::Entry& entry : *entries) {
+    if (const platform::Strong interceptor = entry.interceptor()) {
+      if (platform::send<bool(SEL)>(interceptor.get(), responds, selector)) callback(interceptor.get());
+    } else if (registry.holds(entry)) {  // not removed, nor registered anew, since the walk began
       PL_LOG(platform::warning, "+[PLAppDelegateSwizzler broadcastToInterceptorsUsingSelector:callback:]_block_invoke",
-             "AppDelegateProxy cannot find interceptor with ID %@. Removing the interceptor.", interceptorID);
-      registry.remove(interceptorID);
-    } else if (platform::send<bool(SEL)>(interceptor.get(), responds, selector)) {
-      callback(interceptor.get());
+             "AppDelegateProxy cannot find interceptor with ID %@. Removing the interceptor.", entry.interceptorID);
+      registry.remove(entry.interceptorID);
     }
-  });
+  }
 }

@@ -101,4 +101,22 @@ TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
   EXPECT_THAT(broadcast(), ElementsAre(late.get()));
 }
 
+TEST_F(Interceptors, AreRemovedOnceByABroadcastInsideABroadcastAndStayWhenRegisteredAnew) {
+  const Strong first = interceptor("First");
+  add(first);
+  Strong gone = makeInstance(objc_getClass("First"));
+  const std::string id = add(gone);
+  gone = {};
+  broadcast([](::id) { PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), [](::id) {}); });
+  EXPECT_THAT(phone_.takeLog(),
+              ElementsAre("AppDelegateProxy cannot find interceptor with ID " + id + ". Removing the interceptor."));
+
+  PLAppDelegateSwizzler::interceptors().set(id, platform::makeObject<PLXSafeWeakContainer>());
+  Strong anew = platform::makeObject<PLXSafeWeakContainer>();
+  platform::objectState<PLXSafeWeakContainer>(anew.get()).setObject(first.get());
+  EXPECT_THAT(broadcast([&](::id) { PLAppDelegateSwizzler::interceptors().set(id, anew); }), SizeIs(1));
+  EXPECT_EQ(count(), 2U) << "the present entry is not the one that was found dead";
+  EXPECT_THAT(phone_.takeLog(), IsEmpty());
+}
+
 }  // namespace
