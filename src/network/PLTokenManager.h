@@ -19,8 +19,8 @@
 /// accepted token is in the keychain. Any thread may call it. Nothing is retried; a failure is a log line and a false.
 class PLTokenManager {
  public:
-  /// True only for status 200 with a body that is JSON. Called at most once, on the network's thread for an answer,
-  /// never on the main thread by the manager's doing.
+  /// True only for status 200 with a body that is JSON. Called at most once: on the session's queue when the request
+  /// ends, or, without a bearer token, inside the core library's callback and so possibly inside the call itself.
   using Completion = std::function<void(bool success)>;
   using Headers = std::vector<std::pair<std::string, std::string>>;
 

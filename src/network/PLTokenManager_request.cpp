@@ -103,13 +103,13 @@ void PLTokenManager::encodeBody(const platform::Value& payload, platform::URLReq
   PL_LOG(platform::pellionLog, composingBlock, "Request payload - %@", payload);
   // Serialised whether or not the bytes are used: a payload that JSON cannot hold raises here.
   const platform::Value json = platform::JSONSerialization::dataWithJSONObject(payload);
-  auto& encoder = platform::PLJWTWrapper::sharedManager();
   std::optional<platform::Value> compressed;
   if (platform::QVFileManager::sharedInstance().enableGzip()) {
     compressed = platform::pl_gzippedData(json, gzipLevel);
     // Kept: "Content-Encoding" stays "gzip" although the body is then not compressed.
     if (!compressed) PL_LOG(platform::pellionLog, composingBlock, "Compression failed");
   }
+  auto& encoder = platform::PLJWTWrapper::sharedManager();
   std::optional<platform::Value> body =
       compressed ? encoder.encodeDataWithJWT(*compressed) : encoder.encodeWithJWT(payload);
   urlRequest.headers.set("Content-Length", platform::format("%lu", {body ? body->bytes().size() : 0}));
@@ -150,8 +150,8 @@ void PLTokenManager::setHTTPHeaderField(platform::URLRequest& request) const {
 }
 
 std::string PLTokenManager::serverUrl() const {
-  const auto path = platform::PLBundle::getMainBundle().pathForResource(
-      platform::QVFileManager::sharedInstance().getQvInfoFilePath(), "plist");
+  const platform::OptionalString name = platform::QVFileManager::sharedInstance().getQvInfoFilePath();
+  const platform::OptionalString path = platform::PLBundle::getMainBundle().pathForResource(name, "plist");
   const std::optional<platform::Value> configuration = platform::dictionaryWithContentsOfFile(path);
   const platform::Value* server = configuration ? configuration->find("SERVER_URL") : nullptr;
   if (server != nullptr && !(*server == platform::Value(""))) return server->description();
