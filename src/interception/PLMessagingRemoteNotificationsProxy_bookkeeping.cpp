@@ -64,6 +64,7 @@ void Proxy::discardImplementationForSelector(SEL selector) { origAppDelegateImps
 // Kept: looked up by selector, stored by class. So a class's record names the selector that was replaced last, alone,
 // and unswizzleAllMethods restores no other.
 void Proxy::monitorSwizzledSelector(SEL selector, Class cls) {
+  if (cls == nullptr) return;  // has no name to be recorded under
   const std::string name = sel_getName(selector);
   const auto recorded = swizzledMethodsByClass_.find(name);
   std::vector<std::string> selectors;
