@@ -50,7 +50,8 @@ class Process {
   [[nodiscard]] Clock& clock() { return environment_.clock; }
   [[nodiscard]] Network& network() { return environment_.network; }
   [[nodiscard]] NetworkPolicy networkPolicy() const;
-  void setNetworkPolicy(NetworkPolicy policy);  ///< for the requests that start from now on
+  /// Applies at once: to requests that start, and to the next redirect and the time limit of those in flight.
+  void setNetworkPolicy(NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
   [[nodiscard]] const std::vector<std::string>& urlSchemes() const { return environment_.urlSchemes; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <new>
+#include <string>
 #include <utility>
 
 #include "platform/objc.h"
 #include "platform/process.h"
+#include "platform/programming_error.h"
 #include "platform/reference.h"
 #include "platform/send.h"
 
@@ -99,6 +101,7 @@ struct RegisteredClass {
     static_assert(alignof(T) <= alignof(Class));
     const Class superclass = objc_getClass(superclassNameOf<T>());
     cls = objc_allocateClassPair(superclass, T::className, 0);
+    if (cls == nullptr) programmingError(std::string("the name of the class ") + T::className + " is already taken");
     const std::size_t inherited = class_getInstanceSize(superclass) - sizeof(Class);
     if (sizeof(T) > inherited) class_addIvar(cls, "_state", sizeof(T) - inherited, 3, "?");
     constexpr auto dealloc = +[](id self, SEL selector) {

@@ -37,8 +37,7 @@ struct LogChannel {
   LogLevel level;
 };
 
-// The module's four channels. The markers start with zero-width spaces, so that they sort apart from an
-// application's own lines.
+// The module's four channels. The markers of the internal log start with zero-width spaces.
 inline constexpr LogChannel pellionLog{&QLogExtensionInternal, "\u200B\u200B\u200B\U0001F916\u200B", "pellion-log",
                                        LogLevel::info};
 inline constexpr LogChannel pellionWarning{&QLogExtensionInternal, "\u200B\u200B\u200B\u26A0\uFE0F", "pellion-warning",

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "host/programming_error.h"
 #include "platform/exception.h"
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"
@@ -37,6 +38,12 @@ TEST_F(Objc, ClassHasItsNameFromRegistrationToDisposal) {
   EXPECT_EQ(objc_getClass("Derived"), derived) << "a metaclass goes with its class";
   objc_disposeClassPair(makeClass("Root", nullptr));
   EXPECT_EQ(objc_getClass("Root"), nullptr);
+}
+
+TEST_F(Objc, ClassOfACppClassWhoseNameIsTakenIsAProgrammingErrorThatNamesIt) {
+  makeClass(Mortal::className);
+  EXPECT_EQ(thrown<host::ProgrammingError>([] { platform::classOf<Mortal>(); }),
+            "the name of the class Mortal is already taken");
 }
 
 TEST_F(Objc, ClassesBelongToTheirProcessSelectorsToTheProgram) {
