@@ -87,12 +87,13 @@ void appendLeaf(std::string& out, const Value& value) {
 }
 
 void appendLeafInside(std::string& out, const Value& value) {
-  if (value.kind() == Kind::string) {
-    appendQuoted(out, value.text());
-  } else {
-    std::string text;
-    appendLeaf(text, value);
-    appendQuoted(out, text);
+  switch (value.kind()) {
+    case Kind::string: appendQuoted(out, value.text()); break;
+    case Kind::bytes: appendBytes(out, value.bytes()); break;
+    default:
+      std::string text;
+      appendLeaf(text, value);
+      appendQuoted(out, text);
   }
 }
 

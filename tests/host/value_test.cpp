@@ -118,7 +118,7 @@ TEST(Value, PrintsContainersAsThePlatformLaysThemOut) {
         3,
         1,
         "<null>",
-        "{length = 1, bytes = 0x00}",
+        {length = 1, bytes = 0x00},
         ""
     );
 })");
