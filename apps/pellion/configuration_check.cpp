@@ -12,39 +12,19 @@ using platform::Value;
 
 /// The application's meta information may be anything that a property list can hold.
 void checkMeta(std::string_view file, const JSONNode& node) {
-  const auto refuse = [&](Position position, const char* what) {
-    throw errorAt(file, position, std::string("APP_META cannot hold ") + what);
-  };
-  const auto checkText = [&](Position position, std::string_view text) {
-    const bool isWritable = std::ranges::all_of(
-        text, [](char c) { return static_cast<unsigned char>(c) >= 0x20 || c == '\t' || c == '\n' || c == '\r'; });
-    if (!isWritable) refuse(position, "control characters");
-  };
-  if (node.value.isNull()) refuse(node.position, "null; leave the entry out");
-  if (node.value.isUnsigned()) refuse(node.position, "an integer above 9223372036854775807");
-  checkText(node.position, node.value.text());
-  for (const JSONMember& member : node.members) {
-    checkText(member.position, member.name);
-    checkMeta(file, member.value);
-  }
+  if (node.value.isNull()) throw errorAt(file, node.position, "APP_META cannot hold null; leave the entry out");
+  for (const JSONMember& member : node.members) checkMeta(file, member.value);
   for (const JSONNode& element : node.elements) checkMeta(file, element);
 }
 
-std::size_t escapedSize(std::string_view text) {
-  constexpr std::size_t moreForEach = 4;  // "&amp;"
-  const auto escaped = std::ranges::count_if(text, [](char c) { return c == '&' || c == '<' || c == '>'; });
-  return text.size() + moreForEach * static_cast<std::size_t>(escaped);
-}
-
-/// At most so many bytes of XML, indented by levels.
-std::size_t largestSize(const Value& value, std::size_t level) {
-  constexpr std::size_t tagsAndNumber = 40;
-  const std::size_t line = level + tagsAndNumber;
-  std::size_t size = line + escapedSize(value.text());
-  for (const Value& element : value.elements()) size += largestSize(element, level + 1);
-  for (const Value::Entry& entry : value.entries()) {
-    size += line + escapedSize(entry.key.text()) + largestSize(entry.value, level + 1);
-  }
+/// At most so many bytes of a binary property list, which has two for each character of a text that is not ASCII.
+std::size_t largestSize(const Value& value) {
+  constexpr std::size_t markerNumberAndReferences = 40;
+  const std::string_view text = value.text();
+  const bool isASCII = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  std::size_t size = markerNumberAndReferences + (isASCII ? 1 : 2) * text.size();
+  for (const Value& element : value.elements()) size += largestSize(element);
+  for (const Value::Entry& entry : value.entries()) size += largestSize(entry.key) + largestSize(entry.value);
   return size;
 }
 
@@ -69,7 +49,7 @@ void checkConfigurationSize(const Scenario& scenario) {
   // The head of the file, and the paths and URLs that a run completes.
   std::size_t size = 8192;
   for (const JSONNode* node : configurationsOf(scenario)) {
-    size += largestSize(node->value, 1);
+    size += largestSize(node->value);
     if (size > host::largestPropertyList) {
       throw errorAt(scenario.file, node->position,
                     "the configuration is too large; all that a scenario configures must fit a property list of 4 MiB");

@@ -1,12 +1,12 @@
 // JSON text to Value: simdjson checks and takes the text apart, one pass over its result builds the document.
 
 #include <simdjson.h>
-#include <unicode/ucnv.h>
 
 #include <charconv>
 #include <memory>
 #include <new>
 
+#include "host/utf8.h"
 #include "host/value_storage.h"
 #include "platform/json_serialization.h"
 
@@ -38,22 +38,6 @@ Encoding encodingOf(std::string_view text) {
   if (text[0] == '\0') return {"UTF-16BE", 0};
   if (text[1] == '\0') return {"UTF-16LE", 0};
   return {nullptr, 0};
-}
-
-/// Nothing for text that is not well-formed in its encoding.
-std::optional<std::string> toUTF8(std::string_view text, const char* encoding) {
-  UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<UConverter, void (*)(UConverter*)> converter(ucnv_open(encoding, &status), ucnv_close);
-  ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-  // UTF-8 takes at most three bytes for two of UTF-16, and no more than UTF-32.
-  std::string result(text.size() / 2 * 3 + 4, '\0');
-  if (U_FAILURE(status) || result.size() > INT32_MAX) return std::nullopt;
-  const std::int32_t length =
-      ucnv_toAlgorithmic(UCNV_UTF8, converter.get(), result.data(), static_cast<std::int32_t>(result.size()),
-                         text.data(), static_cast<std::int32_t>(text.size()), &status);
-  if (U_FAILURE(status)) return std::nullopt;
-  result.resize(static_cast<std::size_t>(length));
-  return result;
 }
 
 bool isWideInteger(std::string_view token) {
@@ -184,7 +168,7 @@ simdjson::error_code decode(std::string_view text, std::optional<Value>& result)
   const Encoding encoding = encodingOf(text);
   text.remove_prefix(encoding.byteOrderMarkSize);
   if (encoding.name != nullptr) {
-    const std::optional<std::string> converted = toUTF8(text, encoding.name);
+    const std::optional<std::string> converted = host::toUTF8(text, encoding.name);
     return converted ? decode(*converted, result) : simdjson::UTF8_ERROR;
   }
   ThreadParser& parser = ThreadParser::current();

@@ -28,12 +28,13 @@ platform::Value readPropertyList(const std::filesystem::path& path);
 /// The same for the contents of the file `name`, which errors mention.
 platform::Value parsePropertyList(std::string_view contents, std::string_view name);
 
-/// Writes as XML; a reader sees the old file or the whole new one, which its owner alone may read. Raises
-/// PropertyListError for what no property list can hold (null, an object, a key that is no text), and
-/// std::filesystem::filesystem_error when the file cannot be written.
+/// Writes the binary form, which holds texts that XML cannot; a reader sees the old file or the whole new one, which
+/// its owner alone may read. Raises PropertyListError as below, and std::filesystem::filesystem_error when the file
+/// cannot be written.
 void writePropertyList(const std::filesystem::path& path, const platform::Value& value);
 
-/// The binary form, for the item `name`, which errors mention. Raises PropertyListError as above.
+/// The binary form, for the file or item `name`, which errors mention. Raises PropertyListError for what no property
+/// list can hold (null, an object, a key that is no text, broken UTF-8), and for what is too large or deep to be read.
 std::string binaryPropertyList(const platform::Value& value, std::string_view name);
 
 }  // namespace host

@@ -1,3 +1,4 @@
+#include <plist/plist.h>
 #include <simdjson.h>
 
 #include <cstdlib>
@@ -5,14 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "host/owned_plist.h"
 #include "host/property_list.h"
-#include "host/property_list_check.h"
+#include "host/property_list_reading.h"
 
 namespace host {
 namespace {
 
 using platform::Value;
+
+struct FreePlist {
+  void operator()(void* plist) const { plist_free(plist); }
+};
+using OwnedPlist = std::unique_ptr<void, FreePlist>;
 
 struct Free {
   void operator()(void* memory) const { std::free(memory); }
@@ -139,15 +144,10 @@ Value parsePropertyList(std::string_view contents, std::string_view name) {
                             " MiB that a property list may have");
   }
   if (contents.starts_with("\xEF\xBB\xBF")) contents.remove_prefix(3);
+  if (contents.starts_with("bplist")) return readBinaryPropertyList(contents, name);
+  const std::string document = checkedXMLPropertyList(contents, name);
   plist_t root = nullptr;
-  const auto size = static_cast<std::uint32_t>(contents.size());
-  if (contents.starts_with("bplist")) {
-    checkBinaryPropertyList(contents, name);
-    plist_from_bin(contents.data(), size, &root);
-  } else {
-    checkXMLPropertyList(contents, name);
-    plist_from_xml(contents.data(), size, &root);
-  }
+  plist_from_xml(document.data(), static_cast<std::uint32_t>(document.size()), &root);
   const OwnedPlist owned(root);
   if (owned == nullptr) throw PropertyListError(std::string(name) + ": not understood as a property list");
   return TreeReader(name).read(root);

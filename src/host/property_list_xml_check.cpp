@@ -3,10 +3,11 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/property_list.h"
-#include "host/property_list_check.h"
+#include "host/property_list_reading.h"
 
 namespace host {
 namespace {
@@ -15,19 +16,44 @@ constexpr std::string_view whiteSpace = " \t\r\n";
 constexpr std::string_view containers[] = {"plist", "dict", "array"};
 constexpr std::string_view scalars[] = {"key", "string", "integer", "real", "true", "false", "date", "data"};
 
-template <class Number>
-bool isWhole(std::string_view text) {
-  Number number;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
+std::string_view trimmed(std::string_view text) {
+  const std::size_t begin = std::min(text.find_first_not_of(whiteSpace), text.size());
+  return text.substr(begin, text.find_last_not_of(whiteSpace) + 1 - begin);
 }
 
-bool isInteger(std::string_view text) {
-  if (text.starts_with('+')) text.remove_prefix(1);
-  return isWhole<std::int64_t>(text) || isWhole<std::uint64_t>(text);
+struct Signed {
+  bool isNegative;
+  std::string_view digits;
+};
+Signed withoutSign(std::string_view text) {
+  text = trimmed(text);
+  const bool hasSign = text.starts_with('-') || text.starts_with('+');
+  return {text.starts_with('-'), text.substr(hasSign ? 1 : 0)};
 }
 
-bool isFinite(std::string_view text) { return isWhole<double>(text) && text.find_first_of("nN") == text.npos; }
+/// In decimal digits; nothing for what is no integer of 64 bits.
+std::optional<std::string> plainInteger(std::string_view content) {
+  auto [isNegative, digits] = withoutSign(content);
+  const bool isHexadecimal = digits.starts_with("0x") || digits.starts_with("0X");
+  if (isHexadecimal) digits.remove_prefix(2);
+  std::uint64_t magnitude = 0;
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, magnitude, isHexadecimal ? 16 : 10);
+  constexpr std::uint64_t mostNegative = std::uint64_t{1} << 63;
+  if (result.ec != std::errc() || result.ptr != end || (isNegative && magnitude > mostNegative)) return std::nullopt;
+  return (isNegative && magnitude != 0 ? "-" : "") + std::to_string(magnitude);
+}
+
+std::optional<std::string> plainReal(std::string_view content) {
+  const auto [isNegative, digits] = withoutSign(content);
+  double magnitude = 0;
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, magnitude);
+  const bool isWhole = result.ec == std::errc() && result.ptr == end;
+  // What from_chars takes besides: a second sign, and "nan(...)".
+  if (!isWhole || digits.starts_with('-') || digits.ends_with(')')) return std::nullopt;
+  return (isNegative ? "-" : "") + std::string(digits);
+}
 
 bool isDate(std::string_view text) {
   constexpr std::string_view pattern = "0000-00-00T00:00:00Z";
@@ -61,25 +87,31 @@ std::string join(std::initializer_list<std::string_view> parts) {
   return text;
 }
 
+template <bool (*accepts)(std::string_view)>
+std::optional<std::string> unchanged(std::string_view content) {
+  return accepts(content) ? std::optional(std::string(content)) : std::nullopt;
+}
+bool isEmpty(std::string_view content) { return content.empty(); }
+
 struct Rule {
   std::string_view element;
-  bool (*accepts)(std::string_view content);
+  std::optional<std::string> (*plain)(std::string_view content);
   const char* expected;
 };
 constexpr Rule rules[] = {
-    {"integer", isInteger, "a decimal integer of 64 bits"},
-    {"real", isFinite, "a finite number"},
-    {"date", isDate, "a date such as 2026-01-31T12:00:00Z"},
-    {"data", isBase64, "Base64 text, padded"},
-    {"true", [](std::string_view content) { return content.empty(); }, "to be empty"},
-    {"false", [](std::string_view content) { return content.empty(); }, "to be empty"},
+    {"integer", plainInteger, "an integer of 64 bits, decimal or 0x and hexadecimal"},
+    {"real", plainReal, "a number, nan or infinity"},
+    {"date", unchanged<isDate>, "a date such as 2026-01-31T12:00:00Z"},
+    {"data", unchanged<isBase64>, "Base64 text, padded"},
+    {"true", unchanged<isEmpty>, "to be empty"},
+    {"false", unchanged<isEmpty>, "to be empty"},
 };
 
 class XMLCheck {
  public:
   XMLCheck(std::string_view text, std::string_view name) : text_(text), name_(name) {}
 
-  void run() {
+  std::string run() {
     const std::size_t zero = text_.find('\0');
     if (zero != std::string_view::npos) fail(zero, "a zero byte, which no text has");
     std::size_t at = 0;
@@ -90,6 +122,7 @@ class XMLCheck {
     checkText(at, text_.size());
     if (!open_.empty()) fail(open_.back().at, join({"<", open_.back().element, "> is never closed"}));
     if (!hasRoot_) fail(0, "no property list, neither XML nor binary");
+    return std::move(plain_).append(text_.substr(copied_));
   }
 
  private:
@@ -153,11 +186,12 @@ class XMLCheck {
     if (!isContainer(element) && std::ranges::find(scalars, element) == std::end(scalars)) {
       fail(at, tag + " is no element of a property list");
     }
-    if (open_.empty() != (element == "plist") || (open_.empty() && hasRoot_)) {
-      fail(at, tag + (open_.empty() ? " outside <plist>" : " inside another element"));
-    }
+    if (open_.empty() && hasRoot_) fail(at, tag + " after the end of the property list");
+    if (!open_.empty() && element == "plist") fail(at, tag + " inside another element");
+    if (open_.empty() && element == "key") fail(at, "<key> where a value is expected");
     if (!open_.empty()) checkPlace(element, tag, at);
-    if (open_.size() > deepestPropertyList) {
+    const bool isWrapped = !open_.empty() && open_.front().element == "plist";
+    if (open_.size() == deepestPropertyList + (isWrapped ? 1 : 0)) {
       fail(at, "more than " + std::to_string(deepestPropertyList) + " levels");
     }
     hasRoot_ = true;
@@ -184,26 +218,33 @@ class XMLCheck {
     const Element& closed = open_.back();
     if (element == "dict" && closed.children % 2 == 1) fail(at, "the last <key> has no value");
     if (element == "plist" && closed.children == 0) fail(at, "<plist> holds no value");
-    checkContent(closed, at);
+    copyContent(closed, at);
     open_.pop_back();
   }
 
-  void checkContent(const Element& closed, std::size_t end) const {
+  void copyContent(const Element& closed, std::size_t end) {
     const auto* rule = std::ranges::find(rules, closed.element, &Rule::element);
     if (rule == std::end(rules)) return;
     const std::string_view content = text_.substr(closed.content, end - closed.content);
-    if (rule->accepts(content)) return;
-    fail(closed.at, join({"<", closed.element, "> holds \"", content.substr(0, 40), "\", expected ", rule->expected}));
+    const std::optional<std::string> plain = rule->plain(content);
+    if (!plain) {
+      fail(closed.at,
+           join({"<", closed.element, "> holds \"", content.substr(0, 40), "\", expected ", rule->expected}));
+    }
+    plain_.append(text_.substr(copied_, closed.content - copied_)).append(*plain);
+    copied_ = end;
   }
 
   std::string_view text_;
   std::string_view name_;
   std::vector<Element> open_;
   bool hasRoot_ = false;
+  std::string plain_;       // the document as libplist is to read it,
+  std::size_t copied_ = 0;  // so far
 };
 
 }  // namespace
 
-void checkXMLPropertyList(std::string_view text, std::string_view name) { XMLCheck(text, name).run(); }
+std::string checkedXMLPropertyList(std::string_view text, std::string_view name) { return XMLCheck(text, name).run(); }
 
 }  // namespace host

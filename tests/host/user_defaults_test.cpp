@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <csignal>
 #include <fstream>
 
@@ -59,14 +60,20 @@ class SharedStore : public Test {
 
 TEST_F(SharedStore, keepsPropertyListValuesAsTheyAre) {
   const Value nested = Value::list({1, Value::dictionary({{"k", Value::list({"x", false})}}), Value::list({})});
-  for (const Value& value : {Value(0), Value(-7), Value(INT64_MAX), Value(1.5), Value(true), Value(""), Value("text"),
-                             Value::bytes("\x01\xFF"), Value::dictionary({}), nested}) {
+  const std::string control("\x1B\0 é\x7F", 6);
+  for (const Value& value :
+       {Value(0), Value(-7), Value(INT64_MAX), Value(UINT64_MAX), Value(1.5), Value(HUGE_VAL), Value(std::nan("")),
+        Value(true), Value(""), Value(control), Value::bytes("\x01\xFF"), Value::dictionary({{control, 1}}), nested}) {
     set(value);
     ASSERT_TRUE(get()) << value.description();
     EXPECT_EQ(get()->description(), value.description());
     EXPECT_EQ(get()->kind(), value.kind());
   }
   EXPECT_THAT(problems(), IsEmpty());
+  set("before");
+  set(std::string(5 << 20, 'x'));
+  EXPECT_THAT(problems(), ElementsAre("group, key: larger than the 4 MiB that a property list may have"));
+  EXPECT_EQ(get(), Value("before")) << "what could not be read again is not stored";
 }
 
 TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {

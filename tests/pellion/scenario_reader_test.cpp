@@ -72,9 +72,6 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
        "FRAMEWORK_ID, DEVICE_ID, ANONYMOUS_ID, ANONYMOUS_USER, ANONYMOUS_TRACKING, BEARER_TOKEN, APP_GROUP, GZIP, "
        "JWT_SECRET, APP_META, LOG_LEVEL, CA_FILE, CLEAR_TEXT_HOSTS"},
       {R"({"configure": {"APP_META": {"a": [null]}}})", ":2:35: APP_META cannot hold null; leave the entry out"},
-      {R"({"configure": {"APP_META": {"a": 9223372036854775808}}})",
-       ":2:34: APP_META cannot hold an integer above 9223372036854775807"},
-      {R"({"configure": {"APP_META": {"a\u0001": 1}}})", ":2:29: APP_META cannot hold control characters"},
       {R"({"configure": {"GZIP": "yes"}})", ":2:16: GZIP must be true or false"},
       {R"({"backend": {"status": 99}})", ":2:24: \"status\" cannot be 99; expected an HTTP status from 200 to 599"},
       {R"({"backend": {"headers": {"content-length": "3"}}})",
@@ -117,7 +114,8 @@ TEST(ScenarioReader, NamesThePlaceOfAStepThatIsWrong) {
     EXPECT_EQ(errorOf(std::string(head) + "\n" + steps + "]}"), std::string("s.json") + error);
   }
   const std::string half = R"({"configure": {"MAP_ID": ")" + std::string(2'100'000, 'x') + "\"}}";
-  EXPECT_EQ(errorOf(head + half + "]}"), "");
+  const std::string odd = R"({"configure": {"APP_META": {"a\u0000\u0001": 9223372036854775808}}},)";
+  EXPECT_EQ(errorOf(head + odd + half + "]}"), "");
   EXPECT_THAT(errorOf(head + half + ",\n" + half + "]}"), StartsWith("s.json:2:15: the configuration is too"));
 }
 
