@@ -110,6 +110,7 @@ void Timeline::operator()(const host::Event& event) {
 
 bool Timeline::passesOver(const host::Event& event) const {
   if (event.what == "log") return !options_.withLog;
+  if (event.what == "synchronized") return true;  // follows what was stored, in the same moment
   return event.actor == "network" && event.what != "failed" && !options_.withNetwork;
 }
 

@@ -102,7 +102,10 @@ class UserDefaults final : public platform::UserDefaults {
     }
   }
 
-  void synchronize() override {}  // what is set is stored at once
+  /// What is set is stored at once; that it was asked for is an event all the same.
+  void synchronize() override {
+    Process::current().tell("shared store", "synchronized", Value::dictionary({{"suite", suite_}}));
+  }
 
  private:
   static std::nullopt_t fail(const PropertyListError& error) {

@@ -20,6 +20,7 @@ class UserDefaults {
   /// Property-list values only; a null or another object inside raises NSInvalidArgumentException
   /// ("Attempt to insert non-property list object …").
   virtual void setObject(const Value& value, std::string_view key) = 0;
+  /// Whatever was set is where other processes read it.
   virtual void synchronize() = 0;
 };
 

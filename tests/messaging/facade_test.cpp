@@ -67,6 +67,7 @@ TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
   comeBack();
   EXPECT_THAT(phone_.takeEntries(), ElementsAre(test::json(R"({"a":4})"), test::json(R"({"odd":[true]})")));
   EXPECT_EQ(left(), Value::list({}));
+  EXPECT_THAT(phone_.take("synchronized"), SizeIs(1));
   phone_.take("stored");
   comeBack();
   EXPECT_THAT(phone_.take("stored"), IsEmpty());
@@ -105,6 +106,7 @@ TEST_F(Facade, keepsTheBadgeCountForOtherProcesses) {
   EXPECT_EQ(badge(), 0);
   for (const std::int64_t count : {5, 0, -2}) {
     phone_.run([&] { PLMessaging::shared().updateBadgeCount(count); });
+    EXPECT_THAT(phone_.take("synchronized"), ElementsAre(test::json(R"({"suite":"group.test"})")));
     EXPECT_EQ(badge(), count);
   }
   for (const auto& [stored, count] : {std::pair<Value, std::int64_t>{"12 new", 12}, {"new", 0}, {7.9, 7}}) {

@@ -55,6 +55,7 @@ TEST(Timeline, ReadsAsAStory) {
                     {milliseconds(1500), "module", "log", Value::dictionary({{"tag", "t"}, {"text", "unseen"}})},
                     {milliseconds(1500), "backend", "answer", Value::dictionary({{"status", 200}, {"body", "{}"}})},
                     {milliseconds(1500), "keychain", "stored", keychain},
+                    {milliseconds(1500), "shared store", "synchronized", Value::dictionary({{"suite", "unseen"}})},
                     {milliseconds(1500), "some", "news", Value::dictionary({{"key", Value::list({1})}})},
                     {milliseconds(2000), "expectation", "met", Value::dictionary({{"checked", "1 request"}})},
                     {milliseconds(2000), "expectation", "failed", failure(mismatch)},
