@@ -17,12 +17,14 @@ namespace fuzz {
 
 /// What happens on a phone.
 struct Happenings {
-  std::vector<platform::Value> sent = {};     ///< statistics entries
+  std::vector<platform::Value> uploads = {};  ///< the statistics of each request, whatever they are
+  std::vector<platform::Value> sent = {};     ///< statistics entries: what is in the uploads that are lists
   std::vector<std::string> opened = {};       ///< URLs, also those that the platform refuses
   std::vector<std::string> problems = {};     ///< that the stores report
   std::vector<platform::Value> results = {};  ///< fetch results and presentation options that the platform was given
   int heard = 0;                              ///< callbacks of the application's own
   int completed = 0;                          ///< responses whose completion handler was called
+  int synchronized = 0;                       ///< requests that the shared store be written
   bool raised = false;                        ///< the platform's exception
 };
 
@@ -100,7 +102,8 @@ class Phone {
     }
     phone_.process()->mainQueue().runUntilIdle();
     for (const platform::Value& payload : std::exchange(library_->payloads, {})) {
-      const std::span<const platform::Value> entries = payload.find("pnstats")->elements();
+      happenings_.uploads.push_back(*payload.find("pnstats"));
+      const std::span<const platform::Value> entries = happenings_.uploads.back().elements();
       happenings_.sent.insert(happenings_.sent.end(), entries.begin(), entries.end());
     }
     return std::move(happenings_);
@@ -124,6 +127,8 @@ class Phone {
       happenings_.results.push_back(detail("options"));
     } else if (event.what == "response completed") {
       ++happenings_.completed;
+    } else if (event.what == "synchronized") {
+      ++happenings_.synchronized;
     }
   }
 
