@@ -4,6 +4,7 @@
 #include "host/ascii.h"
 #include "host/http_url.h"
 #include "host/url_components.h"
+#include "host/url_reference.h"
 #include "platform/url.h"
 
 // A text as a URL: by RFC 3986 as written down here once more, and by what would connect to it.
@@ -116,6 +117,19 @@ void requireNoOtherHost(const URL& url) {
           connected.host());
 }
 
+/// A redirect leads to the host that its reference names, and without one to its own.
+void requireRedirectTarget(std::string_view reference, const Parts& parts) {
+  static const URL base = *URL::URLWithString("http://127.0.0.1:80/a/b?c#d");
+  const std::optional<URL> target = host::resolveReference(base, reference);
+  require(target.has_value() || !isURL(reference, parts), "a reference within the grammar has a target", reference);
+  if (!target) return;
+  requireNoOtherHost(*target);
+  if (!isURL(reference, parts)) return;  // some of it has been percent-encoded
+  const Parts resolved(target->absoluteString());
+  require(resolved.authority == (parts.scheme || parts.authority ? parts.authority : "127.0.0.1:80"),
+          "a redirect leads where its reference says", reference, target->absoluteString());
+}
+
 }  // namespace
 
 void run(std::string_view input) {
@@ -126,9 +140,7 @@ void run(std::string_view input) {
     return;
   }
   require(url.has_value() == isURL(input, parts), "a URL is what RFC 3986 says", input);
-  static const auto base = host::HTTPURL::parse(*URL::URLWithString("http://127.0.0.1:80/a/b?c#d"));
-  const std::optional<URL> resolved = base->resolve(input);
-  if (resolved) requireNoOtherHost(*resolved);
+  requireRedirectTarget(input, parts);
   if (!url) return;
   require(url->absoluteString() == input, "a URL is kept as the text that it was made from", input);
   requireComponents(input, parts);

@@ -50,27 +50,18 @@ bool HTTPURL::hasSameOrigin(const HTTPURL& other) const {
   return scheme_ == other.scheme_ && host_ == other.host_ && port_ == other.port_;
 }
 
-std::optional<platform::URL> HTTPURL::resolve(std::string_view reference) const {
-  const Handle resolved(curl_url_dup(handle_.get()));
-  const unsigned int flags = CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE;
-  if (curl_url_set(resolved.get(), CURLUPART_URL, std::string(reference).c_str(), flags) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  return platform::URL::URLWithString(partOf(resolved.get(), CURLUPART_URL));
-}
-
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy) {
   if (!url) return urlError(URLErrorCode::unsupportedURL, url);
-  const std::optional<URLComponents> components = parseURLComponents(url->absoluteString());
+  const std::string& text = url->absoluteString();
+  const std::string scheme = asciiLowercase(text.substr(0, text.find(':')));
+  if (scheme != "http" && scheme != "https") return urlError(URLErrorCode::unsupportedURL, url);
+  const std::optional<URLComponents> components = parseURLComponents(text);
   if (!components) return urlError(URLErrorCode::badURL, url);  // its port is too large
-  if (components->scheme != "http" && components->scheme != "https") {
-    return urlError(URLErrorCode::unsupportedURL, url);
-  }
   // libcurl would look for a missing host in the path.
-  std::optional<HTTPURL> parsed;
-  if (components->host && !components->host->empty()) parsed = HTTPURL::parse(*url);
-  if (!parsed) return urlError(URLErrorCode::badURL, url);
+  if (components->host.value_or("").empty()) return urlError(URLErrorCode::unsupportedURL, url);
+  std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
+  if (!parsed) return urlError(URLErrorCode::cannotFindHost, url);  // the grammar allows it, name servers do not
   const auto isNamed = [&](const std::string& allowed) { return asciiLowercase(allowed) == parsed->host(); };
   if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <variant>
 
 #include "host/network.h"
@@ -25,9 +24,6 @@ class HTTPURL {
   [[nodiscard]] const std::string& host() const { return host_; }  ///< lower case; an IPv6 address without brackets
   [[nodiscard]] bool isLoopback() const;                           ///< localhost, 127.0.0.0/8 or ::1
   [[nodiscard]] bool hasSameOrigin(const HTTPURL& other) const;    ///< scheme, host and port
-  /// A Location field's reference against this URL; spaces and bytes above ASCII are percent-encoded, as servers
-  /// send them unencoded.
-  [[nodiscard]] std::optional<platform::URL> resolve(std::string_view reference) const;
   [[nodiscard]] CURLU* handle() const { return handle_.get(); }
 
  private:
@@ -44,8 +40,8 @@ class HTTPURL {
   std::string port_;
 };
 
-/// The URL of a request that may leave the phone, or the error that it ends with instead: no URL, another scheme,
-/// clear text to a host to which the policy does not allow it.
+/// The URL of a request that may leave the phone, or the error that it ends with instead: no URL, another scheme, no
+/// host or one that cannot exist, clear text to a host to which the policy does not allow it.
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy);
 

@@ -8,6 +8,7 @@
 #include "host/ascii.h"
 #include "host/http_url.h"
 #include "host/url_loading_errors.h"
+#include "host/url_reference.h"
 
 namespace host {
 namespace {
@@ -60,7 +61,7 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
   const auto source = admissibleURL(response.url, policy);
   if (const auto* error = std::get_if<platform::Error>(&source)) return *error;
   const auto& from = std::get<HTTPURL>(source);
-  const std::optional<platform::URL> url = from.resolve(*location);
+  const std::optional<platform::URL> url = resolveReference(response.url, *location);
   if (!url) return urlError(URLErrorCode::badURL, request.url);
   const auto target = admissibleURL(url, policy);
   if (const auto* error = std::get_if<platform::Error>(&target)) return *error;

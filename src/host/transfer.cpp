@@ -22,6 +22,15 @@ bool isLength(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+/// Line breaks that libcurl leaves within a value, and in place of an empty one, are spaces, as RFC 9110 (5.5) takes
+/// them; those at its ends are none of it.
+std::string fieldValue(std::string value) {
+  std::ranges::replace_if(
+      value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  value.erase(value.find_last_not_of(" \t") + 1);
+  return value.erase(0, value.find_first_not_of(" \t"));
+}
+
 }  // namespace
 
 Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
@@ -164,11 +173,7 @@ std::optional<platform::HTTPURLResponse> Transfer::response() const {
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
   platform::HTTPURLResponse response{*request_.url, static_cast<int>(status), {}};
   for (curl_header* field = nullptr; (field = curl_easy_nextheader(handle(), CURLH_HEADER, -1, field)) != nullptr;) {
-    std::string value = field->value;
-    // Line breaks that libcurl leaves within a value are spaces, as RFC 9110 (5.5) takes them.
-    std::ranges::replace_if(
-        value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
-    response.headers.add(field->name, value);
+    response.headers.add(field->name, fieldValue(field->value));
   }
   return response;
 }

@@ -40,19 +40,20 @@ TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
 
 TEST_F(URLSessionTest, GivesTheAnswerWithItsFields) {
   LoopbackServer server(
-      always("HTTP/1.1 100 Continue\r\nEarly: 1\r\n\r\nHTTP/1.1 418 Odd\r\nA:  b \r\nX: 1\r\nx: 2\r\n"
+      always("HTTP/1.1 100 Continue\r\nEarly: 1\r\n\r\nHTTP/1.1 418 Odd\r\nA:  b \r\nX: 1\r\nx: 2\r\nE:\r\nF: \t \r\n"
              "Transfer-Encoding: chunked\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\nTrailer: 1\r\n\r\n"));
   const Outcome outcome = load(request(server.url("/p?q")));
   EXPECT_EQ(outcome.body, "abc");
   ASSERT_TRUE(outcome.response);
   EXPECT_EQ(outcome.response->statusCode, 418);
   EXPECT_EQ(outcome.response->url.absoluteString(), server.url("/p?q"));
-  EXPECT_THAT(outcome.response->headers.fields(),
-              ElementsAre(Pair("A", "b"), Pair("X", "1,2"), Pair("Transfer-Encoding", "chunked")));
+  EXPECT_THAT(outcome.response->headers.fields(), ElementsAre(Pair("A", "b"), Pair("X", "1,2"), Pair("E", ""),
+                                                              Pair("F", ""), Pair("Transfer-Encoding", "chunked")));
 }
 
 TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
   const std::string insecure = "policy requires the use of a secure connection.";
+  const std::string unknownHost = "A server with the specified hostname could not be found.";
   const std::string badValue = "The value of the header field \"a\" holds a line break or a zero byte.";
   const std::string authority = "The certificate authorities in /nonexistent/authority.pem cannot be read: a file";
   policy_.certificateAuthorities = "/nonexistent/authority.pem";
@@ -72,14 +73,16 @@ TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
       {request("not a URL"), -1002, "unsupported URL"},
       {request("relative/path"), -1002, "unsupported URL"},
       {request("ftp://127.0.0.1/"), -1002, "unsupported URL"},
-      {request("http:///127.0.0.1/"), -1000, "bad URL"},
+      {request("http:///127.0.0.1/"), -1002, "unsupported URL"},
+      {request("http:/127.0.0.1/"), -1002, "unsupported URL"},
       {request("http://127.0.0.1:99999/"), -1000, "bad URL"},
       {request("HTTP://128.0.0.1/"), -1022, insecure},
       {request("http://127.0.0.1.example.com/"), -1022, insecure},
       {request("http://127.0.0.1@example.com/"), -1022, insecure},
       {request("http://backend.localhost/"), -1022, insecure},
       {request("http://[::2]/"), -1022, insecure},
-      {request("http://" + tooLong + "/"), -1003, "A server with the specified hostname could not be found."},
+      {request("http://" + tooLong + "/"), -1003, unknownHost},
+      {request("https://push.(null)/"), -1003, unknownHost},
       {request(LoopbackServer(always("")).url("/")), -1004, "Could not connect to the server."},
       {request(server.url("/", "127.1.2.3")), -1004, "Could not connect to the server."},
       {request("https://127.0.0.1:1/"), -1200, authority},
@@ -195,6 +198,7 @@ TEST_F(URLSessionTest, FollowsUpTo20RedirectsAsTheirResponsesSay) {
     if (seen.head.starts_with("POST /again")) {
       return {LoopbackServer::answer("307 Again", "", "Location: /again\r\n")};
     }
+    if (seen.head.starts_with("GET /nowhere")) return {LoopbackServer::answer("302 Found", "here", "Location:\r\n")};
     return {plainOK};
   });
   const Outcome followed =
@@ -207,6 +211,7 @@ TEST_F(URLSessionTest, FollowsUpTo20RedirectsAsTheirResponsesSay) {
   EXPECT_EQ(load(request(server.url("/again"), "POST", "body")).text(), "too many HTTP redirects");
   EXPECT_EQ(server.requests().size(), 2U + 21U);
   EXPECT_EQ(server.requests().back().body, "body");
+  EXPECT_EQ(load(request(server.url("/nowhere"))).body, "here") << "an empty Location is none";
 }
 
 TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
