@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/server_certificate.h"
 #include "host/wire_fields.h"
 
 namespace host {
@@ -83,6 +84,8 @@ void Transfer::secureConnection(X509_STORE* trust) {
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  // Those of TLS 1.2 with forward secrecy that the platform has; TLS 1.3 has no others.
+  set(CURLOPT_SSL_CIPHER_LIST, "ECDHE+AESGCM:ECDHE+CHACHA20:ECDHE+AES");
   set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
   // libcurl would read its bundle anew for each connection; the store below has been read once.
   set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
@@ -90,6 +93,7 @@ void Transfer::secureConnection(X509_STORE* trust) {
   trust_ = trust;
   constexpr auto prepare = [](CURL*, void* context, void* self) {
     auto* const tls = static_cast<SSL_CTX*>(context);
+    SSL_CTX_set_security_level(tls, 2);  // whatever the system's configuration says
     SSL_CTX_set1_cert_store(tls, static_cast<Transfer*>(self)->trust_);
     SSL_CTX_set_cert_verify_callback(tls, &Transfer::verify, self);
     SSL_CTX_set_app_data(tls, self);
@@ -100,11 +104,11 @@ void Transfer::secureConnection(X509_STORE* trust) {
   set(CURLOPT_SSL_CTX_DATA, this);
 }
 
-/// As without this callback; libcurl's own record of the verdict does not tell a bad certificate from none.
+/// libcurl's own record of the verdict does not tell a bad certificate from none.
 int Transfer::verify(X509_STORE_CTX* certificates, void* self) {
-  const bool isGood = X509_verify_cert(certificates) == 1;
-  static_cast<Transfer*>(self)->verifyResult_ = X509_STORE_CTX_get_error(certificates);
-  return isGood ? 1 : 0;
+  int& verdict = static_cast<Transfer*>(self)->verifyResult_;
+  verdict = verifyServer(certificates);
+  return verdict == X509_V_OK ? 1 : 0;
 }
 
 /// libcurl takes the end of the connection for the end of what TLS carries.

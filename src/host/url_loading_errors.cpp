@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace host {
@@ -33,6 +35,30 @@ constexpr std::array texts{
         "An SSL error has occurred and a secure connection to the server cannot be made."},
     Row{URLErrorCode::serverCertificateHasBadDate, "The certificate for this server has expired."},
     Row{URLErrorCode::serverCertificateUntrusted, "The certificate for this server is invalid."},
+};
+
+struct Verdict {
+  int result;
+  URLErrorCode code;
+  std::string_view text;
+};
+
+constexpr std::string_view weakKey = "is invalid: a key is neither RSA with 2048 bits or more nor ECC with 256.";
+
+// OpenSSL's, as verifyServer() gives them. The platform classes both kinds of wrong date as one.
+constexpr std::array verdicts{
+    Verdict{X509_V_ERR_CERT_HAS_EXPIRED, URLErrorCode::serverCertificateHasBadDate, "has expired."},
+    Verdict{X509_V_ERR_CERT_NOT_YET_VALID, URLErrorCode::serverCertificateHasBadDate, "is not yet valid."},
+    Verdict{X509_V_ERR_HOSTNAME_MISMATCH, URLErrorCode::serverCertificateUntrusted,
+            "is invalid: it names no host in a subject alternative name."},
+    Verdict{X509_V_ERR_INVALID_PURPOSE, URLErrorCode::serverCertificateUntrusted,
+            "is invalid: an extended key usage does not allow server authentication."},
+    Verdict{X509_V_ERR_APPLICATION_VERIFICATION, URLErrorCode::serverCertificateUntrusted,
+            "is invalid: it is valid for more than 825 days."},
+    Verdict{X509_V_ERR_EE_KEY_TOO_SMALL, URLErrorCode::serverCertificateUntrusted, weakKey},
+    Verdict{X509_V_ERR_CA_KEY_TOO_SMALL, URLErrorCode::serverCertificateUntrusted, weakKey},
+    Verdict{X509_V_ERR_CA_MD_TOO_WEAK, URLErrorCode::serverCertificateUntrusted,
+            "is invalid: a signature is not made with SHA-2."},
 };
 
 URLErrorCode codeOf(CURLcode result) {
@@ -77,15 +103,9 @@ platform::Error transferError(CURLcode result, int verifyResult, const std::opti
   const bool isSecurity =
       code == URLErrorCode::serverCertificateUntrusted || code == URLErrorCode::secureConnectionFailed;
   if (!isSecurity || verifyResult == X509_V_OK) return urlError(code, failingURL);
-  // The platform classes both kinds of wrong date as one.
-  if (verifyResult == X509_V_ERR_CERT_HAS_EXPIRED) {
-    return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL);
-  }
-  if (verifyResult == X509_V_ERR_CERT_NOT_YET_VALID) {
-    return urlError(URLErrorCode::serverCertificateHasBadDate, failingURL,
-                    "The certificate for this server is not yet valid.");
-  }
-  return urlError(URLErrorCode::serverCertificateUntrusted, failingURL);
+  const auto* const row = std::ranges::find(verdicts, verifyResult, &Verdict::result);
+  if (row == verdicts.end()) return urlError(URLErrorCode::serverCertificateUntrusted, failingURL);
+  return urlError(row->code, failingURL, "The certificate for this server " + std::string(row->text));
 }
 
 }  // namespace host

@@ -11,6 +11,8 @@ using namespace testing;
 using platform::URLRequest;
 using Then = LoopbackServer::Then;
 
+constexpr long day = 86'400;  // seconds
+
 TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
   const std::string accept = "Accept: */*\r\nAccept-Language: en-US,en;q=0.9\r\nAccept-Encoding: gzip, deflate\r\n";
   const std::string added = accept + "User-Agent: PellionHost\r\nConnection: keep-alive\r\n";
@@ -216,29 +218,64 @@ TEST_F(URLSessionTest, FollowsUpTo20RedirectsAsTheirResponsesSay) {
 
 TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
   const CertificateAuthority trusted;
+  const CertificateAuthority weak("Weak Authority", {.makeKey = [] { return EVP_EC_gen("P-224"); }});
+  const CertificateAuthority old("Old Authority", {.until = 9'000 * day, .digest = EVP_sha1()});
   const CertificateAuthority other("Other Authority");
   const CertificateAuthority forger;  // bears the trusted one's name
   const TemporaryDirectory directory;
   policy_.certificateAuthorities = directory.path() / "authority.pem";
-  trusted.writePEM(policy_.certificateAuthorities);
-  const std::string invalid = "The certificate for this server is invalid.";
+  for (const auto* authority : {&trusted, &weak, &old}) authority->writePEM(policy_.certificateAuthorities);
+  const auto speaking = [&](const char* ciphers, int newestVersion) {
+    Identity identity = trusted.issue({.makeKey = [] { return EVP_RSA_gen(2048); }});
+    identity.ciphers = ciphers;
+    identity.newestVersion = newestVersion;
+    return identity;
+  };
+  const std::string insecure = "An SSL error has occurred and a secure connection to the server cannot be made.";
+  const std::string invalid = "The certificate for this server is invalid";
+  const std::string unnamed = ": it names no host in a subject alternative name.";
+  const std::string tooLong = ": it is valid for more than 825 days.";
+  const std::string noServer = ": an extended key usage does not allow server authentication.";
+  const std::string weakKey = ": a key is neither RSA with 2048 bits or more nor ECC with 256.";
+  const std::string weakSignature = ": a signature is not made with SHA-2.";
   const struct {
     Identity identity;
     int code;
     std::string text;
   } rows[] = {
-      {trusted.issue("IP:127.0.0.1"), 0, ""},
-      {other.issue("IP:127.0.0.1"), -1202, invalid},
-      {forger.issue("IP:127.0.0.1"), -1202, invalid},
-      {trusted.issue("DNS:elsewhere.example,IP:127.0.0.2"), -1202, invalid},
-      {trusted.issue("IP:127.0.0.1", -7200, -3600), -1201, "The certificate for this server has expired."},
-      {trusted.issue("IP:127.0.0.1", 1800, 3600), -1201, "The certificate for this server is not yet valid."},
+      {trusted.issue(), 0, ""},
+      {other.issue(), -1202, invalid + "."},
+      {forger.issue(), -1202, invalid + "."},
+      {trusted.issue({.names = "DNS:elsewhere.example,IP:127.0.0.2"}), -1202, invalid + "."},
+      {trusted.issue({.names = "DNS:127.0.0.1"}), -1202, invalid + "."},
+      {trusted.issue({.names = ""}), -1202, invalid + unnamed},
+      {trusted.issue({.names = "email:127.0.0.1"}), -1202, invalid + unnamed},
+      {trusted.issue({.from = -7200, .until = -3600}), -1201, "The certificate for this server has expired."},
+      {trusted.issue({.from = 1800}), -1201, "The certificate for this server is not yet valid."},
+      {trusted.issue({.from = -day, .until = 824 * day}), 0, ""},
+      {trusted.issue({.from = -day, .until = 824 * day + 1}), -1202, invalid + tooLong},
+      {trusted.issue({.from = -day, .until = 5 * 365 * day}), -1202, invalid + tooLong},
+      {trusted.issue({.usage = ""}), -1202, invalid + noServer},
+      {trusted.issue({.usage = "clientAuth"}), -1202, invalid + noServer},
+      {trusted.issue({.usage = "anyExtendedKeyUsage"}), -1202, invalid + noServer},
+      {trusted.issue({.usage = "clientAuth,serverAuth"}), 0, ""},
+      {trusted.issue({.makeKey = [] { return EVP_RSA_gen(2040); }}), -1202, invalid + weakKey},
+      {trusted.issue({.makeKey = [] { return EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"); }}), -1202,
+       invalid + weakKey},
+      {weak.issue(), -1202, invalid + weakKey},
+      {trusted.issue({.digest = EVP_sha1()}), -1202, invalid + weakSignature},
+      {trusted.issue({.digest = EVP_sha384()}), 0, ""},
+      {old.issue(), 0, ""},
+      {speaking("DEFAULT", TLS1_2_VERSION), 0, ""},
+      {speaking("AES128-GCM-SHA256:AES256-SHA", TLS1_2_VERSION), -1200, insecure},
+      {speaking("DEFAULT@SECLEVEL=0", TLS1_1_VERSION), -1200, insecure},
   };
   for (const auto& row : rows) {
     LoopbackServer server(always(plainOK), row.identity);
     const Outcome outcome = load(request(server.url("/"), "POST", "body"));
-    EXPECT_EQ(outcome.code(), row.code);
-    EXPECT_EQ(outcome.text(), row.text);
+    const auto number = &row - rows;
+    EXPECT_EQ(outcome.code(), row.code) << "row " << number;
+    EXPECT_EQ(outcome.text(), row.text) << "row " << number;
     EXPECT_EQ(server.requests().size(), row.code == 0 ? 1U : 0U);
   }
 }
@@ -265,7 +302,7 @@ TEST_F(URLSessionTest, TakesNoAnswerWhoseEndTLSDoesNotTell) {
       {{"HTTP/1.1 200 OK\r\n\r\n", Then::cut}, 0, "HEAD"},
   };
   for (const auto& row : rows) {
-    LoopbackServer server(always(row.reply.bytes, row.reply.then), trusted.issue("IP:127.0.0.1"));
+    LoopbackServer server(always(row.reply.bytes, row.reply.then), trusted.issue());
     EXPECT_EQ(load(request(server.url("/"), row.method)).code(), row.code) << row.reply.bytes;
     EXPECT_EQ(server.requests().size(), 1U);
   }

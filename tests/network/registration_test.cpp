@@ -93,7 +93,7 @@ TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProv
   for (const auto* authority : {&trusted, &other}) {
     const test::LoopbackServer server(
         [](const auto&) -> test::LoopbackServer::Reply { return {test::LoopbackServer::answer("200 OK", accepted)}; },
-        authority->issue("IP:127.0.0.1"));
+        authority->issue());
     test::TestPhone phone(test::configuration(server.url(""), {{"CA_FILE", (directory.path() / "ca.pem").string()}}));
     phone.run([&] { PLTokenManager::sharedInstance().setAPNSToken(&firstToken); });
     EXPECT_EQ(phone->keychain().data(tokenKey).has_value(), authority == &trusted);

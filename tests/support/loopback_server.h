@@ -40,6 +40,9 @@ class LoopbackServer {
       : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (identity) {
       tls_.reset(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+      SSL_CTX_set_security_level(tls_.get(), 0);  // whatever is refused, the client refuses
+      SSL_CTX_set_cipher_list(tls_.get(), identity->ciphers.c_str());
+      SSL_CTX_set_max_proto_version(tls_.get(), identity->newestVersion);
       SSL_CTX_use_certificate(tls_.get(), identity->certificate.get());
       SSL_CTX_use_PrivateKey(tls_.get(), identity->key.get());
     }
