@@ -60,7 +60,7 @@ bool Observation::hasLogged(std::string_view beginning) const {
 ExplainPhone::ExplainPhone(std::vector<std::string> urlSchemes)
     : application_(readApplication({}, nullptr, nullptr)),
       phone_(network_, {.storage = storage_.path(),
-                        .urlSchemes = std::move(urlSchemes),
+                        .urlSchemes = {.own = std::move(urlSchemes)},
                         .sink = [this](const host::Event& event) { receive(event); },
                         .listensToLog = true}) {
   TemporaryDirectory::write([this] { phone_.configure(configuration()); });

@@ -36,7 +36,7 @@ class ExplainPhone {
  public:
   using Work = std::function<void()>;
 
-  /// The schemes of URLs that the application declares, in lower case.
+  /// The application's own schemes of URLs, in lower case.
   explicit ExplainPhone(std::vector<std::string> urlSchemes);
   ExplainPhone(const ExplainPhone&) = delete;
   ExplainPhone& operator=(const ExplainPhone&) = delete;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "host/ui_application.h"
 #include "host/url_components.h"
 #include "host/utf8.h"
 #include "messaging/PLMessaging.h"
@@ -166,15 +167,18 @@ std::optional<Problem> linkProblem(const Value& link, const Spot& spot) {
                    "write an absolute URL; what it cannot hold, such as a space, is percent-encoded: %20"};
   }
   if (platform::UIApplication::canOpenURL(*url)) return std::nullopt;
-  const auto components = host::parseURLComponents(link.text());
-  if (!components || !components->scheme) {
+  const std::optional<std::string> scheme = host::urlScheme(url->absoluteString());
+  if (!scheme) {
     return Problem{"link-without-scheme", spot, text + " has no scheme, and nobody opens it",
                    "write the whole URL, as in https://example.com/sale"};
   }
-  return Problem{"link-scheme-undeclared", spot,
-                 text + " needs the scheme \"" + *components->scheme + "\", which the application does not declare",
-                 "if the application does declare it, say --scheme " + *components->scheme +
-                     "; else declare it there, or use https"};
+  const std::string opens = host::UIApplication::isInstalled(*scheme)
+                                ? ", so that only the notification handler opens it"
+                                : " and nothing else installed opens";
+  return Problem{
+      "link-scheme-undeclared", spot,
+      text + " needs the scheme \"" + *scheme + "\", which the application does not declare" + opens,
+      "if the application does declare it, say --scheme " + *scheme + "; else declare it there, or use https"};
 }
 
 std::vector<Problem> linkProblems(const Payload& payload) {

@@ -87,7 +87,7 @@ Lines openedURL(const Value& details) {
            {isOnMainThread ? "" : "  (asked on another thread than the main one)", Ink::bad}}};
 }
 Lines refusedURL(const Value& details) {
-  return {{{"refuses to open "}, {textAt(details, "url"), Ink::bad}, {": nobody has declared its scheme"}}};
+  return {{{"refuses to open "}, {textAt(details, "url"), Ink::bad}, {": nothing installed opens it"}}};
 }
 
 Lines setsBadge(const Value& details) {

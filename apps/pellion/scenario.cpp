@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "host/ascii.h"
 #include "pellion/configuration_check.h"
 #include "pellion/input_file.h"
 #include "pellion/notification_steps.h"
@@ -27,6 +28,8 @@ const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"description", &shapes::text},
                                 {"configuration", &shapes::configuration, true},
                                 {"urlSchemes", &listOfSchemes},
+                                {"queriedSchemes", &listOfSchemes},
+                                {"installedSchemes", &listOfSchemes},
                                 {"notifications", &notificationsByName},
                                 {"delegates", &delegatesShape},
                                 {"application", &applicationShape},
@@ -83,13 +86,12 @@ void checkOrder(const Scenario& scenario) {
   }
 }
 
-std::vector<std::string> lowerCase(const JSONNode& texts) {
-  std::vector<std::string> all;
-  for (const JSONNode& text : texts.elements) {
-    std::string& lower = all.emplace_back(text.value.text());
-    std::ranges::transform(lower, lower.begin(), [](unsigned char character) { return std::tolower(character); });
-  }
-  return all;
+std::vector<std::string> readSchemes(const JSONNode& document, std::string_view name) {
+  std::vector<std::string> schemes;
+  const JSONNode* list = document.find(name);
+  if (list == nullptr) return schemes;
+  for (const JSONNode& scheme : list->elements) schemes.push_back(host::asciiLowercase(scheme.value.text()));
+  return schemes;
 }
 
 /// Wherever they stand, so that no error shows one that stands in the wrong place.
@@ -108,13 +110,14 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, const 
                     .name = std::string(document.find("name")->value.text()),
                     .description = {},
                     .configuration = *document.find("configuration"),
-                    .urlSchemes = {},
+                    .urlSchemes = {.own = readSchemes(document, "urlSchemes"),
+                                   .queried = readSchemes(document, "queriedSchemes"),
+                                   .installed = readSchemes(document, "installedSchemes")},
                     .notifications = platform::Value::dictionary({}),
                     .application = readApplication(file, document.find("delegates"), document.find("application")),
                     .steps = {},
                     .redaction = redaction};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
-  if (const JSONNode* schemes = document.find("urlSchemes")) scenario.urlSchemes = lowerCase(*schemes);
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
   for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
   checkOrder(scenario);

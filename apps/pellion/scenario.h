@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/process.h"
 #include "pellion/application_description.h"
 #include "pellion/json_reader.h"
 #include "pellion/redaction.h"
@@ -41,8 +42,8 @@ struct Scenario {
   std::string name;
   std::string description;
   JSONNode configuration;
-  std::vector<std::string> urlSchemes;  ///< that the application declares, in lower case
-  platform::Value notifications;        ///< by name, as notificationShape says
+  host::URLSchemes urlSchemes;
+  platform::Value notifications;  ///< by name, as notificationShape says
   ApplicationDescription application;
   std::vector<Step> steps;
   Redaction redaction;  ///< of the secrets that stand anywhere in it

@@ -25,7 +25,7 @@ std::string Outcome::text() const {
 
 SoakPhone::SoakPhone(host::Network& network, const std::string& serverURL)
     : phone_(network, {.storage = storage_.path(),
-                       .urlSchemes = {"shop"},
+                       .urlSchemes = {.own = {"shop"}},
                        .sink = [this](const host::Event& event) { outcome_.heard(event); },
                        .listensToLog = true}) {
   phone_.configure(Value::dictionary({{"SERVER_URL", serverURL},

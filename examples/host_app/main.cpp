@@ -162,8 +162,9 @@ class Day {
   pellion::Backend backend_{{.secret = "example-secret"}};
   Storage storage_;
   host::Phone phone_{
-      network_,
-      {.storage = storage_.path(), .urlSchemes = {"shop"}, .sink = [this](const host::Event& e) { receive(e); }}};
+      network_, {.storage = storage_.path(), .urlSchemes = {.own = {"shop"}}, .sink = [this](const host::Event& e) {
+                   receive(e);
+                 }}};
 };
 
 bool playDay() {

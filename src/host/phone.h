@@ -18,7 +18,7 @@ class Phone {
   struct Options {
     std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
     Clock::Kind clock = Clock::Kind::virtualTime;
-    std::vector<std::string> urlSchemes = {};  ///< that the application declares, in lower case
+    URLSchemes urlSchemes = {};
     /// Of UIKit's and UserNotifications' classes those that nobody finds by name, as on a release that lacks them. A
     /// launch raises std::invalid_argument for any other.
     std::vector<std::string> hiddenClasses = {};

@@ -21,6 +21,15 @@ class CoreLibrary;  // host/core_library.h
 
 using platform::LogLevel;
 
+/// Which schemes of URLs something on the phone opens, and about which the application declares that it asks. In lower
+/// case.
+struct URLSchemes {
+  std::vector<std::string> own = {};        ///< the application's own: it opens them, and may ask about them
+  std::vector<std::string> queried = {};    ///< others about which the application declares that it asks
+  std::vector<std::string> installed = {};  ///< others that something opens, beside those of every phone
+  bool operator==(const URLSchemes&) const = default;
+};
+
 /// One launch of an application on a simulated phone. Everything process-wide lives in its slots; ending it ends them
 /// in reverse order of their making. It is current on a thread inside a ProcessScope.
 class Process {
@@ -29,9 +38,9 @@ class Process {
     Clock& clock;
     Network& network;
     NetworkPolicy networkPolicy = {};
-    std::filesystem::path appGroups = {};      ///< where the stores shared with other processes are
-    std::vector<std::string> urlSchemes = {};  ///< that the application declares, in lower case
-    EventSink sink = {};                       ///< may be empty
+    std::filesystem::path appGroups = {};  ///< where the stores shared with other processes are
+    URLSchemes urlSchemes = {};
+    EventSink sink = {};  ///< may be empty
   };
 
   explicit Process(Environment environment);
@@ -53,7 +62,7 @@ class Process {
   /// Applies at once: to requests that start, and to the next redirect and the time limit of those in flight.
   void setNetworkPolicy(NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
-  [[nodiscard]] const std::vector<std::string>& urlSchemes() const { return environment_.urlSchemes; }
+  [[nodiscard]] const URLSchemes& urlSchemes() const { return environment_.urlSchemes; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
   /// Makes the process's URL sessions; unset, they are the network's. For whoever measures or answers requests itself.

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "host/nsurl.h"
@@ -32,6 +35,14 @@ constexpr MethodDeclaration delegateMethods[] = {
     {"application:didReceiveRemoteNotification:fetchCompletionHandler:",
      platform::methodEncoding<void, id, id, platform::BlockPtr<void(platform::UIBackgroundFetchResult)>>.data()},
 };
+
+constexpr std::string_view everyPhonesSchemes[] = {"http", "https", "mailto", "tel", "sms", "facetime", "itms-apps"};
+
+bool holds(const std::vector<std::string>& schemes, const std::string& scheme) {
+  return std::ranges::find(schemes, scheme) != schemes.end();
+}
+
+std::optional<std::string> schemeOf(id url) { return url != nullptr ? urlScheme(NSURL::textOf(url)) : std::nullopt; }
 
 UIApplication& shared() { return platform::Process::shared<platform::Singleton<UIApplication>>().get(); }
 
@@ -82,18 +93,23 @@ void UIApplication::registerForRemoteNotifications() {
   Process::current().tell("app", "asks for a device token", Value::dictionary({}));
 }
 
+bool UIApplication::isInstalled(const std::string& scheme) {
+  const URLSchemes& schemes = Process::current().urlSchemes();
+  return std::ranges::find(everyPhonesSchemes, scheme) != std::end(everyPhonesSchemes) || holds(schemes.own, scheme) ||
+         holds(schemes.installed, scheme);
+}
+
 bool UIApplication::canOpenURL(id url) {
-  if (url == nullptr) return false;
-  const auto components = parseURLComponents(NSURL::textOf(url));
-  if (!components || !components->scheme) return false;
-  const auto& declared = Process::current().urlSchemes();
-  return components->scheme == "https" || components->scheme == "http" ||
-         std::ranges::find(declared, *components->scheme) != declared.end();
+  const std::optional<std::string> scheme = schemeOf(url);
+  if (!scheme || !isInstalled(*scheme)) return false;
+  const URLSchemes& schemes = Process::current().urlSchemes();
+  return *scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) || holds(schemes.queried, *scheme);
 }
 
 // Asynchronous: what is opened is told later, on the main queue, and so is the completion.
 void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completion) {
-  const bool isOpened = canOpenURL(url);
+  const std::optional<std::string> scheme = schemeOf(url);
+  const bool isOpened = scheme && isInstalled(*scheme);
   const bool onMainThread = Process::current().mainQueue().isMainThread();
   const std::string text = url != nullptr ? NSURL::textOf(url) : "";
   Process::current().mainQueue().async([=, completion = platform::Block<void(bool)>(completion)] {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "platform/block.h"
@@ -12,8 +13,7 @@ namespace host {
 
 /// The application object of a process: class UIApplication and its one instance, `sharedApplication`.
 ///
-/// What is opened and set is told as events of the actor "platform". A URL can be opened when its scheme is https, http
-/// or one that the application declares (Process::Environment::urlSchemes). Main thread.
+/// What is opened and set is told as events of the actor "platform". Main thread.
 class UIApplication {
  public:
   /// Makes the class and the protocol UIApplicationDelegate known to the current process, as the platform does before
@@ -27,6 +27,9 @@ class UIApplication {
   static platform::Strong delegateAnswering(SEL callback);
   /// What both badge setters of the platform come to; neither calls the other.
   static void showBadge(std::int64_t number);
+  /// Whether something on the phone opens URLs of the scheme, which is in lower case: the application itself, or what
+  /// is installed on every phone, or on this one (Process::Environment::urlSchemes).
+  static bool isInstalled(const std::string& scheme);
 
   static constexpr const char* className = "UIApplication";
   static void defineClass(platform::ClassFace<UIApplication>& face);
@@ -35,7 +38,9 @@ class UIApplication {
   [[nodiscard]] id delegate() const;
   void setDelegate(id delegate);
   void registerForRemoteNotifications();
+  /// Looks at the scheme alone, and at what the application declares: see URLSchemes.
   bool canOpenURL(id url);
+  /// Opens what something installed opens, whatever the application declares.
   void openURL(id url, id options, platform::BlockPtr<void(bool)> completion);
   static std::int64_t applicationIconBadgeNumber();
 

@@ -59,4 +59,9 @@ std::optional<URLComponents> parseURLComponents(std::string_view text) {
   return components;
 }
 
+std::optional<std::string> urlScheme(std::string_view text) {
+  const ParsedURI uri(text);
+  return uri ? lowercaseOf(uri->scheme) : std::nullopt;
+}
+
 }  // namespace host

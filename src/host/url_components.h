@@ -16,5 +16,7 @@ struct URLComponents {
 
 /// Nothing for text outside the grammar of RFC 3986 and for a port above 65535.
 std::optional<URLComponents> parseURLComponents(std::string_view text);
+/// The scheme alone, in lower case, whatever the port. Nothing where there is none, and for text outside the grammar.
+std::optional<std::string> urlScheme(std::string_view text);
 
 }  // namespace host

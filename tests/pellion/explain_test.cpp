@@ -109,15 +109,16 @@ TEST(Explain, WritesForMachines) {
       R"({"file":"p","bytes":111,"happenings":[{"happening":"button","name":"later",)"
       R"("recorded":{"results":[{"notificationid":41,"timestamp":1767225600000,"status":5,"actionid":"later"}]},)"
       R"("opened":{"results":[],"stoppedAt":"open the click action","why":"\"shop://x\" needs the scheme \"shop\", )"
-      R"(which the application does not declare","isProblem":true},)"
+      R"(which the application does not declare and nothing else installed opens","isProblem":true},)"
       R"("openedByHandler":{"results":[],"stoppedAt":"open the click action","why":"\"shop://x\" needs the scheme )"
-      R"(\"shop\", which the application does not declare","isProblem":true},)"
+      R"(\"shop\", which the application does not declare and nothing else installed opens","isProblem":true},)"
       R"("goal":{"results":[],"stoppedAt":"remember the goal","why":"addInfo has no \"conversion\"",)"
       R"("isProblem":false},"badge":{"results":[],"stoppedAt":"hear of a badge",)"
       R"("why":"only what the application sets as its badge is stored","isProblem":false},"raised":null}],)"
       R"("findings":[{"code":"link-scheme-undeclared","place":{"line":1,"column":12,"path":"$.addInfo",)"
       R"("inText":{"path":"$.actionButton[0].clickAction","line":1,"column":73}},)"
-      R"("text":"\"shop://x\" needs the scheme \"shop\", which the application does not declare",)"
+      R"("text":"\"shop://x\" needs the scheme \"shop\", which the application does not declare and nothing else )"
+      R"(installed opens",)"
       R"("remedy":"if the application does declare it, say --scheme shop; else declare it there, or use https"}]})");
 }
 

@@ -42,8 +42,8 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a text"},
       {R"({"naem": "n"})",
        "s.json:1:2: a scenario has no \"naem\"; it may have \"name\", \"description\", "
-       "\"configuration\", \"urlSchemes\", \"notifications\", \"delegates\", "
-       "\"application\", \"steps\", \"$schema\""},
+       "\"configuration\", \"urlSchemes\", \"queriedSchemes\", \"installedSchemes\", \"notifications\", "
+       "\"delegates\", \"application\", \"steps\", \"$schema\""},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(errorOf(text), error);
 }
@@ -255,7 +255,8 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
   }
   const char* goodDocuments[] = {
       R"({"name": "", "description": "", "$schema": "", "configuration": {}, "steps": []})",
-      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a", "B+1.-"], "notifications": {"": {}}})",
+      R"({"name": "", "configuration": {}, "steps": [], "urlSchemes": ["a", "B+1.-"], "queriedSchemes": ["a"],
+          "installedSchemes": [], "notifications": {"": {}}})",
       R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"inherits": "B", "forwardsTo": "B"}, "C": {"class": "A"},
           "B": {"declares": ["UIApplicationDelegate"], "implements": {"token": {}, "failure": {}, "response": {},
                 "background": {"answers": "later", "result": 7}, "foreground": {"answers": "twice", "shows": ["list"]}}}},
@@ -265,7 +266,7 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
         |{"name": "", "configuration": {}, "steps": {}}|{"name": "", "configuration": [], "steps": []}
         |{"name": "", "configuration": {"GZIP": "no"}, "steps": []})";
   constexpr std::string_view badAdditions =
-      R"("urlSchemes": ["1a"]|"urlSchemes": ["a:"]|"urlSchemes": [""]|"urlSchemes": "a"
+      R"("urlSchemes": ["1a"]|"urlSchemes": ["a:"]|"urlSchemes": [""]|"urlSchemes": "a"|"queriedSchemes": ["a:"]|"installedSchemes": {}
         |"notifications": {"a": {"x": 1}}|"notifications": []|"delegates": {"A": {"declares": ["B"]}}
         |"delegates": {"A": {"implements": {"token": {"answers": "later"}}}}
         |"delegates": {"A": {"implements": {"response": {"answers": "often"}}}}

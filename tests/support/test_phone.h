@@ -32,9 +32,11 @@ class TestPhone {
  public:
   /// On `storage`, where another phone may have been before; else on a directory of its own.
   explicit TestPhone(const platform::Value& configuration, const std::filesystem::path& storage = {})
-      : phone_(network_, {.storage = storage.empty() ? ownDirectory_.path() : storage,
-                          .sink = [this](const host::Event& event) { remember(event); },
-                          .listensToLog = true}) {
+      : phone_(network_,
+               {.storage = storage.empty() ? ownDirectory_.path() : storage,
+                .urlSchemes = {.own = {"own"}, .queried = {"asked", "missing"}, .installed = {"asked", "other"}},
+                .sink = [this](const host::Event& event) { remember(event); },
+                .listensToLog = true}) {
     phone_.configure(configuration);
     phone_.launch();
   }
