@@ -66,7 +66,8 @@ void respond(const Value& payload, const std::string& action) {
     PLNotificationHandler::shared().handleNotificationResponse(response.get(), completion.get());
   });
   std::vector<std::string> opened;
-  if (clickAction && platform::URL::URLWithString(*clickAction)) opened.push_back(*clickAction);
+  const auto url = clickAction ? platform::URL::URLWithString(*clickAction) : std::nullopt;
+  if (url) opened.push_back(url->absoluteString());
   require(!handled.raised && completed == 1, "the handler never raises and completes once", payload.description());
   require(handled.opened == opened, "the handler opens what it resolves", payload.description(), action);
   const bool isAtTop = search("addInfo", payload) == payload.find("addInfo");

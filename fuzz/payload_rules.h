@@ -54,7 +54,8 @@ inline void openIfPossible(const Value* clickAction, Outcome& outcome) {
   std::string scheme = text.substr(0, text.find(':'));
   for (char& c : scheme) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   const bool isWeb = text.size() > scheme.size() && (scheme == "http" || scheme == "https");
-  if (isWeb && platform::URL::URLWithString(text)) outcome.opened.push_back(text);
+  const auto url = platform::URL::URLWithString(text);
+  if (isWeb && url) outcome.opened.push_back(url->absoluteString());
 }
 
 /// The addInfo and the id in it, where there are both. Throws WrongKind.

@@ -115,10 +115,13 @@ const Shape missingClassShape{
     "UNNotificationResponse",
     isWord<platformClasses>};
 const Shape missingClassesShape{"a list of classes of the platform", isList, {}, &missingClassShape};
+const Shape linkedBeforeShape{"17, the release at which what URLs are made of changed",
+                              [](const Value& value) { return isIntegerIn(value, 17, 17); }};
 const Field applicationFields[] = {{"delegate", &shapes::textOrNull},
                                    {"notificationDelegate", &shapes::textOrNull},
                                    {"missingClasses", &missingClassesShape},
-                                   {"startsService", &shapes::boolean}};
+                                   {"startsService", &shapes::boolean},
+                                   {"linkedBefore", &linkedBeforeShape}};
 
 Behaviour readBehaviour(const Value& text) {
   Behaviour behaviour;
@@ -247,6 +250,7 @@ ApplicationDescription readApplication(std::string_view file, const JSONNode* de
   if (const JSONNode* missing = application->find("missingClasses")) description.missingClasses = textsIn(*missing);
   if (const JSONNode* starts = application->find("startsService"))
     description.startsService = *starts->value.ifBoolean();
+  description.linkedBefore17 = application->find("linkedBefore") != nullptr;
   return description;
 }
 

@@ -58,6 +58,7 @@ struct ApplicationDescription {
   std::optional<std::string> notificationDelegate = "NotificationDelegate";
   std::vector<std::string> missingClasses;  ///< of the platform's
   bool startsService = true;
+  bool linkedBefore17 = false;
   bool operator==(const ApplicationDescription&) const = default;
 };
 

@@ -81,6 +81,24 @@ std::optional<Problem> halfProblem(const Value& conversion, const char* half, co
                  "give \"conversion\" both \"group\" and \"event\"", half};
 }
 
+/// A link outside RFC 3986: which URL it gives depends on the release that the application was linked with.
+std::optional<Problem> encodingProblem(const Value& link, const Spot& spot) {
+  const auto url = link.ifString() ? platform::URL::URLWithString(link.text()) : std::nullopt;
+  if (!url || url->absoluteString() == link.text()) return std::nullopt;
+  const auto escapedPercents = [](std::string_view text) {
+    std::size_t count = 0;
+    for (auto at = text.find("%25"); at != std::string_view::npos; at = text.find("%25", at + 1)) ++count;
+    return count;
+  };
+  const bool escapesMore = escapedPercents(url->absoluteString()) > escapedPercents(link.text());
+  return Problem{"link-not-encoded", spot,
+                 shortened(inQuotes(link.text()), 60) +
+                     " is outside RFC 3986: applications linked before release 17 get no URL; later ones get " +
+                     shortened(inQuotes(url->absoluteString()), 60) +
+                     (escapesMore ? ", in which \"%\" has become \"%25\"" : ""),
+                 "percent-encode in the payload what a URL cannot hold, such as %20 for a space"};
+}
+
 }  // namespace
 
 std::string inQuotes(std::string_view text) { return compactJSON(text); }
@@ -184,7 +202,10 @@ std::optional<Problem> linkProblem(const Value& link, const Spot& spot) {
 std::vector<Problem> linkProblems(const Payload& payload) {
   std::vector<Problem> problems;
   const auto add = [&](const JSONPath& path) {
-    if (auto problem = linkProblem(nodeAt(*payload.content, path).value, {true, path})) problems.push_back(*problem);
+    const Value& link = nodeAt(*payload.content, path).value;
+    for (const auto& problem : {linkProblem(link, {true, path}), encodingProblem(link, {true, path})}) {
+      if (problem) problems.push_back(*problem);
+    }
   };
   if (payload.info()->find("clickAction") != nullptr) add({"clickAction"});
   const std::size_t count = payload.buttons() != nullptr ? payload.buttons()->elements().size() : 0;

@@ -27,7 +27,8 @@ std::optional<Problem> goalProblem(const Payload& payload);
 
 /// A click action: nothing for one that the platform opens.
 std::optional<Problem> linkProblem(const platform::Value& link, const Spot& spot);
-/// The click actions of the notification and of its buttons.
+/// The click actions of the notification and of its buttons: those that the platform does not open, and those that
+/// lead elsewhere in applications linked before release 17.
 std::vector<Problem> linkProblems(const Payload& payload);
 
 /// The buttons by themselves.

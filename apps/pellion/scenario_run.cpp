@@ -18,6 +18,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Optio
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
+                       .linkedBefore17 = scenario.application.linkedBefore17,
                        .hiddenClasses = scenario.application.missingClasses,
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {

@@ -80,6 +80,7 @@ Process& Phone::launch() {
                                                             .networkPolicy = configuration.networkPolicy,
                                                             .appGroups = appGroups(),
                                                             .urlSchemes = options_.urlSchemes,
+                                                            .linkedBefore17 = options_.linkedBefore17,
                                                             .sink = options_.sink});
   process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
   coreLibrary_ = std::make_shared<ReferenceCoreLibrary>(*process_, configurationPath().parent_path(), keychain_,
@@ -101,7 +102,11 @@ void Phone::terminate() {
 }
 
 void Phone::runExtension(const std::function<void()>& work) {
-  Process extension({.clock = clock_, .network = network_, .appGroups = appGroups(), .sink = options_.sink});
+  Process extension({.clock = clock_,
+                     .network = network_,
+                     .appGroups = appGroups(),
+                     .linkedBefore17 = options_.linkedBefore17,
+                     .sink = options_.sink});
   const ProcessScope scope(extension);
   work();
 }

@@ -19,6 +19,7 @@ class Phone {
     std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
     Clock::Kind clock = Clock::Kind::virtualTime;
     URLSchemes urlSchemes = {};
+    bool linkedBefore17 = false;  ///< the application, with an older release of the platform: see platform::URL
     /// Of UIKit's and UserNotifications' classes those that nobody finds by name, as on a release that lacks them. A
     /// launch raises std::invalid_argument for any other.
     std::vector<std::string> hiddenClasses = {};

@@ -40,7 +40,8 @@ class Process {
     NetworkPolicy networkPolicy = {};
     std::filesystem::path appGroups = {};  ///< where the stores shared with other processes are
     URLSchemes urlSchemes = {};
-    EventSink sink = {};  ///< may be empty
+    bool linkedBefore17 = false;  ///< with an older release of the platform: see platform::URL
+    EventSink sink = {};          ///< may be empty
   };
 
   explicit Process(Environment environment);
@@ -63,6 +64,7 @@ class Process {
   void setNetworkPolicy(NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
   [[nodiscard]] const URLSchemes& urlSchemes() const { return environment_.urlSchemes; }
+  [[nodiscard]] bool isLinkedBefore17() const { return environment_.linkedBefore17; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
   void setCoreLibrary(std::shared_ptr<CoreLibrary> coreLibrary) { coreLibrary_ = std::move(coreLibrary); }
   /// Makes the process's URL sessions; unset, they are the network's. For whoever measures or answers requests itself.

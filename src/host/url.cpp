@@ -5,7 +5,9 @@
 #include <charconv>
 
 #include "host/ascii.h"
+#include "host/process.h"
 #include "host/url_components.h"
+#include "host/url_encoding.h"
 
 namespace {
 
@@ -37,9 +39,13 @@ std::optional<std::string> lowercaseOf(const UriTextRangeA& range) {
 namespace platform {
 
 std::optional<URL> URL::URLWithString(std::string_view text) {
-  // The grammar knows the empty relative reference, the platform does not.
-  if (text.empty() || !ParsedURI(text)) return std::nullopt;
-  return URL(text);
+  if (text.empty()) return std::nullopt;  // the grammar knows the empty relative reference, the platform does not
+  if (ParsedURI(text)) return URL(text);
+  const host::Process* process = host::Process::currentOrNull();
+  if (process != nullptr && process->isLinkedBefore17()) return std::nullopt;
+  const std::optional<std::string> encoded = host::encodedURLText(text);
+  if (!encoded || !ParsedURI(*encoded)) return std::nullopt;
+  return URL(*encoded);
 }
 
 }  // namespace platform

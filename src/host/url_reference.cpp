@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 namespace host {
 namespace {
@@ -82,7 +83,10 @@ std::string resolved(const Parts& base, Parts target) {
 }  // namespace
 
 std::optional<platform::URL> resolveReference(const platform::URL& base, std::string_view reference) {
-  return platform::URL::URLWithString(resolved(Parts(base.absoluteString()), Parts(encoded(reference))));
+  const std::string text = resolved(Parts(base.absoluteString()), Parts(encoded(reference)));
+  std::optional<platform::URL> url = platform::URL::URLWithString(text);
+  // A server's text is not encoded as an application's is.
+  return url && url->absoluteString() == text ? std::move(url) : std::nullopt;
 }
 
 }  // namespace host

@@ -53,6 +53,7 @@ TEST(Redirect, TurnsAResponseIntoTheNextRequest) {
       {"GET", "https://a?q", 302, "y/./..//z/..", "GET https://a// +body +auth"},
       {"GET", "https://[::1]:8/x/", 302, "../../y/../..z", "GET https://[::1]:8/..z +body +auth"},
       {"GET", "https://a/x", 302, "a \xC3\xBC%2f?b c[0]", "GET https://a/a%20%C3%BC%2f?b%20c%5B0%5D +body +auth"},
+      {"GET", "https://a/x", 302, "%2", "-1000"},
       {"GET", "https://a/x", 302, "https://A:443/y", "GET https://A:443/y +body +auth"},
       {"POST", "https://a/x", 307, "//b/y", "POST https://b/y +body"},
       {"POST", "https://a/x", 307, "https://a:444/y", "POST https://a:444/y +body"},

@@ -7,30 +7,79 @@
 #include "host/url_components.h"
 #include "platform/url_session.h"
 #include "platform/uuid.h"
+#include "tests/support/test_process.h"
 
 namespace {
 
-using namespace std::string_literals;
+using namespace std::string_view_literals;
 using host::parseURLComponents;
 using platform::HTTPHeaderFields;
 using platform::URL;
 
-TEST(URL, IsMadeFromTextWithinTheGrammarAlone) {
-  const auto isMade = [](std::string_view text) {
-    const auto url = URL::URLWithString(std::string(text));
-    EXPECT_TRUE(!url || url->absoluteString() == text) << text;
-    return url.has_value();
-  };
-  constexpr std::string_view valid =
+std::optional<std::string> urlOf(std::string_view text) {
+  const auto url = URL::URLWithString(std::string(text));
+  return url ? std::optional(url->absoluteString()) : std::nullopt;
+}
+
+TEST(URL, StaysAsItIsWithinTheGrammar) {
+  constexpr std::string_view texts =
       "http://host/path?query#fragment myapp:// myapp: a/b ?q #f //host mailto:a@b http://[::1]:8/ a%20b "
-      "http://h/%F0%9F%98%80 tel:+49-1 x:y:z / . http://h?a=b&c=/?";
-  constexpr std::string_view invalid =
-      "\n \na b\nhttp://h/ü\nhttp://h/%\nhttp://h/%2\nhttp://h/%zz\nhttp://[::1\nhttp://h/[x]\nhttp://h/a|b\n1a:b\n:b\n"
-      "http://h:port/\nhttp://h/\"\nhttp://h/#a#b\nhttp://h/a\\b\nhttp://h/{id}";
-  for (const auto text : std::views::split(valid, ' ')) EXPECT_TRUE(isMade({text.begin(), text.end()}));
-  for (const auto text : std::views::split(invalid, '\n')) EXPECT_FALSE(isMade({text.begin(), text.end()}));
-  for (const std::string& text : {"http://h/\n"s, "a\0b"s}) EXPECT_FALSE(isMade(text));
-  EXPECT_TRUE(URL::URLWithString("http://h/" + std::string(1'000'000, '/')));
+      "http://h/%F0%9F%98%80 tel:+49-1 x:y:z / . http://h?a=b&c=/? http://h:65536 "
+      "https://example.org?url=https%3A%2F%2Fexample.org%3Ffoo(0)%3Dbar";
+  for (const bool isOlder : {false, true}) {
+    const test::TestProcess process(isOlder);
+    for (const auto part : std::views::split(texts, ' ')) {
+      const std::string_view text(part.begin(), part.end());
+      EXPECT_EQ(urlOf(text), text) << isOlder;
+    }
+    EXPECT_TRUE(urlOf("http://h/" + std::string(1'000'000, '/')));
+  }
+}
+
+TEST(URL, IsEncodedOutsideTheGrammarForApplicationsLinkedSince17Alone) {
+  const struct {
+    std::string_view text;
+    std::optional<std::string_view> newer;
+  } rows[] = {
+      {"https://example.org?url=https%3A%2F%2Fexample.org%3Ffoo[0]%3Dbar",
+       "https://example.org?url=https%253A%252F%252Fexample.org%253Ffoo%5B0%5D%253Dbar"},
+      {" ", "%20"},
+      {"\n", "%0A"},
+      {"a\0b"sv, "a%00b"},
+      {"half price", "half%20price"},
+      {"http://h/ü", "http://h/%C3%BC"},
+      {"http://h/%", "http://h/%25"},
+      {"http://h/%2", "http://h/%252"},
+      {"http://h/%zz", "http://h/%25zz"},
+      {"http://h/a|b\"c\\d{e}[f]^`<g>", "http://h/a%7Cb%22c%5Cd%7Be%7D%5Bf%5D%5E%60%3Cg%3E"},
+      {"http://h/#a#b", "http://h/#a%23b"},
+      {"http://h/%20?%20[?]#%20", "http://h/%20?%2520%5B?%5D#%20"},
+      {"http://u%20:p%20[:]@h/%20", "http://u%20:p%2520%5B:%5D@h/%20"},
+      {"http://a@b@h/", "http://a%40b@h/"},
+      {"http://Bücher.Example:8/%20", "http://xn--bcher-kva.example:8/%20"},
+      {"//straße。-ü-?", "//xn--strae-oqa.xn-----xka?"},
+      // What no encoding helps:
+      {"", {}},
+      {"1a:b", {}},
+      {":b", {}},
+      {"ü:b", {}},
+      {"http://h:port/", {}},
+      {"http://h h/", {}},
+      {"http://h%zz/", {}},
+      {"http://a\uFF0Fb/", {}},  // a full-width "/"
+      {"http://ü\uFF05b/", {}},  // a full-width "%"
+      {"http://[::1", {}},
+      {"http://[ü]/", {}},
+      {"http://h/\xFF", {}},
+  };
+  for (const auto& [text, newer] : rows) {
+    EXPECT_EQ(urlOf(text), newer) << text;
+    const test::TestProcess older(true);
+    EXPECT_EQ(urlOf(text), std::nullopt) << text;
+  }
+  std::string longHost = "http://";
+  for (int i = 0; i < 1'000'000; ++i) longHost += "ü";
+  EXPECT_FALSE(urlOf(longHost)) << "and at once";
 }
 
 TEST(URLComponents, SayWhereAURLLeads) {

@@ -225,7 +225,7 @@ TEST_F(Request, logsEveryStepInOrder) {
 }
 
 TEST_F(Request, failsAsAnUnsupportedURLWhenNoneCanBeMade) {
-  phone_->configure(test::configuration(server_.url(), {{"FRAMEWORK_ID", "has space"}}));
+  phone_->configure(test::configuration("http://127.0.0.1:port"));
   const Outcome outcome = send();
   EXPECT_THAT(outcome.completions, ElementsAre(false));
   EXPECT_THAT(outcome.log,

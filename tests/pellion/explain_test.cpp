@@ -90,6 +90,10 @@ TEST(Explain, FindsWhatDeservesAttention) {
       {payloadWith(R"({"pellionPnID": 41, "conversion": {"group": 7, "event": "e"}})"),
        {"goal-not-text $.conversion.group"}},
       {payloadWith(R"({"pellionPnID": 41, "clickAction": "sale"})"), {"link-without-scheme $.clickAction"}},
+      {payloadWith(R"({"pellionPnID": 41, "clickAction": "my shop://sale"})"), {"link-not-a-url $.clickAction"}},
+      {payloadWith(R"({"pellionPnID": 41, "clickAction": "https://a?b=%20", "actionButton": [{"action": "a",)"
+                   R"( "clickAction": "https://a?b=[0]"}]})"),
+       {"link-not-encoded $.actionButton[0].clickAction"}},
       {payloadWith(R"({"pellionPnID": 41, "buttons": {"actionButton": [{}]}})"),
        {"key-misplaced $.buttons.actionButton", "button-without-action $.buttons.actionButton[0]"}},
       {payloadWith(R"({"pellionPnID": 41, "actionButton": [{"action": "a", "x": {"clickAction": "https://a"},)"

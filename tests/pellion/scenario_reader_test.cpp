@@ -260,7 +260,8 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
       R"({"name": "", "configuration": {}, "steps": [], "delegates": {"A": {"inherits": "B", "forwardsTo": "B"}, "C": {"class": "A"},
           "B": {"declares": ["UIApplicationDelegate"], "implements": {"token": {}, "failure": {}, "response": {},
                 "background": {"answers": "later", "result": 7}, "foreground": {"answers": "twice", "shows": ["list"]}}}},
-          "application": {"delegate": null, "notificationDelegate": "A", "missingClasses": ["UIApplication"], "startsService": false}})"};
+          "application": {"delegate": null, "notificationDelegate": "A", "missingClasses": ["UIApplication"], "startsService": false,
+          "linkedBefore": 17}})"};
   constexpr std::string_view badDocuments =
       R"({"name": "", "configuration": {}}|{"name": "", "steps": []}|{"configuration": {}, "steps": []}
         |{"name": "", "configuration": {}, "steps": {}}|{"name": "", "configuration": [], "steps": []}
@@ -271,7 +272,7 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
         |"delegates": {"A": {"implements": {"token": {"answers": "later"}}}}
         |"delegates": {"A": {"implements": {"response": {"answers": "often"}}}}
         |"delegates": {"A": {}, "B": {"class": "A", "inherits": "A"}}
-        |"application": {"missingClasses": ["NSObject"]}|"application": {"kits": []}|"more": 1)";
+        |"application": {"missingClasses": ["NSObject"]}|"application": {"kits": []}|"application": {"linkedBefore": 16}|"more": 1)";
   for (const char* text : goodDocuments) agree(text, true);
   for (const auto& text : split(badDocuments)) agree(text, false);
   for (const auto& addition : split(badAdditions)) {

@@ -7,13 +7,16 @@ namespace test {
 /// A process of its own, current on this thread, with nothing around it.
 class TestProcess {
  public:
+  explicit TestProcess(bool linkedBefore17 = false)
+      : process_({.clock = clock_, .network = network_, .linkedBefore17 = linkedBefore17}) {}
+
   host::Process* operator->() { return &process_; }
   operator host::Process&() { return process_; }
 
  private:
   host::Clock clock_{host::Clock::Kind::virtualTime};
   host::Network network_;
-  host::Process process_{{clock_, network_}};
+  host::Process process_;
   host::ProcessScope scope_{process_};
 };
 
