@@ -76,11 +76,9 @@ class Phone {
   /// Starts the application, anew: what it remembers is gone.
   void launch() {
     host::Process& process = phone_.launch();
-    library_ = std::make_shared<test::RecordingCoreLibrary>(process, phone_.configurationPath().parent_path(),
-                                                            phone_.keychain(),
-                                                            host::readConfiguration(phone_.configurationPath()));
+    library_ = std::make_shared<test::RecordingCoreLibrary>(process, phone_.configurationPath(), phone_.keychain());
     process.setCoreLibrary(library_);
-    if (isOffline_) process.setSessionFactory([] { return std::make_shared<test::AcceptingSession>(); });
+    if (isOffline_) process.setSessionFactory([] { return std::make_shared<test::OfflineSession>(); });
     const host::ProcessScope scope(process);
     const platform::Strong delegate = platform::makeObject<Delegate>(&happenings_);
     host::startApplication(delegate);

@@ -15,7 +15,7 @@
 #include "platform/json_serialization.h"
 #include "platform/user_defaults.h"
 #include "platform/user_notifications.h"
-#include "tests/support/accepting_session.h"
+#include "tests/support/offline_session.h"
 
 namespace soak {
 namespace {
@@ -108,7 +108,7 @@ class Notifications {
   void answerInPlace(bool inPlace) {
     const auto acceptingSession = [this] {
       ++phone_.outcome().requests;
-      return std::make_shared<test::AcceptingSession>();
+      return std::make_shared<test::OfflineSession>();
     };
     phone_->process()->setSessionFactory(inPlace ? host::Process::SessionFactory(acceptingSession) : nullptr);
   }

@@ -107,7 +107,9 @@ TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
   EXPECT_THAT(phone.takeLog(), Contains("Push notification stats request: 1").Times(4 * rounds));
   EXPECT_THAT(tokens, Contains(phone->keychain().data("com.tovrin.pellion.apnstoken")));
   EXPECT_EQ(PLMessaging::shared().getBadgeCount(), rounds - 1);
-  EXPECT_THAT(phone.take("opened URL"), SizeIs(2 * rounds));
+  const std::vector<Value> opened = phone.take("opened URL");
+  EXPECT_THAT(opened, SizeIs(2 * rounds));
+  for (const Value& details : opened) EXPECT_EQ(*details.find("calledOnMainThread"), true);
   EXPECT_THAT(phone.take("fetched"),
               AllOf(SizeIs(rounds), Each(Property(&Value::description, "{\n    result = 0;\n}"))));
 }

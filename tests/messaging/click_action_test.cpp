@@ -65,6 +65,14 @@ const std::vector<Row> rows{
     {"addInfo of another kind", R"({"addInfo":7})", tap, "raises", ""},
     {"addInfo that is a list", R"({"addInfo":"[1]"})", tap, "raises", ""},
     {"no addInfo", R"({"aps":{}})", tap, "", ""},
+    {"addInfo that is no JSON", R"({"addInfo":"no JSON"})", tap, "", ""},
+    {"click action deep in addInfo", withAddInfo(R"("x":{"clickAction":"https://a.test/"})"), tap, "", ""},
+    {"buttons deep in addInfo",
+     withAddInfo(
+         R"("clickAction":"https://a.test/","x":{"actionButton":[{"action":"one","clickAction":"https://b.test/"}]})"),
+     "one", "https://b.test/", "https://a.test/"},
+    {"buttons that are none", withAddInfo(R"("clickAction":"https://a.test/","actionButton":[7,{},{"action":1}])"),
+     "one", "raises", "https://a.test/"},
     {"no id", R"({"addInfo":"{\"clickAction\":\"https://a.test/\"}"})", tap, "", "https://a.test/"},
 };
 
@@ -103,12 +111,29 @@ TEST(ClickAction, opensByBothPathsAsTheTableSays) {
               }),
               row.handler);
   }
-  EXPECT_EQ(outcome([&] {
-              PLNotificationHandler::shared().handleNotificationResponse(
-                  host::makeNotificationResponse(json(rows[0].payload), tap).get(), nullptr);
-            }),
-            rows[0].handler)
-      << "without a completion too";
+}
+
+id nothing(id, SEL) { return nullptr; }
+
+TEST(ClickAction, isTheNotificationsOwnWithoutAnActionAndNoneWithoutANotification) {
+  test::MessagingPhone phone;
+  const auto handle = [&] {
+    phone.run([] {
+      PLNotificationHandler::shared().handleNotificationResponse(
+          host::makeNotificationResponse(json(rows[1].payload), rows[1].action).get(), nullptr);
+    });
+    return phone.takeTrace();
+  };
+  EXPECT_THAT(handle(), ElementsAre("opens https://b.test/1"));
+  const host::ProcessScope scope(*phone->process());
+  const auto lose = [](const char* property) {
+    const Method method = class_getInstanceMethod(objc_getClass("UNNotificationResponse"), sel_registerName(property));
+    method_setImplementation(method, platform::implementationOf(nothing));
+  };
+  lose("actionIdentifier");
+  EXPECT_THAT(handle(), ElementsAre("opens https://a.test/"));
+  lose("notification");
+  EXPECT_THAT(handle(), testing::IsEmpty());
 }
 
 }  // namespace

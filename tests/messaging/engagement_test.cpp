@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/dispatch.h"
 #include "platform/notification_center.h"
+#include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 #include "tests/messaging/messaging_phone.h"
 #include "tests/support/raised.h"
@@ -74,9 +76,78 @@ TEST_F(Engagement, readsANotificationsIdAndIgnoresThoseWithoutAValidOne) {
       [] { EXPECT_THAT(PLMessaging::shared().pellionPnID(), SizeIs(5)) << "12 and true differ, as 7 and \"7\""; });
 }
 
-TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsAction) {
-  const Value notification =
-      payload(R"({"pellionPnID":12,"x":{"actionButton":[{"action":"open"},{"action":"later"}]}})");
+// What the facade asks, logs and opens, in order. What the requests ask besides is left out.
+TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
+  const std::string facade = "pellion-log -[PLMessaging ";
+  const std::string parsed = facade + "parseBodyString:]: Push notification JSON payload ";
+  const std::string responded = facade + "appDidReceiveMessage:withResponse:]";
+  const std::string engaged = facade + "globalEngagementDataNotification:]";
+  const std::string sent = ": Push notification stats request: ";
+  const std::string addInfo =
+      R"({"pellionPnID":12,"clickAction":"https://a.test/","conversion":{"event":"e","group":"g"},)"
+      R"("x":{"actionButton":[{"action":"open"},{"action":"later","clickAction":"https://b.test/"}]}})";
+  const Value notification = payload(addInfo);
+  const std::string decoded = parsed + json(addInfo).description();
+  const std::string said = responded + ": Message : " + notification.description();
+  const auto postWithoutReport = [] {
+    platform::NotificationCenter::postNotificationName("PLRateUsNotification", nullptr);
+  };
+  const auto leave = [](const Value& left) {
+    platform::UserDefaults::initWithSuiteName("group.test")->setObject(left, "pellionDidReceivePushNotification");
+    platform::NotificationCenter::postNotificationName(platform::UIApplication::didBecomeActiveNotification, nullptr);
+    host::Process::current().mainQueue().advance(std::chrono::seconds(3));
+  };
+  const Value token = Value::bytes("\x0A\x0B");
+  const struct {
+    std::function<void()> work;
+    std::vector<std::string> trace;
+  } steps[] = {
+      {[&] { phone_.respond(notification, "later"); },
+       {decoded, responded + ": Action Identifier : later for Notification ID 12", "getTimeinLong", "encodeWithJWT",
+        said, responded + "_block_invoke_2" + sent + "1", "opens https://b.test/"}},
+      {[&] { phone_.respond(notification, tap); },
+       {decoded, "getTimeinLong", "encodeWithJWT", said, "opens https://a.test/",
+        responded + "_block_invoke" + sent + "1"}},
+      {[&] { phone_.respond(payload("{}"), tap); },
+       {parsed + "{\n}", responded + ": Message : " + payload("{}").description()}},
+      {[&] { phone_.deliver(notification); },
+       {decoded, "getTimeinLong", "encodeWithJWT", facade + "updateLogMsgIds:]_block_invoke" + sent + "1"}},
+      {[&] { phone_.deliver(payload("7")); },
+       {facade +
+        "parseBodyString:]: Error parsing push notification JSON payload: The data couldn\u2019t be read because "
+        "it isn\u2019t in the correct format."}},
+      {[&] { report(R"({"action":"event","name":"other"})"); }, {engaged + ": conversionEvent check other :: g_e"}},
+      {[&] { report(R"({"action":"event","name":"g_e"})"); },
+       {engaged + ": conversionEvent check g_e :: g_e", "getTimeinLong", "encodeWithJWT",
+        engaged + "_block_invoke" + sent + "1"}},
+      {[&] { report(R"({"action":"event"})"); }, {engaged + ": conversionEvent check (null) :: "}},
+      {[&] { report(R"({"action":"session","duration":1})"); }, {}},
+      {postWithoutReport, {}},
+      {[&] { PLMessaging::shared().setAPNSToken(&token); }, {facade + "setAPNSToken:]: APNs Device Token : 0a0b"}},
+      {[] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(nullptr); }, {}},
+      {[&] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(platform::boxed(token)); },
+       {facade + "didFailToRegisterForRemoteNotificationsWithError:]: Push notification "
+                 "didFailToRegisterForRemoteNotificationsWithError: {length = 2, bytes = 0x0a0b}"}},
+      {[&] { leave(json("[1]")); },
+       {"encodeWithJWT", facade + "applicationDidBecomeActive:]_block_invoke_2" + sent + "1"}},
+      {[&] { leave(json("[]")); }, {}},
+  };
+  for (const auto& [work, expected] : steps) {
+    SCOPED_TRACE(&work - &steps[0].work);
+    phone_.run(work);
+    std::vector<std::string> trace = phone_.takeTrace();
+    std::erase_if(trace, [](const std::string& line) {
+      return line.find("PLMessaging") == std::string::npos && !line.starts_with("opens ") && line != "encodeWithJWT" &&
+             line != "getTimeinLong";
+    });
+    EXPECT_EQ(trace, expected);
+  }
+  EXPECT_THAT(raised([&] { phone_.run([&] { leave("text"); }); }), HasSubstr("-[__NSCFString count]"));
+}
+
+TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsActionAndLogsWhatFails) {
+  phone_.server = [](const test::SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, 500); }); };
+  const Value notification = payload(R"({"pellionPnID":12,"actionButton":[{"action":"later"}]})");
   phone_.respond(notification, tap);
   phone_.respond(notification, "later");
   EXPECT_THAT(
@@ -84,9 +155,7 @@ TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsAction) {
       ElementsAre(entry(12, 5),
                   Value::dictionary(
                       {{"notificationid", 12}, {"timestamp", startOfTime}, {"status", 5}, {"actionid", "later"}})));
-  const std::vector<std::string> log = phone_.takeLog();
-  EXPECT_THAT(log, Contains("Action Identifier : later for Notification ID 12"));
-  EXPECT_THAT(log, Contains("Push notification stats request: 1").Times(2));
+  EXPECT_THAT(phone_.takeLog(), Contains("Push notification stats request: 0").Times(2));
 }
 
 TEST_F(Engagement, keepsTheGoalOfTheLastResponse) {
@@ -95,6 +164,7 @@ TEST_F(Engagement, keepsTheGoalOfTheLastResponse) {
       {R"("conversion":{"event":"Purchase"})", "(null)_purchase"},
       {R"("conversion":{"group":"\u00c9T\u00c9"})", "\u00e9t\u00e9_(null)"},
       {R"("conversion":{})", "(null)_(null)"},
+      {R"("x":{"conversion":{"event":"e","group":"g"}})", ""},
       {R"("x":1)", ""},
   };
   EXPECT_EQ(goal(), std::nullopt);

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/dispatch.h"
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
 #include "tests/messaging/messaging_phone.h"
@@ -20,34 +21,25 @@ class Facade : public Test {
   static std::shared_ptr<platform::UserDefaults> shared() {
     return platform::UserDefaults::initWithSuiteName("group.test");
   }
-  std::optional<Value> left() {
-    std::optional<Value> value;
-    phone_.run([&] { value = shared()->objectForKey(pendingKey); });
-    return value;
-  }
-  std::int64_t badge() {
-    std::int64_t count = -1;
-    phone_.run([&] { count = PLMessaging::shared().getBadgeCount(); });
-    return count;
-  }
+  static std::optional<Value> left() { return shared()->objectForKey(pendingKey); }
+  static std::int64_t badge() { return PLMessaging::shared().getBadgeCount(); }
 
   test::MessagingPhone phone_;
+  host::ProcessScope scope_{*phone_->process()};
 };
 
-TEST_F(Facade, handsATokenOnOncePerChangeAndANullOneAlways) {
+TEST_F(Facade, handsATokenOnOncePerChangeAlsoOneThatWasRefused) {
+  phone_.server = [](const test::SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, 500); }); };
   const Value token = Value::bytes("\x0A\x0B");
   const Value same = Value::bytes("\x0A\x0B");
-  for (const Value* next : {&token, &same, static_cast<const Value*>(nullptr), &token}) {
-    phone_.run([&] { PLMessaging::shared().setAPNSToken(next); });
+  const std::pair<const Value*, std::size_t> steps[] = {
+      {&token, 1}, {&same, 0}, {nullptr, 0}, {nullptr, 0}, {&token, 1}};
+  for (const auto& [next, requests] : steps) {
+    phone_.run([&, given = next] { PLMessaging::shared().setAPNSToken(given); });
+    EXPECT_THAT(phone_.takeRequests(), SizeIs(requests));
+    EXPECT_EQ(PLMessaging::shared().APNSToken(), next != nullptr ? std::optional(token) : std::nullopt);
   }
-  EXPECT_THAT(phone_.takeLog(), IsSupersetOf({"APNs Device Token : 0a0b", "APNs Device Token : "}));
-  phone_.run([&] {
-    EXPECT_EQ(PLMessaging::shared().APNSToken(), token);
-    PLMessaging::shared().setAPNSToken(nullptr);
-    EXPECT_EQ(PLMessaging::shared().APNSToken(), std::nullopt);
-    EXPECT_EQ(PLMessaging::shared().pnToken(), std::nullopt);
-  });
-  EXPECT_THAT(phone_.take("stored"), SizeIs(1)) << "the keychain's token is compared before anything is sent";
+  EXPECT_EQ(PLMessaging::shared().pnToken(), std::nullopt);
 }
 
 TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
@@ -63,7 +55,7 @@ TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
   };
   comeBack();
   EXPECT_EQ(left(), std::nullopt);
-  phone_.run([] { shared()->setObject(test::json(R"([{"a":4},{"odd":[true]}])"), pendingKey); });
+  shared()->setObject(test::json(R"([{"a":4},{"odd":[true]}])"), pendingKey);
   comeBack();
   EXPECT_THAT(phone_.takeEntries(), ElementsAre(test::json(R"({"a":4})"), test::json(R"({"odd":[true]})")));
   EXPECT_EQ(left(), Value::list({}));
@@ -105,12 +97,12 @@ TEST_F(Facade, raisesForATokenThatIsNoBytesWhateverTheLogLevel) {
 TEST_F(Facade, keepsTheBadgeCountForOtherProcesses) {
   EXPECT_EQ(badge(), 0);
   for (const std::int64_t count : {5, 0, -2}) {
-    phone_.run([&] { PLMessaging::shared().updateBadgeCount(count); });
+    PLMessaging::shared().updateBadgeCount(count);
     EXPECT_THAT(phone_.take("synchronized"), ElementsAre(test::json(R"({"suite":"group.test"})")));
     EXPECT_EQ(badge(), count);
   }
   for (const auto& [stored, count] : {std::pair<Value, std::int64_t>{"12 new", 12}, {"new", 0}, {7.9, 7}}) {
-    phone_.run([&, value = stored] { shared()->setObject(value, "pellionBadgeCount"); });
+    shared()->setObject(stored, "pellionBadgeCount");
     EXPECT_EQ(badge(), count);
   }
 }

@@ -6,13 +6,15 @@
 #include <thread>
 
 #include "network/PLTokenManager.h"
+#include "tests/support/raised.h"
+#include "tests/support/recording_phone.h"
 #include "tests/support/scripted_server.h"
-#include "tests/support/test_phone.h"
 
 namespace {
 
 using namespace testing;
 using platform::Value;
+using test::json;
 using test::ScriptedServer;
 
 constexpr const char* tokenKey = "com.tovrin.pellion.apnstoken";
@@ -23,53 +25,108 @@ const Value secondToken = Value::bytes(std::string_view("\x01\x02", 2));
 
 class Registration : public Test {
  protected:
-  void handOver(const Value& token) {
-    phone_.run([&] { PLTokenManager::sharedInstance().setAPNSToken(&token); });
+  void handOver(const Value* token) {
+    phone_.run([&] { PLTokenManager::sharedInstance().setAPNSToken(token); });
+  }
+  void uploadStatistics() {
+    phone_.run([] { PLTokenManager::sharedInstance().sendStatsToServer(json("[7]"), [](bool) { ADD_FAILURE(); }); });
+  }
+  /// The requests that leave the phone while the backend gives this status: path and identity, and the token.
+  std::vector<std::string> requests(int status, const std::function<void()>& work) {
+    phone_.server = [status](const test::SentRequest& sent) {
+      platform::dispatchAsyncOnMainQueue([=] { answer(sent, status); });
+    };
+    work();
+    std::vector<std::string> texts;
+    for (const auto& [request, priority, handler] : phone_.takeRequests()) {
+      const std::string url = request.url->absoluteString();
+      const std::string* token = request.headers.find("notificationid");
+      texts.push_back(url.substr(url.find("/v1")) + (token != nullptr ? " " + *token : ""));
+    }
+    return texts;
+  }
+  std::vector<std::string> requests(int status, const Value* token) {
+    return requests(status, [&] { handOver(token); });
   }
   std::optional<Value> stored() { return phone_->keychain().data(tokenKey); }
 
-  ScriptedServer server_{200, accepted};
-  test::TestPhone phone_{test::configuration(server_.url())};
+  test::RecordingPhone phone_{configuration({{"APP_META", json("{}")}})};
+  static Value configuration(std::vector<Value::Entry> entries) {
+    return test::configuration("http://a.test", std::move(entries));
+  }
 };
 
-TEST_F(Registration, sendsNothingWithoutAToken) {
-  const auto handOverNull = [&] { phone_.run([] { PLTokenManager::sharedInstance().setAPNSToken(nullptr); }); };
-  handOverNull();
-  phone_.run([&] { phone_->announceTrackingStatus(); });
-  EXPECT_THAT(server_.takeRequests(), IsEmpty()) << "nothing is stored yet";
-  handOver(firstToken);
-  handOverNull();
-  EXPECT_THAT(server_.takeRequests(), SizeIs(1));
+const std::string query = "appversionid=A&frameworkid=F";
+const std::string registration = "/v1/portal/project/pushnotification/device?";
+
+TEST_F(Registration, sendsATokenUntilItIsAcceptedAndAnotherOneAgain) {
+  const std::string url = registration + "deviceid=D&" + query + "&status=register ";
+  EXPECT_THAT(requests(500, &firstToken), ElementsAre(url + "0aff00"));
+  EXPECT_EQ(stored(), std::nullopt);
+  EXPECT_THAT(requests(200, &firstToken), ElementsAre(url + "0aff00"));
+  EXPECT_EQ(stored(), firstToken);
+  EXPECT_THAT(requests(200, &firstToken), IsEmpty());
+  EXPECT_THAT(requests(201, &secondToken), ElementsAre(url + "0102"));
   EXPECT_EQ(stored(), firstToken);
 }
 
-TEST_F(Registration, KeptAMissingPortalPrintsAsNullWhereStatisticsLeaveItOut) {
-  phone_->configure(test::configuration(server_.url(), {{"PORTAL_ID", nullptr}, {"APP_META", Value::dictionary({})}}));
-  handOver(firstToken);
-  phone_.run([] { PLTokenManager::sharedInstance().sendStatsToServer(Value::list({}), [](bool) {}); });
-  const auto requests = server_.takeRequests();
-  ASSERT_THAT(requests, SizeIs(2));
-  EXPECT_THAT(requests[0].line, StartsWith("POST /sdk/v1/(null)/project/pushnotification/device?"));
-  EXPECT_THAT(requests[1].line, StartsWith("POST /sdk/v1//project/channel/add?"));
+TEST_F(Registration, sendsTheStoredTokenUnderTheIdentityNowInForce) {
+  const auto announce = [&] { phone_.run([&] { phone_->announceTrackingStatus(); }); };
+  phone_.run([] { PLTokenManager::sharedInstance(); });
+  EXPECT_THAT(requests(200, announce), IsEmpty()) << "nothing is stored yet";
+  EXPECT_THAT(requests(200, nullptr), IsEmpty());
+  handOver(&firstToken);
+  EXPECT_THAT(requests(200, nullptr), SizeIs(1)) << "the first one";
+  EXPECT_EQ(stored(), firstToken);
+  phone_.configure(configuration({{"ANONYMOUS_USER", true}, {"ANONYMOUS_TRACKING", true}}));
+  EXPECT_THAT(requests(500, announce),
+              ElementsAre(registration + "anondeviceid=ANON&" + query + "&status=register 0aff00"));
+  phone_.run([] { PLTokenManager::sharedInstance().registerAPNSToken(nullptr); });
+  EXPECT_THAT(phone_.takeRequests(), IsEmpty());
 }
 
-TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailable) {
-  phone_->configure(test::configuration(server_.url(), {{"APP_VERSION_ID", nullptr}}));
-  handOver(firstToken);
-  phone_.run([] { PLTokenManager::sharedInstance().sendStatsToServer(Value::list({}), [](bool) { ADD_FAILURE(); }); });
-  const auto lines = phone_.take("log");
-  ASSERT_THAT(lines, SizeIs(2));
-  EXPECT_EQ(*lines[0].find("text"), Value("error"));
-  EXPECT_EQ(*lines[1].find("text"), Value("erorr"));
-  EXPECT_EQ(*lines[0].find("function"), Value("-[PLTokenManager sendTokenToServer:completion:]_block_invoke_2"));
-  EXPECT_EQ(*lines[0].find("tag"), Value("pellion-log"));
-  EXPECT_EQ(*lines[0].find("marker"), Value("\u200B\u200B\u200B\U0001F916\u200B"));
-  EXPECT_THAT(server_.takeRequests(), IsEmpty());
-  EXPECT_EQ(stored(), std::nullopt);
+TEST_F(Registration, formatsATokenAndRaisesForWhatIsNone) {
+  phone_.run([] {
+    const PLTokenManager& manager = PLTokenManager::sharedInstance();
+    EXPECT_EQ(manager.stringFromDeviceToken(&firstToken), "0aff00");
+    EXPECT_EQ(manager.stringFromDeviceToken(nullptr), "");
+    const Value text = "text";
+    EXPECT_THAT(test::raised([&] { static_cast<void>(manager.stringFromDeviceToken(&text)); }),
+                HasSubstr("-[__NSCFString bytes]"));
+  });
 }
 
-TEST_F(Registration, makesOneManagerAndOneObserverHoweverManyThreadsAskFirst) {
-  host::Process& process = *phone_->process();
+TEST_F(Registration, KeptMissingIdsPrintAsNullWhereStatisticsLeaveThemOut) {
+  phone_.configure(configuration({{"PORTAL_ID", nullptr}, {"PROJECT_ID", nullptr}, {"APP_META", json(R"({"m":1})")}}));
+  phone_.server = [](auto) {};
+  handOver(&firstToken);
+  uploadStatistics();
+  const auto sent = phone_.takeRequests();
+  const auto url = [&](std::size_t place) { return sent.at(place).request.url->absoluteString(); };
+  EXPECT_EQ(url(0),
+            "http://a.test/sdk/v1/(null)/(null)/pushnotification/device?deviceid=D&" + query + "&status=register");
+  EXPECT_EQ(url(1), "http://a.test/sdk/v1///channel/add?deviceid=D&" + query);
+  EXPECT_THAT(phone_.coreLibrary().payloads, ElementsAre(json(R"({"meta":{"m":1},"pnstats":[7]})")));
+  EXPECT_THAT(phone_.takeTrace(), IsSupersetOf({"portalid", "projectid"}));
+}
+
+TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailableAndNothingWithoutAMeta) {
+  phone_.configure(configuration({{"APP_VERSION_ID", nullptr}, {"APP_META", json("{}")}}));
+  handOver(&firstToken);
+  uploadStatistics();
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre("pellion-log -[PLTokenManager sendTokenToServer:completion:]_block_invoke_2: error",
+                          "pellion-log -[PLTokenManager sendStatsToServer:completion:]_block_invoke_2: erorr"));
+  phone_.configure(configuration({}));
+  uploadStatistics();
+  EXPECT_THAT(phone_.takeTrace(), ElementsAre("portalid", "projectid"));
+  EXPECT_THAT(phone_.takeRequests(), IsEmpty());
+}
+
+TEST(RegistrationsAtOnce, makeOneManagerAndOneObserver) {
+  ScriptedServer server(200, accepted);
+  test::TestPhone phone(test::configuration(server.url()));
+  host::Process& process = *phone->process();
   std::vector<std::thread> threads;
   for (const Value* token : {&firstToken, &secondToken, &firstToken, &secondToken}) {
     threads.emplace_back([&process, token] {
@@ -79,10 +136,10 @@ TEST_F(Registration, makesOneManagerAndOneObserverHoweverManyThreadsAskFirst) {
   }
   for (std::thread& thread : threads) thread.join();
   process.mainQueue().runUntilIdle();
-  EXPECT_THAT(server_.takeRequests(), SizeIs(4));
-  EXPECT_TRUE(stored() == firstToken || stored() == secondToken);
-  phone_.run([&] { phone_->announceTrackingStatus(); });
-  EXPECT_THAT(server_.takeRequests(), SizeIs(1));
+  EXPECT_THAT(server.takeRequests(), SizeIs(4));
+  EXPECT_THAT(phone->keychain().data(tokenKey), AnyOf(firstToken, secondToken));
+  phone.run([&] { phone->announceTrackingStatus(); });
+  EXPECT_THAT(server.takeRequests(), SizeIs(1));
 }
 
 TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProves) {

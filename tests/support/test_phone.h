@@ -58,26 +58,44 @@ class TestPhone {
     return lines;
   }
   /// The same with the channel and the method that says them: "verbose +[Class method]: text".
-  std::vector<std::string> takeLines() {
-    std::vector<std::string> lines;
-    for (const platform::Value& details : take("log")) {
-      const auto part = [&](const char* key) { return std::string(details.find(key)->text()); };
-      lines.push_back(part("tag") + ' ' + part("function") + ": " + part("text"));
-    }
-    return lines;
-  }
-  /// The details of the events of one kind since the last call.
-  std::vector<platform::Value> take(std::string_view what) {
+  std::vector<std::string> takeLines() { return lines(take("log")); }
+  /// The same among what the core library was asked, see RecordingCoreLibrary, and what was opened.
+  std::vector<std::string> takeTrace() { return lines(take("log", "asked", "opened URL")); }
+  /// The details of the events of these kinds since the last call.
+  template <class... Kinds>
+  std::vector<platform::Value> take(Kinds... kinds) {
     const std::lock_guard lock(mutex_);
     std::vector<platform::Value> found;
     std::erase_if(events_, [&](const auto& event) {
-      if (event.first == what) found.push_back(event.second);
-      return event.first == what;
+      const bool isTaken = ((event.first == kinds) || ...);
+      if (isTaken) found.push_back(event.second);
+      return isTaken;
     });
     return found;
   }
 
  private:
+  static std::vector<std::string> lines(const std::vector<platform::Value>& events) {
+    constexpr std::pair<std::string_view, std::string_view> markers[] = {
+        {"pellion-log", "\u200B\u200B\u200B\U0001F916\u200B"},
+        {"pellion-warning", "\u200B\u200B\u200B\u26A0\uFE0F"},
+        {"warning", "\u26A0\uFE0F"},
+        {"verbose", "\U0001F7E3"},
+    };
+    std::vector<std::string> lines;
+    for (const platform::Value& details : events) {
+      const auto part = [&](const char* key) { return details.find(key)->text(); };
+      std::string line =
+          details.find("url") != nullptr ? "opens " + std::string(part("url")) : std::string(part("text"));
+      if (details.find("tag") != nullptr) {
+        line = platform::format("%@ %@: %@", {part("tag"), part("function"), line});
+        if (std::ranges::find(markers, std::pair(part("tag"), part("marker"))) == std::end(markers))
+          line += " (marker)";
+      }
+      lines.push_back(std::move(line));
+    }
+    return lines;
+  }
   void remember(const host::Event& event) {
     const std::lock_guard lock(mutex_);
     events_.emplace_back(event.what, event.details);

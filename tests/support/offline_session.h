@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+
+#include "platform/dispatch.h"
+#include "platform/url_session.h"
+
+namespace test {
+
+/// A request that was resumed. Whoever gets it calls the handler, once.
+struct SentRequest {
+  platform::URLRequest request;
+  float priority = platform::URLSessionTaskPriorityDefault;
+  platform::URLSession::DataTaskHandler handler;
+};
+
+inline void answer(const SentRequest& sent, int status = 200, std::string_view body = "{}") {
+  const platform::HTTPURLResponse response{*sent.request.url, status, {}};
+  const platform::Value data = platform::Value::bytes(body);
+  sent.handler(&data, &response, nullptr);
+}
+
+/// Accepts a request later, on the main queue.
+inline void acceptLater(SentRequest sent) {
+  platform::dispatchAsyncOnMainQueue([sent = std::move(sent)] { answer(sent); });
+}
+
+/// A session without a network: what is resumed goes to the server.
+class OfflineSession : public platform::URLSession {
+ public:
+  using Server = std::function<void(SentRequest)>;
+  explicit OfflineSession(Server server = acceptLater) : server_(std::move(server)) {}
+
+  std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
+    auto task = std::make_shared<Task>();
+    task->sent.request = std::move(request);
+    task->sent.handler = std::move(handler);
+    task->server = server_;
+    return task;
+  }
+
+ private:
+  struct Task : DataTask {
+    void setPriority(float priority) override { sent.priority = priority; }
+    void resume() override { server(std::move(sent)); }
+    SentRequest sent;
+    Server server;
+  };
+  Server server_;
+};
+
+}  // namespace test
