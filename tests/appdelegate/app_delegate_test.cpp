@@ -85,15 +85,22 @@ class AppDelegate : public Test {
   host::ProcessScope scope_{*phone_->process()};
 };
 
+Class shopClass(id, SEL) { return objc_getClass("ShopDelegate"); }
+
 TEST_F(AppDelegate, BecomesAnInstanceOfASubclassWithTheThreeCallbacks) {
   const Class base = makeClass("BaseDelegate");
   addMethod(base, didRegister, noteToken<'B'>);
-  const Class cls = declaringClass("ShopDelegate", "UIApplicationDelegate", base);
-  const Strong delegate = makeInstance(cls);
+  const Class cls = makeClass("ShopDelegate", base);
+  addMethod(cls, "conformsToProtocol:", agree<Protocol*>);
+  const Class hidden = makeClass("HiddenDelegate", cls);  // behind what `class` says, as where somebody observes it
+  addMethod(hidden, "class", shopClass);
+  addMethod(hidden, didRegister, noteToken<'H'>);
+  const Strong delegate = makeInstance(hidden);
   start(delegate);
   start(delegate);
   const Class subclass = object_getClass(delegate.get());
   EXPECT_THAT(class_getName(subclass), MatchesRegex("PLX_ShopDelegate-[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+  EXPECT_EQ(objc_getClass(class_getName(subclass)), subclass) << "registered";
   EXPECT_EQ(class_getSuperclass(subclass), cls);
   for (const char* callback : {didRegister, didFail, didReceive}) {
     EXPECT_TRUE(responds(delegate.get(), callback));
@@ -101,7 +108,7 @@ TEST_F(AppDelegate, BecomesAnInstanceOfASubclassWithTheThreeCallbacks) {
     EXPECT_EQ(PLAppDelegateSwizzler::fetchOriginalSelectorImplementation(sel(callback), delegate.get()), own)
         << "inherited, or null";
   }
-  EXPECT_FALSE(responds(makeInstance(cls).get(), didFail)) << "the application's class is not touched";
+  EXPECT_EQ(class_getInstanceMethod(cls, sel(didFail)), nullptr) << "the application's class is not touched";
   EXPECT_THAT(phone_.takeLines(), ElementsAre(created));
 }
 
@@ -343,7 +350,14 @@ TEST_F(AppDelegate, IsLetGoOnceTheApplicationReplacesItAndTheNewOneIsNotProxied)
   }
   EXPECT_EQ(deaths, 0) << "the application does not keep it; the proxy does";
   EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving()) << "set again, it is the same";
-  const Strong next = makeInstance(cls);
+  addMethod(cls, "isEqual:", agree<id>);
+  const Strong equal = makeInstance(cls);
+  {
+    const platform::AutoreleasePool pool;
+    setAppDelegate(equal.get());
+  }
+  EXPECT_EQ(deaths, 0) << "no other one, as it is equal";
+  const Strong next = makeInstance(appDelegateClass("NextDelegate"));
   {
     const platform::AutoreleasePool pool;
     setAppDelegate(next.get());
@@ -351,7 +365,7 @@ TEST_F(AppDelegate, IsLetGoOnceTheApplicationReplacesItAndTheNewOneIsNotProxied)
   EXPECT_EQ(deaths, 1);
   EXPECT_FALSE(PLXAppDelegateObserver::sharedInstance().isObserving());
   setAppDelegate(nullptr);
-  EXPECT_EQ(object_getClass(next.get()), cls);
+  EXPECT_STREQ(class_getName(object_getClass(next.get())), "NextDelegate");
   EXPECT_THAT(host::sideData(host::UIApplication::sharedApplication()).observations, IsEmpty());
 }
 

@@ -4,12 +4,17 @@
 #include "appdelegate/interceptor_registry.h"
 #include "tests/support/test_application.h"
 #include "tests/support/test_phone.h"
+#include "tests/support/test_process.h"
 
 namespace {
 
 using namespace testing;
 using namespace test;
 using platform::Strong;
+
+const std::string unregistering =
+    "pellion-warning +[PLAppDelegateSwizzler unregisterAppDelegateInterceptorWithIdentifier:]: AppDelegateProxy ";
+const std::string unknown = unregistering + "cannot unregister interceptor that was not registered. Interceptor ID ";
 
 class Interceptors : public Test {
  protected:
@@ -39,27 +44,34 @@ class Interceptors : public Test {
 };
 
 TEST_F(Interceptors, AreRefusedWhenNullOrWithoutTheProtocolEvenIfTheyHaveItsMethods) {
+  const std::string refused =
+      "pellion-warning +[PLAppDelegateSwizzler registerAppDelegateInterceptor:]: AppDelegateProxy ";
   const Class undeclared = makeClass("Undeclared");
   addMethod(undeclared, didRegister, noteToken<'U'>);
   EXPECT_EQ(add({}), "none");
   EXPECT_EQ(add(makeInstance(undeclared)), "none");
   EXPECT_EQ(count(), 0U);
-  EXPECT_THAT(phone_.takeLog(), ElementsAre("AppDelegateProxy cannot add nil interceptor.",
-                                            "AppDelegateProxy interceptor does not conform to UIApplicationDelegate"));
+  EXPECT_THAT(phone_.takeLines(), ElementsAre(refused + "cannot add nil interceptor.",
+                                              refused + "interceptor does not conform to UIApplicationDelegate"));
 }
 
 TEST_F(Interceptors, AreKnownByTheirAddressOnceAndCalledOnceUntilUnregistered) {
   const Strong object = interceptor("Interceptor");
+  const Strong heir = makeInstance(makeClass("Heir", objc_getClass("Interceptor")));
   const Strong deaf = makeInstance(appDelegateClass("Deaf"));
+  const Class saying = makeClass("Saying");  // as an object does that stands for another one
+  addMethod(saying, "conformsToProtocol:", agree<Protocol*>);
+  addMethod(saying, "respondsToSelector:", agree<SEL>);
+  const Strong proxy = makeInstance(saying);
   const std::string id = add(object);
   EXPECT_EQ(id, platform::format("PLX_%p", {object.get()}));
   EXPECT_EQ(add(object), id);
-  add(deaf);
-  EXPECT_EQ(count(), 2U);
-  EXPECT_THAT(broadcast(), ElementsAre(object.get())) << "the other one does not have the method";
+  for (const Strong* other : {&deaf, &heir, &proxy}) add(*other);
+  EXPECT_EQ(count(), 4U);
+  EXPECT_THAT(broadcast(), UnorderedElementsAre(object.get(), heir.get(), proxy.get()));
   remove(id);
-  EXPECT_THAT(broadcast(), IsEmpty());
-  EXPECT_THAT(phone_.takeLog(), IsEmpty());
+  EXPECT_THAT(broadcast(), UnorderedElementsAre(heir.get(), proxy.get()));
+  EXPECT_THAT(phone_.takeLines(), IsEmpty());
 }
 
 TEST_F(Interceptors, KeptAGoneOneStaysUntilTheNextBroadcast) {
@@ -73,18 +85,19 @@ TEST_F(Interceptors, KeptAGoneOneStaysUntilTheNextBroadcast) {
   PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), [](::id) {});
   EXPECT_EQ(count(), 0U);
   EXPECT_THAT(
-      phone_.takeLog(),
-      ElementsAre("AppDelegateProxy cannot unregister interceptor that was not registered. Interceptor ID " + id,
-                  "AppDelegateProxy cannot find interceptor with ID " + id + ". Removing the interceptor."));
+      phone_.takeLines(),
+      ElementsAre(unknown + id,
+                  "warning +[PLAppDelegateSwizzler broadcastToInterceptorsUsingSelector:callback:]_block_invoke: "
+                  "AppDelegateProxy cannot find interceptor with ID " +
+                      id + ". Removing the interceptor."));
 }
 
 TEST_F(Interceptors, UnregisteringWhatIsNotThereIsOnlyLogged) {
   PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(nullptr);
   remove("");
   remove("PLX_0x1");
-  const std::string unknown = "AppDelegateProxy cannot unregister interceptor that was not registered. Interceptor ID ";
-  EXPECT_THAT(phone_.takeLog(),
-              ElementsAre("AppDelegateProxy cannot unregister empty interceptor ID.", unknown, unknown + "PLX_0x1"));
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre(unregistering + "cannot unregister empty interceptor ID.", unknown, unknown + "PLX_0x1"));
 }
 
 TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
@@ -117,6 +130,32 @@ TEST_F(Interceptors, AreRemovedOnceByABroadcastInsideABroadcastAndStayWhenRegist
   EXPECT_THAT(broadcast([&](::id) { PLAppDelegateSwizzler::interceptors().set(id, anew); }), SizeIs(1));
   EXPECT_EQ(count(), 2U) << "the present entry is not the one that was found dead";
   EXPECT_THAT(phone_.takeLog(), IsEmpty());
+}
+
+TEST_F(Interceptors, MayLetGoOfALaterOneDuringABroadcast) {
+  const Strong first = interceptor("First");
+  Strong second = makeInstance(objc_getClass("First"));
+  add(first);
+  const std::string id = add(second);
+  EXPECT_THAT(broadcast([&](::id) {
+                if (second) remove(id);
+                second = {};
+              }),
+              ElementsAre(first.get()));
+  EXPECT_EQ(count(), 1U);
+}
+
+TEST(WeakContainer, isAnObjectWithOneWeakProperty) {
+  const TestProcess process;
+  const Strong container = platform::makeObject<PLXSafeWeakContainer>();
+  Strong object = makeInstance(objc_getClass("NSObject"));
+  platform::send<void(id)>(container.get(), sel("setObject:"), object.get());
+  {
+    const platform::AutoreleasePool pool;
+    EXPECT_EQ(platform::send<id()>(container.get(), sel("object")), object.get());
+  }
+  object = {};
+  EXPECT_EQ(platform::send<id()>(container.get(), sel("object")), nullptr);
 }
 
 }  // namespace

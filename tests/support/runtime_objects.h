@@ -29,6 +29,11 @@ template <int number>
 int answer(id, SEL) {
   return number;
 }
+/// A method that agrees with whatever it is asked, as `isEqual:` and `respondsToSelector:` may.
+template <class A>
+bool agree(id, SEL, A) {
+  return true;
+}
 inline int ask(id object, const char* selector = "answer") { return platform::send<int()>(object, sel(selector)); }
 
 /// An object that tells when it goes.
