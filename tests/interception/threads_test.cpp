@@ -10,10 +10,10 @@
 #include "host/programming_error.h"
 #include "host/system_events.h"
 #include "messaging/PLNotificationHandler.h"
+#include "pellion/backend.h"
 #include "platform/notification_center.h"
 #include "platform/user_notifications.h"
 #include "tests/messaging/messaging_phone.h"
-#include "tests/support/scripted_server.h"
 #include "tests/support/test_application.h"
 
 namespace {
@@ -68,8 +68,8 @@ class Threads {
 };
 
 TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
-  ScriptedServer server(200, R"({"status":"ok"})");
-  TestPhone phone(configuration(server.url(), {{"APP_META", json("{}")}, {"APP_GROUP", "group.test"}}));
+  pellion::Backend backend({});
+  TestPhone phone(configuration(backend.url(), {{"APP_META", json("{}")}, {"APP_GROUP", "group.test"}}));
   const host::ProcessScope scope(*phone->process());
   const Class delegateClass = appDelegateClass("ShopDelegate");
   addMethod(delegateClass, didReceive, fetchElsewhere);
@@ -100,8 +100,8 @@ TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
   threads.finish();
 
   std::map<bool, int> statistics;
-  for (const RecordedRequest& request : server.takeRequests()) {
-    ++statistics[request.line.find("/channel/add") != std::string::npos];
+  for (const pellion::ReceivedRequest& request : backend.takeRequests()) {
+    ++statistics[request.path().ends_with("/channel/add")];
   }
   EXPECT_EQ(statistics[true], 4 * rounds) << "a delivery twice, a tap and its goal";
   EXPECT_THAT(phone.takeLog(), Contains("Push notification stats request: 1").Times(4 * rounds));

@@ -6,19 +6,18 @@
 #include <thread>
 
 #include "network/PLTokenManager.h"
+#include "pellion/backend.h"
+#include "tests/support/loopback_server.h"
 #include "tests/support/raised.h"
 #include "tests/support/recording_phone.h"
-#include "tests/support/scripted_server.h"
 
 namespace {
 
 using namespace testing;
 using platform::Value;
 using test::json;
-using test::ScriptedServer;
 
 constexpr const char* tokenKey = "com.tovrin.pellion.apnstoken";
-constexpr const char* accepted = R"({"status":"ok"})";
 
 const Value firstToken = Value::bytes(std::string_view("\x0A\xFF\x00", 3));
 const Value secondToken = Value::bytes(std::string_view("\x01\x02", 2));
@@ -76,7 +75,7 @@ TEST_F(Registration, sendsTheStoredTokenUnderTheIdentityNowInForce) {
   EXPECT_THAT(requests(200, announce), IsEmpty()) << "nothing is stored yet";
   EXPECT_THAT(requests(200, nullptr), IsEmpty());
   handOver(&firstToken);
-  EXPECT_THAT(requests(200, nullptr), SizeIs(1)) << "the first one";
+  phone_.takeRequests();
   EXPECT_EQ(stored(), firstToken);
   phone_.configure(configuration({{"ANONYMOUS_USER", true}, {"ANONYMOUS_TRACKING", true}}));
   EXPECT_THAT(requests(500, announce),
@@ -123,9 +122,20 @@ TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailabl
   EXPECT_THAT(phone_.takeRequests(), IsEmpty());
 }
 
+TEST_F(Registration, leavesTheTokenThatWasAcceptedLast) {
+  phone_.server = [](auto) {};
+  handOver(&firstToken);
+  handOver(&secondToken);
+  const host::ProcessScope scope(*phone_->process());
+  const auto sent = phone_.takeRequests();
+  answer(sent.at(1));
+  answer(sent.at(0));
+  EXPECT_EQ(stored(), firstToken) << "handed over first, accepted last";
+}
+
 TEST(RegistrationsAtOnce, makeOneManagerAndOneObserver) {
-  ScriptedServer server(200, accepted);
-  test::TestPhone phone(test::configuration(server.url()));
+  pellion::Backend backend({});
+  test::TestPhone phone(test::configuration(backend.url()));
   host::Process& process = *phone->process();
   std::vector<std::thread> threads;
   for (const Value* token : {&firstToken, &secondToken, &firstToken, &secondToken}) {
@@ -136,10 +146,10 @@ TEST(RegistrationsAtOnce, makeOneManagerAndOneObserver) {
   }
   for (std::thread& thread : threads) thread.join();
   process.mainQueue().runUntilIdle();
-  EXPECT_THAT(server.takeRequests(), SizeIs(4));
+  EXPECT_THAT(backend.takeRequests(), SizeIs(4));
   EXPECT_THAT(phone->keychain().data(tokenKey), AnyOf(firstToken, secondToken));
   phone.run([&] { phone->announceTrackingStatus(); });
-  EXPECT_THAT(server.takeRequests(), SizeIs(1));
+  EXPECT_THAT(backend.takeRequests(), SizeIs(1));
 }
 
 TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProves) {
@@ -149,27 +159,12 @@ TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProv
   trusted.writePEM(directory.path() / "ca.pem");
   for (const auto* authority : {&trusted, &other}) {
     const test::LoopbackServer server(
-        [](const auto&) -> test::LoopbackServer::Reply { return {test::LoopbackServer::answer("200 OK", accepted)}; },
+        [](const auto&) -> test::LoopbackServer::Reply { return {test::LoopbackServer::answer("200 OK", "{}")}; },
         authority->issue());
     test::TestPhone phone(test::configuration(server.url(""), {{"CA_FILE", (directory.path() / "ca.pem").string()}}));
     phone.run([&] { PLTokenManager::sharedInstance().setAPNSToken(&firstToken); });
     EXPECT_EQ(phone->keychain().data(tokenKey).has_value(), authority == &trusted);
   }
-}
-
-TEST(RegistrationsInFlight, leaveTheTokenThatWasAcceptedLast) {
-  test::TestPhone phone(test::configuration("http://127.0.0.1:1"));
-  const test::LoopbackServer server([&](const test::LoopbackServer::Request& request) -> test::LoopbackServer::Reply {
-    const bool isFirst = request.head.find("notificationid: 0aff00") != std::string::npos;
-    while (isFirst && phone->keychain().data(tokenKey) != secondToken) std::this_thread::yield();
-    return {test::LoopbackServer::answer("200 OK", accepted)};
-  });
-  phone->configure(test::configuration(server.url("")));
-  phone.run([&] {
-    PLTokenManager::sharedInstance().setAPNSToken(&firstToken);
-    PLTokenManager::sharedInstance().setAPNSToken(&secondToken);
-  });
-  EXPECT_EQ(phone->keychain().data(tokenKey), firstToken) << "handed over first, accepted last";
 }
 
 }  // namespace

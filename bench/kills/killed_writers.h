@@ -19,7 +19,7 @@
 #include "tests/support/limited_disk.h"
 #include "tests/support/temporary_directory.h"
 
-namespace test {
+namespace bench {
 
 /// Kills writers of an item store at random moments while this program, which has no other thread, reads what they
 /// write. A writer stores numbered values in two items by turns, as fast as it can; it dies at a random byte of what it
@@ -106,7 +106,7 @@ class KilledWriters {
   [[nodiscard]] std::uint32_t lastBegun() const { return std::max(progress_->begun[0], progress_->begun[1]); }
 
   [[noreturn]] void write(const std::filesystem::path& file, std::uint64_t bytes) {
-    const LimitedDisk disk(bytes, LimitedDisk::End::killed);
+    const test::LimitedDisk disk(bytes, test::LimitedDisk::End::killed);
     host::ItemStore store(file, [](const std::string&) { _exit(1); });
     for (std::uint32_t number = lastBegun() + 1;; ++number) {
       const std::size_t item = number % 2;
@@ -139,8 +139,8 @@ class KilledWriters {
   std::mt19937 random_;
   Progress* progress_;
   std::array<std::uint32_t, 2> seen_{};
-  std::optional<TemporaryDirectory> directory_;
+  std::optional<test::TemporaryDirectory> directory_;
   Counts counts_;
 };
 
-}  // namespace test
+}  // namespace bench
