@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/PLXAppDelegateObserver.h"
 #include "appdelegate/PLXSafeWeakContainer.h"
@@ -70,44 +72,33 @@ TEST_F(Interception, StartsOnceAndTriesNothingAgain) {
   EXPECT_THAT(phone_.takeLog(), IsEmpty()) << "no interceptor any more";
 }
 
-// What other code may look up, and what a debugger shows.
+// What other code may look up, and what a debugger shows: a class, its superclass and methods that others send to it.
 TEST_F(Interception, IsKnownToTheRuntimeByTheseNames) {
-  const struct {
-    Class cls;
-    const char* name;
-    const char* superclass;
-    std::vector<const char*> methods;
-  } classes[] = {
-      {platform::classOf<PLTokenManager>(), "PLTokenManager", "NSObject", {"personalInfoTrackingStatusUpdated:"}},
+  const std::pair<Class, std::string> classes[] = {
+      {platform::classOf<PLTokenManager>(), "PLTokenManager NSObject personalInfoTrackingStatusUpdated:"},
       {platform::classOf<PLMessaging>(),
-       "PLMessaging",
-       "NSObject",
-       {"globalEngagementDataNotification:", "applicationDidBecomeActive:"}},
+       "PLMessaging NSObject globalEngagementDataNotification: applicationDidBecomeActive:"},
       {platform::classOf<PLAppDelegateSwizzler>(),
-       "PLAppDelegateSwizzler",
-       "NSProxy",
-       {"application:donor_didRegisterForRemoteNotificationsWithDeviceToken:",
-        "application:donor_didFailToRegisterForRemoteNotificationsWithError:",
-        "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:"}},
-      {platform::classOf<PLXAppDelegateObserver>(), "PLXAppDelegateObserver", "NSObject", {}},
-      {platform::classOf<PLXSafeWeakContainer>(), "PLXSafeWeakContainer", "NSObject", {"object", "setObject:"}},
+       "PLAppDelegateSwizzler NSProxy application:donor_didRegisterForRemoteNotificationsWithDeviceToken: "
+       "application:donor_didFailToRegisterForRemoteNotificationsWithError: "
+       "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:"},
+      {platform::classOf<PLXAppDelegateObserver>(), "PLXAppDelegateObserver NSObject"},
+      {platform::classOf<PLXSafeWeakContainer>(), "PLXSafeWeakContainer NSObject object setObject:"},
       {platform::classOf<Proxy>(),
-       "PLMessagingRemoteNotificationsProxy",
-       "NSObject",
-       {"pellionSetApplicationIconBadgeNumber:", didRegister, didFail, didReceive}},
+       "PLMessagingRemoteNotificationsProxy NSObject pellionSetApplicationIconBadgeNumber: " +
+           (std::string(didRegister) + ' ' + didFail + ' ' + didReceive)},
       {platform::classOf<PLUserNotificationCenter>(),
-       "PLUserNotificationCenter",
-       "NSObject",
-       {"pellionSetBadgeCount:withCompletionHandler:"}},
+       "PLUserNotificationCenter NSObject pellionSetBadgeCount:withCompletionHandler:"},
       {platform::classOf<PLUserNotificationCenterDelegate>(),
-       "PLUserNotificationCenterDelegate",
-       "NSObject",
-       {"pellionUserNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:"}},
+       "PLUserNotificationCenterDelegate NSObject "
+       "pellionUserNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:"},
   };
-  for (const auto& [cls, name, superclass, methods] : classes) {
-    EXPECT_EQ(objc_getClass(name), cls) << name;
-    EXPECT_STREQ(class_getName(class_getSuperclass(cls)), superclass) << name;
-    for (const char* method : methods) EXPECT_NE(class_getInstanceMethod(cls, sel(method)), nullptr) << method;
+  for (const auto& [cls, names] : classes) {
+    std::istringstream words(names);
+    std::string name;
+    EXPECT_EQ(objc_getClass((words >> name, name.c_str())), cls) << name;
+    EXPECT_EQ(class_getName(class_getSuperclass(cls)), (words >> name, name));
+    while (words >> name) EXPECT_NE(class_getInstanceMethod(cls, sel(name.c_str())), nullptr) << name;
   }
   EXPECT_STREQ(kPLXOrigIMPBySelectorKey, "PLX_origIMPBySelector");
   EXPECT_STREQ(kPLXOrigClassKey, "PLX_origClass");
@@ -115,17 +106,6 @@ TEST_F(Interception, IsKnownToTheRuntimeByTheseNames) {
   EXPECT_TRUE(platform::send<bool()>(proxyClass, sel("canPerformMethodSwizzling")));
   platform::send<void()>(proxyClass, sel("load"));
   EXPECT_FALSE(proxy().didSwizzleMethods()) << "nothing starts by itself";
-}
-
-TEST_F(Interception, MakesTheFacadeListenFromTheStart) {
-  phone_.run([] {
-    platform::UserDefaults::initWithSuiteName("group.test")
-        ->setObject(Value::list({json(R"({"status": 4})")}), "pellionDidReceivePushNotification");
-    PLMessaging::startService();
-    host::becomeActive();
-  });
-  phone_.run([&] { phone_->process()->mainQueue().advance(std::chrono::seconds(3)); });
-  EXPECT_THAT(takeStatuses(), ElementsAre(4));
 }
 
 Class firstClass(id, SEL) { return objc_getClass("First"); }
@@ -279,15 +259,6 @@ TEST_F(Interception, KeptAMissingClassLetsTheDelegateHearTwiceOrIsNotChecked) {
     EXPECT_EQ(takeCalls(), calls);
     EXPECT_EQ(takeStatuses(), statuses);
   }
-}
-
-TEST_F(Interception, NeedsNoNotificationCenter) {
-  host::Runtime::current().hideClass("UNUserNotificationCenter");
-  const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
-  startWith(delegate);
-  EXPECT_TRUE(proxy().didSwizzleMethods());
-  EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
-  EXPECT_EQ(proxy().presentUserNotificationCenterDelegate(), nullptr);
 }
 
 TEST_F(Interception, ReplacesOnlyWhatTheDelegateAnswers) {
