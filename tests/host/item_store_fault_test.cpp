@@ -25,11 +25,7 @@ class ItemStoreFault : public Test {
     return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
   }
   void writeFile(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
-  std::string readFile() {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path_, std::ios::binary).rdbuf();
-    return bytes.str();
-  }
+  std::string readFile() { return test::fileText(path_); }
   /// The bytes of a sound store.
   std::string soundFile() {
     EXPECT_TRUE(open().setData("short", short_));

@@ -14,6 +14,7 @@
 #include "pellion/end_signals.h"
 #include "pellion/temporary_directory.h"
 #include "tests/pellion/raw_client.h"
+#include "tests/support/temporary_directory.h"
 
 namespace pellion {
 namespace {
@@ -35,11 +36,6 @@ class CommandLine : public Test {
                         << "}, \"urlSchemes\": [\"Mine\"],\n\"steps\": [\n"
                         << steps << "]}";
     return path;
-  }
-  std::string fileText(const std::string& path) {
-    std::stringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
   }
 
   TemporaryDirectory directory_;
@@ -263,7 +259,7 @@ TEST_F(CommandLine, SendsToAServerAndTracesWithoutSecrets) {
             0)
       << out_.str() << err_.str();
   EXPECT_EQ(server.takeRequests().size(), 1U);
-  for (const std::string& text : {out_.str(), fileText(trace)}) {
+  for (const std::string& text : {out_.str(), test::fileText(trace)}) {
     EXPECT_THAT(text,
                 AllOf(HasSubstr("Http headers -> "), HasSubstr("Bearer very… (19 characters)"), HasSubstr("http://h/"),
                       HasSubstr("a-very… (17 characters), very… (18 characters)"), Not(HasSubstr("-token"))));

@@ -11,6 +11,7 @@
 #include "pellion/command_line.h"
 #include "pellion/json_writer.h"
 #include "pellion/temporary_directory.h"
+#include "tests/support/temporary_directory.h"
 
 namespace pellion {
 namespace {
@@ -24,12 +25,7 @@ class Privacy : public Test {
     std::ostringstream out;
     std::ostringstream err;
     EXPECT_EQ(runCommandLine(arguments, {.out = out, .err = err}), status) << out.str() << err.str();
-    return out.str() + err.str() + fileText(trace_) + fileText(report_);
-  }
-  static std::string fileText(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
+    return out.str() + err.str() + test::fileText(trace_) + test::fileText(report_);
   }
   std::string write(const std::string& text) {
     std::ofstream(scenario_) << text;

@@ -2,12 +2,10 @@
 #include <rapidjson/document.h>
 #include <rapidjson/schema.h>
 
-#include <filesystem>
-#include <fstream>
 #include <ranges>
-#include <sstream>
 
 #include "pellion/scenario.h"
+#include "tests/support/temporary_directory.h"
 
 namespace pellion {
 namespace {
@@ -157,11 +155,8 @@ TEST(ScenarioReader, NamesThePlaceOfADelegateThatIsWrong) {
 }
 
 rapidjson::SchemaDocument schema() {
-  std::ifstream file(PELLION_SOURCE_DIR "/docs/scenario.schema.json");
-  std::stringstream text;
-  text << file.rdbuf();
   rapidjson::Document document;
-  document.Parse(text.str().c_str());
+  document.Parse(test::fileText(PELLION_SOURCE_DIR "/docs/scenario.schema.json").c_str());
   EXPECT_FALSE(document.HasParseError());
   return rapidjson::SchemaDocument(document);
 }
@@ -279,11 +274,9 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
     agree(R"({"name": "", "configuration": {}, "steps": [], )" + addition + "}", false);
   }
   for (const auto& file : std::filesystem::directory_iterator(PELLION_SOURCE_DIR "/examples/scenarios")) {
-    std::ifstream stream(file.path());
-    std::stringstream text;
-    text << stream.rdbuf();
-    EXPECT_TRUE(fits(document, text.str())) << file.path();
-    EXPECT_EQ(errorOf(text.str()), "") << file.path();
+    const std::string text = test::fileText(file.path());
+    EXPECT_TRUE(fits(document, text)) << file.path();
+    EXPECT_EQ(errorOf(text), "") << file.path();
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "pellion/command_line.h"
 #include "pellion/temporary_directory.h"
+#include "tests/support/temporary_directory.h"
 
 namespace pellion {
 namespace {
@@ -86,9 +87,8 @@ TEST_F(TestCommand, WritesAReportForContinuousIntegration) {
   const std::string broken = write("c.json", R"({"steps": 7})");
   const std::string report = directory_.path() / "report.xml";
   EXPECT_EQ(run({"--junit", report}), 2);
-  std::stringstream text;
-  text << std::ifstream(report).rdbuf();
-  EXPECT_THAT(text.str(), ContainsRegex(R"x( classname="[^"/]+\.suite\.a" time="[0-9]+\.[0-9]{6}")x"));
+  const std::string text = test::fileText(report);
+  EXPECT_THAT(text, ContainsRegex(R"x( classname="[^"/]+\.suite\.a" time="[0-9]+\.[0-9]{6}")x"));
   const std::regex varying(R"x( (classname|time|timestamp|hostname)="[^"]+")x");
   const std::string place = bad + ":2:12";
   const std::string counts = R"(package="" tests="3" failures="1" errors="1">)";
@@ -98,7 +98,7 @@ TEST_F(TestCommand, WritesAReportForContinuousIntegration) {
                               R"x(: badge: wanted 3, found (absent)" type="expectation">✗ )x" + place +
                               "\n       wanted  found\nbadge  3       (absent)\n</failure>";
   const std::string error = R"(<error message=")" + broken + ":1:11: &quot;steps&quot; cannot be 7";
-  EXPECT_THAT(std::regex_replace(text.str(), varying, ""),
+  EXPECT_THAT(std::regex_replace(text, varying, ""),
               AllOf(HasSubstr(counts), HasSubstr(escaped), HasSubstr(failure), HasSubstr(error)));
 }
 
