@@ -175,6 +175,26 @@ TEST_F(Interception, RecordsBeforeTheDelegateHearsAndLeavesItsHandlerAlone) {
   EXPECT_EQ(*presented[0].find("options"), Value(16)) << "a banner";
 }
 
+id get(id object, const char* property) { return platform::send<id()>(object, sel(property)); }
+
+/// A class whose instances give what objects of the platform would, and are none.
+Class impostorClass() {
+  const Class cls = makeClass("Impostor");
+  addMethod(
+      cls, "notification", +[](id, SEL) { return host::makeNotification(ours).autoreleased(); });
+  addMethod(
+      cls, "request", +[](id self, SEL) { return get(get(self, "notification"), "request"); });
+  addMethod(
+      cls, "content", +[](id self, SEL) { return get(get(self, "request"), "content"); });
+  addMethod(
+      cls, "userInfo", +[](id, SEL) { return platform::boxed(ours); });
+  addMethod(
+      cls, "actionIdentifier", +[](id, SEL) { return platform::boxed("tap"); });
+  return cls;
+}
+id impostor(id, SEL) { return objc_autorelease(class_createInstance(objc_getClass("Impostor"), 0)); }
+id noDictionary(id, SEL) { return platform::boxed(Value("no dictionary")); }
+
 TEST_F(Interception, PassesStraightThroughWhatIsNotTheCentersOwn) {
   const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
   startWith(delegate);
@@ -194,25 +214,23 @@ TEST_F(Interception, PassesStraightThroughWhatIsNotTheCentersOwn) {
   willPresentWith(center, nullptr, show.get());
   willPresentWith(center, response.get(), show.get());
   willPresentWith(center, notification.get(), nullptr);
+  const Strong other = makeInstance(impostorClass());
+  willPresentWith(center, other.get(), show.get());
   didRespondWith(nullptr, response.get(), done.get());
+  didRespondWith(delegate.get(), response.get(), done.get());
+  didRespondWith(center, other.get(), done.get());
   didRespondWith(center, notification.get(), done.get());
   didRespondWith(center, response.get(), nullptr);
-  EXPECT_THAT(takeCalls(), SizeIs(8)) << "once each";
+  EXPECT_THAT(takeCalls(), SizeIs(11)) << "once each";
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
+  proxy().discardImplementationForSelector(sel(willPresent));
+  present();
+  EXPECT_THAT(takeStatuses(), ElementsAre(4));
+  EXPECT_THAT(takeCalls(), IsEmpty()) << "nothing is kept that could be called";
 }
 
-/// Stands in for what a property of a notification should give, and gives what that would.
-id impostor(id, SEL) { return objc_autorelease(class_createInstance(objc_getClass("Impostor"), 0)); }
-id realRequest(id, SEL) { return platform::send<id()>(host::makeNotification(ours).autoreleased(), sel("request")); }
-id realContent(id self, SEL selector) { return platform::send<id()>(realRequest(self, selector), sel("content")); }
-id noDictionary(id, SEL) { return platform::boxed(Value("no dictionary")); }
-
 TEST_F(Interception, ReadsOnlyThePlatformsOwnClasses) {
-  const Class cls = makeClass("Impostor");
-  addMethod(cls, "request", realRequest);
-  addMethod(cls, "content", realContent);
-  addMethod(
-      cls, "userInfo", +[](id, SEL) { return platform::boxed(ours); });
+  impostorClass();
   const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
   startWith(delegate);
   const struct {
@@ -312,6 +330,7 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
   addMethod(
       delegating, "delegate", +[](id self, SEL) { return self; });
   proxy().monitorUserNotificationCenterDelegateChanges(makeInstance(delegating).get());
+  EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
   proxy().attachDelegateObserverToUserNotificationCenter(makeInstance(refusing).get());
   EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
   EXPECT_THAT(phone_.takeLines(), ElementsAre(StartsWith(adding + "Cannot observe")));
@@ -442,13 +461,18 @@ TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
   }
   for (const Value& userInfo : {ours, foreign}) phone_.run([&] { host::deliverInBackground(userInfo); });
   EXPECT_THAT(takeStatuses(), ElementsAre(4));
-  EXPECT_NE(raised([] {
-              host::deliverInBackground(Value::dictionary({{"addInfo", Value::dictionary({})}}));
-            }),
-            "nothing");
-  const std::vector<Value> fetched = phone_.take("fetched");
-  EXPECT_THAT(fetched, SizeIs(2)) << "answered once recorded, so not where that raises";
-  for (const Value& each : fetched) EXPECT_EQ(*each.find("result"), Value(1));
+  EXPECT_THAT(phone_.take("fetched"), SizeIs(2));
+  std::vector<std::pair<platform::UIBackgroundFetchResult, std::vector<std::int64_t>>> answers;
+  const platform::Block<void(platform::UIBackgroundFetchResult)> handler(
+      [&](auto result) { answers.emplace_back(result, takeStatuses()); });
+  const auto receive = [&](const Value& userInfo) {
+    platform::send<void(id, id, FetchHandler)>(platform::objectOf(proxy()), sel(didReceive), nullptr,
+                                               platform::boxed(userInfo), handler.get());
+  };
+  receive(ours);
+  EXPECT_NE(raised([&] { receive(json(R"({"addInfo": {}})")); }), "nothing");
+  EXPECT_THAT(answers, ElementsAre(Pair(platform::UIBackgroundFetchResultNoData, ElementsAre(4))))
+      << "answered once recorded, so not where that raises";
 }
 
 TEST(InterceptionsEnd, IsTheProcessesWithoutAnyTeardown) {

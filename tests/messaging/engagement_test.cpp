@@ -97,6 +97,7 @@ TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
     platform::NotificationCenter::postNotificationName(platform::UIApplication::didBecomeActiveNotification, nullptr);
     host::Process::current().mainQueue().advance(std::chrono::seconds(3));
   };
+  const std::string stores = "stores pellionDidReceivePushNotification";
   const Value token = Value::bytes("\x0A\x0B");
   const struct {
     std::function<void()> work;
@@ -123,22 +124,23 @@ TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
       {[&] { report(R"({"action":"event"})"); }, {engaged + ": conversionEvent check (null) :: "}},
       {[&] { report(R"({"action":"session","duration":1})"); }, {}},
       {postWithoutReport, {}},
-      {[&] { PLMessaging::shared().setAPNSToken(&token); }, {facade + "setAPNSToken:]: APNs Device Token : 0a0b"}},
+      {[&] { PLMessaging::shared().setAPNSToken(&token); },
+       {facade + "setAPNSToken:]: APNs Device Token : 0a0b", "stores com.tovrin.pellion.apnstoken"}},
       {[] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(nullptr); }, {}},
       {[&] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(platform::boxed(token)); },
        {facade + "didFailToRegisterForRemoteNotificationsWithError:]: Push notification "
                  "didFailToRegisterForRemoteNotificationsWithError: {length = 2, bytes = 0x0a0b}"}},
       {[&] { leave(json("[1]")); },
-       {"encodeWithJWT", facade + "applicationDidBecomeActive:]_block_invoke_2" + sent + "1"}},
-      {[&] { leave(json("[]")); }, {}},
+       {stores, "encodeWithJWT", stores, facade + "applicationDidBecomeActive:]_block_invoke_2" + sent + "1"}},
+      {[&] { leave(json("[]")); }, {stores}},
   };
   for (const auto& [work, expected] : steps) {
     SCOPED_TRACE(&work - &steps[0].work);
     phone_.run(work);
     std::vector<std::string> trace = phone_.takeTrace();
     std::erase_if(trace, [](const std::string& line) {
-      return line.find("PLMessaging") == std::string::npos && !line.starts_with("opens ") && line != "encodeWithJWT" &&
-             line != "getTimeinLong";
+      return line.find("PLMessaging") == std::string::npos && !line.starts_with("opens ") &&
+             !line.starts_with("stores ") && line != "encodeWithJWT" && line != "getTimeinLong";
     });
     EXPECT_EQ(trace, expected);
   }

@@ -108,9 +108,12 @@ TEST_F(Facade, keepsTheBadgeCountForOtherProcesses) {
 }
 
 TEST(FacadeWithoutAnAppGroup, dropsTheBadgeAndDrainsNothing) {
-  for (const Value& group : {Value(nullptr), Value("")}) {
+  for (const auto& [group, asked] : {std::pair<Value, int>{nullptr, 1}, {"", 2}, {"group.test", 3}}) {
     test::MessagingPhone phone{{{"APP_GROUP", group}}};
-    phone.run([&] {
+    phone.run([&, asks = static_cast<std::size_t>(asked)] {
+      EXPECT_EQ(PLMessaging::shared().getSharedDefaults() != nullptr, asks == 3);
+      EXPECT_THAT(phone.takeTrace(), ElementsAreArray(std::vector(asks, std::string("extensionAppGroup"))));
+      if (asks == 3) return;
       PLMessaging::shared().updateBadgeCount(3);
       EXPECT_EQ(PLMessaging::shared().getBadgeCount(), 0);
       PLMessaging::shared().applicationDidBecomeActive(nullptr);

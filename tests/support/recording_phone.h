@@ -78,6 +78,7 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   Text portalid() override { return noted("portalid", Base::portalid()); }
   Text projectid() override { return noted("projectid", Base::projectid()); }
   Text getQvInfoFilePath() override { return noted("getQvInfoFilePath", Base::getQvInfoFilePath()); }
+  Text extensionAppGroup() override { return noted("extensionAppGroup", Base::extensionAppGroup()); }
   bool enableGzip() override { return noted("enableGzip", Base::enableGzip()); }
   std::int64_t timeInLong() override { return noted("getTimeinLong", Base::timeInLong()); }
 

@@ -59,8 +59,8 @@ class TestPhone {
   }
   /// The same with the channel and the method that says them: "verbose +[Class method]: text".
   std::vector<std::string> takeLines() { return lines(take("log")); }
-  /// The same among what the core library was asked, see RecordingCoreLibrary, and what was opened.
-  std::vector<std::string> takeTrace() { return lines(take("log", "asked", "opened URL")); }
+  /// The same among what the core library was asked, see RecordingCoreLibrary, what was opened and stored.
+  std::vector<std::string> takeTrace() { return lines(take("log", "asked", "opened URL", "stored")); }
   /// The details of the events of these kinds since the last call.
   template <class... Kinds>
   std::vector<platform::Value> take(Kinds... kinds) {
@@ -85,9 +85,11 @@ class TestPhone {
     std::vector<std::string> lines;
     for (const platform::Value& details : events) {
       const auto part = [&](const char* key) { return details.find(key)->text(); };
-      std::string line =
-          details.find("url") != nullptr ? "opens " + std::string(part("url")) : std::string(part("text"));
-      if (details.find("tag") != nullptr) {
+      const auto has = [&](const char* key) { return details.find(key) != nullptr; };
+      std::string line = has("url")   ? platform::format("opens %@", {part("url")})
+                         : has("key") ? platform::format("stores %@", {part("key")})
+                                      : std::string(part("text"));
+      if (has("tag")) {
         line = platform::format("%@ %@: %@", {part("tag"), part("function"), line});
         if (std::ranges::find(markers, std::pair(part("tag"), part("marker"))) == std::end(markers))
           line += " (marker)";
