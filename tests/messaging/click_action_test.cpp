@@ -113,6 +113,17 @@ TEST(ClickAction, opensByBothPathsAsTheTableSays) {
   }
 }
 
+TEST(ClickAction, isReadOfAnObjectAlone) {
+  test::MessagingPhone phone;
+  phone.run([] {
+    for (const char* text : {"no JSON", "[1]"}) {
+      EXPECT_EQ(PLNotificationHandler::shared().addInfoDictionaryFromUserInfo(Value::dictionary({{"addInfo", text}})),
+                std::nullopt)
+          << text;
+    }
+  });
+}
+
 id nothing(id, SEL) { return nullptr; }
 
 TEST(ClickAction, isTheNotificationsOwnWithoutAnActionAndNoneWithoutANotification) {
