@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/dispatch.h"
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
@@ -148,7 +147,7 @@ TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
 }
 
 TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsActionAndLogsWhatFails) {
-  phone_.server = [](const test::SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, 500); }); };
+  phone_.server = test::answerLater(500);
   const Value notification = payload(R"({"pellionPnID":12,"actionButton":[{"action":"later"}]})");
   phone_.respond(notification, tap);
   phone_.respond(notification, "later");

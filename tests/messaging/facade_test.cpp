@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/dispatch.h"
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
 #include "tests/messaging/messaging_phone.h"
@@ -29,7 +28,7 @@ class Facade : public Test {
 };
 
 TEST_F(Facade, handsATokenOnOncePerChangeAlsoOneThatWasRefused) {
-  phone_.server = [](const test::SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, 500); }); };
+  phone_.server = test::answerLater(500);
   const Value token = Value::bytes("\x0A\x0B");
   const Value same = Value::bytes("\x0A\x0B");
   const std::pair<const Value*, std::size_t> steps[] = {

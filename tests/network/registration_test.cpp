@@ -32,9 +32,7 @@ class Registration : public Test {
   }
   /// The requests that leave the phone while the backend gives this status: path and identity, and the token.
   std::vector<std::string> requests(int status, const std::function<void()>& work) {
-    phone_.server = [status](const test::SentRequest& sent) {
-      platform::dispatchAsyncOnMainQueue([=] { answer(sent, status); });
-    };
+    phone_.server = test::answerLater(status);
     work();
     std::vector<std::string> texts;
     for (const auto& [request, priority, handler] : phone_.takeRequests()) {

@@ -22,16 +22,16 @@ inline void answer(const SentRequest& sent, int status = 200, std::string_view b
   sent.handler(&data, &response, nullptr);
 }
 
-/// Accepts a request later, on the main queue.
-inline void acceptLater(SentRequest sent) {
-  platform::dispatchAsyncOnMainQueue([sent = std::move(sent)] { answer(sent); });
+/// A server that answers later, on the main queue.
+inline auto answerLater(int status = 200) {
+  return [status](const SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, status); }); };
 }
 
 /// A session without a network: what is resumed goes to the server.
 class OfflineSession : public platform::URLSession {
  public:
   using Server = std::function<void(SentRequest)>;
-  explicit OfflineSession(Server server = acceptLater) : server_(std::move(server)) {}
+  explicit OfflineSession(Server server = answerLater()) : server_(std::move(server)) {}
 
   std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
     auto task = std::make_shared<Task>();

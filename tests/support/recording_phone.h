@@ -125,7 +125,7 @@ class RecordingPhone : public TestPhone {
   RecordingCoreLibrary& coreLibrary() { return *library_; }
   std::vector<SentRequest> takeRequests() { return std::exchange(requests_, {}); }
 
-  OfflineSession::Server server = acceptLater;
+  OfflineSession::Server server = answerLater();
 
  private:
   void install() {
