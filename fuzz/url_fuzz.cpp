@@ -180,7 +180,7 @@ void requireNoOtherHost(const URL& url) {
           connected.host());
 }
 
-/// A redirect leads to the host that its reference names, and without one to its own.
+/// A redirect leads to the host that its reference names, or else to the one that it came from.
 void requireRedirectTarget(std::string_view reference, const Parts& parts) {
   static const URL base = *URL::URLWithString("http://127.0.0.1:80/a/b?c#d");
   const std::optional<URL> target = host::resolveReference(base, reference);
