@@ -49,7 +49,9 @@ TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
         platform::NotificationCenter::postNotificationName(platform::UIApplication::didBecomeActiveNotification,
                                                            nullptr);
       }
-      phone_->process()->mainQueue().advance(3s);
+      phone_->process()->mainQueue().advance(2999ms);
+      EXPECT_THAT(phone_.takeEntries(), IsEmpty()) << "not before three seconds";
+      phone_->process()->mainQueue().advance(1ms);
     });
   };
   comeBack();

@@ -85,7 +85,14 @@ TEST_F(Registration, sendsTheStoredTokenUnderTheIdentityNowInForce) {
 TEST_F(Registration, formatsATokenAndRaisesForWhatIsNone) {
   phone_.run([] {
     const PLTokenManager& manager = PLTokenManager::sharedInstance();
-    EXPECT_EQ(manager.stringFromDeviceToken(&firstToken), "0aff00");
+    std::string bytes;
+    std::string hexadecimal;
+    for (int byte = 0; byte < 256; ++byte) {
+      bytes += static_cast<char>(byte);
+      hexadecimal += platform::format("%02x", {byte});
+    }
+    const Value all = Value::bytes(bytes);
+    EXPECT_EQ(manager.stringFromDeviceToken(&all), hexadecimal);
     EXPECT_EQ(manager.stringFromDeviceToken(nullptr), "");
     const Value text = "text";
     EXPECT_THAT(test::raised([&] { static_cast<void>(manager.stringFromDeviceToken(&text)); }),
