@@ -1,3 +1,5 @@
+#include <sqlite3.h>
+
 #include <fstream>
 #include <iterator>
 
@@ -25,11 +27,30 @@ std::string contentsOf(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/// Whether SQLite finds every page of the file as it must be.
+bool isSound(const std::filesystem::path& path) {
+  sqlite3* database = nullptr;
+  std::string verdict;
+  const auto note = [](void* context, int, char** columns, char**) {
+    *static_cast<std::string*>(context) += columns[0];
+    return 0;
+  };
+  if (sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+    sqlite3_exec(database, "PRAGMA integrity_check", note, &verdict, nullptr);
+  }
+  sqlite3_close(database);
+  return verdict == "ok";
+}
+
+/// Two cases are left out. In a damaged file, SQLite may overwrite what it has just stored without a notice, so an item
+/// need not be found again. And a file of which nothing can be used is changed where it has a write-ahead log, as the
+/// store gives every file the rollback journal before it reads it.
 void useFile(std::string_view contents) {
   static const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "items.sqlite";
   std::filesystem::remove(path.string() + "-journal");
   std::ofstream(path, std::ios::binary) << contents;
+  const bool isIntact = isSound(path);
 
   std::vector<std::string> problems;
   host::ItemStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
@@ -38,12 +59,13 @@ void useFile(std::string_view contents) {
   const Value item = Value::bytes(contents.substr(0, 100));
   const bool isStored = store.setData("key", item);
   require(isStored || !problems.empty(), "what is not stored has a reason");
-  if (isStored) require(store.data("key") == item, "what is stored is there");
+  if (isStored && isIntact) require(store.data("key") == item, "what is stored is there");
   for (const std::string& problem : problems) {
     require(problem.find(path.string()) == 0 && problem.find('\n') == std::string::npos,
             "a problem is one line that names the file", problem);
   }
-  if (problems.size() == 3) require(contentsOf(path) == contents, "a file that is no store stays as it is");
+  const bool hasLog = contents.size() >= 20 && (contents[18] == 2 || contents[19] == 2);
+  if (problems.size() == 3 && !hasLog) require(contentsOf(path) == contents, "a file that is no store stays as it is");
 }
 
 /// What the item reads as, or nothing.
