@@ -315,17 +315,13 @@ id refuse(id, SEL, id) { return nullptr; }
 TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
   const id center = host::currentNotificationCenter();
   const auto watchers = [&] { return host::sideData(center).observations.size(); };
-  const std::string said = "pellion-warning -[PLMessagingRemoteNotificationsProxy ";
-  const std::string adding = said +
-                             "attachDelegateObserverToUserNotificationCenter:]: An exception occurred while "
-                             "attempting to add a KVO observer for UNUserNotificationCenter's 'delegate' property: ";
-  const std::string removing =
-      said +
-      "detachUserNotificationCenterDelegateObserver]: An exception occurred while "
-      "attempting to remove a KVO observer for UNUserNotificationCenter's 'delegate' property: ";
+  const auto failing = [](const char* method, const std::string& what) {
+    return "pellion-warning -[PLMessagingRemoteNotificationsProxy " + std::string(method) +
+           "]: An exception occurred while attempting to " + what +
+           " a KVO observer for UNUserNotificationCenter's 'delegate' property: Cannot ";
+  };
   const Class refusing = makeClass("Refusing", objc_getClass("UNUserNotificationCenter"));
   addMethod(refusing, "setDelegate:", refuse);  // not as a setter is declared, so it cannot be observed
-  const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
   const Class delegating = makeClass("Delegating");
   addMethod(
       delegating, "delegate", +[](id self, SEL) { return self; });
@@ -333,7 +329,8 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
   EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
   proxy().attachDelegateObserverToUserNotificationCenter(makeInstance(refusing).get());
   EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
-  EXPECT_THAT(phone_.takeLines(), ElementsAre(StartsWith(adding + "Cannot observe")));
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre(StartsWith(failing("attachDelegateObserverToUserNotificationCenter:", "add") + "observe")));
   for (int i = 0; i < 2; ++i) {
     proxy().attachDelegateObserverToUserNotificationCenter(center);
     EXPECT_TRUE(proxy().isListeningForUserNotificationDelegateChanges());
@@ -348,7 +345,8 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
   platform::removeObserver(center, platform::objectOf(proxy()), "delegate");
   EXPECT_THAT(phone_.takeLines(), IsEmpty());
   proxy().detachUserNotificationCenterDelegateObserver();
-  EXPECT_THAT(phone_.takeLines(), ElementsAre(StartsWith(removing + "Cannot remove an observer")));
+  EXPECT_THAT(phone_.takeLines(),
+              ElementsAre(StartsWith(failing("detachUserNotificationCenterDelegateObserver", "remove") + "remove")));
   EXPECT_TRUE(proxy().isListeningForUserNotificationDelegateChanges()) << "as far as it knows";
 }
 
