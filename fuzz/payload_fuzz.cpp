@@ -20,12 +20,6 @@ Phone& phone() {
   return phone;
 }
 
-/// The application is started anew now and then, as it remembers every id.
-void relaunchSometimes() {
-  static int runs = 0;
-  if (++runs % 256 == 0) phone().launch();
-}
-
 void requireOutcome(const Outcome& outcome, Happenings happenings, const Value& payload) {
   for (Value& entry : happenings.sent) {
     std::vector<Value::Entry> fields(entry.entries().begin(), entry.entries().end());
@@ -75,19 +69,33 @@ void respond(const Value& payload, const std::string& action) {
           "what a tap opens by itself the handler opens too", payload.description());
 }
 
-/// An event of the goal's name converts once; the next one does not.
+/// An event of the goal's name converts once; the next one does not. Where no id has been seen, it raises instead. The
+/// goal "" stays reached and converts each time.
 void reachGoal(const Value& payload) {
-  const std::optional<std::string> goal = PLMessaging::shared().conversionEvent();
-  const std::optional<Value> number = PLMessaging::shared().pnID();
-  if (!goal || !number) return;
+  const PLMessaging& messaging = PLMessaging::shared();
+  const std::optional<std::string> goal = messaging.conversionEvent();
+  const std::optional<Value> number = messaging.pnID();
   for (const bool isFirst : {true, false}) {
-    const Value report = Value::dictionary({{"action", "event"}, {"name", *goal}});
-    const Happenings happenings = phone().observe(
-        [&] { platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report)); });
-    const bool converts = isFirst || goal->empty();
-    require(happenings.sent.size() == (converts ? 1 : 0), "a goal is reached once", *goal, payload.description());
-    require(!converts || *happenings.sent.front().find("notificationid") == *number, "with the last id");
+    const Value report = Value::dictionary({{"action", "event"}, {"name", goal.value_or("")}});
+    const Happenings happenings = phone().observe([&] { host::announceEngagement(report); });
+    const bool matches = goal && (isFirst || goal->empty());
+    require(happenings.raised == (matches && !number), "an event without an id raises", payload.description());
+    require(happenings.sent.size() == (matches && number ? 1 : 0), "a goal is reached once", payload.description());
+    require(happenings.sent.empty() || *happenings.sent.front().find("notificationid") == *number, "with the last id");
+    require(messaging.conversionEvent() == (goal ? std::optional<std::string>("") : std::nullopt),
+            "a goal that is reached is forgotten", payload.description());
   }
+}
+
+/// The application is started anew now and then, as it remembers every id. Every other time a session ends first, so
+/// that the goal is "" before there is an id.
+void relaunchSometimes() {
+  static int runs = 0;
+  if (runs++ % 256 != 0) return;
+  phone().launch();
+  const host::ProcessScope scope(*phone()->process());
+  if (runs % 512 == 1) host::announceEngagement(Value::dictionary({{"action", "session"}, {"duration", 1}}));
+  reachGoal(Value::dictionary({}));
 }
 
 void requireSameSearch(const Value& payload) {
