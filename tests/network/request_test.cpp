@@ -132,10 +132,11 @@ TEST_F(Request, asksAndLogsInThisOrder) {
       phone_.takeTrace(),
       ElementsAre("newRegisterDevice", "device manager", "isAnonymousUser", "enableAnonymousTracking",
                   "anonymous manager", "anonid", "token", "appversionid", "frameworkid", "getQvInfoFilePath",
-                  "enableGzip", "mapid", "apid",
+                  "getMainBundle", "enableGzip", "mapid", "apid",
                   block + "2: Request payload - {\n    meta = m;\n    pnstats =     (\n        1,\n        2\n    "
                           ");\n}",
-                  "enableGzip", "gzip", "encodeDataWithJWT", "session", block + "2: Request made -> " + url,
+                  "enableGzip", "gzip", "JWT encoder", "encodeDataWithJWT", "session",
+                  block + "2: Request made -> " + url,
                   block + "2: Http headers -> {\n    Authorization = \"Bearer anonymous bearer\";\n    "
                           "\"Content-Encoding\" = gzip;\n    \"Content-Length\" = 36;\n    apid = ap;\n    "
                           "mapid = map;\n}"));

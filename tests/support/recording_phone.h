@@ -77,6 +77,8 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   Text apid() override { return noted("apid", Base::apid()); }
   Text portalid() override { return noted("portalid", Base::portalid()); }
   Text projectid() override { return noted("projectid", Base::projectid()); }
+  platform::PLBundle& mainBundle() override { return noted<platform::PLBundle&>("getMainBundle", *this); }
+  platform::PLJWTWrapper& jwtWrapper() override { return noted<platform::PLJWTWrapper&>("JWT encoder", *this); }
   Text getQvInfoFilePath() override { return noted("getQvInfoFilePath", Base::getQvInfoFilePath()); }
   Text extensionAppGroup() override { return noted("extensionAppGroup", Base::extensionAppGroup()); }
   bool enableGzip() override { return noted("enableGzip", Base::enableGzip()); }
