@@ -1,5 +1,5 @@
-# Shared by ./run, ./check, bench/run and fuzz/run, which source it: where things are, and how a preset is built.
-# shellcheck disable=SC2034  # what is set here is for the scripts that source this
+# Paths, colours and build functions for ./run, ./check, bench/run, fuzz/run and other scripts, which source this file.
+# shellcheck disable=SC2034  # the scripts that source this file use these variables
 # shellcheck shell=bash
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -11,10 +11,10 @@ else
   bold='' green='' red='' plain=''
 fi
 
-# Where progress is shown, also while a stage's output goes to a file.
+# Progress goes here, also while the output of a stage goes to a file.
 exec 3>&2
 
-# Ninja's lines become one line that is written over and over, or nothing at all where no terminal is.
+# Shows Ninja's lines as one line that is overwritten; shows nothing without a terminal.
 progress() {
   if [[ -t 3 ]]; then
     awk -v cut="$(( $(tput cols 2> /dev/null || echo 80) - 1 ))" '
@@ -25,7 +25,7 @@ progress() {
   fi
 }
 
-# configure PRESET [OPTION...]: silent but for a failure.
+# configure PRESET [OPTION...]: prints output only on failure.
 configure() {
   local preset=$1 log="$root/build/$1/configure.log"
   shift
@@ -37,8 +37,8 @@ configure() {
   touch "$root/build/$preset/build.ninja"
 }
 
-# build PRESET [TARGET...]: configures when that is due, builds, and is silent when nothing is to do. Of a failure it
-# shows what the compiler said.
+# build PRESET [TARGET...]: configures if necessary and builds. Prints nothing on success; on failure prints the
+# compiler's output.
 build() {
   local preset=$1 directory="$root/build/$1"
   shift
@@ -51,7 +51,7 @@ build() {
   fi
 }
 
-# build_benchmarks [TARGET...]: the release preset with the benchmarks.
+# build_benchmarks [TARGET...]: builds the release preset with the benchmarks.
 build_benchmarks() {
   if ! grep -qs '^PELLION_BENCH:BOOL=ON$' "$root/build/release/CMakeCache.txt"; then
     configure release -DPELLION_BENCH=ON || return
