@@ -1,0 +1,48 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/json_serialization.h"
+#include "tests/support/temporary_directory.h"
+
+// Cases that are data stand in files beside the tests: texts, and JSON, where each row has its name as "case".
+
+namespace test {
+
+/// The text of such a file, "pellion/cases/schema.json" say.
+inline std::string caseText(const std::string& file) {
+  std::string text = fileText(PELLION_SOURCE_DIR "/tests/" + file);
+  if (text.empty()) throw std::runtime_error("tests/" + file + " cannot be read, or is empty");
+  return text;
+}
+inline platform::Value caseJSON(const std::string& file) {
+  const std::string text = caseText(file);
+  platform::Error error;
+  const auto value = platform::JSONSerialization::JSONObjectWithData(
+      {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, &error);
+  if (!value) throw std::runtime_error("tests/" + file + ": " + error.description());
+  return *value;
+}
+/// The elements of a list, the texts among its elements, an entry.
+inline std::vector<platform::Value> elements(const platform::Value& list) {
+  const auto found = list.asList("elements");
+  return {found.begin(), found.end()};
+}
+inline std::vector<platform::Value> caseRows(const std::string& file) { return elements(caseJSON(file)); }
+inline const platform::Value& at(const platform::Value& row, const char* key) {
+  const platform::Value* value = row.find(key);
+  if (value == nullptr) throw std::runtime_error(row.description() + " has no \"" + key + '"');
+  return *value;
+}
+inline std::string textAt(const platform::Value& row, const char* key) {
+  return std::string(at(row, key).asString(key));
+}
+inline std::vector<std::string> textsAt(const platform::Value& row, const char* key) {
+  std::vector<std::string> texts;
+  for (const platform::Value& text : at(row, key).asList(key)) texts.emplace_back(text.asString(key));
+  return texts;
+}
+
+}  // namespace test
