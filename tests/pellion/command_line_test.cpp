@@ -12,14 +12,16 @@
 
 #include "pellion/backend.h"
 #include "pellion/end_signals.h"
+#include "pellion/json_writer.h"
 #include "pellion/temporary_directory.h"
 #include "tests/pellion/raw_client.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/cases.h"
 
 namespace pellion {
 namespace {
 
 using namespace testing;
+using platform::Value;
 
 /// Runs command lines and writes the scenarios for them.
 class CommandLine : public Test {
@@ -44,78 +46,21 @@ class CommandLine : public Test {
   std::function<void(const std::function<void()>&)> whileRunning_ = [](const std::function<void()>& start) { start(); };
 };
 
-TEST_F(CommandLine, ShowsWantedAndFoundSideBySideWhenAnExpectationFails) {
-  const std::pair<const char*, const char*> cases[] = {
-      {R"({"requests": []})", "request 1\n +wanted +\\(absent\\)\n +found +POST /sdk"},
-      {R"({"requests": [{}, {"path": "/x"}]})", "request 2 +\\{\"path\":\"/x\"\\}  \\(absent\\)"},
-      {R"({"requests": [{"method": "GET"}]})", "request 1, method +GET +POST"},
-      {R"({"requests": [{"path": "/x"}]})",
-       "request 1, path\n +wanted +/x\n +found +/sdk/v1/\\(null\\)/\\(null\\)/push"},
-      {R"({"requests": [{"query": "a"}]})", "request 1, query\n"},
-      {R"({"requests": [{"query": {"deviceid": "e"}}]})", "request 1, query item deviceid +e +d\n"},
-      {R"({"requests": [{"query": {"deviceid": null}}]})", "request 1, query item deviceid +\\(absent\\)  d\n"},
-      {R"({"requests": [{"headers": {"x-none": "1", "MAPID": ""}}]})", "request 1, header x-none +1 +\\(absent\\)"},
-      {R"({"requests": [{"headers": {"authorization": "Bearer another-token"}}]})",
-       "Bearer anot… \\(13 characters\\)  Bearer very… \\(17 characters\\)"},
-      {R"({"requests": [{"body": {}}]})", "request 1, body +\\{\\} +\\(no body\\)"},
-      {R"({"requestsInAnyOrder": [{"method": "GET"}]})",
-       "a request\n +wanted +\\{\"method\":\"GET\"\\}\n +found +\\(absent\\)\n"},
-      {R"({"keychain": {"com.tovrin.pellion.apnstoken": null}})", "apnstoken +\\(absent\\) +0aff"},
-      {R"({"keychain": {"k": "00"}})", "keychain k +00 +\\(absent\\)"},
-      {R"({"log": ["Request made", "Request made"]})", "log +Request made +not in [1-9]"},
-      {R"({"log": []})", "log\n +wanted +\\(nothing\\)\n +found +[A-Z]"},
-  };
-  for (const auto& [expectation, table] : cases) {
-    EXPECT_EQ(run({"run", scenario(R"("launch", {"token": "0aff"}, {"expect":)" + std::string(expectation) +
-                                   "}, {\"say\": \"unreached\"}")}),
-              1);
-    EXPECT_THAT(out_.str(), AllOf(ContainsRegex("s\\.json:3:4[0-9]\n"), ContainsRegex(table), HasSubstr("✗ N"),
-                                  Not(HasSubstr("unreached")), Not(HasSubstr("secret-token"))));
-  }
-}
-
-TEST_F(CommandLine, ShowsWantedAndFoundOfWhatNotificationsBring) {
-  const std::string story = R"({"extension": {"leaves": [{"a": 1}]}}, "launch",
-    {"deliver": {"addInfo": {"pellionPnID": "7"}}}, {"badge": {"count": -3}},
-    {"handleResponse": {"to": {"payload": {"addInfo": {"clickAction": "other://x"}}}, "with": "reply"}},
-    {"respond": {"to": {"addInfo": {"pellionPnID": 8, "clickAction": "MINE:x"}}, "with": "tap"}},
-    )";
-  const std::string bad = R"({"respond": {"to": {"payload": {"addInfo": 7}}, "with": "dismiss"}})";
-  const std::string raised = "NSInvalidArgumentException: -\\[__NSCFNumber [a-zA-Z]+:\\]: unrecognized selector sent";
-  const std::pair<std::string, std::string> cases[] = {
-      {R"({"expect": {"statistics": [{"status": 4}, {"notificationid": 8, "status": 5}], "opened": ["MINE:x"],
-           "refused": ["other://x"], "badge": -3, "pending": [{"a": 1}]}}, )" +
-           bad +
-           R"(, {"expect": {"raised": "__NSCFNumber"}}, {"expect": {"statistics": [], "opened": [], "refused": []}})",
-       ""},
-      {R"({"expect": {"statistics": [{"notificationid": 7}]}})",
-       "entry 1.notificationid\n +wanted +7\n +found +\"7\"\n +entry 2\n +wanted +\\(absent\\)\n +found +\\{"},
-      {R"({"expect": {"statistics": [{}, {}, {"status": 6}]}})", "entry 3 +\\{\"status\":6\\}  \\(absent\\)"},
-      {R"({"expect": {"statistics": [{"actionid": "a"}, {}]}})", "entry 1.actionid +\"a\" +\\(absent\\)"},
-      {R"({"expect": {"opened": []}})", "opened URL 1 +\\(absent\\) +\"MINE:x\""},
-      {R"({"expect": {"refused": ["other://y"]}})", "refused URL 1 +\"other://y\" +\"other://x\""},
-      {R"({"expect": {"badge": null}})", "badge +\\(absent\\)  -3"},
-      {R"({"expect": {"pending": null}})", "pending +\\(absent\\)  \\[\\{\"a\":1\\}\\]"},
-      {R"({"expect": {"pending": []}})", "pending entry 1 +\\(absent\\)  \\{\"a\":1\\}"},
-      {R"({"expect": {"raised": "x"}})", "raised  x       \\(nothing\\)"},
-      {R"({"expect": {"calls": ["NotificationDelegate response"]}})",
-       "call 1 +\"NotificationDelegate response\"  \"NotificationDelegate foreground\"\n +call 2"},
-      {R"({"expect": {"fetched": ["noData"]}})", "fetch result 1  \"noData\"  \\(absent\\)"},
-      {R"({"expect": {"presented": [["sound", "banner"]]}})",
-       "presentation 1  \\[\"banner\",\"sound\"\\]  \\[\"banner\"\\]"},
-      {R"({"expect": {"completed": 3}})", "responses completed  3       2"},
-      {R"({"registerInterceptor": "AppDelegate"}, {"token": "00"})",
-       "found +a fatal error: calls without end have used up the stack"},
-      {bad + R"(, {"expect": {"raised": "NSNull"}})", "raised\n +wanted +NSNull\n +found +" + raised},
-      {bad, "raised\n +wanted +\\(nothing\\)\n +found +" + raised},
-      {bad + R"(, {"expect": {"statistics": []}})", "s.json:8:1\n +raised\n +wanted +\\(nothing\\)\n"},
-      {R"({"extension": {"leaves": [null]}})",
-       "raised\n.*\n +found +NSInvalidArgumentException: Attempt to insert non-pr"},
-  };
-  for (const auto& [steps, table] : cases) {
-    const std::string path = scenario(story + "\n" + steps, R"(, "APP_META": {}, "APP_GROUP": "g")");
-    EXPECT_EQ(run({"run", path}), table.empty() ? 0 : 1) << out_.str();
-    EXPECT_THAT(out_.str(), ContainsRegex(table));
+TEST_F(CommandLine, ShowsWantedAndFoundWhenAnExpectationFails) {
+  for (const Value& group : test::caseRows("pellion/cases/expectations.json")) {
+    const std::string before = compactJSON(test::at(group, "before"));
+    for (const Value& row : test::elements(test::at(group, "cases"))) {
+      std::string steps = before.substr(1, before.size() - 2);
+      for (const Value& step : test::elements(test::at(row, "steps"))) steps += ",\n" + compactJSON(step);
+      const std::string shows = test::textAt(row, "shows");
+      const bool passes = shows == "✓ N";
+      const std::string path = scenario(steps + R"(, {"say": "unreached"})", R"(, "APP_META": {}, "APP_GROUP": "g")");
+      EXPECT_EQ(run({"run", path}), passes ? 0 : 1);
+      EXPECT_THAT(test::singleSpaced(out_.str()), HasSubstr(shows));
+      EXPECT_EQ(out_.str().find("✗ N") == std::string::npos, passes);
+      EXPECT_EQ(out_.str().find("unreached") != std::string::npos, passes) << shows;
+      EXPECT_THAT(out_.str(), Not(HasSubstr("secret-token")));
+    }
   }
   EXPECT_EQ(run({"run", scenario("\"extension\"")}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the extension shares nothing with the application; give the"));

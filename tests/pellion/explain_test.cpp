@@ -8,26 +8,25 @@
 
 #include "pellion/command_line.h"
 #include "pellion/json_writer.h"
+#include "tests/support/cases.h"
 
 namespace pellion {
 namespace {
 
 using namespace testing;
+using platform::Value;
 
 const std::string payloads = PELLION_SOURCE_DIR "/examples/payloads/";
 
 struct Told {
   int status;
-  std::string text;  ///< with every run of white space as one space
+  std::string text;
 };
 Told tell(std::vector<std::string> arguments) {
   std::ostringstream told;
   arguments.insert(arguments.begin(), "explain");
   const int status = runCommandLine(arguments, {.out = told, .err = told});
-  std::istringstream words(told.str());
-  std::string text;
-  for (std::string word; words >> word;) text += (text.empty() ? "" : " ") + word;
-  return {status, text};
+  return {status, test::singleSpaced(told.str())};
 }
 
 std::vector<std::string> linesOfFile(const std::string& path) {
@@ -60,70 +59,25 @@ TEST(Explain, FindsNothingInPayloadsThatAreCounted) {
   }
 }
 
-std::string payloadWith(const std::string& addInfo) {
-  return compactJSON(platform::Value::dictionary({{"addInfo", addInfo}}));
-}
-
-/// "code place" of every finding; the place is that in the text of addInfo where there is one.
-std::vector<std::string> found(const std::string& payload) {
-  std::vector<std::string> codes;
-  for (const Finding& finding : explain("p", payload, {}).findings) {
-    codes.push_back(finding.code + " " + (finding.place.inText ? finding.place.inText->path : finding.place.path));
-  }
-  return codes;
-}
-
 TEST(Explain, FindsWhatDeservesAttention) {
-  const std::pair<std::string, std::vector<std::string>> cases[] = {
-      {"{}", {"addinfo-missing $"}},
-      {R"({"addInfo": null})", {"addinfo-not-text $.addInfo"}},
-      {R"({"addInfo": {"actionButton": [7, {"action": 7}]}})",
-       {"addinfo-object $.addInfo", "id-missing $.addInfo", "button-not-an-object $.addInfo.actionButton[0]",
-        "button-action-not-text $.addInfo.actionButton[1].action"}},
-      {payloadWith("7"), {"addinfo-not-object $.addInfo"}},
-      {payloadWith(R"({"pellionPnID": 1, "pellionPnID": 2})"), {"addinfo-unusual $.addInfo"}},
-      {payloadWith(R"({"pellionPnID": "A41"})"), {"id-not-a-number $.pellionPnID"}},
-      {payloadWith(R"({"pellionPnID": 41.7})"), {"id-not-a-number $.pellionPnID"}},
-      {payloadWith(R"({"pellionPnID": "-3"})"), {"id-below-one $.pellionPnID"}},
-      {payloadWith(R"({"PellionPnID": 41})"), {"key-misspelt $.PellionPnID"}},
-      {payloadWith(R"({"pellionPnID": 41, "conversion": "shop"})"), {"goal-not-an-object $.conversion"}},
-      {payloadWith(R"({"pellionPnID": 41, "conversion": {"group": 7, "event": "e"}})"),
-       {"goal-not-text $.conversion.group"}},
-      {payloadWith(R"({"pellionPnID": 41, "clickAction": "sale"})"), {"link-without-scheme $.clickAction"}},
-      {payloadWith(R"({"pellionPnID": 41, "clickAction": "my shop://sale"})"), {"link-not-a-url $.clickAction"}},
-      {payloadWith(R"({"pellionPnID": 41, "clickAction": "https://a?b=%20", "actionButton": [{"action": "a",)"
-                   R"( "clickAction": "https://a?b=[0]"}]})"),
-       {"link-not-encoded $.actionButton[0].clickAction"}},
-      {payloadWith(R"({"pellionPnID": 41, "buttons": {"actionButton": [{}]}})"),
-       {"key-misplaced $.buttons.actionButton", "button-without-action $.buttons.actionButton[0]"}},
-      {payloadWith(R"({"pellionPnID": 41, "actionButton": [{"action": "a", "x": {"clickAction": "https://a"},)"
-                   R"( "clickAction": "https://b"}]})"),
-       {"key-misplaced $.actionButton[0].x.clickAction", "key-repeated $.actionButton[0].clickAction"}},
-      {payloadWith(R"({"pellionPnID": 41, "data": {"clickAction": "https://a"}})"),
-       {"key-misplaced $.data.clickAction"}},
-  };
-  for (const auto& [payload, findings] : cases) EXPECT_EQ(found(payload), findings) << payload;
+  for (const Value& row : test::caseRows("pellion/cases/findings.json")) {
+    const Value* const addInfo = row.find("addInfo");
+    const Value payload =
+        addInfo == nullptr ? test::at(row, "payload") : Value::dictionary({{"addInfo", compactJSON(*addInfo)}});
+    std::vector<std::string> found;  // each with its place, in the text of addInfo where that has one
+    for (const Finding& finding : explain("p", compactJSON(payload), {}).findings) {
+      found.push_back(finding.code + " " + (finding.place.inText ? finding.place.inText->path : finding.place.path));
+    }
+    EXPECT_EQ(found, test::textsAt(row, "findings")) << test::textAt(row, "case");
+  }
 }
 
 TEST(Explain, WritesForMachines) {
-  const std::string payload =
-      payloadWith(R"({"pellionPnID": 41, "actionButton": [{"action": "later", "clickAction": "shop://x"}]})");
-  EXPECT_EQ(
-      compactJSON(jsonOf(explain("p", payload, {.action = "later"}))),
-      R"({"file":"p","bytes":111,"happenings":[{"happening":"button","name":"later",)"
-      R"("recorded":{"results":[{"notificationid":41,"timestamp":1767225600000,"status":5,"actionid":"later"}]},)"
-      R"("opened":{"results":[],"stoppedAt":"open the click action","why":"\"shop://x\" needs the scheme \"shop\", )"
-      R"(which the application does not declare and nothing else installed opens","isProblem":true},)"
-      R"("openedByHandler":{"results":[],"stoppedAt":"open the click action","why":"\"shop://x\" needs the scheme )"
-      R"(\"shop\", which the application does not declare and nothing else installed opens","isProblem":true},)"
-      R"("goal":{"results":[],"stoppedAt":"remember the goal","why":"addInfo has no \"conversion\"",)"
-      R"("isProblem":false},"badge":{"results":[],"stoppedAt":"hear of a badge",)"
-      R"("why":"only what the application sets as its badge is stored","isProblem":false},"raised":null}],)"
-      R"("findings":[{"code":"link-scheme-undeclared","place":{"line":1,"column":12,"path":"$.addInfo",)"
-      R"("inText":{"path":"$.actionButton[0].clickAction","line":1,"column":73}},)"
-      R"("text":"\"shop://x\" needs the scheme \"shop\", which the application does not declare and nothing else )"
-      R"(installed opens",)"
-      R"("remedy":"if the application does declare it, say --scheme shop; else declare it there, or use https"}]})");
+  const std::string addInfo =
+      R"({"pellionPnID": 41, "actionButton": [{"action": "later", "clickAction": "shop://x"}]})";
+  const std::string payload = compactJSON(Value::dictionary({{"addInfo", addInfo}}));
+  EXPECT_EQ(compactJSON(jsonOf(explain("p", payload, {.action = "later"}))),
+            compactJSON(test::caseJSON("pellion/cases/explanation.json")));
 }
 
 TEST(Explain, RefusesWhatIsNoPayload) {

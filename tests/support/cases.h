@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -43,6 +44,14 @@ inline std::vector<std::string> textsAt(const platform::Value& row, const char* 
   std::vector<std::string> texts;
   for (const platform::Value& text : at(row, key).asList(key)) texts.emplace_back(text.asString(key));
   return texts;
+}
+
+/// A text with every run of white space as one space, for cases that do not care how it is laid out.
+inline std::string singleSpaced(const std::string& text) {
+  std::istringstream words(text);
+  std::string spaced;
+  for (std::string word; words >> word;) spaced += (spaced.empty() ? "" : " ") + word;
+  return spaced;
 }
 
 }  // namespace test
