@@ -8,8 +8,8 @@
 #include <fstream>
 
 #include "platform/property_list.h"
+#include "tests/support/cases.h"
 #include "tests/support/raised.h"
-#include "tests/support/temporary_directory.h"
 #include "tests/support/test_process.h"
 
 namespace {
@@ -101,55 +101,21 @@ TEST(PropertyList, ReadsNumbersInEveryFormThatXMLHas) {
 }
 
 TEST(PropertyList, SaysWhereXMLIsBroken) {
-  const std::pair<std::string, std::string_view> cases[] = {
-      {"", "file:1: no property list, neither XML nor binary"},
-      {"{ a = b; }", "file:1: no property list, neither XML nor binary"},
-      {"<dict/>\n<dict/>", "file:2: <dict> after the end of the property list"},
-      {"<dict/></plist>", "file:1: </plist> closes what is not open"},
-      {"<key>a</key>", "file:1: <key> where a value is expected"},
-      {document(""), "file:5: <plist> holds no value"},
-      {document("<dict><key/><true/></dict>"), "file:4: an empty key is written <key></key>"},
-      {document("<dict>\n<key>a</key></dict>"), "file:5: the last <key> has no value"},
-      {document("<dict><string>a</string></dict>"), "file:4: <string> where a <key> is expected"},
-      {document("<dict><key>a</key><key>b</key></dict>"), "file:4: <key> where a value is expected"},
-      {document("<array>\n<string>a</array>"), "file:5: </array> closes <string>"},
-      {document("<array>\nstray</array>"), "file:5: text outside <string>, <key> and the like"},
-      {document("<string>a<true/></string>"), "file:4: <true> inside <string>"},
-      {document("<foo/>"), "file:4: <foo> is no element of a property list"},
-      {document("<dict/><dict/>"), "file:4: <dict> after the one value of <plist>"},
-      {document("<dict/>") + "<plist/>", "file:6: <plist> after the end of the property list"},
-      {"<plist>\n<array>", "file:2: <array> is never closed"},
-      {"<plist>\n<!-- ", "file:2: a comment is never closed"},
-      {"<!DOCTYPE plist [<!ENTITY a \"b\">]>", "file:1: a document type with declarations of its own is not read"},
-      {document("<string>&unknown;</string>"), "file: not understood as a property list"},
-      {document("<dict><key>a</key><array><string>\xFF</string></array></dict>"),
-       "file: key path a.0: a string is broken Unicode text"},
-      {document("<dict><key>a\nb</key><string>\xFF</string></dict>"),
-       "file: key path a\\u000ab: a string is broken Unicode text"},
-  };
-  for (const auto& [text, error] : cases) EXPECT_EQ(parsingError(text), error) << text;
-  const struct {
-    std::string element, expected;
-    std::vector<std::string> contents;
-  } scalars[] = {
-      {"integer",
-       "an integer of 64 bits, decimal or 0x and hexadecimal",
-       {"", "abc", "+-1", "- 1", "0x", "0x-1", "1f", "1.5", "18446744073709551616", "-9223372036854775809",
-        "0x10000000000000000"}},
-      {"real", "a number, nan or infinity", {"", "1.5x", "+-1", "nan(1)", "infinite", "1e999"}},
-      {"date",
-       "a date such as 2026-01-31T12:00:00Z",
-       {"x", "2026-02-29T12:00:00Z", "2026-13-01T12:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T12:60:00Z",
-        "2026-01-01T12:00:60Z"}},
-      {"data", "Base64 text, padded", {"!", "a", "a===", "ab=c"}},
-      {"true", "to be empty", {"x"}},
-  };
-  for (const auto& [element, expected, contents] : scalars) {
-    for (const std::string& content : contents) {
+  const Value cases = test::caseJSON("host/cases/broken_property_lists.json");
+  for (const Value& row : test::elements(test::at(cases, "documents"))) {
+    const std::string text = row.find("text") ? test::textAt(row, "text") : document(test::textAt(row, "content"));
+    EXPECT_EQ(parsingError(text), test::textAt(row, "error")) << text;
+  }
+  for (const Value& row : test::elements(test::at(cases, "scalars"))) {
+    const std::string element = test::textAt(row, "element");
+    for (const std::string& content : test::textsAt(row, "contents")) {
       const std::string text = document("<array>\n<" + element + ">" + content + "</" + element + "></array>");
-      EXPECT_EQ(parsingError(text), "file:5: <" + element + "> holds \"" + content + "\", expected " + expected);
+      EXPECT_EQ(parsingError(text),
+                "file:5: <" + element + "> holds \"" + content + "\", expected " + test::textAt(row, "expected"));
     }
   }
+  EXPECT_EQ(parsingError(document("<dict><key>a\nb</key><array><string>\xFF</string></array></dict>")),
+            "file: key path a\\u000ab.0: a string is broken Unicode text");
   std::string deep;
   for (int i = 0; i != 1'000'000; ++i) deep += "<array>";
   for (const char* root : {"<plist>", ""}) {

@@ -231,30 +231,10 @@ TEST_F(Engagement, KeptAResponseThatMatchesNoButtonRaisesAfterTheGoalIsStored) {
 }
 
 TEST_F(Engagement, KeptAValueOfTheWrongKindRaises) {
-  const std::vector<std::pair<Value, std::string>> cases{
-      {json(R"({"addInfo":{"pellionPnID":12}})"), "-[__NSDictionaryI dataUsingEncoding:]"},
-      {json(R"({"addInfo":null})"), "-[NSNull dataUsingEncoding:]"},
-      {payload("[1]"), "-[__NSArrayI objectForKey:]"},
-      {json("[1]"), "-[__NSArrayI objectForKey:]"},
-      {"text", "-[__NSCFString count]"},
-      {payload(R"({"pellionPnID":null})"), "-[NSNull integerValue]"},
-      {payload(R"({"pellionPnID":[1]})"), "-[__NSArrayI integerValue]"},
-      {payload(R"({"pellionPnID":1,"conversion":null})"), "-[NSNull objectForKey:]"},
-      {payload(R"({"pellionPnID":1,"conversion":"x"})"), "-[__NSCFString objectForKey:]"},
-      {payload(R"({"pellionPnID":1,"conversion":{"event":1}})"), "-[__NSCFNumber lowercaseString]"},
-      {payload(R"({"pellionPnID":1,"conversion":{"group":true}})"), "-[__NSCFBoolean lowercaseString]"},
-      {payload(R"({"pellionPnID":1,"clickAction":7})"), "-[__NSCFNumber length]"},
-  };
-  for (const auto& [notification, expected] : cases) {
-    const std::string reason = raised([&] { phone_.respond(notification, tap); });
-    EXPECT_THAT(reason, HasSubstr(expected + ": unrecognized selector sent to instance 0x"));
-  }
-  for (const auto& [button, expected] : {std::pair{"[7]", "-[__NSCFNumber objectForKey:]"},
-                                         {R"([{"action":7}])", "-[__NSCFNumber isEqualToString:]"},
-                                         {R"({"action":"reply"})", "-[__NSCFString objectForKey:]"},
-                                         {"null", "-[NSNull countByEnumeratingWithState:objects:count:]"}}) {
-    const Value notification = payload(R"({"pellionPnID":1,"actionButton":)" + std::string(button) + "}");
-    EXPECT_THAT(raised([&] { phone_.respond(notification, "reply"); }), HasSubstr(expected));
+  for (const Value& row : test::caseRows("messaging/cases/wrong_kinds.json")) {
+    EXPECT_THAT(raised([&] { phone_.respond(test::payloadOf(row), test::actionOf(row)); }),
+                HasSubstr(test::textAt(row, "raises") + ": unrecognized selector sent to instance 0x"))
+        << row.description();
   }
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
 }
