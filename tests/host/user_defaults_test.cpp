@@ -9,7 +9,6 @@
 
 #include <cmath>
 #include <csignal>
-#include <fstream>
 
 #include "platform/core_library.h"
 #include "tests/support/raised.h"
@@ -38,7 +37,6 @@ class SharedStore : public Test {
     for (const Value& details : phone_.take("failed")) texts.emplace_back(details.find("problem")->text());
     return texts;
   }
-  std::filesystem::path file() { return phone_->appGroups() / "group.sqlite"; }
 
   /// Runs `work` with the store in a child of this program, which has no threads yet, and gives its wait status.
   template <class Work>
@@ -123,16 +121,6 @@ TEST_F(SharedStore, showsWhatAnotherProcessStoredAndKeepsItWhenThatOneIsKilled) 
             }),
             SIGKILL);
   EXPECT_EQ(get(), written);
-}
-
-TEST_F(SharedStore, saysWhyItCannotUseAFileAndLeavesItAlone) {
-  const std::string garbage(4096, 'g');
-  std::ofstream(file()) << garbage;
-  EXPECT_EQ(get(), std::nullopt);
-  set("x");
-  EXPECT_THAT(problems(), AllOf(SizeIs(2), Each(HasSubstr(file().string()))));
-  std::ifstream stream(file());
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), garbage);
 }
 
 }  // namespace

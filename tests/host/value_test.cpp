@@ -9,6 +9,7 @@
 
 #include "host/value_storage.h"
 #include "platform/class_face.h"
+#include "tests/support/cases.h"
 #include "tests/support/raised.h"
 #include "tests/support/test_process.h"
 
@@ -97,31 +98,7 @@ TEST(Value, PrintsContainersAsThePlatformLaysThemOut) {
       {7, "bare7"},
       {"b", Value::list({Value::list({"x"}), Value::list({})})},
   });
-  EXPECT_EQ(value.description(), R"({
-    7 = bare7;
-    aps =     {
-        "a b" = "say \"\\\n";
-        alert = "Gr\U00fc\U00dfe \Ud83d\Ude00";
-        none =         {
-        };
-    };
-    b =     (
-                (
-            x
-        ),
-                (
-        )
-    );
-    n =     (
-        "-3",
-        "1.5",
-        3,
-        1,
-        "<null>",
-        {length = 1, bytes = 0x00},
-        ""
-    );
-})");
+  EXPECT_EQ(value.description() + "\n", test::caseText("host/cases/description.txt"));
 }
 
 TEST(Value, RepeatedKeyKeepsItsFirstPlaceAndItsLastValueAndEveryKeyIsFound) {

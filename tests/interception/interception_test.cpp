@@ -159,22 +159,6 @@ TEST_F(Interception, FollowsTheCentersDelegateThroughEveryChange) {
   EXPECT_EQ(class_getMethodImplementation(first, sel(willPresent)), own) << "put back";
 }
 
-TEST_F(Interception, RecordsBeforeTheDelegateHearsAndLeavesItsHandlerAlone) {
-  const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
-  PLMessaging::startService();
-  setCenterDelegate(delegate.get());
-  for (const Value& userInfo : {foreign, ours}) {
-    present(userInfo);
-    tap(userInfo);
-  }
-  EXPECT_THAT(takeStatuses(), ElementsAre(4, 5));
-  EXPECT_THAT(takeCalls(), ElementsAre("A present after (null)", "A response after (null)", "A present after 7",
-                                       "A response after g_e"));
-  const std::vector<Value> presented = phone_.take("presents");
-  ASSERT_THAT(presented, SizeIs(2));
-  EXPECT_EQ(*presented[0].find("options"), Value(16)) << "a banner";
-}
-
 id get(id object, const char* property) { return platform::send<id()>(object, sel(property)); }
 
 /// A class whose instances give what objects of the platform would, and are none.

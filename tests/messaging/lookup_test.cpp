@@ -10,23 +10,14 @@ using test::json;
 
 TEST(DeepSearch, isPreOrderAndSkipsListsInsideLists) {
   test::MessagingPhone phone;
-  const std::vector<std::tuple<std::string, std::string, std::optional<Value>>> cases{
-      {"addInfo", R"({"aps":{"alert":"x"},"addInfo":"text"})", "text"},
-      {"alert", R"({"aps":{"alert":"x"},"addInfo":"text"})", "x"},
-      {"k", R"({"a":[[{"k":1}]],"b":{"k":2}})", 2},
-      {"k", R"({"a":[{"x":1},{"k":3}]})", 3},
-      {"k", R"({"a":{"b":{"k":1}},"k":2})", 1},
-      {"k", R"({"k":{"k":1}})", json(R"({"k":1})")},
-      {"k", R"({"a":[{"b":[{"k":1}]}],"k":2})", 1},
-      {"k", R"({"k":null})", nullptr},
-      {"k", R"({"a":[[]],"b":{},"c":"k"})", std::nullopt},
-  };
   phone.run([&] {
     const PLMessaging& messaging = PLMessaging::shared();
-    for (const auto& [key, tree, expected] : cases) {
-      const Value dictionary = json(tree);
-      const Value* found = messaging.findValueForKey(key, &dictionary);
-      EXPECT_EQ(found != nullptr ? std::optional(*found) : std::nullopt, expected) << tree;
+    for (const Value& row : test::caseRows("messaging/cases/searches.json")) {
+      const Value* const found = messaging.findValueForKey(test::textAt(row, "key"), &test::at(row, "tree"));
+      const Value* const expected = row.find("finds");
+      EXPECT_EQ(found != nullptr ? std::optional(*found) : std::nullopt,
+                expected != nullptr ? std::optional(*expected) : std::nullopt)
+          << row.description();
     }
     EXPECT_EQ(messaging.findValueForKey("k", nullptr), nullptr);
     for (const auto& [searched, expected] :
