@@ -74,9 +74,6 @@ TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
   } rows[] = {
       {request("not a URL"), -1002, "unsupported URL"},
       {request("relative/path"), -1002, "unsupported URL"},
-      {request("ftp://127.0.0.1/"), -1002, "unsupported URL"},
-      {request("http:///127.0.0.1/"), -1002, "unsupported URL"},
-      {request("http:/127.0.0.1/"), -1002, "unsupported URL"},
       {request("http://127.0.0.1:99999/"), -1000, "bad URL"},
       {request("HTTP://128.0.0.1/"), -1022, insecure},
       {request("http://127.0.0.1.example.com/"), -1022, insecure},
@@ -120,32 +117,23 @@ TEST_F(URLSessionTest, NamesWhatWentWrongOnTheWay) {
   std::string interim, fields;
   for (int i = 0; i < 20'000; ++i) interim += "HTTP/1.1 103 Early Hints\r\n\r\n";
   for (int i = 0; i < 1'000; ++i) fields += "X" + std::to_string(i) + ": " + std::string(1'000, 'x') + "\r\n";
-  const auto lengths = [](const std::string& two) {
-    return LoopbackServer::Reply{"HTTP/1.1 200 OK\r\nContent-Length: " + two + "\r\n\r\n{}", Then::hold};
-  };
   const struct {
     LoopbackServer::Reply reply;
     int code;
     std::string text;
     bool hasResponse;
   } rows[] = {
-      {{"HTTP/1.1 200 OK\r\nContent-Le", Then::close}, -1005, lost, false},
-      {{"HTTP/1.1 103 Early Hints\r\n\r\n", Then::close}, -1005, lost, false},
       {{"HTTP/1.1 101 Switching Protocols\r\nUpgrade: x\r\n\r\n", Then::hold}, -1017, parse, false},
       {{"HTTP/2 1200 OK\r\n\r\n", Then::close}, -1017, parse, false},
-      {lengths("2\r\nContent-Length: 4"), -1017, parse, false},
-      {lengths("2, 4"), -1017, parse, false},
-      {lengths("99999999999999999999"), -1017, parse, false},
+      {{"HTTP/1.1 200 OK\r\nContent-Length: 2, 4\r\n\r\n{}", Then::hold}, -1017, parse, false},
       {{interim, Then::hold}, -1103, tooLong, false},
       {{"HTTP/1.1 200 OK\r\n" + fields, Then::hold}, -1103, tooLong, false},
-      {{"HTTP/1.1 200 OK\r\nX: " + std::string(1'000'000, 'x'), Then::hold}, -1103, tooLong, false},
       {{"", Then::close}, -1005, lost, false},
       {{"", Then::reset}, -1005, lost, false},
       {{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::close}, -1005, lost, true},
       {{"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n4\r\nhalf\r\n", Then::close}, -1005, lost, true},
       {{"", Then::hold}, -1001, "The request timed out.", false},
       {{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf", Then::hold}, -1001, "The request timed out.", true},
-      {{"SMTP ready\r\n\r\n", Then::close}, -1017, parse, false},
       {{LoopbackServer::answer("200 OK", "no gzip", gzipField)}, -1015, raw, true},
       {{LoopbackServer::answer("200 OK", gzip("some text").substr(0, 12), gzipField)}, -1015, raw, true},
   };

@@ -53,27 +53,12 @@ TEST(URL, IsEncodedOutsideTheGrammarForApplicationsLinkedSince17Alone) {
 }
 
 TEST(URLComponents, SayWhereAURLLeads) {
-  const struct {
-    std::string_view text;
-    std::optional<std::string> scheme, host;
-    std::optional<std::uint16_t> port;
-  } cases[] = {
-      {"HTTPS://User:pw@Host.Example:8443/A/b?c=D#e", "https", "host.example", 8443},
-      {"http://h", "http", "h", std::nullopt},
-      {"http://h?a@b:7", "http", "h", std::nullopt},
-      {"http://[2001:DB8::1]:80/x", "http", "2001:db8::1", 80},
-      {"http://h:/", "http", "h", std::nullopt},
-      {"http:///x", "http", "", std::nullopt},
-      {"mailto:a@b", "mailto", std::nullopt, std::nullopt},
-      {"//h/p", std::nullopt, "h", std::nullopt},
-      {"a/b:c", std::nullopt, std::nullopt, std::nullopt},
-  };
-  for (const auto& expected : cases) {
-    const auto components = parseURLComponents(expected.text);
-    ASSERT_TRUE(components) << expected.text;
-    EXPECT_EQ(components->scheme, expected.scheme) << expected.text;
-    EXPECT_EQ(components->host, expected.host) << expected.text;
-    EXPECT_EQ(components->port, expected.port) << expected.text;
+  for (const Value& row : test::caseRows("host/cases/url_components.json")) {
+    const auto components = parseURLComponents(test::textAt(row, "url"));
+    ASSERT_TRUE(components) << row.description();
+    EXPECT_EQ(components->scheme, test::at(row, "scheme").ifString()) << row.description();
+    EXPECT_EQ(components->host, test::at(row, "host").ifString()) << row.description();
+    EXPECT_EQ(components->port ? Value(*components->port) : Value(), test::at(row, "port")) << row.description();
   }
   EXPECT_FALSE(parseURLComponents("http://h:65536/"));
   EXPECT_FALSE(parseURLComponents("http://h h/"));

@@ -28,7 +28,7 @@ TEST(RequestExpectation, WantsOfABodyWhatIsNamed) {
   const Value& json = test::at(cases, "body");
   const DecodedBody body{.steps = {{"JWT, HS256, signature verified"}}, .content = compactJSON(json), .json = json};
   for (const Value& row : test::elements(test::at(cases, "cases"))) {
-    EXPECT_EQ(mismatchesOf(test::at(row, "wanted"), body), test::textsAt(row, "mismatches"));
+    EXPECT_EQ(mismatchesOf(test::at(row, "wanted"), body), test::textsAt(row, "mismatches")) << compactJSON(row);
   }
   const Value empty = Value::dictionary({});
   DecodedBody unsignedBody = body;

@@ -8,7 +8,8 @@
 #include "platform/json_serialization.h"
 #include "tests/support/temporary_directory.h"
 
-// Cases that are data stand in files beside the tests: texts, and JSON, where each row has its name as "case".
+// Cases that are data stand in files beside the tests: texts, and JSON, where "case" names a row that does not speak
+// for itself.
 
 namespace test {
 
@@ -26,9 +27,10 @@ inline platform::Value caseJSON(const std::string& file) {
   if (!value) throw std::runtime_error("tests/" + file + ": " + error.description());
   return *value;
 }
-/// The elements of a list, the texts among its elements, an entry.
+/// The elements of a list, of which there must be one at least, lest a test passes for want of cases.
 inline std::vector<platform::Value> elements(const platform::Value& list) {
   const auto found = list.asList("elements");
+  if (found.empty()) throw std::runtime_error("a list of cases is empty");
   return {found.begin(), found.end()};
 }
 inline std::vector<platform::Value> caseRows(const std::string& file) { return elements(caseJSON(file)); }
