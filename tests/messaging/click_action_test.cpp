@@ -4,7 +4,7 @@
 
 #include "messaging/PLNotificationHandler.h"
 #include "platform/exception.h"
-#include "tests/messaging/messaging_phone.h"
+#include "tests/messaging/notification_cases.h"
 
 namespace {
 

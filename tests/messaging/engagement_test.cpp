@@ -5,7 +5,7 @@
 #include "platform/notification_center.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
-#include "tests/messaging/messaging_phone.h"
+#include "tests/messaging/notification_cases.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/messaging/messaging_phone.h"
+#include "tests/support/cases.h"
 #include "tests/support/raised.h"
 
 namespace {

@@ -8,8 +8,6 @@
 
 #include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
-#include "platform/user_notifications.h"
-#include "tests/support/cases.h"
 #include "tests/support/recording_phone.h"
 
 namespace test {
@@ -17,18 +15,6 @@ namespace test {
 /// A payload that carries `addInfo` as text.
 inline platform::Value payload(std::string_view addInfo) {
   return platform::Value::dictionary({{"aps", json(R"({"alert":"Hello"})")}, {"addInfo", addInfo}});
-}
-
-// Cases describe a notification and what the user does with it as scenarios do.
-inline platform::Value payloadOf(const platform::Value& notification) {
-  const platform::Value* const addInfo = notification.find("addInfo");
-  if (addInfo == nullptr) return at(notification, "payload");
-  return platform::Value::dictionary({{"addInfo", textOf(platform::JSONSerialization::dataWithJSONObject(*addInfo))}});
-}
-inline std::string actionOf(const platform::Value& response) {
-  const std::string with = textAt(response, "with");
-  if (with == "tap") return platform::UNNotificationDefaultActionIdentifier;
-  return with == "dismiss" ? platform::UNNotificationDismissActionIdentifier : with;
 }
 
 /// A phone whose requests are accepted without a network; what they carry is kept.
