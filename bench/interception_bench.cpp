@@ -9,6 +9,7 @@
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "bench/allocations.h"
 #include "bench/quiet_phone.h"
+#include "host/runtime_functions.h"
 #include "host/system_events.h"
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
@@ -96,7 +97,7 @@ void presentForeign(benchmark::State& state, bool isIntercepted) {
   if (isIntercepted) PLMessaging::startService();
   const bool isReplaced =
       class_getMethodImplementation(platform::classOf<CenterDelegate>(), sel_registerName(willPresent)) ==
-      platform::implementationOf(&PLSwizzleWillPresentNotificationWithHandler);
+      host::implementationOf(&PLSwizzleWillPresentNotificationWithHandler);
   if (isReplaced != isIntercepted) state.SkipWithError("the delegate's class is not as this case wants it");
   const Strong notification = host::makeNotification(
       Value::dictionary({{"aps", Value::dictionary({{"alert", "Somebody else's"}})}, {"thread", "news"}}));

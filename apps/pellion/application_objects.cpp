@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/process.h"
+#include "host/runtime_functions.h"
 #include "host/system_events.h"
 #include "host/user_notifications.h"
 #include "messaging/PLMessaging.h"
@@ -95,7 +96,7 @@ void isAsked(id self, SEL /*selector*/, id /*sender*/, id /*news*/, BlockPtr<voi
 
 template <class F>
 void addMethod(Class cls, Callback callback, F function) {
-  class_addMethod(cls, sel_registerName(kindOf(callback).selector), platform::implementationOf(function),
+  class_addMethod(cls, sel_registerName(kindOf(callback).selector), host::implementationOf(function),
                   platform::encodingOfFunction(function));
 }
 
@@ -116,8 +117,8 @@ void addMethod(Class cls, Callback callback) {
 Strong ApplicationObjects::object(const std::string& name) {
   Strong& object = objects_[name];
   if (object) return object;
-  object = Strong::adopt(class_createInstance(classOf(name), 0));
-  new (&platform::objectState<ApplicationObject>(object.get())) ApplicationObject(name);
+  object =
+      platform::makeObjectOfClass<ApplicationObject>(classOf(name), &platform::deallocState<ApplicationObject>, name);
   return object;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/process.h"
+#include "host/runtime_functions.h"
 #include "host/ui_application.h"
 #include "host/user_notifications.h"
 #include "pellion/scenario_run.h"
@@ -59,7 +60,7 @@ IMP passingOn(std::size_t place) {
     return std::array{&passOn<callback, places, A...>...};
   }
   (std::make_index_sequence<mostKits>());
-  return platform::implementationOf(functions.at(place));
+  return host::implementationOf(functions.at(place));
 }
 
 IMP implementation(Callback callback, std::size_t place) {

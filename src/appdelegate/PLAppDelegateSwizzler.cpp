@@ -10,6 +10,7 @@
 #include "appdelegate/donor_methods.h"
 #include "platform/block.h"
 #include "platform/dispatch.h"
+#include "platform/send.h"
 #include "platform/ui_application.h"
 
 namespace {
@@ -45,7 +46,7 @@ void forward(id self, SEL /*donor*/, id application, id argument) {
   const IMP own = ownImplementation(target, self);
   const auto call = [&](id interceptor) { callInterceptor(interceptor, target, application, argument); };
   PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(target, std::ref(call));
-  if (own != nullptr) reinterpret_cast<void (*)(id, SEL, id, id)>(own)(self, target, application, argument);
+  if (own != nullptr) platform::callImplementation<void(id, id)>(own, self, target, application, argument);
 }
 
 /// New data anywhere wins, then no data; failure only when every participant failed, or nobody took part.
@@ -80,7 +81,7 @@ void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, Fe
   PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(target, std::ref(call));
   if (own != nullptr) {
     group.enter();
-    reinterpret_cast<void (*)(id, SEL, id, id, FetchHandler)>(own)(self, target, application, userInfo, collect);
+    platform::callImplementation<void(id, id, FetchHandler)>(own, self, target, application, userInfo, collect);
   }
   group.notifyOnMainQueue([results, completion = platform::Block<void(UIBackgroundFetchResult)>(handler)] {
     completion(merged(*results));

@@ -3,6 +3,7 @@
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/interceptor_registry.h"
 #include "platform/log.h"
+#include "platform/object_messages.h"
 
 std::optional<std::string> PLAppDelegateSwizzler::registerAppDelegateInterceptor(id interceptor) {
   constexpr const char* method = "+[PLAppDelegateSwizzler registerAppDelegateInterceptor:]";
@@ -10,8 +11,7 @@ std::optional<std::string> PLAppDelegateSwizzler::registerAppDelegateInterceptor
     PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot add nil interceptor.");
     return std::nullopt;
   }
-  if (!platform::send<bool(Protocol*)>(interceptor, sel_registerName("conformsToProtocol:"),
-                                       objc_getProtocol("UIApplicationDelegate"))) {
+  if (!platform::conformsToProtocol(interceptor, objc_getProtocol("UIApplicationDelegate"))) {
     PL_LOG(platform::pellionWarning, method, "AppDelegateProxy interceptor does not conform to UIApplicationDelegate");
     return std::nullopt;
   }
@@ -45,13 +45,12 @@ InterceptorRegistry& PLAppDelegateSwizzler::interceptors() { return platform::Pr
 
 void PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(SEL selector,
                                                                  const std::function<void(id interceptor)>& callback) {
-  static const SEL responds = sel_registerName("respondsToSelector:");
   if (!callback) return;
   InterceptorRegistry& registry = interceptors();
   const auto entries = registry.entries();
   for (const InterceptorRegistry::Entry& entry : *entries) {
     if (const platform::Strong interceptor = entry.interceptor()) {
-      if (platform::send<bool(SEL)>(interceptor.get(), responds, selector)) callback(interceptor.get());
+      if (platform::respondsToSelector(interceptor.get(), selector)) callback(interceptor.get());
     } else if (registry.holds(entry)) {  // not removed, nor registered anew, since the walk began
       PL_LOG(platform::warning, "+[PLAppDelegateSwizzler broadcastToInterceptorsUsingSelector:callback:]_block_invoke",
              "AppDelegateProxy cannot find interceptor with ID %@. Removing the interceptor.", entry.interceptorID);

@@ -9,6 +9,7 @@
 #include "appdelegate/proxied_app_delegate.h"
 #include "platform/exception.h"
 #include "platform/log.h"
+#include "platform/object_messages.h"
 #include "platform/uuid.h"
 
 namespace {
@@ -29,11 +30,7 @@ void attachRecords(id delegate, Class original) {
                            OBJC_ASSOCIATION_RETAIN_NONATOMIC);
 }
 
-Class classOf(id object) { return platform::send<Class()>(object, sel_registerName("class")); }
-
-Strong applicationDelegate() {
-  return platform::send<id()>(PLAppDelegateSwizzler::sharedApplication(), sel_registerName("delegate"));
-}
+Strong applicationDelegate() { return platform::property(PLAppDelegateSwizzler::sharedApplication(), "delegate"); }
 
 }  // namespace
 
@@ -51,8 +48,7 @@ void PLAppDelegateSwizzler::proxyOrigDelegate() {
 void PLAppDelegateSwizzler::proxyAppDelegate(id delegate) {
   constexpr const char* method = "+[PLAppDelegateSwizzler proxyAppDelegate:]";
   // A nil delegate conforms to nothing, so it is reported here too.
-  if (!platform::send<bool(Protocol*)>(delegate, sel_registerName("conformsToProtocol:"),
-                                       objc_getProtocol("UIApplicationDelegate"))) {
+  if (!platform::conformsToProtocol(delegate, objc_getProtocol("UIApplicationDelegate"))) {
     PL_LOG(platform::verbose, method, "App Delegate does not conform to UIApplicationDelegate protocol.");
     return;
   }
@@ -66,7 +62,7 @@ void PLAppDelegateSwizzler::proxyAppDelegate(id delegate) {
   }
   try {
     ProxiedAppDelegate& proxied = ProxiedAppDelegate::shared();
-    proxied.aOriginalAppDelegateClass = classOf(delegate);
+    proxied.aOriginalAppDelegateClass = platform::classOf(delegate);
     proxied.aAppDelegateSubclass = createSubclassWithObject(delegate);
     reconfigureAppDelegate();
   } catch (const platform::Exception&) {
@@ -76,7 +72,7 @@ void PLAppDelegateSwizzler::proxyAppDelegate(id delegate) {
 
 Class PLAppDelegateSwizzler::createSubclassWithObject(id delegate) {
   constexpr const char* method = "+[PLAppDelegateSwizzler createSubclassWithObject:]";
-  const Class original = classOf(delegate);
+  const Class original = platform::classOf(delegate);
   const std::string originalName = class_getName(original);
   const std::string name = platform::format("%@-%@", {"PLX_" + originalName, platform::makeUUIDString()});
   if (objc_getClass(name.c_str()) != nullptr) {
@@ -170,7 +166,7 @@ std::optional<IMP> PLAppDelegateSwizzler::fetchOriginalSelectorImplementation(SE
 
 id PLAppDelegateSwizzler::sharedApplication() {
   const id application = platform::classObject(objc_getClass("UIApplication"));
-  const SEL selector = sel_registerName("sharedApplication");
-  const bool isThere = platform::send<bool(SEL)>(application, sel_registerName("respondsToSelector:"), selector);
-  return isThere ? platform::send<id()>(application, selector) : nullptr;
+  constexpr const char* getter = "sharedApplication";
+  const bool isThere = platform::respondsToSelector(application, sel_registerName(getter));
+  return isThere ? platform::property(application, getter) : nullptr;
 }

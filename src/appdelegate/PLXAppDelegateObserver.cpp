@@ -13,11 +13,6 @@ constexpr const char* delegateKey = "delegate";
 
 using platform::Value;
 
-std::optional<Value> valueUnder(const char* key, const std::optional<Value>& change) {
-  const Value* value = change ? change->find(key) : nullptr;
-  return value != nullptr ? std::optional(*value) : std::nullopt;
-}
-
 /// `isEqual:` as asked of what may be nil, which is equal to nothing.
 bool isEqual(const std::optional<Value>& object, const std::optional<Value>& other) {
   return object && object == other;
@@ -30,7 +25,7 @@ PLXAppDelegateObserver& PLXAppDelegateObserver::sharedInstance() {
 }
 
 void PLXAppDelegateObserver::defineClass(platform::ClassFace<PLXAppDelegateObserver>& face) {
-  face.method<&PLXAppDelegateObserver::observeValueForKeyPath>("observeValueForKeyPath:ofObject:change:context:");
+  face.method<&PLXAppDelegateObserver::observeValueForKeyPath>(platform::observeValueForKeyPathSelector);
 }
 
 void PLXAppDelegateObserver::observeUIApplication() {
@@ -42,9 +37,8 @@ void PLXAppDelegateObserver::observeUIApplication() {
 
 void PLXAppDelegateObserver::observeValueForKeyPath(id keyPath, id /*object*/, id change, void* /*context*/) {
   if (platform::unboxed(keyPath) != Value(delegateKey)) return;
-  const std::optional<Value> changes = platform::unboxed(change);
-  const std::optional<Value> oldValue = valueUnder(platform::NSKeyValueChangeOldKey, changes);
-  if (isEqual(valueUnder(platform::NSKeyValueChangeNewKey, changes), oldValue)) return;
+  const std::optional<Value> oldValue = platform::changedValue(change, platform::NSKeyValueChangeOldKey);
+  if (isEqual(platform::changedValue(change, platform::NSKeyValueChangeNewKey), oldValue)) return;
   platform::Strong& proxied = ProxiedAppDelegate::shared().aOriginalAppDelegate;
   if (!isEqual(oldValue, platform::unboxed(proxied.get()))) return;
   proxied = {};

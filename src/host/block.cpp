@@ -54,4 +54,8 @@ IMP blockInvoke(id block) {
 
 void* blockState(id block) { return &layoutOf(block) + 1; }
 
+id blockCopy(id block) { return objc_retain(block); }  // all are made on the heap
+
+void blockRelease(id block) { objc_release(block); }
+
 }  // namespace platform

@@ -1,4 +1,5 @@
 #include "platform/key_value_observing.h"
+#include "host/runtime_functions.h"
 
 #include <algorithm>
 #include <map>
@@ -114,7 +115,7 @@ void notifyingSetter(id self, SEL setter, T value) {
 
 template <class T>
 IMP notifyingSetterIf(char letter) {
-  return letter == *platform::encodingOf<T>() ? platform::implementationOf(&notifyingSetter<T>) : nullptr;
+  return letter == *platform::encodingOf<T>() ? host::implementationOf(&notifyingSetter<T>) : nullptr;
 }
 template <class... T>
 IMP notifyingSetterAmong(char letter) {
@@ -138,7 +139,7 @@ class NotifyingClasses {
     if (made == nullptr) return nullptr;
     made->notifiesObservers = true;
     constexpr auto apparent = +[](id self, SEL) { return apparentClassOf(self); };
-    class_addMethod(made, sel_registerName("class"), platform::implementationOf(apparent),
+    class_addMethod(made, sel_registerName("class"), host::implementationOf(apparent),
                     platform::encodingOfFunction(apparent));
     objc_registerClassPair(made);
     return cls = made;

@@ -22,7 +22,7 @@ struct Notification {
   static id nameOf(id self, SEL) { return platform::boxed(state(self).name); }
   static id objectOf(id self, SEL) { return state(self).object.get(); }
   static id userInfoOf(id self, SEL) { return state(self).userInfo.get(); }
-  static Notification& state(id self) { return platform::objectState<Notification>(self); }
+  static Notification& state(id self) { return variableOf<Notification>(self); }
 };
 
 struct Registration {
@@ -71,7 +71,7 @@ struct Center {
 
 void defineNotificationClass(Runtime& runtime) {
   runtime.notification = runtime.allocateClassPair(runtime.object, "NSNotification");
-  addState<Notification>(runtime.notification);
+  addVariable<Notification>(runtime.notification);
   platform::ClassFace<Notification>(runtime.notification)
       .method<Notification::nameOf>("name")
       .method<Notification::objectOf>("object")
@@ -105,7 +105,7 @@ void postNotificationName(std::string_view name, id object, id userInfo) {
     std::copy_if(center.registrations.begin(), center.registrations.end(), std::back_inserter(told),
                  [&](const auto& each) { return each->name == name; });
   }
-  const AutoreleasePool pool;
+  const platform::AutoreleasePool pool;
   const Strong notification = Strong::adopt(class_createInstance(host::Runtime::current().notification, 0));
   new (&host::Notification::state(notification.get())) host::Notification{std::string(name), object, userInfo};
   for (const auto& each : told) {

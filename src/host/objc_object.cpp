@@ -57,6 +57,11 @@ id class_createInstance(Class cls, std::size_t extraBytes) {
   return new (header + 1) objc_object{cls};
 }
 
+void* object_getIndexedIvars(id object) {
+  if (object == nullptr) return nullptr;
+  return reinterpret_cast<char*>(object) + object->isa.load(std::memory_order_relaxed)->instanceSize;
+}
+
 Class object_getClass(id object) { return object == nullptr ? nullptr : object->isa.load(std::memory_order_acquire); }
 
 Class object_setClass(id object, Class cls) {

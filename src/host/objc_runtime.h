@@ -21,6 +21,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/runtime_functions.h"
 #include "platform/objc.h"
 #include "platform/reference.h"
 #include "platform/value.h"

@@ -87,4 +87,6 @@ MethodCall methodForCall(id receiver, SEL selector, const char* types) {
   return host::resolveCall(receiver, selector, types);
 }
 
+SEL uniqueSelector(SEL selector) { return selector; }  // names are interned, so there is one
+
 }  // namespace platform

@@ -11,12 +11,12 @@ using platform::Value;
 
 const Value* heldValue(id object) {
   const Class cls = object_getClass(object);
-  return cls != nullptr && cls->boxesValue ? &platform::objectState<Value>(object) : nullptr;
+  return cls != nullptr && cls->boxesValue ? &variableOf<Value>(object) : nullptr;
 }
 
 id box(Class cls, const Value& value) {
   const id object = class_createInstance(cls, 0);
-  new (&platform::objectState<Value>(object)) Value(value);
+  new (&variableOf<Value>(object)) Value(value);
   return object;
 }
 
@@ -57,7 +57,7 @@ void defineBoxClasses(Runtime& runtime) {
     const Class cls = runtime.allocateClassPair(runtime.findRegisteredClass(superclass), name);
     if (kinds.size() > 0) {
       cls->boxesValue = true;
-      addState<Value>(cls);
+      addVariable<Value>(cls);
       platform::ClassFace<Box>(cls)
           .method<Box::isEqual>("isEqual:")
           .method<Box::hash>("hash")

@@ -71,7 +71,7 @@ void appendBytes(std::string& text, ByteView bytes) {
 
 std::string describeObject(id object) {
   static const SEL description = sel_registerName("description");
-  const AutoreleasePool pool;
+  const platform::AutoreleasePool pool;
   const std::optional<Value> text = unboxed(send<id()>(object, description));
   return text ? std::string(text->text()) : "(null)";
 }

@@ -6,33 +6,26 @@
 #include "interception/badge_hooks.h"
 #include "interception/platform_access.h"
 #include "messaging/PLMessaging.h"
+#include "platform/key_value_observing.h"
 #include "platform/log.h"
+#include "platform/object_messages.h"
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
 
-// The process ends without teardown: what the shared instance has replaced and observed goes with it.
-struct Proxy::Shared : platform::Singleton<Proxy> {
-  ~Shared() {
-    get().appDelegateMonitoringID_.reset();
-    get().swizzledMethodsByClass_.clear();
-    get().userNotificationCenter_ = {};
-  }
-};
-
-Proxy& Proxy::sharedInstance() { return platform::Process::shared<Shared>().get(); }
+Proxy& Proxy::sharedInstance() { return platform::Process::shared<platform::Singleton<Proxy>>().get(); }
 
 void Proxy::defineClass(platform::ClassFace<Proxy>& face) {
   face.conformsTo("UIApplicationDelegate")
       .classMethod<&Proxy::load>("load")
       .classMethod<&Proxy::canPerformMethodSwizzling>("canPerformMethodSwizzling")
-      .method<&Proxy::observeValueForKeyPath>("observeValueForKeyPath:ofObject:change:context:")
+      .method<&Proxy::observeValueForKeyPath>(platform::observeValueForKeyPathSelector)
       .method<&pellionSetApplicationIconBadgeNumber>("pellionSetApplicationIconBadgeNumber:")
       .method<&Proxy::didRegister>("application:didRegisterForRemoteNotificationsWithDeviceToken:")
       .method<&Proxy::didFailToRegister>("application:didFailToRegisterForRemoteNotificationsWithError:")
       .method<&Proxy::didReceiveRemoteNotification>("application:didReceiveRemoteNotification:fetchCompletionHandler:");
 }
 
-Proxy::~PLMessagingRemoteNotificationsProxy() {
+void Proxy::dealloc() {
   unswizzleAllMethods();
   origAppDelegateImps_.clear();
   detachUserNotificationCenterDelegateObserver();
@@ -57,12 +50,11 @@ void Proxy::performMethodSwizzlingIfPossible() {
 }
 
 void Proxy::didRegister(id /*application*/, id deviceToken) {
-  const std::optional<platform::Value> token = platform::unboxed(deviceToken);
-  PLMessaging::shared().setAPNSToken(token ? &*token : nullptr);
+  PLMessaging::shared().setAPNSToken(platform::orNull(platform::unboxed(deviceToken)));
 }
 
 void Proxy::didFailToRegister(id /*application*/, id error) {
-  const id description = platform::send<id()>(error, sel_registerName("localizedDescription"));
+  const id description = platform::property(error, "localizedDescription");
   PL_LOG(platform::pellionWarning,
          "-[PLMessagingRemoteNotificationsProxy application:didFailToRegisterForRemoteNotificationsWithError:]",
          "Error in application:didFailToRegisterForRemoteNotificationsWithError: %@", description);
@@ -70,7 +62,6 @@ void Proxy::didFailToRegister(id /*application*/, id error) {
 }
 
 void Proxy::didReceiveRemoteNotification(id /*application*/, id userInfo, FetchHandler handler) {
-  const std::optional<platform::Value> payload = platform::unboxed(userInfo);
-  PLMessaging::shared().updateLogMsgIds(payload ? &*payload : nullptr);
+  PLMessaging::shared().updateLogMsgIds(platform::orNull(platform::unboxed(userInfo)));
   platform::invoke(handler, platform::UIBackgroundFetchResultNoData);
 }

@@ -26,7 +26,7 @@ class PLMessagingRemoteNotificationsProxy {
   PLMessagingRemoteNotificationsProxy(const PLMessagingRemoteNotificationsProxy&) = delete;
   PLMessagingRemoteNotificationsProxy& operator=(const PLMessagingRemoteNotificationsProxy&) = delete;
   /// Undoes what was replaced and observed, as far as it is recorded. The shared instance is never deallocated.
-  ~PLMessagingRemoteNotificationsProxy();
+  void dealloc();
 
   /// The whole start, once. Not guarded against two threads.
   void performMethodSwizzlingIfPossible();
@@ -68,8 +68,6 @@ class PLMessagingRemoteNotificationsProxy {
   static void defineClass(platform::ClassFace<PLMessagingRemoteNotificationsProxy>& face);
 
  private:
-  struct Shared;
-
   void observeValueForKeyPath(id keyPath, id object, id change, void* context);
   void observedDelegate(id keyPath, id change);
 

@@ -7,6 +7,7 @@
 #include "platform/exception.h"
 #include "platform/key_value_observing.h"
 #include "platform/log.h"
+#include "platform/object_messages.h"
 #include "platform/value.h"
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
@@ -20,23 +21,19 @@ void* const UserNotificationObserverContext = const_cast<void**>(&UserNotificati
 
 Protocol* delegateProtocol() { return objc_getProtocol("UNUserNotificationCenterDelegate"); }
 
-bool conforms(id delegate) {
-  return platform::send<bool(Protocol*)>(delegate, sel_registerName("conformsToProtocol:"), delegateProtocol());
-}
+bool conforms(id delegate) { return platform::conformsToProtocol(delegate, delegateProtocol()); }
 
-Class classOf(id object) { return platform::send<Class()>(object, sel_registerName("class")); }
-
-/// An object in a change, where nil is the null object.
-id changedObject(const std::optional<platform::Value>& change, const char* key) {
-  const platform::Value* value = change ? change->find(key) : nullptr;
-  return value != nullptr ? value->ifObject() : nullptr;
+/// A delegate in a change, where nil is the null object.
+platform::Strong changedDelegate(id change, const char* key) {
+  const std::optional<platform::Value> value = platform::changedValue(change, key);
+  return value ? value->ifObject() : nullptr;
 }
 
 }  // namespace
 
 void Proxy::monitorUserNotificationCenterDelegateChanges(id center) {
   const Class centerClass = objc_getClass("UNUserNotificationCenter");
-  if (!platform::send<bool(Class)>(center, sel_registerName("isKindOfClass:"), centerClass)) return;
+  if (!platform::isKindOfClass(center, centerClass)) return;
   const platform::Strong delegate = PLPropertyNameForMessagingFromObject(center, delegateKey, nullptr);
   if (conforms(delegate.get())) swizzleDelegateForUserNotificationCenter(delegate.get());
   attachDelegateObserverToUserNotificationCenter(center);
@@ -77,20 +74,19 @@ void Proxy::detachUserNotificationCenterDelegateObserver() {
 
 void Proxy::observeValueForKeyPath(id keyPath, id object, id change, void* context) {
   if (context == UserNotificationObserverContext) return observedDelegate(keyPath, change);
-  const SEL selector = sel_registerName("observeValueForKeyPath:ofObject:change:context:");
+  const SEL selector = sel_registerName(platform::observeValueForKeyPathSelector);
   const IMP inherited = class_getMethodImplementation(class_getSuperclass(platform::classOf<Proxy>()), selector);
-  reinterpret_cast<void (*)(id, SEL, id, id, id, void*)>(inherited)(platform::objectOf(*this), selector, keyPath,
-                                                                    object, change, context);
+  platform::callImplementation<void(id, id, id, void*)>(inherited, platform::objectOf(*this), selector, keyPath, object,
+                                                        change, context);
 }
 
 void Proxy::observedDelegate(id keyPath, id change) {
   if (platform::unboxed(keyPath) != platform::Value(delegateKey)) return;
-  const std::optional<platform::Value> changes = platform::unboxed(change);
-  if (const id former = changedObject(changes, platform::NSKeyValueChangeOldKey)) {
-    unswizzleDelegateForUserNotificationCenter(former);
+  if (const platform::Strong former = changedDelegate(change, platform::NSKeyValueChangeOldKey)) {
+    unswizzleDelegateForUserNotificationCenter(former.get());
   }
-  if (const id present = changedObject(changes, platform::NSKeyValueChangeNewKey)) {
-    swizzleDelegateForUserNotificationCenter(present);
+  if (const platform::Strong present = changedDelegate(change, platform::NSKeyValueChangeNewKey)) {
+    swizzleDelegateForUserNotificationCenter(present.get());
   }
 }
 
@@ -99,11 +95,11 @@ void Proxy::swizzleDelegateForUserNotificationCenter(id delegate) {
   if (!conforms(delegate)) return;
   const auto replace = [&](const char* name, IMP replacement) {
     const SEL selector = sel_registerName(name);
-    if (!platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), selector)) return;
-    swizzleSelector(selector, classOf(delegate), replacement, delegateProtocol());
+    if (!platform::respondsToSelector(delegate, selector)) return;
+    swizzleSelector(selector, platform::classOf(delegate), replacement, delegateProtocol());
   };
-  replace(willPresentSelector, platform::implementationOf(&PLSwizzleWillPresentNotificationWithHandler));
-  replace(didReceiveSelector, platform::implementationOf(&PLSwizzleDidReceiveNotificationResponseWithHandler));
+  replace(willPresentSelector, platform::implementationOf<&PLSwizzleWillPresentNotificationWithHandler>());
+  replace(didReceiveSelector, platform::implementationOf<&PLSwizzleDidReceiveNotificationResponseWithHandler>());
   presentUserNotificationCenterDelegate_ = delegate;
   isUserNotificationDelegateSwizzled_ = true;
 }
@@ -112,7 +108,7 @@ void Proxy::swizzleDelegateForUserNotificationCenter(id delegate) {
 void Proxy::unswizzleDelegateForUserNotificationCenter(id delegate) {
   if (delegate != presentUserNotificationCenterDelegate_.get()) return;
   for (const char* selector : {willPresentSelector, didReceiveSelector}) {
-    unswizzleSelector(sel_registerName(selector), classOf(presentUserNotificationCenterDelegate_.get()));
+    unswizzleSelector(sel_registerName(selector), platform::classOf(presentUserNotificationCenterDelegate_.get()));
   }
   presentUserNotificationCenterDelegate_ = {};
   isUserNotificationDelegateSwizzled_ = false;

@@ -5,10 +5,11 @@
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "interception/platform_access.h"
 #include "messaging/PLMessaging.h"
-#include "platform/send.h"
+#include "platform/object_messages.h"
 
 namespace {
 
+using platform::isKindOfClass;
 using platform::Strong;
 using platform::Value;
 
@@ -27,8 +28,8 @@ class Continuation {
 
   void operator()() const {
     if (implementation_ == nullptr) return;
-    const auto code = reinterpret_cast<void (*)(id, SEL, id, id, platform::BlockPtr<Signature>)>(implementation_);
-    code(delegate_.get(), selector_, center_.get(), event_.get(), handler_.get());
+    platform::callImplementation<void(id, id, platform::BlockPtr<Signature>)>(
+        implementation_, delegate_.get(), selector_, center_.get(), event_.get(), handler_.get());
   }
 
  private:
@@ -39,10 +40,6 @@ class Continuation {
   Strong event_;
   platform::Block<Signature> handler_;
 };
-
-bool isKindOfClass(id object, Class cls) {
-  return platform::send<bool(Class)>(object, sel_registerName("isKindOfClass:"), cls);
-}
 
 std::optional<Value> payloadOf(id notification) {
   return platform::unboxed(PLMessagingUserInfoFromNotification(notification).get());

@@ -1,28 +1,27 @@
 #include "interception/platform_access.h"
 
-#include "platform/send.h"
+#include "platform/object_messages.h"
 
 namespace {
 
 /// A property whose class is known by name.
-platform::Strong property(id object, const char* name, const char* expectedClass) {
+platform::Strong checkedProperty(id object, const char* name, const char* expectedClass) {
   return PLPropertyNameForMessagingFromObject(object, name, objc_getClass(expectedClass));
 }
 
 }  // namespace
 
 platform::Strong PLPropertyNameForMessagingFromObject(id object, const char* name, Class expectedClass) {
-  const SEL selector = sel_registerName(name);
-  if (!platform::send<bool(SEL)>(object, sel_registerName("respondsToSelector:"), selector)) return {};
+  if (!platform::respondsToSelector(object, sel_registerName(name))) return {};
   if (expectedClass == nullptr) expectedClass = objc_getClass("NSObject");
-  const id value = platform::send<id()>(object, selector);
-  return platform::send<bool(Class)>(value, sel_registerName("isKindOfClass:"), expectedClass) ? value : nullptr;
+  const id value = platform::property(object, name);
+  return platform::isKindOfClass(value, expectedClass) ? value : nullptr;
 }
 
 platform::Strong PLMessagingUserInfoFromNotification(id notification) {
-  const platform::Strong request = property(notification, "request", "UNNotificationRequest");
-  const platform::Strong content = property(request.get(), "content", "UNNotificationContent");
-  return property(content.get(), "userInfo", "NSDictionary");
+  const platform::Strong request = checkedProperty(notification, "request", "UNNotificationRequest");
+  const platform::Strong content = checkedProperty(request.get(), "content", "UNNotificationContent");
+  return checkedProperty(content.get(), "userInfo", "NSDictionary");
 }
 
 bool injectSelector(Class targetClass, SEL targetSelector, Class donorClass, SEL donorSelector) {

@@ -42,7 +42,7 @@ void PLMessaging::setAPNSToken(const platform::Value* token) {
          tokenManager.stringFromDeviceToken(token));
   // Asked of the new token: a null one is equal to nothing, not even to the absence of a stored one.
   if (token != nullptr && apnsToken_ && *token == *apnsToken_) return;
-  apnsToken_ = token != nullptr ? std::optional(*token) : std::nullopt;
+  apnsToken_ = platform::copied(token);
   tokenManager.setAPNSToken(token);
 }
 

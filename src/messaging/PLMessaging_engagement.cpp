@@ -49,7 +49,7 @@ Value makeActionEntry(const Value& notificationID, const Value* action) {
   return dictionaryLiteral({{"notificationid", notificationID},
                             {"timestamp", platform::QVSystemInfo::getTimeinLong()},
                             {"status", static_cast<std::int32_t>(Responded)},
-                            {"actionid", action != nullptr ? std::optional(*action) : std::nullopt}});
+                            {"actionid", platform::copied(action)}});
 }
 
 void send(const Value& entry, const char* block) {
@@ -132,7 +132,7 @@ void PLMessaging::recordAction(const Value& addInfo, const Value& notificationID
   PL_LOG(platform::pellionLog, "-[PLMessaging appDidReceiveMessage:withResponse:]",
          "Action Identifier : %@ for Notification ID %@", identifier, notificationID);
   const Value* buttons = findValueForKey("actionButton", &addInfo);
-  const Value* button = getActionButtonById(identifier ? &*identifier : nullptr, buttons);
+  const Value* button = getActionButtonById(platform::orNull(identifier), buttons);
   const Value* action = button != nullptr ? button->find("action") : nullptr;
   send(makeActionEntry(notificationID, action), "-[PLMessaging appDidReceiveMessage:withResponse:]_block_invoke_2");
   openIfPossible(findValueForKey("clickAction", button));

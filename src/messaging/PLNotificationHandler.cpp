@@ -2,18 +2,13 @@
 
 #include "platform/dispatch.h"
 #include "platform/json_serialization.h"
+#include "platform/object_messages.h"
 #include "platform/process.h"
-#include "platform/send.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 
+using platform::property;
 using platform::Value;
-
-namespace {
-
-id property(id object, const char* name) { return platform::send<id()>(object, sel_registerName(name)); }
-
-}  // namespace
 
 PLNotificationHandler& PLNotificationHandler::shared() { return platform::Process::shared<PLNotificationHandler>(); }
 

@@ -68,8 +68,7 @@ void PLTokenManager::sendTokenToServer(const platform::Value& token, Completion 
 }
 
 void PLTokenManager::personalInfoTrackingStatusUpdated(id) {
-  const std::optional<platform::Value> stored = platform::QVKeyChainWrapper::dataForKey(storedTokenKey);
-  registerAPNSToken(stored ? &*stored : nullptr);
+  registerAPNSToken(platform::orNull(platform::QVKeyChainWrapper::dataForKey(storedTokenKey)));
 }
 
 void PLTokenManager::sendStatsToServer(const platform::Value& entries, Completion completion) {

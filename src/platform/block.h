@@ -5,20 +5,23 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/exception.h"
 #include "platform/objc.h"
-#include "platform/reference.h"
 
 namespace platform {
 
 // A block is an object with code and captured state. Methods pass it as a bare BlockPtr; whoever keeps it holds a
 // Block. Two handles are the same block exactly when they are the same pointer.
 //
-// These three are the backend's.
+// These five are the backend's.
 /// A new block, owned by the caller, whose code is `invoke` and with room for `size` bytes (alignment of max_align_t)
 /// of captured state, which `dispose` ends.
 id blockCreate(IMP invoke, std::size_t size, void (*dispose)(void* state));
 IMP blockInvoke(id block);
 void* blockState(id block);
+/// Another reference to a block, or a copy of one that is still on its maker's stack. Null gives null.
+id blockCopy(id block);
+void blockRelease(id block);
 
 template <class Signature>
 struct BlockObject;
@@ -48,24 +51,37 @@ class Block<R(A...)> {
   using Pointer = BlockPtr<R(A...)>;
 
   Block() = default;
-  explicit Block(Pointer block) : object_(blockId(block)) {}
+  explicit Block(Pointer block) : object_(blockCopy(blockId(block))) {}
+  Block(const Block& other) : object_(blockCopy(other.object_)) {}
+  Block(Block&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  Block& operator=(Block other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  ~Block() { blockRelease(object_); }
   template <class F>
   requires std::is_invocable_r_v<R, F&, A...>
   explicit Block(F function) {
     static_assert(alignof(F) <= alignof(std::max_align_t));
-    constexpr auto code = [](id self, A... args) -> R { return (*static_cast<F*>(blockState(self)))(args...); };
+    constexpr auto code = [](id self, A... args) -> R {
+      try {
+        return (*static_cast<F*>(blockState(self)))(args...);
+      } catch (const Exception& exception) {
+        raiseToCaller(exception);
+      }
+    };
     constexpr auto dispose = [](void* state) { std::destroy_at(static_cast<F*>(state)); };
     R (*const plain)(id, A...) = code;
-    object_ = Strong::adopt(blockCreate(reinterpret_cast<IMP>(plain), sizeof(F), dispose));
-    new (blockState(object_.get())) F(std::move(function));
+    object_ = blockCreate(reinterpret_cast<IMP>(plain), sizeof(F), dispose);
+    new (blockState(object_)) F(std::move(function));
   }
 
-  [[nodiscard]] Pointer get() const { return reinterpret_cast<Pointer>(object_.get()); }
-  explicit operator bool() const { return static_cast<bool>(object_); }
+  [[nodiscard]] Pointer get() const { return reinterpret_cast<Pointer>(object_); }
+  explicit operator bool() const { return object_ != nullptr; }
   R operator()(A... args) const { return invoke(get(), args...); }
 
  private:
-  Strong object_;
+  id object_ = nullptr;
 };
 
 }  // namespace platform

@@ -23,21 +23,55 @@
 //   };
 //   platform::Strong listener = platform::makeObject<Listener>();
 //
-// The C++ object lives inside the runtime object, right behind its class pointer; releasing the last reference
-// destroys both. A subclass on both sides (`class B : public A`, superclassName = A::className) shares that place.
+// The C++ object lives in the extra bytes of the runtime object; releasing the last reference ends both. A member
+// `void dealloc()` runs before that end, except for the shared instance of a process (Singleton): a process ends
+// without teardown.
 
 namespace platform {
 
+/// What stands in an object's extra bytes before its C++ state.
+struct StateHeader {
+  id object;
+  void (*end)(void* state);  ///< null until the state is constructed
+};
+
+inline StateHeader& stateHeader(id object) { return *static_cast<StateHeader*>(object_getIndexedIvars(object)); }
+
 template <class T>
 T& objectState(id object) {
-  return *reinterpret_cast<T*>(reinterpret_cast<char*>(object) + sizeof(Class));
+  return *reinterpret_cast<T*>(&stateHeader(object) + 1);
 }
 
 /// The runtime object around a C++ object that makeObject made.
 template <class T>
 id objectOf(const T& state) {
-  return reinterpret_cast<id>(reinterpret_cast<char*>(const_cast<T*>(&state)) - sizeof(Class));
+  return reinterpret_cast<const StateHeader*>(&state)[-1].object;
 }
+
+template <class... A>
+inline constexpr bool isMethodSignature = false;
+template <class... A>
+inline constexpr bool isMethodSignature<id, SEL, A...> = true;
+
+/// A member function of T, a static one, or a plain function `R (id, SEL, A...)`, all as the last.
+template <class T, auto Function>
+struct MethodFunction;
+template <class T, class C, class R, class... A, R (C::*Member)(A...)>
+struct MethodFunction<T, Member> {
+  static R call(id self, SEL, A... args) { return (objectState<T>(self).*Member)(args...); }
+};
+template <class T, class C, class R, class... A, R (C::*Member)(A...) const>
+struct MethodFunction<T, Member> {
+  static R call(id self, SEL, A... args) { return (objectState<T>(self).*Member)(args...); }
+};
+template <class T, class R, class... A, R (*Function)(A...)>
+requires(isMethodSignature<A...>) struct MethodFunction<T, Function> {
+  static constexpr auto* call = Function;
+};
+template <class T, class R, class... A, R (*Function)(A...)>
+requires(!isMethodSignature<A...>) struct MethodFunction<T, Function> {
+  static R call(id, SEL, A... args) { return Function(args...); }
+};
 
 template <class T>
 class ClassFace {
@@ -47,12 +81,12 @@ class ClassFace {
   /// An instance method, given as a member function of T or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& method(const char* selector) {
-    return add(cls_, selector, thunk<Function>(Function));
+    return add<MethodFunction<T, Function>::call>(cls_, selector);
   }
   /// A class method, given as a static member function `R (A...)` or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& classMethod(const char* selector) {
-    return add(object_getClass(classObject(cls_)), selector, thunk<Function>(Function));
+    return add<MethodFunction<T, Function>::call>(object_getClass(classObject(cls_)), selector);
   }
   ClassFace& conformsTo(const char* protocol) {
     class_addProtocol(cls_, objc_getProtocol(protocol));
@@ -60,25 +94,9 @@ class ClassFace {
   }
 
  private:
-  template <auto Member, class C, class R, class... A>
-  static auto thunk(R (C::*)(A...)) {
-    return +[](id self, SEL, A... args) -> R { return (objectState<T>(self).*Member)(args...); };
-  }
-  template <auto Member, class C, class R, class... A>
-  static auto thunk(R (C::*)(A...) const) {
-    return +[](id self, SEL, A... args) -> R { return (objectState<T>(self).*Member)(args...); };
-  }
-  template <auto Function, class R, class... A>
-  static auto thunk(R (*function)(id, SEL, A...)) {
-    return function;
-  }
-  template <auto Function, class R, class... A>
-  static auto thunk(R (*)(A...)) {
-    return +[](id, SEL, A... args) -> R { return Function(args...); };
-  }
-  template <class F>
-  ClassFace& add(Class cls, const char* selector, F function) {
-    class_addMethod(cls, sel_registerName(selector), implementationOf(function), encodingOfFunction(function));
+  template <auto* Function>
+  ClassFace& add(Class cls, const char* selector) {
+    class_addMethod(cls, sel_registerName(selector), implementationOf<Function>(), encodingOfFunction(Function));
     return *this;
   }
 
@@ -94,27 +112,31 @@ consteval const char* superclassNameOf() {
   }
 }
 
-/// Registers T's runtime class with the current process; classOf keeps the answer.
+/// The backend's: the class of this name that the program declares in the runtime's own language, without variables,
+/// and that waits for its methods; null when there is none.
+Class classToComplete(const char* name);
+
+/// Registers T's runtime class with the current process, or completes the one that waits for its methods; classOf keeps
+/// the answer. A name that is taken otherwise is a programming error.
 template <class T>
 struct RegisteredClass {
-  RegisteredClass() {
-    static_assert(alignof(T) <= alignof(Class));
-    const Class superclass = objc_getClass(superclassNameOf<T>());
-    cls = objc_allocateClassPair(superclass, T::className, 0);
+  RegisteredClass() : cls(classToComplete(T::className)) {
+    const bool isNew = cls == nullptr;
+    if (isNew) cls = objc_allocateClassPair(objc_getClass(superclassNameOf<T>()), T::className, 0);
     if (cls == nullptr) programmingError(std::string("the name of the class ") + T::className + " is already taken");
-    const std::size_t inherited = class_getInstanceSize(superclass) - sizeof(Class);
-    if (sizeof(T) > inherited) class_addIvar(cls, "_state", sizeof(T) - inherited, 3, "?");
-    constexpr auto dealloc = +[](id self, SEL selector) {
-      objectState<T>(self).~T();
-      const IMP plain = class_getMethodImplementation(objc_getClass("NSObject"), selector);
-      reinterpret_cast<void (*)(id, SEL)>(plain)(self, selector);
-    };
-    class_addMethod(cls, sel_registerName("dealloc"), implementationOf(dealloc), encodingOfFunction(dealloc));
     ClassFace<T> face(cls);
+    face.template method<&RegisteredClass::dealloc>("dealloc").template classMethod<&RegisteredClass::alloc>("alloc");
     T::defineClass(face);
-    objc_registerClassPair(cls);
+    if (isNew) objc_registerClassPair(cls);
   }
   Class cls;
+
+ private:
+  static void dealloc(id self, SEL selector);
+  /// Only makeObject constructs the state.
+  static id alloc(id /*self*/, SEL /*selector*/) {
+    throw Exception(invalidArgumentException, std::string("+[") + T::className + " alloc]: instances are made in C++");
+  }
 };
 
 template <class T>
@@ -122,19 +144,47 @@ Class classOf() {
   return Process::shared<RegisteredClass<T>>().cls;
 }
 
+template <class T>
+void RegisteredClass<T>::dealloc(id self, SEL selector) {
+  StateHeader& header = stateHeader(self);
+  if (header.end != nullptr) header.end(&objectState<T>(self));
+  const IMP inherited = class_getMethodImplementation(class_getSuperclass(classOf<T>()), selector);
+  callImplementation<void()>(inherited, self, selector);
+}
+
+template <class T>
+void destroyState(void* state) {
+  static_cast<T*>(state)->~T();
+}
+template <class T>
+void deallocState(void* state) {
+  if constexpr (requires(T & t) { t.dealloc(); }) static_cast<T*>(state)->dealloc();
+  destroyState<T>(state);
+}
+
+/// A new object of T's class or a subclass, whose state `end` ends.
+template <class T, class... Args>
+Strong makeObjectOfClass(Class cls, void (*end)(void*), Args&&... args) {
+  static_assert(alignof(T) <= alignof(StateHeader));
+  Strong object = Strong::adopt(class_createInstance(cls, sizeof(StateHeader) + sizeof(T)));
+  StateHeader& header = stateHeader(object.get());
+  header.object = object.get();
+  new (&objectState<T>(object.get())) T(std::forward<Args>(args)...);
+  header.end = end;
+  return object;
+}
+
 /// A new runtime object holding a T.
 template <class T, class... Args>
 Strong makeObject(Args&&... args) {
-  Strong object = Strong::adopt(class_createInstance(classOf<T>(), 0));
-  new (&objectState<T>(object.get())) T(std::forward<Args>(args)...);
-  return object;
+  return makeObjectOfClass<T>(classOf<T>(), &deallocState<T>, std::forward<Args>(args)...);
 }
 
 /// Holds the one T of a process: `Process::shared<Singleton<T>>().get()`.
 template <class T>
 class Singleton {
  public:
-  Singleton() : object_(makeObject<T>()) {}
+  Singleton() : object_(makeObjectOfClass<T>(classOf<T>(), &destroyState<T>)) {}
   [[nodiscard]] T& get() const { return objectState<T>(object_.get()); }
 
  private:

@@ -30,4 +30,7 @@ class Exception : public std::exception {
 [[noreturn]] void raiseUnrecognizedSelector(const char* className, const char* selector, const void* receiver,
                                             bool isClassMethod = false);
 
+/// The backend's: raises the exception, which is being handled, as callers of a method or block of ours catch it.
+[[noreturn]] void raiseToCaller(const Exception& exception);
+
 }  // namespace platform

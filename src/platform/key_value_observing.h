@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "platform/objc.h"
+#include "platform/value.h"
 
 namespace platform {
 
@@ -10,6 +12,7 @@ inline constexpr std::uint64_t NSKeyValueObservingOptionNew = 1;
 inline constexpr std::uint64_t NSKeyValueObservingOptionOld = 2;
 inline constexpr const char* NSKeyValueChangeNewKey = "new";
 inline constexpr const char* NSKeyValueChangeOldKey = "old";
+inline constexpr const char* observeValueForKeyPathSelector = "observeValueForKeyPath:ofObject:change:context:";
 
 // Every setter call tells the observers, within the call and on its thread, by
 // `observeValueForKeyPath:ofObject:change:context:`, also when the same object is set again. In the change dictionary
@@ -18,5 +21,11 @@ inline constexpr const char* NSKeyValueChangeOldKey = "old";
 void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context);
 void removeObserver(id object, id observer, const char* keyPath);
 void removeObserver(id object, id observer, const char* keyPath, void* context);
+
+/// What a change dictionary holds under one of its keys.
+inline std::optional<Value> changedValue(id change, const char* key) {
+  const std::optional<Value> changes = unboxed(change);
+  return changes ? copied(changes->find(key)) : std::nullopt;
+}
 
 }  // namespace platform

@@ -1,8 +1,8 @@
 #pragma once
 
-// The object runtime, in the platform's own C vocabulary: every function below has the name, the arguments and the
-// meaning that the platform documents for it. Which runtime answers is decided at link time; the handles are opaque
-// and nobody outside that runtime looks behind them.
+// What the module needs of the object runtime, in the platform's own C vocabulary: every function below has the name,
+// the arguments and the meaning that the platform documents for it. The linker decides which runtime implements them;
+// the handles are opaque, and no code outside that runtime looks behind them.
 //
 // Null is legal wherever the platform allows it: a null class has no methods, a null object no class. All functions
 // may be called from any thread. Selectors are interned for the life of the program; classes and protocols belong to
@@ -17,7 +17,6 @@ using id = struct objc_object*;
 using Class = struct objc_class*;
 using SEL = const struct objc_selector*;
 using Method = struct objc_method*;
-using Ivar = struct objc_ivar*;
 using Protocol = struct objc_protocol;
 /// A method's code: a bare function `R (*)(id self, SEL _cmd, A...)`, cast to its real type by the caller.
 using IMP = void (*)();
@@ -44,39 +43,26 @@ const char* sel_getName(SEL selector);
 Class objc_getClass(const char* name);
 Class objc_allocateClassPair(Class superclass, const char* name, std::size_t extraBytes);
 void objc_registerClassPair(Class cls);
-void objc_disposeClassPair(Class cls);
 const char* class_getName(Class cls);
 Class class_getSuperclass(Class cls);
-bool class_isMetaClass(Class cls);
 std::size_t class_getInstanceSize(Class cls);
 id class_createInstance(Class cls, std::size_t extraBytes);
-bool class_addIvar(Class cls, const char* name, std::size_t size, std::uint8_t alignmentLog2, const char* types);
-Ivar class_getInstanceVariable(Class cls, const char* name);
-std::ptrdiff_t ivar_getOffset(Ivar ivar);
+void* object_getIndexedIvars(id object);  // the extra bytes, aligned as a pointer
 
 // Methods. Look-ups search the superclasses; class_addMethod fails only when the class itself has the selector.
 // class_getMethodImplementation answers the forwarding marker for a method that the class lacks.
 Method class_getInstanceMethod(Class cls, SEL selector);
-Method class_getClassMethod(Class cls, SEL selector);
 IMP class_getMethodImplementation(Class cls, SEL selector);
-bool class_respondsToSelector(Class cls, SEL selector);
 bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* types);
-IMP class_replaceMethod(Class cls, SEL selector, IMP implementation, const char* types);
-SEL method_getName(Method method);
 IMP method_getImplementation(Method method);
 const char* method_getTypeEncoding(Method method);
 IMP method_setImplementation(Method method, IMP implementation);
 void method_exchangeImplementations(Method first, Method second);
 
-// Protocols. An allocated protocol takes descriptions until it is registered.
+// Protocols.
 Protocol* objc_getProtocol(const char* name);
-Protocol* objc_allocateProtocol(const char* name);
-void objc_registerProtocol(Protocol* protocol);
-const char* protocol_getName(Protocol* protocol);
-void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* types, bool isRequired, bool isInstance);
 objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL name, bool isRequired, bool isInstance);
 bool class_addProtocol(Class cls, Protocol* protocol);
-bool class_conformsToProtocol(Class cls, Protocol* protocol);  // this class alone, as the platform documents it
 
 // Objects.
 Class object_getClass(id object);
@@ -91,7 +77,6 @@ void objc_release(id object);
 id objc_autorelease(id object);
 void* objc_autoreleasePoolPush();
 void objc_autoreleasePoolPop(void* pool);
-id objc_initWeak(id* slot, id object);
 id objc_storeWeak(id* slot, id object);
 id objc_loadWeakRetained(id* slot);
 void objc_destroyWeak(id* slot);

@@ -40,7 +40,7 @@ class Strong {
 class Weak {
  public:
   Weak() noexcept = default;
-  explicit Weak(id object) noexcept { objc_initWeak(&slot_, object); }
+  explicit Weak(id object) noexcept { objc_storeWeak(&slot_, object); }
   Weak(const Weak& other) noexcept : Weak(other.load().get()) {}
   Weak& operator=(const Weak& other) noexcept {
     store(other.load().get());

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "platform/block.h"
+#include "platform/exception.h"
 #include "platform/objc.h"
 
 namespace platform {
@@ -71,8 +72,28 @@ struct MethodCall {
 
 /// The backend's look-up behind send(): which code runs for `selector` on the non-null `receiver`. `types` is the
 /// encoding by which the caller will call it. Raises NSInvalidArgumentException when nothing answers
-/// ("unrecognized selector") or when the method is declared with other types.
+/// ("unrecognized selector") or when the method is declared with other types. The code raises a platform::Exception:
+/// a runtime with exceptions of its own returns code that translates them.
 MethodCall methodForCall(id receiver, SEL selector, const char* types);
+
+/// The backend's: the selector of this name that sel_registerName gives. A runtime may have several, told apart by
+/// types.
+SEL uniqueSelector(SEL selector);
+
+/// Calls a method's code as a method of that signature: `callImplementation<void(id)>(code, receiver, selector,
+/// argument)`.
+template <class Signature>
+struct ImplementationCaller;
+template <class R, class... A>
+struct ImplementationCaller<R(A...)> {
+  static R call(IMP implementation, id receiver, SEL selector, A... args) {
+    return reinterpret_cast<R (*)(id, SEL, A...)>(implementation)(receiver, selector, args...);
+  }
+};
+template <class Signature, class... Args>
+auto callImplementation(IMP implementation, id receiver, SEL selector, Args... args) {
+  return ImplementationCaller<Signature>::call(implementation, receiver, selector, args...);
+}
 
 template <class Signature>
 struct Sender;
@@ -81,7 +102,7 @@ struct Sender<R(A...)> {
   static R send(id receiver, SEL selector, A... args) {
     if (receiver == nullptr) return R();
     const MethodCall call = methodForCall(receiver, selector, methodEncoding<R, A...>.data());
-    return reinterpret_cast<R (*)(id, SEL, A...)>(call.implementation)(call.receiver, selector, args...);
+    return ImplementationCaller<R(A...)>::call(call.implementation, call.receiver, selector, args...);
   }
 };
 
@@ -94,9 +115,25 @@ auto send(id receiver, SEL selector, Args... args) {
 /// To a class, as the receiver of its class methods.
 inline id classObject(Class cls) { return reinterpret_cast<id>(cls); }
 
-template <class R, class... A>
-IMP implementationOf(R (*function)(id, SEL, A...)) {
-  return reinterpret_cast<IMP>(function);
+/// The entry of a method written as a plain function: called by any selector of its name, it passes the unique one on,
+/// and what it raises leaves as the platform's exception.
+template <auto Function>
+struct MethodEntry;
+template <class R, class... A, R (*Function)(id, SEL, A...)>
+struct MethodEntry<Function> {
+  static R code(id self, SEL selector, A... args) {
+    try {
+      return Function(self, uniqueSelector(selector), args...);
+    } catch (const Exception& exception) {
+      raiseToCaller(exception);
+    }
+  }
+};
+
+/// A method of ours as the runtime takes it: `implementationOf<&function>()` for `R function(id, SEL, A...)`.
+template <auto Function>
+IMP implementationOf() {
+  return reinterpret_cast<IMP>(&MethodEntry<Function>::code);
 }
 template <class R, class... A>
 constexpr const char* encodingOfFunction(R (*)(id, SEL, A...)) {

@@ -203,6 +203,10 @@ inline const Value& Value::asDictionary(const char* selector) const {
   return *this;
 }
 
+/// The two forms of a value that may be absent, each from the other.
+inline const Value* orNull(const std::optional<Value>& value) { return value ? &*value : nullptr; }
+inline std::optional<Value> copied(const Value* value) { return value ? std::optional(*value) : std::nullopt; }
+
 /// A Value as a runtime object (a string, number, dictionary … object of the platform's), and back. Boxing a
 /// Kind::object gives that very object. A null object unboxes to nothing.
 id boxed(const Value& value);  // autoreleased

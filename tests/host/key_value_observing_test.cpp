@@ -1,4 +1,5 @@
 #include "platform/key_value_observing.h"
+#include "host/runtime_functions.h"
 
 #include <gmock/gmock.h>
 
@@ -144,7 +145,7 @@ TEST_F(KeyValueObserving, RemovesByContextAndRaisesForAStranger) {
 TEST_F(KeyValueObserving, SwizzledSetterAndDeadObserverAreMinded) {
   observe();
   const Method method = class_getInstanceMethod(platform::classOf<Application>(), sel("setDelegate:"));
-  method_setImplementation(method, platform::implementationOf(+[](id, SEL, id) {}));
+  method_setImplementation(method, host::implementationOf(+[](id, SEL, id) {}));
   setDelegate(delegate.get());
   EXPECT_EQ(changes.at(0).newValue, Value()) << "the setter in force set nothing";
   watcher = {};

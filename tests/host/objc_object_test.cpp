@@ -3,6 +3,7 @@
 #include <atomic>
 #include <thread>
 
+#include "host/runtime_functions.h"
 #include "platform/block.h"
 #include "platform/objc.h"
 #include "tests/support/runtime_objects.h"
@@ -183,7 +184,7 @@ TEST_F(ObjcObject, ThreadsShareObjectsClassesAndWeakReferences) {
       if (!loaded) continue;
       const int got = ask(loaded.get());
       if (got < 1 || got > 3) ++strange;
-      if (thread == 0) method_setImplementation(method, platform::implementationOf(round % 2 ? answer<1> : answer<2>));
+      if (thread == 0) method_setImplementation(method, host::implementationOf(round % 2 ? answer<1> : answer<2>));
       if (thread == 1) addMethod(cls, ("method" + std::to_string(round)).c_str(), answer<3>);
       if (thread == 2) weak.store(loaded.get());
       objc_setAssociatedObject(loaded.get(), &key, loaded.get(), OBJC_ASSOCIATION_ASSIGN);

@@ -1,4 +1,5 @@
 #include "platform/objc.h"
+#include "host/runtime_functions.h"
 
 #include <gmock/gmock.h>
 
@@ -14,14 +15,19 @@ namespace {
 using namespace test;
 using testing::StartsWith;
 
+struct Other {
+  static constexpr const char* className = "Other";
+  static void defineClass(platform::ClassFace<Other>&) {}
+};
+
 class Objc : public testing::Test {
  protected:
   TestProcess process;
   Class base = makeClass("Base");
   Class derived = makeClass("Derived", base);
   platform::Strong object = makeInstance(derived);
-  const IMP one = platform::implementationOf(answer<1>);
-  const IMP two = platform::implementationOf(answer<2>);
+  const IMP one = host::implementationOf(answer<1>);
+  const IMP two = host::implementationOf(answer<2>);
 };
 
 TEST_F(Objc, ClassHasItsNameFromRegistrationToDisposal) {
@@ -44,6 +50,8 @@ TEST_F(Objc, ClassOfACppClassWhoseNameIsTakenIsAProgrammingErrorThatNamesIt) {
   makeClass(Mortal::className);
   EXPECT_EQ(thrown<host::ProgrammingError>([] { platform::classOf<Mortal>(); }),
             "the name of the class Mortal is already taken");
+  EXPECT_THAT(raised([] { platform::send<id()>(platform::classObject(platform::classOf<Other>()), sel("alloc")); }),
+              testing::EndsWith("+[Other alloc]: instances are made in C++"));
 }
 
 TEST_F(Objc, ClassesBelongToTheirProcessSelectorsToTheProgram) {

@@ -1,4 +1,5 @@
 #include "platform/send.h"
+#include "host/runtime_functions.h"
 
 #include <gmock/gmock.h>
 
@@ -61,7 +62,7 @@ TEST_F(Send, DeclaredEncodingsAreComparedByWhatTheyMean) {
   int number = 0;
   for (const auto& [declared, fits] : cases) {
     const SEL selector = sel(("case" + std::to_string(++number) + ":").c_str());
-    class_addMethod(cls, selector, platform::implementationOf(+[](id, SEL, id) { return 1; }), declared);
+    class_addMethod(cls, selector, host::implementationOf(+[](id, SEL, id) { return 1; }), declared);
     const auto call = [&] { platform::send<int(id)>(object.get(), selector, object.get()); };
     EXPECT_EQ(raised(call) == "nothing", fits) << number;
   }

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "host/runtime_functions.h"
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "tests/support/test_application.h"
 #include "tests/support/test_phone.h"
@@ -28,8 +29,8 @@ class Bookkeeping : public Test {
     return cls;
   }
 
-  static inline const IMP replacement_ = platform::implementationOf(&answer<9>);
-  static inline const IMP first_ = platform::implementationOf(&answer<1>);
+  static inline const IMP replacement_ = host::implementationOf(&answer<9>);
+  static inline const IMP first_ = host::implementationOf(&answer<1>);
   TestPhone phone_{configuration("http://127.0.0.1:1")};
   host::ProcessScope scope_{*phone_->process()};
   Strong object_ = platform::makeObject<Proxy>();
@@ -88,7 +89,7 @@ TEST_F(Bookkeeping, HoldsOneImplementationForASelectorWhicheverTheClass) {
   const Class second = classWithAnswer("Second", answer<2>);
   replace(first);
   replace(second);
-  EXPECT_EQ(kept(), platform::implementationOf(&answer<2>));
+  EXPECT_EQ(kept(), host::implementationOf(&answer<2>));
   restore(second);
   restore(first);
   EXPECT_EQ(ask(makeInstance(second).get()), 2);

@@ -9,6 +9,7 @@
 #include "appdelegate/PLXSafeWeakContainer.h"
 #include "appdelegate/proxied_app_delegate.h"
 #include "host/objc_runtime.h"
+#include "host/runtime_functions.h"
 #include "host/system_events.h"
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "interception/badge_hooks.h"
@@ -228,7 +229,7 @@ TEST_F(Interception, ReadsOnlyThePlatformsOwnClasses) {
                {"UNNotificationResponse", "notification", impostor, {4}}};
   for (const auto& [where, property, given, statuses] : cases) {
     const Method method = class_getInstanceMethod(objc_getClass(where), sel(property));
-    const IMP own = method_setImplementation(method, platform::implementationOf(given));
+    const IMP own = method_setImplementation(method, host::implementationOf(given));
     present();
     tap();
     EXPECT_EQ(takeStatuses(), statuses) << where;
@@ -274,7 +275,7 @@ TEST_F(Interception, ReplacesOnlyWhatTheDelegateAnswers) {
   EXPECT_EQ(class_getInstanceMethod(cls, sel(willPresent)), nullptr);
   setCenterDelegate(deafDelegate.get());
   EXPECT_EQ(proxy().presentUserNotificationCenterDelegate(), deafDelegate.get()) << "though nothing was replaced";
-  EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), platform::implementationOf(&noteResponse<'R'>));
+  EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), host::implementationOf(&noteResponse<'R'>));
 }
 
 bool deniesWillPresent(id self, SEL, SEL selector) {
@@ -311,8 +312,10 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
       delegating, "delegate", +[](id self, SEL) { return self; });
   proxy().monitorUserNotificationCenterDelegateChanges(makeInstance(delegating).get());
   EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
-  proxy().attachDelegateObserverToUserNotificationCenter(makeInstance(refusing).get());
+  const Class own = object_setClass(center, refusing);
+  proxy().attachDelegateObserverToUserNotificationCenter(center);
   EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges());
+  object_setClass(center, own);
   EXPECT_THAT(phone_.takeLines(),
               ElementsAre(StartsWith(failing("attachDelegateObserverToUserNotificationCenter:", "add") + "observe")));
   for (int i = 0; i < 2; ++i) {
@@ -353,8 +356,8 @@ TEST_F(Interception, UndoesItselfWhereItIsDeallocated) {
         << "somebody else's context is the superclass's business";
   }
   EXPECT_THAT(host::sideData(center).observations, IsEmpty());
-  EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), platform::implementationOf(&noteResponse<'A'>));
-  EXPECT_NE(class_getMethodImplementation(cls, sel(willPresent)), platform::implementationOf(&notePresent<'A'>))
+  EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), host::implementationOf(&noteResponse<'A'>));
+  EXPECT_NE(class_getMethodImplementation(cls, sel(willPresent)), host::implementationOf(&notePresent<'A'>))
       << "not recorded, so not restored";
 }
 
@@ -366,8 +369,8 @@ void notePlatformBadge(id, SEL, std::int64_t number) {
 
 TEST_F(Interception, RecordsABadgeBeforeThePlatformSetsItHoweverOftenItHooks) {
   const Class application = objc_getClass("UIApplication");
-  class_replaceMethod(application, sel("setApplicationIconBadgeNumber:"),
-                      platform::implementationOf(&notePlatformBadge), "v@:q");
+  class_replaceMethod(application, sel("setApplicationIconBadgeNumber:"), host::implementationOf(&notePlatformBadge),
+                      "v@:q");
   PLMessaging::startService();
   for (const std::int64_t number : {3, 0, -1}) {
     platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(), sel("setApplicationIconBadgeNumber:"),

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "host/runtime_functions.h"
 #include "messaging/PLNotificationHandler.h"
 #include "platform/exception.h"
 #include "tests/messaging/notification_cases.h"
@@ -75,7 +76,7 @@ TEST(ClickAction, isTheNotificationsOwnWithoutAnActionAndNoneWithoutANotificatio
   const host::ProcessScope scope(*phone->process());
   const auto lose = [](const char* property) {
     const Method method = class_getInstanceMethod(objc_getClass("UNNotificationResponse"), sel_registerName(property));
-    method_setImplementation(method, platform::implementationOf(nothing));
+    method_setImplementation(method, host::implementationOf(nothing));
   };
   lose("actionIdentifier");
   EXPECT_THAT(handle(), ElementsAre("opens https://a.test/"));

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/runtime_functions.h"
 #include "platform/class_face.h"
 #include "platform/text.h"
 #include "platform/value.h"
@@ -20,7 +21,7 @@ inline Class makeClass(const char* name, Class superclass = objc_getClass("NSObj
 }
 template <class R, class... A>
 bool addMethod(Class cls, const char* selector, R (*code)(id, SEL, A...)) {
-  return class_addMethod(cls, sel(selector), platform::implementationOf(code), platform::encodingOfFunction(code));
+  return class_addMethod(cls, sel(selector), host::implementationOf(code), platform::encodingOfFunction(code));
 }
 inline platform::Strong makeInstance(Class cls) { return platform::Strong::adopt(class_createInstance(cls, 0)); }
 

@@ -1,0 +1,40 @@
+#pragma once
+
+// Documented functions of the object runtime that the module does not need: for applications and tests on the host.
+
+#include "platform/objc.h"
+
+extern "C" {
+
+using Ivar = struct objc_ivar*;
+
+void objc_disposeClassPair(Class cls);
+bool class_isMetaClass(Class cls);
+bool class_addIvar(Class cls, const char* name, std::size_t size, std::uint8_t alignmentLog2, const char* types);
+Ivar class_getInstanceVariable(Class cls, const char* name);
+std::ptrdiff_t ivar_getOffset(Ivar ivar);
+Method class_getClassMethod(Class cls, SEL selector);
+bool class_respondsToSelector(Class cls, SEL selector);
+IMP class_replaceMethod(Class cls, SEL selector, IMP implementation, const char* types);
+SEL method_getName(Method method);
+
+// An allocated protocol takes descriptions until it is registered.
+Protocol* objc_allocateProtocol(const char* name);
+void objc_registerProtocol(Protocol* protocol);
+const char* protocol_getName(Protocol* protocol);
+void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* types, bool isRequired, bool isInstance);
+bool class_conformsToProtocol(Class cls, Protocol* protocol);  // this class alone, as the platform documents it
+
+id objc_initWeak(id* slot, id object);
+
+}  // extern "C"
+
+namespace host {
+
+/// A function of an application's own as a method's code, as it stands.
+template <class R, class... A>
+IMP implementationOf(R (*function)(id, SEL, A...)) {
+  return reinterpret_cast<IMP>(function);
+}
+
+}  // namespace host
