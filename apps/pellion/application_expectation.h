@@ -1,6 +1,7 @@
 #pragma once
 
-#include "pellion/scenario_expectation.h"
+#include "pellion/mismatch.h"
+#include "pellion/scenario.h"
 
 namespace pellion {
 

@@ -28,8 +28,6 @@ std::size_t largestSize(const Value& value) {
   return size;
 }
 
-}  // namespace
-
 void checkConfiguration(std::string_view file, const JSONNode& node) {
   for (const JSONMember& entry : node.members) {
     if (entry.value.value.isNull()) continue;
@@ -45,24 +43,20 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
   }
 }
 
-void checkConfigurationSize(const Scenario& scenario) {
+}  // namespace
+
+const Shape configurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true};
+
+void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations) {
   // The head of the file, and the paths and URLs that a run completes.
   std::size_t size = 8192;
-  for (const JSONNode* node : configurationsOf(scenario)) {
+  for (const JSONNode* node : configurations) {
     size += largestSize(node->value);
     if (size > host::largestPropertyList) {
-      throw errorAt(scenario.file, node->position,
+      throw errorAt(file, node->position,
                     "the configuration is too large; all that a scenario configures must fit a property list of 4 MiB");
     }
   }
-}
-
-std::vector<const JSONNode*> configurationsOf(const Scenario& scenario) {
-  std::vector<const JSONNode*> nodes{&scenario.configuration};
-  for (const Step& step : scenario.steps) {
-    if (step.kind->shape == &shapes::configuration || step.kind->name == "consent") nodes.push_back(&step.argument);
-  }
-  return nodes;
 }
 
 }  // namespace pellion

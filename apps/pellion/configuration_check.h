@@ -3,17 +3,15 @@
 #include <string_view>
 #include <vector>
 
-#include "pellion/scenario.h"
+#include "pellion/shape.h"
 
 namespace pellion {
 
-/// Each entry by itself, so that the error is at its place. Throws InputError.
-void checkConfiguration(std::string_view file, const JSONNode& node);
+/// An object of entries of the phone's configuration, null for absent. Each entry is checked by itself, so that the error
+/// is at its place.
+extern const Shape configurationShape;
 
-/// Throws InputError where all that the scenario configures would no longer fit a property list.
-void checkConfigurationSize(const Scenario& scenario);
-
-/// The configuration and what the steps change of it.
-std::vector<const JSONNode*> configurationsOf(const Scenario& scenario);
+/// Throws InputError where these together would not fit a property list any more.
+void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations);
 
 }  // namespace pellion

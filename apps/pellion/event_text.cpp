@@ -294,15 +294,7 @@ constexpr Telling tellings[] = {
 
 }  // namespace
 
-std::string painted(std::string_view text, Ink ink, bool inColour) {
-  constexpr std::array<const char*, 6> codes{"",         "\x1b[2m",  "\x1b[1m",
-                                             "\x1b[32m", "\x1b[31m", "\x1b[36m"};  // in Ink's order
-  const bool isBlank = text.find_first_not_of(' ') == std::string_view::npos;
-  if (!inColour || ink == Ink::plain || isBlank) return printable(text);
-  return codes[static_cast<std::size_t>(ink)] + printable(text) + "\x1b[0m";
-}
-
-std::vector<Line> linesOf(const host::Event& event) {
+Lines linesOf(const host::Event& event) {
   const auto telling = std::ranges::find_if(
       tellings, [&](const Telling& row) { return row.actor == event.actor && row.what == event.what; });
   if (telling != std::end(tellings)) return telling->tell(event.details);

@@ -15,19 +15,6 @@ namespace {
 
 using platform::Value;
 
-bool isNotification(const Value& value) {
-  const Value* payload = value.find("payload");
-  const bool hasBoth = payload != nullptr && payload->find("addInfo") != nullptr && value.find("addInfo") != nullptr;
-  return isObject(value) && !hasBoth;
-}
-
-const Shape objectShape{"an object", isObject};
-const Field notificationFields[] = {{"payload", &objectShape}, {"addInfo", &objectShape}};
-
-void checkNotification(std::string_view file, const JSONNode& node) {
-  if (isObject(node.value)) checkShape(file, node, notificationShape, "a notification");
-}
-
 const Field responseFields[] = {{"to", &namedNotificationShape, true}, {"with", &shapes::text, true}};
 
 const Shape setterShape{"\"application\" or \"notificationCenter\"", [](const Value& value) {
@@ -85,14 +72,6 @@ void postEngagement(ScenarioRun& run, const Value& report) {
 
 }  // namespace
 
-const Shape notificationShape{
-    "an object with what a notification carries: \"payload\", and \"addInfo\" unless the payload has one",
-    isNotification, notificationFields};
-const Shape namedNotificationShape{"the name of a notification, or an object with what it carries",
-                                   [](const Value& value) { return value.ifString() || isObject(value); },
-                                   {},
-                                   nullptr,
-                                   checkNotification};
 const Shape responseShape{"an object with the notification that is answered and the action", isObject, responseFields};
 const Shape sessionEndShape{"an object", isObject, sessionFields};
 const Shape badgeStepShape{"an object with the count", isObject, badgeFields};

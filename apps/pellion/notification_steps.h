@@ -1,13 +1,10 @@
 #pragma once
 
+#include "pellion/notification_shape.h"
 #include "pellion/scenario.h"
 
 namespace pellion {
 
-/// A notification in a scenario: "payload" as it stands, and "addInfo", which travels in it as JSON text.
-extern const Shape notificationShape;
-/// The same, or the name of one of the scenario's notifications.
-extern const Shape namedNotificationShape;
 extern const Shape responseShape;
 extern const Shape sessionEndShape;
 extern const Shape badgeStepShape;

@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "pellion/mismatch.h"
 #include "pellion/received_request.h"
-#include "pellion/scenario_expectation.h"
+#include "pellion/shape.h"
 
 namespace pellion {
 

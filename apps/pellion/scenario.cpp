@@ -5,8 +5,7 @@
 
 #include "host/ascii.h"
 #include "pellion/configuration_check.h"
-#include "pellion/input_file.h"
-#include "pellion/notification_steps.h"
+#include "pellion/notification_shape.h"
 
 namespace pellion {
 namespace {
@@ -26,7 +25,7 @@ const Shape notificationsByName{"an object of notifications by name", isObject, 
 const Shape listOfSteps{"a list of steps", isList};
 const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"description", &shapes::text},
-                                {"configuration", &shapes::configuration, true},
+                                {"configuration", &configurationShape, true},
                                 {"urlSchemes", &listOfSchemes},
                                 {"queriedSchemes", &listOfSchemes},
                                 {"installedSchemes", &listOfSchemes},
@@ -37,28 +36,29 @@ const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"$schema", &shapes::text}};
 const Shape documentShape{"an object", isObject, documentFields};
 
-std::string stepNames() {
+using Kinds = std::span<const StepKind>;
+
+std::string stepNames(Kinds kinds) {
   std::string names;
-  for (const StepKind& kind : stepKinds()) names.append(names.empty() ? "" : ", ").append(kind.name);
+  for (const StepKind& kind : kinds) names.append(names.empty() ? "" : ", ").append(kind.name);
   return names;
 }
 
-const StepKind& kindNamed(std::string_view file, Position position, std::string_view name) {
-  const auto kinds = stepKinds();
+const StepKind& kindNamed(std::string_view file, Position position, std::string_view name, Kinds kinds) {
   const auto kind = std::ranges::find(kinds, name, &StepKind::name);
   if (kind == kinds.end()) {
-    throw errorAt(file, position, "there is no step \"" + std::string(name) + "\"; the steps are " + stepNames());
+    throw errorAt(file, position, "there is no step \"" + std::string(name) + "\"; the steps are " + stepNames(kinds));
   }
   return *kind;
 }
 
 /// {"name": argument}, or "name" alone for {"name": {}}.
-Step readStep(std::string_view file, const JSONNode& node) {
+Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
   Step step{nullptr, node.position, {node.position, platform::Value::dictionary({}), {}, {}}};
   if (const auto name = node.value.ifString()) {
-    step.kind = &kindNamed(file, node.position, *name);
+    step.kind = &kindNamed(file, node.position, *name, kinds);
   } else if (node.members.size() == 1) {
-    step.kind = &kindNamed(file, node.members.front().position, node.members.front().name);
+    step.kind = &kindNamed(file, node.members.front().position, node.members.front().name, kinds);
     step.argument = node.members.front().value;
   } else {
     throw errorAt(file, node.position,
@@ -104,7 +104,7 @@ void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
   for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
 }
 
-Scenario checkedScenario(std::string_view file, const JSONNode& document, const Redaction& redaction) {
+Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds, const Redaction& redaction) {
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
                     .name = std::string(document.find("name")->value.text()),
@@ -119,31 +119,35 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, const 
                     .redaction = redaction};
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
-  for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step));
+  for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step, kinds));
   checkOrder(scenario);
   for (const Step& step : scenario.steps) {
     if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
   }
-  checkConfigurationSize(scenario);
+  checkConfigurationSize(file, configurationsOf(scenario));
   return scenario;
 }
 
 }  // namespace
 
-Scenario readScenario(std::string_view file, std::string_view text) {
+Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
   const JSONNode document = readJSON(file, text);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
   const Redaction redaction(secrets);
   try {
-    return checkedScenario(file, document, redaction);
+    return checkedScenario(file, document, kinds, redaction);
   } catch (const DocumentError& error) {  // whose place stays, even where it reads like a secret
     throw errorAt(file, error.position(), redaction.text(error.text()));
   }
 }
 
-Scenario readScenario(const std::string& path) {
-  return readScenario(path, readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
+std::vector<const JSONNode*> configurationsOf(const Scenario& scenario) {
+  std::vector<const JSONNode*> nodes{&scenario.configuration};
+  for (const Step& step : scenario.steps) {
+    if (step.kind->shape == &configurationShape || step.kind->name == "consent") nodes.push_back(&step.argument);
+  }
+  return nodes;
 }
 
 }  // namespace pellion

@@ -49,11 +49,10 @@ struct Scenario {
   Redaction redaction;  ///< of the secrets that stand anywhere in it
 };
 
-/// Every kind of step.
-std::span<const StepKind> stepKinds();
+/// A scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
+Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
 
-/// Throws InputError: "file:line:column: what is wrong; what would be right".
-Scenario readScenario(const std::string& path);
-Scenario readScenario(std::string_view file, std::string_view text);
+/// The configuration and what the steps change of it.
+std::vector<const JSONNode*> configurationsOf(const Scenario& scenario);
 
 }  // namespace pellion

@@ -5,7 +5,7 @@
 
 #include "host/hexadecimal.h"
 #include "pellion/application_expectation.h"
-#include "pellion/json_writer.h"
+#include "pellion/mismatch.h"
 #include "pellion/notification_expectation.h"
 #include "pellion/request_expectation.h"
 #include "pellion/scenario_run.h"
@@ -95,23 +95,11 @@ bool isExpectation(const Value& value) {
   return isObject(value) && !value.entries().empty() && !hasBoth;
 }
 
-Value table(const Mismatches& mismatches) {
-  std::vector<Value> rows;
-  for (const auto& [place, wanted, found] : mismatches) {
-    rows.push_back(Value::dictionary({{"place", place}, {"wanted", wanted}, {"found", found}}));
-  }
-  return Value::list(rows);
-}
-
 }  // namespace
 
 const Shape expectationShape{
     "an object with at least one expectation; of \"requests\" and \"requestsInAnyOrder\" it may have one",
     isExpectation, fields};
-
-std::string counted(std::size_t count, const std::string& one, const std::string& several) {
-  return (count == 0 ? "no" : std::to_string(count)) + " " + (count == 1 ? one : several.empty() ? one + "s" : several);
-}
 
 void expect(ScenarioRun& run, const JSONNode& expectation) {
   Mismatches mismatches;
@@ -125,17 +113,7 @@ void expect(ScenarioRun& run, const JSONNode& expectation) {
     run.tell("expectation", "met", Value::dictionary({{"checked", checked}}));
     return;
   }
-  failFor(run, expectation.position, mismatches);
-}
-
-void failFor(ScenarioRun& run, Position position, const Mismatches& mismatches) {
-  run.tell("expectation", "failed",
-           Value::dictionary({{"place", placeText(run.scenario().file, position)}, {"mismatches", table(mismatches)}}));
-  run.fail();
-}
-
-bool expectsRaised(const Step& step) {
-  return step.kind->shape == &expectationShape && step.argument.find("raised") != nullptr;
+  run.fail(expectation.position, mismatches);
 }
 
 void refuseBackendSteps(const Scenario& scenario) {

@@ -4,13 +4,19 @@
 
 #include "host/programming_error.h"
 #include "host/property_list.h"
-#include "pellion/scenario_expectation.h"
 #include "pellion/stack_limit.h"
 #include "platform/exception.h"
 
 namespace pellion {
 
 using platform::Value;
+
+namespace {
+
+/// Whether the step is an expectation that something was raised.
+bool expectsRaised(const Step& step) { return step.kind->name == "expect" && step.argument.find("raised") != nullptr; }
+
+}  // namespace
 
 ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
     : scenario_(scenario),
@@ -178,10 +184,20 @@ void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& w
   }
 }
 
+void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
+  std::vector<Value> rows;
+  for (const auto& [place, wanted, found] : mismatches) {
+    rows.push_back(Value::dictionary({{"place", place}, {"wanted", wanted}, {"found", found}}));
+  }
+  tell("expectation", "failed",
+       Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
+  hasFailed_ = true;
+}
+
 void ScenarioRun::failForRaised(Position position) {
   Mismatches mismatches;
   for (const std::string& raised : takeRaised()) mismatches.push_back({"raised", "(nothing)", raised});
-  failFor(*this, position, mismatches);
+  fail(position, mismatches);
 }
 
 std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {

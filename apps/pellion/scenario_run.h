@@ -14,6 +14,7 @@
 #include "host/event.h"
 #include "host/phone.h"
 #include "pellion/backend.h"
+#include "pellion/mismatch.h"
 #include "pellion/scenario.h"
 #include "pellion/temporary_directory.h"
 
@@ -46,8 +47,8 @@ class ScenarioRun {
   /// "file:line:column"
   [[nodiscard]] std::string place(const JSONNode& node) const;
   void tell(std::string_view actor, std::string_view what, platform::Value details);
-  /// Ends the run after this step, as failed.
-  void fail() { hasFailed_ = true; }
+  /// Ends the run after this step, as failed for what an expectation at that position found.
+  void fail(Position position, const Mismatches& mismatches);
   /// Entries replace those of the same name; null takes one away.
   void configure(std::span<const platform::Value::Entry> overrides);
   /// Whether a notification of that name has not been told of before.

@@ -1,10 +1,14 @@
+#include "pellion/scenario_steps.h"
+
 #include <thread>
 #include <utility>
 
 #include "host/system_events.h"
 #include "pellion/application_steps.h"
 #include "pellion/backend_step.h"
+#include "pellion/configuration_check.h"
 #include "pellion/extension_step.h"
+#include "pellion/input_file.h"
 #include "pellion/notification_steps.h"
 #include "pellion/other_kit.h"
 #include "pellion/scenario_expectation.h"
@@ -109,7 +113,7 @@ const StepKind kinds[] = {
     {"activate", &nothingShape, activate, Needs::process},
     {"badge", &badgeStepShape, setBadge, Needs::process},
     {"extension", &extensionShape, runExtension, Needs::nothing},
-    {"configure", &shapes::configuration, configure, Needs::nothing},
+    {"configure", &configurationShape, configure, Needs::nothing},
     {"backend", &backendShape, backend, Needs::nothing, true},
     {"advance", &shapes::seconds, advance, Needs::nothing},
     {"expect", &expectationShape, expect, Needs::nothing},
@@ -118,5 +122,11 @@ const StepKind kinds[] = {
 }  // namespace
 
 std::span<const StepKind> stepKinds() { return kinds; }
+
+Scenario readScenario(std::string_view file, std::string_view text) { return readScenario(file, text, kinds); }
+
+Scenario readScenario(const std::string& path) {
+  return readScenario(path, readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
+}
 
 }  // namespace pellion

@@ -13,7 +13,6 @@
 
 #include "host/http_url.h"
 #include "host/url_components.h"
-#include "pellion/configuration_check.h"
 #include "pellion/input_error.h"
 
 namespace pellion {

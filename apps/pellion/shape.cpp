@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/ascii.h"
-#include "pellion/configuration_check.h"
 #include "pellion/json_writer.h"
 #include "pellion/redaction.h"
 
@@ -51,11 +50,10 @@ std::string names(std::span<const Field> fields) {
   return list;
 }
 
-/// A value for an error line, or what it is: half a secret could not be recognised as one any more. A configuration
-/// holds secrets, whatever its form.
+/// A value for an error line, or what it is: half a secret could not be recognised as one any more.
 std::string shown(const Value& value, const Shape& shape) {
   constexpr std::size_t longest = 40;
-  if (shape.check == checkConfiguration) return "what stands here";
+  if (shape.holdsSecrets) return "what stands here";
   std::string text = compactJSON(value);
   if (text.size() <= longest) return maskedBearer(text);
   if (isText(value)) return "this text of " + std::to_string(value.text().size()) + " bytes";
@@ -101,7 +99,6 @@ const Shape plainTextOrNull{"a text without control characters, or null for abse
                             [](const Value& value) { return value.isNull() || isPlainText(value); }};
 const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\", or null for absent",
                       [](const Value& value) { return value.isNull() || isHex(value); }};
-const Shape configuration{"an object", isObject, {}, nullptr, checkConfiguration};
 const Shape textsByName{"an object of texts by name, null for absent", isObject, {}, &textOrNull};
 const Shape hexByName{"an object of hexadecimal texts by name, null for absent", isObject, {}, &hexOrNull};
 const Shape texts{"a list of texts", isList, {}, &text};

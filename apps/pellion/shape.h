@@ -25,6 +25,7 @@ struct Shape {
   const Shape* item = nullptr;                   ///< of each element of a list, or each value of an object
   /// What must hold besides: throws InputError.
   void (*check)(std::string_view file, const JSONNode& node) = nullptr;
+  bool holdsSecrets = false;  ///< no error quotes it
 };
 
 namespace shapes {
@@ -36,7 +37,6 @@ extern const Shape hex;              ///< whole bytes
 extern const Shape textOrNull;       ///< null for absent
 extern const Shape plainTextOrNull;  ///< without control characters; null for absent
 extern const Shape hexOrNull;        ///< null for absent
-extern const Shape configuration;    ///< an object of entries of the phone's configuration, null for absent
 extern const Shape textsByName;      ///< an object of texts, null for absent
 extern const Shape hexByName;        ///< an object of hex, null for absent
 extern const Shape texts;            ///< a list

@@ -4,7 +4,6 @@
 #include <ostream>
 #include <utility>
 
-#include "pellion/command_line.h"
 #include "pellion/input_error.h"
 #include "pellion/input_file.h"
 #include "pellion/junit_report.h"

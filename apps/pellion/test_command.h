@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace pellion {
+#include "pellion/surroundings.h"
 
-struct Surroundings;
+namespace pellion {
 
 struct TestArguments {
   std::vector<std::string> paths{"."};

@@ -5,10 +5,20 @@
 #include <utility>
 #include <vector>
 
-#include "pellion/event_text.h"
 #include "platform/value.h"
 
 namespace pellion {
+
+enum class Ink { plain, faint, strong, good, bad, actor };
+
+/// A text for a terminal: nothing that it holds steers the terminal but its ink.
+std::string painted(std::string_view text, Ink ink, bool inColour);
+
+struct Span {
+  std::string text;
+  Ink ink = Ink::plain;
+};
+using Line = std::vector<Span>;
 
 // What the texts of all events are made of.
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/network.h"
+#include "host/network_policy.h"
 #include "host/process.h"
 #include "platform/value.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <variant>
 
-#include "host/network.h"
+#include "host/network_policy.h"
 #include "platform/error.h"
 #include "platform/url.h"
 

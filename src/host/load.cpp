@@ -18,7 +18,7 @@ CURL* Load::fail(platform::Error error) {
 
 CURL* Load::begin(TrustStores& trustStores) {
   const platform::URLRequest& request = task_.request;
-  const NetworkPolicy& policy = process().networkPolicy();
+  const NetworkPolicy& policy = owner().networkPolicy();
   auto url = admissibleURL(request.url, policy);
   if (auto* error = std::get_if<platform::Error>(&url)) return fail(std::move(*error));
   if (auto fault = wireFault(request)) return fail(urlError(URLErrorCode::unknown, request.url, *fault));
@@ -35,15 +35,15 @@ CURL* Load::begin(TrustStores& trustStores) {
 Transfer::Time Load::deadline() const {
   if (waiting_ == Waiting::silence) return Transfer::Time::max();
   if (waiting_ == Waiting::tooLong) return {};
-  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + process().networkPolicy().requestTimeout;
+  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy().requestTimeout;
 }
 
 bool Load::endSilence(bool timesOut) {
   silenceEnded_ = std::chrono::steady_clock::now();
-  process().mainQueue().beginOutsideWork();  // first, or the phone's time passes once more before it stands still
+  owner().beginOutsideWork();  // first, or the owner's time passes once more before it stands still
   Waiting waiting = Waiting::silence;
   const bool ends = waiting_.compare_exchange_strong(waiting, timesOut ? Waiting::tooLong : Waiting::server);
-  if (!ends) process().mainQueue().endOutsideWork();
+  if (!ends) owner().endOutsideWork();
   return ends;
 }
 
@@ -58,7 +58,7 @@ bool Load::end(CURLcode result) {
   } else if (!response_ || transfer->isCutShort()) {  // its head broke off, or its body may have
     error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
-    auto step = nextStep(request, *response_, redirects_, process().networkPolicy());
+    auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
       ++redirects_;
@@ -89,24 +89,27 @@ void Load::decodeBody() {
 
 void Load::tellOfOutcome() const {
   if (error_) {
-    process().tell("network", "failed",
+    owner().tell("failed",
                    platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
   } else if (response_) {
-    process().tell("network", "answered", platform::Value::dictionary({{"status", response_->statusCode}}));
+    owner().tell("answered", platform::Value::dictionary({{"status", response_->statusCode}}));
   }
 }
 
+void Load::handle() {
+  if (!error_) decodeBody();
+  std::optional<platform::Value> data;
+  if (!error_) data = platform::Value::bytes(body_);
+  body_ = {};
+  if (owner().hasListener()) tellOfOutcome();
+  task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
+}
+
 void Load::deliver() {
-  const ProcessScope scope(process());
-  if (!isCancelled()) {
-    if (!error_) decodeBody();
-    std::optional<platform::Value> data;
-    if (!error_) data = platform::Value::bytes(body_);
-    body_ = {};
-    if (process().hasListener()) tellOfOutcome();
-    task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
-  }
-  task_.handler = nullptr;
+  owner().run([this] {
+    if (!isCancelled()) handle();
+    task_.handler = nullptr;
+  });
 }
 
 }  // namespace host

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "host/handler_pool.h"
-#include "host/process.h"
+#include "host/request_owner.h"
 #include "host/transfer.h"
 #include "host/trust_store.h"
 #include "platform/url_session.h"
@@ -18,7 +18,7 @@ namespace host {
 class Load {
  public:
   struct Task {
-    Process& process;  ///< the session's; outlives the load, because its end waits for it
+    RequestOwner& owner;  ///< the session's; outlives the load, because its end waits for it
     std::shared_ptr<HandlerPool::Queue> queue;
     platform::URLRequest request;
     platform::URLSession::DataTaskHandler handler;
@@ -27,7 +27,7 @@ class Load {
 
   explicit Load(Task task) : task_(std::move(task)) {}
 
-  [[nodiscard]] Process& process() const { return task_.process; }
+  [[nodiscard]] RequestOwner& owner() const { return task_.owner; }
   [[nodiscard]] const std::shared_ptr<HandlerPool::Queue>& queue() const { return task_.queue; }
   [[nodiscard]] float priority() const { return task_.priority; }
 
@@ -35,7 +35,7 @@ class Load {
   void cancel() { isCancelled_ = true; }
   [[nodiscard]] bool isCancelled() const { return isCancelled_; }
 
-  /// Any thread: false when there is none, or no longer. The phone's time stands still again.
+  /// Any thread: false when there is none, or no longer. The owner's time stands still again.
   bool endSilence(bool timesOut = false);
 
   // The network thread.
@@ -43,18 +43,19 @@ class Load {
   CURL* begin(TrustStores& trustStores);
   /// When the transfer times out, unless it makes progress before.
   [[nodiscard]] Transfer::Time deadline() const;
-  /// From here on the phone's time decides when the transfer times out, until the silence ends.
+  /// From here on the owner's time decides when the transfer times out, until the silence ends.
   void beginSilence() { waiting_ = Waiting::silence; }
   /// Takes the transfer's end; true when another transfer follows.
   bool end(CURLcode result);
   void drop() { transfer_.reset(); }
 
-  /// A handler thread, once: runs the handler, unless cancelled, and releases it, in the process's scope.
+  /// A handler thread, once: runs the handler, unless cancelled, and releases it, as code of the owner.
   void deliver();
 
  private:
   CURL* fail(platform::Error error);
   void decodeBody();
+  void handle();
   void tellOfOutcome() const;
 
   Task task_;

@@ -22,7 +22,7 @@
 
 #include "host/handler_pool.h"
 #include "host/load.h"
-#include "host/process.h"
+#include "host/request_owner.h"
 
 namespace host {
 namespace {
@@ -66,8 +66,8 @@ class Network::Implementation {
 
   void start(const std::shared_ptr<Load>& load);
   void announce(Silence silence);
-  void endProcess(const Process& process);
-  void forget(const Process& process);
+  void endRequests(const RequestOwner& owner);
+  void forget(const RequestOwner& owner);
 
  private:
   struct Cleanup {
@@ -77,7 +77,7 @@ class Network::Implementation {
 
   void makeThreads();
   bool add(const std::shared_ptr<Load>& load);
-  void endProcess(const Process& process, std::unique_lock<std::mutex>& lock);
+  void endRequests(const RequestOwner& owner, std::unique_lock<std::mutex>& lock);
   void run();
   bool takeIncoming();
   void dropCancelled();
@@ -94,8 +94,8 @@ class Network::Implementation {
   std::unique_ptr<CURLM, Cleanup> multi_;
   std::mutex mutex_;
   std::condition_variable ended_;
-  std::unordered_map<const Process*, Loads> loads_;
-  std::set<const Process*> endedProcesses_;  // until they are forgotten
+  std::unordered_map<const RequestOwner*, Loads> loads_;
+  std::set<const RequestOwner*> endedOwners_;  // until they are forgotten
   std::vector<std::shared_ptr<Load>> incoming_;
   std::vector<Silence> announced_;
   bool isEnding_ = false;
@@ -112,7 +112,7 @@ class Network::Implementation {
 Network::Implementation::~Implementation() {
   {
     std::unique_lock lock(mutex_);
-    while (!loads_.empty()) endProcess(*loads_.begin()->first, lock);
+    while (!loads_.empty()) endRequests(*loads_.begin()->first, lock);
     isEnding_ = true;
   }
   curl_multi_wakeup(multi_.get());
@@ -121,12 +121,12 @@ Network::Implementation::~Implementation() {
 
 void Network::Implementation::start(const std::shared_ptr<Load>& load) {
   makeThreads();
-  MainQueue& mainQueue = load->process().mainQueue();
-  mainQueue.beginOutsideWork();
+  RequestOwner& owner = load->owner();
+  owner.beginOutsideWork();
   if (add(load)) return;
   load->cancel();
   load->deliver();
-  mainQueue.endOutsideWork();
+  owner.endOutsideWork();
 }
 
 void Network::Implementation::makeThreads() {
@@ -139,8 +139,8 @@ void Network::Implementation::makeThreads() {
 // False for a load of a process that has ended.
 bool Network::Implementation::add(const std::shared_ptr<Load>& load) {
   const std::lock_guard lock(mutex_);
-  if (endedProcesses_.contains(&load->process())) return false;
-  loads_[&load->process()].insert(load);
+  if (endedOwners_.contains(&load->owner())) return false;
+  loads_[&load->owner()].insert(load);
   incoming_.push_back(load);
   curl_multi_wakeup(multi_.get());
   return true;
@@ -152,24 +152,24 @@ void Network::Implementation::announce(Silence silence) {
   curl_multi_wakeup(multi_.get());
 }
 
-void Network::Implementation::endProcess(const Process& process) {
+void Network::Implementation::endRequests(const RequestOwner& owner) {
   std::unique_lock lock(mutex_);
-  endProcess(process, lock);
+  endRequests(owner, lock);
 }
 
-void Network::Implementation::endProcess(const Process& process, std::unique_lock<std::mutex>& lock) {
-  endedProcesses_.insert(&process);
-  const auto found = loads_.find(&process);
+void Network::Implementation::endRequests(const RequestOwner& owner, std::unique_lock<std::mutex>& lock) {
+  endedOwners_.insert(&owner);
+  const auto found = loads_.find(&owner);
   if (found == loads_.end()) return;
   for (const std::shared_ptr<Load>& load : found->second) load->cancel();
   curl_multi_wakeup(multi_.get());
-  ended_.wait(lock, [&] { return !loads_.contains(&process); });
+  ended_.wait(lock, [&] { return !loads_.contains(&owner); });
 }
 
-void Network::Implementation::forget(const Process& process) {
+void Network::Implementation::forget(const RequestOwner& owner) {
   std::unique_lock lock(mutex_);
-  endProcess(process, lock);
-  endedProcesses_.erase(&process);
+  endRequests(owner, lock);
+  endedOwners_.erase(&owner);
 }
 
 void Network::Implementation::run() {
@@ -229,11 +229,11 @@ void Network::Implementation::keepSilences() {
 }
 
 void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>& load) {
-  const std::chrono::nanoseconds limit = load->process().networkPolicy().requestTimeout;
+  RequestOwner& owner = load->owner();
+  const std::chrono::nanoseconds limit = owner.networkPolicy().requestTimeout;
   const bool timesOut = silence.duration >= limit;
-  MainQueue& mainQueue = load->process().mainQueue();
   load->beginSilence();
-  mainQueue.after(std::min(silence.duration, limit), [this, load, timesOut, end = std::move(silence.end)] {
+  owner.after(std::min(silence.duration, limit), [this, load, timesOut, end = std::move(silence.end)] {
     if (!load->endSilence(timesOut)) return;
     if (timesOut) {
       curl_multi_wakeup(multi_.get());
@@ -241,7 +241,7 @@ void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>&
       end();
     }
   });
-  mainQueue.endOutsideWork();
+  owner.endOutsideWork();
 }
 
 void Network::Implementation::waitForProgress() {
@@ -294,12 +294,12 @@ void Network::Implementation::deliver(std::shared_ptr<Load> load) {
   const std::shared_ptr<HandlerPool::Queue> queue = load->queue();
   handlers_->async(queue, [this, load = std::move(load)] {
     load->deliver();
-    Process& process = load->process();
-    process.mainQueue().endOutsideWork();
-    const std::lock_guard lock(mutex_);  // from the next line on, the process may be gone
-    Loads& loads = loads_.at(&process);
+    RequestOwner& owner = load->owner();
+    owner.endOutsideWork();
+    const std::lock_guard lock(mutex_);  // from the next line on, the owner may be gone
+    Loads& loads = loads_.at(&owner);
     loads.erase(load);
-    if (loads.empty()) loads_.erase(&process);
+    if (loads.empty()) loads_.erase(&owner);
     ended_.notify_all();
   });
 }
@@ -308,7 +308,7 @@ Network::Network() : implementation_(std::make_unique<Implementation>()) {}
 Network::~Network() = default;
 void Network::start(const std::shared_ptr<Load>& load) { implementation_->start(load); }
 void Network::announce(Silence silence) { implementation_->announce(std::move(silence)); }
-void Network::endProcess(Process& process) { implementation_->endProcess(process); }
-void Network::forget(Process& process) { implementation_->forget(process); }
+void Network::endRequests(const RequestOwner& owner) { implementation_->endRequests(owner); }
+void Network::forget(const RequestOwner& owner) { implementation_->forget(owner); }
 
 }  // namespace host

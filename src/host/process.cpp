@@ -7,6 +7,8 @@
 
 #include "host/network.h"
 #include "host/objc_runtime.h"
+#include "host/url_release.h"
+#include "host/url_session.h"
 #include "platform/objc.h"
 #include "platform/process.h"
 #include "platform/reference.h"
@@ -44,7 +46,7 @@ Process::Process(Environment environment)
 
 Process::~Process() {
   const ProcessScope scope(*this);
-  environment_.network.endProcess(*this);
+  environment_.network.endRequests(*this);
   {
     const platform::AutoreleasePool pool;
     mainQueue_->close();
@@ -86,6 +88,17 @@ Process* Process::currentOrNull() { return currentProcess; }
 void Process::tell(std::string_view actor, std::string_view what, platform::Value details) {
   if (environment_.sink) environment_.sink({clock().now(), actor, what, std::move(details)});
 }
+
+void Process::after(std::chrono::nanoseconds delay, std::function<void()> work) {
+  mainQueue_->after(delay, std::move(work));
+}
+
+void Process::run(const std::function<void()>& handler) {
+  const ProcessScope scope(*this);
+  handler();
+}
+
+void Process::tell(std::string_view what, platform::Value details) { tell("network", what, std::move(details)); }
 
 Process::Slot& Process::findSlot(const void* key) {
   for (std::size_t probe = 0; probe < slotCount; ++probe) {
@@ -136,3 +149,17 @@ void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outliv
 }
 
 }  // namespace platform::Process
+
+bool host::isLinkedBefore17() {
+  const Process* process = Process::currentOrNull();
+  return process != nullptr && process->isLinkedBefore17();
+}
+
+namespace platform {
+
+std::shared_ptr<URLSession> URLSession::sessionWithDefaultConfiguration() {
+  host::Process& process = host::Process::current();
+  return process.sessionFactory() ? process.sessionFactory()() : host::makeURLSession(process);
+}
+
+}  // namespace platform

@@ -11,7 +11,7 @@
 
 #include "host/event.h"
 #include "host/main_queue.h"
-#include "host/network.h"
+#include "host/request_owner.h"
 #include "platform/log.h"
 #include "platform/url_session.h"
 
@@ -32,7 +32,7 @@ struct URLSchemes {
 
 /// One launch of an application on a simulated phone. Everything process-wide lives in its slots; ending it ends them
 /// in reverse order of their making. It is current on a thread inside a ProcessScope.
-class Process {
+class Process final : public RequestOwner {
  public:
   struct Environment {
     Clock& clock;
@@ -58,8 +58,8 @@ class Process {
   /// For what may outlive the process: a queue whose process has ended drops what it is given.
   [[nodiscard]] std::shared_ptr<MainQueue> sharedMainQueue() { return mainQueue_; }
   [[nodiscard]] Clock& clock() { return environment_.clock; }
-  [[nodiscard]] Network& network() { return environment_.network; }
-  [[nodiscard]] NetworkPolicy networkPolicy() const;
+  [[nodiscard]] Network& network() override { return environment_.network; }
+  [[nodiscard]] NetworkPolicy networkPolicy() const override;
   /// Applies at once: to requests that start, and to the next redirect and the time limit of those in flight.
   void setNetworkPolicy(NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
@@ -76,8 +76,15 @@ class Process {
   [[nodiscard]] LogLevel logLevel() const noexcept { return logLevel_.load(std::memory_order_relaxed); }
   void setLogLevel(LogLevel level) noexcept { logLevel_ = level; }
 
-  [[nodiscard]] bool hasListener() const { return static_cast<bool>(environment_.sink); }
+  [[nodiscard]] bool hasListener() const override { return static_cast<bool>(environment_.sink); }
   void tell(std::string_view actor, std::string_view what, platform::Value details);
+
+  // As the owner of its requests.
+  void beginOutsideWork() override { mainQueue_->beginOutsideWork(); }
+  void endOutsideWork() override { mainQueue_->endOutsideWork(); }
+  void after(std::chrono::nanoseconds delay, std::function<void()> work) override;
+  void run(const std::function<void()>& handler) override;
+  void tell(std::string_view what, platform::Value details) override;
 
   void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects);
 

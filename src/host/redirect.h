@@ -2,7 +2,7 @@
 
 #include <variant>
 
-#include "host/network.h"
+#include "host/network_policy.h"
 #include "platform/url_session.h"
 
 namespace host {

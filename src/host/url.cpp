@@ -5,7 +5,7 @@
 #include <charconv>
 
 #include "host/ascii.h"
-#include "host/process.h"
+#include "host/url_release.h"
 #include "host/url_components.h"
 #include "host/url_encoding.h"
 
@@ -41,8 +41,7 @@ namespace platform {
 std::optional<URL> URL::URLWithString(std::string_view text) {
   if (text.empty()) return std::nullopt;  // the grammar knows the empty relative reference, the platform does not
   if (ParsedURI(text)) return URL(text);
-  const host::Process* process = host::Process::currentOrNull();
-  if (process != nullptr && process->isLinkedBefore17()) return std::nullopt;
+  if (host::isLinkedBefore17()) return std::nullopt;
   const std::optional<std::string> encoded = host::encodedURLText(text);
   if (!encoded || !ParsedURI(*encoded)) return std::nullopt;
   return URL(*encoded);

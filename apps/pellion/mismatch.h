@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace pellion {
+
+/// One thing that is not as a scenario wants it.
+struct Mismatch {
+  std::string place;  ///< such as "request 1, header mapid"
+  std::string wanted;
+  std::string found;
+};
+using Mismatches = std::vector<Mismatch>;
+
+/// "no URLs", "1 URL", "2 URLs"; the plural is given where it is not the singular with an s.
+inline std::string counted(std::size_t count, const std::string& one, const std::string& several = "") {
+  return (count == 0 ? "no" : std::to_string(count)) + " " + (count == 1 ? one : several.empty() ? one + "s" : several);
+}
+
+}  // namespace pellion
