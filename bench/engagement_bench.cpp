@@ -5,7 +5,7 @@
 #include <string>
 
 #include "bench/quiet_phone.h"
-#include "host/user_notifications.h"
+#include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
 

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "pellion/explain.h"
-#include "pellion/json_writer.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/explain/explain.h"
 
 namespace {
 

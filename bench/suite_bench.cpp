@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "pellion/scenario_suite.h"
+#include "pellion/cli/scenario_suite.h"
 
 // What `pellion test` does with many scenarios, two at once: each reads its file, launches a phone, sends four requests
 // over real HTTP to a backend of its own and verifies them.

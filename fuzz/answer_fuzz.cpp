@@ -1,10 +1,10 @@
 #include <atomic>
 
 #include "fuzz/phone.h"
-#include "host/ascii.h"
-#include "host/transfer.h"
 #include "network/PLTokenManager.h"
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
+#include "services/http/http_exchange.h"
+#include "value/ascii.h"
 
 // A backend's answer, byte for byte: what the session makes of it, and what the token manager makes of that.
 

@@ -1,10 +1,10 @@
 #include <algorithm>
 
 #include "fuzz/target.h"
-#include "host/ascii.h"
-#include "host/hexadecimal.h"
 #include "network/PLTokenManager.h"
-#include "pellion/shape.h"
+#include "pellion/document/shape.h"
+#include "value/ascii.h"
+#include "value/hexadecimal.h"
 
 // A scenario's hexadecimal text to bytes, and bytes to the texts of the module and of the host.
 

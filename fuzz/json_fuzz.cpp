@@ -1,5 +1,5 @@
 #include "fuzz/target.h"
-#include "pellion/json_reader.h"
+#include "pellion/document/json_reader.h"
 #include "platform/json_serialization.h"
 
 // JSON text to Value and back; and beside it the reader of scenarios, another one over another library, which refuses

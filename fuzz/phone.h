@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "fuzz/target.h"
-#include "host/system_events.h"
-#include "host/ui_application.h"
+#include "host/phone/system_events.h"
+#include "host/phone/ui_application.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
+#include "services/http/network.h"
 #include "tests/messaging/messaging_phone.h"
 
 namespace fuzz {

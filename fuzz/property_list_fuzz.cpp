@@ -1,6 +1,6 @@
 #include "fuzz/target.h"
-#include "host/configuration.h"
-#include "host/property_list.h"
+#include "host/phone/configuration.h"
+#include "services/property_list/property_list.h"
 
 // A property list, XML or binary, to Value, to the binary form and back; and the configuration that it may be.
 

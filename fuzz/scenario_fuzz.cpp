@@ -1,5 +1,6 @@
 #include "fuzz/target.h"
-#include "pellion/scenario.h"
+#include "pellion/document/scenario.h"
+#include "pellion/steps/scenario_steps.h"
 #include "platform/json_serialization.h"
 
 // A scenario document is read, not played: accepted whole, or refused with a place.

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "fuzz/phone.h"
-#include "host/property_list.h"
+#include "services/property_list/property_list.h"
 
 // What stands in the shared store, which another process may have written: the file itself, where the input begins as
 // one does, and otherwise an item in a sound file, the badge count or the statistics that the extension has left.

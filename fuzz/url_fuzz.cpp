@@ -1,12 +1,13 @@
 #include <algorithm>
 
 #include "fuzz/target.h"
-#include "host/ascii.h"
-#include "host/http_url.h"
-#include "host/process.h"
-#include "host/url_components.h"
-#include "host/url_reference.h"
+#include "host/phone/process.h"
 #include "platform/url.h"
+#include "services/http/http_url.h"
+#include "services/http/network.h"
+#include "services/url_components.h"
+#include "services/url_reference.h"
+#include "value/ascii.h"
 
 // A text as a URL, for applications linked before release 17 and since: by RFC 3986 as written down here once more, and
 // by what would connect to it. Left out, as only ICU and the parser under test know: which texts beyond ASCII can be

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "host/item_store.h"
+#include "services/item_store.h"
 #include "tests/support/limited_disk.h"
 #include "tests/support/temporary_directory.h"
 

@@ -14,7 +14,7 @@
 
 #include "bench/number.h"
 #include "bench/soak/soak.h"
-#include "pellion/temporary_directory.h"
+#include "pellion/run/temporary_directory.h"
 
 namespace {
 

@@ -11,10 +11,11 @@
 #include "bench/soak/phone.h"
 #include "bench/soak/shop.h"
 #include "bench/soak/soak.h"
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
 #include "platform/json_serialization.h"
 #include "platform/user_defaults.h"
 #include "platform/user_notifications.h"
+#include "services/http/network.h"
 #include "tests/support/offline_session.h"
 
 namespace soak {

@@ -1,6 +1,7 @@
 #include "bench/soak/phone.h"
 
 #include "bench/soak/shop.h"
+#include "services/http/network.h"
 
 namespace soak {
 

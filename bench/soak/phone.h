@@ -3,10 +3,11 @@
 #include <atomic>
 #include <string>
 
-#include "host/core_library.h"
-#include "host/phone.h"
-#include "host/system_events.h"
-#include "pellion/temporary_directory.h"
+#include "host/phone/core_library.h"
+#include "host/phone/phone.h"
+#include "host/phone/system_events.h"
+#include "pellion/run/temporary_directory.h"
+#include "services/http/network.h"
 
 namespace soak {
 

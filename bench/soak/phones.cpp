@@ -10,8 +10,9 @@
 #include "bench/soak/phone.h"
 #include "bench/soak/shop.h"
 #include "bench/soak/soak.h"
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
 #include "platform/user_notifications.h"
+#include "services/http/network.h"
 
 namespace soak {
 namespace {

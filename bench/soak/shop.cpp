@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "host/ui_application.h"
+#include "host/phone/ui_application.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
 #include "platform/send.h"

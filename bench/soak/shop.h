@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/user_notifications.h"
+#include "host/phone/user_notifications.h"
 #include "platform/block.h"
 #include "platform/class_face.h"
 #include "platform/ui_application.h"

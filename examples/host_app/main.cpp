@@ -15,10 +15,11 @@
 #include <utility>
 #include <vector>
 
-#include "host/phone.h"
-#include "host/system_events.h"
-#include "pellion/backend.h"
+#include "host/phone/phone.h"
+#include "host/phone/system_events.h"
+#include "pellion/backend/backend.h"
 #include "platform/user_defaults.h"
+#include "services/http/network.h"
 #include "shop_application.h"
 
 namespace {

@@ -1,10 +1,10 @@
-#include "host/configuration.h"
+#include "host/phone/configuration.h"
 
 #include <gmock/gmock.h>
 
 #include <fstream>
 
-#include "host/property_list.h"
+#include "services/property_list/property_list.h"
 #include "tests/support/raised.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/test_phone.h"

@@ -1,5 +1,5 @@
 #include "platform/key_value_observing.h"
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 
 #include <gmock/gmock.h>
 

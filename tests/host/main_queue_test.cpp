@@ -1,11 +1,11 @@
-#include "host/main_queue.h"
+#include "host/phone/main_queue.h"
 
 #include <gmock/gmock.h>
 
 #include <string>
 #include <thread>
 
-#include "host/programming_error.h"
+#include "host/objc/programming_error.h"
 #include "platform/dispatch.h"
 #include "tests/support/test_phone.h"
 

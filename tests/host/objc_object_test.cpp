@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 #include "platform/block.h"
 #include "platform/objc.h"
 #include "tests/support/runtime_objects.h"

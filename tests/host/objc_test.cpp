@@ -1,9 +1,9 @@
 #include "platform/objc.h"
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 
 #include <gmock/gmock.h>
 
-#include "host/programming_error.h"
+#include "host/objc/programming_error.h"
 #include "platform/exception.h"
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"

@@ -1,6 +1,6 @@
 // How a process ends, whatever its parts do meanwhile.
 
-#include "host/process.h"
+#include "host/phone/process.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "platform/send.h"
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 
 #include <gmock/gmock.h>
 

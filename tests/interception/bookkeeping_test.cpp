@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "tests/support/test_application.h"
 #include "tests/support/test_phone.h"

@@ -6,11 +6,11 @@
 #include <functional>
 #include <thread>
 
-#include "host/core_library.h"
-#include "host/programming_error.h"
-#include "host/system_events.h"
+#include "host/objc/programming_error.h"
+#include "host/phone/core_library.h"
+#include "host/phone/system_events.h"
 #include "messaging/PLNotificationHandler.h"
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
 #include "platform/notification_center.h"
 #include "platform/user_notifications.h"
 #include "tests/messaging/messaging_phone.h"

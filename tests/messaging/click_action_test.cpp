@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 #include "messaging/PLNotificationHandler.h"
 #include "platform/exception.h"
 #include "tests/messaging/notification_cases.h"

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/user_notifications.h"
+#include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "tests/support/recording_phone.h"
 

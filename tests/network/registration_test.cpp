@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "network/PLTokenManager.h"
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
 #include "tests/support/loopback_server.h"
 #include "tests/support/raised.h"
 #include "tests/support/recording_phone.h"

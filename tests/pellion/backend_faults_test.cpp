@@ -7,9 +7,11 @@
 #include <thread>
 
 #include "network/PLTokenManager.h"
-#include "pellion/backend.h"
-#include "pellion/event_text.h"
-#include "pellion/scenario_run.h"
+#include "pellion/backend/backend.h"
+#include "pellion/run/scenario_run.h"
+#include "pellion/steps/scenario_steps.h"
+#include "pellion/timeline/event_text.h"
+#include "services/http/network.h"
 #include "tests/pellion/raw_client.h"
 #include "tests/support/test_phone.h"
 

@@ -1,4 +1,4 @@
-#include "pellion/backend.h"
+#include "pellion/backend/backend.h"
 
 #include <gmock/gmock.h>
 
@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <future>
 
-#include "pellion/json_writer.h"
-#include "pellion/redaction.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/document/redaction.h"
 #include "tests/pellion/raw_client.h"
 
 namespace pellion {

@@ -1,4 +1,4 @@
-#include "pellion/command_line.h"
+#include "pellion/cli/command_line.h"
 
 #include <gmock/gmock.h>
 
@@ -10,10 +10,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "pellion/backend.h"
-#include "pellion/end_signals.h"
-#include "pellion/json_writer.h"
-#include "pellion/temporary_directory.h"
+#include "pellion/backend/backend.h"
+#include "pellion/cli/end_signals.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/run/temporary_directory.h"
 #include "tests/pellion/raw_client.h"
 #include "tests/support/cases.h"
 

@@ -1,4 +1,4 @@
-#include "pellion/explain.h"
+#include "pellion/explain/explain.h"
 
 #include <gmock/gmock.h>
 
@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "pellion/command_line.h"
-#include "pellion/json_writer.h"
+#include "pellion/cli/command_line.h"
+#include "pellion/document/json_writer.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

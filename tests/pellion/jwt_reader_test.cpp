@@ -1,10 +1,10 @@
-#include "pellion/jwt_reader.h"
+#include "pellion/backend/jwt_reader.h"
 
 #include <gmock/gmock.h>
 
-#include "host/gzip.h"
-#include "host/jwt.h"
-#include "pellion/json_writer.h"
+#include "pellion/document/json_writer.h"
+#include "services/gzip.h"
+#include "services/jwt.h"
 
 namespace pellion {
 namespace {

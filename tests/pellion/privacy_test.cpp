@@ -8,9 +8,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "pellion/command_line.h"
-#include "pellion/json_writer.h"
-#include "pellion/temporary_directory.h"
+#include "pellion/cli/command_line.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/run/temporary_directory.h"
 #include "tests/support/temporary_directory.h"
 
 namespace pellion {

@@ -1,9 +1,9 @@
-#include "pellion/request_expectation.h"
+#include "pellion/steps/request_expectation.h"
 
 #include <gmock/gmock.h>
 
-#include "pellion/json_reader.h"
-#include "pellion/json_writer.h"
+#include "pellion/document/json_reader.h"
+#include "pellion/document/json_writer.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

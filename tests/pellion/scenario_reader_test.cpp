@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "pellion/json_writer.h"
-#include "pellion/scenario.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/steps/scenario_steps.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

@@ -7,8 +7,8 @@
 #include <regex>
 #include <sstream>
 
-#include "pellion/command_line.h"
-#include "pellion/temporary_directory.h"
+#include "pellion/cli/command_line.h"
+#include "pellion/run/temporary_directory.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

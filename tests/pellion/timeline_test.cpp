@@ -1,11 +1,11 @@
-#include "pellion/timeline.h"
+#include "pellion/timeline/timeline.h"
 
 #include <gmock/gmock.h>
 
 #include <sstream>
 
-#include "pellion/json_writer.h"
-#include "pellion/trace.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/timeline/trace.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "host/runtime_functions.h"
+#include "host/objc/runtime_functions.h"
 #include "platform/class_face.h"
 #include "platform/text.h"
 #include "platform/value.h"

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/ui_application.h"
-#include "host/user_notifications.h"
+#include "host/phone/ui_application.h"
+#include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "platform/process.h"
 #include "platform/ui_application.h"

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/network.h"
-#include "host/phone.h"
+#include "host/phone/phone.h"
+#include "services/http/network.h"
 #include "tests/support/temporary_directory.h"
 
 namespace test {

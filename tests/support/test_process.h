@@ -1,6 +1,7 @@
 #pragma once
 
-#include "host/process.h"
+#include "host/phone/process.h"
+#include "services/http/network.h"
 
 namespace test {
 

@@ -1,0 +1,208 @@
+#include "pellion/backend/backend.h"
+
+#include <arpa/inet.h>
+#include <microhttpd.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "pellion/backend/backend_connection.h"
+#include "pellion/document/input_error.h"
+
+namespace pellion {
+namespace {
+
+int socketOf(MHD_Connection* connection) {
+  return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+}
+
+constexpr unsigned secondsUntilIdleConnectionsClose = 120;
+
+Answer tooLargeAnswer() {
+  return {.status = MHD_HTTP_CONTENT_TOO_LARGE,
+          .body = R"({"status":"error","message":"a body may have )" + std::to_string(Backend::largestBody) +
+                  R"( bytes"})"};
+}
+
+/// A socket that has the port on loopback. Several can, as long as only the last of them listens.
+std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto bound = std::make_unique<Descriptor>(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int yes = 1;
+  setsockopt(bound->get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (bind(bound->get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return bound;
+  throw InputError("port " + std::to_string(port) + " cannot be had: " + std::strerror(errno) +
+                   "; give another one, or 0 for any that is free");
+}
+
+}  // namespace
+
+struct Backend::Incoming {
+  ReceivedRequest request;
+  bool hasHeaders = false;
+  std::size_t size = 0;  // of the body, also of what is not kept
+};
+
+/// The functions that the server library calls; `self` is the backend.
+struct Backend::Callbacks {
+  static void* begin(void* /*self*/, const char* target, MHD_Connection* /*connection*/) {
+    auto incoming = std::make_unique<Incoming>();
+    incoming->request.target = target;
+    return incoming.release();
+  }
+  static MHD_Result handle(void* self, MHD_Connection* connection, const char* /*url*/, const char* method,
+                           const char* /*version*/, const char* bodyPart, std::size_t* size, void** state) {
+    auto& incoming = *static_cast<Incoming*>(*state);
+    auto& backend = *static_cast<Backend*>(self);
+    if (!incoming.hasHeaders) {
+      incoming.hasHeaders = true;
+      incoming.request.method = method;
+      MHD_get_connection_values_n(connection, MHD_HEADER_KIND, &addHeader, &incoming);
+      return MHD_YES;
+    }
+    if (*size == 0) {
+      backend.complete(connection, incoming);
+      return MHD_NO;  // closes the connection
+    }
+    const bool goOn = receive(incoming, {bodyPart, *size});
+    *size = 0;
+    return goOn ? MHD_YES : MHD_NO;
+  }
+  static MHD_Result addHeader(void* state, MHD_ValueKind /*kind*/, const char* name, std::size_t nameSize,
+                              const char* value, std::size_t valueSize) {
+    static_cast<Incoming*>(state)->request.headers.emplace_back(
+        std::string(name, nameSize), value == nullptr ? std::string() : std::string(value, valueSize));
+    return MHD_YES;
+  }
+  static void notify(void* self, MHD_Connection* connection, void** /*state*/, MHD_ConnectionNotificationCode code) {
+    const bool isNew = code == MHD_CONNECTION_NOTIFY_STARTED;
+    const bool isClosed = static_cast<Backend*>(self)->connections_ == Connections::closed;
+    if (isNew && isClosed) shutdown(socketOf(connection), SHUT_RDWR);
+  }
+  static void end(void* /*self*/, MHD_Connection* /*connection*/, void** state, MHD_RequestTerminationCode /*code*/) {
+    delete static_cast<Incoming*>(std::exchange(*state, nullptr));
+  }
+};
+
+Backend::Backend(Options options)
+    : tell_(std::move(options.tell)),
+      network_(options.network),
+      keepsRequests_(options.keepsRequests),
+      ending_(std::make_unique<Signal>()),
+      secret_(std::move(options.secret)),
+      reservation_(boundSocket(options.port)),
+      port_(localPort(reservation_->get())),
+      daemon_(nullptr, &MHD_stop_daemon) {
+  listen();
+}
+
+Backend::~Backend() { stopListening(); }
+
+void Backend::listen() {
+  std::unique_ptr<Descriptor> listener = boundSocket(port_);
+  ::listen(listener->get(), SOMAXCONN);
+  daemon_.reset(MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL, 0,
+                                 nullptr, nullptr, &Callbacks::handle, this,                       //
+                                 MHD_OPTION_LISTEN_SOCKET, listener->get(),                        //
+                                 MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::begin, this,             //
+                                 MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::notify, this,           //
+                                 MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::end, this,               //
+                                 MHD_OPTION_CONNECTION_TIMEOUT, secondsUntilIdleConnectionsClose,  //
+                                 MHD_OPTION_END));
+  if (daemon_ == nullptr)
+    throw std::system_error(errno, std::generic_category(), "the local backend cannot be started");
+  listener->release();  // the daemon's
+}
+
+void Backend::stopListening() {
+  ending_->set();
+  daemon_.reset();
+  ending_->clear();
+}
+
+void Backend::setConnections(Connections connections) {
+  const std::lock_guard lock(listeningMutex_);
+  connections_ = connections;
+  if (connections == Connections::refused) {
+    stopListening();
+  } else if (daemon_ == nullptr) {
+    listen();
+  }
+}
+
+void Backend::setSecret(std::optional<std::string> secret) {
+  const std::lock_guard lock(mutex_);
+  secret_ = std::move(secret);
+}
+
+void Backend::answerWith(Answer answer) {
+  const std::lock_guard lock(mutex_);
+  next_.clear();
+  standing_ = std::move(answer);
+}
+
+void Backend::answerNext(std::size_t times, const Answer& answer) {
+  const std::lock_guard lock(mutex_);
+  next_.insert(next_.end(), times, answer);
+}
+
+std::vector<ReceivedRequest> Backend::takeRequests() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(received_, {});
+}
+
+/// A body that is too large is read on, so that the sender gets to see the answer, but not for ever.
+bool Backend::receive(Incoming& incoming, std::string_view bodyPart) {
+  constexpr std::size_t largestDiscarded = 16 * largestBody;
+  incoming.size += bodyPart.size();
+  if (incoming.size <= largestBody) incoming.request.body += bodyPart;
+  return incoming.size <= largestDiscarded;
+}
+
+void Backend::complete(MHD_Connection* connection, Incoming& incoming) {
+  const Answer answer = record(incoming);
+  const BackendConnection end(socketOf(connection), *ending_, network_);
+  if (answer.delay.count() > 0 && !end.waitFor(std::min(answer.delay, Answer::longestDelay))) return;
+  tell_("answer", details(answer, incoming.request.number));
+  end.give(answer, incoming.request.method);
+}
+
+Answer Backend::record(Incoming& incoming) {
+  ReceivedRequest& request = incoming.request;
+  request.queryItems = parseQuery(request.query());
+  std::unique_lock lock(mutex_);
+  const std::optional<std::string> secret = secret_;
+  lock.unlock();
+  const bool isTooLarge = incoming.size > largestBody;
+  if (isTooLarge) {
+    request.body.clear();
+    request.decodedBody.emplace().steps.push_back(
+        {"more than " + std::to_string(largestBody) + " bytes; not kept", true});
+  } else if (!request.body.empty()) {
+    request.decodedBody = decodeBody(request.body, secret);
+  }
+
+  lock.lock();
+  request.number = ++count_;
+  if (keepsRequests_) received_.push_back(request);
+  Answer answer = standing_;
+  if (isTooLarge) {
+    answer = tooLargeAnswer();
+  } else if (!next_.empty()) {
+    answer = std::move(next_.front());
+    next_.pop_front();
+  }
+  lock.unlock();
+  tell_("request", request.details());
+  return answer;
+}
+
+}  // namespace pellion

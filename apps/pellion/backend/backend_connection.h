@@ -1,0 +1,65 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+
+#include "pellion/backend/answer.h"
+#include "services/http/network.h"
+
+namespace pellion {
+
+class Descriptor {
+ public:
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor();
+  [[nodiscard]] int get() const { return descriptor_; }
+  void release() { descriptor_ = -1; }
+
+ private:
+  int descriptor_;
+};
+
+/// The port of this end of a socket.
+std::uint16_t localPort(int socket);
+
+/// Something that has happened, for poll(). All operations are safe from any thread.
+class Signal {
+ public:
+  Signal();
+  void set() const;
+  void clear() const;
+  [[nodiscard]] int descriptor() const { return descriptor_.get(); }
+
+ private:
+  Descriptor descriptor_;
+};
+
+/// The backend's end of a connection whose request is complete, byte by byte. Its operations block, and give false when
+/// the other side has closed it or the backend is ending.
+class BackendConnection {
+ public:
+  /// `network` is that of the phones, whose time passes while this end is silent; null for real time.
+  BackendConnection(int socket, const Signal& ending, host::Network* network);
+
+  /// Gives the answer; what is left to do is to close the socket.
+  void give(const Answer& answer, std::string_view method) const;
+  /// Real time.
+  [[nodiscard]] bool waitFor(std::chrono::milliseconds duration) const;
+
+ private:
+  [[nodiscard]] bool write(std::string_view bytes) const;
+  [[nodiscard]] bool writeSlowly(std::string_view bytes, std::chrono::nanoseconds pace) const;
+  [[nodiscard]] bool keepSilent(std::chrono::nanoseconds duration) const;
+  void reset() const;
+
+  int socket_;
+  const Signal& ending_;
+  host::Network* network_;
+  std::uint16_t clientPort_;
+  std::uint16_t serverPort_;
+};
+
+}  // namespace pellion

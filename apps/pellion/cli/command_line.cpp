@@ -1,0 +1,238 @@
+#include "pellion/cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "pellion/cli/server_probe.h"
+#include "pellion/cli/test_command.h"
+#include "pellion/document/input_file.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/document/redaction.h"
+#include "pellion/document/text_width.h"
+#include "pellion/explain/explain.h"
+#include "pellion/run/scenario_run.h"
+#include "pellion/steps/scenario_expectation.h"
+#include "pellion/steps/scenario_steps.h"
+#include "pellion/timeline/timeline.h"
+#include "pellion/timeline/trace.h"
+#include "services/http/network.h"
+
+namespace pellion {
+namespace {
+
+constexpr int passed = 0;
+constexpr int expectationFailed = 1;
+constexpr int somethingFound = 1;
+constexpr int inputUnusable = 2;
+
+constexpr int mostJobs = 256;
+
+struct RunArguments {
+  std::vector<std::string> scenarios;
+  std::optional<std::string> server;
+  std::optional<std::string> trace;
+  bool inRealTime = false;
+  bool withLog = false;
+};
+
+struct ExplainArguments {
+  std::string payload = "-";
+  ExplainOptions options;
+  bool asJSON = false;
+};
+
+struct BackendArguments {
+  std::uint16_t port = 0;
+  std::optional<std::string> secret;
+};
+
+int run(const RunArguments& arguments, const Surroundings& surroundings) {
+  // Everything is read before anything runs: a slip in the last scenario shows at once.
+  std::vector<Scenario> scenarios;
+  for (const std::string& file : arguments.scenarios) scenarios.push_back(readScenario(file));
+  if (arguments.server) {
+    for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
+    checkServer(*arguments.server, scenarios);
+  }
+  std::optional<Trace> trace;
+  if (arguments.trace) {
+    for (const Scenario& scenario : scenarios) refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
+    trace.emplace(*arguments.trace);
+  }
+  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,
+                                       .withLog = arguments.withLog,
+                                       .abridges = true,
+                                       .withNetwork = arguments.server.has_value()});
+  const auto tell = [&](const host::Event& event) {
+    timeline(event);
+    if (trace) (*trace)(event);
+  };
+
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  host::Network network;
+  std::size_t passedCount = 0;
+  for (const Scenario& scenario : scenarios) {
+    ScenarioRun scenarioRun(
+        scenario, network,
+        {.server = arguments.server,
+         .clock = arguments.inRealTime ? host::Clock::Kind::realTime : host::Clock::Kind::virtualTime,
+         .sink = tell});
+    if (scenarioRun.run()) ++passedCount;
+  }
+  if (trace) trace->close();
+  if (scenarios.size() > 1) {
+    surroundings.out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
+  }
+  return passedCount == scenarios.size() ? passed : expectationFailed;
+}
+
+int runBackend(const BackendArguments& arguments, const Surroundings& surroundings) {
+  const host::Clock clock(host::Clock::Kind::realTime);
+  const Redaction redaction({arguments.secret.value_or("")});
+  std::mutex mutex;
+  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour});
+  std::optional<Backend> backend;
+  surroundings.runUntilTold([&] {
+    backend.emplace(Backend::Options{.port = arguments.port,
+                                     .secret = arguments.secret,
+                                     .tell =
+                                         [&](std::string_view what, const platform::Value& details) {
+                                           const std::lock_guard lock(mutex);
+                                           timeline({clock.now(), "backend", what, redaction.value(details)});
+                                         },
+                                     .keepsRequests = false});
+    const std::lock_guard lock(mutex);
+    surroundings.out << "Listening on " << backend->url() << "; Ctrl-C ends it.\n" << std::flush;
+  });
+  return passed;
+}
+
+int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
+  constexpr FileKind payload{"a payload, a JSON object", "the push service takes 4096 bytes", 64U << 10};
+  const bool readsInput = arguments.payload == "-";
+  const std::string text = readInputFile(readsInput ? "/dev/stdin" : arguments.payload, payload);
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  const Explanation explanation = explain(readsInput ? "standard input" : arguments.payload, text, arguments.options);
+  if (arguments.asJSON) {
+    surroundings.out << prettyJSON(jsonOf(explanation)) << '\n';
+  } else {
+    writeText(surroundings.out, explanation, surroundings.inColour);
+  }
+  return explanation.findings.empty() ? passed : somethingFound;
+}
+
+void defineRun(CLI::App& app, RunArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("run", "Run scenarios and show what happens, step by step");
+  command.add_option("SCENARIO", arguments.scenarios, "JSON documents; docs/scenario.md describes them")->required();
+  command.add_option("--server", arguments.server, "Send to the server at this URL instead of the built-in backend")
+      ->type_name("URL");
+  command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");
+  command.add_flag("--log", arguments.withLog, "Show the module's log lines too");
+  command.add_option("--trace", arguments.trace, "Write every event as a line of JSON to this file")->type_name("FILE");
+  command.footer("Example: pellion run examples/scenarios/a_day.json --log");
+}
+
+int test(const TestArguments& arguments, const Surroundings& surroundings) {
+  const TestCounts counts = runTests(arguments, surroundings);
+  if (counts.unusable > 0) return inputUnusable;
+  return counts.failed > 0 ? expectationFailed : passed;
+}
+
+void defineTest(CLI::App& app, TestArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("test", "Run all scenarios below paths side by side, show what did not pass");
+  command.add_option("PATH", arguments.paths, "Scenarios, or directories of them; else the current directory");
+  command.add_option("--jobs", arguments.jobs, "How many to run at once; else as many as there are cores")
+      ->check(CLI::Range(1, mostJobs))
+      ->type_name("N");
+  command.add_option("--junit", arguments.junit, "Write a report as JUnit's XML to this file")->type_name("FILE");
+  command.footer("Example: pellion test examples/scenarios --junit report.xml");
+}
+
+void defineBackend(CLI::App& app, BackendArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("backend", "Run the local backend alone and show each request decoded");
+  command.add_option("--port", arguments.port, "Port on loopback; any free one if it is left out")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("PORT");
+  command.add_option("--secret", arguments.secret, "Check the signatures of request bodies with this JWT secret");
+  command.footer("Example: pellion backend --port 8080 --secret not-a-real-secret");
+}
+
+void defineExplain(CLI::App& app, ExplainArguments& arguments) {
+  CLI::App& command =
+      *app.add_subcommand("explain", "Tell what comes of a notification's payload, and why something does not");
+  command.add_option("PAYLOAD", arguments.payload,
+                     "A JSON object as the platform delivers it; standard input where it is - or left out");
+  command.add_option("--action", arguments.options.action, "Only this one: tap, dismiss or a button's identifier")
+      ->type_name("ID");
+  command
+      .add_option("--scheme", arguments.options.urlSchemes, "A URL scheme that the application declares; repeatable")
+      ->type_name("NAME")
+      ->expected(1);
+  command.add_flag("--json", arguments.asJSON, "Write JSON; docs/explain.md describes it");
+  command.footer(
+      "Exit status: 0 nothing deserves attention, 1 something does, 2 no payload.\n"
+      "Example: pellion explain examples/payloads/sale.json --scheme shop");
+}
+
+std::string firstExtra(const CLI::App& app) {
+  const std::vector<std::string> extras = app.remaining(true);
+  return extras.empty() ? std::string() : extras.front();
+}
+
+std::string hint(const CLI::App& app) {
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  return "; pellion " + (chosen.empty() ? "" : chosen.front()->get_name() + ' ') + "--help shows how it is called";
+}
+
+int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+  CLI::App app("Shows what the push-notification module does, on a simulated phone with a local backend.", "pellion");
+  app.set_version_flag("--version", "pellion " PELLION_VERSION);
+  app.require_subcommand(0, 1);
+  app.footer(
+      "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion test examples/scenarios\n"
+      "  pellion explain examples/payloads/sale.json\n  pellion backend --port 8080\n\n"
+      "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
+      "used.");
+  RunArguments runArguments;
+  TestArguments testArguments{.jobs = std::max(1U, std::thread::hardware_concurrency()), .junit = {}};
+  BackendArguments backendArguments;
+  ExplainArguments explainArguments;
+  defineRun(app, runArguments);
+  defineTest(app, testArguments);
+  defineExplain(app, explainArguments);
+  defineBackend(app, backendArguments);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes them from the back
+    if (app.got_subcommand("run")) return run(runArguments, surroundings);
+    if (app.got_subcommand("test")) return test(testArguments, surroundings);
+    if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
+    if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
+    throw InputError("no command is given; the commands are run, test, explain and backend");
+  } catch (const CLI::Success& request) {  // --help, --version
+    return app.exit(request, surroundings.out, surroundings.err);
+  } catch (const CLI::ExtrasError&) {
+    // The first alone, as far as its name: the others may be what was meant as a secret.
+    const std::string extra = firstExtra(app);
+    throw InputError("not expected: " + extra.substr(0, extra.find('=')) + hint(app));
+  } catch (const CLI::ParseError& error) {
+    throw InputError(error.what() + hint(app));
+  }
+}
+
+}  // namespace
+
+int runCommandLine(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+  try {
+    const int status = parseAndRun(arguments, surroundings);
+    if (surroundings.out.flush()) return status;
+    throw InputError("not all of the output could be written; is the disk full, or has its reader gone?");
+  } catch (const std::exception& error) {  // an InputError, as a rule
+    surroundings.err << "pellion: " << printable(withoutUserInfo(error.what())) << '\n';
+    return inputUnusable;
+  }
+}
+
+}  // namespace pellion

@@ -1,0 +1,45 @@
+#include "pellion/cli/end_signals.h"
+
+#include <csignal>
+#include <thread>
+#include <utility>
+
+namespace pellion {
+namespace {
+
+sigset_t blockedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  struct sigaction hangup {};
+  if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN) sigaddset(&signals, SIGHUP);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+}  // namespace
+
+void runUntilSignal(const std::function<void()>& start) {
+  const sigset_t signals = blockedSignals();
+  start();
+  int received = 0;
+  sigwait(&signals, &received);
+}
+
+void cleanUpOnSignal(std::function<void()> cleanUp) {
+  // Whoever writes hears of it, and says so.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::thread([signals = blockedSignals(), cleanUp = std::move(cleanUp)] {
+    int received = 0;
+    sigwait(&signals, &received);
+    cleanUp();
+    // So that whoever started the program sees what ended it; scripts start theirs in the background to ignore SIGINT.
+    std::signal(received, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    std::raise(received);
+  }).detach();
+}
+
+}  // namespace pellion

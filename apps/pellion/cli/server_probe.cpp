@@ -1,0 +1,87 @@
+#include "pellion/cli/server_probe.h"
+
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <variant>
+
+#include "pellion/document/input_error.h"
+#include "services/http/http_url.h"
+#include "services/url_components.h"
+
+namespace pellion {
+namespace {
+
+constexpr int longestWaitInMilliseconds = 5000;
+
+/// 0, or why no connection came about.
+int connectionError(const addrinfo& address) {
+  const int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) return errno;
+  int error = connect(descriptor, address.ai_addr, address.ai_addrlen) == 0 ? 0 : errno;
+  if (error == EINPROGRESS) {
+    pollfd ready{descriptor, POLLOUT, 0};
+    socklen_t size = sizeof error;
+    if (poll(&ready, 1, longestWaitInMilliseconds) <= 0) {
+      error = ETIMEDOUT;
+    } else if (getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+      error = errno;
+    }
+  }
+  close(descriptor);
+  return error;
+}
+
+/// The hosts that the phone's policy may come to allow in the course of a scenario.
+host::NetworkPolicy policyOf(const Scenario& scenario) {
+  host::NetworkPolicy policy;
+  for (const JSONNode* configuration : configurationsOf(scenario)) {
+    const JSONNode* hosts = configuration->find("CLEAR_TEXT_HOSTS");
+    if (hosts == nullptr) continue;
+    for (const JSONNode& host : hosts->elements) policy.clearTextHosts.emplace_back(host.value.text());
+  }
+  return policy;
+}
+
+}  // namespace
+
+void checkServer(const std::string& url, std::span<const Scenario> scenarios) {
+  const std::string unusable =
+      "--server " + url + ": not an http or https URL; give one such as https://push.example.org";
+  const auto parts = host::parseURLComponents(url);
+  if (!parts || !parts->host || parts->host->empty() || (parts->scheme != "http" && parts->scheme != "https")) {
+    throw InputError(unusable);
+  }
+  for (const Scenario& scenario : scenarios) {
+    if (std::holds_alternative<host::HTTPURL>(
+            host::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
+      continue;
+    }
+    if (parts->scheme == "https") throw InputError(unusable);
+    throw InputError("--server " + url + ": clear text goes to loopback alone; use https, or name " + *parts->host +
+                     " in the CLEAR_TEXT_HOSTS of " + scenario.file);
+  }
+  const std::string unreachable = "--server " + url + ": cannot be reached: ";
+  const std::string port = std::to_string(parts->port.value_or(parts->scheme == "https" ? 443 : 80));
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (const int error = getaddrinfo(parts->host->c_str(), port.c_str(), &hints, &found); error != 0) {
+    throw InputError(unreachable + gai_strerror(error) + "; check the host name");
+  }
+  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
+  int error = 0;
+  for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
+    error = connectionError(*address);
+    if (error == 0) return;
+  }
+  throw InputError(unreachable + std::strerror(error) + "; start it, or correct the URL");
+}
+
+}  // namespace pellion

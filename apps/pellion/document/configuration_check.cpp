@@ -1,0 +1,62 @@
+#include "pellion/document/configuration_check.h"
+
+#include <algorithm>
+
+#include "host/phone/configuration.h"
+#include "services/property_list/property_list.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+/// The application's meta information may be anything that a property list can hold.
+void checkMeta(std::string_view file, const JSONNode& node) {
+  if (node.value.isNull()) throw errorAt(file, node.position, "APP_META cannot hold null; leave the entry out");
+  for (const JSONMember& member : node.members) checkMeta(file, member.value);
+  for (const JSONNode& element : node.elements) checkMeta(file, element);
+}
+
+/// At most so many bytes of a binary property list, which has two for each character of a text that is not ASCII.
+std::size_t largestSize(const Value& value) {
+  constexpr std::size_t markerNumberAndReferences = 40;
+  const std::string_view text = value.text();
+  const bool isASCII = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  std::size_t size = markerNumberAndReferences + (isASCII ? 1 : 2) * text.size();
+  for (const Value& element : value.elements()) size += largestSize(element);
+  for (const Value::Entry& entry : value.entries()) size += largestSize(entry.key) + largestSize(entry.value);
+  return size;
+}
+
+void checkConfiguration(std::string_view file, const JSONNode& node) {
+  for (const JSONMember& entry : node.members) {
+    if (entry.value.value.isNull()) continue;
+    // Beside the entry, what every configuration needs.
+    const Value dictionary =
+        Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
+    try {
+      host::configurationFrom(dictionary, placeText(file, entry.position));
+    } catch (const host::ConfigurationError& error) {
+      throw errorAt(file, entry.position, error.problem());
+    }
+    if (entry.name == "APP_META") checkMeta(file, entry.value);
+  }
+}
+
+}  // namespace
+
+const Shape configurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true};
+
+void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations) {
+  // The head of the file, and the paths and URLs that a run completes.
+  std::size_t size = 8192;
+  for (const JSONNode* node : configurations) {
+    size += largestSize(node->value);
+    if (size > host::largestPropertyList) {
+      throw errorAt(file, node->position,
+                    "the configuration is too large; all that a scenario configures must fit a property list of 4 MiB");
+    }
+  }
+}
+
+}  // namespace pellion

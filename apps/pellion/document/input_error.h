@@ -1,0 +1,17 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+
+#include "value/printable_text.h"
+
+namespace pellion {
+
+/// What the caller of the command gave is not usable. The text is one line that says where, what is wrong and what
+/// would be right; it ends the command with status 2.
+class InputError : public std::runtime_error {
+ public:
+  explicit InputError(std::string_view text) : std::runtime_error(host::printable(text)) {}
+};
+
+}  // namespace pellion

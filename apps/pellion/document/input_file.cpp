@@ -1,0 +1,51 @@
+#include "pellion/document/input_file.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "pellion/document/input_error.h"
+
+namespace pellion {
+namespace {
+
+std::string sizeText(std::size_t bytes) {
+  const bool isWholeMebibytes = bytes % (1U << 20) == 0;
+  return isWholeMebibytes ? std::to_string(bytes >> 20) + " MiB" : std::to_string(bytes >> 10) + " KiB";
+}
+
+}  // namespace
+
+std::string readInputFile(const std::string& path, const FileKind& kind) {
+  // A pipe without a writer would hold the reader for ever; the command's own input has one.
+  std::error_code ignored;  // whatever is wrong with the path shows when the file is opened
+  if (std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
+    throw InputError(path + ": not a regular file; give the path of " + std::string(kind.name));
+  }
+  std::ifstream file(path, std::ios::binary);
+  std::string text;
+  while (file && text.size() <= kind.largest) {
+    constexpr std::size_t block = 64U << 10;
+    const std::size_t before = text.size();
+    text.resize(before + block);
+    file.read(text.data() + before, block);
+    text.resize(before + static_cast<std::size_t>(file.gcount()));
+  }
+  if (!file.is_open() || file.bad()) {
+    throw InputError(path + ": " + std::strerror(errno) + "; give the path of " + std::string(kind.name));
+  }
+  if (text.size() > kind.largest) {
+    throw InputError(path + ": larger than " + sizeText(kind.largest) + "; " + std::string(kind.size));
+  }
+  return text;
+}
+
+void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output) {
+  std::error_code ignored;  // an output that is not there yet is nothing else
+  if (std::filesystem::equivalent(input, output, ignored)) {
+    throw InputError(std::string(option) + " " + output + ": this is the input " + input + "; give a file of its own");
+  }
+}
+
+}  // namespace pellion

@@ -1,0 +1,183 @@
+#include "pellion/document/json_reader.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <set>
+
+#include "pellion/document/text_width.h"
+
+namespace pellion {
+namespace {
+
+constexpr std::size_t deepestLevel = 64;
+
+/// Turns growing offsets into positions, each byte looked at once.
+class PositionCounter {
+ public:
+  explicit PositionCounter(std::string_view text) : text_(text) {}
+
+  Position at(std::size_t offset) {
+    for (; offset_ < std::min(offset, text_.size()); ++offset_) {
+      if (text_[offset_] == '\n') {
+        position_ = {position_.line + 1, 1};
+      } else if ((text_[offset_] & 0xC0) != 0x80) {  // not inside a character
+        ++position_.column;
+      }
+    }
+    return position_;
+  }
+
+ private:
+  std::string_view text_;
+  std::size_t offset_ = 0;
+  Position position_;
+};
+
+/// The reader hands over a token after it has read it. Between two tokens there is only white space, a comma or a
+/// colon, so a token starts at the first other character after the end of the one before.
+class TreeBuilder {
+ public:
+  TreeBuilder(std::string_view file, std::string_view text, const rapidjson::MemoryStream& stream)
+      : file_(file), text_(text), stream_(stream), positions_(text) {}
+
+  bool Null() { return scalar({}); }
+  bool Bool(bool boolean) { return scalar(boolean); }
+  bool Int(int integer) { return scalar(integer); }
+  bool Uint(unsigned integer) { return scalar(integer); }
+  bool Int64(std::int64_t integer) { return scalar(integer); }
+  bool Uint64(std::uint64_t integer) { return scalar(integer); }
+  bool Double(double nearly) {
+    // RapidJSON may miss the nearest number by a bit, and the end of the range.
+    double nearest = nearly;
+    const auto result = std::from_chars(text_.data() + nextToken(), text_.data() + text_.size(), nearest);
+    if (result.ec == std::errc::result_out_of_range && std::abs(nearly) > 1) {
+      throw errorAt(file_, token(), "not JSON: Number too big to be stored in double");
+    }
+    return scalar(nearest);
+  }
+  bool RawNumber(const char* /*text*/, rapidjson::SizeType /*length*/, bool /*copy*/) { return false; }
+  bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) { return scalar(checked({text, length})); }
+  bool Key(const char* text, rapidjson::SizeType length, bool /*copy*/) {
+    const std::string_view name = checked({text, length});
+    open_.back().members.push_back({token(), std::string(name), {}});
+    return true;
+  }
+  bool StartObject() { return start(); }
+  bool StartArray() { return start(); }
+  bool EndObject(rapidjson::SizeType /*count*/) {
+    std::vector<platform::Value::Entry> entries;
+    for (const JSONMember& member : open_.back().members) entries.push_back({member.name, member.value.value});
+    const platform::Value value = platform::Value::dictionary(entries);
+    if (value.entries().size() != entries.size()) refuseRepeatedName();
+    return end(value);
+  }
+  bool EndArray(rapidjson::SizeType /*count*/) {
+    std::vector<platform::Value> elements;
+    for (const JSONNode& element : open_.back().elements) elements.push_back(element.value);
+    return end(platform::Value::list(elements));
+  }
+
+  [[nodiscard]] JSONNode takeRoot() { return std::move(*root_); }
+
+ private:
+  // RapidJSON takes the second half of a surrogate pair alone for a character.
+  std::string_view checked(std::string_view text) {
+    if (wellFormed(text) != text) throw errorAt(file_, token(), "not JSON: The surrogate pair in string is invalid");
+    return text;
+  }
+  std::size_t nextToken() const { return std::min(text_.find_first_not_of(" \t\r\n,:", end_), text_.size()); }
+  Position token() {
+    const Position position = positions_.at(nextToken());
+    end_ = stream_.Tell();
+    return position;
+  }
+  bool scalar(platform::Value value) { return place({token(), std::move(value), {}, {}}); }
+  bool start() {  // called before or after the bracket is taken, so its end is counted here
+    const std::size_t bracket = nextToken();
+    const Position position = positions_.at(bracket);
+    end_ = bracket + 1;
+    if (open_.size() == deepestLevel) {
+      throw errorAt(file_, position, "nested too deeply; at most " + std::to_string(deepestLevel) + " levels are read");
+    }
+    open_.push_back({position, {}, {}, {}});
+    return true;
+  }
+  bool end(platform::Value value) {
+    end_ = nextToken() + 1;
+    JSONNode node = std::move(open_.back());
+    open_.pop_back();
+    node.value = std::move(value);
+    return place(std::move(node));
+  }
+  bool place(JSONNode node) {
+    if (open_.empty()) {
+      root_ = std::move(node);
+    } else if (auto& members = open_.back().members; !members.empty()) {
+      members.back().value = std::move(node);
+    } else {
+      open_.back().elements.push_back(std::move(node));
+    }
+    return true;
+  }
+  [[noreturn]] void refuseRepeatedName() const {
+    std::set<std::string_view> names;
+    const auto& members = open_.back().members;
+    const auto repeated =
+        std::ranges::find_if(members, [&](const JSONMember& member) { return !names.insert(member.name).second; });
+    throw errorAt(file_, repeated->position,
+                  "\"" + repeated->name + "\" stands here a second time; leave one of the two out");
+  }
+
+  std::string_view file_;
+  std::string_view text_;
+  const rapidjson::MemoryStream& stream_;
+  PositionCounter positions_;
+  std::size_t end_ = 0;  // of the token before
+  std::vector<JSONNode> open_;
+  std::optional<JSONNode> root_;
+};
+
+}  // namespace
+
+std::string placeText(std::string_view file, Position position) {
+  return std::string(file) + ":" + std::to_string(position.line) + ":" + std::to_string(position.column);
+}
+
+DocumentError::DocumentError(std::string_view file, Position position, std::string_view text)
+    : InputError(placeText(file, position) + ": " + std::string(text)), position_(position), text_(printable(text)) {}
+
+DocumentError errorAt(std::string_view file, Position position, std::string_view text) {
+  return {file, position, text};
+}
+
+const JSONNode* JSONNode::find(std::string_view name) const {
+  const auto member = std::ranges::find(members, name, &JSONMember::name);
+  return member == members.end() ? nullptr : &member->value;
+}
+
+JSONNode readJSON(std::string_view file, std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also take half a mark
+  // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always true.
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  TreeBuilder builder(file, text, stream);
+  rapidjson::Reader reader;
+  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
+  const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder);
+  if (result.IsError()) {
+    std::string_view reason = rapidjson::GetParseError_En(result.Code());
+    reason = reason.substr(0, reason.find_last_not_of('.') + 1);
+    throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));
+  }
+  if (stream.Tell() < text.size()) {  // a NUL character is an end to the stream
+    throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: a NUL character stands here");
+  }
+  return builder.takeRoot();
+}
+
+}  // namespace pellion

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pellion/document/input_error.h"
+#include "platform/value.h"
+
+namespace pellion {
+
+/// A place in a text, counted from 1; columns count characters, not bytes.
+struct Position {
+  int line = 1;
+  int column = 1;
+};
+
+std::string placeText(std::string_view file, Position position);  ///< "file:line:column"
+
+/// An error about a document: "file:line:column: text".
+class DocumentError : public InputError {
+ public:
+  DocumentError(std::string_view file, Position position, std::string_view text);
+  [[nodiscard]] Position position() const { return position_; }
+  [[nodiscard]] const std::string& text() const { return text_; }  ///< without the place
+
+ private:
+  Position position_;
+  std::string text_;
+};
+
+DocumentError errorAt(std::string_view file, Position position, std::string_view text);
+
+struct JSONMember;
+
+/// A JSON value that knows where it stood. `value` is whole; members and elements are there for their places.
+struct JSONNode {
+  Position position;
+  platform::Value value;
+  std::vector<JSONMember> members;
+  std::vector<JSONNode> elements;
+
+  [[nodiscard]] const JSONNode* find(std::string_view name) const;
+};
+
+struct JSONMember {
+  Position position;  ///< of the name
+  std::string name;
+  JSONNode value;
+};
+
+/// Reads one JSON document (RFC 8259, UTF-8, at most 64 levels, no repeated names). Throws DocumentError.
+JSONNode readJSON(std::string_view file, std::string_view text);
+
+}  // namespace pellion

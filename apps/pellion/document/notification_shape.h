@@ -1,0 +1,12 @@
+#pragma once
+
+#include "pellion/document/shape.h"
+
+namespace pellion {
+
+/// A notification in a scenario: "payload" as it stands, and "addInfo", which travels in it as JSON text.
+extern const Shape notificationShape;
+/// The same, or the name of one of the scenario's notifications.
+extern const Shape namedNotificationShape;
+
+}  // namespace pellion

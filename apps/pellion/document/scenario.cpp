@@ -1,0 +1,153 @@
+#include "pellion/document/scenario.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "pellion/document/configuration_check.h"
+#include "pellion/document/notification_shape.h"
+#include "value/ascii.h"
+
+namespace pellion {
+namespace {
+
+/// RFC 3986, 3.1
+bool isScheme(const platform::Value& value) {
+  const std::string_view text = value.text();
+  return !text.empty() && std::isalpha(static_cast<unsigned char>(text.front())) != 0 &&
+         std::ranges::all_of(text, [](unsigned char character) {
+           return std::isalnum(character) != 0 || character == '+' || character == '-' || character == '.';
+         });
+}
+
+const Shape schemeShape{"the scheme of a URL, such as \"shop\"", isScheme};
+const Shape listOfSchemes{"a list of schemes", isList, {}, &schemeShape};
+const Shape notificationsByName{"an object of notifications by name", isObject, {}, &notificationShape};
+const Shape listOfSteps{"a list of steps", isList};
+const Field documentFields[] = {{"name", &shapes::text, true},
+                                {"description", &shapes::text},
+                                {"configuration", &configurationShape, true},
+                                {"urlSchemes", &listOfSchemes},
+                                {"queriedSchemes", &listOfSchemes},
+                                {"installedSchemes", &listOfSchemes},
+                                {"notifications", &notificationsByName},
+                                {"delegates", &delegatesShape},
+                                {"application", &applicationShape},
+                                {"steps", &listOfSteps, true},
+                                {"$schema", &shapes::text}};
+const Shape documentShape{"an object", isObject, documentFields};
+
+using Kinds = std::span<const StepKind>;
+
+std::string stepNames(Kinds kinds) {
+  std::string names;
+  for (const StepKind& kind : kinds) names.append(names.empty() ? "" : ", ").append(kind.name);
+  return names;
+}
+
+const StepKind& kindNamed(std::string_view file, Position position, std::string_view name, Kinds kinds) {
+  const auto kind = std::ranges::find(kinds, name, &StepKind::name);
+  if (kind == kinds.end()) {
+    throw errorAt(file, position, "there is no step \"" + std::string(name) + "\"; the steps are " + stepNames(kinds));
+  }
+  return *kind;
+}
+
+/// {"name": argument}, or "name" alone for {"name": {}}.
+Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
+  Step step{nullptr, node.position, {node.position, platform::Value::dictionary({}), {}, {}}};
+  if (const auto name = node.value.ifString()) {
+    step.kind = &kindNamed(file, node.position, *name, kinds);
+  } else if (node.members.size() == 1) {
+    step.kind = &kindNamed(file, node.members.front().position, node.members.front().name, kinds);
+    step.argument = node.members.front().value;
+  } else {
+    throw errorAt(file, node.position,
+                  R"(a step is an object with one entry, such as {"advance": 3}, or a name alone, such as "launch")");
+  }
+  checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
+  return step;
+}
+
+/// A step that needs a running application, or none, where the steps before it leave the other.
+void checkOrder(const Scenario& scenario) {
+  bool isRunning = false;
+  for (const Step& step : scenario.steps) {
+    const std::string name = "\"" + std::string(step.kind->name) + "\"";
+    if (step.kind->needs == StepKind::Needs::process && !isRunning) {
+      throw errorAt(scenario.file, step.position, name + " needs a running application; put a \"launch\" before it");
+    }
+    if (step.kind->needs == StepKind::Needs::noProcess) {
+      if (isRunning) {
+        throw errorAt(scenario.file, step.position,
+                      name + " needs that nothing runs yet; \"relaunch\" ends the process and starts another");
+      }
+      isRunning = true;
+    }
+  }
+}
+
+std::vector<std::string> readSchemes(const JSONNode& document, std::string_view name) {
+  std::vector<std::string> schemes;
+  const JSONNode* list = document.find(name);
+  if (list == nullptr) return schemes;
+  for (const JSONNode& scheme : list->elements) schemes.push_back(host::asciiLowercase(scheme.value.text()));
+  return schemes;
+}
+
+/// Wherever they stand, so that no error shows one that stands in the wrong place.
+void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
+  for (const JSONMember& member : node.members) {
+    const bool isSecret = member.name == "BEARER_TOKEN" || member.name == "JWT_SECRET";
+    if (isSecret) secrets.emplace_back(member.value.value.text());
+    collectSecrets(member.value, secrets);
+  }
+  for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
+}
+
+Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds, const Redaction& redaction) {
+  checkShape(file, document, documentShape, "a scenario");
+  Scenario scenario{.file = std::string(file),
+                    .name = std::string(document.find("name")->value.text()),
+                    .description = {},
+                    .configuration = *document.find("configuration"),
+                    .urlSchemes = {.own = readSchemes(document, "urlSchemes"),
+                                   .queried = readSchemes(document, "queriedSchemes"),
+                                   .installed = readSchemes(document, "installedSchemes")},
+                    .notifications = platform::Value::dictionary({}),
+                    .application = readApplication(file, document.find("delegates"), document.find("application")),
+                    .steps = {},
+                    .redaction = redaction};
+  if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
+  if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
+  for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step, kinds));
+  checkOrder(scenario);
+  for (const Step& step : scenario.steps) {
+    if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
+  }
+  checkConfigurationSize(file, configurationsOf(scenario));
+  return scenario;
+}
+
+}  // namespace
+
+Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
+  const JSONNode document = readJSON(file, text);
+  std::vector<std::string> secrets;
+  collectSecrets(document, secrets);
+  const Redaction redaction(secrets);
+  try {
+    return checkedScenario(file, document, kinds, redaction);
+  } catch (const DocumentError& error) {  // whose place stays, even where it reads like a secret
+    throw errorAt(file, error.position(), redaction.text(error.text()));
+  }
+}
+
+std::vector<const JSONNode*> configurationsOf(const Scenario& scenario) {
+  std::vector<const JSONNode*> nodes{&scenario.configuration};
+  for (const Step& step : scenario.steps) {
+    if (step.kind->shape == &configurationShape || step.kind->name == "consent") nodes.push_back(&step.argument);
+  }
+  return nodes;
+}
+
+}  // namespace pellion

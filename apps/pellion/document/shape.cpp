@@ -1,0 +1,139 @@
+#include "pellion/document/shape.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <string>
+#include <vector>
+
+#include "pellion/document/json_writer.h"
+#include "pellion/document/redaction.h"
+#include "value/ascii.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+bool isText(const Value& value) { return value.kind() == Value::Kind::string; }
+
+bool isPlainText(const Value& value) {
+  return isText(value) &&
+         std::ranges::none_of(value.text(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+}
+
+bool isHex(const Value& value) {
+  const auto isDigit = [](char character) { return std::isxdigit(static_cast<unsigned char>(character)) != 0; };
+  return isText(value) && value.text().size() % 2 == 0 && std::ranges::all_of(value.text(), isDigit);
+}
+
+bool isSeconds(const Value& value) {
+  constexpr double tenYears = 10 * 366 * 86'400.0;
+  if (value.kind() == Value::Kind::floating) return value.floating() >= 0 && value.floating() <= tenYears;
+  return isIntegerIn(value, 0, static_cast<std::int64_t>(tenYears));
+}
+
+/// What says where an answer ends is the server's: a scenario's word beside it would contradict it by accident.
+bool isHeadersToSend(const Value& value) {
+  constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection"};
+  const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
+  return isObject(value) && std::ranges::all_of(value.entries(), [&](const Value::Entry& field) {
+           const std::string_view name = field.key.text();
+           return host::isToken(name) && std::ranges::find(servers, host::asciiLowercase(name)) == std::end(servers) &&
+                  isText(field.value) && std::ranges::all_of(field.value.text(), isFieldValue);
+         });
+}
+
+std::string names(std::span<const Field> fields) {
+  std::string list;
+  for (const Field& field : fields) list.append(list.empty() ? "\"" : ", \"").append(field.name).append("\"");
+  return list;
+}
+
+/// A value for an error line, or what it is: half a secret could not be recognised as one any more.
+std::string shown(const Value& value, const Shape& shape) {
+  constexpr std::size_t longest = 40;
+  if (shape.holdsSecrets) return "what stands here";
+  std::string text = compactJSON(value);
+  if (text.size() <= longest) return maskedBearer(text);
+  if (isText(value)) return "this text of " + std::to_string(value.text().size()) + " bytes";
+  return isList(value) ? "this list" : "this object";
+}
+
+void checkFields(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
+  for (const JSONMember& member : node.members) {
+    const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
+    if (field == shape.fields.end()) {
+      throw errorAt(file, member.position,
+                    std::string(what) + " has no \"" + member.name + "\"; it may have " + names(shape.fields));
+    }
+    checkShape(file, member.value, *field->shape, "\"" + member.name + "\"");
+  }
+  for (const Field& field : shape.fields) {
+    if (field.isRequired && node.find(field.name) == nullptr) {
+      throw errorAt(file, node.position,
+                    std::string(what) + " lacks \"" + std::string(field.name) + "\"; give it " +
+                        std::string(field.shape->expected));
+    }
+  }
+}
+
+}  // namespace
+
+bool isObject(const Value& value) { return value.ifDictionary() != nullptr; }
+bool isList(const Value& value) { return value.ifList() != nullptr; }
+bool isIntegerIn(const Value& value, std::int64_t least, std::int64_t most) {
+  return value.kind() == Value::Kind::integer && !value.isUnsigned() && value.integer() >= least &&
+         value.integer() <= most;
+}
+
+namespace shapes {
+const Shape any{"any value", [](const Value&) { return true; }};
+const Shape text{"a text", isText};
+const Shape boolean{"true or false", [](const Value& value) { return value.kind() == Value::Kind::boolean; }};
+const Shape seconds{"a number of seconds from 0 to ten years", isSeconds};
+const Shape hex{"hexadecimal digits, two for each byte, such as \"0aff00\"", isHex};
+const Shape textOrNull{"a text, or null for absent",
+                       [](const Value& value) { return value.isNull() || isText(value); }};
+const Shape plainTextOrNull{"a text without control characters, or null for absent",
+                            [](const Value& value) { return value.isNull() || isPlainText(value); }};
+const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\", or null for absent",
+                      [](const Value& value) { return value.isNull() || isHex(value); }};
+const Shape textsByName{"an object of texts by name, null for absent", isObject, {}, &textOrNull};
+const Shape hexByName{"an object of hexadecimal texts by name, null for absent", isObject, {}, &hexOrNull};
+const Shape texts{"a list of texts", isList, {}, &text};
+const Shape headersToSend{
+    "an object of header fields and their texts, without Content-Length, Transfer-Encoding and Connection, which are "
+    "the server's own; give an answer with others of these as \"raw\"",
+    isHeadersToSend};
+}  // namespace shapes
+
+void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
+  if (!shape.isKind(node.value)) {
+    throw errorAt(
+        file, node.position,
+        std::string(what) + " cannot be " + shown(node.value, shape) + "; expected " + std::string(shape.expected));
+  }
+  if (!shape.fields.empty()) checkFields(file, node, shape, what);
+  if (shape.check != nullptr) shape.check(file, node);
+  if (shape.item == nullptr) return;
+  for (const JSONMember& member : node.members) checkShape(file, member.value, *shape.item, "\"" + member.name + "\"");
+  for (const JSONNode& element : node.elements) {
+    checkShape(file, element, *shape.item, "an element of " + std::string(what));
+  }
+}
+
+std::chrono::nanoseconds durationOf(const Value& seconds) {
+  const double count = seconds.floating() + static_cast<double>(seconds.integer());
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
+}
+
+Value bytesOfHex(std::string_view digits) {
+  std::vector<std::uint8_t> bytes(digits.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[i], 16);
+  }
+  return Value::bytes(bytes);
+}
+
+}  // namespace pellion

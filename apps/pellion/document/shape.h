@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <span>
+#include <string_view>
+
+#include "pellion/document/json_reader.h"
+
+namespace pellion {
+
+struct Shape;
+
+/// A named entry of an object in a scenario.
+struct Field {
+  std::string_view name;
+  const Shape* shape;
+  bool isRequired = false;
+};
+
+/// What a value in a scenario may look like. Tables of these are the scenario format; one function checks them all.
+struct Shape {
+  std::string_view expected;                     ///< completes "… is wrong here; expected"
+  bool (*isKind)(const platform::Value& value);  ///< the value itself, without what it contains
+  std::span<const Field> fields = {};            ///< of an object: all the names it may have
+  const Shape* item = nullptr;                   ///< of each element of a list, or each value of an object
+  /// What must hold besides: throws InputError.
+  void (*check)(std::string_view file, const JSONNode& node) = nullptr;
+  bool holdsSecrets = false;  ///< no error quotes it
+};
+
+namespace shapes {
+extern const Shape any;
+extern const Shape text;
+extern const Shape boolean;
+extern const Shape seconds;          ///< 0 to ten years
+extern const Shape hex;              ///< whole bytes
+extern const Shape textOrNull;       ///< null for absent
+extern const Shape plainTextOrNull;  ///< without control characters; null for absent
+extern const Shape hexOrNull;        ///< null for absent
+extern const Shape textsByName;      ///< an object of texts, null for absent
+extern const Shape hexByName;        ///< an object of hex, null for absent
+extern const Shape texts;            ///< a list
+extern const Shape headersToSend;    ///< an object: field names and values that may stand in an answer
+}  // namespace shapes
+
+bool isObject(const platform::Value& value);
+bool isList(const platform::Value& value);
+bool isIntegerIn(const platform::Value& value, std::int64_t least, std::int64_t most);
+
+/// Throws InputError at the place of the first thing that does not fit; `what` names the value in the text.
+void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what);
+
+/// Of a number that fits shapes::seconds.
+std::chrono::nanoseconds durationOf(const platform::Value& seconds);
+
+/// The bytes of text that fits shapes::hex.
+platform::Value bytesOfHex(std::string_view digits);
+
+}  // namespace pellion

@@ -1,0 +1,283 @@
+// How far the module got is told from what is to be seen of it: its log lines, its properties, what it sent, opened and
+// raised. What stopped it there is then asked of the payload.
+
+#include "pellion/explain/explain_happenings.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "host/phone/core_library.h"
+#include "host/phone/system_events.h"
+#include "host/phone/user_notifications.h"
+#include "messaging/PLMessaging.h"
+#include "messaging/PLNotificationHandler.h"
+#include "pellion/explain/explain_problems.h"
+#include "pellion/timeline/text_lines.h"
+#include "platform/block.h"
+#include "platform/user_notifications.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+using Kind = Happening::Kind;
+using State = Outcome::State;
+
+constexpr const char* tap = platform::UNNotificationDefaultActionIdentifier;
+constexpr const char* dismissal = platform::UNNotificationDismissActionIdentifier;
+
+constexpr const char* parsed = "Push notification JSON payload";
+constexpr const char* notParsed = "Error parsing push notification JSON payload";
+
+/// A step of the module's work, and how one sees that it is behind it.
+struct Step {
+  const char* name;
+  bool (*isPast)(const Observation&);
+};
+
+const Step findAddInfo{"find addInfo",
+                       [](const Observation& o) { return o.hasLogged(parsed) || o.hasLogged(notParsed) || o.raised; }};
+const Step readAddInfo{"read addInfo", [](const Observation& o) { return o.hasLogged(parsed); }};
+const Step readID{"read the id", [](const Observation& o) { return o.id.has_value(); }};
+const Step rememberGoal{"remember the goal", [](const Observation& o) { return o.goal.has_value(); }};
+const Step findButton{"find the button", [](const Observation& o) { return !o.entries.empty(); }};
+const Step openLink{"open the click action", [](const Observation& o) { return !o.raised; }};
+const Step sendEntry{"send the entry", [](const Observation& o) { return !o.entries.empty(); }};
+const Step setBadge{"hear of a badge", [](const Observation& o) { return !o.badges.empty(); }};
+const Step matchGoal{"match the goal", [](const Observation& o) { return !o.entries.empty(); }};
+
+// In the order in which the module does them.
+const Step* const deliverySteps[] = {&findAddInfo, &readAddInfo, &readID, &sendEntry};
+const Step* const tapSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &openLink, &sendEntry};
+const Step* const buttonSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &findButton, &openLink};
+
+Outcome happened(std::vector<Value> results) { return {State::happened, std::move(results), {}, {}}; }
+Outcome notAskedFor(const Step& step, std::string why) { return {State::notAskedFor, {}, step.name, std::move(why)}; }
+Outcome never(const Step& step, std::string why) { return {State::never, {}, step.name, std::move(why)}; }
+Outcome stoppedAt(const Step& step, std::string why) { return {State::stopped, {}, step.name, std::move(why)}; }
+
+class Observer {
+ public:
+  Observer(const Payload& payload, ExplainPhone& phone) : payload_(payload), phone_(phone) {}
+
+  Happening deliver(Kind kind, void (*event)(const Value& userInfo)) {
+    const Observation seen = phone_.observe([&] { event(payload_.value()); });
+    constexpr const char* why = "only a response does that, not a delivery";
+    return complete({.kind = kind,
+                     .recorded = recorded(seen, deliverySteps, nullptr),
+                     .opened = never(openLink, why),
+                     .openedByHandler = never(openLink, why),
+                     .goal = never(rememberGoal, why),
+                     .note = deliveryNote(kind)},
+                    seen);
+  }
+
+  Happening respond(Kind kind, const std::string& name, const Value& identifier) {
+    const Observation seen = phone_.observe([&] { host::deliverResponse(payload_.value(), identifier); });
+    const auto steps = kind == Kind::tap ? std::span(tapSteps) : std::span(buttonSteps);
+    Happening happening{.kind = kind,
+                        .name = name,
+                        .recorded = recorded(seen, steps, &identifier),
+                        .opened = opened(seen, steps, identifier),
+                        .openedByHandler = {},
+                        .goal = pendingGoal(seen, steps, identifier)};
+    happening.openedByHandler = handled(kind, identifier);
+    return complete(std::move(happening), seen);
+  }
+
+  /// One for each name under which the goal's event may be reported: the pending one, and the payload's own spelling.
+  std::vector<Happening> reachGoal() {
+    const Observation seen = phone_.observe([&] { host::deliverResponse(payload_.value(), tap); });
+    const Outcome pending = pendingGoal(seen, tapSteps, tap);
+    std::vector<Happening> happenings;
+    if (pending.state != State::happened) return {reportNothing(pending)};
+    happenings.push_back(report(*seen.goal));
+    const std::optional<std::string> spelled = spelledGoal();
+    if (spelled && *spelled != *seen.goal) happenings.push_back(report(*spelled));
+    return happenings;
+  }
+
+ private:
+  template <class Work>
+  auto inProcess(const Work& work) {
+    std::optional<decltype(work())> result;
+    phone_.inProcess([&] { result.emplace(work()); });
+    return std::move(*result);
+  }
+
+  /// Which of the two deliveries the platform makes is up to aps.
+  std::string deliveryNote(Kind kind) const {
+    const Value* aps = payload_.value().find("aps");
+    const auto has = [&](const char* key) { return aps != nullptr && aps->find(key) != nullptr; };
+    if (kind == Kind::background) {
+      const bool wakes = has("content-available") && *aps->find("content-available") == Value(1);
+      return wakes ? "" : "the platform wakes the application only for \"content-available\": 1 in aps";
+    }
+    const bool isShown = has("alert") || has("sound") || has("badge");
+    return isShown ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
+  }
+
+  /// The first step that is not past.
+  static const Step* stop(const Observation& seen, std::span<const Step* const> steps) {
+    const auto step = std::ranges::find_if(steps, [&](const Step* each) { return !each->isPast(seen); });
+    return step == steps.end() ? nullptr : *step;
+  }
+
+  Outcome recorded(const Observation& seen, std::span<const Step* const> steps, const Value* identifier) {
+    if (!seen.entries.empty()) return happened(seen.entries);
+    const Step* step = stop(seen, steps);
+    return step == nullptr ? stoppedAt(sendEntry, "the phone sent no entry") : stopped(*step, identifier);
+  }
+
+  Outcome opened(const Observation& seen, std::span<const Step* const> steps, const Value& identifier) {
+    if (!seen.opened.empty()) return happened(seen.opened);
+    if (const Step* step = stop(seen, steps)) return stopped(*step, &identifier);
+    const std::optional<Problem> problem = linkProblemOf(identifier);
+    if (problem) return stoppedAt(openLink, problem->text);
+    const bool isTap = identifier == Value(tap);
+    return notAskedFor(openLink, isTap ? "addInfo has no \"clickAction\"" : "the button has no \"clickAction\"");
+  }
+
+  Outcome pendingGoal(const Observation& seen, std::span<const Step* const> steps, const Value& identifier) {
+    if (seen.goal && !seen.goal->empty()) return happened({*seen.goal});
+    if (seen.goal) return notAskedFor(rememberGoal, "addInfo has no \"conversion\"");
+    return stopped(*stop(seen, steps), &identifier);
+  }
+
+  Outcome handled(Kind kind, const Value& identifier) {
+    std::optional<std::string> resolved;
+    bool hasAddInfo = false;
+    const Observation seen = phone_.observeNext([&] {
+      const PLNotificationHandler& handler = PLNotificationHandler::shared();
+      const platform::Strong response = host::makeNotificationResponse(payload_.value(), identifier);
+      hasAddInfo = handler.addInfoDictionaryFromUserInfo(payload_.value()).has_value();
+      resolved = handler.resolvedClickActionFromResponse(response.get());
+      handler.handleNotificationResponse(response.get(), nullptr);
+    });
+    if (!seen.opened.empty()) return happened(seen.opened);
+    if (resolved) {
+      const auto problem = inProcess([&] { return linkProblem(*resolved, {}); });
+      return stoppedAt(openLink, problem ? problem->text : "the platform did not open " + inQuotes(*resolved));
+    }
+    if (kind == Kind::dismissal) return notAskedFor(openLink, "a dismissal opens nothing");
+    if (hasAddInfo) return notAskedFor(openLink, "there is no \"clickAction\" with a text for it");
+    if (const Value* own = payload_.value().find("addInfo")) {
+      if (own == payload_.addInfo) return stopped(readAddInfo, &identifier);
+      return stoppedAt(readAddInfo,
+                       "the handler takes \"addInfo\" from the payload's top level alone, where it is no "
+                       "object and no JSON text of one");
+    }
+    return stoppedAt(findAddInfo,
+                     "the handler looks for \"addInfo\" at the payload's top level alone, where it is not");
+  }
+
+  /// Why the module did not get past a step that it came to.
+  Outcome stopped(const Step& step, const Value* identifier) {
+    return inProcess([&] {
+      std::optional<Problem> problem;
+      if (&step == &findAddInfo || &step == &readAddInfo || payload_.info() == nullptr) {
+        problem = addInfoProblem(payload_);
+      } else if (&step == &readID) {
+        problem = idProblem(payload_);
+      } else if (&step == &rememberGoal) {
+        problem = goalProblem(payload_);
+      } else if (&step == &findButton) {
+        problem = missingButtonProblem(payload_, identifier->text());
+      } else if (&step == &openLink) {
+        problem = linkProblemOf(*identifier);
+      }
+      return stoppedAt(step, problem ? problem->text : "the module got no further");
+    });
+  }
+
+  std::optional<Problem> linkProblemOf(const Value& identifier) {
+    return inProcess([&]() -> std::optional<Problem> {
+      JSONPath path{"clickAction"};
+      if (identifier != Value(tap)) {
+        const auto button = buttonIndex(payload_, identifier.text());
+        const auto found = button ? buttonLinkPath(payload_, *button) : std::nullopt;
+        if (!found) return std::nullopt;
+        path = *found;
+      } else if (payload_.info()->find("clickAction") == nullptr) {
+        return std::nullopt;
+      }
+      return linkProblem(nodeAt(*payload_.content, path).value, {true, path});
+    });
+  }
+
+  /// Group and event as the payload has them.
+  std::optional<std::string> spelledGoal() const {
+    const Value* conversion = payload_.info()->find("conversion");
+    const Value* group = conversion->find("group");
+    const Value* event = conversion->find("event");
+    if (group == nullptr || event == nullptr) return std::nullopt;
+    return std::string(group->text()) + "_" + std::string(event->text());
+  }
+
+  Happening report(const std::string& name) {
+    const Observation seen = phone_.observe(
+        [&] {
+          host::announceEngagement(Value::dictionary({{"action", "event"}, {"name", name}}));
+        },
+        [&] { host::deliverResponse(payload_.value(), tap); });
+    Happening happening = reportNothing({});
+    happening.name = name;
+    happening.recorded = !seen.entries.empty() ? happened(seen.entries)
+                                               : stoppedAt(matchGoal, "pending is " + inQuotes(seen.goal.value_or("")) +
+                                                                          ", and names are compared with capitals");
+    return complete(std::move(happening), seen);
+  }
+
+  /// Without a pending goal there is no event to report.
+  static Happening reportNothing(const Outcome& goal) {
+    constexpr const char* why = "only a response does that, not an event";
+    return {.kind = Kind::goal,
+            .name = {},
+            .recorded = goal,
+            .opened = never(openLink, why),
+            .openedByHandler = never(openLink, why),
+            .goal = never(rememberGoal, why),
+            .badge = noBadge(),
+            .raised = {}};
+  }
+
+  static Outcome noBadge() { return never(setBadge, "only what the application sets as its badge is stored"); }
+
+  Happening complete(Happening happening, const Observation& seen) const {
+    happening.raised = seen.raised;
+    happening.badge = !seen.badges.empty() ? happened(seen.badges) : noBadge();
+    return happening;
+  }
+
+  const Payload& payload_;
+  ExplainPhone& phone_;
+};
+
+}  // namespace
+
+std::vector<Happening> observeHappenings(const Payload& payload, ExplainPhone& phone) {
+  const std::vector<std::string> buttons = buttonIdentifiers(payload);
+  std::string unknown = "no such button";
+  while (std::ranges::find(buttons, unknown) != buttons.end()) unknown += '?';
+
+  Observer observer(payload, phone);
+  std::vector<Happening> happenings{observer.deliver(Kind::foreground, host::deliverInForeground),
+                                    observer.deliver(Kind::background, host::deliverInBackground),
+                                    observer.respond(Kind::tap, {}, tap)};
+  for (const std::string& button : buttons) happenings.push_back(observer.respond(Kind::button, button, button));
+  happenings.push_back(observer.respond(Kind::unknownButton, unknown, unknown));
+  happenings.push_back(observer.respond(Kind::dismissal, {}, dismissal));
+  for (Happening& goal : observer.reachGoal()) happenings.push_back(std::move(goal));
+  return happenings;
+}
+
+Happening observeAction(const Payload& payload, ExplainPhone& phone, const std::string& action) {
+  Observer observer(payload, phone);
+  if (action == "tap") return observer.respond(Kind::tap, {}, tap);
+  if (action == "dismiss") return observer.respond(Kind::dismissal, {}, dismissal);
+  const bool isKnown = std::ranges::count(buttonIdentifiers(payload), action) > 0;
+  return observer.respond(isKnown ? Kind::button : Kind::unknownButton, action, action);
+}
+
+}  // namespace pellion

@@ -1,0 +1,82 @@
+#include <array>
+
+#include "pellion/explain/explain.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+Value nameOf(Happening::Kind kind) {
+  constexpr std::array<const char*, 7> names{"deliveredInForeground",
+                                             "deliveredInBackground",
+                                             "tapped",
+                                             "button",
+                                             "unknownButton",
+                                             "dismissed",
+                                             "goalReached"};
+  return names.at(static_cast<std::size_t>(kind));
+}
+
+/// {"results": […]}, or {"results": [], "stoppedAt": step, "why": text, "isProblem": whether the payload is to blame}
+Value jsonOf(const Outcome& outcome) {
+  std::vector<Value::Entry> entries{{"results", Value::list(outcome.results)}};
+  if (outcome.state != Outcome::State::happened) {
+    entries.push_back({"stoppedAt", outcome.step});
+    entries.push_back({"why", outcome.why});
+    entries.push_back({"isProblem", outcome.state == Outcome::State::stopped});
+  }
+  return Value::dictionary(entries);
+}
+
+Value jsonOf(const Happening& happening) {
+  std::vector<Value::Entry> entries{{"happening", nameOf(happening.kind)}};
+  if (!happening.name.empty()) entries.push_back({"name", happening.name});
+  if (!happening.note.empty()) entries.push_back({"note", happening.note});
+  entries.insert(entries.end(), {{"recorded", jsonOf(happening.recorded)},
+                                 {"opened", jsonOf(happening.opened)},
+                                 {"openedByHandler", jsonOf(happening.openedByHandler)},
+                                 {"goal", jsonOf(happening.goal)},
+                                 {"badge", jsonOf(happening.badge)}});
+  Value raised;
+  if (happening.raised) {
+    raised = Value::dictionary({{"name", happening.raised->name}, {"reason", happening.raised->reason}});
+  }
+  entries.push_back({"raised", raised});
+  return Value::dictionary(entries);
+}
+
+Value::Entry lineOf(Position position) { return {"line", position.line}; }
+Value::Entry columnOf(Position position) { return {"column", position.column}; }
+
+Value jsonOf(const Place& place) {
+  std::vector<Value::Entry> entries{lineOf(place.position), columnOf(place.position), {"path", place.path}};
+  if (place.inText) {
+    std::vector<Value::Entry> inner{{"path", place.inText->path}};
+    if (const auto& position = place.inText->position) {
+      inner.insert(inner.end(), {lineOf(*position), columnOf(*position)});
+    }
+    entries.push_back({"inText", Value::dictionary(inner)});
+  }
+  return Value::dictionary(entries);
+}
+
+}  // namespace
+
+Value jsonOf(const Explanation& explanation) {
+  std::vector<Value> happenings;
+  for (const Happening& happening : explanation.happenings) happenings.push_back(jsonOf(happening));
+  std::vector<Value> findings;
+  for (const Finding& finding : explanation.findings) {
+    findings.push_back(Value::dictionary({{"code", finding.code},
+                                          {"place", jsonOf(finding.place)},
+                                          {"text", finding.text},
+                                          {"remedy", finding.remedy}}));
+  }
+  return Value::dictionary({{"file", explanation.file},
+                            {"bytes", explanation.size},
+                            {"happenings", Value::list(happenings)},
+                            {"findings", Value::list(findings)}});
+}
+
+}  // namespace pellion

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/phone/phone.h"
+#include "pellion/document/application_description.h"
+#include "pellion/run/temporary_directory.h"
+#include "services/http/network.h"
+
+namespace pellion {
+
+struct Raised {
+  std::string name;
+  std::string reason;
+};
+
+/// What is to be seen of a happening from outside the module.
+struct Observation {
+  std::vector<std::string> log;          ///< the module's lines
+  std::vector<platform::Value> entries;  ///< the statistics in the requests that the phone would send
+  std::vector<platform::Value> opened;   ///< URLs
+  std::vector<platform::Value> badges;   ///< that were put into the shared store
+  std::optional<Raised> raised;          ///< the first
+  std::optional<platform::Value> id;     ///< of the notification that the module now takes for the last one
+  std::optional<std::string> goal;       ///< that is now pending; empty for none
+
+  [[nodiscard]] bool hasLogged(std::string_view beginning) const;
+};
+
+/// A simulated phone whose requests are read instead of sent, so that nothing leaves the program and nothing is waited
+/// for. The application on it is the plain one of a scenario.
+class ExplainPhone {
+ public:
+  using Work = std::function<void()>;
+
+  /// The application's own schemes of URLs, in lower case.
+  explicit ExplainPhone(std::vector<std::string> urlSchemes);
+  ExplainPhone(const ExplainPhone&) = delete;
+  ExplainPhone& operator=(const ExplainPhone&) = delete;
+  ~ExplainPhone();
+
+  /// Runs `before` and then `work` in a process of their own and tells what came of `work`.
+  Observation observe(const Work& work, const Work& before = {});
+  /// Tells of more in the process of the last observation.
+  Observation observeNext(const Work& work);
+  /// Runs `work` in that process, unobserved; what it raises is its caller's.
+  void inProcess(const Work& work);
+
+ private:
+  void receive(const host::Event& event);
+  void read(const platform::URLRequest& request);
+  void attempt(const Work& work);
+
+  const ApplicationDescription application_;
+  TemporaryDirectory storage_;
+  host::Network network_;
+  Observation seen_;
+  host::Phone phone_;
+};
+
+}  // namespace pellion

@@ -1,0 +1,209 @@
+#include "pellion/run/scenario_run.h"
+
+#include <algorithm>
+
+#include "host/objc/programming_error.h"
+#include "pellion/run/stack_limit.h"
+#include "platform/exception.h"
+#include "services/http/network.h"
+#include "services/property_list/property_list.h"
+
+namespace pellion {
+
+using platform::Value;
+
+namespace {
+
+/// Whether the step is an expectation that something was raised.
+bool expectsRaised(const Step& step) { return step.kind->name == "expect" && step.argument.find("raised") != nullptr; }
+
+}  // namespace
+
+ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
+    : scenario_(scenario),
+      options_(std::move(options)),
+      phone_(network, {.storage = storage_.path(),
+                       .clock = options_.clock,
+                       .urlSchemes = scenario.urlSchemes,
+                       .linkedBefore17 = scenario.application.linkedBefore17,
+                       .hiddenClasses = scenario.application.missingClasses,
+                       .sink = [this](const host::Event& event) { receive(event); },
+                       .listensToLog = true}) {
+  if (options_.server) return;
+  backend_ = std::make_unique<Backend>(
+      Backend::Options{.tell = [this](std::string_view what, const Value& details) { tell("backend", what, details); },
+                       .network = &network});
+}
+
+// The process goes first, so that nothing asks a backend that is no longer there.
+ScenarioRun::~ScenarioRun() {
+  phone_.terminate();
+  backend_.reset();
+}
+
+bool ScenarioRun::run() {
+  tell("scenario", "begins",
+       Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
+  runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
+  for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
+    runAt(step->position, [&] { step->kind->run(*this, step->argument); });
+    if (raised_.empty() || hasFailed_) continue;
+    const auto next = std::next(step);
+    if (next == scenario_.steps.end() || !expectsRaised(*next)) failForRaised(step->position);
+  }
+  tell("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
+  const std::lock_guard lock(mutex_);
+  isOver_ = true;
+  return !hasFailed_;
+}
+
+/// The host tells of an unusable configuration by the file in the phone's storage; what is to be corrected is here.
+void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
+  const auto fail = [&](std::string_view text) {
+    const std::string file = phone_.configurationPath().string() + ": ";
+    if (text.starts_with(file)) text.remove_prefix(file.size());
+    throw errorAt(scenario_.file, position, "the configuration cannot be used: " + std::string(text));
+  };
+  try {
+    work();
+  } catch (const host::ConfigurationError& error) {
+    fail(error.what());
+  } catch (const host::PropertyListError& error) {
+    fail(error.what());
+  }
+}
+
+void ScenarioRun::receive(const host::Event& event) {
+  const std::lock_guard lock(mutex_);
+  if (othersAreHeldBack_ && std::this_thread::get_id() != mainThread_) {
+    heldBack_.push_back(event);
+  } else {
+    record(event);
+  }
+}
+
+void ScenarioRun::holdOthersBack() {
+  const std::lock_guard lock(mutex_);
+  othersAreHeldBack_ = true;
+}
+
+void ScenarioRun::releaseOthers() {
+  const std::lock_guard lock(mutex_);
+  othersAreHeldBack_ = false;
+  for (host::Event& event : std::exchange(heldBack_, {})) record(std::move(event));
+}
+
+void ScenarioRun::record(host::Event event) {
+  if (isOver_) return;
+  if (event.what == "log") {
+    const Value* text = event.details.find("text");
+    std::vector<Value::Entry> entries(event.details.entries().begin(), event.details.entries().end());
+    entries.push_back({"text", maskedBearer(text == nullptr ? std::string_view() : text->text())});
+    event.details = Value::dictionary(entries);
+  }
+  untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
+  if (!options_.sink) return;
+  event.details = scenario_.redaction.value(event.details);
+  options_.sink(event);
+}
+
+std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }
+
+void ScenarioRun::tell(std::string_view actor, std::string_view what, Value details) {
+  receive({phone_.clock().now(), actor, what, std::move(details)});
+}
+
+void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
+  // A dictionary keeps the last value of a repeated key.
+  configuration_.insert(configuration_.end(), overrides.begin(), overrides.end());
+  const Value merged = Value::dictionary(configuration_);
+  configuration_.assign(merged.entries().begin(), merged.entries().end());
+  std::erase_if(configuration_, [](const Value::Entry& entry) { return entry.value.isNull(); });
+
+  std::vector<Value::Entry> entries = configuration_;
+  if (const auto url = serverURL(merged)) entries.push_back({"SERVER_URL", *url});
+  if (const Value* file = merged.find("CA_FILE"); file != nullptr && file->ifString()) {
+    entries.push_back({"CA_FILE", (std::filesystem::path(scenario_.file).parent_path() / file->text()).string()});
+  }
+  TemporaryDirectory::write([&] { phone_.configure(Value::dictionary(entries)); });
+  if (backend_ == nullptr) return;
+  const Value* secret = merged.find("JWT_SECRET");
+  backend_->setSecret(secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text()));
+}
+
+/// What the command says comes before what the scenario says; a scenario that says nothing means our backend.
+std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) const {
+  if (options_.server) return options_.server;
+  const std::pair<std::string_view, std::string> placeholders[] = {{"{backend}", backend_->url()},
+                                                                   {"{backendPort}", std::to_string(backend_->port())}};
+  if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && url->ifString()) {
+    const std::string_view text = url->text();
+    for (const auto& [placeholder, value] : placeholders) {
+      const std::size_t found = text.find(placeholder);
+      if (found != std::string_view::npos) return std::string(text).replace(found, placeholder.size(), value);
+    }
+    return std::nullopt;
+  }
+  return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;
+}
+
+std::optional<std::string> ScenarioRun::appGroup() const {
+  const auto entry = std::ranges::find(configuration_, Value("APP_GROUP"), &Value::Entry::key);
+  if (entry == configuration_.end() || entry->value.text().empty()) return std::nullopt;
+  return std::string(entry->value.text());
+}
+
+void ScenarioRun::inProcess(const std::function<void()>& work) {
+  host::Process& process = *phone_.process();
+  const host::ProcessScope scope(process);
+  const StackLimit limit;
+  holdOthersBack();
+  attempt("module", work);
+  attempt("module", [&] { process.mainQueue().runWhatIsDue(); });
+  releaseOthers();
+  attempt("module", [&] { process.mainQueue().runUntilIdle(); });
+}
+
+void ScenarioRun::letPass(std::chrono::nanoseconds duration) {
+  host::Process& process = *phone_.process();
+  const host::ProcessScope scope(process);
+  const StackLimit limit;
+  attempt("module", [&] { process.mainQueue().advance(duration); });
+}
+
+void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& work) {
+  const auto raise = [&](const std::string& name, const std::string& reason) {
+    raised_.push_back(name + ": " + reason);
+    tell(actor, "raised", Value::dictionary({{"name", name}, {"reason", reason}}));
+  };
+  try {
+    work();
+  } catch (const platform::Exception& exception) {
+    raise(exception.name(), exception.reason());
+  } catch (const host::ProgrammingError& error) {
+    raise("a fatal error", error.what());
+  }
+}
+
+void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
+  std::vector<Value> rows;
+  for (const auto& [place, wanted, found] : mismatches) {
+    rows.push_back(Value::dictionary({{"place", place}, {"wanted", wanted}, {"found", found}}));
+  }
+  tell("expectation", "failed",
+       Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
+  hasFailed_ = true;
+}
+
+void ScenarioRun::failForRaised(Position position) {
+  Mismatches mismatches;
+  for (const std::string& raised : takeRaised()) mismatches.push_back({"raised", "(nothing)", raised});
+  fail(position, mismatches);
+}
+
+std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(untaken_[{std::string(actor), std::string(what)}], {});
+}
+
+}  // namespace pellion

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "host/phone/observed_event.h"
+#include "host/phone/phone.h"
+#include "pellion/backend/backend.h"
+#include "pellion/document/scenario.h"
+#include "pellion/run/mismatch.h"
+#include "pellion/run/temporary_directory.h"
+#include "services/http/network.h"
+
+namespace pellion {
+
+/// One run of a scenario: a fresh phone, a backend of its own or somebody else's server, and what has happened so far.
+class ScenarioRun {
+ public:
+  struct Options {
+    std::optional<std::string> server = {};  ///< instead of a backend of our own
+    host::Clock::Kind clock = host::Clock::Kind::virtualTime;
+    host::EventSink sink = {};  ///< called by one thread at a time
+  };
+
+  /// The scenario and the network outlive this. For a run against a server the scenario must have passed
+  /// refuseBackendSteps.
+  ScenarioRun(const Scenario& scenario, host::Network& network, Options options);
+  ScenarioRun(const ScenarioRun&) = delete;
+  ScenarioRun& operator=(const ScenarioRun&) = delete;
+  ~ScenarioRun();
+
+  /// Runs the steps up to the first failure; whether there was none. Throws InputError for a configuration that turns
+  /// out to be unusable.
+  bool run();
+
+  // What the steps work with.
+  [[nodiscard]] const Scenario& scenario() const { return scenario_; }
+  [[nodiscard]] host::Phone& phone() { return phone_; }
+  [[nodiscard]] Backend& backend() { return *backend_; }
+  /// "file:line:column"
+  [[nodiscard]] std::string place(const JSONNode& node) const;
+  void tell(std::string_view actor, std::string_view what, platform::Value details);
+  /// Ends the run after this step, as failed for what an expectation at that position found.
+  void fail(Position position, const Mismatches& mismatches);
+  /// Entries replace those of the same name; null takes one away.
+  void configure(std::span<const platform::Value::Entry> overrides);
+  /// Whether a notification of that name has not been told of before.
+  bool isNews(std::string_view name) { return known_.emplace(name).second; }
+  /// The App Group of the configuration, when there is one.
+  [[nodiscard]] std::optional<std::string> appGroup() const;
+  /// Runs `work` inside the process and turns the main queue. What happens on other threads meanwhile is told after
+  /// what the main thread does at this instant, so that a timeline reads the same each time.
+  void inProcess(const std::function<void()>& work);
+  /// Lets time pass inside the process.
+  void letPass(std::chrono::nanoseconds duration);
+  /// Runs `work`; what it raises is told and kept. The next step must ask for it, else the run fails.
+  void attempt(std::string_view actor, const std::function<void()>& work);
+  /// The details of the events of this kind since the last call for it.
+  std::vector<platform::Value> take(std::string_view actor, std::string_view what);
+  /// What was raised since the last call, as "name: reason".
+  std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }
+
+ private:
+  void receive(const host::Event& event);
+  void record(host::Event event);
+  void holdOthersBack();
+  void releaseOthers();
+  void runAt(Position position, const std::function<void()>& work);
+  void failForRaised(Position position);
+  [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
+
+  const Scenario& scenario_;
+  const Options options_;
+  std::mutex mutex_;
+  std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind
+  const std::thread::id mainThread_ = std::this_thread::get_id();
+  bool othersAreHeldBack_ = false;
+  std::vector<host::Event> heldBack_;  // of other threads, which name actors and kinds by literals
+  std::vector<platform::Value::Entry> configuration_;
+  std::vector<std::string> raised_;
+  std::set<std::string> known_;
+  bool hasFailed_ = false;
+  bool isOver_ = false;
+  TemporaryDirectory storage_;
+  host::Phone phone_;
+  std::unique_ptr<Backend> backend_;
+};
+
+}  // namespace pellion

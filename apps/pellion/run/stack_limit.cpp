@@ -1,0 +1,27 @@
+#include "pellion/run/stack_limit.h"
+
+#include <cstddef>
+
+#include "host/objc/programming_error.h"
+
+namespace pellion {
+namespace {
+
+constexpr std::ptrdiff_t deepest = 256 << 10;  // bytes: much for calls that have an end, little beside a stack
+
+thread_local const char* beginning = nullptr;
+
+const char* currentFrame() { return static_cast<const char*>(__builtin_frame_address(0)); }
+
+}  // namespace
+
+StackLimit::StackLimit() : previous_(beginning) { beginning = currentFrame(); }
+StackLimit::~StackLimit() { beginning = previous_; }
+
+void StackLimit::check() {
+  if (beginning != nullptr && beginning - currentFrame() > deepest) {
+    throw host::ProgrammingError("calls without end have used up the stack");
+  }
+}
+
+}  // namespace pellion

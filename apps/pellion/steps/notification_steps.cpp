@@ -1,0 +1,149 @@
+#include "pellion/steps/notification_steps.h"
+
+#include "host/phone/core_library.h"
+#include "host/phone/system_events.h"
+#include "host/phone/ui_application.h"
+#include "host/phone/user_notifications.h"
+#include "messaging/PLNotificationHandler.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/run/scenario_run.h"
+#include "platform/send.h"
+#include "platform/user_notifications.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+const Field responseFields[] = {{"to", &namedNotificationShape, true}, {"with", &shapes::text, true}};
+
+const Shape setterShape{"\"application\" or \"notificationCenter\"", [](const Value& value) {
+                          return value == Value("application") || value == Value("notificationCenter");
+                        }};
+const Shape countShape{"an integer", [](const Value& value) { return isIntegerIn(value, INT64_MIN, INT64_MAX); }};
+const Field badgeFields[] = {{"count", &countShape, true}, {"through", &setterShape}};
+const Field sessionFields[] = {{"duration", &shapes::any}};
+
+Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
+  const auto name = notification.value.ifString();
+  const Value& described = name ? *run.scenario().notifications.find(*name) : notification.value;
+  std::vector<Value::Entry> entries;
+  if (const Value* payload = described.find("payload")) {
+    entries.assign(payload->entries().begin(), payload->entries().end());
+  }
+  if (const Value* addInfo = described.find("addInfo")) entries.push_back({"addInfo", compactJSON(*addInfo)});
+  return Value::dictionary(entries);
+}
+
+/// By its name, where it has one; what it carries is told once.
+void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
+            std::string_view what, const Value::Entry& circumstance) {
+  std::vector<Value::Entry> details{circumstance};
+  const auto name = notification.value.ifString();
+  if (name) details.push_back({"notification", *name});
+  if (!name || run.isNews(*name)) details.push_back({"payload", payload});
+  run.tell(actor, what, Value::dictionary(details));
+}
+
+void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
+  const Value payload = payloadOf(run, notification);
+  tellOf(run, notification, payload, "platform", "delivered", {"in", state});
+  run.inProcess([&] { deliver(payload); });
+}
+
+Value identifierOf(const Value& action) {
+  if (action == Value("tap")) return platform::UNNotificationDefaultActionIdentifier;
+  if (action == Value("dismiss")) return platform::UNNotificationDismissActionIdentifier;
+  return action;
+}
+
+void answer(ScenarioRun& run, const JSONNode& response, std::string_view actor, std::string_view what,
+            const std::function<void(const Value& payload, const Value& actionIdentifier)>& work) {
+  const JSONNode& notification = *response.find("to");
+  const Value payload = payloadOf(run, notification);
+  const Value& action = response.find("with")->value;
+  tellOf(run, notification, payload, actor, what, {"with", action});
+  run.inProcess([&] { work(payload, identifierOf(action)); });
+}
+
+void postEngagement(ScenarioRun& run, const Value& report) {
+  run.inProcess([&] { host::announceEngagement(report); });
+}
+
+}  // namespace
+
+const Shape responseShape{"an object with the notification that is answered and the action", isObject, responseFields};
+const Shape sessionEndShape{"an object", isObject, sessionFields};
+const Shape badgeStepShape{"an object with the count", isObject, badgeFields};
+
+void checkNotificationName(const Scenario& scenario, const JSONNode& notification) {
+  const auto name = notification.value.ifString();
+  if (!name || scenario.notifications.find(*name) != nullptr) return;
+  std::string known;
+  for (const auto& [key, value] : scenario.notifications.entries()) {
+    known.append(known.empty() ? "; there are \"" : ", \"").append(key.text()).append("\"");
+  }
+  throw errorAt(scenario.file, notification.position,
+                "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
+                    (known.empty() ? "; give it one" : known));
+}
+
+void checkAnsweredName(const Scenario& scenario, const JSONNode& response) {
+  checkNotificationName(scenario, *response.find("to"));
+}
+
+void deliver(ScenarioRun& run, const JSONNode& notification) {
+  deliverIn("foreground", run, notification, host::deliverInForeground);
+}
+void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
+  deliverIn("background", run, notification, host::deliverInBackground);
+}
+
+void respond(ScenarioRun& run, const JSONNode& response) {
+  answer(run, response, "user", "responded", host::deliverResponse);
+}
+
+void handleResponse(ScenarioRun& run, const JSONNode& response) {
+  answer(run, response, "app", "handles response", [&run](const Value& payload, const Value& identifier) {
+    const platform::Block<void()> completion(
+        [&run] { run.tell("platform", "response completed", Value::dictionary({})); });
+    const platform::Strong object = host::makeNotificationResponse(payload, identifier);
+    PLNotificationHandler::shared().handleNotificationResponse(object.get(), completion.get());
+  });
+}
+
+void reportGoal(ScenarioRun& run, const JSONNode& name) {
+  run.tell("core library", "goal", Value::dictionary({{"name", name.value}}));
+  postEngagement(run, Value::dictionary({{"action", "event"}, {"name", name.value}}));
+}
+
+void endSession(ScenarioRun& run, const JSONNode& session) {
+  run.tell("core library", "session ended", session.value);
+  std::vector<Value::Entry> report{{"action", "session"}};
+  report.insert(report.end(), session.value.entries().begin(), session.value.entries().end());
+  postEngagement(run, Value::dictionary(report));
+}
+
+void activate(ScenarioRun& run, const JSONNode& /*nothing*/) {
+  run.tell("app", "active", Value::dictionary({}));
+  run.inProcess(host::becomeActive);
+}
+
+void setBadge(ScenarioRun& run, const JSONNode& badge) {
+  const std::int64_t count = badge.find("count")->value.integer();
+  const JSONNode* through = badge.find("through");
+  const bool isApplications = through == nullptr || through->value == Value("application");
+  run.tell("app", "sets badge",
+           Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
+  run.inProcess([&] {
+    if (isApplications) {
+      platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(),
+                                         sel_registerName("setApplicationIconBadgeNumber:"), count);
+    } else {
+      platform::send<void(std::int64_t, platform::BlockPtr<void(id)>)>(
+          host::currentNotificationCenter(), sel_registerName("setBadgeCount:withCompletionHandler:"), count, nullptr);
+    }
+  });
+}
+
+}  // namespace pellion

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "pellion/document/notification_shape.h"
+#include "pellion/document/scenario.h"
+
+namespace pellion {
+
+extern const Shape responseShape;
+extern const Shape sessionEndShape;
+extern const Shape badgeStepShape;
+
+// What the steps about notifications do; docs/scenario.md describes them.
+void deliver(ScenarioRun& run, const JSONNode& notification);
+void deliverInBackground(ScenarioRun& run, const JSONNode& notification);
+void respond(ScenarioRun& run, const JSONNode& response);
+void handleResponse(ScenarioRun& run, const JSONNode& response);
+void reportGoal(ScenarioRun& run, const JSONNode& name);
+void endSession(ScenarioRun& run, const JSONNode& session);
+void activate(ScenarioRun& run, const JSONNode& nothing);
+void setBadge(ScenarioRun& run, const JSONNode& badge);
+
+// Throw InputError when the notification that the argument speaks of is none of the scenario's.
+void checkNotificationName(const Scenario& scenario, const JSONNode& notification);
+void checkAnsweredName(const Scenario& scenario, const JSONNode& response);
+
+}  // namespace pellion

@@ -1,0 +1,137 @@
+#include "pellion/steps/scenario_expectation.h"
+
+#include <algorithm>
+#include <array>
+
+#include "pellion/run/mismatch.h"
+#include "pellion/run/scenario_run.h"
+#include "pellion/steps/application_expectation.h"
+#include "pellion/steps/notification_expectation.h"
+#include "pellion/steps/request_expectation.h"
+#include "value/hexadecimal.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+/// A kind of expectation: a name in an "expect" step. A new one is a new row of the table below.
+struct ExpectationKind {
+  Field field;
+  /// Adds what differs to `mismatches`; gives what was looked at, in few words.
+  std::string (*check)(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);
+  bool needsBackend = false;
+};
+
+std::string checkRequestsInOrder(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
+  expectRequests(wanted, run.backend().takeRequests(), mismatches);
+  return counted(wanted.elements.size(), "request");
+}
+
+std::string checkRequestsInAnyOrder(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
+  expectRequestsInAnyOrder(wanted, run.backend().takeRequests(), mismatches);
+  return counted(wanted.elements.size(), "request") + " in any order";
+}
+
+std::string checkKeychain(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
+  for (const auto& [position, key, item] : wanted.members) {
+    const std::optional<Value> found = run.phone().keychain().data(key);
+    const std::optional<Value> bytes =
+        item.value.isNull() ? std::nullopt : std::optional(bytesOfHex(item.value.text()));
+    if (found == bytes) continue;
+    const auto shown = [](const std::optional<Value>& data) {
+      return data ? host::hexText(data->bytes()) : "(absent)";
+    };
+    mismatches.push_back({"keychain " + key, shown(bytes), shown(found)});
+  }
+  return "the keychain";
+}
+
+std::string checkLog(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
+  std::vector<std::string> lines;
+  for (const Value& details : run.take("module", "log")) lines.emplace_back(details.find("text")->text());
+  if (wanted.elements.empty() && !lines.empty()) mismatches.push_back({"log", "(nothing)", lines.front()});
+  auto from = lines.begin();
+  for (const JSONNode& part : wanted.elements) {
+    const auto found = std::find_if(from, lines.end(), [&](const std::string& line) {
+      return line.find(part.value.text()) != std::string_view::npos;
+    });
+    if (found == lines.end()) {
+      mismatches.push_back({"log", std::string(part.value.text()),
+                            "not in " + counted(static_cast<std::size_t>(lines.end() - from), "further line")});
+      break;
+    }
+    from = found + 1;
+  }
+  return counted(wanted.elements.size(), "log line");
+}
+
+const Shape listOfRequests{"a list of requests", isList, {}, &requestShape};
+
+const ExpectationKind kinds[] = {
+    {{"requests", &listOfRequests}, checkRequestsInOrder, true},
+    {{"requestsInAnyOrder", &listOfRequests}, checkRequestsInAnyOrder, true},
+    {{"keychain", &shapes::hexByName}, checkKeychain},
+    {{"log", &shapes::texts}, checkLog},
+    {{"statistics", &listOfEntries}, checkStatistics, true},
+    {{"opened", &shapes::texts}, checkOpened},
+    {{"refused", &shapes::texts}, checkRefused},
+    {{"badge", &badgeShape}, checkBadge},
+    {{"pending", &pendingShape}, checkPending},
+    {{"raised", &shapes::text}, checkRaised},
+    {{"calls", &shapes::texts}, checkCalls},
+    {{"fetched", &listOfFetchResults}, checkFetched},
+    {{"presented", &listOfPresentations}, checkPresented},
+    {{"completed", &countShape}, checkCompleted},
+};
+const auto fields = [] {
+  std::array<Field, std::size(kinds)> all{};
+  std::ranges::transform(kinds, all.begin(), &ExpectationKind::field);
+  return all;
+}();
+
+bool isExpectation(const Value& value) {
+  const bool hasBoth = value.find("requests") != nullptr && value.find("requestsInAnyOrder") != nullptr;
+  return isObject(value) && !value.entries().empty() && !hasBoth;
+}
+
+}  // namespace
+
+const Shape expectationShape{
+    "an object with at least one expectation; of \"requests\" and \"requestsInAnyOrder\" it may have one",
+    isExpectation, fields};
+
+void expect(ScenarioRun& run, const JSONNode& expectation) {
+  Mismatches mismatches;
+  std::string checked;
+  for (const ExpectationKind& kind : kinds) {
+    const JSONNode* wanted = expectation.find(kind.field.name);
+    if (wanted == nullptr) continue;
+    checked.append(checked.empty() ? "" : ", ").append(kind.check(run, *wanted, mismatches));
+  }
+  if (mismatches.empty()) {
+    run.tell("expectation", "met", Value::dictionary({{"checked", checked}}));
+    return;
+  }
+  run.fail(expectation.position, mismatches);
+}
+
+void refuseBackendSteps(const Scenario& scenario) {
+  constexpr const char* reason = " with --server, for the requests go there; leave it out, or run without --server";
+  for (const Step& step : scenario.steps) {
+    const std::string name(step.kind->name);
+    if (step.kind->needsBackend) {
+      throw errorAt(scenario.file, step.position, "\"" + name + "\" cannot be used" + reason);
+    }
+    if (step.kind->shape != &expectationShape) continue;
+    for (const JSONMember& member : step.argument.members) {
+      const auto kind =
+          std::ranges::find(kinds, member.name, [](const ExpectationKind& each) { return each.field.name; });
+      if (kind->needsBackend) {
+        throw errorAt(scenario.file, member.position, "\"" + member.name + "\" cannot be expected" + reason);
+      }
+    }
+  }
+}
+
+}  // namespace pellion

@@ -1,0 +1,132 @@
+#include "pellion/steps/scenario_steps.h"
+
+#include <thread>
+#include <utility>
+
+#include "host/phone/system_events.h"
+#include "pellion/document/configuration_check.h"
+#include "pellion/document/input_file.h"
+#include "pellion/run/scenario_run.h"
+#include "pellion/steps/application_steps.h"
+#include "pellion/steps/backend_step.h"
+#include "pellion/steps/extension_step.h"
+#include "pellion/steps/notification_steps.h"
+#include "pellion/steps/other_kit.h"
+#include "pellion/steps/scenario_expectation.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+using Needs = StepKind::Needs;
+
+void say(ScenarioRun& run, const JSONNode& text) {
+  run.tell("scenario", "says", Value::dictionary({{"text", text.value}}));
+}
+
+void token(ScenarioRun& run, const JSONNode& hex) {
+  run.tell("platform", "token", Value::dictionary({{"token", hex.value}}));
+  const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
+  run.inProcess([&] { host::deliverDeviceToken(bytes ? &*bytes : nullptr); });
+}
+
+void failToRegister(ScenarioRun& run, const JSONNode& error) {
+  constexpr std::int64_t notEntitled = 3000;  // what the platform gives for an application that may not register
+  run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
+  run.inProcess([&] {
+    host::failToRegisterForRemoteNotifications(
+        {std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())});
+  });
+}
+
+/// What the user decides, and under which key of the configuration the core library finds it.
+constexpr std::pair<std::string_view, std::string_view> consentKeys[] = {{"anonymousUser", "ANONYMOUS_USER"},
+                                                                         {"anonymousTracking", "ANONYMOUS_TRACKING"},
+                                                                         {"anonymousId", "ANONYMOUS_ID"},
+                                                                         {"deviceId", "DEVICE_ID"}};
+const Field consentFields[] = {{"anonymousUser", &shapes::boolean},
+                               {"anonymousTracking", &shapes::boolean},
+                               {"anonymousId", &shapes::plainTextOrNull},
+                               {"deviceId", &shapes::plainTextOrNull}};
+
+void consent(ScenarioRun& run, const JSONNode& decisions) {
+  std::vector<Value::Entry> overrides;
+  for (const auto& [name, key] : consentKeys) {
+    if (const Value* decision = decisions.value.find(name)) overrides.push_back({key, *decision});
+  }
+  run.tell("user", "consent", decisions.value);
+  run.configure(overrides);
+  run.inProcess([&] { run.phone().announceTrackingStatus(); });
+}
+
+void configure(ScenarioRun& run, const JSONNode& overrides) {
+  std::vector<Value::Entry> shown;
+  for (const auto& [key, value] : overrides.value.entries()) {
+    const bool isSecret = key == Value("BEARER_TOKEN") || key == Value("JWT_SECRET");
+    shown.push_back({key, isSecret && !value.isNull() ? Value("\u2026") : value});
+  }
+  run.tell("scenario", "configures", Value::dictionary(shown));
+  run.configure(overrides.value.entries());
+}
+
+void advance(ScenarioRun& run, const JSONNode& seconds) {
+  const std::chrono::nanoseconds duration = durationOf(seconds.value);
+  constexpr std::chrono::nanoseconds longestRun = std::chrono::years(100);
+  if (duration > longestRun - run.phone().clock().now()) {
+    throw InputError(run.place(seconds) + ": the steps advance by more than a hundred years in all; make them shorter");
+  }
+  run.tell("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
+  if (run.phone().process() != nullptr) {
+    run.letPass(duration);
+  } else if (host::Clock& clock = run.phone().clock(); clock.isVirtual()) {
+    clock.advanceTo(clock.now() + duration);
+  } else {
+    std::this_thread::sleep_for(duration);
+  }
+}
+
+const Shape nothingShape{"nothing: the name alone, or {}",
+                         [](const Value& value) { return isObject(value) && value.entries().empty(); }};
+const Shape consentShape{"an object with at least one of the user's decisions",
+                         [](const Value& value) { return isObject(value) && !value.entries().empty(); }, consentFields};
+
+const StepKind kinds[] = {
+    {"say", &shapes::text, say, Needs::nothing},
+    {"launch", &nothingShape, launch, Needs::noProcess},
+    {"relaunch", &nothingShape, launch, Needs::process},
+    {"startService", &nothingShape, startService, Needs::process},
+    {"setDelegate", &shapes::textOrNull, setDelegate, Needs::process, false, checkDelegate},
+    {"setNotificationDelegate", &shapes::textOrNull, setNotificationDelegate, Needs::process, false, checkDelegate},
+    {"registerInterceptor", &shapes::text, registerInterceptor, Needs::process, false, checkDelegate},
+    {"unregisterInterceptor", &shapes::text, unregisterInterceptor, Needs::process, false, checkDelegate},
+    {"release", &shapes::text, release, Needs::process, false, checkDelegate},
+    {"kit", &kitShape, rewire, Needs::process, false, checkKits},
+    {"token", &shapes::hexOrNull, token, Needs::process},
+    {"failToRegister", &shapes::text, failToRegister, Needs::process},
+    {"consent", &consentShape, consent, Needs::process},
+    {"deliver", &namedNotificationShape, deliver, Needs::process, false, checkNotificationName},
+    {"deliverInBackground", &namedNotificationShape, deliverInBackground, Needs::process, false, checkNotificationName},
+    {"respond", &responseShape, respond, Needs::process, false, checkAnsweredName},
+    {"handleResponse", &responseShape, handleResponse, Needs::process, false, checkAnsweredName},
+    {"goal", &shapes::text, reportGoal, Needs::process},
+    {"endSession", &sessionEndShape, endSession, Needs::process},
+    {"activate", &nothingShape, activate, Needs::process},
+    {"badge", &badgeStepShape, setBadge, Needs::process},
+    {"extension", &extensionShape, runExtension, Needs::nothing},
+    {"configure", &configurationShape, configure, Needs::nothing},
+    {"backend", &backendShape, backend, Needs::nothing, true},
+    {"advance", &shapes::seconds, advance, Needs::nothing},
+    {"expect", &expectationShape, expect, Needs::nothing},
+};
+
+}  // namespace
+
+std::span<const StepKind> stepKinds() { return kinds; }
+
+Scenario readScenario(std::string_view file, std::string_view text) { return readScenario(file, text, kinds); }
+
+Scenario readScenario(const std::string& path) {
+  return readScenario(path, readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
+}
+
+}  // namespace pellion

@@ -1,0 +1,130 @@
+#include "pellion/timeline/notification_text.h"
+
+#include "pellion/document/json_writer.h"
+#include "pellion/document/text_width.h"
+#include "platform/json_serialization.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+/// The beginning of a text that may be of any length.
+std::string elided(std::string text) {
+  constexpr std::size_t longest = 160;
+  if (text.size() <= longest) return text;
+  std::size_t length = longest;
+  while ((static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80) --length;  // not inside a character
+  const std::string size = std::to_string(text.size());
+  text.resize(length);
+  return text + "\u2026 (" + size + " bytes)";
+}
+
+/// The object in a JSON text; null for anything else.
+Value objectIn(const Value& text) {
+  if (text.text().empty()) return {};
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.text().data());
+  const auto json = platform::JSONSerialization::JSONObjectWithData({bytes, text.text().size()}, nullptr);
+  return json && json->ifDictionary() != nullptr ? *json : Value();
+}
+
+/// A payload in columns; the JSON text of an addInfo opened, for all that matters stands in it.
+void appendPayload(Lines& lines, const Value& payload) {
+  const std::size_t width = widthOfNames(entriesOf(payload)) + 2;
+  if (payload.entries().empty()) lines.push_back({{"(an empty payload)", Ink::faint}});
+  for (const auto& [key, value] : payload.entries()) {
+    const Span name{padded(printable(key.description()), width), Ink::faint};
+    const Value object = objectIn(value);
+    if (object.entries().empty()) lines.push_back({name, {elided(compactJSON(value))}});
+    const std::size_t inner = widthOfNames(entriesOf(object)) + 2;
+    for (const Value::Entry& entry : object.entries()) {
+      lines.push_back({&entry == object.entries().data() ? name : Span{padded("", width)},
+                       {padded(printable(entry.key.description()), inner), Ink::faint},
+                       {elided(compactJSON(entry.value))}});
+    }
+  }
+}
+
+Span nameOf(const Value& details) {
+  const Value& name = at(details, "notification");
+  return {name.isNull() ? "a notification" : compactJSON(name), Ink::strong};
+}
+
+/// A first line, and what the notification carries where the event tells it.
+Lines withPayload(Line first, const Value& details) {
+  Lines lines{std::move(first)};
+  if (const Value* payload = details.find("payload")) appendPayload(lines, *payload);
+  return lines;
+}
+
+}  // namespace
+
+Lines delivered(const Value& details) {
+  return withPayload({{"delivers "}, nameOf(details), {" in the " + textAt(details, "in")}}, details);
+}
+
+Lines responded(const Value& details) {
+  const std::string action = textAt(details, "with");
+  if (action == "tap") return withPayload({{"taps "}, nameOf(details)}, details);
+  if (action == "dismiss") return withPayload({{"dismisses "}, nameOf(details)}, details);
+  return withPayload({{"presses the button "}, {compactJSON(action), Ink::strong}, {" of "}, nameOf(details)}, details);
+}
+
+Lines handlesResponse(const Value& details) {
+  const std::string action = textAt(details, "with");
+  const std::string what = action == "tap"       ? "the tap on "
+                           : action == "dismiss" ? "the dismissal of "
+                                                 : "the button " + compactJSON(action) + " of ";
+  return withPayload({{"hands " + what}, nameOf(details), {" to the notification handler"}}, details);
+}
+
+Lines completedResponse(const Value& /*details*/) { return {{{"hears that the response is handled"}}}; }
+
+Lines openedURL(const Value& details) {
+  const bool isOnMainThread = at(details, "calledOnMainThread") == Value(true);
+  return {{{"opens "},
+           {textAt(details, "url"), Ink::good},
+           {isOnMainThread ? "" : "  (asked on another thread than the main one)", Ink::bad}}};
+}
+Lines refusedURL(const Value& details) {
+  return {{{"refuses to open "}, {textAt(details, "url"), Ink::bad}, {": nothing installed opens it"}}};
+}
+
+Lines setsBadge(const Value& details) {
+  const bool isApplications = at(details, "through") == Value("application");
+  return {{{"sets the badge to " + textAt(details, "count") + " through the " +
+            (isApplications ? "application object" : "notification center")}}};
+}
+Lines shownBadge(const Value& details) { return {{{"shows the badge "}, {textAt(details, "number"), Ink::good}}}; }
+
+Lines reportedGoal(const Value& details) { return {{{"reports the event "}, {textAt(details, "name"), Ink::strong}}}; }
+Lines sessionEnded(const Value& details) {
+  const bool hasDuration = details.find("duration") != nullptr;
+  return {{{"reports the end of a session, "},
+           {hasDuration ? "duration " + textAt(details, "duration") : "without a duration"}}};
+}
+Lines becameActive(const Value& /*details*/) { return {{{"becomes active"}}}; }
+
+Lines leftEntries(const Value& details) {
+  const std::size_t count = at(details, "entries").elements().size();
+  return {{{"leaves " + std::to_string(count) + (count == 1 ? " entry" : " entries") + " for the application"}}};
+}
+Lines readBadge(const Value& details) {
+  if (at(details, "badge").isNull()) return {{{"finds no badge"}}};
+  return {{{"reads the badge "}, {textAt(details, "badge"), Ink::good}}};
+}
+
+Lines sharedStored(const Value& details) {
+  Lines lines{{{"stores "}, {textAt(details, "key")}}};
+  const Value& value = at(details, "value");
+  if (value.elements().empty()) lines.push_back({{elided(textOf(value)), Ink::good}});
+  for (const Value& element : value.elements()) lines.push_back({{elided(textOf(element)), Ink::good}});
+  return lines;
+}
+Lines storeFailed(const Value& details) { return {{{"fails: "}, {textAt(details, "problem"), Ink::bad}}}; }
+
+Lines raised(const Value& details) {
+  return {{{"raises " + textAt(details, "name"), Ink::bad}}, {{textAt(details, "reason"), Ink::bad}}};
+}
+
+}  // namespace pellion

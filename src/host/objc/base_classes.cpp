@@ -1,0 +1,112 @@
+#include "host/objc/objc_runtime.h"
+#include "platform/class_face.h"
+#include "platform/exception.h"
+#include "platform/text.h"
+
+// The two roots, NSObject and NSProxy. Every class object answers their instance methods too.
+
+namespace host {
+namespace {
+
+using platform::ClassFace;
+
+Class asClass(id self) { return reinterpret_cast<Class>(self); }
+
+bool isKind(Class cls, Class wanted) {
+  return findClass(cls, [wanted](Class each) { return each == wanted; }) != nullptr;
+}
+bool conforms(Class cls, Protocol* protocol) {
+  return findClass(cls, [protocol](Class each) { return class_conformsToProtocol(each, protocol); }) != nullptr;
+}
+id text(const std::string& characters) { return platform::boxed(platform::Value(characters)); }
+
+struct Root {
+  static Class cls(id self, SEL) { return object_getClass(self); }
+  static Class superclass(id self, SEL) { return class_getSuperclass(object_getClass(self)); }
+  static bool isKindOfClass(id self, SEL, Class wanted) { return isKind(object_getClass(self), wanted); }
+  static bool isMemberOfClass(id self, SEL, Class wanted) { return object_getClass(self) == wanted; }
+  static bool conformsToProtocol(id self, SEL, Protocol* protocol) { return conforms(object_getClass(self), protocol); }
+  static bool respondsToSelector(id self, SEL, SEL selector) {
+    return class_respondsToSelector(object_getClass(self), selector);
+  }
+  static bool isEqual(id self, SEL, id other) { return self == other; }
+  static std::uint64_t hash(id self, SEL) { return reinterpret_cast<std::uintptr_t>(self) >> 4U; }
+  static id description(id self, SEL) {
+    return text(platform::format("<%@: %p>", {class_getName(object_getClass(self)), self}));
+  }
+  static id self(id self, SEL) { return self; }
+  static id retain(id self, SEL) { return objc_retain(self); }
+  static void release(id self, SEL) { objc_release(self); }
+  static id autorelease(id self, SEL) { return objc_autorelease(self); }
+  static void dealloc(id self, SEL) { disposeObject(self); }
+  static id forwardingTarget(id, SEL, SEL) { return nullptr; }
+
+  static id alloc(id self, SEL) { return class_createInstance(asClass(self), 0); }
+  static Class classClass(id self, SEL) { return asClass(self); }
+  static Class classSuperclass(id self, SEL) { return class_getSuperclass(asClass(self)); }
+  static bool isSubclassOfClass(id self, SEL, Class wanted) { return isKind(asClass(self), wanted); }
+  static bool classConforms(id self, SEL, Protocol* protocol) { return conforms(asClass(self), protocol); }
+  static bool instancesRespond(id self, SEL, SEL selector) { return class_respondsToSelector(asClass(self), selector); }
+  static id classDescription(id self, SEL) { return text(class_getName(asClass(self))); }
+};
+
+struct Object {
+  static id init(id self, SEL) { return self; }
+  static id make(id self, SEL) {
+    return platform::send<id()>(platform::send<id()>(self, sel_registerName("alloc")), sel_registerName("init"));
+  }
+  static id copy(id self, SEL) { return platform::send<id(void*)>(self, sel_registerName("copyWithZone:"), nullptr); }
+  static void observeValue(id self, SEL selector, id keyPath, id object, id change, void* context) {
+    throw platform::Exception(
+        "NSInternalInconsistencyException",
+        platform::format("%@: An -%@ message was received but not handled.\nKey path: %@\nObserved object: %@\n"
+                         "Change: %@\nContext: %p",
+                         {self, sel_getName(selector), keyPath, object, change, static_cast<id>(context)}));
+  }
+};
+
+void defineRoot(Class cls) {
+  ClassFace<Root>(cls)
+      .method<Root::cls>("class")
+      .method<Root::superclass>("superclass")
+      .method<Root::isKindOfClass>("isKindOfClass:")
+      .method<Root::isMemberOfClass>("isMemberOfClass:")
+      .method<Root::conformsToProtocol>("conformsToProtocol:")
+      .method<Root::respondsToSelector>("respondsToSelector:")
+      .method<Root::isEqual>("isEqual:")
+      .method<Root::hash>("hash")
+      .method<Root::description>("description")
+      .method<Root::self>("self")
+      .method<Root::retain>("retain")
+      .method<Root::release>("release")
+      .method<Root::autorelease>("autorelease")
+      .method<Root::dealloc>("dealloc")
+      .method<Root::forwardingTarget>("forwardingTargetForSelector:")
+      .classMethod<Root::alloc>("alloc")
+      .classMethod<Root::classClass>("class")
+      .classMethod<Root::classSuperclass>("superclass")
+      .classMethod<Root::isSubclassOfClass>("isSubclassOfClass:")
+      .classMethod<Root::classConforms>("conformsToProtocol:")
+      .classMethod<Root::instancesRespond>("instancesRespondToSelector:")
+      .classMethod<Root::classDescription>("description");
+}
+
+}  // namespace
+
+void defineRootClasses(Runtime& runtime) {
+  runtime.object = runtime.allocateClassPair(nullptr, "NSObject");
+  defineRoot(runtime.object);
+  ClassFace<Object>(runtime.object)
+      .method<Object::init>("init")
+      .method<Object::copy>("copy")
+      .method<Object::observeValue>("observeValueForKeyPath:ofObject:change:context:")
+      .classMethod<Object::make>("new");
+  runtime.registerClassPair(runtime.object);
+  const Class proxy = runtime.allocateClassPair(nullptr, "NSProxy");
+  defineRoot(proxy);
+  runtime.registerClassPair(proxy);
+}
+
+}  // namespace host
+
+Class platform::classToComplete(const char* /*name*/) { return nullptr; }  // all classes are made at run time

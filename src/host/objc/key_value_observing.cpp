@@ -1,0 +1,228 @@
+#include "platform/key_value_observing.h"
+#include "host/objc/runtime_functions.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "host/objc/objc_runtime.h"
+#include "host/objc/type_encoding.h"
+#include "platform/class_face.h"
+#include "platform/exception.h"
+#include "platform/process.h"
+#include "platform/text.h"
+
+// An observed object is switched to a subclass of its class whose setters tell the observers. The subclass, made once
+// for each class, answers the class of before when asked for it.
+
+namespace host {
+
+struct Observation {
+  Observation(id newObserver, std::string_view newKey, SEL newSetter, std::uint64_t newOptions, void* newContext)
+      : identity(newObserver),
+        observer(newObserver),
+        key(newKey),
+        setter(newSetter),
+        options(newOptions),
+        context(newContext) {}
+
+  id identity;  ///< for comparing alone
+  platform::Weak observer;
+  std::string key;
+  SEL setter;
+  std::uint64_t options;
+  void* context;
+  std::atomic<bool> isRemoved{false};
+};
+
+namespace {
+
+using platform::Strong;
+using platform::Value;
+
+/// The class from which the object got its notifying setters, or null.
+Class notifyingClassOf(id object) {
+  return findClass(object_getClass(object), [](Class each) { return each->notifiesObservers; });
+}
+Class apparentClassOf(id object) {
+  const Class notifying = notifyingClassOf(object);
+  return notifying == nullptr ? object_getClass(object) : notifying->superclass;
+}
+
+SEL setterOf(std::string key) {
+  if (!key.empty() && key[0] >= 'a' && key[0] <= 'z') key[0] = static_cast<char>(key[0] - 'a' + 'A');
+  return sel_registerName(("set" + key + ":").c_str());
+}
+
+using Observations = std::vector<std::shared_ptr<Observation>>;
+
+Observations observationsOf(id object, SEL setter) {
+  const std::lock_guard lock(objectLock(object));
+  Observations found;
+  if (headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return found;
+  const Observations& all = sideData(object).observations;
+  std::copy_if(all.begin(), all.end(), std::back_inserter(found),
+               [&](const auto& each) { return each->setter == setter; });
+  return found;
+}
+
+Value valueOf(id object) { return platform::unboxed(object).value_or(Value()); }
+template <class T>
+Value valueOf(T number) {
+  return Value(number);
+}
+
+template <class T>
+Value currentValue(id object, const std::string& key) {
+  const SEL getter = sel_registerName(key.c_str());
+  return valueOf(platform::send<T()>(object, getter));
+}
+
+void tell(const Observations& observations, id object, const Value& oldValue, const Value& newValue) {
+  static const SEL callback = sel_registerName("observeValueForKeyPath:ofObject:change:context:");
+  for (const auto& each : observations) {
+    const Strong observer = each->observer.load();
+    if (!observer || each->isRemoved) continue;
+    std::vector<Value::Entry> change{{"kind", 1}};  // the only kind of change there is: setting
+    if ((each->options & platform::NSKeyValueObservingOptionNew) != 0) {
+      change.push_back({platform::NSKeyValueChangeNewKey, newValue});
+    }
+    if ((each->options & platform::NSKeyValueObservingOptionOld) != 0) {
+      change.push_back({platform::NSKeyValueChangeOldKey, oldValue});
+    }
+    platform::send<void(id, id, id, void*)>(observer.get(), callback, platform::boxed(Value(each->key)), object,
+                                            platform::boxed(Value::dictionary(change)), each->context);
+  }
+}
+
+/// Stands in for a setter in the notifying class; T is the property's type.
+template <class T>
+void notifyingSetter(id self, SEL setter, T value) {
+  const platform::AutoreleasePool pool;
+  const Strong kept(self);  // an observer may drop the last reference
+  const Class original = class_getSuperclass(notifyingClassOf(self));
+  const auto set = reinterpret_cast<void (*)(id, SEL, T)>(class_getMethodImplementation(original, setter));
+  const Observations observations = observationsOf(self, setter);
+  if (observations.empty()) return set(self, setter, value);
+  const std::string key = observations.front()->key;
+  const Value oldValue = currentValue<T>(self, key);
+  set(self, setter, value);
+  tell(observations, self, oldValue, currentValue<T>(self, key));
+}
+
+template <class T>
+IMP notifyingSetterIf(char letter) {
+  return letter == *platform::encodingOf<T>() ? host::implementationOf(&notifyingSetter<T>) : nullptr;
+}
+template <class... T>
+IMP notifyingSetterAmong(char letter) {
+  IMP found = nullptr;
+  ((found = found != nullptr ? found : notifyingSetterIf<T>(letter)), ...);
+  return found;
+}
+/// By the letter of the property's type; null for a type that is not observed.
+IMP notifyingSetterFor(char letter) {
+  return notifyingSetterAmong<id, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t, float, double>(
+      letter);
+}
+
+class NotifyingClasses {
+ public:
+  Class subclassOf(Class original) {
+    const std::lock_guard lock(mutex_);
+    Class& cls = classes_[original];
+    if (cls != nullptr) return cls;
+    Class made = objc_allocateClassPair(original, (std::string("NSKVONotifying_") + original->name).c_str(), 0);
+    if (made == nullptr) return nullptr;
+    made->notifiesObservers = true;
+    constexpr auto apparent = +[](id self, SEL) { return apparentClassOf(self); };
+    class_addMethod(made, sel_registerName("class"), host::implementationOf(apparent),
+                    platform::encodingOfFunction(apparent));
+    objc_registerClassPair(made);
+    return cls = made;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<Class, Class> classes_;
+};
+
+[[noreturn]] void raiseUnobservable(id object, const std::string& key, const char* why) {
+  throw platform::Exception(platform::invalidArgumentException,
+                            platform::format("Cannot observe the key path \"%@\" of <%@ %p>: %@.",
+                                             {key, class_getName(apparentClassOf(object)), object, why}));
+}
+
+/// Makes the object's setter for the key notify. A property without setter never changes by one.
+void makeNotify(id object, const std::string& key, SEL setter) {
+  const Method method = class_getInstanceMethod(object_getClass(object), setter);
+  if (method == nullptr) return;
+  const auto letters = typeLetters(method->types);
+  const bool isSetter = letters && letters->size() == 4 && letters->front() == 'v';
+  const IMP notifying = isSetter ? notifyingSetterFor(letters->back()) : nullptr;
+  if (notifying == nullptr) raiseUnobservable(object, key, "its setter takes neither an object nor a number");
+  Class cls = notifyingClassOf(object);
+  if (cls == nullptr) {
+    cls = platform::Process::shared<NotifyingClasses>().subclassOf(object_getClass(object));
+    if (cls == nullptr) raiseUnobservable(object, key, "the name of the class that would notify is taken");
+    object_setClass(object, cls);
+  }
+  class_addMethod(cls, setter, notifying, method->types);
+}
+
+/// Of several registrations the latest goes. An absent context matches any.
+void removeObservation(id object, id observer, const char* keyPath, std::optional<void*> context) {
+  if (object == nullptr) return;
+  const std::string key(keyPath == nullptr ? "" : keyPath);
+  std::shared_ptr<Observation> removed;  // ends outside the lock
+  {
+    const std::lock_guard lock(objectLock(object));
+    Observations& all = sideData(object).observations;
+    const auto found = std::find_if(all.rbegin(), all.rend(), [&](const auto& each) {
+      return each->identity == observer && each->key == key && (!context || each->context == *context);
+    });
+    if (found != all.rend()) {
+      removed = std::move(*found);
+      all.erase(std::next(found).base());
+    }
+  }
+  if (removed != nullptr) {
+    removed->isRemoved = true;
+    return;
+  }
+  throw platform::Exception(
+      platform::rangeException,
+      platform::format(
+          "Cannot remove an observer <%@ %p> for the key path \"%@\" from <%@ %p> because it is not "
+          "registered as an observer.",
+          {class_getName(apparentClassOf(observer)), observer, key, class_getName(apparentClassOf(object)), object}));
+}
+
+}  // namespace
+}  // namespace host
+
+namespace platform {
+
+void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context) {
+  if (object == nullptr || observer == nullptr) return;
+  const std::string key(keyPath == nullptr ? "" : keyPath);
+  if (key.empty() || key.find('.') != std::string::npos) host::raiseUnobservable(object, key, "it is not a single key");
+  const SEL setter = host::setterOf(key);
+  host::makeNotify(object, key, setter);
+  auto observation = std::make_shared<host::Observation>(observer, key, setter, options, context);
+  const std::lock_guard lock(host::objectLock(object));
+  host::sideData(object).observations.push_back(std::move(observation));
+}
+
+void removeObserver(id object, id observer, const char* keyPath) {
+  host::removeObservation(object, observer, keyPath, std::nullopt);
+}
+
+void removeObserver(id object, id observer, const char* keyPath, void* context) {
+  host::removeObservation(object, observer, keyPath, context);
+}
+
+}  // namespace platform

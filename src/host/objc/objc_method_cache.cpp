@@ -1,0 +1,47 @@
+#include "host/objc/objc_runtime.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint32_t mostCached = methodCacheSize * 3 / 4;  // an empty place ends every search
+
+Method findCached(Class cls, SEL selector) {
+  for (std::uint32_t place = selector->place;; place = (place + 1) % methodCacheSize) {
+    const Method method = cls->cache[place].load(std::memory_order_acquire);
+    if (method == nullptr || method->name == selector) return method;
+  }
+}
+
+void emptyCache(Class cls) {
+  if (cls->cached == 0) return;
+  for (auto& place : cls->cache) place.store(nullptr, std::memory_order_relaxed);
+  cls->cached = 0;
+}
+
+void fillCache(Class cls, Method method) {
+  if (findCached(cls, method->name) != nullptr) return;  // another thread was faster
+  if (cls->cached == mostCached) emptyCache(cls);
+  std::uint32_t place = method->name->place;
+  while (cls->cache[place].load(std::memory_order_relaxed) != nullptr) place = (place + 1) % methodCacheSize;
+  cls->cache[place].store(method, std::memory_order_release);
+  ++cls->cached;
+}
+
+}  // namespace
+
+void emptyMethodCaches(Class cls) {
+  emptyCache(cls);
+  for (const Class subclass : cls->subclasses) emptyMethodCaches(subclass);
+}
+
+Method findMethod(Class cls, SEL selector) {
+  if (const Method cached = findCached(cls, selector)) return cached;
+  const std::lock_guard lock(cls->runtime->mutex());
+  const Class owner = findClass(cls, [selector](Class each) { return each->methods.contains(selector); });
+  if (owner == nullptr) return nullptr;
+  const Method method = owner->methods.find(selector)->second.get();
+  fillCache(cls, method);
+  return method;
+}
+
+}  // namespace host

@@ -1,0 +1,51 @@
+#include <mutex>
+#include <shared_mutex>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "host/objc/objc_runtime.h"
+
+// Selectors and type encodings are few and are shared by all processes, so they stay until the program ends.
+
+namespace host {
+namespace {
+
+struct Interned {
+  std::shared_mutex mutex;
+  std::unordered_map<std::string_view, objc_selector*> selectors;
+  std::unordered_set<std::string> texts;
+};
+
+// Kept to the very end: objects may still die while the program's other statics do.
+Interned& internedTexts() {
+  static auto& all = *new Interned;
+  return all;
+}
+
+}  // namespace
+
+const char* interned(std::string_view text) {
+  Interned& all = internedTexts();
+  const std::lock_guard lock(all.mutex);
+  return all.texts.emplace(text).first->c_str();
+}
+
+}  // namespace host
+
+SEL sel_registerName(const char* name) {
+  if (name == nullptr) return nullptr;
+  auto& [mutex, selectors, texts] = host::internedTexts();
+  {
+    const std::shared_lock lock(mutex);
+    if (const auto found = selectors.find(name); found != selectors.end()) return found->second;
+  }
+  const std::lock_guard lock(mutex);
+  if (const auto found = selectors.find(name); found != selectors.end()) return found->second;
+  // Numbered one after the other, so that the selectors of one class seldom meet in its cache.
+  const auto place = static_cast<std::uint32_t>(selectors.size()) % host::methodCacheSize;
+  auto* selector = new objc_selector{place, name};
+  selectors.emplace(selector->name, selector);
+  return selector;
+}
+
+const char* sel_getName(SEL selector) { return selector == nullptr ? "<null selector>" : selector->name.c_str(); }

@@ -1,0 +1,92 @@
+#include "platform/send.h"
+
+#include <string>
+
+#include "host/objc/objc_runtime.h"
+#include "host/objc/type_encoding.h"
+#include "platform/exception.h"
+
+namespace host {
+namespace {
+
+constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
+
+[[noreturn]] void raiseUnrecognized(id receiver, SEL selector) {
+  const Class cls = object_getClass(receiver);
+  platform::raiseUnrecognizedSelector(class_getName(cls), sel_getName(selector), receiver, class_isMetaClass(cls));
+}
+
+[[noreturn]] void raiseOtherTypes(id receiver, objc_method& method, const char* types) {
+  const Class cls = object_getClass(receiver);
+  throw platform::Exception(platform::invalidArgumentException, std::string(class_isMetaClass(cls) ? "+[" : "-[") +
+                                                                    class_getName(cls) + " " + method.name->name +
+                                                                    "]: called as \"" + types +
+                                                                    "\" but declared as \"" + method.types + "\"");
+}
+
+/// A method added without an encoding takes every call.
+bool fits(const char* call, const char* declared) {
+  if (declared == nullptr || std::string_view(call) == declared) return true;
+  const auto letters = typeLetters(call);
+  return letters && letters == typeLetters(declared);
+}
+
+id forwardingTarget(id receiver, SEL selector) {
+  static const SEL question = sel_registerName("forwardingTargetForSelector:");
+  const Method method = findMethod(object_getClass(receiver), question);
+  if (method_getImplementation(method) == nullptr || method_getImplementation(method) == forwardingMarker()) {
+    return nullptr;
+  }
+  return platform::send<id(SEL)>(receiver, question, selector);
+}
+
+void accept(objc_method& method, const char* types) {
+  const std::lock_guard lock(method.owner->runtime->mutex());
+  if (method_getImplementation(&method) == forwardingMarker()) return;
+  method.acceptedTypes.store(types, std::memory_order_release);
+}
+
+// The first call of a method from one place, a full cache, a missing method.
+[[gnu::noinline]] platform::MethodCall resolveCall(id receiver, SEL selector, const char* types) {
+  for (int hop = 0; hop < longestForwarding; ++hop) {
+    const Method method = findMethod(object_getClass(receiver), selector);
+    const IMP implementation = method_getImplementation(method);
+    if (method != nullptr && implementation != forwardingMarker()) {
+      if (method->acceptedTypes.load(std::memory_order_acquire) != types) {
+        if (!fits(types, method->types)) raiseOtherTypes(receiver, *method, types);
+        accept(*method, types);
+      }
+      return {receiver, implementation};
+    }
+    const id target = forwardingTarget(receiver, selector);
+    if (target == nullptr || target == receiver) break;
+    receiver = target;
+  }
+  raiseUnrecognized(receiver, selector);
+}
+
+}  // namespace
+
+IMP forwardingMarker() {
+  constexpr auto code = +[](id receiver, SEL selector) { raiseUnrecognized(receiver, selector); };
+  return reinterpret_cast<IMP>(code);
+}
+
+}  // namespace host
+
+namespace platform {
+
+MethodCall methodForCall(id receiver, SEL selector, const char* types) {
+  const Class cls = receiver->isa.load(std::memory_order_acquire);
+  const Method method = cls->cache[selector->place].load(std::memory_order_acquire);
+  if (method != nullptr && method->name == selector) [[likely]] {
+    const IMP implementation = method->implementation.load(std::memory_order_acquire);
+    if (method->acceptedTypes.load(std::memory_order_relaxed) == types) [[likely]]
+      return {receiver, implementation};
+  }
+  return host::resolveCall(receiver, selector, types);
+}
+
+SEL uniqueSelector(SEL selector) { return selector; }  // names are interned, so there is one
+
+}  // namespace platform

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/phone/process.h"
+#include "platform/value.h"
+#include "services/http/network_policy.h"
+
+namespace host {
+
+class PropertyListError;
+
+/// What the reference core library knows, all from one property list (XML or binary). Optional entries may be absent:
+/// the calls that read them then answer nothing.
+struct Configuration {
+  std::optional<std::string> serverURL;  // SERVER_URL; one of this and DOMAIN is there
+  std::optional<std::string> domain;     // DOMAIN
+  std::optional<std::string> portalID;
+  std::optional<std::string> projectID;
+  std::optional<std::string> mapID;
+  std::optional<std::string> apID;
+  std::optional<std::string> appVersionID;
+  std::optional<std::string> frameworkID;
+  std::optional<std::string> deviceID;
+  std::optional<std::string> anonymousID;
+  std::optional<std::string> bearerToken;
+  std::optional<std::string> appGroup;
+  std::optional<platform::Value> appMeta;
+  std::string jwtSecret;
+  bool isAnonymousUser = false;
+  bool isAnonymousTrackingEnabled = false;
+  bool isGzipEnabled = false;
+  LogLevel logLevel = LogLevel::verbose;
+  NetworkPolicy networkPolicy;
+};
+
+/// Its text is one line: the file, the key and what was expected.
+class ConfigurationError : public std::runtime_error {
+ public:
+  ConfigurationError(const std::filesystem::path& path, std::string_view problem);
+  explicit ConfigurationError(const PropertyListError& error);
+  [[nodiscard]] const std::string& problem() const { return problem_; }  ///< without the file, unless it is unreadable
+
+ private:
+  std::string problem_;
+};
+
+/// Raises ConfigurationError for a missing or unreadable file, an unknown key, a value of the wrong kind, a required
+/// key that is missing.
+Configuration readConfiguration(const std::filesystem::path& path);
+
+/// The same for a dictionary that will become the file `path`.
+Configuration configurationFrom(const platform::Value& dictionary, const std::filesystem::path& path);
+
+}  // namespace host

@@ -1,0 +1,139 @@
+#include "host/phone/core_library.h"
+
+#include <chrono>
+#include <system_error>
+#include <utility>
+
+#include "host/phone/process.h"
+#include "platform/json_serialization.h"
+#include "platform/notification_center.h"
+#include "services/gzip.h"
+#include "services/jwt.h"
+
+namespace host {
+namespace {
+
+using platform::Value;
+
+// What a virtual clock counts from: fixed, so that a run gives the same timestamps every time.
+constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
+
+std::optional<Value> bytesOf(const std::optional<std::string>& text) {
+  return text ? std::optional(Value::bytes(*text)) : std::nullopt;
+}
+
+}  // namespace
+
+ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
+                                           Configuration configuration)
+    : process_(process),
+      bundle_(std::move(bundle)),
+      keychain_(keychain),
+      configuration_(std::make_shared<const Configuration>(std::move(configuration))) {}
+
+std::shared_ptr<const Configuration> ReferenceCoreLibrary::configuration() const {
+  const std::lock_guard lock(mutex_);
+  return configuration_;
+}
+
+void ReferenceCoreLibrary::setConfiguration(Configuration configuration) {
+  auto next = std::make_shared<const Configuration>(std::move(configuration));
+  const std::lock_guard lock(mutex_);
+  configuration_.swap(next);
+}
+
+void ReferenceCoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {
+  block(configuration()->deviceID);
+}
+
+void ReferenceCoreLibrary::getAppVersionID(std::function<void(const std::string&)> success,
+                                           std::function<void(const platform::Error&)> failure) {
+  const auto current = configuration();
+  if (current->appVersionID) {
+    success(*current->appVersionID);
+  } else {
+    failure({.domain = "PellionErrorDomain", .code = 1, .localizedDescription = "APP_VERSION_ID is not configured."});
+  }
+}
+
+void ReferenceCoreLibrary::processError(const Value& json, platform::PLAAAUtil& authentication) {
+  process_.tell("core library", "rejected response",
+                Value::dictionary(
+                    {{"identity", &authentication == &anonymousUser_ ? "anonymous user" : "device"}, {"json", json}}));
+}
+
+// Milliseconds since 1970.
+std::int64_t ReferenceCoreLibrary::timeInLong() {
+  using std::chrono::milliseconds;
+  if (process_.clock().isVirtual()) {
+    return (virtualEpoch + std::chrono::duration_cast<milliseconds>(process_.clock().now())).count();
+  }
+  const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<milliseconds>(sinceEpoch).count();
+}
+
+std::optional<Value> ReferenceCoreLibrary::gzip(const Value& data, float level) {
+  return host::gzip(data.asBytes("bytes"), level);
+}
+
+platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::OptionalString& name, const char* type) {
+  if (!name) return std::nullopt;
+  std::filesystem::path path = bundle_ / (*name + "." + type);
+  std::error_code ignored;  // no file and an unreadable folder are the same to a bundle
+  if (!std::filesystem::exists(path, ignored)) return std::nullopt;
+  return path.string();
+}
+
+std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
+  const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
+  return bytesOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
+}
+
+// The compressed bytes are the signed payload themselves; "cty" says what a reader finds (RFC 7515, 4.1.10).
+std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
+  return bytesOf(
+      signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), configuration()->jwtSecret));
+}
+
+void announceEngagement(const Value& report) {
+  Process::current().mainQueue().requireMainThread("an engagement is announced");
+  platform::NotificationCenter::postNotificationName("PLRateUsNotification", platform::boxed(report));
+}
+
+}  // namespace host
+
+// The class-level calls, each to the current process's core library.
+namespace platform {
+namespace {
+
+host::CoreLibrary& coreLibrary() { return host::Process::current().coreLibrary(); }
+
+}  // namespace
+
+QVPIIManager& QVPIIManager::getInstance() { return coreLibrary().personalInformation(); }
+Analytics& Analytics::getInstance() { return coreLibrary().analytics(); }
+PLAAAUtil& PLAAAUtil::sharedManagerForDevice() { return coreLibrary().authentication(false); }
+PLAAAUtil& PLAAAUtil::sharedManagerForAnonymousUser() { return coreLibrary().authentication(true); }
+QVSystemProperties& QVSystemProperties::sharedInstance() { return coreLibrary().systemProperties(); }
+void QVSystemProperties::getAppVersionID(std::function<void(const std::string&)> success,
+                                         std::function<void(const Error&)> failure) {
+  coreLibrary().getAppVersionID(std::move(success), std::move(failure));
+}
+std::optional<Value> QVSystemProperties::appMeta() { return coreLibrary().appMeta(); }
+QVFileManager& QVFileManager::sharedInstance() { return coreLibrary().fileManager(); }
+PLBundle& PLBundle::getMainBundle() { return coreLibrary().mainBundle(); }
+PLJWTWrapper& PLJWTWrapper::sharedManager() { return coreLibrary().jwtWrapper(); }
+void QVNetworking::processError(const Value& json, PLAAAUtil& aaaUtil) { coreLibrary().processError(json, aaaUtil); }
+std::int64_t QVSystemInfo::getTimeinLong() { return coreLibrary().timeInLong(); }
+std::optional<Value> pl_gzippedData(const Value& data, float compressionLevel) {
+  return coreLibrary().gzip(data, compressionLevel);
+}
+
+std::optional<Value> QVKeyChainWrapper::dataForKey(const char* key) { return coreLibrary().keychain().data(key); }
+
+void QVKeyChainWrapper::setData(const Value& data, const char* key) {
+  if (!coreLibrary().keychain().setData(key, data)) return;
+  host::Process::current().tell("keychain", "stored", Value::dictionary({{"key", key}, {"data", data}}));
+}
+
+}  // namespace platform

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "host/phone/configuration.h"
+#include "platform/core_library.h"
+#include "services/item_store.h"
+
+namespace host {
+
+/// The core library of one process: what platform/core_library.h's class-level calls reach.
+class CoreLibrary {
+ public:
+  virtual ~CoreLibrary() = default;
+  virtual platform::QVPIIManager& personalInformation() = 0;
+  virtual platform::Analytics& analytics() = 0;
+  virtual platform::PLAAAUtil& authentication(bool anonymous) = 0;
+  virtual platform::QVSystemProperties& systemProperties() = 0;
+  virtual platform::QVFileManager& fileManager() = 0;
+  virtual platform::PLBundle& mainBundle() = 0;
+  virtual platform::PLJWTWrapper& jwtWrapper() = 0;
+  virtual std::optional<platform::Value> appMeta() = 0;
+  virtual void getAppVersionID(std::function<void(const std::string&)> success,
+                               std::function<void(const platform::Error&)> failure) = 0;
+  virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication) = 0;
+  virtual std::int64_t timeInLong() = 0;
+  virtual ItemStore& keychain() = 0;
+  virtual std::optional<platform::Value> gzip(const platform::Value& data, float level) = 0;
+};
+
+/// The host's own core library: answers at once, on the caller's thread, from a configuration that may be replaced at
+/// any moment, as consent changes do.
+class ReferenceCoreLibrary : public CoreLibrary,
+                             public platform::QVPIIManager,
+                             public platform::Analytics,
+                             public platform::QVSystemProperties,
+                             public platform::QVFileManager,
+                             public platform::PLBundle,
+                             public platform::PLJWTWrapper {
+ public:
+  /// The configuration is the bundle's resource of this name, of type "plist".
+  static constexpr const char* configurationResource = "PellionInfo";
+
+  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
+                       Configuration configuration);
+  void setConfiguration(Configuration configuration);
+
+  QVPIIManager& personalInformation() override { return *this; }
+  Analytics& analytics() override { return *this; }
+  platform::PLAAAUtil& authentication(bool anonymous) override { return anonymous ? anonymousUser_ : device_; }
+  QVSystemProperties& systemProperties() override { return *this; }
+  QVFileManager& fileManager() override { return *this; }
+  PLBundle& mainBundle() override { return *this; }
+  PLJWTWrapper& jwtWrapper() override { return *this; }
+  std::optional<platform::Value> appMeta() override { return configuration()->appMeta; }
+  void getAppVersionID(std::function<void(const std::string&)> success,
+                       std::function<void(const platform::Error&)> failure) override;
+  void processError(const platform::Value& json, platform::PLAAAUtil& authentication) override;
+  std::int64_t timeInLong() override;
+  ItemStore& keychain() override { return keychain_; }
+  std::optional<platform::Value> gzip(const platform::Value& data, float level) override;
+
+  void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
+  bool isAnonymousUser() override { return configuration()->isAnonymousUser; }
+  platform::OptionalString anonid() override { return configuration()->anonymousID; }
+  bool enableAnonymousTracking() override { return configuration()->isAnonymousTrackingEnabled; }
+  platform::OptionalString getDCLBD() override { return configuration()->domain; }
+  platform::OptionalString appversionid() override { return configuration()->appVersionID; }
+  platform::OptionalString frameworkid() override { return configuration()->frameworkID; }
+  platform::OptionalString mapid() override { return configuration()->mapID; }
+  platform::OptionalString apid() override { return configuration()->apID; }
+  platform::OptionalString portalid() override { return configuration()->portalID; }
+  platform::OptionalString projectid() override { return configuration()->projectID; }
+  bool enableGzip() override { return configuration()->isGzipEnabled; }
+  platform::OptionalString getQvInfoFilePath() override { return configurationResource; }
+  platform::OptionalString extensionAppGroup() override { return configuration()->appGroup; }
+  platform::OptionalString pathForResource(const platform::OptionalString& name, const char* type) override;
+  std::optional<platform::Value> encodeWithJWT(const platform::Value& payload) override;
+  std::optional<platform::Value> encodeDataWithJWT(const platform::Value& bytes) override;
+
+ private:
+  /// One bearer token serves both identities; which manager was asked still matters to processError.
+  class Authentication : public platform::PLAAAUtil {
+   public:
+    explicit Authentication(ReferenceCoreLibrary& library) : library_(library) {}
+    void getTokenWithSuccess(std::function<void(platform::OptionalString)> block) override {
+      block(library_.configuration()->bearerToken);
+    }
+
+   private:
+    ReferenceCoreLibrary& library_;
+  };
+
+  [[nodiscard]] std::shared_ptr<const Configuration> configuration() const;
+
+  Process& process_;
+  std::filesystem::path bundle_;
+  ItemStore& keychain_;
+  Authentication device_{*this};
+  Authentication anonymousUser_{*this};
+  mutable std::mutex mutex_;
+  std::shared_ptr<const Configuration> configuration_;
+};
+
+/// Tells the current process, as the core library does, of what the user does in the application: the report's "action"
+/// and whatever belongs to that. Main thread: on another one it throws ProgrammingError.
+void announceEngagement(const platform::Value& report);
+
+}  // namespace host

@@ -1,0 +1,55 @@
+#include "platform/dispatch.h"
+
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "host/objc/programming_error.h"
+#include "host/phone/process.h"
+
+namespace platform {
+
+void dispatchAsyncOnMainQueue(std::function<void()> work) {
+  host::Process::current().mainQueue().async(std::move(work));
+}
+
+void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void()> work) {
+  host::Process::current().mainQueue().after(delay, std::move(work));
+}
+
+struct DispatchGroup::State {
+  std::shared_ptr<host::MainQueue> mainQueue = host::Process::current().sharedMainQueue();
+  std::mutex mutex;
+  std::size_t entered = 0;
+  std::vector<std::function<void()>> notifications;
+
+  // Outside the lock: a queue may drop its work at once, and the work may be the last to hold something of this group.
+  void notifyWhenEmpty(std::unique_lock<std::mutex> lock) {
+    if (entered != 0) return;
+    auto ready = std::exchange(notifications, {});
+    lock.unlock();
+    for (std::function<void()>& work : ready) mainQueue->async(std::move(work));
+  }
+};
+
+DispatchGroup::DispatchGroup() : state_(std::make_shared<State>()) {}
+
+void DispatchGroup::enter() const {
+  const std::lock_guard lock(state_->mutex);
+  ++state_->entered;
+}
+
+void DispatchGroup::leave() const {
+  std::unique_lock lock(state_->mutex);
+  if (state_->entered == 0) throw host::ProgrammingError("a dispatch group was left more often than it was entered");
+  --state_->entered;
+  state_->notifyWhenEmpty(std::move(lock));
+}
+
+void DispatchGroup::notifyOnMainQueue(std::function<void()> work) const {
+  std::unique_lock lock(state_->mutex);
+  state_->notifications.push_back(std::move(work));
+  state_->notifyWhenEmpty(std::move(lock));
+}
+
+}  // namespace platform

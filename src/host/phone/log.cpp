@@ -1,0 +1,36 @@
+#include "platform/log.h"
+
+#include "host/phone/process.h"
+
+namespace platform {
+namespace {
+
+void tell(const char* file, int line, const char* function, const char* marker, const char* tag, const char* format,
+          std::initializer_list<FormatArgument> arguments) {
+  host::Process::current().tell("module", "log",
+                                Value::dictionary({{"tag", tag},
+                                                   {"text", platform::format(format, arguments)},
+                                                   {"function", function},
+                                                   {"file", file},
+                                                   {"line", line},
+                                                   {"marker", marker}}));
+}
+
+}  // namespace
+
+bool QLogIsListening(LogLevel level) noexcept {
+  const host::Process* process = host::Process::currentOrNull();
+  return process != nullptr && process->logLevel() >= level;
+}
+
+void QLogExtensionInternal(const char* file, int line, const char* function, const char* marker, const char* tag,
+                           const char* format, std::initializer_list<FormatArgument> arguments) {
+  tell(file, line, function, marker, tag, format, arguments);
+}
+
+void QLogExtension(const char* file, int line, const char* function, const char* marker, const char* tag,
+                   const char* format, std::initializer_list<FormatArgument> arguments) {
+  tell(file, line, function, marker, tag, format, arguments);
+}
+
+}  // namespace platform

@@ -1,0 +1,95 @@
+#include "host/phone/main_queue.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "host/objc/programming_error.h"
+#include "platform/reference.h"
+
+namespace host {
+
+void MainQueue::requireMainThread(const char* call) const {
+  if (isMainThread()) return;
+  throw ProgrammingError(std::string(call) + " on another thread than the main one; hand it to the main queue");
+}
+
+void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (isClosed_) return;  // the work ends with the call, outside the lock
+    items_.push_back({clock_.now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
+    std::push_heap(items_.begin(), items_.end(), isLater);
+  }
+  changed_.notify_all();
+}
+
+void MainQueue::beginOutsideWork() {
+  const std::lock_guard lock(mutex_);
+  ++outsideWork_;
+}
+
+void MainQueue::endOutsideWork() {
+  // Told under the lock: the turning thread may end this queue as soon as it sees the count.
+  const std::lock_guard lock(mutex_);
+  --outsideWork_;
+  changed_.notify_all();
+}
+
+void MainQueue::close() {
+  std::vector<Item> dropped;  // ends outside the lock: what work has captured may come back here as it goes
+  const std::lock_guard lock(mutex_);
+  isClosed_ = true;
+  dropped.swap(items_);
+}
+
+void MainQueue::runWhatIsDue() {
+  requireMainThread("the main queue is turned");
+  std::unique_lock lock(mutex_);
+  while (!items_.empty() && items_.front().due <= clock_.now()) runNext(lock);
+}
+
+void MainQueue::runUntil(std::chrono::nanoseconds target) {
+  requireMainThread("the main queue is turned");
+  std::unique_lock lock(mutex_);
+  while (waitForNext(lock, target)) runNext(lock);
+  if (clock_.isVirtual() && clock_.now() < target) clock_.advanceTo(target);
+}
+
+void MainQueue::runNext(std::unique_lock<std::mutex>& lock) {
+  std::pop_heap(items_.begin(), items_.end(), isLater);
+  Work work = std::move(items_.back().work);
+  items_.pop_back();
+  lock.unlock();
+  {
+    const platform::AutoreleasePool pool;  // as the platform's run loop drains one each turn
+    work();
+    work = nullptr;
+  }
+  lock.lock();
+}
+
+// Whether an item is due; moves virtual time to it, or lets real time come to it. False: nothing more until `target`.
+bool MainQueue::waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target) {
+  for (;;) {
+    const bool hasItem = !items_.empty() && items_.front().due <= target;
+    if (hasItem && items_.front().due <= clock_.now()) return true;
+    if (clock_.isVirtual()) {
+      if (outsideWork_ == 0) {
+        if (hasItem) clock_.advanceTo(items_.front().due);
+        return hasItem;
+      }
+      changed_.wait(lock);
+    } else {
+      const std::chrono::nanoseconds wake = hasItem ? items_.front().due : target;
+      if (wake > clock_.now()) {
+        changed_.wait_for(lock, wake - clock_.now());
+      } else {
+        if (outsideWork_ == 0) return false;
+        changed_.wait(lock);
+      }
+    }
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "host/phone/clock.h"
+
+namespace host {
+
+/// A process's main queue. Any thread puts work in; the thread that made it, and it alone, turns it: the main thread.
+///
+/// Virtual time stands still while outside work (a request in flight, its handler included) is going on: advance()
+/// waits for it before it moves on to the next timer. So a run gives the same times however slow the network is.
+class MainQueue {
+ public:
+  using Work = std::function<void()>;
+
+  explicit MainQueue(Clock& clock) : clock_(clock) {}
+
+  [[nodiscard]] bool isMainThread() const { return std::this_thread::get_id() == mainThread_; }
+  /// For what touches state that nothing locks. Throws ProgrammingError on any other thread.
+  void requireMainThread(const char* call) const;
+
+  void async(Work work) { after(std::chrono::nanoseconds::zero(), std::move(work)); }
+  void after(std::chrono::nanoseconds delay, Work work);
+
+  /// Runs what is due and what that puts in for the same time, and waits for nothing.
+  void runWhatIsDue();
+  /// Runs what is due, waits for outside work and runs what that brought, until neither is left. Timers stay.
+  void runUntilIdle() { runUntil(clock_.now()); }
+  /// Lets `duration` pass, running every timer at its time; ends idle.
+  void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
+
+  /// Drops what has not run, and from now on whatever is put in.
+  void close();
+
+  void beginOutsideWork();
+  void endOutsideWork();
+
+ private:
+  struct Item {
+    std::chrono::nanoseconds due;
+    std::uint64_t order;
+    Work work;
+  };
+  static bool isLater(const Item& left, const Item& right) {
+    return left.due != right.due ? left.due > right.due : left.order > right.order;
+  }
+  void runUntil(std::chrono::nanoseconds target);
+  void runNext(std::unique_lock<std::mutex>& lock);
+  bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
+
+  Clock& clock_;
+  const std::thread::id mainThread_ = std::this_thread::get_id();
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Item> items_;  // a heap, the next one in front
+  std::uint64_t nextOrder_ = 0;
+  int outsideWork_ = 0;
+  bool isClosed_ = false;
+};
+
+}  // namespace host

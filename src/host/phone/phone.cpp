@@ -1,0 +1,118 @@
+#include "host/phone/phone.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "host/objc/objc_runtime.h"
+#include "host/phone/ui_application.h"
+#include "host/phone/user_notifications.h"
+#include "platform/notification_center.h"
+#include "services/property_list/property_list.h"
+
+namespace host {
+
+using platform::Value;
+
+namespace {
+
+/// Of the platform's classes those that an application gets along without.
+void hide(const std::string& name) {
+  const bool isOptional = name.starts_with("UI") || name.starts_with("UN");
+  if (!isOptional || !Runtime::current().hideClass(name)) {
+    throw std::invalid_argument(name + ": no class that can be missing; name one of UIKit's or UserNotifications'");
+  }
+}
+
+/// With those on the way to it. What is made here is its owner's alone, whatever the umask.
+void makeOwnerOnlyDirectory(const std::filesystem::path& path) {
+  if (path.empty() || std::filesystem::is_directory(path)) return;
+  makeOwnerOnlyDirectory(path.parent_path());
+  if (::mkdir(path.c_str(), S_IRWXU) == 0) return;
+  const std::error_code problem(errno, std::generic_category());
+  if (!std::filesystem::is_directory(path)) {
+    throw std::filesystem::filesystem_error("a phone cannot keep its storage here", path, problem);
+  }
+}
+
+}  // namespace
+
+Phone::Phone(Network& network, Options options)
+    : network_(network),
+      options_(std::move(options)),
+      clock_(options_.clock),
+      keychain_(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
+        tell("keychain", "failed", Value::dictionary({{"problem", problem}}));
+      }) {
+  makeOwnerOnlyDirectory(configurationPath().parent_path());
+  makeOwnerOnlyDirectory(appGroups());
+}
+
+Phone::~Phone() = default;
+
+std::filesystem::path Phone::configurationPath() const {
+  return options_.storage / "bundle" / (std::string(ReferenceCoreLibrary::configurationResource) + ".plist");
+}
+
+void Phone::configure(const Value& configuration) {
+  Configuration read = configurationFrom(configuration, configurationPath());
+  writePropertyList(configurationPath(), configuration);
+  if (!process_) return;
+  process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
+  process_->setNetworkPolicy(read.networkPolicy);
+  coreLibrary_->setConfiguration(std::move(read));
+}
+
+void Phone::announceTrackingStatus() {
+  if (!process_) return;
+  const ProcessScope scope(*process_);
+  platform::NotificationCenter::postNotificationName("PLXPIIStatusUpdateNotification", nullptr);
+}
+
+Process& Phone::launch() {
+  Configuration configuration = readConfiguration(configurationPath());
+  terminate();
+  process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
+                                                            .network = network_,
+                                                            .networkPolicy = configuration.networkPolicy,
+                                                            .appGroups = appGroups(),
+                                                            .urlSchemes = options_.urlSchemes,
+                                                            .linkedBefore17 = options_.linkedBefore17,
+                                                            .sink = options_.sink});
+  process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
+  coreLibrary_ = std::make_shared<ReferenceCoreLibrary>(*process_, configurationPath().parent_path(), keychain_,
+                                                        std::move(configuration));
+  process_->setCoreLibrary(coreLibrary_);
+  const ProcessScope scope(*process_);
+  UIApplication::install();
+  installUserNotifications();
+  for (const std::string& name : options_.hiddenClasses) hide(name);
+  tell("app", "launched", Value::dictionary({}));
+  return *process_;
+}
+
+void Phone::terminate() {
+  if (!process_) return;
+  process_.reset();
+  coreLibrary_.reset();
+  tell("app", "ended", Value::dictionary({}));
+}
+
+void Phone::runExtension(const std::function<void()>& work) {
+  Process extension({.clock = clock_,
+                     .network = network_,
+                     .appGroups = appGroups(),
+                     .linkedBefore17 = options_.linkedBefore17,
+                     .sink = options_.sink});
+  const ProcessScope scope(extension);
+  work();
+}
+
+void Phone::tell(std::string_view actor, std::string_view what, Value details) {
+  if (options_.sink) options_.sink({clock_.now(), actor, what, std::move(details)});
+}
+
+}  // namespace host

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "host/phone/configuration.h"
+#include "host/phone/core_library.h"
+#include "host/phone/process.h"
+#include "services/item_store.h"
+
+namespace host {
+
+/// A simulated phone with one application: what outlives the application's processes (storage, clock, configuration)
+/// and the process that is running, if any. Belongs to one thread, which is the main thread of its processes.
+class Phone {
+ public:
+  struct Options {
+    std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
+    Clock::Kind clock = Clock::Kind::virtualTime;
+    URLSchemes urlSchemes = {};
+    bool linkedBefore17 = false;  ///< the application, with an older release of the platform: see platform::URL
+    /// Of UIKit's and UserNotifications' classes those that nobody finds by name, as on a release that lacks them. A
+    /// launch raises std::invalid_argument for any other.
+    std::vector<std::string> hiddenClasses = {};
+    EventSink sink = {};
+    bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL lets them
+  };
+
+  /// The network must outlive the phone.
+  Phone(Network& network, Options options);
+  Phone(const Phone&) = delete;
+  Phone& operator=(const Phone&) = delete;
+  ~Phone();
+
+  /// The configuration file, which may be written by hand before the first launch.
+  [[nodiscard]] std::filesystem::path configurationPath() const;
+  /// Writes the whole configuration file; a running process takes it up at once. Raises ConfigurationError, and then
+  /// changes nothing.
+  void configure(const platform::Value& configuration);
+  /// The directory of the App Groups' stores, which the notification extension shares.
+  [[nodiscard]] std::filesystem::path appGroups() const { return options_.storage / "groups"; }
+  /// Has the core library tell the running process that the tracking consent has changed.
+  void announceTrackingStatus();
+
+  /// Starts the application, ending a process that is still running. Raises ConfigurationError.
+  Process& launch();
+  /// Ends the process as the system ends one: nothing of it runs any more.
+  void terminate();
+  [[nodiscard]] Process* process() { return process_.get(); }
+
+  /// Runs `work` in a process of its own that shares the App Groups' stores: the notification extension.
+  void runExtension(const std::function<void()>& work);
+
+  [[nodiscard]] Clock& clock() { return clock_; }
+  [[nodiscard]] ItemStore& keychain() { return keychain_; }
+
+ private:
+  void tell(std::string_view actor, std::string_view what, platform::Value details);
+
+  Network& network_;
+  Options options_;
+  Clock clock_;
+  ItemStore keychain_;
+  std::unique_ptr<Process> process_;
+  std::shared_ptr<ReferenceCoreLibrary> coreLibrary_;
+};
+
+}  // namespace host

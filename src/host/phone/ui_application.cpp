@@ -1,0 +1,151 @@
+#include "host/phone/ui_application.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/objc/nsurl.h"
+#include "host/objc/objc_runtime.h"
+#include "host/phone/process.h"
+#include "platform/send.h"
+#include "platform/ui_application.h"
+#include "platform/value.h"
+#include "services/url_components.h"
+
+namespace host {
+
+using platform::Value;
+
+namespace {
+
+struct Badge {
+  std::atomic<std::int64_t> number = 0;  // the application may set it from any thread
+};
+
+// Of the delegate's optional methods those that this phone calls.
+constexpr MethodDeclaration delegateMethods[] = {
+    {"application:didFinishLaunchingWithOptions:", platform::methodEncoding<bool, id, id>.data()},
+    {"applicationDidBecomeActive:", platform::methodEncoding<void, id>.data()},
+    {"application:didRegisterForRemoteNotificationsWithDeviceToken:", platform::methodEncoding<void, id, id>.data()},
+    {"application:didFailToRegisterForRemoteNotificationsWithError:", platform::methodEncoding<void, id, id>.data()},
+    {"application:didReceiveRemoteNotification:fetchCompletionHandler:",
+     platform::methodEncoding<void, id, id, platform::BlockPtr<void(platform::UIBackgroundFetchResult)>>.data()},
+};
+
+constexpr std::string_view everyPhonesSchemes[] = {"http", "https", "mailto", "tel", "sms", "facetime", "itms-apps"};
+
+bool holds(const std::vector<std::string>& schemes, const std::string& scheme) {
+  return std::ranges::find(schemes, scheme) != schemes.end();
+}
+
+std::optional<std::string> schemeOf(id url) { return url != nullptr ? urlScheme(NSURL::textOf(url)) : std::nullopt; }
+
+UIApplication& shared() { return platform::Process::shared<platform::Singleton<UIApplication>>().get(); }
+
+}  // namespace
+
+void UIApplication::install() {
+  defineOptionalProtocol("UIApplicationDelegate", delegateMethods);
+  platform::classOf<UIApplication>();
+}
+
+void UIApplication::defineClass(platform::ClassFace<UIApplication>& face) {
+  face.classMethod<&UIApplication::sharedApplication>("sharedApplication")
+      .method<&UIApplication::delegate>("delegate")
+      .method<&UIApplication::setDelegate>("setDelegate:")
+      .method<&UIApplication::registerForRemoteNotifications>("registerForRemoteNotifications")
+      .method<&UIApplication::canOpenURL>("canOpenURL:")
+      .method<&UIApplication::openURL>("openURL:options:completionHandler:")
+      .method<&UIApplication::applicationIconBadgeNumber>("applicationIconBadgeNumber")
+      .method<&UIApplication::showBadge>("setApplicationIconBadgeNumber:");
+}
+
+id UIApplication::sharedApplication() { return platform::objectOf(shared()); }
+
+id UIApplication::delegate() const { return delegate_.load().autoreleased(); }
+
+void UIApplication::setDelegate(id delegate) {
+  Process::current().mainQueue().requireMainThread("-[UIApplication setDelegate:] is called");
+  delegate_.store(delegate);
+  std::vector<SEL> answered;
+  for (const auto& [name, types] : delegateMethods) {
+    const SEL callback = sel_registerName(name);
+    if (platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), callback)) {
+      answered.push_back(callback);
+    }
+  }
+  if (delegate_.load().get() == delegate) answered_ = std::move(answered);  // unless being asked it has set another
+}
+
+platform::Strong UIApplication::delegateAnswering(SEL callback) {
+  const UIApplication& application = shared();
+  return std::ranges::find(application.answered_, callback) != application.answered_.end()
+             ? application.delegate_.load()
+             : platform::Strong();
+}
+
+// The answer comes through the delegate, whenever the phone has one.
+void UIApplication::registerForRemoteNotifications() {
+  Process::current().tell("app", "asks for a device token", Value::dictionary({}));
+}
+
+bool UIApplication::isInstalled(const std::string& scheme) {
+  const URLSchemes& schemes = Process::current().urlSchemes();
+  return std::ranges::find(everyPhonesSchemes, scheme) != std::end(everyPhonesSchemes) || holds(schemes.own, scheme) ||
+         holds(schemes.installed, scheme);
+}
+
+bool UIApplication::canOpenURL(id url) {
+  const std::optional<std::string> scheme = schemeOf(url);
+  if (!scheme || !isInstalled(*scheme)) return false;
+  const URLSchemes& schemes = Process::current().urlSchemes();
+  return *scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) || holds(schemes.queried, *scheme);
+}
+
+// Asynchronous: what is opened is told later, on the main queue, and so is the completion.
+void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completion) {
+  const std::optional<std::string> scheme = schemeOf(url);
+  const bool isOpened = scheme && isInstalled(*scheme);
+  const bool onMainThread = Process::current().mainQueue().isMainThread();
+  const std::string text = url != nullptr ? NSURL::textOf(url) : "";
+  Process::current().mainQueue().async([=, completion = platform::Block<void(bool)>(completion)] {
+    Process::current().tell("platform", isOpened ? "opened URL" : "refused URL",
+                            Value::dictionary({{"url", text}, {"calledOnMainThread", onMainThread}}));
+    if (completion) completion(isOpened);
+  });
+}
+
+std::int64_t UIApplication::applicationIconBadgeNumber() { return platform::Process::shared<Badge>().number; }
+
+void UIApplication::showBadge(std::int64_t number) {
+  platform::Process::shared<Badge>().number = number;
+  Process::current().tell("platform", "set badge", Value::dictionary({{"number", number}}));
+}
+
+}  // namespace host
+
+namespace platform::UIApplication {
+namespace {
+
+id sharedApplication() {
+  const id application = classObject(objc_getClass("UIApplication"));
+  return send<id()>(application, sel_registerName("sharedApplication"));
+}
+
+}  // namespace
+
+bool canOpenURL(const URL& url) {
+  return send<bool(id)>(sharedApplication(), sel_registerName("canOpenURL:"), host::NSURL::make(url.absoluteString()));
+}
+
+void openURL(const URL& url) {
+  send<void(id, id, BlockPtr<void(bool)>)>(sharedApplication(), sel_registerName("openURL:options:completionHandler:"),
+                                           host::NSURL::make(url.absoluteString()), boxed(Value::dictionary({})),
+                                           nullptr);
+}
+
+}  // namespace platform::UIApplication

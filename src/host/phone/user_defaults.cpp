@@ -1,0 +1,129 @@
+#include "platform/user_defaults.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/phone/process.h"
+#include "platform/exception.h"
+#include "platform/process.h"
+#include "platform/text.h"
+#include "services/item_store.h"
+#include "services/property_list/property_list.h"
+
+// Each suite is one store of items, an item one property list. Handles are cheap: the stores are the process's.
+
+namespace host {
+namespace {
+
+using platform::Value;
+
+// The group's name as a file's: what is not plainly a letter of one becomes %XX, so that no name leaves the directory.
+std::string fileName(std::string_view suite) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string name;
+  for (const char c : suite) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isPlain = (byte >= '0' && byte <= '9') || ((byte | 0x20U) >= 'a' && (byte | 0x20U) <= 'z') || c == '-' ||
+                         c == '_' || (c == '.' && !name.empty());
+    if (isPlain) {
+      name += c;
+    } else {
+      name += {'%', digits[byte >> 4U], digits[byte & 0xFU]};
+    }
+  }
+  return name + ".sqlite";
+}
+
+class Suites {
+ public:
+  ItemStore& find(std::string_view name) {
+    const std::lock_guard lock(mutex_);
+    const auto known = stores_.find(name);
+    if (known != stores_.end()) return known->second;
+    Process& process = Process::current();
+    return stores_
+        .try_emplace(std::string(name), process.appGroups() / fileName(name),
+                     [&process](const std::string& problem) {
+                       process.tell("shared store", "failed", Value::dictionary({{"problem", problem}}));
+                     })
+        .first->second;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::string, ItemStore, std::less<>> stores_;
+};
+
+void checkPropertyList(const Value& value, std::string_view key) {
+  std::vector<const Value*> unchecked{&value};
+  while (!unchecked.empty()) {
+    const Value& next = *unchecked.back();
+    unchecked.pop_back();
+    const bool hasOddKey =
+        std::ranges::any_of(next.entries(), [](const Value::Entry& entry) { return !entry.key.ifString(); });
+    if (next.isNull() || next.kind() == Value::Kind::object || hasOddKey) {
+      throw platform::Exception(
+          platform::invalidArgumentException,
+          platform::format("Attempt to insert non-property list object %@ for key %@", {value, key}));
+    }
+    for (const Value& element : next.elements()) unchecked.push_back(&element);
+    for (const Value::Entry& entry : next.entries()) unchecked.push_back(&entry.value);
+  }
+}
+
+class UserDefaults final : public platform::UserDefaults {
+ public:
+  explicit UserDefaults(std::string suite)
+      : suite_(std::move(suite)), store_(platform::Process::shared<Suites>().find(suite_)) {}
+
+  std::optional<Value> objectForKey(std::string_view key) override {
+    const std::optional<Value> data = store_.data(key);
+    if (!data) return std::nullopt;
+    try {
+      return parsePropertyList({reinterpret_cast<const char*>(data->bytes().data()), data->bytes().size()},
+                               suite_ + ", " + std::string(key));
+    } catch (const PropertyListError& error) {
+      return fail(error);
+    }
+  }
+
+  void setObject(const Value& value, std::string_view key) override {
+    checkPropertyList(value, key);
+    try {
+      const std::string data = binaryPropertyList(value, suite_ + ", " + std::string(key));
+      if (!store_.setData(key, Value::bytes(data))) return;
+      Process::current().tell("shared store", "stored", Value::dictionary({{"key", key}, {"value", value}}));
+    } catch (const PropertyListError& error) {
+      fail(error);
+    }
+  }
+
+  /// What is set is stored at once; that it was asked for is an event all the same.
+  void synchronize() override {
+    Process::current().tell("shared store", "synchronized", Value::dictionary({{"suite", suite_}}));
+  }
+
+ private:
+  static std::nullopt_t fail(const PropertyListError& error) {
+    Process::current().tell("shared store", "failed", Value::dictionary({{"problem", error.what()}}));
+    return std::nullopt;
+  }
+
+  std::string suite_;
+  ItemStore& store_;
+};
+
+}  // namespace
+}  // namespace host
+
+namespace platform {
+
+std::shared_ptr<UserDefaults> UserDefaults::initWithSuiteName(std::string_view name) {
+  return std::make_shared<host::UserDefaults>(std::string(name));
+}
+
+}  // namespace platform

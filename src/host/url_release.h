@@ -1,9 +1,0 @@
-#pragma once
-
-namespace host {
-
-/// The backend's: whether the running application was linked before release 17 of the platform, so that `URLWithString:`
-/// encodes nothing for it.
-bool isLinkedBefore17();
-
-}  // namespace host

@@ -1,0 +1,52 @@
+#include "services/http/handler_pool.h"
+
+#include <utility>
+
+namespace host {
+
+// Delegates, so that the destructor ends the first threads where a later one cannot be had.
+HandlerPool::HandlerPool(std::size_t threadCount) : HandlerPool() {
+  for (std::size_t i = 0; i < threadCount; ++i) threads_.emplace_back([this] { run(); });
+}
+
+HandlerPool::~HandlerPool() {
+  {
+    const std::lock_guard lock(mutex_);
+    isEnding_ = true;
+  }
+  changed_.notify_all();
+  for (std::thread& thread : threads_) thread.join();
+}
+
+void HandlerPool::async(const std::shared_ptr<Queue>& queue, Work work) {
+  const std::lock_guard lock(mutex_);
+  queue->work_.push_back(std::move(work));
+  if (std::exchange(queue->isScheduled_, true)) return;
+  ready_.push_back(queue);
+  changed_.notify_one();
+}
+
+void HandlerPool::run() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return isEnding_ || !ready_.empty(); });
+    if (ready_.empty()) return;
+    std::shared_ptr<Queue> queue = std::move(ready_.front());
+    ready_.pop_front();
+    Work work = std::move(queue->work_.front());
+    queue->work_.pop_front();
+    lock.unlock();
+    work();
+    work = nullptr;
+    lock.lock();
+    // Behind the other queues: one session's many handlers do not keep the others waiting.
+    if (queue->work_.empty()) {
+      queue->isScheduled_ = false;
+    } else {
+      ready_.push_back(std::move(queue));
+      changed_.notify_one();
+    }
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,185 @@
+#include "services/http/http_exchange.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "services/http/server_certificate.h"
+#include "services/http/wire_fields.h"
+
+namespace host {
+namespace {
+
+/// Digits that are a number of bytes.
+bool isLength(std::string_view text) {
+  std::uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+/// Line breaks that libcurl leaves within a value, and in place of an empty one, are spaces, as RFC 9110 (5.5) takes
+/// them; those at its ends are none of it.
+std::string fieldValue(std::string value) {
+  std::ranges::replace_if(
+      value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+  value.erase(value.find_last_not_of(" \t") + 1);
+  return value.erase(0, value.find_first_not_of(" \t"));
+}
+
+}  // namespace
+
+Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
+    : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
+  if (!handle_) throw std::bad_alloc();
+  set(CURLOPT_NOSIGNAL, 1L);
+  set(CURLOPT_QUICK_EXIT, 1L);  // a look-up of a name that takes longer than the transfer ends by itself
+  set(CURLOPT_CURLU, url_.handle());
+  set(CURLOPT_PATH_AS_IS, 1L);
+  set(CURLOPT_PROTOCOLS_STR, "http,https");
+  set(CURLOPT_PROXY, "");  // whatever the environment says
+  set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+  // Sessions share no connections, and a connection that is not used again never makes libcurl repeat a request.
+  set(CURLOPT_FRESH_CONNECT, 1L);
+  set(CURLOPT_FORBID_REUSE, 1L);
+  // The limit on waiting is the network thread's, which counts from the last progress.
+  set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::numeric_limits<int>::max()));
+  set(CURLOPT_HEADERFUNCTION, &Transfer::receiveHead);
+  set(CURLOPT_HEADERDATA, this);
+  set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
+  set(CURLOPT_WRITEDATA, this);
+  set(CURLOPT_NOPROGRESS, 0L);
+  set(CURLOPT_XFERINFOFUNCTION, &Transfer::noteProgress);
+  set(CURLOPT_XFERINFODATA, this);
+  describeRequest();
+  if (trust != nullptr) secureConnection(trust);
+}
+
+void Transfer::describeRequest() {
+  const std::string& method = request_.httpMethod;
+  if (request_.httpBody || method == "POST") {
+    const platform::ByteView body = request_.httpBody ? request_.httpBody->bytes() : platform::ByteView();
+    set(CURLOPT_POST, 1L);
+    set(CURLOPT_POSTFIELDS, body.empty() ? "" : reinterpret_cast<const char*>(body.data()));
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+  } else if (method == "HEAD") {
+    set(CURLOPT_NOBODY, 1L);
+  }
+  set(CURLOPT_CUSTOMREQUEST, method.c_str());
+  for (const std::string& line : wireFields(request_)) {
+    curl_slist* const longer = curl_slist_append(fields_.get(), line.c_str());
+    if (longer == nullptr) throw std::bad_alloc();
+    static_cast<void>(fields_.release());
+    fields_.reset(longer);
+  }
+  set(CURLOPT_HTTPHEADER, fields_.get());
+}
+
+void Transfer::secureConnection(X509_STORE* trust) {
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  // Those of TLS 1.2 with forward secrecy that the platform has; TLS 1.3 has no others.
+  set(CURLOPT_SSL_CIPHER_LIST, "ECDHE+AESGCM:ECDHE+CHACHA20:ECDHE+AES");
+  set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
+  // libcurl would read its bundle anew for each connection; the store below has been read once.
+  set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
+  set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
+  trust_ = trust;
+  constexpr auto prepare = [](CURL*, void* context, void* self) {
+    auto* const tls = static_cast<SSL_CTX*>(context);
+    SSL_CTX_set_security_level(tls, 2);  // whatever the system's configuration says
+    SSL_CTX_set1_cert_store(tls, static_cast<Transfer*>(self)->trust_);
+    SSL_CTX_set_cert_verify_callback(tls, &Transfer::verify, self);
+    SSL_CTX_set_app_data(tls, self);
+    SSL_CTX_set_info_callback(tls, &Transfer::noteAlert);
+    return CURLE_OK;
+  };
+  set(CURLOPT_SSL_CTX_FUNCTION, +prepare);
+  set(CURLOPT_SSL_CTX_DATA, this);
+}
+
+/// libcurl's own record of the verdict does not tell a bad certificate from none.
+int Transfer::verify(X509_STORE_CTX* certificates, void* self) {
+  int& verdict = static_cast<Transfer*>(self)->verifyResult_;
+  verdict = verifyServer(certificates);
+  return verdict == X509_V_OK ? 1 : 0;
+}
+
+/// libcurl takes the end of the connection for the end of what TLS carries.
+void Transfer::noteAlert(const SSL* connection, int where, int alert) {
+  if (where != SSL_CB_READ_ALERT || (alert & 0xff) != SSL_AD_CLOSE_NOTIFY) return;
+  static_cast<Transfer*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(connection)))->hasCloseNotify_ = true;
+}
+
+std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::size_t length = size * count;
+  transfer.headSize_ += length;
+  if (transfer.headSize_ > maximumHeadSize) {
+    transfer.fault_ = URLErrorCode::dataLengthExceedsMaximum;
+  } else if (*line == '\r' || *line == '\n') {
+    transfer.fault_ = transfer.endHead();
+  }
+  return transfer.fault_ ? CURL_WRITEFUNC_ERROR : length;
+}
+
+/// Judges what libcurl lets pass: protocols that nobody has asked for, status codes that have not three digits (those
+/// of an "HTTP/2" line), and lengths that contradict each other.
+std::optional<URLErrorCode> Transfer::endHead() {
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  if (status == 101 || status < 100 || status > 999) return URLErrorCode::cannotParseResponse;
+  std::optional<std::string> length;
+  curl_header* field = nullptr;
+  for (std::size_t i = 0; curl_easy_header(handle(), "Content-Length", i, CURLH_HEADER, -1, &field) == CURLHE_OK; ++i) {
+    if (!isLength(field->value) || length.value_or(field->value) != field->value)
+      return URLErrorCode::cannotParseResponse;
+    length = field->value;
+  }
+  hasHead_ = status >= 200;
+  const bool isCoded = curl_easy_header(handle(), "Transfer-Encoding", 0, CURLH_HEADER, -1, &field) == CURLHE_OK;
+  const bool hasBody = status != 204 && status != 304 && request_.httpMethod != "HEAD";
+  endsWithConnection_ = hasHead_ && hasBody && !isCoded && !length;
+  return std::nullopt;
+}
+
+std::size_t Transfer::receive(const char* data, std::size_t size, std::size_t count, void* self) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::size_t length = size * count;
+  if (length > maximumBodySize - transfer.body_.size()) {
+    transfer.fault_ = URLErrorCode::dataLengthExceedsMaximum;
+    return CURL_WRITEFUNC_ERROR;
+  }
+  transfer.body_.append(data, length);
+  return length;
+}
+
+int Transfer::noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+  auto& transfer = *static_cast<Transfer*>(self);
+  long requestHead = 0;
+  long responseHead = 0;
+  curl_easy_getinfo(transfer.handle(), CURLINFO_REQUEST_SIZE, &requestHead);
+  curl_easy_getinfo(transfer.handle(), CURLINFO_HEADER_SIZE, &responseHead);
+  const curl_off_t moved = received + sent + requestHead + responseHead;
+  if (std::exchange(transfer.movedBytes_, moved) != moved) transfer.lastProgress_ = std::chrono::steady_clock::now();
+  return 0;
+}
+
+std::optional<platform::HTTPURLResponse> Transfer::response() const {
+  if (!hasHead_) return std::nullopt;
+  long status = 0;
+  curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+  platform::HTTPURLResponse response{*request_.url, static_cast<int>(status), {}};
+  for (curl_header* field = nullptr; (field = curl_easy_nextheader(handle(), CURLH_HEADER, -1, field)) != nullptr;) {
+    response.headers.add(field->name, fieldValue(field->value));
+  }
+  return response;
+}
+
+}  // namespace host

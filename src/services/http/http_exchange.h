@@ -1,0 +1,81 @@
+#pragma once
+
+#include <curl/curl.h>
+#include <openssl/ssl.h>
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/url_session.h"
+#include "services/http/http_url.h"
+#include "services/http/url_loading_errors.h"
+
+namespace host {
+
+/// One request on a connection of its own and its answer: no redirects, no retries, no proxies, no cookies.
+/// Belongs to the network thread.
+class Transfer {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  static constexpr std::size_t maximumBodySize = std::size_t{16} * 1024 * 1024;
+  static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // of all interim answers too
+
+  /// The request, whose URL is `url`, and `trust` must outlive the transfer; `trust` is null for http.
+  Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  [[nodiscard]] CURL* handle() const { return handle_.get(); }
+  /// When a byte last moved, in either direction; at first, when the transfer was made.
+  [[nodiscard]] Time lastProgress() const { return lastProgress_; }
+
+  // Once libcurl is done with it.
+  /// Why it was cut, whatever libcurl says of that.
+  [[nodiscard]] std::optional<URLErrorCode> fault() const { return fault_; }
+  /// OpenSSL's verdict; fine as long as no certificate has come.
+  [[nodiscard]] int verifyResult() const { return verifyResult_; }
+  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is not whole
+  /// Whether the end of the body was the connection's, and TLS does not vouch for that (RFC 9112, 9.8).
+  [[nodiscard]] bool isCutShort() const { return trust_ != nullptr && endsWithConnection_ && !hasCloseNotify_; }
+  [[nodiscard]] std::string takeBody() { return std::move(body_); }
+
+ private:
+  template <class T>
+  void set(CURLoption option, T value) {
+    curl_easy_setopt(handle_.get(), option, value);
+  }
+  void describeRequest();
+  void secureConnection(X509_STORE* trust);
+  [[nodiscard]] std::optional<URLErrorCode> endHead();
+  static int verify(X509_STORE_CTX* certificates, void* self);
+  static void noteAlert(const SSL* connection, int where, int alert);
+  static std::size_t receiveHead(const char* line, std::size_t size, std::size_t count, void* self);
+  static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
+  static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
+
+  struct Cleanup {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  };
+
+  const platform::URLRequest& request_;
+  HTTPURL url_;
+  std::unique_ptr<curl_slist, Cleanup> fields_;
+  std::unique_ptr<CURL, Cleanup> handle_;
+  X509_STORE* trust_ = nullptr;
+  int verifyResult_ = X509_V_OK;
+  std::string body_;
+  std::size_t headSize_ = 0;
+  bool hasHead_ = false;
+  bool endsWithConnection_ = false;
+  bool hasCloseNotify_ = false;
+  std::optional<URLErrorCode> fault_;
+  Time lastProgress_ = std::chrono::steady_clock::now();
+  curl_off_t movedBytes_ = 0;
+};
+
+}  // namespace host

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// What an application's configuration says about connections. There is no way to switch the verification of
+/// certificates off.
+struct NetworkPolicy {
+  std::filesystem::path certificateAuthorities;      ///< a PEM file trusted beside the system's own; empty for none
+  std::vector<std::string> clearTextHosts;           ///< hosts besides loopback to which http is allowed
+  std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
+};
+
+}  // namespace host

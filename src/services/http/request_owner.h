@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string_view>
+
+#include "platform/value.h"
+#include "services/http/network_policy.h"
+
+namespace host {
+
+class Network;
+
+/// The process that requests belong to, as their sessions see it. All functions may be called from any thread.
+class RequestOwner {
+ public:
+  [[nodiscard]] virtual Network& network() = 0;
+  [[nodiscard]] virtual NetworkPolicy networkPolicy() const = 0;
+
+  /// Between the two a request is in flight, or more than one: the owner's virtual time stands still.
+  virtual void beginOutsideWork() = 0;
+  virtual void endOutsideWork() = 0;
+  /// Runs `work` on the owner's main thread after `delay` of the owner's time.
+  virtual void after(std::chrono::nanoseconds delay, std::function<void()> work) = 0;
+  /// Runs a handler as code of the owner.
+  virtual void run(const std::function<void()>& handler) = 0;
+
+  /// Whether anyone listens to what tell() tells: "sends", "answered", "failed".
+  [[nodiscard]] virtual bool hasListener() const = 0;
+  virtual void tell(std::string_view what, platform::Value details) = 0;
+
+ protected:
+  ~RequestOwner() = default;
+};
+
+}  // namespace host

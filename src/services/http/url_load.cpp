@@ -1,0 +1,115 @@
+#include "services/http/url_load.h"
+
+#include <algorithm>
+#include <utility>
+#include <variant>
+
+#include "services/http/content_encoding.h"
+#include "services/http/redirect.h"
+#include "services/http/url_loading_errors.h"
+#include "services/http/wire_fields.h"
+
+namespace host {
+
+CURL* Load::fail(platform::Error error) {
+  error_ = std::move(error);
+  return nullptr;
+}
+
+CURL* Load::begin(TrustStores& trustStores) {
+  const platform::URLRequest& request = task_.request;
+  const NetworkPolicy& policy = owner().networkPolicy();
+  auto url = admissibleURL(request.url, policy);
+  if (auto* error = std::get_if<platform::Error>(&url)) return fail(std::move(*error));
+  if (auto fault = wireFault(request)) return fail(urlError(URLErrorCode::unknown, request.url, *fault));
+  X509_STORE* trust = nullptr;
+  if (std::get<HTTPURL>(url).isEncrypted()) {
+    const TrustStores::Store& store = trustStores.find(policy.certificateAuthorities);
+    if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
+    trust = store.certificates.get();
+  }
+  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust);
+  return transfer_->handle();
+}
+
+Transfer::Time Load::deadline() const {
+  if (waiting_ == Waiting::silence) return Transfer::Time::max();
+  if (waiting_ == Waiting::tooLong) return {};
+  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy().requestTimeout;
+}
+
+bool Load::endSilence(bool timesOut) {
+  silenceEnded_ = std::chrono::steady_clock::now();
+  owner().beginOutsideWork();  // first, or the owner's time passes once more before it stands still
+  Waiting waiting = Waiting::silence;
+  const bool ends = waiting_.compare_exchange_strong(waiting, timesOut ? Waiting::tooLong : Waiting::server);
+  if (!ends) owner().endOutsideWork();
+  return ends;
+}
+
+bool Load::end(CURLcode result) {
+  const std::unique_ptr<Transfer> transfer = std::move(transfer_);
+  platform::URLRequest& request = task_.request;
+  response_ = transfer->response();
+  if (const std::optional<URLErrorCode> fault = transfer->fault()) {
+    error_ = urlError(*fault, request.url);
+  } else if (result != CURLE_OK) {
+    error_ = transferError(result, transfer->verifyResult(), request.url);
+  } else if (!response_ || transfer->isCutShort()) {  // its head broke off, or its body may have
+    error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
+  } else {
+    auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
+    if (auto* next = std::get_if<platform::URLRequest>(&step)) {
+      request = std::move(*next);
+      ++redirects_;
+      response_.reset();  // the next may fail without one of its own
+      return true;
+    }
+    if (auto* error = std::get_if<platform::Error>(&step)) {
+      error_ = std::move(*error);
+    } else {
+      body_ = transfer->takeBody();
+    }
+  }
+  return false;
+}
+
+void Load::decodeBody() {
+  const std::string* contentEncoding = response_->headers.find("Content-Encoding");
+  if (contentEncoding == nullptr) return;
+  auto decoded = decodeContent(std::move(body_), *contentEncoding, Transfer::maximumBodySize);
+  if (auto* body = std::get_if<std::string>(&decoded)) {
+    body_ = std::move(*body);
+  } else {
+    const bool isTooLong = std::get<DecodingFailure>(decoded) == DecodingFailure::tooLong;
+    error_ = urlError(isTooLong ? URLErrorCode::dataLengthExceedsMaximum : URLErrorCode::cannotDecodeRawData,
+                      response_->url);
+  }
+}
+
+void Load::tellOfOutcome() const {
+  if (error_) {
+    owner().tell("failed",
+                 platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
+  } else if (response_) {
+    owner().tell("answered", platform::Value::dictionary({{"status", response_->statusCode}}));
+  }
+}
+
+void Load::handle() {
+  if (!error_) decodeBody();
+  std::optional<platform::Value> data;
+  if (!error_) data = platform::Value::bytes(body_);
+  body_ = {};
+  if (owner().hasListener()) tellOfOutcome();
+  task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
+}
+
+void Load::deliver() {
+  owner().run([this] {
+    if (!isCancelled()) handle();
+    task_.handler = nullptr;
+  });
+}
+
+}  // namespace host

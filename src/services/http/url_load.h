@@ -1,0 +1,73 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/url_session.h"
+#include "services/http/handler_pool.h"
+#include "services/http/http_exchange.h"
+#include "services/http/request_owner.h"
+#include "services/http/trust_store.h"
+
+namespace host {
+
+/// One resumed task: a chain of transfers on the network thread, then its handler on its session's queue.
+class Load {
+ public:
+  struct Task {
+    RequestOwner& owner;  ///< the session's; outlives the load, because its end waits for it
+    std::shared_ptr<HandlerPool::Queue> queue;
+    platform::URLRequest request;
+    platform::URLSession::DataTaskHandler handler;
+    float priority;
+  };
+
+  explicit Load(Task task) : task_(std::move(task)) {}
+
+  [[nodiscard]] RequestOwner& owner() const { return task_.owner; }
+  [[nodiscard]] const std::shared_ptr<HandlerPool::Queue>& queue() const { return task_.queue; }
+  [[nodiscard]] float priority() const { return task_.priority; }
+
+  /// Any thread: the handler will not run, unless it already does.
+  void cancel() { isCancelled_ = true; }
+  [[nodiscard]] bool isCancelled() const { return isCancelled_; }
+
+  /// Any thread: false when there is none, or no longer. The owner's time stands still again.
+  bool endSilence(bool timesOut = false);
+
+  // The network thread.
+  /// Makes the next transfer; null when the load has failed instead.
+  CURL* begin(TrustStores& trustStores);
+  /// When the transfer times out, unless it makes progress before.
+  [[nodiscard]] Transfer::Time deadline() const;
+  /// From here on the owner's time decides when the transfer times out, until the silence ends.
+  void beginSilence() { waiting_ = Waiting::silence; }
+  /// Takes the transfer's end; true when another transfer follows.
+  bool end(CURLcode result);
+  void drop() { transfer_.reset(); }
+
+  /// A handler thread, once: runs the handler, unless cancelled, and releases it, as code of the owner.
+  void deliver();
+
+ private:
+  CURL* fail(platform::Error error);
+  void decodeBody();
+  void handle();
+  void tellOfOutcome() const;
+
+  Task task_;
+  std::atomic<bool> isCancelled_ = false;
+  enum class Waiting { server, silence, tooLong };
+  std::atomic<Waiting> waiting_ = Waiting::server;
+  std::atomic<Transfer::Time> silenceEnded_ = Transfer::Time();
+  std::unique_ptr<Transfer> transfer_;
+  int redirects_ = 0;
+  std::optional<platform::HTTPURLResponse> response_;
+  std::string body_;
+  std::optional<platform::Error> error_;
+};
+
+}  // namespace host

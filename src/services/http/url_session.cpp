@@ -1,0 +1,59 @@
+#include "services/http/url_session.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "services/http/network.h"
+#include "services/http/request_owner.h"
+#include "services/http/url_load.h"
+
+namespace host {
+namespace {
+
+class DataTask final : public platform::URLSession::DataTask {
+ public:
+  explicit DataTask(Load::Task task) : task_(std::move(task)) {}
+
+  void setPriority(float priority) override { task_.priority = std::clamp(priority, 0.0F, 1.0F); }
+  void resume() override {
+    if (isResumed_.exchange(true)) return;
+    if (task_.owner.hasListener()) tellOfRequest();
+    task_.owner.network().start(std::make_shared<Load>(std::move(task_)));
+  }
+
+ private:
+  void tellOfRequest() const {
+    const std::optional<platform::URL>& url = task_.request.url;
+    task_.owner.tell("sends",
+                     platform::Value::dictionary({{"method", task_.request.httpMethod},
+                                                  {"url", url ? platform::Value(url->absoluteString()) : nullptr}}));
+  }
+
+  Load::Task task_;
+  std::atomic<bool> isResumed_ = false;
+};
+
+class URLSession final : public platform::URLSession, public std::enable_shared_from_this<URLSession> {
+ public:
+  explicit URLSession(RequestOwner& owner) : owner_(owner) {}
+
+  std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
+    // A task keeps its session by the session's queue.
+    const std::shared_ptr<HandlerPool::Queue> queue(shared_from_this(), &queue_);
+    return std::make_shared<host::DataTask>(
+        Load::Task{owner_, queue, std::move(request), std::move(handler), platform::URLSessionTaskPriorityDefault});
+  }
+
+ private:
+  RequestOwner& owner_;
+  HandlerPool::Queue queue_;
+};
+
+}  // namespace
+
+std::shared_ptr<platform::URLSession> makeURLSession(RequestOwner& owner) {
+  return std::make_shared<URLSession>(owner);
+}
+
+}  // namespace host

@@ -1,0 +1,81 @@
+#include "services/http/wire_fields.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "value/ascii.h"
+
+namespace host {
+namespace {
+
+// Fields that the platform adds to a request that has none of the name.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformFields{{
+    {"Accept", "*/*"},
+    {"Accept-Language", "en-US,en;q=0.9"},
+    {"Accept-Encoding", "gzip, deflate"},
+    {"User-Agent", "PellionHost"},
+    {"Connection", "keep-alive"},
+}};
+
+// Fields that libcurl adds where it finds none and the platform does not.
+constexpr std::array<std::string_view, 2> libcurlFields{"Content-Type", "Expect"};
+
+/// Fit for an error's text, whatever it holds.
+std::string quoted(std::string_view text) {
+  std::string result = "\"";
+  for (const char c : text) result += c >= ' ' && c <= '~' ? c : '?';
+  return result + '"';
+}
+
+/// libcurl takes "Name;" for a field without a value; "Name:" would take the field back.
+std::string line(std::string_view name, std::string_view value) {
+  const bool isEmpty = value.find_first_not_of(" \t") == std::string_view::npos;
+  return isEmpty ? std::string(name) + ';' : std::string(name) + ": " + std::string(value);
+}
+
+/// Nothing for a request that is sent without a length: no body, and a method that does not suggest one.
+std::optional<std::string> contentLength(const platform::URLRequest& request) {
+  if (request.httpBody) return std::to_string(request.httpBody->bytes().size());
+  constexpr std::array<std::string_view, 3> methods{"POST", "PUT", "PATCH"};
+  if (std::ranges::find(methods, request.httpMethod) == methods.end()) return std::nullopt;
+  return "0";
+}
+
+}  // namespace
+
+std::optional<std::string> wireFault(const platform::URLRequest& request) {
+  if (!isToken(request.httpMethod)) return "The HTTP method " + quoted(request.httpMethod) + " is no token.";
+  for (const auto& [name, value] : request.headers.fields()) {
+    if (!isToken(name)) return "The name of the header field " + quoted(name) + " is no token.";
+    if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
+      return "The value of the header field " + quoted(name) + " holds a line break or a zero byte.";
+    }
+    if (asciiLowercase(name) == "transfer-encoding") {
+      return "The header field " + quoted(name) + " cannot be set: a body is sent whole, with its length.";
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> wireFields(const platform::URLRequest& request) {
+  std::vector<std::string> lines;
+  std::optional<std::string> length = contentLength(request);
+  for (const auto& [name, value] : request.headers.fields()) {
+    if (asciiLowercase(name) != "content-length") {
+      lines.push_back(line(name, value));
+    } else if (length) {
+      lines.push_back(line(name, *std::exchange(length, std::nullopt)));
+    }
+  }
+  if (length) lines.push_back(line("Content-Length", *length));
+  for (const auto& [name, value] : platformFields) {
+    if (request.headers.find(name) == nullptr) lines.push_back(line(name, value));
+  }
+  for (const std::string_view name : libcurlFields) {
+    if (request.headers.find(name) == nullptr) lines.push_back(std::string(name) + ':');
+  }
+  return lines;
+}
+
+}  // namespace host

@@ -1,0 +1,23 @@
+#include "services/http/http_exchange.h"
+
+#include <gtest/gtest.h>
+
+#include <variant>
+
+#include "tests/services/url_session_fixture.h"
+
+namespace {
+
+using namespace test;
+
+TEST(TransferTest, NotesProgressWhenAByteMoves) {
+  LoopbackServer server(always(plainOK));
+  const platform::URLRequest made = request(server.url("/"));
+  auto url = host::admissibleURL(made.url, host::NetworkPolicy());
+  host::Transfer transfer(made, std::get<host::HTTPURL>(std::move(url)), nullptr);
+  const auto begin = transfer.lastProgress();
+  EXPECT_EQ(curl_easy_perform(transfer.handle()), CURLE_OK);
+  EXPECT_GT(transfer.lastProgress(), begin);
+}
+
+}  // namespace
