@@ -97,7 +97,7 @@ void presentForeign(benchmark::State& state, bool isIntercepted) {
   if (isIntercepted) PLMessaging::startService();
   const bool isReplaced =
       class_getMethodImplementation(platform::classOf<CenterDelegate>(), sel_registerName(willPresent)) ==
-      host::implementationOf(&PLSwizzleWillPresentNotificationWithHandler);
+      platform::implementationOf<&PLSwizzleWillPresentNotificationWithHandler>();
   if (isReplaced != isIntercepted) state.SkipWithError("the delegate's class is not as this case wants it");
   const Strong notification = host::makeNotification(
       Value::dictionary({{"aps", Value::dictionary({{"alert", "Somebody else's"}})}, {"thread", "news"}}));

@@ -64,11 +64,7 @@ class Block<R(A...)> {
   explicit Block(F function) {
     static_assert(alignof(F) <= alignof(std::max_align_t));
     constexpr auto code = [](id self, A... args) -> R {
-      try {
-        return (*static_cast<F*>(blockState(self)))(args...);
-      } catch (const Exception& exception) {
-        raiseToCaller(exception);
-      }
+      return enter([&]() -> R { return (*static_cast<F*>(blockState(self)))(args...); });
     };
     constexpr auto dispose = [](void* state) { std::destroy_at(static_cast<F*>(state)); };
     R (*const plain)(id, A...) = code;

@@ -53,24 +53,29 @@ inline constexpr bool isMethodSignature = false;
 template <class... A>
 inline constexpr bool isMethodSignature<id, SEL, A...> = true;
 
-/// A member function of T, a static one, or a plain function `R (id, SEL, A...)`, all as the last.
+/// The entry of a method of T: a member function, a static one, or a plain function `R (id, SEL, A...)`.
 template <class T, auto Function>
-struct MethodFunction;
+struct FaceEntry;
 template <class T, class C, class R, class... A, R (C::*Member)(A...)>
-struct MethodFunction<T, Member> {
-  static R call(id self, SEL, A... args) { return (objectState<T>(self).*Member)(args...); }
+struct FaceEntry<T, Member> {
+  static R code(id self, SEL, A... args) {
+    return enter([&]() -> R { return (objectState<T>(self).*Member)(args...); });
+  }
 };
 template <class T, class C, class R, class... A, R (C::*Member)(A...) const>
-struct MethodFunction<T, Member> {
-  static R call(id self, SEL, A... args) { return (objectState<T>(self).*Member)(args...); }
+struct FaceEntry<T, Member> {
+  static R code(id self, SEL, A... args) {
+    return enter([&]() -> R { return (objectState<T>(self).*Member)(args...); });
+  }
 };
 template <class T, class R, class... A, R (*Function)(A...)>
-requires(isMethodSignature<A...>) struct MethodFunction<T, Function> {
-  static constexpr auto* call = Function;
+requires(isMethodSignature<A...>) struct FaceEntry<T, Function> : MethodEntry<Function> {
 };
 template <class T, class R, class... A, R (*Function)(A...)>
-requires(!isMethodSignature<A...>) struct MethodFunction<T, Function> {
-  static R call(id, SEL, A... args) { return Function(args...); }
+requires(!isMethodSignature<A...>) struct FaceEntry<T, Function> {
+  static R code(id, SEL, A... args) {
+    return enter([&]() -> R { return Function(args...); });
+  }
 };
 
 template <class T>
@@ -81,12 +86,12 @@ class ClassFace {
   /// An instance method, given as a member function of T or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& method(const char* selector) {
-    return add<MethodFunction<T, Function>::call>(cls_, selector);
+    return add(cls_, selector, &FaceEntry<T, Function>::code);
   }
   /// A class method, given as a static member function `R (A...)` or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& classMethod(const char* selector) {
-    return add<MethodFunction<T, Function>::call>(object_getClass(classObject(cls_)), selector);
+    return add(object_getClass(classObject(cls_)), selector, &FaceEntry<T, Function>::code);
   }
   ClassFace& conformsTo(const char* protocol) {
     class_addProtocol(cls_, objc_getProtocol(protocol));
@@ -94,9 +99,9 @@ class ClassFace {
   }
 
  private:
-  template <auto* Function>
-  ClassFace& add(Class cls, const char* selector) {
-    class_addMethod(cls, sel_registerName(selector), implementationOf<Function>(), encodingOfFunction(Function));
+  template <class R, class... A>
+  ClassFace& add(Class cls, const char* selector, R (*entry)(id, SEL, A...)) {
+    class_addMethod(cls, sel_registerName(selector), reinterpret_cast<IMP>(entry), encodingOfFunction(entry));
     return *this;
   }
 

@@ -33,4 +33,14 @@ class Exception : public std::exception {
 /// The backend's: raises the exception, which is being handled, as callers of a method or block of ours catch it.
 [[noreturn]] void raiseToCaller(const Exception& exception);
 
+/// The border between the runtime and a method or block of ours: what `work` raises leaves as the platform's exception.
+template <class Work>
+auto enter(const Work& work) {
+  try {
+    return work();
+  } catch (const Exception& exception) {
+    raiseToCaller(exception);
+  }
+}
+
 }  // namespace platform

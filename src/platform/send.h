@@ -115,18 +115,13 @@ auto send(id receiver, SEL selector, Args... args) {
 /// To a class, as the receiver of its class methods.
 inline id classObject(Class cls) { return reinterpret_cast<id>(cls); }
 
-/// The entry of a method written as a plain function: called by any selector of its name, it passes the unique one on,
-/// and what it raises leaves as the platform's exception.
+/// The entry of a method written as a plain function, to which any selector of its name is the unique one.
 template <auto Function>
 struct MethodEntry;
 template <class R, class... A, R (*Function)(id, SEL, A...)>
 struct MethodEntry<Function> {
   static R code(id self, SEL selector, A... args) {
-    try {
-      return Function(self, uniqueSelector(selector), args...);
-    } catch (const Exception& exception) {
-      raiseToCaller(exception);
-    }
+    return enter([&]() -> R { return Function(self, uniqueSelector(selector), args...); });
   }
 };
 
