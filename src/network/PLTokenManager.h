@@ -41,7 +41,8 @@ class PLTokenManager {
   void sendStatsToServer(const platform::Value& entries, Completion completion);
 
   /// Sends one authenticated POST to `path` below "/sdk/v1/". `parameter` is a ready query fragment, `payload` a
-  /// dictionary that becomes the JWT-encoded body. Nothing is percent-encoded.
+  /// dictionary that becomes the JWT-encoded body. Nothing is percent-encoded here; the platform encodes text outside
+  /// RFC 3986 when it makes the URL, unless the application was linked before release 17.
   void makeRequest(std::string path, std::optional<std::string> parameter, std::optional<Headers> headers,
                    std::optional<platform::Value> payload, Completion completion);
   /// The base URL, without a trailing slash unless the configuration has one.

@@ -12,6 +12,4 @@ void raiseUnrecognizedSelector(const char* className, const char* selector, cons
                                                 (isClassMethod ? "class " : "instance ") + address);
 }
 
-void raiseToCaller(const Exception& /*exception*/) { throw; }  // callers are C++ too
-
 }  // namespace platform
