@@ -4,9 +4,9 @@
 
 #include <ranges>
 
-#include "services/url_components.h"
 #include "platform/url_session.h"
 #include "platform/uuid.h"
+#include "services/url_components.h"
 #include "tests/support/cases.h"
 #include "tests/support/test_process.h"
 
