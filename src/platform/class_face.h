@@ -151,8 +151,7 @@ Class classOf() {
 
 template <class T>
 void RegisteredClass<T>::dealloc(id self, SEL selector) {
-  StateHeader& header = stateHeader(self);
-  if (header.end != nullptr) header.end(&objectState<T>(self));
+  if (auto* end = std::exchange(stateHeader(self).end, nullptr)) end(&objectState<T>(self));
   const IMP inherited = class_getMethodImplementation(class_getSuperclass(classOf<T>()), selector);
   callImplementation<void()>(inherited, self, selector);
 }
