@@ -28,7 +28,7 @@ std::string wholeAnswer(const Answer& answer, std::string_view method) {
   if (std::ranges::none_of(fields, isContentType)) fields.insert(fields.begin(), {"Content-Type", "application/json"});
   const bool isLengthKnown = answer.endless != Answer::Endless::body && hasBody(answer);
   if (isLengthKnown) fields.emplace_back("Content-Length", std::to_string(answer.body.size()));
-  fields.emplace_back("Connection", "close");  // one request for each, so that an answer can end as it likes
+  fields.emplace_back("Connection", "close");  // one connection for each request, so that an answer can end in any way
   const char* const reason = MHD_get_reason_phrase_for(static_cast<unsigned>(answer.status));
   std::string text = "HTTP/1.1 " + std::to_string(answer.status) + ' ' + reason + "\r\n";
   for (const auto& [name, value] : fields) text.append(name).append(": ").append(value).append("\r\n");

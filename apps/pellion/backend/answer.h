@@ -12,7 +12,7 @@
 
 namespace pellion {
 
-/// What the backend gives for a request, and how it misbehaves while it does.
+/// What the backend sends for a request, and how it misbehaves while it sends it.
 struct Answer {
   enum class Part { nothing, halfTheHeaders, headers, halfTheBody, everything };
   enum class End { closes, resets, waits };
@@ -21,29 +21,29 @@ struct Answer {
   int status = 200;
   std::string body = R"({"status":"ok"})";
   std::vector<NameAndValue> headers = {};
-  std::optional<std::string> raw = {};  ///< every byte of the answer, in place of the three above
+  std::optional<std::string> raw = {};  ///< every byte of the answer; replaces the three fields above
   std::chrono::milliseconds delay{};    ///< real time; a phone's virtual clock stands still meanwhile
   Part sends = Part::everything;
-  End then = End::closes;              ///< what becomes of the connection; to wait is until the other side closes it
-  Endless endless = Endless::nothing;  ///< sent on and on until the other side closes the connection
-  std::chrono::nanoseconds pace{};     ///< between two bytes, in the time of the phone that asks
+  End then = End::closes;              ///< what happens to the connection; `waits`: until the other side closes it
+  Endless endless = Endless::nothing;  ///< sent repeatedly until the other side closes the connection
+  std::chrono::nanoseconds pace{};     ///< between two bytes, in the time of the phone that sends the request
 
   static constexpr std::chrono::milliseconds longestDelay{60'000};
 };
 
-// The words for them, in their order.
+// The words for the enumerators, in their order.
 inline constexpr std::array<std::string_view, 5> partWords{"nothing", "half the headers", "headers", "half the body",
                                                            "everything"};
 inline constexpr std::array<std::string_view, 3> endWords{"closes", "resets", "waits"};
 inline constexpr std::array<std::string_view, 3> endlessWords{"nothing", "headers", "body"};
 
-/// For a timeline or a trace; what is as usual is left out but for status, delay, headers and body.
+/// For a timeline or a trace. Omits default values, except status, delay, headers and body.
 platform::Value details(const Answer& answer, std::size_t requestNumber);
 
 /// The bytes of an answer on the wire.
 struct WireAnswer {
   std::string once;
-  std::string endlessly;  ///< afterwards, again and again, unless it is empty
+  std::string endlessly;  ///< sent repeatedly after the rest, unless it is empty
 };
 WireAnswer onWire(const Answer& answer, std::string_view method);
 

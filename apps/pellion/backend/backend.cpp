@@ -29,7 +29,7 @@ Answer tooLargeAnswer() {
                   R"( bytes"})"};
 }
 
-/// A socket that has the port on loopback. Several can, as long as only the last of them listens.
+/// Returns a socket bound to the port on loopback. Several can share it if only the last one listens.
 std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -48,7 +48,7 @@ std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
 struct Backend::Incoming {
   ReceivedRequest request;
   bool hasHeaders = false;
-  std::size_t size = 0;  // of the body, also of what is not kept
+  std::size_t size = 0;  // of the whole body, including the parts that are not kept
 };
 
 /// The functions that the server library calls; `self` is the backend.
@@ -119,7 +119,7 @@ void Backend::listen() {
                                  MHD_OPTION_END));
   if (daemon_ == nullptr)
     throw std::system_error(errno, std::generic_category(), "the local backend cannot be started");
-  listener->release();  // the daemon's
+  listener->release();  // now owned by the daemon
 }
 
 void Backend::stopListening() {
@@ -159,7 +159,7 @@ std::vector<ReceivedRequest> Backend::takeRequests() {
   return std::exchange(received_, {});
 }
 
-/// A body that is too large is read on, so that the sender gets to see the answer, but not for ever.
+/// Continues to read a body that is too large, up to a limit, so that the sender receives the answer.
 bool Backend::receive(Incoming& incoming, std::string_view bodyPart) {
   constexpr std::size_t largestDiscarded = 16 * largestBody;
   incoming.size += bodyPart.size();

@@ -27,27 +27,27 @@ namespace pellion {
 class Descriptor;
 class Signal;
 
-/// A backend on loopback that records and decodes every request and answers as told.
+/// A backend on loopback that records and decodes every request and answers as configured.
 ///
-/// It stands on libmicrohttpd, which hands over header fields in the order of the wire, leaves a body alone that is
-/// labelled gzip, and lets answers be written that no server should give. Each connection has a thread of its own and
-/// one request; all operations are safe from any thread.
+/// It uses libmicrohttpd, which passes on header fields in the order of the wire, does not decompress a body that is
+/// labelled gzip, and can send answers that no correct server sends. Each connection has its own thread and carries one
+/// request. All operations are safe from any thread.
 class Backend {
  public:
-  /// "request" (ReceivedRequest::details) or "answer" (what pellion::details says of one), on the connection's thread,
-  /// before the other side can know.
+  /// `what` is "request" (ReceivedRequest::details) or "answer" (pellion::details of the answer). Called on the
+  /// connection's thread, before the other side can notice the event.
   using Teller = std::function<void(std::string_view what, const platform::Value& details)>;
 
   struct Options {
-    std::uint16_t port = 0;  ///< 0 for any free one
+    std::uint16_t port = 0;  ///< 0 for any free port
     std::optional<std::string> secret = {};
     Teller tell = [](std::string_view, const platform::Value&) {};
-    host::Network* network = nullptr;  ///< of phones in this program: their time passes while an answer is slow
-    bool keepsRequests = true;         ///< for takeRequests(); a backend that runs for days has no use for that
+    host::Network* network = nullptr;  ///< of phones in this program; their time passes during a slow answer
+    bool keepsRequests = true;         ///< for takeRequests(); false for a backend that runs for days
   };
   static constexpr std::size_t largestBody = 1U << 20;
 
-  /// Throws InputError when the port cannot be had.
+  /// Throws InputError when the port is not available.
   explicit Backend(Options options);
   Backend(const Backend&) = delete;
   Backend& operator=(const Backend&) = delete;
@@ -59,13 +59,13 @@ class Backend {
 
   void setSecret(std::optional<std::string> secret);
   enum class Connections { accepted, refused, closed };  ///< closed: before anything is read
-  /// What becomes of new ones; refusing them cuts the others too. Not for a Teller.
+  /// How new connections are treated. Refusing them also cuts the existing ones. A Teller must not call this.
   void setConnections(Connections connections);
-  /// To all from now on; ends what was said before.
+  /// Answers all requests from now on; replaces earlier instructions.
   void answerWith(Answer answer);
-  /// To the next `times` requests, after those already spoken for.
+  /// Answers the next `times` requests that have no answer assigned yet.
   void answerNext(std::size_t times, const Answer& answer);
-  /// The requests since the last call, in the order in which they were complete.
+  /// The requests since the last call, in the order in which they became complete.
   std::vector<ReceivedRequest> takeRequests();
 
  private:
@@ -89,7 +89,7 @@ class Backend {
   std::size_t count_ = 0;
   std::atomic<Connections> connections_ = Connections::accepted;
   std::mutex listeningMutex_;
-  const std::unique_ptr<Descriptor> reservation_;  // keeps the port while nobody listens
+  const std::unique_ptr<Descriptor> reservation_;  // keeps the port while no socket listens on it
   std::uint16_t port_;
   std::unique_ptr<MHD_Daemon, void (*)(MHD_Daemon*)> daemon_;
 };

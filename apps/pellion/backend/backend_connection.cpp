@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::chrono::nanoseconds forEver = std::chrono::nanoseconds::max();
 
-/// Of one end of the connection, as getsockname or getpeername gives it.
+/// The port of one end of the connection; `name` is getsockname or getpeername.
 std::uint16_t portOf(int socket, int (*name)(int, sockaddr*, socklen_t*)) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
@@ -29,13 +29,13 @@ std::uint16_t portOf(int socket, int (*name)(int, sockaddr*, socklen_t*)) {
   return ntohs(address.sin_port);
 }
 
-/// For poll(), which takes a negative time as for ever.
+/// The timeout for poll(), for which a negative value means no limit.
 int millisecondsOf(std::chrono::nanoseconds duration) {
   const auto count = std::chrono::ceil<std::chrono::milliseconds>(duration).count();
   return count > std::numeric_limits<int>::max() ? -1 : static_cast<int>(count);
 }
 
-/// poll(), which a signal that this program handles does not end.
+/// Like poll(), but a signal that this program handles does not end it.
 int pollFor(std::chrono::nanoseconds duration, std::span<pollfd> events) {
   using Clock = std::chrono::steady_clock;
   for (const Clock::time_point start = Clock::now();;) {
@@ -113,7 +113,7 @@ bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
   return count >= 0 && events[0].revents == 0 && events[1].revents == 0;
 }
 
-/// Linux resets a connection that is connected to nobody.
+/// Linux resets a connection when its socket is connected to no address.
 void BackendConnection::reset() const {
   const sockaddr nobody{AF_UNSPEC, {}};
   static_cast<void>(connect(socket_, &nobody, sizeof nobody));

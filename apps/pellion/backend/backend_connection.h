@@ -22,10 +22,10 @@ class Descriptor {
   int descriptor_;
 };
 
-/// The port of this end of a socket.
+/// The port of the local end of a socket.
 std::uint16_t localPort(int socket);
 
-/// Something that has happened, for poll(). All operations are safe from any thread.
+/// An event that has occurred, for poll(). All operations are safe from any thread.
 class Signal {
  public:
   Signal();
@@ -37,16 +37,16 @@ class Signal {
   Descriptor descriptor_;
 };
 
-/// The backend's end of a connection whose request is complete, byte by byte. Its operations block, and give false when
-/// the other side has closed it or the backend is ending.
+/// The backend's end of a connection whose request is complete, byte by byte. Its operations block. They return false
+/// when the other side has closed the connection or the backend is ending.
 class BackendConnection {
  public:
-  /// `network` is that of the phones, whose time passes while this end is silent; null for real time.
+  /// `network` is the network of the phones, whose time passes while this end is silent; null for real time.
   BackendConnection(int socket, const Signal& ending, host::Network* network);
 
-  /// Gives the answer; what is left to do is to close the socket.
+  /// Sends the answer. Afterwards the caller only has to close the socket.
   void give(const Answer& answer, std::string_view method) const;
-  /// Real time.
+  /// In real time.
   [[nodiscard]] bool waitFor(std::chrono::milliseconds duration) const;
 
  private:

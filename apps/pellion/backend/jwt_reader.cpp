@@ -17,7 +17,7 @@ namespace {
 
 using platform::Value;
 
-// As much as a body that is not compressed may have. Small numbers in a list take a hundred times their text in memory.
+// The limit of an uncompressed body too. A list of small numbers takes a hundred times the memory of its text.
 constexpr std::size_t largestContent = 1U << 20;
 
 std::optional<Value> jsonOf(std::string_view text) {
@@ -50,7 +50,7 @@ DecodedBody::Step signatureStep(const Value& header, const std::optional<std::st
   return {"JWT, HS256, signature verified"};
 }
 
-/// Replaces the content by the token's payload.
+/// Replaces the content with the token's payload.
 void openJWT(DecodedBody& body, const std::optional<std::string>& secret) {
   const std::string_view token = body.content;
   const std::size_t first = token.find('.');
@@ -77,7 +77,7 @@ void openJWT(DecodedBody& body, const std::optional<std::string>& secret) {
 void openGzip(DecodedBody& body) {
   const std::string& packed = body.content;
   if (!packed.starts_with("\x1f\x8b")) return;
-  // The last four bytes say how much there is to come; they are believed up to a limit.
+  // The last four bytes give the uncompressed size; they are trusted up to a limit.
   constexpr std::size_t smallest = 18;  // header and trailer
   std::size_t size = 0;
   for (std::size_t i = 0; i < 4 && packed.size() >= smallest; ++i)

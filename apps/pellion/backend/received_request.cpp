@@ -32,7 +32,7 @@ bool equalWithoutCase(std::string_view left, std::string_view right) {
   return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-/// Whether a field holds what lets somebody in.
+/// Whether a field contains credentials.
 bool isSecret(std::string_view field) {
   constexpr std::string_view fields[] = {"Authorization", "Proxy-Authorization", "Cookie"};
   return std::ranges::any_of(fields, [field](std::string_view name) { return equalWithoutCase(field, name); });

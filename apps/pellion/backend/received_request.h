@@ -13,7 +13,7 @@ namespace pellion {
 
 using NameAndValue = std::pair<std::string, std::string>;
 
-/// A request as the backend saw it.
+/// A request as the backend received it.
 struct ReceivedRequest {
   std::size_t number = 0;  ///< counted from 1
   std::string method;
@@ -21,19 +21,19 @@ struct ReceivedRequest {
   std::vector<NameAndValue> queryItems;  ///< in order, percent escapes decoded
   std::vector<NameAndValue> headers;     ///< in the order of the wire
   std::string body;
-  std::optional<DecodedBody> decodedBody;  ///< of a body that is not empty
+  std::optional<DecodedBody> decodedBody;  ///< for a body that is not empty
 
   [[nodiscard]] std::string_view path() const;
   [[nodiscard]] std::string_view query() const;  ///< as it was sent, without the question mark
-  /// Names are compared without case.
+  /// Compares names without case.
   [[nodiscard]] const std::string* findHeader(std::string_view name) const;
   [[nodiscard]] const std::string* findQueryItem(std::string_view name) const;
 
-  /// For a timeline or a trace: names and values as lists of two, credentials masked.
+  /// For a timeline or a trace: names and values as lists of two, with credentials masked.
   [[nodiscard]] platform::Value details() const;
 };
 
-/// The items of a query. An escape that is broken stays as it is, and so does a plus sign (RFC 3986).
+/// The items of a query. An invalid escape stays unchanged, and so does a plus sign (RFC 3986).
 std::vector<NameAndValue> parseQuery(std::string_view query);
 
 }  // namespace pellion

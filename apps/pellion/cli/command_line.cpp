@@ -50,7 +50,7 @@ struct BackendArguments {
 };
 
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
-  // Everything is read before anything runs: a slip in the last scenario shows at once.
+  // Reads everything before anything runs, so that an error in the last scenario shows at once.
   std::vector<Scenario> scenarios;
   for (const std::string& file : arguments.scenarios) scenarios.push_back(readScenario(file));
   if (arguments.server) {
@@ -205,7 +205,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   defineExplain(app, explainArguments);
   defineBackend(app, backendArguments);
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes them from the back
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes the last one first
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
@@ -214,7 +214,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
   } catch (const CLI::ExtrasError&) {
-    // The first alone, as far as its name: the others may be what was meant as a secret.
+    // Shows only the first argument, up to its name: the others may be secrets.
     const std::string extra = firstExtra(app);
     throw InputError("not expected: " + extra.substr(0, extra.find('=')) + hint(app));
   } catch (const CLI::ParseError& error) {
@@ -229,7 +229,7 @@ int runCommandLine(const std::vector<std::string>& arguments, const Surroundings
     const int status = parseAndRun(arguments, surroundings);
     if (surroundings.out.flush()) return status;
     throw InputError("not all of the output could be written; is the disk full, or has its reader gone?");
-  } catch (const std::exception& error) {  // an InputError, as a rule
+  } catch (const std::exception& error) {  // usually an InputError
     surroundings.err << "pellion: " << printable(withoutUserInfo(error.what())) << '\n';
     return inputUnusable;
   }

@@ -28,14 +28,14 @@ void runUntilSignal(const std::function<void()>& start) {
 }
 
 void cleanUpOnSignal(std::function<void()> cleanUp) {
-  // Whoever writes hears of it, and says so.
+  // The writing code receives the error and reports it.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::thread([signals = blockedSignals(), cleanUp = std::move(cleanUp)] {
     int received = 0;
     sigwait(&signals, &received);
     cleanUp();
-    // So that whoever started the program sees what ended it; scripts start theirs in the background to ignore SIGINT.
+    // So that the parent sees which signal ended the program. Scripts start background programs with SIGINT ignored.
     std::signal(received, SIG_DFL);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
     std::raise(received);

@@ -17,7 +17,7 @@ namespace {
 
 using Outcome = SuiteResult::Outcome;
 
-/// Text that is printable already, as XML holds it.
+/// Escapes printable text for XML.
 std::string escaped(std::string_view text) {
   std::string copy;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -26,7 +26,7 @@ std::string escaped(std::string_view text) {
       case '<': copy += "&lt;"; break;
       case '>': copy += "&gt;"; break;
       case '"': copy += "&quot;"; break;
-      case '\xEF':  // U+FFFE and U+FFFF are no characters of XML's
+      case '\xEF':  // U+FFFE and U+FFFF are not XML characters
         copy += text.substr(at).starts_with("\xEF\xBF\xBE") || text.substr(at).starts_with("\xEF\xBF\xBF")
                     ? "\uFFFD"
                     : text.substr(at, 3);
@@ -48,7 +48,7 @@ std::string attribute(const char* name, std::chrono::duration<double> seconds) {
   return attribute(name, text.data());
 }
 
-/// In UTC, and without a word of that: the schemas allow none.
+/// In UTC, without a time zone: the schemas allow none.
 std::string timeText(std::chrono::system_clock::time_point time) {
   const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
   std::tm parts{};
@@ -63,7 +63,7 @@ std::string hostName() {
   return gethostname(name.data(), name.size() - 1) == 0 && name.front() != '\0' ? name.data() : "localhost";
 }
 
-/// "examples.scenarios.a_day": readers show the part before the last dot as a package.
+/// "examples.scenarios.a_day": readers show the part before the last dot as the package.
 std::string className(std::filesystem::path file) {
   std::string name;
   file.replace_extension();
@@ -99,7 +99,7 @@ void JUnitReport::write(std::span<const SuiteResult> results, std::chrono::durat
   };
   const auto others = static_cast<std::size_t>(std::ranges::count(results, Outcome::noScenario, &SuiteResult::outcome));
   std::ostream& out = file_.stream();
-  // Some schemas ask for entries that others merely allow: an empty package, a property, both outputs.
+  // Some schemas require entries that others merely allow: an empty package, a property, both outputs.
   out << R"(<?xml version="1.0" encoding="UTF-8"?>)"
       << "\n<testsuites>\n  <testsuite" << attribute("name", "pellion") << R"( id="0" package="")"
       << attribute("timestamp", timeText(started_)) << attribute("hostname", hostName())

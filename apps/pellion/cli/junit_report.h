@@ -9,13 +9,13 @@
 
 namespace pellion {
 
-/// What continuous integration reads of a suite: JUnit's XML, in the form that all its readers and schemas agree on.
+/// The results of a suite for continuous integration: JUnit's XML, in the form that all readers and schemas accept.
 class JUnitReport {
  public:
-  /// Throws InputError for a file that cannot be written.
+  /// Throws InputError when the file cannot be written.
   explicit JUnitReport(const std::string& path);
 
-  /// Writes it all and closes the file; `seconds` is what the whole suite took. Throws InputError.
+  /// Writes the whole report and closes the file. `seconds` is the duration of the whole suite. Throws InputError.
   void write(std::span<const SuiteResult> results, std::chrono::duration<double> seconds);
 
  private:

@@ -26,7 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 using Outcome = SuiteResult::Outcome;
 
-/// The events of one run. Nearly all runs pass, and nobody asks for their text.
+/// The events of one run. They become text only on request, because nearly all runs pass.
 class Record {
  public:
   void operator()(const host::Event& event) {
@@ -75,7 +75,7 @@ std::vector<SuiteFile> filesBelow(const fs::path& directory) {
 bool isOtherDocument(const std::string& path) {
   try {
     return readJSON(path, readInputFile(path, {})).find("steps") == nullptr;
-  } catch (const InputError&) {  // what is no JSON at all may well have been meant as a scenario
+  } catch (const InputError&) {  // a file that is not JSON may have been meant as a scenario
     return false;
   }
 }
@@ -112,7 +112,7 @@ void runScenario(const SuiteFile& file, host::Network& network, bool inColour, S
     result.message = messageOf(failure.details);
     result.mismatches = plainText(linesOf(failure));
     result.timeline = record.timeline(inColour);
-  } catch (const std::exception& error) {  // an InputError, as a rule
+  } catch (const std::exception& error) {  // usually an InputError
     result.outcome = !file.isNamed && isOtherDocument(file.path) ? Outcome::noScenario : Outcome::unusable;
     result.message = withoutUserInfo(error.what());
   }

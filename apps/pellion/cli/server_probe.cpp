@@ -20,7 +20,7 @@ namespace {
 
 constexpr int longestWaitInMilliseconds = 5000;
 
-/// 0, or why no connection came about.
+/// 0, or the error that prevented a connection.
 int connectionError(const addrinfo& address) {
   const int descriptor = socket(address.ai_family, address.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) return errno;
@@ -38,7 +38,7 @@ int connectionError(const addrinfo& address) {
   return error;
 }
 
-/// The hosts that the phone's policy may come to allow in the course of a scenario.
+/// The policy with all hosts that the phone may be allowed to reach during a scenario.
 host::NetworkPolicy policyOf(const Scenario& scenario) {
   host::NetworkPolicy policy;
   for (const JSONNode* configuration : configurationsOf(scenario)) {

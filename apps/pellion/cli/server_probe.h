@@ -7,8 +7,8 @@
 
 namespace pellion {
 
-/// Throws InputError unless `url` is an http or https URL to which every scenario's phone may send, and its host takes
-/// connections. Nothing is sent to it.
+/// Throws InputError unless `url` is an http or https URL to which every scenario's phone may send, and its host
+/// accepts connections. Sends no data to the host.
 void checkServer(const std::string& url, std::span<const Scenario> scenarios);
 
 }  // namespace pellion

@@ -5,15 +5,15 @@
 
 namespace pellion {
 
-/// What the world around a command gives it.
+/// What a command receives from its environment.
 struct Surroundings {
   std::ostream& out;
   std::ostream& err;
   bool inColour = false;
-  bool showsProgress = false;  ///< `err` is a terminal, where a line can be written over
-  /// Calls `start`, which leaves threads running, and returns when the command is told to end.
+  bool showsProgress = false;  ///< `err` is a terminal, where a line can be overwritten
+  /// Calls `start`, which leaves threads running, and returns when the command receives the request to end.
   std::function<void(const std::function<void()>& start)> runUntilTold = {};
-  /// Has `cleanUp` called if a signal ends the program.
+  /// Arranges that a signal that ends the program calls `cleanUp` first.
   std::function<void(std::function<void()> cleanUp)> cleanUpOnSignal = [](const auto&) {};
 };
 

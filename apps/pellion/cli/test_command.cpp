@@ -16,7 +16,7 @@ namespace {
 
 using Outcome = SuiteResult::Outcome;
 
-/// Takes results as they come and shows them in the order of the files; meanwhile one line tells how far it has come.
+/// Takes results as they arrive and shows them in the order of the files; meanwhile one line shows the progress.
 class Progress {
  public:
   Progress(const Surroundings& surroundings, std::size_t count) : surroundings_(surroundings), results_(count) {}

@@ -15,15 +15,15 @@ struct TestArguments {
   std::optional<std::string> junit;
 };
 
-/// How many scenarios ended how.
+/// The number of scenarios with each result.
 struct TestCounts {
   std::size_t passed = 0;
   std::size_t failed = 0;
   std::size_t unusable = 0;
 };
 
-/// `pellion test`: runs all scenarios below the paths and tells of what did not pass, in the order of the files. Throws
-/// InputError when there is nothing to run.
+/// `pellion test`: runs all scenarios below the paths and reports those that did not pass, in the order of the files.
+/// Throws InputError when there is nothing to run.
 TestCounts runTests(const TestArguments& arguments, const Surroundings& surroundings);
 
 }  // namespace pellion

@@ -24,7 +24,7 @@ constexpr CallbackKind kinds[] = {
     {"response", "userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:", "the response"},
 };
 
-// Tables of what a word in a scenario stands for.
+// Tables of the meaning of each word in a scenario.
 template <class T>
 using Word = std::pair<std::string_view, T>;
 
@@ -63,7 +63,7 @@ T meaning(const Word<T> (&words)[count], const Value& value) {
 bool isEmptyObject(const Value& value) { return isObject(value) && value.entries().empty(); }
 bool isResult(const Value& value) { return isWord<fetchResults>(value) || isIntegerIn(value, 0, INT32_MAX); }
 
-/// The platform's classes and the module's have prefixes of their own; no class can be made a second time.
+/// The prefixes of the platform's and the module's classes are reserved, because no class can be made a second time.
 bool isClassName(const Value& value) {
   const std::string_view text = value.text();
   const auto isPart = [](unsigned char character) { return std::isalnum(character) != 0 || character == '_'; };
@@ -162,7 +162,7 @@ DelegateDescription readDelegate(const JSONNode& node) {
 
 constexpr std::string_view links[] = {"class", "inherits", "forwardsTo"};
 
-/// One delegate leads to another by what it is an instance of, inherits from or forwards to; none may lead to itself.
+/// One delegate leads to another if it is its instance, inherits from it or forwards to it; none may lead to itself.
 bool leadsTo(const JSONNode& delegates, const std::string& from, const std::string& to, std::set<std::string>& seen) {
   if (from == to) return true;
   const JSONNode* node = delegates.find(from);

@@ -17,7 +17,7 @@ void checkMeta(std::string_view file, const JSONNode& node) {
   for (const JSONNode& element : node.elements) checkMeta(file, element);
 }
 
-/// At most so many bytes of a binary property list, which has two for each character of a text that is not ASCII.
+/// An upper limit of the size as a binary property list, which takes two bytes per character of non-ASCII text.
 std::size_t largestSize(const Value& value) {
   constexpr std::size_t markerNumberAndReferences = 40;
   const std::string_view text = value.text();
@@ -31,7 +31,7 @@ std::size_t largestSize(const Value& value) {
 void checkConfiguration(std::string_view file, const JSONNode& node) {
   for (const JSONMember& entry : node.members) {
     if (entry.value.value.isNull()) continue;
-    // Beside the entry, what every configuration needs.
+    // Adds what every configuration needs to the entry.
     const Value dictionary =
         Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
     try {
@@ -48,7 +48,7 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
 const Shape configurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true};
 
 void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations) {
-  // The head of the file, and the paths and URLs that a run completes.
+  // The header of the file, and the paths and URLs that a run adds.
   std::size_t size = 8192;
   for (const JSONNode* node : configurations) {
     size += largestSize(node->value);

@@ -7,11 +7,11 @@
 
 namespace pellion {
 
-/// An object of entries of the phone's configuration, null for absent. Each entry is checked by itself, so that the
-/// error is at its place.
+/// An object of entries of the phone's configuration, null for absent. Each entry is checked separately, so that the
+/// error names its place.
 extern const Shape configurationShape;
 
-/// Throws InputError where these together would not fit a property list any more.
+/// Throws InputError when these together do not fit into a property list.
 void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations);
 
 }  // namespace pellion

@@ -7,8 +7,8 @@
 
 namespace pellion {
 
-/// What the caller of the command gave is not usable. The text is one line that says where, what is wrong and what
-/// would be right; it ends the command with status 2.
+/// The input that the caller of the command gave is unusable. The text is one line that says where it is, what is wrong
+/// and what would be right. The error ends the command with status 2.
 class InputError : public std::runtime_error {
  public:
   explicit InputError(std::string_view text) : std::runtime_error(host::printable(text)) {}

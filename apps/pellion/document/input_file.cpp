@@ -18,8 +18,8 @@ std::string sizeText(std::size_t bytes) {
 }  // namespace
 
 std::string readInputFile(const std::string& path, const FileKind& kind) {
-  // A pipe without a writer would hold the reader for ever; the command's own input has one.
-  std::error_code ignored;  // whatever is wrong with the path shows when the file is opened
+  // A pipe without a writer would block the reader for ever; the command's own input has a writer.
+  std::error_code ignored;  // opening the file reports any error of the path
   if (std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
     throw InputError(path + ": not a regular file; give the path of " + std::string(kind.name));
   }
@@ -42,7 +42,7 @@ std::string readInputFile(const std::string& path, const FileKind& kind) {
 }
 
 void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output) {
-  std::error_code ignored;  // an output that is not there yet is nothing else
+  std::error_code ignored;  // an output that does not exist yet is a different file
   if (std::filesystem::equivalent(input, output, ignored)) {
     throw InputError(std::string(option) + " " + output + ": this is the input " + input + "; give a file of its own");
   }

@@ -5,17 +5,17 @@
 
 namespace pellion {
 
-/// What the errors about a file say that it should be.
+/// The kind of file that error messages ask for.
 struct FileKind {
   std::string_view name;  ///< completes "give the path of …"
-  std::string_view size;  ///< how large one is
+  std::string_view size;  ///< the permitted size
   std::size_t largest = 16U << 20;
 };
 
-/// The whole text of a file. Throws InputError for one that cannot be read or is too large.
+/// Returns the whole text of a file. Throws InputError for a file that cannot be read or is too large.
 std::string readInputFile(const std::string& path, const FileKind& kind);
 
-/// Throws InputError when what an option would have written is the input itself: opening it would empty it.
+/// Throws InputError when the output file of an option is the input itself: opening it would empty it.
 void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output);
 
 }  // namespace pellion

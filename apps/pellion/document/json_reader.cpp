@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t deepestLevel = 64;
 
-/// Turns growing offsets into positions, each byte looked at once.
+/// Converts increasing offsets into positions; looks at each byte once.
 class PositionCounter {
  public:
   explicit PositionCounter(std::string_view text) : text_(text) {}
@@ -39,8 +39,8 @@ class PositionCounter {
   Position position_;
 };
 
-/// The reader hands over a token after it has read it. Between two tokens there is only white space, a comma or a
-/// colon, so a token starts at the first other character after the end of the one before.
+/// The reader reports a token after it has read it. Between two tokens there is only white space, a comma or a colon,
+/// so a token starts at the first other character after the end of the previous one.
 class TreeBuilder {
  public:
   TreeBuilder(std::string_view file, std::string_view text, const rapidjson::MemoryStream& stream)
@@ -53,7 +53,7 @@ class TreeBuilder {
   bool Int64(std::int64_t integer) { return scalar(integer); }
   bool Uint64(std::uint64_t integer) { return scalar(integer); }
   bool Double(double nearly) {
-    // RapidJSON may miss the nearest number by a bit, and the end of the range.
+    // RapidJSON may be off by one bit, and may miss the end of the range.
     double nearest = nearly;
     const auto result = std::from_chars(text_.data() + nextToken(), text_.data() + text_.size(), nearest);
     if (result.ec == std::errc::result_out_of_range && std::abs(nearly) > 1) {
@@ -86,7 +86,7 @@ class TreeBuilder {
   [[nodiscard]] JSONNode takeRoot() { return std::move(*root_); }
 
  private:
-  // RapidJSON takes the second half of a surrogate pair alone for a character.
+  // RapidJSON accepts the second half of a surrogate pair alone as a character.
   std::string_view checked(std::string_view text) {
     if (wellFormed(text) != text) throw errorAt(file_, token(), "not JSON: The surrogate pair in string is invalid");
     return text;
@@ -98,7 +98,7 @@ class TreeBuilder {
     return position;
   }
   bool scalar(platform::Value value) { return place({token(), std::move(value), {}, {}}); }
-  bool start() {  // called before or after the bracket is taken, so its end is counted here
+  bool start() {  // called before or after the bracket is read, so its end is counted here
     const std::size_t bracket = nextToken();
     const Position position = positions_.at(bracket);
     end_ = bracket + 1;
@@ -138,7 +138,7 @@ class TreeBuilder {
   std::string_view text_;
   const rapidjson::MemoryStream& stream_;
   PositionCounter positions_;
-  std::size_t end_ = 0;  // of the token before
+  std::size_t end_ = 0;  // of the previous token
   std::vector<JSONNode> open_;
   std::optional<JSONNode> root_;
 };
@@ -162,8 +162,8 @@ const JSONNode* JSONNode::find(std::string_view name) const {
 }
 
 JSONNode readJSON(std::string_view file, std::string_view text) {
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also take half a mark
-  // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always true.
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also accept half a mark
+  // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always correct.
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeBuilder builder(file, text, stream);
   rapidjson::Reader reader;
@@ -174,7 +174,7 @@ JSONNode readJSON(std::string_view file, std::string_view text) {
     reason = reason.substr(0, reason.find_last_not_of('.') + 1);
     throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));
   }
-  if (stream.Tell() < text.size()) {  // a NUL character is an end to the stream
+  if (stream.Tell() < text.size()) {  // a NUL character ends the stream
     throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: a NUL character stands here");
   }
   return builder.takeRoot();

@@ -33,7 +33,7 @@ DocumentError errorAt(std::string_view file, Position position, std::string_view
 
 struct JSONMember;
 
-/// A JSON value that knows where it stood. `value` is whole; members and elements are there for their places.
+/// A JSON value with its position. `value` is complete; members and elements add the positions.
 struct JSONNode {
   Position position;
   platform::Value value;

@@ -57,7 +57,7 @@ class ValueWriter {
   Writer& writer_;
 };
 
-/// What fits the line on which `used` columns are taken stays on it.
+/// Keeps a value on the current line, of which `used` columns are taken, if it fits.
 void layOut(std::string& out, const Value& value, std::size_t indentation, std::size_t used) {
   constexpr std::size_t widest = 88;
   const std::string line = compactJSON(value);

@@ -6,8 +6,8 @@
 
 namespace pellion {
 
-// For people and tools that read JSON. What JSON cannot hold is written as text: bytes in hexadecimal, an object by its
-// description.
+// For people and tools that read JSON. Values that JSON cannot hold are written as text: bytes in hexadecimal, an
+// object as its description.
 std::string compactJSON(const platform::Value& value);
 std::string prettyJSON(const platform::Value& value);  ///< what fits 88 columns on one line, no newline at the end
 

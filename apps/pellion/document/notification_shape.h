@@ -4,7 +4,7 @@
 
 namespace pellion {
 
-/// A notification in a scenario: "payload" as it stands, and "addInfo", which travels in it as JSON text.
+/// A notification in a scenario: "payload", used unchanged, and "addInfo", which the payload carries as JSON text.
 extern const Shape notificationShape;
 /// The same, or the name of one of the scenario's notifications.
 extern const Shape namedNotificationShape;

@@ -13,7 +13,7 @@
 namespace pellion {
 
 OutputFile::OutputFile(std::string path, std::string_view option, mode_t rights) : path_(std::move(path)) {
-  // A stream has no say in the rights. A pipe, which is there already, must be opened once only.
+  // A stream cannot set the rights. An existing pipe must be opened only once.
   std::error_code ignored;
   if (!std::filesystem::exists(path_, ignored)) {
     const int made = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rights);

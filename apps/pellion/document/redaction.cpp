@@ -13,12 +13,12 @@ using platform::Value;
 
 std::string maskedSecret(std::string_view secret) {
   constexpr std::size_t shown = 4;
-  // A short one would be given away by its first characters.
+  // The first characters would reveal most of a short one.
   return std::string(beginning(secret, secret.size() > 2 * shown ? shown : 0)) + "\u2026 (" +
          std::to_string(secret.size()) + " characters)";
 }
 
-/// A quoted value ends at a quotation mark that is not escaped, every value at the end of its line.
+/// A quoted value ends at a quotation mark that is not escaped, or at the end of its line like every value.
 std::size_t lengthOfValue(std::string_view text, bool isQuoted) {
   std::size_t end = 0;
   for (; end < text.size() && text[end] != '\n' && !(isQuoted && text[end] == '"'); ++end) {
@@ -32,7 +32,7 @@ std::string quotedInJSON(const std::string& text) {
   return quoted.substr(1, quoted.size() - 2);
 }
 
-/// As it stands in the description of what holds it.
+/// The text as it appears in the description of a value that contains it.
 std::string quotedInDescription(const std::string& text) {
   constexpr std::string_view before = "(\n    ";
   constexpr std::string_view after = "\n)";
@@ -79,7 +79,7 @@ Redaction::Redaction(const std::vector<std::string>& secrets) {
   constexpr std::size_t shortest = 6;
   for (const std::string& secret : secrets) {
     if (secret.size() < shortest) continue;
-    // A log line may describe JSON text.
+    // A log line may contain the description of JSON text.
     std::set<std::string> forms{secret};
     for (int level = 0; level < 2; ++level) {
       for (const std::string& form : std::set(forms)) forms.insert({quotedInJSON(form), quotedInDescription(form)});

@@ -8,23 +8,23 @@
 
 namespace pellion {
 
-/// The value of a field that authorizes, whatever its scheme: "Digest abcd… (24 characters)".
+/// Masks the value of a field that authorizes, whatever its scheme: "Digest abcd… (24 characters)".
 std::string maskedCredentials(std::string_view value);
 
-/// Every bearer token in the text reduced to its first characters and its length: "Bearer tok-… (24 characters)".
+/// Reduces every bearer token in the text to its first characters and its length: "Bearer tok-… (24 characters)".
 std::string maskedBearer(std::string_view text);
 
-/// The URLs in the text without the user's name and password.
+/// The URLs in the text without user name and password.
 std::string withoutUserInfo(std::string_view text);
 
-/// Takes what nobody should read out of what is shown or traced: secrets that are known, wherever they stand, and the
-/// user information of URLs.
+/// Removes secrets from everything that is shown or traced: known secrets, wherever they occur, and the user
+/// information of URLs.
 class Redaction {
  public:
-  /// A secret of less than six characters stays: it would be found in the midst of ordinary words.
+  /// A secret of less than six characters stays: it would also match within ordinary words.
   explicit Redaction(const std::vector<std::string>& secrets);
   [[nodiscard]] std::string text(std::string_view text) const;
-  /// With all the texts in it, names included.
+  /// Redacts all the texts in the value, names included.
   [[nodiscard]] platform::Value value(const platform::Value& value) const;
 
  private:

@@ -68,7 +68,7 @@ Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
   return step;
 }
 
-/// A step that needs a running application, or none, where the steps before it leave the other.
+/// Checks that each step finds a running application or none, as it requires, after the steps before it.
 void checkOrder(const Scenario& scenario) {
   bool isRunning = false;
   for (const Step& step : scenario.steps) {
@@ -94,7 +94,7 @@ std::vector<std::string> readSchemes(const JSONNode& document, std::string_view 
   return schemes;
 }
 
-/// Wherever they stand, so that no error shows one that stands in the wrong place.
+/// Collects secrets wherever they occur, so that no error shows one in the wrong place.
 void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
   for (const JSONMember& member : node.members) {
     const bool isSecret = member.name == "BEARER_TOKEN" || member.name == "JWT_SECRET";
@@ -137,7 +137,7 @@ Scenario readScenario(std::string_view file, std::string_view text, std::span<co
   const Redaction redaction(secrets);
   try {
     return checkedScenario(file, document, kinds, redaction);
-  } catch (const DocumentError& error) {  // whose place stays, even where it reads like a secret
+  } catch (const DocumentError& error) {  // keeps its place, even where the place reads like a secret
     throw errorAt(file, error.position(), redaction.text(error.text()));
   }
 }

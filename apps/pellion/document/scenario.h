@@ -18,15 +18,15 @@ struct Scenario;
 
 /// One kind of step: a row of the table in scenario_steps.cpp. A new kind is a new row.
 struct StepKind {
-  /// What must be so before the step, and what is so after it.
+  /// The state that the step requires and that it leaves behind.
   enum class Needs { nothing, noProcess, process };
 
   std::string_view name;
   const Shape* shape;
   void (*run)(ScenarioRun& run, const JSONNode& argument);
   Needs needs;
-  bool needsBackend = false;  ///< makes no sense against a server that is not ours
-  /// What else must be so in a scenario with such a step, whose names must be known, say. Throws InputError.
+  bool needsBackend = false;  ///< makes no sense against an external server
+  /// Checks what else such a step requires of the scenario, for example that names are known. Throws InputError.
   void (*check)(const Scenario& scenario, const JSONNode& argument) = nullptr;
 };
 
@@ -36,23 +36,23 @@ struct Step {
   JSONNode argument;
 };
 
-/// A scenario document, checked: docs/scenario.md describes it, docs/scenario.schema.json says the same to tools.
+/// A checked scenario document. docs/scenario.md describes it; docs/scenario.schema.json describes it for tools.
 struct Scenario {
   std::string file;
   std::string name;
   std::string description;
   JSONNode configuration;
   host::URLSchemes urlSchemes;
-  platform::Value notifications;  ///< by name, as notificationShape says
+  platform::Value notifications;  ///< by name, as in notificationShape
   ApplicationDescription application;
   std::vector<Step> steps;
-  Redaction redaction;  ///< of the secrets that stand anywhere in it
+  Redaction redaction;  ///< of the secrets that occur anywhere in it
 };
 
-/// A scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
+/// Reads a scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
 
-/// The configuration and what the steps change of it.
+/// The configuration and the changes that the steps make to it.
 std::vector<const JSONNode*> configurationsOf(const Scenario& scenario);
 
 }  // namespace pellion

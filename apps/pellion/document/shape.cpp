@@ -33,7 +33,7 @@ bool isSeconds(const Value& value) {
   return isIntegerIn(value, 0, static_cast<std::int64_t>(tenYears));
 }
 
-/// What says where an answer ends is the server's: a scenario's word beside it would contradict it by accident.
+/// The server sets the fields that say where an answer ends: a scenario's own would contradict them by accident.
 bool isHeadersToSend(const Value& value) {
   constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection"};
   const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
@@ -50,7 +50,7 @@ std::string names(std::span<const Field> fields) {
   return list;
 }
 
-/// A value for an error line, or what it is: half a secret could not be recognised as one any more.
+/// A value for an error line, or its description: redaction could not recognise part of a secret.
 std::string shown(const Value& value, const Shape& shape) {
   constexpr std::size_t longest = 40;
   if (shape.holdsSecrets) return "what stands here";

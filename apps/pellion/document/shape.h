@@ -17,15 +17,15 @@ struct Field {
   bool isRequired = false;
 };
 
-/// What a value in a scenario may look like. Tables of these are the scenario format; one function checks them all.
+/// The form that a scenario allows for a value. Tables of these are the scenario format; one function checks them all.
 struct Shape {
   std::string_view expected;                     ///< completes "… is wrong here; expected"
-  bool (*isKind)(const platform::Value& value);  ///< the value itself, without what it contains
-  std::span<const Field> fields = {};            ///< of an object: all the names it may have
+  bool (*isKind)(const platform::Value& value);  ///< checks the value itself, without what it contains
+  std::span<const Field> fields = {};            ///< of an object: all permitted names
   const Shape* item = nullptr;                   ///< of each element of a list, or each value of an object
-  /// What must hold besides: throws InputError.
+  /// Checks further conditions; throws InputError.
   void (*check)(std::string_view file, const JSONNode& node) = nullptr;
-  bool holdsSecrets = false;  ///< no error quotes it
+  bool holdsSecrets = false;  ///< no error message quotes it
 };
 
 namespace shapes {
@@ -40,17 +40,17 @@ extern const Shape hexOrNull;        ///< null for absent
 extern const Shape textsByName;      ///< an object of texts, null for absent
 extern const Shape hexByName;        ///< an object of hex, null for absent
 extern const Shape texts;            ///< a list
-extern const Shape headersToSend;    ///< an object: field names and values that may stand in an answer
+extern const Shape headersToSend;    ///< an object: field names and values permitted in an answer
 }  // namespace shapes
 
 bool isObject(const platform::Value& value);
 bool isList(const platform::Value& value);
 bool isIntegerIn(const platform::Value& value, std::int64_t least, std::int64_t most);
 
-/// Throws InputError at the place of the first thing that does not fit; `what` names the value in the text.
+/// Throws InputError at the place of the first value that does not fit; `what` names the value in the text.
 void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what);
 
-/// Of a number that fits shapes::seconds.
+/// The duration of a number that fits shapes::seconds.
 std::chrono::nanoseconds durationOf(const platform::Value& seconds);
 
 /// The bytes of text that fits shapes::hex.

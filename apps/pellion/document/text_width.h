@@ -9,10 +9,10 @@ namespace pellion {
 using host::printable;
 using host::wellFormed;
 
-/// At most so many bytes from the beginning of the text, whole characters.
+/// The longest beginning of the text with at most `largest` bytes, in whole characters.
 std::string_view beginning(std::string_view text, std::size_t largest);
 
-/// How many columns a text takes: its characters, as long as they are narrow.
+/// The number of columns of a text: its characters, as long as they are narrow.
 std::size_t columns(std::string_view text);
 
 }  // namespace pellion

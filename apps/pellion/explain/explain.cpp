@@ -31,7 +31,7 @@ void append(std::vector<Problem>& all, const std::optional<Problem>& problem) {
   if (problem) all.push_back(*problem);
 }
 
-/// Whether the problem is that a key is missing which is there, only misspelt or misplaced.
+/// Whether the problem reports a missing key that exists, but is misspelt or misplaced.
 bool isSaidBy(const std::vector<Problem>& keys, const Problem& problem) {
   return !problem.key.empty() && std::ranges::any_of(keys, [&](const Problem& key) {
     const JSONPath parent(key.spot.path.begin(), key.spot.path.end() - 1);
@@ -61,7 +61,7 @@ std::vector<Problem> problemsOf(const Payload& payload) {
   return problems;
 }
 
-/// A goal that is pending under another name than the payload spells.
+/// The problem of a goal that is pending under a name with other capitals than in the payload.
 std::optional<Problem> capitalsProblem(const std::vector<Happening>& happenings) {
   std::vector<const Happening*> goals;
   for (const Happening& happening : happenings) {
@@ -75,7 +75,7 @@ std::optional<Problem> capitalsProblem(const std::vector<Happening>& happenings)
                  "write it in lower case, and have the event reported in lower case"};
 }
 
-/// What nothing else here explains: a payload without findings is counted, whatever happens to it that it describes.
+/// Reports what no other problem explains: something happens that the payload describes, and it is not counted.
 std::optional<Problem> uncountedProblem(const std::vector<Happening>& happenings) {
   for (const Happening& happening : happenings) {
     if (!happening.isDescribed() || happening.isCounted()) continue;

@@ -10,8 +10,8 @@
 
 namespace pellion {
 
-// Why a notification was not counted, opened the wrong thing or ended an application: what comes of a payload, told by
-// letting it happen to the real module on a simulated phone, and what about it deserves attention.
+// Explains why a notification was not counted, opened the wrong URL or ended an application. Runs the payload through
+// the real module on a simulated phone, reports what it leads to and points out problems.
 
 struct Finding {
   std::string code;
@@ -21,7 +21,7 @@ struct Finding {
 };
 
 struct Explanation {
-  static constexpr std::size_t largestPayload = 4096;  ///< that the push service takes, in bytes
+  static constexpr std::size_t largestPayload = 4096;  ///< in bytes; the limit of the push service
 
   std::string file;
   std::size_t size = 0;  ///< as compact JSON
@@ -30,8 +30,8 @@ struct Explanation {
 };
 
 struct ExplainOptions {
-  std::vector<std::string> urlSchemes = {};  ///< that the application declares
-  std::optional<std::string> action = {};    ///< only what comes of this one: "tap", "dismiss" or an identifier
+  std::vector<std::string> urlSchemes = {};  ///< schemes that the application declares
+  std::optional<std::string> action = {};    ///< report only this one: "tap", "dismiss" or an identifier
 };
 
 /// Throws InputError for a payload that cannot be read.
@@ -39,7 +39,7 @@ Explanation explain(std::string_view file, std::string_view text, const ExplainO
 
 /// For people.
 void writeText(std::ostream& out, const Explanation& explanation, bool inColour);
-/// For machines, as docs/explain.md describes it.
+/// For machines; docs/explain.md describes the format.
 platform::Value jsonOf(const Explanation& explanation);
 
 }  // namespace pellion

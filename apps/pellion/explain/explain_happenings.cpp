@@ -1,5 +1,5 @@
-// How far the module got is told from what is to be seen of it: its log lines, its properties, what it sent, opened and
-// raised. What stopped it there is then asked of the payload.
+// The observable effects show how far the module got: its log lines, its properties, what it sent, opened and raised.
+// The payload then shows what stopped it there.
 
 #include "pellion/explain/explain_happenings.h"
 
@@ -30,7 +30,7 @@ constexpr const char* dismissal = platform::UNNotificationDismissActionIdentifie
 constexpr const char* parsed = "Push notification JSON payload";
 constexpr const char* notParsed = "Error parsing push notification JSON payload";
 
-/// A step of the module's work, and how one sees that it is behind it.
+/// A step of the module's work, and how to observe that it has passed.
 struct Step {
   const char* name;
   bool (*isPast)(const Observation&);
@@ -47,7 +47,7 @@ const Step sendEntry{"send the entry", [](const Observation& o) { return !o.entr
 const Step setBadge{"hear of a badge", [](const Observation& o) { return !o.badges.empty(); }};
 const Step matchGoal{"match the goal", [](const Observation& o) { return !o.entries.empty(); }};
 
-// In the order in which the module does them.
+// In the order in which the module performs them.
 const Step* const deliverySteps[] = {&findAddInfo, &readAddInfo, &readID, &sendEntry};
 const Step* const tapSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &openLink, &sendEntry};
 const Step* const buttonSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &findButton, &openLink};
@@ -86,7 +86,7 @@ class Observer {
     return complete(std::move(happening), seen);
   }
 
-  /// One for each name under which the goal's event may be reported: the pending one, and the payload's own spelling.
+  /// One for each name under which the goal's event may be reported: the pending name, and the payload's own spelling.
   std::vector<Happening> reachGoal() {
     const Observation seen = phone_.observe([&] { host::deliverResponse(payload_.value(), tap); });
     const Outcome pending = pendingGoal(seen, tapSteps, tap);
@@ -106,7 +106,7 @@ class Observer {
     return std::move(*result);
   }
 
-  /// Which of the two deliveries the platform makes is up to aps.
+  /// The entry aps decides which of the two deliveries the platform makes.
   std::string deliveryNote(Kind kind) const {
     const Value* aps = payload_.value().find("aps");
     const auto has = [&](const char* key) { return aps != nullptr && aps->find(key) != nullptr; };
@@ -118,7 +118,7 @@ class Observer {
     return isShown ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
   }
 
-  /// The first step that is not past.
+  /// The first step that has not passed.
   static const Step* stop(const Observation& seen, std::span<const Step* const> steps) {
     const auto step = std::ranges::find_if(steps, [&](const Step* each) { return !each->isPast(seen); });
     return step == steps.end() ? nullptr : *step;
@@ -172,7 +172,7 @@ class Observer {
                      "the handler looks for \"addInfo\" at the payload's top level alone, where it is not");
   }
 
-  /// Why the module did not get past a step that it came to.
+  /// Why the module did not pass a step that it reached.
   Outcome stopped(const Step& step, const Value* identifier) {
     return inProcess([&] {
       std::optional<Problem> problem;
@@ -206,7 +206,7 @@ class Observer {
     });
   }
 
-  /// Group and event as the payload has them.
+  /// Group and event as the payload spells them.
   std::optional<std::string> spelledGoal() const {
     const Value* conversion = payload_.info()->find("conversion");
     const Value* group = conversion->find("group");

@@ -9,21 +9,21 @@
 
 namespace pellion {
 
-/// What became of one thing that a happening may bring about.
+/// The result of one effect that a happening can have.
 struct Outcome {
   enum class State {
     happened,
-    stopped,      ///< on the way, by something about the payload
-    notAskedFor,  ///< by the payload
-    never,        ///< by no payload: this kind of happening does not bring it about
+    stopped,      ///< before the effect, by something about the payload
+    notAskedFor,  ///< the payload does not ask for it
+    never,        ///< for no payload: this kind of happening cannot have it
   };
   State state = State::never;
-  std::vector<platform::Value> results = {};  ///< of what happened
-  std::string step = {};                      ///< at which it stopped
+  std::vector<platform::Value> results = {};  ///< of the effect
+  std::string step = {};                      ///< where it stopped
   std::string why = {};
 };
 
-/// Something that can happen to a notification, and what comes of it.
+/// Something that can happen to a notification, and what it leads to.
 struct Happening {
   enum class Kind { foreground, background, tap, button, unknownButton, dismissal, goal };
   Kind kind;
@@ -31,19 +31,19 @@ struct Happening {
   Outcome recorded = {};
   Outcome opened = {};           ///< by the automatic path
   Outcome openedByHandler = {};  ///< by the notification handler, where the application uses it
-  Outcome goal = {};             ///< that is pending from then on
-  Outcome badge = {};            ///< that is put into the shared store
+  Outcome goal = {};             ///< the goal that is pending from then on
+  Outcome badge = {};            ///< the badge count that is put into the shared store
   std::optional<Raised> raised = {};
-  std::string note = {};  ///< when the platform does not let it happen to this payload
+  std::string note = {};  ///< when the platform prevents this for this payload
 
-  /// Something that the payload provides for, so that it ought to be counted.
+  /// Whether the payload provides for it, so that it should be counted.
   [[nodiscard]] bool isDescribed() const { return kind <= Kind::button; }
   [[nodiscard]] bool isCounted() const { return recorded.state == Outcome::State::happened && !raised; }
 };
 
-/// Lets everything happen that can, each on a phone process of its own.
+/// Makes every possible happening occur, each in its own phone process.
 std::vector<Happening> observeHappenings(const Payload& payload, ExplainPhone& phone);
-/// "tap", "dismiss" or the identifier of a button.
+/// `action` is "tap", "dismiss" or the identifier of a button.
 Happening observeAction(const Payload& payload, ExplainPhone& phone, const std::string& action);
 
 }  // namespace pellion

@@ -18,7 +18,7 @@ Value nameOf(Happening::Kind kind) {
   return names.at(static_cast<std::size_t>(kind));
 }
 
-/// {"results": […]}, or {"results": [], "stoppedAt": step, "why": text, "isProblem": whether the payload is to blame}
+/// {"results": […]}, or {"results": [], "stoppedAt": step, "why": text, "isProblem": whether the payload is the cause}
 Value jsonOf(const Outcome& outcome) {
   std::vector<Value::Entry> entries{{"results", Value::list(outcome.results)}};
   if (outcome.state != Outcome::State::happened) {

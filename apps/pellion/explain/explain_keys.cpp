@@ -19,7 +19,7 @@ constexpr std::array<std::string_view, 2> goalKeys{"group", "event"};
 
 using Visit = std::function<void(const Value& dictionary, const JSONPath& path)>;
 
-/// Every object in the value, but for what is below `skipped`.
+/// Visits every object in the value, except below `skipped`.
 void forEachObject(const Value& value, const JSONPath& path, const Value* skipped, const Visit& visit) {
   if (&value == skipped) return;
   if (value.ifDictionary() != nullptr) visit(value, path);
@@ -31,7 +31,7 @@ void forEachObject(const Value& value, const JSONPath& path, const Value* skippe
   }
 }
 
-/// Insertions, deletions, replacements and swaps of neighbours that make one of the other.
+/// The number of insertions, deletions, replacements and swaps of neighbours that change one into the other.
 std::size_t editDistance(std::string_view from, std::string_view to) {
   std::vector<std::vector<std::size_t>> cost(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
   for (std::size_t i = 0; i <= from.size(); ++i) cost[i][0] = i;
@@ -89,7 +89,7 @@ class KeySearch {
     }
   }
 
-  /// Of the places below `home` at which the search finds a key, those that are not at its top level.
+  /// Adds the places below `home` where the search finds a key, except those at its top level.
   void addFound(std::string_view key, const std::vector<JSONPath>& places, const Spot& home, const char* homeName) {
     const auto spotOf = [&](const JSONPath& place) { return Spot{home.inAddInfo, joined(home.path, place), true}; };
     if (!places.empty() && places.front().size() > 1) {
@@ -106,7 +106,7 @@ class KeySearch {
     }
   }
 
-  /// A key that is missing where it is read, wherever else it stands.
+  /// Adds a key that is missing where the module reads it, if it exists elsewhere.
   void addUnread(std::string_view key, bool isMissing) {
     if (!isMissing) return;
     const auto look = [&](const Value& object, const JSONPath& path, bool inAddInfo) {
@@ -123,7 +123,7 @@ class KeySearch {
                   [&](const Value& object, const JSONPath& path) { look(object, path, true); });
   }
 
-  /// Names in the object that look like one of those that are read there.
+  /// Adds names in the object that look like one of the names that the module reads there.
   void addMisspelt(const Value& object, std::span<const std::string_view> known, const Spot& spot) {
     for (const Value::Entry& entry : object.entries()) {
       const std::string_view name = entry.key.text();

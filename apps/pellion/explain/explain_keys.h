@@ -6,8 +6,8 @@
 
 namespace pellion {
 
-// The names of a payload's entries: those that the search finds where nobody looks for them, those that stand where
-// nothing is read, and those that look like misspelt ones. Inside a process.
+// Checks the names of a payload's entries: names that the search finds in unexpected places, names in places where no
+// code reads them, and names that look misspelt. Inside a process.
 
 std::vector<Problem> keyProblems(const Payload& payload);
 

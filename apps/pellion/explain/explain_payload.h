@@ -11,15 +11,15 @@
 
 namespace pellion {
 
-/// A value in a payload or in what its addInfo holds.
+/// A value in a payload or in the content of its addInfo.
 struct Spot {
   bool inAddInfo = false;
   JSONPath path = {};
-  bool ofName = false;  ///< of its name instead
+  bool ofName = false;  ///< the position of its name instead
 };
 
-/// Where a reader finds it. A place inside the text of an addInfo has one in the payload, that of the text, and one in
-/// the text.
+/// Where a reader finds the value. A place inside the text of an addInfo has two positions: the text's position in the
+/// payload, and the position in the text.
 struct Place {
   struct InText {
     std::string path;
@@ -34,12 +34,12 @@ struct Place {
 struct Payload {
   std::string file;
   JSONNode root;
-  std::vector<JSONPath> addInfoPlaces = {};  ///< where the search meets one; it takes the first
-  const platform::Value* addInfo = nullptr;  ///< the one that it takes
-  std::optional<JSONNode> content = {};      ///< what that holds: what the module reads from the text, or the object
-  bool contentHasPlaces = false;             ///< those in the text
-  std::optional<JSONPath> buttonsPath = {};  ///< in the content, where the search finds "actionButton"
-  std::optional<DocumentError> textProblem = {};  ///< what a strict reader says of the text
+  std::vector<JSONPath> addInfoPlaces = {};       ///< where the search finds one; it uses the first
+  const platform::Value* addInfo = nullptr;       ///< the one that it uses
+  std::optional<JSONNode> content = {};           ///< its content: what the module reads from the text, or the object
+  bool contentHasPlaces = false;                  ///< positions in the text
+  std::optional<JSONPath> buttonsPath = {};       ///< in the content, where the search finds "actionButton"
+  std::optional<DocumentError> textProblem = {};  ///< the error of a strict reader for the text
 
   [[nodiscard]] const platform::Value& value() const { return root.value; }
   /// The content, when it is an object.
@@ -48,14 +48,14 @@ struct Payload {
   [[nodiscard]] Place place(const Spot& spot) const;
 };
 
-/// Throws DocumentError for what no platform could deliver.
+/// Throws DocumentError for a text that no platform can deliver.
 JSONNode readPayload(std::string_view file, std::string_view text);
 
 /// Inside a process.
 Payload inspect(std::string_view file, JSONNode root);
 
-/// The places at which the module's search would find the key, the one that it finds first: those behind it show when
-/// what is found is taken away. At most eight.
+/// The places at which the module's search finds the key, in the order of the search. Each further place is found by
+/// removing the ones before it. At most eight.
 std::vector<JSONPath> placesFound(std::string_view key, platform::Value dictionary);
 
 }  // namespace pellion

@@ -16,7 +16,7 @@ namespace {
 
 using platform::Value;
 
-/// Hands every request to a reader when it would be sent. None is ever answered.
+/// Passes every request to a reader instead of sending it. No request is ever answered.
 class ReadingSession : public platform::URLSession {
  public:
   using Reader = std::function<void(const platform::URLRequest&)>;
@@ -40,7 +40,7 @@ class ReadingSession : public platform::URLSession {
   Reader reader_;
 };
 
-/// All that a request needs so that it is made.
+/// All entries that a request needs to be made.
 Value configuration() {
   return Value::dictionary({{"SERVER_URL", "http://127.0.0.1"},
                             {"APP_VERSION_ID", "version"},

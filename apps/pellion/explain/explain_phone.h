@@ -18,36 +18,36 @@ struct Raised {
   std::string reason;
 };
 
-/// What is to be seen of a happening from outside the module.
+/// What can be observed of a happening from outside the module.
 struct Observation {
   std::vector<std::string> log;          ///< the module's lines
   std::vector<platform::Value> entries;  ///< the statistics in the requests that the phone would send
   std::vector<platform::Value> opened;   ///< URLs
-  std::vector<platform::Value> badges;   ///< that were put into the shared store
+  std::vector<platform::Value> badges;   ///< badge counts that were put into the shared store
   std::optional<Raised> raised;          ///< the first
-  std::optional<platform::Value> id;     ///< of the notification that the module now takes for the last one
-  std::optional<std::string> goal;       ///< that is now pending; empty for none
+  std::optional<platform::Value> id;     ///< of the notification that the module now treats as the last one
+  std::optional<std::string> goal;       ///< the goal that is now pending; empty for none
 
   [[nodiscard]] bool hasLogged(std::string_view beginning) const;
 };
 
-/// A simulated phone whose requests are read instead of sent, so that nothing leaves the program and nothing is waited
-/// for. The application on it is the plain one of a scenario.
+/// A simulated phone whose requests are read instead of sent, so that no data leaves the program and the program never
+/// waits. Its application is the default one of a scenario.
 class ExplainPhone {
  public:
   using Work = std::function<void()>;
 
-  /// The application's own schemes of URLs, in lower case.
+  /// The application's own URL schemes, in lower case.
   explicit ExplainPhone(std::vector<std::string> urlSchemes);
   ExplainPhone(const ExplainPhone&) = delete;
   ExplainPhone& operator=(const ExplainPhone&) = delete;
   ~ExplainPhone();
 
-  /// Runs `before` and then `work` in a process of their own and tells what came of `work`.
+  /// Runs `before` and then `work` in a new process and reports what `work` leads to.
   Observation observe(const Work& work, const Work& before = {});
-  /// Tells of more in the process of the last observation.
+  /// Reports what more work leads to in the process of the last observation.
   Observation observeNext(const Work& work);
-  /// Runs `work` in that process, unobserved; what it raises is its caller's.
+  /// Runs `work` in that process, unobserved; the caller handles what it raises.
   void inProcess(const Work& work);
 
  private:

@@ -31,7 +31,7 @@ bool isWholeNumber(const Value& value) {
   return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// What stands around a place in a text.
+/// The text around a position.
 std::string surroundings(std::string_view text, Position position) {
   constexpr std::size_t before = 16;
   constexpr std::size_t after = 12;
@@ -45,7 +45,7 @@ std::string surroundings(std::string_view text, Position position) {
          inQuotes(beginning(text.substr(offset), after));
 }
 
-/// Of a text that the module cannot read.
+/// The problem of a text that the module cannot read.
 Problem unreadableTextProblem(const Payload& payload, const Spot& spot) {
   const std::string_view text = payload.addInfo->text();
   if (payload.textProblem) {
@@ -81,7 +81,7 @@ std::optional<Problem> halfProblem(const Value& conversion, const char* half, co
                  "give \"conversion\" both \"group\" and \"event\"", half};
 }
 
-/// A link outside RFC 3986: which URL it gives depends on the release that the application was linked with.
+/// The problem of a link outside RFC 3986: its URL depends on the release that the application was linked with.
 std::optional<Problem> encodingProblem(const Value& link, const Spot& spot) {
   const auto url = link.ifString() ? platform::URL::URLWithString(link.text()) : std::nullopt;
   if (!url || url->absoluteString() == link.text()) return std::nullopt;
@@ -293,7 +293,7 @@ std::optional<std::size_t> buttonIndex(const Payload& payload, std::string_view 
     const Value* button = PLMessaging::shared().getActionButtonById(&text, buttons);
     if (button == nullptr) return std::nullopt;
     return static_cast<std::size_t>(button - buttons->elements().data());
-  } catch (const platform::Exception&) {  // at a button before it
+  } catch (const platform::Exception&) {  // raised for an earlier button
     return std::nullopt;
   }
 }

@@ -1,4 +1,4 @@
-// What comes of a payload as a table for people: a block for each happening, those with the same outcome in one.
+// What a payload leads to as a table for people: one block for all happenings with the same outcome.
 
 #include <algorithm>
 #include <array>
@@ -53,7 +53,7 @@ std::string entryText(const Value& entry) {
   return text;
 }
 
-/// A text as lines of at most so many columns; what has no space stays whole.
+/// A text as lines of at most `width` columns; a word longer than that stays whole.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines{""};
   while (!text.empty()) {

@@ -27,13 +27,13 @@ using platform::Value;
 
 ApplicationObjects& all() { return platform::Process::shared<ApplicationObjects>(); }
 
-/// What all objects of the application have; the class of each is a subclass made by ApplicationObjects.
+/// What all objects of the application have in common; ApplicationObjects makes a subclass for the class of each.
 class ApplicationObject {
  public:
   explicit ApplicationObject(std::string name) : name_(std::move(name)) {}
   [[nodiscard]] const std::string& name() const { return name_; }
 
-  static constexpr const char* className = "object of the application";  // no name that a scenario can give
+  static constexpr const char* className = "object of the application";  // a name that no scenario can use
   static void defineClass(platform::ClassFace<ApplicationObject>& face) {
     face.method<&ApplicationObject::respondsToSelector>("respondsToSelector:")
         .method<&ApplicationObject::forwardingTargetForSelector>("forwardingTargetForSelector:")
@@ -41,7 +41,7 @@ class ApplicationObject {
   }
 
  private:
-  // An interceptor is asked this before it is called, so one that leads back to itself comes by here.
+  // An interceptor is sent this message before it is called, so one that leads back to itself is detected here.
   [[nodiscard]] bool respondsToSelector(SEL selector) const {
     StackLimit::check();
     return class_respondsToSelector(object_getClass(platform::objectOf(*this)), selector) ||

@@ -11,28 +11,28 @@
 namespace pellion {
 
 /// The objects of the application in one of its processes, as a scenario describes them: platform::Process::shared.
-/// Their classes are made at run time and have plain methods, as any application's. Each is made when it is first
-/// spoken of, and kept until the application lets go of it. What they hear and answer are events of the actor "app":
+/// Their classes are made at run time and have plain methods, as in any application. Each is made at its first use and
+/// kept until the application releases it. Its calls and answers are events of the actor "app". Main thread.
 /// "called" and "answered". Main thread.
 class ApplicationObjects {
  public:
-  /// Before anything else; the description outlives the process.
+  /// Call this before anything else; the description outlives the process.
   void describe(const ApplicationDescription& application) { application_ = &application; }
   [[nodiscard]] const ApplicationDescription& application() const { return *application_; }
 
   platform::Strong object(const std::string& name);
-  /// Null for no name.
+  /// Null when there is no name.
   platform::Strong object(const std::optional<std::string>& name) { return name ? object(*name) : platform::Strong(); }
-  /// Whether it is gone now, or else kept by somebody else.
+  /// Returns whether the object is gone now; false means that other code still keeps it.
   bool release(const std::string& name);
 
   [[nodiscard]] const Behaviour& behaviour(const std::string& name, Callback callback) const;
-  /// What `name` forwards to what its class lacks, or null.
+  /// The object to which `name` forwards messages that its class lacks, or null.
   platform::Strong forwardingTarget(const std::string& name);
 
  private:
   Class classOf(const std::string& name);
-  /// The class that `name` is an instance of or inherits from next.
+  /// The class of which `name` is an instance, or from which it inherits directly.
   [[nodiscard]] const std::optional<std::string>& next(const std::string& name) const;
 
   const ApplicationDescription* application_ = nullptr;

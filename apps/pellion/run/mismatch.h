@@ -6,7 +6,7 @@
 
 namespace pellion {
 
-/// One thing that is not as a scenario wants it.
+/// One difference from what a scenario expects.
 struct Mismatch {
   std::string place;  ///< such as "request 1, header mapid"
   std::string wanted;
@@ -14,7 +14,7 @@ struct Mismatch {
 };
 using Mismatches = std::vector<Mismatch>;
 
-/// "no URLs", "1 URL", "2 URLs"; the plural is given where it is not the singular with an s.
+/// "no URLs", "1 URL", "2 URLs". Pass the plural when it is not the singular with an s.
 inline std::string counted(std::size_t count, const std::string& one, const std::string& several = "") {
   return (count == 0 ? "no" : std::to_string(count)) + " " + (count == 1 ? one : several.empty() ? one + "s" : several);
 }

@@ -14,7 +14,7 @@ using platform::Value;
 
 namespace {
 
-/// Whether the step is an expectation that something was raised.
+/// Whether the step expects that something was raised.
 bool expectsRaised(const Step& step) { return step.kind->name == "expect" && step.argument.find("raised") != nullptr; }
 
 }  // namespace
@@ -35,7 +35,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Optio
                        .network = &network});
 }
 
-// The process goes first, so that nothing asks a backend that is no longer there.
+// The process is destroyed first, so that no code uses a backend that is already destroyed.
 ScenarioRun::~ScenarioRun() {
   phone_.terminate();
   backend_.reset();
@@ -57,7 +57,7 @@ bool ScenarioRun::run() {
   return !hasFailed_;
 }
 
-/// The host tells of an unusable configuration by the file in the phone's storage; what is to be corrected is here.
+/// The host's error names the file in the phone's storage; the text to correct is in the scenario.
 void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
   const auto fail = [&](std::string_view text) {
     const std::string file = phone_.configurationPath().string() + ": ";
@@ -131,7 +131,7 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
   backend_->setSecret(secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text()));
 }
 
-/// What the command says comes before what the scenario says; a scenario that says nothing means our backend.
+/// The command takes precedence over the scenario; a scenario without a server uses our backend.
 std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) const {
   if (options_.server) return options_.server;
   const std::pair<std::string_view, std::string> placeholders[] = {{"{backend}", backend_->url()},

@@ -21,51 +21,51 @@
 
 namespace pellion {
 
-/// One run of a scenario: a fresh phone, a backend of its own or somebody else's server, and what has happened so far.
+/// One run of a scenario: a new phone, its own backend or an external server, and the events so far.
 class ScenarioRun {
  public:
   struct Options {
-    std::optional<std::string> server = {};  ///< instead of a backend of our own
+    std::optional<std::string> server = {};  ///< replaces the run's own backend
     host::Clock::Kind clock = host::Clock::Kind::virtualTime;
     host::EventSink sink = {};  ///< called by one thread at a time
   };
 
-  /// The scenario and the network outlive this. For a run against a server the scenario must have passed
+  /// The scenario and the network outlive this object. For a run against a server the scenario must have passed
   /// refuseBackendSteps.
   ScenarioRun(const Scenario& scenario, host::Network& network, Options options);
   ScenarioRun(const ScenarioRun&) = delete;
   ScenarioRun& operator=(const ScenarioRun&) = delete;
   ~ScenarioRun();
 
-  /// Runs the steps up to the first failure; whether there was none. Throws InputError for a configuration that turns
-  /// out to be unusable.
+  /// Runs the steps up to the first failure; returns whether all passed. Throws InputError for a configuration that
+  /// turns out to be unusable.
   bool run();
 
-  // What the steps work with.
+  // For the steps:
   [[nodiscard]] const Scenario& scenario() const { return scenario_; }
   [[nodiscard]] host::Phone& phone() { return phone_; }
   [[nodiscard]] Backend& backend() { return *backend_; }
   /// "file:line:column"
   [[nodiscard]] std::string place(const JSONNode& node) const;
   void tell(std::string_view actor, std::string_view what, platform::Value details);
-  /// Ends the run after this step, as failed for what an expectation at that position found.
+  /// Ends the run after this step, as failed because of an expectation at that position.
   void fail(Position position, const Mismatches& mismatches);
-  /// Entries replace those of the same name; null takes one away.
+  /// Entries replace those of the same name; null removes an entry.
   void configure(std::span<const platform::Value::Entry> overrides);
-  /// Whether a notification of that name has not been told of before.
+  /// Whether this is the first event for a notification of that name.
   bool isNews(std::string_view name) { return known_.emplace(name).second; }
-  /// The App Group of the configuration, when there is one.
+  /// The App Group of the configuration, if it has one.
   [[nodiscard]] std::optional<std::string> appGroup() const;
-  /// Runs `work` inside the process and turns the main queue. What happens on other threads meanwhile is told after
-  /// what the main thread does at this instant, so that a timeline reads the same each time.
+  /// Runs `work` inside the process and turns the main queue. Events of other threads meanwhile are reported after
+  /// those of the main thread at this instant, so that a timeline reads the same each time.
   void inProcess(const std::function<void()>& work);
-  /// Lets time pass inside the process.
+  /// Advances the time inside the process.
   void letPass(std::chrono::nanoseconds duration);
-  /// Runs `work`; what it raises is told and kept. The next step must ask for it, else the run fails.
+  /// Runs `work`; reports and keeps what it raises. The next step must expect it, otherwise the run fails.
   void attempt(std::string_view actor, const std::function<void()>& work);
-  /// The details of the events of this kind since the last call for it.
+  /// The details of the events of this kind since the last call for this kind.
   std::vector<platform::Value> take(std::string_view actor, std::string_view what);
-  /// What was raised since the last call, as "name: reason".
+  /// The exceptions raised since the last call, as "name: reason".
   std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }
 
  private:

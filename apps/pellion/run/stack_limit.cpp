@@ -7,7 +7,7 @@
 namespace pellion {
 namespace {
 
-constexpr std::ptrdiff_t deepest = 256 << 10;  // bytes: much for calls that have an end, little beside a stack
+constexpr std::ptrdiff_t deepest = 256 << 10;  // bytes: plenty for calls that end, a small part of a stack
 
 thread_local const char* beginning = nullptr;
 

@@ -2,8 +2,8 @@
 
 namespace pellion {
 
-/// How deep calls may go in its scope, on its thread. On the platform an application whose calls have no end overflows
-/// its stack and is ended; here whoever is on the way of such calls finds that out in time.
+/// Limits the depth of calls in its scope, on its thread. On the platform, endless recursion overflows the stack and
+/// ends the application. Here code that can be part of such a recursion calls check(), which detects it in time.
 class StackLimit {
  public:
   StackLimit();
@@ -11,7 +11,7 @@ class StackLimit {
   StackLimit& operator=(const StackLimit&) = delete;
   ~StackLimit();
 
-  /// Throws host::ProgrammingError when it is reached.
+  /// Throws host::ProgrammingError when the limit is reached.
   static void check();
 
  private:

@@ -32,8 +32,8 @@ Registry& registry() {
 
 constexpr const char* remedy = "; set TMPDIR to a directory that can be written and has room";
 constexpr const char* namePattern = "pellion-XXXXXX";
-// Whoever meets a directory with these rights and can lock it knows that its program was killed: it is locked first.
-// The sticky bit means nothing among files of one owner, and hardly anybody else sets it.
+// A directory that has these rights and can be locked belongs to a program that was killed: a directory is locked
+// before it gets them. The sticky bit has no effect among files of one owner and is hardly ever set otherwise.
 constexpr mode_t markedRights = S_IRWXU | S_ISVTX;
 
 int openDirectory(const std::filesystem::path& path) {
@@ -46,10 +46,10 @@ bool isAbandoned(int directory) {
          (found.st_mode & ALLPERMS) == markedRights && flock(directory, LOCK_EX | LOCK_NB) == 0;
 }
 
-/// What it holds may be secret.
+/// The content may be secret.
 void removeAbandoned(const std::filesystem::path& parent) {
   constexpr std::string_view pattern(namePattern);
-  std::error_code ignored;  // what cannot be seen or removed is somebody else's
+  std::error_code ignored;  // files that cannot be seen or removed belong to other users
   for (const auto& entry : std::filesystem::directory_iterator(parent, ignored)) {
     const std::string name = entry.path().filename();
     if (name.size() != pattern.size() || !name.starts_with(pattern.substr(0, pattern.find('X')))) continue;
@@ -63,7 +63,7 @@ void removeAbandoned(const std::filesystem::path& parent) {
 
 TemporaryDirectory::TemporaryDirectory() {
   const std::lock_guard lock(registry().mutex);
-  // In memory there is no disk to wait for. Whoever names a directory is believed.
+  // In memory there is no disk to wait for. A directory that the user names takes precedence.
   if (std::getenv("TMPDIR") == nullptr && make("/dev/shm")) return;
   std::error_code error;
   const std::filesystem::path parent = std::filesystem::temp_directory_path(error);
@@ -83,7 +83,7 @@ bool TemporaryDirectory::make(const std::filesystem::path& parent) {
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;  // what cannot be removed stays for the system to sweep
+  std::error_code ignored;  // the system cleans up what cannot be removed
   std::filesystem::remove_all(path_, ignored);
   const std::lock_guard lock(registry().mutex);
   registry().paths.erase(path_);
@@ -99,9 +99,9 @@ void TemporaryDirectory::write(const std::function<void()>& work) {
 }
 
 void TemporaryDirectory::removeAll() {
-  registry().mutex.lock();  // and never unlocked
+  registry().mutex.lock();  // never unlocked
   for (const std::filesystem::path& path : registry().paths) {
-    // Other threads may still write into it; once it is gone they cannot.
+    // Other threads may still write into it; once it is removed they cannot.
     constexpr int mostAttempts = 100;
     std::error_code ignored;
     for (int i = 0; i < mostAttempts && std::filesystem::exists(path, ignored); ++i) {

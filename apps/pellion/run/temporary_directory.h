@@ -5,22 +5,22 @@
 
 namespace pellion {
 
-/// A new directory that goes with its owner, or when the next is made after its program was killed: in memory where the
-/// system has a file system for that and TMPDIR names no other place.
+/// A new directory that its owner removes. If the program is killed, the next directory that is made removes it. It is
+/// in memory when the system has a file system for that and TMPDIR names no other place.
 class TemporaryDirectory {
  public:
-  /// Throws InputError when none can be made.
+  /// Throws InputError when no directory can be made.
   TemporaryDirectory();
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory();
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
-  /// Runs work that writes into such a directory. Throws InputError with what would help when a file cannot be written.
+  /// Runs `work`, which writes into such a directory. When a file cannot be written, throws InputError with a remedy.
   static void write(const std::function<void()>& work);
 
-  /// Removes all that there are, from any thread of a program that is about to end: whoever makes or removes one after
-  /// that waits for the end.
+  /// Removes all existing directories, from any thread of a program that is about to end. Code that makes or removes
+  /// one afterwards waits for the end.
   static void removeAll();
 
  private:

@@ -5,8 +5,8 @@
 
 namespace pellion {
 
-// Expectations of what the application hears and what reaches the platform of its answers; docs/scenario.md describes
-// them. Each adds what differs and gives, in few words, what was looked at.
+// Expectations of the calls that the application receives and of its answers that reach the platform; docs/scenario.md
+// describes them. Each adds the differences and returns a short text that says what was compared.
 
 extern const Shape listOfFetchResults;
 extern const Shape listOfPresentations;

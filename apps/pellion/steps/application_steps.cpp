@@ -26,7 +26,7 @@ void setDelegateOf(id owner, const std::optional<std::string>& name) {
   platform::send<void(id)>(owner, sel_registerName("setDelegate:"), objects().object(name).get());
 }
 
-/// What an application keeps of its interceptors: by name the identifier that it was given, if it was given one.
+/// The identifiers that an application keeps for its interceptors, by name; no value when it received none.
 struct InterceptorIDs {
   std::map<std::string, std::optional<std::string>> byName;
 };

@@ -4,7 +4,7 @@
 
 namespace pellion {
 
-// What the steps about the application and its delegates do; docs/scenario.md describes them.
+// The steps for the application and its delegates; docs/scenario.md describes them.
 void launch(ScenarioRun& run, const JSONNode& nothing);
 void startService(ScenarioRun& run, const JSONNode& nothing);
 void setDelegate(ScenarioRun& run, const JSONNode& name);
@@ -13,7 +13,7 @@ void registerInterceptor(ScenarioRun& run, const JSONNode& name);
 void unregisterInterceptor(ScenarioRun& run, const JSONNode& name);
 void release(ScenarioRun& run, const JSONNode& name);
 
-/// Throws InputError when the name, or null, is that of no delegate.
+/// Throws InputError unless the name is that of a delegate, or null.
 void checkDelegate(const Scenario& scenario, const JSONNode& name);
 
 }  // namespace pellion

@@ -44,7 +44,7 @@ const Field backendFields[] = {{"status", &statusShape},   {"body", &shapes::any
                                {"pace", &shapes::seconds}, {"endless", &endlessShape},
                                {"times", &timesShape},     {"connection", &connectionShape}};
 
-/// Entries that cannot stand beside each other.
+/// Entries that exclude each other.
 constexpr std::pair<std::string_view, std::string_view> contradictions[] = {
     {"raw", "status"}, {"raw", "body"},      {"raw", "bytes"},   {"raw", "headers"},
     {"bytes", "body"}, {"endless", "sends"}, {"endless", "then"}};

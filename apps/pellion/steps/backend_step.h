@@ -6,7 +6,7 @@ namespace pellion {
 
 extern const Shape backendShape;
 
-/// Tells the built-in backend how to answer, or how to misbehave.
+/// Configures how the built-in backend answers or misbehaves.
 void backend(ScenarioRun& run, const JSONNode& behaviour);
 
 }  // namespace pellion

@@ -11,7 +11,7 @@ using platform::Value;
 const Shape entriesShape{"a list of statistics entries", isList};
 const Field extensionFields[] = {{"leaves", &entriesShape}};
 
-/// Adds to what an earlier run has left.
+/// Appends to the entries of an earlier run.
 void leave(platform::UserDefaults& store, std::span<const Value> entries) {
   const Value earlier = store.objectForKey(pendingKey).value_or(Value::list({}));
   std::vector<Value> pending(earlier.elements().begin(), earlier.elements().end());

@@ -9,15 +9,15 @@ namespace pellion {
 
 extern const Shape extensionShape;
 
-/// The notification extension runs: another process of the phone, which shares with the application only the store of
-/// their App Group. It leaves statistics entries there and reads the badge.
+/// Runs the notification extension: another process of the phone, which shares only the store of their App Group with
+/// the application. It leaves statistics entries there and reads the badge.
 void runExtension(ScenarioRun& run, const JSONNode& work);
 
-// The keys that the application and its extension have agreed on.
+// The keys that the application and its extension use for the same data.
 inline constexpr std::string_view badgeKey = "pellionBadgeCount";
 inline constexpr std::string_view pendingKey = "pellionDidReceivePushNotification";
 
-/// What another process finds in the shared store.
+/// The value that another process finds in the shared store.
 std::optional<platform::Value> sharedValue(ScenarioRun& run, std::string_view key);
 
 }  // namespace pellion

@@ -13,7 +13,7 @@ using platform::Value;
 constexpr const char* absent = "(absent)";
 constexpr const char* nothing = "(nothing)";
 
-/// The entries in a request that carries some, in the details that the backend tells of it.
+/// The entries in a request that carries some, from the details that the backend reports for it.
 std::span<const Value> entriesIn(const Value& request, Mismatches& mismatches) {
   const Value& body = *request.find("body");
   if (body.isNull()) return {};

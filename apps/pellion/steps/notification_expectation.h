@@ -5,8 +5,8 @@
 
 namespace pellion {
 
-// Expectations of what came of notifications; docs/scenario.md describes them. Each adds what differs and gives, in few
-// words, what was looked at.
+// Expectations of what notifications lead to; docs/scenario.md describes them. Each adds the differences and returns a
+// short text that says what was compared.
 
 extern const Shape listOfEntries;
 extern const Shape badgeShape;

@@ -35,7 +35,7 @@ Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
   return Value::dictionary(entries);
 }
 
-/// By its name, where it has one; what it carries is told once.
+/// Reports a notification by its name, if it has one; its content is reported only once.
 void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
             std::string_view what, const Value::Entry& circumstance) {
   std::vector<Value::Entry> details{circumstance};

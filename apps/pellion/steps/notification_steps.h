@@ -9,7 +9,7 @@ extern const Shape responseShape;
 extern const Shape sessionEndShape;
 extern const Shape badgeStepShape;
 
-// What the steps about notifications do; docs/scenario.md describes them.
+// The steps for notifications; docs/scenario.md describes them.
 void deliver(ScenarioRun& run, const JSONNode& notification);
 void deliverInBackground(ScenarioRun& run, const JSONNode& notification);
 void respond(ScenarioRun& run, const JSONNode& response);
@@ -19,7 +19,7 @@ void endSession(ScenarioRun& run, const JSONNode& session);
 void activate(ScenarioRun& run, const JSONNode& nothing);
 void setBadge(ScenarioRun& run, const JSONNode& badge);
 
-// Throw InputError when the notification that the argument speaks of is none of the scenario's.
+// Throws InputError when the notification in the argument is not one of the scenario's.
 void checkNotificationName(const Scenario& scenario, const JSONNode& notification);
 void checkAnsweredName(const Scenario& scenario, const JSONNode& response);
 

@@ -24,13 +24,13 @@ using platform::BlockPtr;
 using platform::Strong;
 using platform::Value;
 
-/// What a kit's methods know of it.
+/// The data of a kit that its methods use.
 struct Rewiring {
   std::string name;
-  std::size_t place;             ///< among those of the process
-  Class superclass = nullptr;    ///< of the subclass that it has made
-  std::map<SEL, IMP> replaced;   ///< the code that was there before its own
-  std::map<SEL, SEL> exchanged;  ///< the selector of its own under which that code is found now
+  std::size_t place;             ///< its index among the kits of the process
+  Class superclass = nullptr;    ///< of the subclass that the kit has made
+  std::map<SEL, IMP> replaced;   ///< the code that the kit's methods replaced
+  std::map<SEL, SEL> exchanged;  ///< the kit's selector for the code that it exchanged with its own
 
   [[nodiscard]] IMP former(SEL selector) const {
     return superclass != nullptr ? class_getMethodImplementation(superclass, selector) : replaced.at(selector);
@@ -78,12 +78,12 @@ IMP implementation(Callback callback, std::size_t place) {
 }
 
 struct Target {
-  id owner;  ///< of the delegate
+  id owner;  ///< the object that has the delegate
   Strong delegate;
   std::span<const Callback> callbacks;
 };
 
-/// Has `install` put the kit's code in, for each callback that the delegate's class has a method for; their names.
+/// Makes `install` insert the kit's code for each callback that the delegate's class implements; returns their names.
 template <class Install>
 Value forEachMethod(const Rewiring& kit, const Target& target, Install install) {
   std::vector<Value> names;
@@ -97,7 +97,7 @@ Value forEachMethod(const Rewiring& kit, const Target& target, Install install) 
   return Value::list(names);
 }
 
-// The ways of rewiring: each gives the names of the callbacks that the kit hears of from now on.
+// The ways of rewiring: each returns the names of the callbacks that the kit receives from now on.
 
 Value replaceMethods(Rewiring& kit, const Target& target) {
   return forEachMethod(kit, target, [&](SEL selector, Method method, IMP own) {

@@ -7,17 +7,17 @@
 
 namespace pellion {
 
-/// Another kit in the application, which rewires one of the two delegates in one of the ways that such kits have:
+/// Another kit in the application. It rewires one of the two delegates in one of the ways that such kits use:
 ///
-///   "replaces"    the methods that the delegate's class has, by its own
-///   "exchanges"   those methods with its own, which it then calls under selectors of its own to go on
-///   "subclasses"  the delegate, with its own methods before those of the class
-///   "reassigns"   the delegate: clears it and sets it again
+///   "replaces"    replaces the methods of the delegate's class by its own
+///   "exchanges"   exchanges those methods with its own, which then call the originals under the kit's selectors
+///   "subclasses"  makes the delegate an instance of a subclass whose methods come before those of the class
+///   "reassigns"   clears the delegate and sets it again
 ///
-/// Its methods pass on what they hear; each is an event "app" "called".
+/// Its methods pass on the calls that they receive; each is an event "app" "called".
 extern const Shape kitShape;
 
-/// So many can rewire in one scenario: a method that replaces another has to be a function of its own.
+/// The limit for one scenario: a method that replaces another has to be a separate function.
 inline constexpr std::size_t mostKits = 8;
 void checkKits(const Scenario& scenario, const JSONNode& kit);
 

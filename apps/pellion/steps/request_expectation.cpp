@@ -14,7 +14,7 @@ using platform::Value;
 
 constexpr const char* absent = "(absent)";
 
-/// Adds a row under a place if two texts differ; tokens are shown masked.
+/// Adds a row for a place if two texts differ; tokens are masked.
 struct Comparison {
   std::string place;
   Mismatches& mismatches;
@@ -136,7 +136,7 @@ void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& 
 
 void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
                               Mismatches& mismatches) {
-  // A bipartite matching by augmenting paths: an element with few demands gives way to one with more.
+  // A bipartite matching by augmenting paths: an element with few conditions yields to one with more.
   constexpr auto nobody = static_cast<std::size_t>(-1);
   std::vector<std::size_t> takenBy(found.size(), nobody);
   std::vector<bool> tried;

@@ -10,17 +10,17 @@
 
 namespace pellion {
 
-/// What a wanted request may look like in a scenario. What it does not name may be anything.
+/// The form of an expected request in a scenario. Parts that it does not name may have any value.
 extern const Shape requestShape;
 
-/// As many requests as `wanted` has elements, each as the element in its place says.
+/// Expects as many requests as `wanted` has elements, each matching the element at its position.
 void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& found, Mismatches& mismatches);
 
-/// The same, but each request may be any of the elements.
+/// The same, but each request may match any of the elements.
 void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
                               Mismatches& mismatches);
 
-/// A list of JSON values, element by element: an object may have more entries than wanted. Places are "what 1" and on.
+/// Compares lists of JSON values by element; objects may have more entries than wanted. Places are "what 1" and so on.
 void expectElements(const std::string& what, std::span<const platform::Value> wanted,
                     std::span<const platform::Value> found, Mismatches& mismatches);
 

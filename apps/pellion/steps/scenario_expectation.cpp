@@ -18,7 +18,7 @@ using platform::Value;
 /// A kind of expectation: a name in an "expect" step. A new one is a new row of the table below.
 struct ExpectationKind {
   Field field;
-  /// Adds what differs to `mismatches`; gives what was looked at, in few words.
+  /// Adds the differences to `mismatches`; returns a short text that says what was compared.
   std::string (*check)(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);
   bool needsBackend = false;
 };

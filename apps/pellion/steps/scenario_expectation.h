@@ -4,14 +4,14 @@
 
 namespace pellion {
 
-/// What an "expect" step may look like, from the table of the kinds of expectation in scenario_expectation.cpp.
+/// The form of an "expect" step, from the table of the kinds of expectation in scenario_expectation.cpp.
 extern const Shape expectationShape;
 
-/// Compares all that the step names with what has happened since the last such step, and tells of the outcome. A
+/// Compares everything that the step names with the events since the last such step, and reports the outcome. A
 /// mismatch ends the run.
 void expect(ScenarioRun& run, const JSONNode& expectation);
 
-/// Throws InputError for the first step or expectation that needs the backend of our own.
+/// Throws InputError for the first step or expectation that needs the built-in backend.
 void refuseBackendSteps(const Scenario& scenario);
 
 }  // namespace pellion

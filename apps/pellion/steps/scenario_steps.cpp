@@ -31,7 +31,7 @@ void token(ScenarioRun& run, const JSONNode& hex) {
 }
 
 void failToRegister(ScenarioRun& run, const JSONNode& error) {
-  constexpr std::int64_t notEntitled = 3000;  // what the platform gives for an application that may not register
+  constexpr std::int64_t notEntitled = 3000;  // the platform's error code for an application that may not register
   run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
   run.inProcess([&] {
     host::failToRegisterForRemoteNotifications(
@@ -39,7 +39,7 @@ void failToRegister(ScenarioRun& run, const JSONNode& error) {
   });
 }
 
-/// What the user decides, and under which key of the configuration the core library finds it.
+/// The user's decisions, and the configuration key under which the core library finds each.
 constexpr std::pair<std::string_view, std::string_view> consentKeys[] = {{"anonymousUser", "ANONYMOUS_USER"},
                                                                          {"anonymousTracking", "ANONYMOUS_TRACKING"},
                                                                          {"anonymousId", "ANONYMOUS_ID"},

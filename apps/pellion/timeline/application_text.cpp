@@ -26,7 +26,7 @@ std::string joined(const Value& texts) {
   return text.empty() ? "nothing" : text;
 }
 
-/// What the callback with that entry in the table tells of.
+/// The text for what the callback with that entry in the table reports.
 template <class T>
 std::string newsOf(const std::string& text, T CallbackKind::*entry) {
   const auto kind =

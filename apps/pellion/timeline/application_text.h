@@ -4,8 +4,8 @@
 
 namespace pellion {
 
-// What a timeline says of the application's objects, of other kits, and of the platform that asks and is answered: rows
-// of the table in event_text.cpp.
+// The timeline's texts for the application's objects, for other kits, and for the platform's questions and the answers
+// it gets: rows of the table in event_text.cpp.
 
 Lines wasCalled(const platform::Value& details);
 Lines answered(const platform::Value& details);

@@ -18,7 +18,7 @@ namespace {
 using platform::Value;
 Span label(const std::string& text) { return {padded(text, 10), Ink::faint}; }
 
-/// Names and values in two columns behind a label that is written once.
+/// Names and values in two columns after a label that is written once.
 void appendPairs(Lines& lines, const std::string& title, const Pairs& pairs, std::size_t width) {
   for (const auto& pair : pairs) {
     lines.push_back({label(&pair == &pairs.front() ? title : ""),
@@ -33,7 +33,7 @@ Pairs pairsOf(const Value& list) {
   return pairs;
 }
 
-/// What any HTTP client adds, in as few lines as it takes: it is seldom what one looks for.
+/// The fields that any HTTP client adds, in as few lines as possible, because they are seldom of interest.
 void appendTransportFields(Lines& lines, const Pairs& fields) {
   constexpr std::size_t widest = 80;
   std::string text;
@@ -112,7 +112,7 @@ std::string durationText(const Value& seconds) {
   return text + digits.data();
 }
 
-/// "sends half the body, then resets the connection"; empty for an answer as it should be.
+/// "sends half the body, then resets the connection"; empty for a regular answer.
 std::string misbehaviour(const Value& details) {
   std::string text;
   const auto add = [&](const std::string& part) { text.append(text.empty() ? "" : ", ").append(part); };
@@ -197,7 +197,7 @@ Lines log(const Value& details) {
 
 Lines met(const Value& details) { return {{{"✓ ", Ink::good}, {textAt(details, "checked")}}}; }
 
-/// Side by side where that fits a usual line, else one under the other, where differences show as well.
+/// Side by side if that fits a usual line; otherwise one below the other, which also shows differences.
 Lines unmet(const Value& details) {
   constexpr std::size_t widest = 44;
   Lines lines{{{"✗ ", Ink::bad}, {textAt(details, "place"), Ink::bad}}};
@@ -298,7 +298,7 @@ Lines linesOf(const host::Event& event) {
   const auto telling = std::ranges::find_if(
       tellings, [&](const Telling& row) { return row.actor == event.actor && row.what == event.what; });
   if (telling != std::end(tellings)) return telling->tell(event.details);
-  // Whoever tells of something new is understood before a row of its own is written.
+  // An event without a row of its own is shown in this general form.
   return pairsUnder(event.what, event.details);
 }
 

@@ -5,8 +5,8 @@
 
 namespace pellion {
 
-/// What a timeline says of an event: a first line for what happened, under it what belongs to it. Nothing for events
-/// that go without saying.
+/// The timeline's text for an event: a first line that says what happened, and below it the details. Empty for events
+/// that need no mention.
 Lines linesOf(const host::Event& event);
 
 }  // namespace pellion

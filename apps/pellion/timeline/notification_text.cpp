@@ -9,7 +9,7 @@ namespace {
 
 using platform::Value;
 
-/// The beginning of a text that may be of any length.
+/// The beginning of a text of any length.
 std::string elided(std::string text) {
   constexpr std::size_t longest = 160;
   if (text.size() <= longest) return text;
@@ -28,7 +28,7 @@ Value objectIn(const Value& text) {
   return json && json->ifDictionary() != nullptr ? *json : Value();
 }
 
-/// A payload in columns; the JSON text of an addInfo opened, for all that matters stands in it.
+/// A payload in columns, with the JSON text of an addInfo expanded, because it contains all that matters.
 void appendPayload(Lines& lines, const Value& payload) {
   const std::size_t width = widthOfNames(entriesOf(payload)) + 2;
   if (payload.entries().empty()) lines.push_back({{"(an empty payload)", Ink::faint}});
@@ -50,7 +50,7 @@ Span nameOf(const Value& details) {
   return {name.isNull() ? "a notification" : compactJSON(name), Ink::strong};
 }
 
-/// A first line, and what the notification carries where the event tells it.
+/// A first line, and the notification's content if the event contains it.
 Lines withPayload(Line first, const Value& details) {
   Lines lines{std::move(first)};
   if (const Value* payload = details.find("payload")) appendPayload(lines, *payload);

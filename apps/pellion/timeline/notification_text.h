@@ -4,7 +4,7 @@
 
 namespace pellion {
 
-// What a timeline says of notifications and of what comes of them: rows of the table in event_text.cpp.
+// The timeline's texts for notifications and what they lead to: rows of the table in event_text.cpp.
 
 Lines delivered(const platform::Value& details);
 Lines responded(const platform::Value& details);

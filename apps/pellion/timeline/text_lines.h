@@ -11,7 +11,7 @@ namespace pellion {
 
 enum class Ink { plain, faint, strong, good, bad, actor };
 
-/// A text for a terminal: nothing that it holds steers the terminal but its ink.
+/// A text for a terminal: its content cannot control the terminal, except that `ink` sets the colour.
 std::string painted(std::string_view text, Ink ink, bool inColour);
 
 struct Span {
@@ -20,14 +20,14 @@ struct Span {
 };
 using Line = std::vector<Span>;
 
-// What the texts of all events are made of.
+// The parts that the texts of all events use.
 
 using Lines = std::vector<Line>;
 using Pairs = std::vector<std::pair<std::string, std::string>>;  ///< names and values
 
 /// Null for absent.
 const platform::Value& at(const platform::Value& details, std::string_view key);
-/// A text as it is, bytes in hexadecimal, anything else as JSON.
+/// A text unchanged, bytes in hexadecimal, anything else as JSON.
 std::string textOf(const platform::Value& value);
 std::string textAt(const platform::Value& details, std::string_view key);
 

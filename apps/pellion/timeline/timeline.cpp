@@ -20,7 +20,7 @@ using platform::Value;
 
 constexpr std::size_t timeWidth = 9;
 constexpr std::size_t actorWidth = 12;
-constexpr std::size_t largestEvent = 16'384;  // bytes; a few small ones can unpack to a hundred screens
+constexpr std::size_t largestEvent = 16'384;  // bytes; a few small events can unpack to a hundred screens
 
 std::string timeText(std::chrono::nanoseconds time) {
   std::array<char, 32> text{};
@@ -29,7 +29,7 @@ std::string timeText(std::chrono::nanoseconds time) {
   return text.data();
 }
 
-/// The pairs that are not in `last`, which has the same names in the same order; else nothing.
+/// The pairs that are not in `last`, if `last` has the same names in the same order; otherwise nothing.
 std::optional<Value> differing(const Value& pairs, const Value& last) {
   const auto now = pairs.elements();
   const auto before = last.elements();
@@ -44,7 +44,7 @@ std::optional<Value> differing(const Value& pairs, const Value& last) {
   return Value::list(left);
 }
 
-/// A request without what is as in the last one to the same path.
+/// A request without the parts that equal those of the last request to the same path.
 Value abridged(const Value& request, const Value& last) {
   if (last.isNull() || *last.find("path") != *request.find("path")) return request;
   std::vector<Value::Entry> entries(request.entries().begin(), request.entries().end());
@@ -106,7 +106,7 @@ void Timeline::operator()(const host::Event& event) {
 
 bool Timeline::passesOver(const host::Event& event) const {
   if (event.what == "log") return !options_.withLog;
-  if (event.what == "synchronized") return true;  // follows what was stored, in the same moment
+  if (event.what == "synchronized") return true;  // follows the event of what was stored, at the same moment
   return event.actor == "network" && event.what != "failed" && !options_.withNetwork;
 }
 

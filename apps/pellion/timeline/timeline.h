@@ -9,15 +9,15 @@
 
 namespace pellion {
 
-/// Tells of events as a person reads them: when, who, what, and under it what belongs to it, aligned. A time is
-/// written where it changes. Not for several threads at once.
+/// Shows events for a person to read: when, who, what, and below that the details, aligned. A time is written when it
+/// changes. Not thread-safe.
 class Timeline {
  public:
   struct Options {
     bool inColour = false;
     bool withLog = false;      ///< the module's log lines
-    bool abridges = false;     ///< of a request only what is not as in the one before it
-    bool withNetwork = false;  ///< what the phone sends and receives, where no backend of ours shows it
+    bool abridges = false;     ///< shows only what differs from the request before
+    bool withNetwork = false;  ///< what the phone sends and receives, when no built-in backend shows it
   };
 
   Timeline(std::ostream& out, Options options) : out_(out), options_(options) {}
@@ -34,9 +34,9 @@ class Timeline {
   platform::Value lastRequest_;
 };
 
-/// Whether this file descriptor is a terminal that obeys escape sequences.
+/// Whether this file descriptor is a terminal that supports escape sequences.
 bool isTerminal(int fileDescriptor);
-/// Whether to colour what goes there: to a terminal, unless NO_COLOR says otherwise.
+/// Whether to colour output to this file descriptor: yes for a terminal, unless NO_COLOR says otherwise.
 bool wantsColour(int fileDescriptor);
 
 }  // namespace pellion
