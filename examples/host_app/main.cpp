@@ -1,5 +1,5 @@
-// A simulated phone with the shop on it, its user, and a backend: a short day. The phone calls the application's
-// delegates and knows nobody else. Ends with 1 when what comes of the day is not as expected.
+// Plays a short day on a simulated phone with the shop on it, its user, and a backend. The phone calls the
+// application's delegates and nothing else. Ends with 1 when the day does not go as expected.
 
 #include <algorithm>
 #include <cerrno>
@@ -57,7 +57,7 @@ const Value& at(const Value& dictionary, std::string_view key) {
 
 std::string textAt(const Value& dictionary, std::string_view key) { return at(dictionary, key).description(); }
 
-/// A request: a device token, or what became of a notification.
+/// A request: a device token, or what happened to a notification.
 std::string textOf(const pellion::ReceivedRequest& request) {
   if (const std::string* token = request.findHeader("notificationid")) {
     const std::string* device = request.findQueryItem("deviceid");
@@ -75,7 +75,7 @@ std::string textOf(const pellion::ReceivedRequest& request) {
   return text.empty() ? request.method + ' ' + request.target : text;
 }
 
-/// What the phone does, and hears of the application.
+/// What the phone does, and what the application tells it.
 std::string textOf(const host::Event& event) {
   const auto detail = [&](const char* key) { return textAt(event.details, key); };
   if (event.what == "fetched") return detail("result") == "0" ? "hears that there is new data" : "hears of no new data";
@@ -86,7 +86,7 @@ std::string textOf(const host::Event& event) {
   return std::string(event.what);
 }
 
-/// What the phone stores, for one day.
+/// The phone's storage for one day.
 class Storage {
  public:
   Storage() {
@@ -97,7 +97,7 @@ class Storage {
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
   ~Storage() {
-    std::error_code ignored;  // what cannot be removed stays among the temporary files
+    std::error_code ignored;  // files that cannot be removed stay in the temporary directory
     std::filesystem::remove_all(path_, ignored);
   }
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
@@ -121,7 +121,7 @@ class Day {
     phone_.launch();
   }
 
-  /// Something happens, then all that comes of it, requests included.
+  /// Runs an event and all that it leads to, requests included.
   void happens(std::string_view what, const std::function<void()>& work) {
     std::cout << what << '\n';
     const host::ProcessScope scope(*phone_.process());
@@ -130,7 +130,7 @@ class Day {
     for (const pellion::ReceivedRequest& request : backend_.takeRequests()) came("backend", textOf(request));
   }
 
-  /// Another process looks at what the application shares with it.
+  /// Another process reads what the application shares with it.
   void lookFromExtension() {
     phone_.runExtension([this] {
       const auto badge = platform::UserDefaults::initWithSuiteName(appGroup)->objectForKey("pellionBadgeCount");
@@ -138,7 +138,7 @@ class Day {
     });
   }
 
-  /// Says where the day first went otherwise than expected.
+  /// Prints where the day first differed from the expectation.
   [[nodiscard]] bool isAsExpected() const {
     const auto [found, wanted] = std::ranges::mismatch(came_, expected);
     if (found == came_.end() && wanted == std::end(expected)) return true;
@@ -153,7 +153,7 @@ class Day {
     came_.push_back(std::string(actor) + ": " + what);
   }
 
-  // The platform's events come on the main thread, those of others on any.
+  // Events of the platform arrive on the main thread, the others on any thread.
   void receive(const host::Event& event) {
     if (event.actor == "platform") came("phone", textOf(event));
   }

@@ -9,14 +9,14 @@
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 
-// A shop, as its developer writes it. Besides one call, PLMessaging::startService(), nothing here knows of the module.
+// A shop, as its developer writes it. Except for one call, PLMessaging::startService(), no code here uses the module.
 
 /// The application's delegate.
 class ShopApplication {
  public:
-  /// The application's icon shows how many things are in the basket.
+  /// The application's icon shows the number of things in the basket.
   void fillBasket(std::int64_t count);
-  /// From now on members are answered.
+  /// From now on the delegate for members responds.
   void signIn();
 
   static constexpr const char* className = "ShopApplication";
@@ -34,7 +34,7 @@ class ShopApplication {
 using PresentationHandler = platform::BlockPtr<void(platform::UNNotificationPresentationOptions)>;
 using ResponseHandler = platform::BlockPtr<void()>;
 
-/// The notification center's delegate until somebody signs in.
+/// The notification center's delegate until a user signs in.
 class GuestNotifications {
  public:
   static constexpr const char* className = "GuestNotifications";
@@ -45,7 +45,7 @@ class GuestNotifications {
   void didReceive(id center, id response, ResponseHandler handler);
 };
 
-/// The one after that.
+/// The notification center's delegate after that.
 class MemberNotifications {
  public:
   static constexpr const char* className = "MemberNotifications";
