@@ -4,7 +4,7 @@
 
 namespace bench {
 
-/// Bytes that this program has asked `operator new` for so far.
+/// The number of bytes that this program has requested from `operator new` so far.
 std::size_t allocatedBytes();
 
 }  // namespace bench

@@ -1,4 +1,4 @@
-// What one notification costs in the module: recorded, searched, its click action resolved.
+// Measures what one notification costs in the module: recording, searching, resolving its click action.
 
 #include <benchmark/benchmark.h>
 
@@ -60,7 +60,7 @@ Value parsed(const std::string& json) {
   return PLMessaging::shared().parseBodyString(json).value();
 }
 
-/// Many keys, lists and levels, none of them the wanted one.
+/// Searches many keys, lists and levels, none of which has the wanted key.
 void searchHostile(benchmark::State& state, std::int64_t levels) {
   const bench::QuietPhone phone;
   Value tree = Value::dictionary({{"end", 1}});

@@ -1,4 +1,4 @@
-// What `pellion explain` takes for a whole payload, less the start of the program.
+// Measures `pellion explain` for a whole payload, without the start of the program.
 
 #include <benchmark/benchmark.h>
 
@@ -11,7 +11,7 @@ namespace {
 
 using platform::Value;
 
-/// A payload of 4 KiB with four buttons, which is what a phone shows.
+/// A payload of 4 KiB with four buttons, as many as a phone shows.
 std::string payload() {
   std::vector<Value> buttons;
   for (int i = 0; i < 4; ++i) {

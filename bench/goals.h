@@ -5,17 +5,17 @@
 #include <string>
 #include <vector>
 
-/// What a case must reach: a bound on what it measures, or on its ratio to another case of the same run.
+/// The goal of a case: a bound on its measured value, or on its ratio to another case of the same run.
 struct Goal {
   std::string name;
   std::optional<std::string> baseline;  ///< absent: the bound is in the unit
-  std::string unit;                     ///< "ns", "bytes", or empty where there is a baseline
+  std::string unit;                     ///< "ns", "bytes", or empty if there is a baseline
   bool isUpperBound;
   double bound;
 
   [[nodiscard]] bool isMetBy(double measured) const { return isUpperBound ? measured <= bound : measured >= bound; }
 };
 
-/// Reads a file of goals; its own first lines describe it. Throws std::runtime_error, "FILE:LINE: …", for what it
-/// cannot read.
+/// Reads a file of goals, whose first lines describe its format. Throws std::runtime_error, "FILE:LINE: …", for lines
+/// that it cannot read.
 std::vector<Goal> readGoals(const std::filesystem::path& file);

@@ -1,4 +1,4 @@
-// What the interception costs: a launch with the service, a callback through it, and the library itself.
+// Measures the interception: a launch with the service, a callback through it, and the library itself.
 
 #include <benchmark/benchmark.h>
 
@@ -26,7 +26,7 @@ using platform::Value;
 constexpr const char* didRegister = "application:didRegisterForRemoteNotificationsWithDeviceToken:";
 constexpr const char* willPresent = "userNotificationCenter:willPresentNotification:withCompletionHandler:";
 
-/// The application's delegate, with an implementation of its own.
+/// The application's delegate, with its own implementation.
 class Delegate {
  public:
   static constexpr const char* className = "Delegate";
@@ -40,7 +40,7 @@ class Delegate {
   std::int64_t calls_ = 0;
 };
 
-/// Hears a token and does nothing but count.
+/// Counts the tokens that it receives.
 class Interceptor {
  public:
   static constexpr const char* className = "Interceptor";
@@ -112,7 +112,7 @@ void presentForeign(benchmark::State& state, bool isIntercepted) {
   }
 }
 
-/// A launched application with both delegates, to which the service is about to come.
+/// A launched application with both delegates, before the service starts.
 class Launch {
  public:
   Launch() {
@@ -136,7 +136,7 @@ void startService(benchmark::State& state, bool countsBytes) {
     state.ResumeTiming();
     PLMessaging::startService();
     state.PauseTiming();
-    bytes = std::max(bytes, bench::allocatedBytes() - before);  // the first one interns what is shared
+    bytes = std::max(bytes, bench::allocatedBytes() - before);  // the first one interns shared data
     launch.reset();
     state.ResumeTiming();
   }

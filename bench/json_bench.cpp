@@ -1,4 +1,4 @@
-// What reading a push payload costs, from the text to the tree and its end.
+// Measures reading a push payload, from the text to the tree and its destruction.
 
 #include <benchmark/benchmark.h>
 #include <simdjson.h>
@@ -11,8 +11,8 @@
 
 namespace {
 
-/// A payload of 4 KiB, the most that a push may carry: an alert, the module's own entries, buttons and a campaign's
-/// data, of the length and depth that real ones have.
+/// A payload of 4 KiB, the largest that a push may carry: an alert, the module's own entries, buttons and a campaign's
+/// data, of realistic length and depth.
 std::string makePayload() {
   std::string text =
       R"({"aps":{"alert":{"title":"Your parcel is on its way","subtitle":"Order 8841-2207",)"

@@ -1,6 +1,6 @@
-// Runs the benchmarks and prints one table: each case's median, in nanoseconds (of the processor, or of real time where
-// the case asks for that) or in the bytes that it counts, its ratio to the case that it is measured against in the same
-// run, its goal and whether that is met. Ends with status 1 when a goal is missed, 2 when one cannot be judged.
+// Runs the benchmarks and prints one table. For each case it shows the median, in nanoseconds (of processor time, or of
+// real time if the case asks for it) or in the bytes that it counts, the ratio to its baseline case in the same run,
+// and its goal and whether that is met. Ends with status 1 when a goal is missed, 2 when one cannot be judged.
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Keeps the medians of a run, in its order, and says nothing meanwhile.
+/// Keeps the medians of a run, in its order, and prints nothing meanwhile.
 class Medians : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }
@@ -36,7 +36,7 @@ class Medians : public benchmark::BenchmarkReporter {
   }
 
   [[nodiscard]] const std::vector<std::string>& names() const { return names_; }
-  /// Negative for a case that was not run.
+  /// Negative for a case that did not run.
   [[nodiscard]] double of(const std::string& name) const {
     const auto found = medians_.find(name);
     return found == medians_.end() ? -1 : found->second;

@@ -7,8 +7,8 @@
 
 namespace bench {
 
-/// The number that a program was given as `name`. Throws std::invalid_argument for anything but digits, for a number
-/// below `least`, and for one that does not fit.
+/// The number that a program received for the argument `name`. Throws std::invalid_argument for anything except digits,
+/// for a number below `least`, and for one that does not fit.
 template <class Number>
 Number numberFrom(std::string_view name, std::string_view text, Number least) {
   Number number{};

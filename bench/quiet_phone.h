@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// Takes every request and never answers: what is measured ends where the transport begins.
+/// Accepts every request and never answers, so that the measurement ends where the transport begins.
 class SilentSession : public platform::URLSession {
  public:
   std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest, DataTaskHandler) override {
@@ -22,7 +22,7 @@ class SilentSession : public platform::URLSession {
   }
 };
 
-/// A launched phone, current on this thread, on which nobody listens to the log.
+/// A launched phone, current on this thread, whose log has no listener.
 class QuietPhone {
  public:
   explicit QuietPhone(std::vector<platform::Value::Entry> overrides = {})

@@ -9,8 +9,8 @@
 #include "platform/class_face.h"
 #include "tests/support/test_process.h"
 
-// A message beside the plainest dynamic call there is. Both loops do the same to the same targets: only the call
-// differs. The order of sixteen targets is random and too long to be learnt.
+// Compares a message with the simplest dynamic call. Both loops do the same to the same targets: only the call differs.
+// The order of sixteen targets is random and too long for branch prediction to learn.
 
 namespace {
 

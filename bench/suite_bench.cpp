@@ -5,8 +5,8 @@
 
 #include "pellion/cli/scenario_suite.h"
 
-// What `pellion test` does with many scenarios, two at once: each reads its file, launches a phone, sends four requests
-// over real HTTP to a backend of its own and verifies them.
+// Measures `pellion test` with many scenarios, two at once: each reads its file, launches a phone, sends four requests
+// over real HTTP to its own backend and verifies them.
 
 namespace {
 

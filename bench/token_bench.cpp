@@ -1,4 +1,4 @@
-// What one token registration costs before anything reaches the network, and what a log line costs that nobody reads.
+// Measures one token registration up to the network, and a log line that has no listener.
 
 #include <benchmark/benchmark.h>
 

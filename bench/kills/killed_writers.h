@@ -22,20 +22,20 @@
 namespace bench {
 
 /// Kills writers of an item store at random moments while this program, which has no other thread, reads what they
-/// write. A writer stores numbered values in two items by turns, as fast as it can; it dies at a random byte of what it
-/// writes, every other one after a random number of this program's reads.
+/// write. A writer stores numbered values in two items alternately, as fast as it can. It dies at a random byte of its
+/// writes; every other writer dies after a random number of this program's reads instead.
 class KilledWriters {
  public:
   struct Counts {
     unsigned kills = 0;
-    unsigned storing = 0;      ///< of these, while a value was being stored
-    unsigned halfDone = 0;     ///< of these, with a transaction half done on the disk
-    std::uint64_t stored = 0;  ///< values whose writers were told that they are stored
+    unsigned storing = 0;      ///< of these, while storing a value
+    unsigned halfDone = 0;     ///< of these, with an unfinished transaction on the disk
+    std::uint64_t stored = 0;  ///< values that the store confirmed to their writers
     std::uint64_t reads = 0;
-    unsigned lost = 0;  ///< reads that found no value, or an older one than was stored or read before
-    unsigned torn = 0;  ///< reads that found what nobody had stored
-    unsigned left = 0;  ///< files beside the store after the next store
-    std::chrono::microseconds longestRead{};  ///< while a writer did nothing but store
+    unsigned lost = 0;  ///< reads that found no value, or one older than a value stored or read before
+    unsigned torn = 0;  ///< reads that found a value that no writer had stored
+    unsigned left = 0;  ///< files beside the store after the next store operation
+    std::chrono::microseconds longestRead{};  ///< while a writer did nothing except store
     std::vector<std::string> problems = {};
   };
 
@@ -49,7 +49,7 @@ class KilledWriters {
   ~KilledWriters() { munmap(progress_, sizeof(Progress)); }
 
   Counts run(unsigned kills) {
-    constexpr unsigned killsOfAStore = 8;  // so that some die while they make it
+    constexpr unsigned killsOfAStore = 8;  // so that some die while they create it
     for (unsigned i = 0; i < kills; ++i) {
       if (i % killsOfAStore == 0) {
         directory_.emplace(parent_);
@@ -68,7 +68,7 @@ class KilledWriters {
   };
   static constexpr std::array<const char*, 2> keys{"even", "odd"};
 
-  /// As many bytes as some pages or a part of one have, each of which tells the number.
+  /// A value of the length of part of a page to several pages; every byte depends on the number.
   static std::string valueOf(std::uint32_t number) {
     constexpr std::uint32_t mostBytes = 9'000;
     std::string value = std::to_string(number) + ' ';
@@ -86,7 +86,7 @@ class KilledWriters {
     const std::uint32_t begunBefore = lastBegun();
     const pid_t writer = fork();
     if (writer == 0) write(file, bytes);
-    // Opened after the fork: SQLite's handles may not be taken into another process.
+    // Opened after the fork: SQLite's handles must not be used in another process.
     host::ItemStore reader(file, [&](const std::string& problem) { counts_.problems.push_back(problem); });
     int status = 0;
     for (; waitpid(writer, &status, WNOHANG) == 0; readBoth(reader)) {

@@ -1,5 +1,5 @@
-// Kills writers of a store at random moments while another program reads it, and prints what came of it. Ends with
-// status 1 when a value was lost, torn or could not be had, or too few kills came in the midst of a transaction.
+// Kills writers of a store at random moments while another program reads it, and prints the results. Ends with status 1
+// when a value was lost, torn or unavailable, or when too few kills occurred during a transaction.
 //
 //   pellion_kills [KILLS [DIRECTORY [SEED]]]
 

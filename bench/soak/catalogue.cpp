@@ -36,7 +36,7 @@ std::string repeated(std::string_view text, std::size_t times) {
   return all;
 }
 
-/// Those of a folder's files that are JSON; nothing else reaches an application.
+/// The JSON files of a folder, because only JSON reaches an application.
 Texts filesIn(const std::filesystem::path& folder) {
   Texts texts;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -90,7 +90,7 @@ Texts deep() {
   return texts;
 }
 
-/// Of the largest size that the push service takes: one long text, many keys, escapes.
+/// Payloads of the largest size that the push service accepts: one long text, many keys, escapes.
 Texts large() {
   Texts texts;
   for (const char* filling : {"x", "\u00e9", "\\u00e9", R"(","k":")", R"(","k":{"a":[1,2]},"l":")"}) {
@@ -105,10 +105,10 @@ Texts large() {
   return texts;
 }
 
-/// addInfo with a few of its letters replaced.
+/// addInfo with a few letters replaced.
 Texts mutated() {
   constexpr std::string_view letters = R"({}[]":,\/ 0123456789eE+-.truefalsn)";
-  std::mt19937 random(1);  // the same ones on every run
+  std::mt19937 random(1);  // a fixed seed: the same payloads on every run
   const auto below = [&](std::size_t bound) { return random() % bound; };
   Texts texts;
   while (texts.size() < 120) {

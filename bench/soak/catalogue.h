@@ -12,7 +12,7 @@ struct PayloadKind {
   std::vector<std::string> texts;
 };
 
-/// The same payloads on every run: the examples and what is generated beside them. Needs a current process.
+/// Returns the same payloads on every run: the examples and generated ones. Needs a current process.
 std::vector<PayloadKind> payloadCatalogue(const std::filesystem::path& examples);
 
 }  // namespace soak

@@ -1,5 +1,5 @@
-// Soaks the module and its host: prints what they hold on the way, then each promise with what was measured. Ends with
-// status 1 when one is broken, 2 for options that it does not have.
+// Soaks the module and its host. Prints the resources that they hold as it goes, then each promise with its measured
+// value. Ends with status 1 when a promise is broken, 2 for unknown options.
 
 #include <unistd.h>
 
@@ -26,7 +26,7 @@ struct Option {
   std::size_t Options::*value;
   std::size_t least;
 };
-// What is held at the end is judged beside what was held after the first tenth.
+// The resources held at the end are compared with those held after the first tenth.
 constexpr std::array optionsThere{Option{"--notifications", &Options::notifications, 10},
                                   Option{"--phones", &Options::phones, 10},
                                   Option{"--http-every", &Options::overHTTP, 1}};
@@ -44,11 +44,11 @@ Options optionsFrom(int argc, char** argv) {
   return options;
 }
 
-/// The thread sanitizer has a thread of its own from the first one on.
+/// The thread sanitizer starts a thread of its own together with the first thread.
 void haveHadAThread() {
   std::string entry = "/proc/self/task/";
   std::thread([&] { entry += std::to_string(gettid()); }).join();
-  while (std::filesystem::exists(entry)) std::this_thread::yield();  // it is listed a moment longer
+  while (std::filesystem::exists(entry)) std::this_thread::yield();  // it stays listed a moment longer
 }
 
 bool print(const std::vector<Promise>& promises) {
@@ -67,7 +67,7 @@ bool print(const std::vector<Promise>& promises) {
 int main(int argc, char** argv) {
   try {
     const Options options = optionsFrom(argc, argv);
-    const pellion::TemporaryDirectory temporaryFiles;  // of this program alone, so that what is left there shows
+    const pellion::TemporaryDirectory temporaryFiles;  // used by this program alone, so that leftover files show
     setenv("TMPDIR", temporaryFiles.path().c_str(), 1);
     haveHadAThread();
     bool areKept = print(soakNotifications(options));

@@ -1,5 +1,5 @@
-// A million notifications through one phone, its process never ending. What the first of a payload and a way came to,
-// all later ones must come to as well.
+// Sends a million notifications through one phone whose process never ends. The first notification with each payload
+// and way sets the outcome that all later ones must repeat.
 
 #include <array>
 #include <chrono>
@@ -114,7 +114,7 @@ class Notifications {
     phone_->process()->setSessionFactory(inPlace ? host::Process::SessionFactory(acceptingSession) : nullptr);
   }
 
-  /// What else the life of an application brings.
+  /// Plays the other events in the life of an application.
   void playOtherEvents(std::size_t number) {
     phone_.run([&] {
       const Value token = Value::bytes(std::to_string(number % 7));
@@ -132,7 +132,7 @@ class Notifications {
     phone_.run([&] { phone_->process()->mainQueue().advance(std::chrono::seconds(3)); });
   }
 
-  /// The module keeps the id of each notification for as long as the process lives: once, however often it comes.
+  /// The module keeps the id of each notification as long as the process lives: once, however often it arrives.
   Promise promiseSmallIDRecord() {
     answerInPlace(true);
     const Usage before = Usage::now();

@@ -11,12 +11,12 @@
 
 namespace soak {
 
-/// What came of a notification, apart from when. Kept by events, which come on any thread.
+/// What a notification leads to, without times. Events update it on any thread.
 struct Outcome {
   std::atomic<int> requests = 0;
   std::atomic<int> logLines = 0;
-  std::atomic<int> answers = 0;  ///< of the application: presents, fetched, completed
-  std::atomic<int> opened = 0;   ///< URLs, refused ones too
+  std::atomic<int> answers = 0;  ///< from the application: presents, fetched, completed
+  std::atomic<int> opened = 0;   ///< URLs, including refused ones
   std::string raised;            ///< the exception's name and reason; main thread
 
   void heard(const host::Event& event);
@@ -24,7 +24,7 @@ struct Outcome {
   [[nodiscard]] std::string text() const;
 };
 
-/// A phone with the shop on it, whose directory goes with it.
+/// A phone with the shop on it, which removes its directory with it.
 class SoakPhone {
  public:
   SoakPhone(host::Network& network, const std::string& serverURL);
@@ -35,15 +35,15 @@ class SoakPhone {
 
   /// Launches the application with its delegates.
   void launch();
-  /// Runs `work` and, unless told otherwise, all that comes of it. What it raises is noted, as an application's crash
-  /// reporter would, and the process goes on.
+  /// Runs `work` and, unless the caller says otherwise, all that it leads to. Records what it raises, as an
+  /// application's crash reporter would, and the process continues.
   template <class Work>
   void run(Work work, bool untilIdle = true) {
     const host::ProcessScope scope(*phone_.process());
     try {
       work();
     } catch (const platform::Exception& exception) {
-      // Without the address that ends some reasons: it is another one each time.
+      // Without the address that ends some reasons, because it differs each time.
       outcome_.raised = exception.name() + ": " + exception.reason().substr(0, exception.reason().find(" 0x"));
     }
     if (untilIdle) phone_.process()->mainQueue().runUntilIdle();

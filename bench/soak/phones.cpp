@@ -1,5 +1,5 @@
-// A thousand phones in one program: launched, used, ended in the midst of their requests, launched again, gone. Ten
-// live at the same time and share a network; with each ten the network and the backend go too.
+// Runs a thousand phones in one program: launched, used, ended in the middle of requests, launched again, destroyed.
+// Ten live at the same time and share a network; the network and the backend are destroyed with each group of ten.
 
 #include <algorithm>
 #include <chrono>
@@ -32,7 +32,7 @@ std::vector<std::string> filesIn(const std::filesystem::path& directory) {
   return files;
 }
 
-/// A whole life, but that it ends before the answer to its last request.
+/// Plays a whole life, except that it ends before the answer to its last request.
 void use(SoakPhone& phone) {
   const Value token = Value::bytes("\x0a\xff");
   const Value payload = Value::dictionary(

@@ -7,7 +7,7 @@
 
 namespace soak {
 
-/// A host application: starts the service, answers all notifications, has click actions opened.
+/// A host application: starts the service, answers all notifications, and lets click actions open.
 class ShopApplication {
  public:
   static constexpr const char* className = "ShopApplication";
@@ -29,14 +29,14 @@ class ShopNotifications {
   void didRespond(id center, id response, platform::BlockPtr<void()> handler);
 };
 
-/// Another class, so that replacing the delegate replaces methods too.
+/// A different class, so that replacing the delegate replaces methods too.
 class MemberNotifications : public ShopNotifications {
  public:
   static constexpr const char* className = "MemberNotifications";
   static void defineClass(platform::ClassFace<MemberNotifications>& face);
 };
 
-/// Replaces the notification center's delegate by a new T, kept until the next one.
+/// Replaces the notification center's delegate with a new T, kept until the next replacement.
 template <class T>
 void answerNotificationsAs();
 void setBadge(std::int64_t number);

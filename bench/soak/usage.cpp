@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// An idle connection more or less, and the allocator's own unevenness: far below a byte lost with each of a million.
+// Allows for one idle connection more or less and for the allocator: far below one lost byte per notification.
 constexpr std::size_t residentToleranceKiB = 1024;
 constexpr std::size_t heapToleranceKiB = 256;
 
@@ -37,7 +37,7 @@ Usage Usage::now() {
   const auto heap = mallinfo2();
   return {.residentKiB = residentPages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024,
           .heapKiB = (heap.uordblks + heap.hblkhd) / 1024,
-          .descriptors = countIn("/proc/self/fd") - 1,  // less the one that looks
+          .descriptors = countIn("/proc/self/fd") - 1,  // without the one that this count uses
           .threads = countIn("/proc/self/task")};
 }
 
@@ -51,7 +51,7 @@ std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last) {
 
 std::vector<Promise> promiseNothingLeft(const Usage& before) {
   Usage after = Usage::now();
-  // A thread that has been joined is listed a moment longer.
+  // A joined thread stays listed a moment longer.
   for (int i = 0; i < 1'000'000 && after.threads > before.threads; ++i) {
     std::this_thread::yield();
     after.threads = countIn("/proc/self/task");

@@ -6,12 +6,12 @@
 
 namespace soak {
 
-/// What the program holds at this moment, as the system and the C library count it.
+/// The resources that the program holds now, as the system and the C library count them.
 struct Usage {
   static Usage now();
 
   std::size_t residentKiB;
-  std::size_t heapKiB;  ///< allocated and not freed: where the resident memory would hide a small leak, this shows it
+  std::size_t heapKiB;  ///< allocated and not freed: shows a small leak that the resident memory would hide
   std::size_t descriptors;
   std::size_t threads;
 };
@@ -22,9 +22,9 @@ struct Promise {
   bool isKept;
 };
 
-/// That memory has stayed level between two moments. Empty where a sanitizer keeps what is freed.
+/// Promises that memory stayed level between two moments. Empty if a sanitizer keeps freed memory.
 std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last);
-/// That the descriptors and threads of `before` are all that is left now.
+/// Promises that only the descriptors and threads of `before` are left now.
 std::vector<Promise> promiseNothingLeft(const Usage& before);
 
 }  // namespace soak
