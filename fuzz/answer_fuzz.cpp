@@ -6,14 +6,14 @@
 #include "services/http/http_exchange.h"
 #include "value/ascii.h"
 
-// A backend's answer, byte for byte: what the session makes of it, and what the token manager makes of that.
+// A backend's answer, byte for byte: how the session reads it, and how the token manager judges the result.
 
 namespace fuzz {
 namespace {
 
 using platform::Value;
 
-/// The same bytes to each request.
+/// A backend that answers every request with the same bytes, and a phone.
 struct Peers {
   void setAnswer(std::string_view bytes) { backend.answerWith({.raw = std::string(bytes)}); }
 
@@ -21,7 +21,7 @@ struct Peers {
   Phone phone{backend.url()};
 };
 
-/// What the session hands to a handler.
+/// What the session passes to a handler.
 struct Answer {
   int count = 0;
   std::optional<Value> data;
@@ -69,7 +69,7 @@ void requireWhole(const Answer& answer, std::string_view bytes) {
           "the body of an answer without fields is the rest of it");
 }
 
-/// The manager's judgement, and that it keeps the accepted token and no other.
+/// Checks the manager's judgement, and that it keeps only an accepted token.
 void requireJudged(Peers& peers, const Answer& answer) {
   static std::uint32_t tokens = 0;
   const std::string number = std::to_string(++tokens);
@@ -90,7 +90,7 @@ void requireJudged(Peers& peers, const Answer& answer) {
   require((kept == token) == isAccepted, "an accepted token is kept, another is not");
 }
 
-/// No request leaves the machine: an answer may send the client to any host that speaks TLS.
+/// Whether the answer may send the client to a host that speaks TLS; such answers are skipped: requests stay local.
 bool mayLeadAway(std::string_view answer) { return host::asciiLowercase(answer).find("https") != std::string::npos; }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include "value/ascii.h"
 #include "value/hexadecimal.h"
 
-// A scenario's hexadecimal text to bytes, and bytes to the texts of the module and of the host.
+// Converts a scenario's hexadecimal text to bytes, and bytes to the texts of the module and of the host.
 
 namespace fuzz {
 

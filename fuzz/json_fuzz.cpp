@@ -2,8 +2,8 @@
 #include "pellion/document/json_reader.h"
 #include "platform/json_serialization.h"
 
-// JSON text to Value and back; and beside it the reader of scenarios, another one over another library, which refuses
-// more: repeated names, deep nesting, encodings but UTF-8.
+// Converts JSON text to Value and back. Compares with the reader of scenarios, which uses another library and rejects
+// more: repeated names, deep nesting, encodings other than UTF-8.
 
 namespace fuzz {
 namespace {
@@ -35,7 +35,7 @@ Value rewritten(const Value& value) {
   return *again;
 }
 
-/// The first writing makes integers of some floating point numbers, -0.0 among them; the next ones change nothing.
+/// The first writing turns some floating point numbers into integers, -0.0 among them; later ones change nothing.
 void requireRoundTrip(const Value& value) {
   const Value settled = rewritten(rewritten(value));
   const Value text = platform::JSONSerialization::dataWithJSONObject(settled);
@@ -45,7 +45,7 @@ void requireRoundTrip(const Value& value) {
   require(again.description() == settled.description(), "equal values print alike", settled.description());
 }
 
-/// Whether the other reader must agree, so far as the text itself says.
+/// Whether the text alone allows the expectation that the other reader agrees.
 bool isCommon(std::string_view text) {
   return !text.starts_with("\xFF\xFE") && !text.starts_with("\xFE\xFF") && text.find('\0') == std::string_view::npos;
 }
@@ -58,7 +58,7 @@ void requireAgreement(std::string_view text, const std::optional<Value>& value) 
     require(!value || *value == other, "both readers read the same value", other.description());
   } catch (const pellion::DocumentError& error) {
     requireOneLineAbout("text", error.what());
-    // It also takes 0e999 for a number beyond the range.
+    // It also rejects 0e999 as a number out of range.
     const std::string_view why = error.text();
     const bool refusesMore = why.starts_with("nested too deeply") || why.ends_with("of the two out") ||
                              why.ends_with("Number too big to be stored in double");

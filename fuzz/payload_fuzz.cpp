@@ -6,15 +6,15 @@
 #include "messaging/PLNotificationHandler.h"
 #include "platform/notification_center.h"
 
-// A notification's payload, as JSON text, through a phone: delivered in the foreground and in the background, tapped,
-// dismissed, each of its buttons pressed. Where it holds its addInfo as an object, also with that as text.
+// Sends a notification's payload, as JSON text, through a phone: delivered in foreground and background, tapped,
+// dismissed, each button pressed. If it holds its addInfo as an object, also runs it with that as text.
 
 namespace fuzz {
 namespace {
 
 constexpr const char* tap = platform::UNNotificationDefaultActionIdentifier;
 
-/// The thread's, so that it goes before the thread's autorelease pools do.
+/// Belongs to the thread, so that it is destroyed before the thread's autorelease pools.
 Phone& phone() {
   thread_local Phone phone;
   return phone;
@@ -69,7 +69,7 @@ void respond(const Value& payload, const std::string& action) {
           "what a tap opens by itself the handler opens too", payload.description());
 }
 
-/// An event of the goal's name converts once; the next one does not. Where no id has been seen, it raises instead. The
+/// An event with the goal's name converts once; the next one does not. Without an id, the event raises instead. The
 /// goal "" stays reached and converts each time.
 void reachGoal(const Value& payload) {
   const PLMessaging& messaging = PLMessaging::shared();
@@ -87,7 +87,7 @@ void reachGoal(const Value& payload) {
   }
 }
 
-/// The application is started anew now and then, as it remembers every id. Every other time a session ends first, so
+/// Restarts the application from time to time, because it remembers every id. Every other time a session ends first, so
 /// that the goal is "" before there is an id.
 void relaunchSometimes() {
   static int runs = 0;
@@ -105,7 +105,7 @@ void requireSameSearch(const Value& payload) {
   }
 }
 
-/// Those of the first few buttons, and one that there is not.
+/// The actions of the first few buttons, and one that does not exist.
 std::vector<std::string> actionsOf(const Value& payload) {
   std::vector<std::string> actions{tap, platform::UNNotificationDismissActionIdentifier, "nobody's"};
   const Value* addInfo = search("addInfo", payload);

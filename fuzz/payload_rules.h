@@ -10,13 +10,13 @@
 #include "platform/user_notifications.h"
 #include "platform/value.h"
 
-// What must come of a payload, read off it in the plainest way: recursion, and no care for speed.
+// What a payload must lead to, computed in the simplest way: with recursion, and without regard to speed.
 
 namespace fuzz {
 
 using platform::Value;
 
-/// What must be recorded and opened, in a payload of the wrong kinds until the exception is raised.
+/// What must be recorded and opened; for a payload with values of the wrong kinds, until the exception is raised.
 struct Outcome {
   std::vector<Value> sent = {};  ///< entries without their timestamp
   std::vector<std::string> opened = {};
@@ -58,7 +58,7 @@ inline void openIfPossible(const Value* clickAction, Outcome& outcome) {
   if (isWeb && url) outcome.opened.push_back(url->absoluteString());
 }
 
-/// The addInfo and the id in it, where there are both. Throws WrongKind.
+/// The addInfo and the id in it, if both exist. Throws WrongKind.
 inline std::optional<std::pair<Value, Value>> identified(const Value& payload) {
   const Value* text = search("addInfo", payload);
   const std::optional<Value> addInfo = text != nullptr ? decoded(requireText(*text)) : std::nullopt;
@@ -94,7 +94,7 @@ inline const Value& buttonOf(const Value& addInfo, std::string_view action) {
     const Value* own = requireDictionary(button).find("action");
     if (own != nullptr && requireText(*own) == action) return button;
   }
-  throw WrongKind();  // there is nothing to record for such a response
+  throw WrongKind();  // such a response has nothing to record
 }
 
 inline Outcome outcomeOfResponse(const Value& payload, std::string_view action) {
@@ -116,7 +116,7 @@ inline Outcome outcomeOfResponse(const Value& payload, std::string_view action) 
   });
 }
 
-/// What the notification handler opens, which never raises and searches at fixed places.
+/// What the notification handler opens; it never raises and searches at fixed places.
 inline std::optional<std::string> clickActionOfResponse(const Value& payload, std::string_view action) {
   const auto text = [](const Value* value) {
     return value != nullptr && value->ifString() ? std::optional(std::string(value->text())) : std::nullopt;

@@ -16,20 +16,20 @@
 
 namespace fuzz {
 
-/// What happens on a phone.
+/// The events on a phone.
 struct Happenings {
   std::vector<platform::Value> uploads = {};  ///< the statistics of each request, whatever they are
-  std::vector<platform::Value> sent = {};     ///< statistics entries: what is in the uploads that are lists
-  std::vector<std::string> opened = {};       ///< URLs, also those that the platform refuses
-  std::vector<std::string> problems = {};     ///< that the stores report
-  std::vector<platform::Value> results = {};  ///< fetch results and presentation options that the platform was given
-  int heard = 0;                              ///< callbacks of the application's own
+  std::vector<platform::Value> sent = {};     ///< statistics entries: the elements of those uploads that are lists
+  std::vector<std::string> opened = {};       ///< URLs, including those that the platform refuses
+  std::vector<std::string> problems = {};     ///< reported by the stores
+  std::vector<platform::Value> results = {};  ///< fetch results and presentation options that the platform received
+  int heard = 0;                              ///< callbacks that the application itself received
   int completed = 0;                          ///< responses whose completion handler was called
-  int synchronized = 0;                       ///< requests that the shared store be written
+  int synchronized = 0;                       ///< requests to write the shared store
   bool raised = false;                        ///< the platform's exception
 };
 
-/// Both delegates of an application: hears of everything and answers at once.
+/// Both delegates of an application: receives every callback and answers at once.
 class Delegate {
  public:
   explicit Delegate(Happenings* happenings) : happenings_(happenings) {}
@@ -60,8 +60,8 @@ class Delegate {
   Happenings* happenings_;
 };
 
-/// A phone with an application that has started the service. Where it is told of no server, its requests are accepted
-/// without one.
+/// A phone with an application that has started the service. If it has no server URL, its requests are accepted without
+/// a server.
 class Phone {
  public:
   explicit Phone(const std::string& serverURL = {})
@@ -74,7 +74,7 @@ class Phone {
     launch();
   }
 
-  /// Starts the application, anew: what it remembers is gone.
+  /// Starts the application again: it loses everything that it remembers.
   void launch() {
     host::Process& process = phone_.launch();
     library_ = std::make_shared<test::RecordingCoreLibrary>(process, phone_.configurationPath(), phone_.keychain());
@@ -87,7 +87,7 @@ class Phone {
     PLMessaging::startService();
   }
 
-  /// What happens while `work` runs on the main thread, and of it afterwards, until so much time has passed.
+  /// What happens while `work` runs on the main thread, and what it leads to until `passing` has elapsed.
   template <class Work>
   Happenings observe(Work work, std::chrono::seconds passing = {}) {
     happenings_ = {};

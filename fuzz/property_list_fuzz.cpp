@@ -2,7 +2,7 @@
 #include "host/phone/configuration.h"
 #include "services/property_list/property_list.h"
 
-// A property list, XML or binary, to Value, to the binary form and back; and the configuration that it may be.
+// Converts a property list, XML or binary, to Value, to the binary form and back; also reads it as a configuration.
 
 namespace fuzz {
 namespace {
@@ -21,7 +21,7 @@ void requireRoundTrip(const Value& value) {
     return require(std::string_view(error.what()).ends_with("larger than the 4 MiB that a property list may have"),
                    "what can be read can be written", error.what());
   }
-  // By its text and, for the kinds, as it is written: nan equals not even itself.
+  // Compares the text and, for the kinds, the written form: nan does not even equal itself.
   const Value again = host::parsePropertyList(written, file);
   require(again.description() == value.description() && host::binaryPropertyList(again, file) == written,
           "what is written reads as the same value", value.description(), again.description());

@@ -1,5 +1,5 @@
-// What a target is linked with where it does not hunt: runs it over the files named and over those below the
-// directories named.
+// The main program of a target when it does not search for new inputs: runs it over the named files and over the files
+// below the named directories.
 
 #include <filesystem>
 #include <fstream>
@@ -14,7 +14,7 @@ namespace {
 void replay(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> input{std::istreambuf_iterator<char>(file), {}};
-  std::cout << path.string() << std::endl;  // at once: the last one shown is the one that ended the program
+  std::cout << path.string() << std::endl;  // flushes at once: the last path shown is the input that ended the program
   fuzz::run({input.data(), input.size()});
 }
 

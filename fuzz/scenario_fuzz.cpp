@@ -3,7 +3,7 @@
 #include "pellion/steps/scenario_steps.h"
 #include "platform/json_serialization.h"
 
-// A scenario document is read, not played: accepted whole, or refused with a place.
+// Reads a scenario document, without playing it: it must be accepted whole or rejected with a position.
 
 namespace fuzz {
 namespace {

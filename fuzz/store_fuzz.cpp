@@ -6,8 +6,8 @@
 #include "fuzz/phone.h"
 #include "services/property_list/property_list.h"
 
-// What stands in the shared store, which another process may have written: the file itself, where the input begins as
-// one does, and otherwise an item in a sound file, the badge count or the statistics that the extension has left.
+// The content of the shared store, which another process may have written. An input that begins like the file is used
+// as the file itself. Any other input is an item in an intact file: the badge count or the statistics of the extension.
 
 namespace fuzz {
 namespace {
@@ -27,7 +27,7 @@ std::string contentsOf(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Whether SQLite finds every page of the file as it must be.
+/// Whether SQLite finds every page of the file valid.
 bool isSound(const std::filesystem::path& path) {
   sqlite3* database = nullptr;
   std::string verdict;
@@ -42,9 +42,9 @@ bool isSound(const std::filesystem::path& path) {
   return verdict == "ok";
 }
 
-/// Two cases are left out. In a damaged file, SQLite may overwrite what it has just stored without a notice, so an item
-/// need not be found again. And a file of which nothing can be used is changed where it has a write-ahead log, as the
-/// store gives every file the rollback journal before it reads it.
+/// Two cases are left out. In a damaged file, SQLite may silently overwrite what it has just stored, so an item may not
+/// be found again. An unusable file with a write-ahead log changes, because the store switches every file to the
+/// rollback journal before it reads it.
 void useFile(std::string_view contents) {
   static const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "items.sqlite";
@@ -68,7 +68,7 @@ void useFile(std::string_view contents) {
   if (problems.size() == 3 && !hasLog) require(contentsOf(path) == contents, "a file that is no store stays as it is");
 }
 
-/// What the item reads as, or nothing.
+/// The value of the item, or nothing.
 std::optional<Value> readItem(std::string_view contents) {
   try {
     return host::parsePropertyList(contents, "item");
@@ -98,9 +98,9 @@ void requireBadge(const std::optional<Value>& item) {
   require(happenings.problems.empty() == item.has_value(), "an item that cannot be read is told of");
 }
 
-/// The pending list is asked for its count, and sent as it is when that is not 0: the module looks at no entry. Of the
-/// kinds that an item can have, a list and a dictionary have a count; the others raise. A list that JSON cannot hold
-/// (bytes, a number that is not finite) is removed like any other, but its request has no body to compare.
+/// The module asks the pending list for its count and sends it unchanged when that is not 0; it looks at no entry. Of
+/// the kinds that an item can have, a list and a dictionary have a count; the others raise. A list that JSON cannot
+/// hold (bytes, a number that is not finite) is removed like any other, but its request has no body to compare.
 void requireDrained(const std::optional<Value>& item) {
   const bool hasCount = item && (item->ifList() != nullptr || item->ifDictionary() != nullptr);
   const bool isDrained = hasCount && item->elements().size() + item->entries().size() != 0;
@@ -112,7 +112,7 @@ void requireDrained(const std::optional<Value>& item) {
   require(happenings.synchronized == (isDrained ? 1 : 0), "the store is written when it was emptied, and only then");
   const host::ProcessScope scope(*phone()->process());
   const auto left = platform::UserDefaults::initWithSuiteName(Phone::appGroup)->objectForKey(statisticsKey);
-  // By their text: nan equals not even itself.
+  // Compares the texts: nan does not even equal itself.
   require(describe(left) == describe(isDrained ? Value::list({}) : item), "what was sent is gone, and nothing else");
 }
 

@@ -6,15 +6,15 @@
 
 #include "platform/value.h"
 
-// A target is one function over an input of any bytes, and the rules that hold whatever the input is. libFuzzer calls
-// it with what it makes up; replay.cpp with the inputs that are kept.
+// A target is one function over an input of any bytes, with the rules that hold for every input. libFuzzer calls it
+// with generated inputs; replay.cpp calls it with the stored inputs.
 
 namespace fuzz {
 
-/// Each *_fuzz.cpp defines it. An exception that it lets out is a finding.
+/// Each *_fuzz.cpp defines it. An exception that leaves it is a finding.
 void run(std::string_view input);
 
-/// Unless the rule holds, says it with the details and ends the program: the input is a finding.
+/// If the rule does not hold, prints it with the details and ends the program: the input is a finding.
 template <class... Details>
 void require(bool holds, std::string_view rule, const Details&... details) {
   if (holds) return;
@@ -31,7 +31,7 @@ inline std::string_view textOf(platform::ByteView bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-/// An error's text is one line that begins with the file's name.
+/// Requires that an error's text is one line that begins with the file's name.
 inline void requireOneLineAbout(std::string_view file, std::string_view text) {
   require(text.size() > file.size() + 2 && text.starts_with(file) && text[file.size()] == ':' &&
               text.find('\n') == std::string_view::npos,

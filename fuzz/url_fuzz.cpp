@@ -9,16 +9,16 @@
 #include "services/url_reference.h"
 #include "value/ascii.h"
 
-// A text as a URL, for applications linked before release 17 and since: by RFC 3986 as written down here once more, and
-// by what would connect to it. Left out, as only ICU and the parser under test know: which texts beyond ASCII can be
-// encoded, what name IDNA makes of a host, and which hosts in brackets there are.
+// Reads a text as a URL, for applications linked before release 17 and since. Compares with RFC 3986 as written here
+// again, and with the code that connects. Leaves out what only ICU and the parser under test know: which non-ASCII
+// texts can be encoded, which name IDNA makes of a host, and which hosts in brackets exist.
 
 namespace fuzz {
 namespace {
 
 using platform::URL;
 
-/// A text taken apart as RFC 3986 does in its appendix B. An absent part differs from an empty one.
+/// A text split as in appendix B of RFC 3986. An absent part differs from an empty one.
 struct Parts {
   std::optional<std::string_view> scheme, authority, query, fragment;
   std::string_view path;
@@ -52,7 +52,7 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isLetter(char c) { return host::lowerASCII(c) >= 'a' && host::lowerASCII(c) <= 'z'; }
 bool isHexDigit(char c) { return isDigit(c) || (host::lowerASCII(c) >= 'a' && host::lowerASCII(c) <= 'f'); }
 
-/// Of unreserved characters, the delimiters within parts, `more` and percent-encoded bytes.
+/// Whether the text has only unreserved characters, delimiters within parts, `more` and percent-encoded bytes.
 bool isOf(std::string_view text, std::string_view more) {
   constexpr std::string_view marks = "-._~!$&'()*+,;=";
   for (std::size_t at = 0; at != text.size(); ++at) {
@@ -73,7 +73,7 @@ constexpr std::string_view inPassword = ":";
 constexpr std::string_view inPath = ":@/";
 constexpr std::string_view inQuery = ":@/?";
 
-/// What stands between "//" and the path. The host begins after the last "@", as none can hold one.
+/// The text between "//" and the path. The host begins after the last "@", because no host contains one.
 struct Authority {
   std::optional<std::string_view> user, password, port;
   std::string_view host;
@@ -92,7 +92,7 @@ struct Authority {
   }
 
   [[nodiscard]] bool isInBrackets() const { return host.starts_with('['); }
-  /// Where there is no encoding.
+  /// Whether it needs no encoding.
   [[nodiscard]] bool canStay() const { return isOf(host, "") && std::ranges::all_of(port.value_or(""), isDigit); }
 };
 
@@ -101,7 +101,7 @@ bool isScheme(std::string_view text) {
   return !text.empty() && isLetter(text.front()) && std::ranges::all_of(text, isSchemeCharacter);
 }
 
-/// Whether percent-encoding, where it is needed, makes a URL of it.
+/// Whether percent-encoding, if needed, makes a URL of the text.
 bool isEncodable(std::string_view text, const Parts& parts) {
   return !text.empty() && (!parts.scheme || isScheme(*parts.scheme)) &&
          (!parts.authority || Authority(*parts.authority).canStay());
@@ -164,7 +164,7 @@ void requireComponents(std::string_view text, const Parts& parts) {
           "the host is what the authority names", text);
 }
 
-/// What is checked is what is connected to.
+/// Checks that the client connects to the host that was checked.
 void requireNoOtherHost(const URL& url) {
   const auto admitted = host::admissibleURL(url, {});
   if (const auto* error = std::get_if<platform::Error>(&admitted)) {
@@ -174,27 +174,27 @@ void requireNoOtherHost(const URL& url) {
   const auto& connected = std::get<host::HTTPURL>(admitted);
   require(connected.isEncrypted() || connected.isLoopback(), "clear text goes nowhere but home", url.absoluteString());
   const std::string named = host::parseURLComponents(url.absoluteString())->host.value_or("");
-  // Not a number, which has many forms, nor percent-encoded.
+  // Neither a number, which has many forms, nor percent-encoded.
   const std::string_view last = std::string_view(named).substr(named.rfind('.') + 1);
   const bool isPlainName = !last.empty() && isLetter(last.front()) && named.find_first_of("%:") == std::string::npos;
   require(!isPlainName || connected.host() == named, "the host connected to is the one named", url.absoluteString(),
           connected.host());
 }
 
-/// A redirect leads to the host that its reference names, or else to the one that it came from.
+/// A redirect leads to the host that its reference names, otherwise to the host that it came from.
 void requireRedirectTarget(std::string_view reference, const Parts& parts) {
   static const URL base = *URL::URLWithString("http://127.0.0.1:80/a/b?c#d");
   const std::optional<URL> target = host::resolveReference(base, reference);
   require(target.has_value() || !isURL(reference, parts), "a reference within the grammar has a target", reference);
   if (!target) return;
   requireNoOtherHost(*target);
-  if (!isURL(reference, parts)) return;  // some of it has been percent-encoded
+  if (!isURL(reference, parts)) return;  // parts of it have been percent-encoded
   const Parts resolved(target->absoluteString());
   require(resolved.authority == (parts.scheme || parts.authority ? parts.authority : "127.0.0.1:80"),
           "a redirect leads where its reference says", reference, target->absoluteString());
 }
 
-/// The thread's, so that it goes before what the thread keeps for processes.
+/// The process belongs to the thread, so that it is destroyed before the thread's data for processes.
 std::optional<URL> olderURL(std::string_view text) {
   thread_local host::Clock clock{host::Clock::Kind::virtualTime};
   thread_local host::Network network;
