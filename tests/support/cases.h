@@ -8,12 +8,12 @@
 #include "platform/json_serialization.h"
 #include "tests/support/temporary_directory.h"
 
-// Cases that are data stand in files beside the tests: texts, and JSON, where "case" names a row that does not speak
-// for itself.
+// Cases that are data are in files beside the tests: texts, and JSON, where "case" names a row that does not explain
+// itself.
 
 namespace test {
 
-/// The text of such a file, "pellion/cases/schema.json" say.
+/// The text of such a file, for example "pellion/cases/schema.json".
 inline std::string caseText(const std::string& file) {
   std::string text = fileText(PELLION_SOURCE_DIR "/tests/" + file);
   if (text.empty()) throw std::runtime_error("tests/" + file + " cannot be read, or is empty");
@@ -27,7 +27,7 @@ inline platform::Value caseJSON(const std::string& file) {
   if (!value) throw std::runtime_error("tests/" + file + ": " + error.description());
   return *value;
 }
-/// The elements of a list, of which there must be one at least, lest a test passes for want of cases.
+/// The elements of a list. Throws if there are none, so that no test passes without cases.
 inline std::vector<platform::Value> elements(const platform::Value& list) {
   const auto found = list.asList("elements");
   if (found.empty()) throw std::runtime_error("a list of cases is empty");
@@ -48,7 +48,7 @@ inline std::vector<std::string> textsAt(const platform::Value& row, const char* 
   return texts;
 }
 
-/// A text with every run of white space as one space, for cases that do not care how it is laid out.
+/// A text with each run of white space replaced by one space, for cases that ignore the layout.
 inline std::string singleSpaced(const std::string& text) {
   std::istringstream words(text);
   std::string spaced;

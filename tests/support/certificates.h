@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// What a server shows and what it speaks.
+/// The certificate that a server presents, and the protocols that it supports.
 struct Identity {
   std::shared_ptr<X509> certificate;
   std::shared_ptr<EVP_PKEY> key;
@@ -32,17 +32,17 @@ struct CertificateTerms {
   const EVP_MD* digest = EVP_sha256();  ///< of the signature
 };
 
-/// A certificate authority of the test's own.
+/// A certificate authority that belongs to the test.
 class CertificateAuthority {
  public:
   explicit CertificateAuthority(const std::string& name = "Test Authority", const CertificateTerms& terms = {})
       : identity_(make(name, terms, {{NID_basic_constraints, "CA:TRUE"}})) {}
 
-  /// For a server, whose common name is 127.0.0.1.
+  /// Issues a certificate for a server whose common name is 127.0.0.1.
   [[nodiscard]] Identity issue(const CertificateTerms& terms = {}) const {
     return make("127.0.0.1", terms, {{NID_subject_alt_name, terms.names}, {NID_ext_key_usage, terms.usage}});
   }
-  /// At the end of the file.
+  /// Appends to the file.
   void writePEM(const std::filesystem::path& path) const {
     const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "a"), std::fclose);
     PEM_write_X509(file.get(), identity_.certificate.get());

@@ -11,9 +11,9 @@
 
 namespace test {
 
-/// What SQLite may still do to the disk in this program: so many bytes to write, where the removal of a file counts as
-/// one. Then every change fails as on a full disk, or the program is killed: in the middle of a write, where the limit
-/// falls into one. For a program's only thread, as long as this lives.
+/// Limits what SQLite may still write to the disk in this program to a number of bytes; the removal of a file counts as
+/// one. Then every change fails as on a full disk, or the program is killed: in the middle of a write, if the limit
+/// falls into one. For a program with one thread, as long as this object lives.
 class LimitedDisk {
  public:
   enum class End { full, killed };
@@ -35,7 +35,7 @@ class LimitedDisk {
  private:
   struct Call {
     const char* name;
-    sqlite3_syscall_ptr function;  // null for the system's own
+    sqlite3_syscall_ptr function;  // null for the system's function
   };
 
   static void replace(std::initializer_list<Call> calls) {
@@ -45,7 +45,7 @@ class LimitedDisk {
       if (files->xGetSystemCall(files, call.name) != nullptr) files->xSetSystemCall(files, call.name, call.function);
     }
   }
-  /// Of the bytes asked for those that may be written; the end once there are none.
+  /// Returns how many of the requested bytes may be written; sets the error once they run out.
   static std::size_t take(std::size_t bytes) {
     const auto taken = static_cast<std::size_t>(std::min<std::uint64_t>(bytes, left_));
     left_ -= taken;
@@ -54,7 +54,7 @@ class LimitedDisk {
     errno = ENOSPC;
     return taken;
   }
-  /// A system call that could be carried out in part.
+  /// Runs a system call that may be carried out in part.
   template <class Write>
   static ssize_t limited(std::size_t size, Write write) {
     const std::size_t room = take(size);

@@ -21,15 +21,15 @@
 
 namespace test {
 
-/// A server on loopback that writes down what arrives, byte by byte, and answers what its script says: one request
-/// per connection, each connection on a thread of its own. Over TLS when it is given an identity.
+/// A server on loopback that records what arrives, byte by byte, and answers as its script says: one request per
+/// connection, each connection on its own thread. It uses TLS when it has an identity.
 class LoopbackServer {
  public:
   struct Request {
-    std::string head;  ///< up to and with the empty line
+    std::string head;  ///< up to and including the empty line
     std::string body;  ///< as long as its Content-Length
   };
-  enum class Then { close, cut, reset, hold };  ///< cut: without the end that TLS has; hold: until the client closes
+  enum class Then { close, cut, reset, hold };  ///< cut: without TLS's closing message; hold: until the client closes
   struct Reply {
     std::string bytes;
     Then then = Then::close;
@@ -40,7 +40,7 @@ class LoopbackServer {
       : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (identity) {
       tls_.reset(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-      SSL_CTX_set_security_level(tls_.get(), 0);  // whatever is refused, the client refuses
+      SSL_CTX_set_security_level(tls_.get(), 0);  // so that only the client refuses a connection
       SSL_CTX_set_cipher_list(tls_.get(), identity->ciphers.c_str());
       SSL_CTX_set_max_proto_version(tls_.get(), identity->newestVersion);
       SSL_CTX_use_certificate(tls_.get(), identity->certificate.get());
@@ -78,7 +78,7 @@ class LoopbackServer {
     return requests_;
   }
 
-  /// A whole answer; `fields` each end with a line break.
+  /// A complete answer; each of `fields` ends with a line break.
   static std::string answer(const std::string& status, const std::string& body = "", const std::string& fields = "") {
     return "HTTP/1.1 " + status + "\r\n" + fields + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
            body;
@@ -130,7 +130,7 @@ class LoopbackServer {
     std::string ignored;
     while (then == Then::hold && connection.read(ignored)) ignored.clear();
     const sockaddr nobody{AF_UNSPEC, {}};
-    if (then == Then::reset) connect(connection.socket, &nobody, sizeof nobody);  // which Linux does with a reset
+    if (then == Then::reset) connect(connection.socket, &nobody, sizeof nobody);  // Linux then sends a reset
     if (connection.tls && then != Then::cut) SSL_shutdown(connection.tls.get());
     shutdown(connection.socket, SHUT_RDWR);
   }
@@ -161,7 +161,7 @@ class LoopbackServer {
   int listener_;
   int port_ = 0;
   std::shared_ptr<SSL_CTX> tls_;
-  std::vector<std::unique_ptr<Connection>> connections_;  // the acceptor's, then the destructor's
+  std::vector<std::unique_ptr<Connection>> connections_;  // used by the acceptor, then by the destructor
   std::thread acceptor_;
   mutable std::mutex mutex_;
   std::vector<Request> requests_;

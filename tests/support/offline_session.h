@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A request that was resumed. Whoever gets it calls the handler, once.
+/// A request that was resumed. The code that receives it calls the handler, once.
 struct SentRequest {
   platform::URLRequest request;
   float priority = platform::URLSessionTaskPriorityDefault;
@@ -27,7 +27,7 @@ inline auto answerLater(int status = 200) {
   return [status](const SentRequest& sent) { platform::dispatchAsyncOnMainQueue([=] { answer(sent, status); }); };
 }
 
-/// A session without a network: what is resumed goes to the server.
+/// A session without a network: passes resumed requests to the server.
 class OfflineSession : public platform::URLSession {
  public:
   using Server = std::function<void(SentRequest)>;

@@ -17,7 +17,7 @@ std::string raised(const Work& work) {
   return "nothing";
 }
 
-/// What the exception of type `Error` says that `work` throws.
+/// The text of the `Error` that `work` throws.
 template <class Error, class Work>
 std::string thrown(const Work& work) {
   try {

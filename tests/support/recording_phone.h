@@ -26,8 +26,8 @@ inline platform::Value json(std::string_view text) {
 
 inline std::string textOf(const platform::Value& bytes) { return {bytes.bytes().begin(), bytes.bytes().end()}; }
 
-/// The host's core library, which says in an event "asked" what is asked of it, in order, and fails as a test wishes.
-/// What it encodes shows how: "dictionary", or "data: " and the compressed bytes, which begin with their level.
+/// The host's core library. It reports each call in an event "asked", in order, and fails as a test wishes. What it
+/// encodes shows the method: "dictionary", or "data: " and the compressed bytes, which begin with their level.
 class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   using Base = ReferenceCoreLibrary;
   using Text = platform::OptionalString;
@@ -37,7 +37,7 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
       : Base(process, configuration.parent_path(), keychain, host::readConfiguration(configuration)),
         process_(process) {}
 
-  std::vector<platform::Value> payloads;  ///< those encoded
+  std::vector<platform::Value> payloads;  ///< the encoded ones
   bool answers = true;
   bool compresses = true;
   bool encodes = true;
@@ -85,7 +85,7 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   std::int64_t timeInLong() override { return noted("getTimeinLong", Base::timeInLong()); }
 
  private:
-  /// Each manager has a token of its own.
+  /// Each manager has its own token.
   struct Manager : platform::PLAAAUtil {
     Manager(RecordingCoreLibrary& asked, bool anonymous) : library(asked), isAnonymous(anonymous) {}
     void getTokenWithSuccess(std::function<void(Text)> block) override {
@@ -109,8 +109,8 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   Manager anonymousUser_{*this, true};
 };
 
-/// A phone without a network, whose core library and requests are kept. Its requests are accepted until `server` does
-/// something else.
+/// A phone without a network, whose core library and requests are recorded. Its requests are accepted until `server`
+/// does something else.
 class RecordingPhone : public TestPhone {
  public:
   explicit RecordingPhone(const platform::Value& configuration) : TestPhone(configuration) { install(); }

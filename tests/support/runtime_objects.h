@@ -25,19 +25,19 @@ bool addMethod(Class cls, const char* selector, R (*code)(id, SEL, A...)) {
 }
 inline platform::Strong makeInstance(Class cls) { return platform::Strong::adopt(class_createInstance(cls, 0)); }
 
-/// A method that answers a number, whoever is asked.
+/// A method that returns a number, for any receiver.
 template <int number>
 int answer(id, SEL) {
   return number;
 }
-/// A method that agrees with whatever it is asked, as `isEqual:` and `respondsToSelector:` may.
+/// A method that returns true for any argument, as `isEqual:` and `respondsToSelector:` may.
 template <class A>
 bool agree(id, SEL, A) {
   return true;
 }
 inline int ask(id object, const char* selector = "answer") { return platform::send<int()>(object, sel(selector)); }
 
-/// An object that tells when it goes.
+/// An object that counts its destruction.
 class Mortal {
  public:
   static constexpr const char* className = "Mortal";

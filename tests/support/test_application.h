@@ -13,7 +13,7 @@
 #include "platform/ui_application.h"
 #include "tests/support/runtime_objects.h"
 
-// An application's own classes, made at run time. What they are asked to do is noted, in order.
+// An application's own classes, made at run time. Their calls are recorded, in order.
 
 namespace test {
 
@@ -29,13 +29,13 @@ using ResponseHandler = platform::BlockPtr<void()>;
 struct Calls {
   std::vector<std::string> list;
 };
-/// "A token T" and the like, since the last call.
+/// The calls since the last time, as "A token T" and the like.
 inline std::vector<std::string> takeCalls() { return std::exchange(platform::Process::shared<Calls>().list, {}); }
 inline void note(char who, const std::string& what) {
   platform::Process::shared<Calls>().list.push_back(std::string(1, who) + " " + what);
 }
 
-// Callbacks of whoever is called `who`.
+// Callbacks of the object called `who`.
 template <char who>
 void noteToken(id, SEL selector, id application, id token) {
   EXPECT_EQ(application, host::UIApplication::sharedApplication());

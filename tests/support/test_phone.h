@@ -12,7 +12,7 @@
 
 namespace test {
 
-/// A configuration with every entry that a request shows, and `overrides` on top; a null value removes its key.
+/// A configuration with every entry that a request shows, and with `overrides`; a null value removes its key.
 inline platform::Value configuration(const std::string& serverURL, std::vector<platform::Value::Entry> overrides = {}) {
   std::vector<platform::Value::Entry> entries{
       {"SERVER_URL", serverURL}, {"PORTAL_ID", "portal"},    {"PROJECT_ID", "project"}, {"MAP_ID", "map"},
@@ -30,7 +30,7 @@ inline platform::Value configuration(const std::string& serverURL, std::vector<p
 /// A phone in a temporary directory that remembers its events.
 class TestPhone {
  public:
-  /// On `storage`, where another phone may have been before; else on a directory of its own.
+  /// Uses `storage`, which another phone may have used before; by default a new directory.
   explicit TestPhone(const platform::Value& configuration, const std::filesystem::path& storage = {})
       : phone_(network_,
                {.storage = storage.empty() ? ownDirectory_.path() : storage,
@@ -57,9 +57,9 @@ class TestPhone {
     for (const platform::Value& details : take("log")) lines.emplace_back(details.find("text")->text());
     return lines;
   }
-  /// The same with the channel and the method that says them: "verbose +[Class method]: text".
+  /// The same with channel and method: "verbose +[Class method]: text".
   std::vector<std::string> takeLines() { return lines(take("log")); }
-  /// The same among what the core library was asked, see RecordingCoreLibrary, what was opened and stored.
+  /// The same, with the calls of the core library (see RecordingCoreLibrary) and what was opened and stored.
   std::vector<std::string> takeTrace() { return lines(take("log", "asked", "opened URL", "stored")); }
   /// The details of the events of these kinds since the last call.
   template <class... Kinds>

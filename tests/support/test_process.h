@@ -5,7 +5,7 @@
 
 namespace test {
 
-/// A process of its own, current on this thread, with nothing around it.
+/// A process of its own, current on this thread, without a phone.
 class TestProcess {
  public:
   explicit TestProcess(bool linkedBefore17 = false)
