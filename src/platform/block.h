@@ -10,22 +10,22 @@
 
 namespace platform {
 
-// A block is an object with code and captured state. Methods pass it as a bare BlockPtr; whoever keeps it holds a
-// Block. Two handles are the same block exactly when they are the same pointer.
+// A block is an object with code and captured state. Methods pass it as a bare BlockPtr; code that keeps a block holds
+// a Block. Two handles refer to the same block exactly when they are the same pointer.
 //
-// These five are the backend's.
-/// A new block, owned by the caller, whose code is `invoke` and with room for `size` bytes (alignment of max_align_t)
-/// of captured state, which `dispose` ends.
+// The backend implements the next five functions.
+/// Makes a block with the code `invoke` and room for `size` bytes of captured state (alignment of max_align_t).
+/// `dispose` destroys the state. The caller owns the block.
 id blockCreate(IMP invoke, std::size_t size, void (*dispose)(void* state));
 IMP blockInvoke(id block);
 void* blockState(id block);
-/// Another reference to a block, or a copy of one that is still on its maker's stack. Null gives null.
+/// Returns another reference to a block, or a copy of a block that is still on its maker's stack. Null gives null.
 id blockCopy(id block);
 void blockRelease(id block);
 
 template <class Signature>
 struct BlockObject;
-/// A block as methods take and give it: a bare, possibly null handle. Encoded "@?".
+/// The handle by which methods take and return a block: bare, possibly null. Its type encoding is "@?".
 template <class Signature>
 using BlockPtr = BlockObject<Signature>*;
 

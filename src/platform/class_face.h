@@ -10,8 +10,8 @@
 #include "platform/reference.h"
 #include "platform/send.h"
 
-// A C++ class gets a runtime face, so that it can be an observer, an interceptor or a donor, by saying its name and
-// its methods once:
+// A C++ class gets a runtime class, its face, so that its objects can be observers, interceptors or donors. It states
+// the name and the methods of the runtime class once:
 //
 //   class Listener {
 //    public:
@@ -23,13 +23,13 @@
 //   };
 //   platform::Strong listener = platform::makeObject<Listener>();
 //
-// The C++ object lives in the extra bytes of the runtime object; releasing the last reference ends both. A member
-// `void dealloc()` runs before that end, except for the shared instance of a process (Singleton): a process ends
-// without teardown.
+// The C++ object lives in the extra bytes of the runtime object; releasing the last reference destroys both. A member
+// `void dealloc()` runs before that, except for the shared instance of a process (Singleton): a process ends without
+// teardown.
 
 namespace platform {
 
-/// What stands in an object's extra bytes before its C++ state.
+/// The header before the C++ state in an object's extra bytes.
 struct StateHeader {
   id object;
   void (*end)(void* state);  ///< null until the state is constructed
@@ -42,7 +42,7 @@ T& objectState(id object) {
   return *reinterpret_cast<T*>(&stateHeader(object) + 1);
 }
 
-/// The runtime object around a C++ object that makeObject made.
+/// Returns the runtime object that holds `state`, a C++ object that makeObject made.
 template <class T>
 id objectOf(const T& state) {
   return reinterpret_cast<const StateHeader*>(&state)[-1].object;
@@ -53,7 +53,7 @@ inline constexpr bool isMethodSignature = false;
 template <class... A>
 inline constexpr bool isMethodSignature<id, SEL, A...> = true;
 
-/// The entry of a method of T: a member function, a static one, or a plain function `R (id, SEL, A...)`.
+/// The entry point of a method of T: of a member function, a static one, or a plain function `R (id, SEL, A...)`.
 template <class T, auto Function>
 struct FaceEntry;
 template <class T, class C, class R, class... A, R (C::*Member)(A...)>
@@ -83,12 +83,12 @@ class ClassFace {
  public:
   explicit ClassFace(Class cls) : cls_(cls) {}
 
-  /// An instance method, given as a member function of T or as a plain function `R (id, SEL, A...)`.
+  /// Adds an instance method, given as a member function of T or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& method(const char* selector) {
     return add(cls_, selector, &FaceEntry<T, Function>::code);
   }
-  /// A class method, given as a static member function `R (A...)` or as a plain function `R (id, SEL, A...)`.
+  /// Adds a class method, given as a static member function `R (A...)` or as a plain function `R (id, SEL, A...)`.
   template <auto Function>
   ClassFace& classMethod(const char* selector) {
     return add(object_getClass(classObject(cls_)), selector, &FaceEntry<T, Function>::code);
@@ -117,12 +117,12 @@ consteval const char* superclassNameOf() {
   }
 }
 
-/// The backend's: the class of this name that the program declares in the runtime's own language, without variables,
-/// and that waits for its methods; null when there is none.
+/// Implemented by the backend. Returns the class of this name that the program declares in the runtime's own language,
+/// without variables, and whose methods are still missing; null when there is none.
 Class classToComplete(const char* name);
 
-/// Registers T's runtime class with the current process, or completes the one that waits for its methods; classOf keeps
-/// the answer. A name that is taken otherwise is a programming error.
+/// Registers T's runtime class with the current process, or adds the methods to the class that classToComplete returns.
+/// classOf keeps the result. A name that another class has is a programming error.
 template <class T>
 struct RegisteredClass {
   RegisteredClass() : cls(classToComplete(T::className)) {
@@ -166,7 +166,7 @@ void deallocState(void* state) {
   destroyState<T>(state);
 }
 
-/// A new object of T's class or a subclass, whose state `end` ends.
+/// Makes an object of T's class or of a subclass; `end` destroys its state.
 template <class T, class... Args>
 Strong makeObjectOfClass(Class cls, void (*end)(void*), Args&&... args) {
   static_assert(alignof(T) <= alignof(StateHeader));
@@ -178,7 +178,7 @@ Strong makeObjectOfClass(Class cls, void (*end)(void*), Args&&... args) {
   return object;
 }
 
-/// A new runtime object holding a T.
+/// Makes a runtime object that holds a T.
 template <class T, class... Args>
 Strong makeObject(Args&&... args) {
   return makeObjectOfClass<T>(classOf<T>(), &deallocState<T>, std::forward<Args>(args)...);

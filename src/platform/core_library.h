@@ -8,8 +8,8 @@
 #include "platform/error.h"
 #include "platform/value.h"
 
-// The maker's core library, closed: the module knows these calls and nothing more. Its classes keep their names; what
-// may be missing is optional. Each object belongs to the current process and lives as long as it.
+// The vendor's closed core library: the module knows only these calls. Its classes keep their names; a value that may
+// be missing is optional. Each object belongs to the current process and lives as long as the process.
 
 namespace platform {
 
@@ -31,7 +31,7 @@ class Analytics {
   static Analytics& getInstance();
   virtual ~Analytics() = default;
   virtual bool enableAnonymousTracking() = 0;
-  /// The domain that the default server's host is formed with.
+  /// The domain that the default server's host name is built from.
   virtual OptionalString getDCLBD() = 0;
 };
 
@@ -93,11 +93,11 @@ class PLJWTWrapper {
 
 class QVNetworking {
  public:
-  /// Hears of a rejected response: its decoded JSON and the manager that supplied the token. Any thread.
+  /// Receives the decoded JSON of a rejected response, and the manager that supplied the token. Any thread.
   static void processError(const Value& json, PLAAAUtil& aaaUtil);
 };
 
-/// The keychain: items survive the process and the loss of power. Any thread.
+/// The keychain. Its items survive the end of the process and a loss of power. Any thread.
 class QVKeyChainWrapper {
  public:
   static std::optional<Value> dataForKey(const char* key);
@@ -109,7 +109,7 @@ class QVSystemInfo {
   static std::int64_t getTimeinLong();
 };
 
-/// The gzip form (RFC 1952) of `data`; `level` is a fraction of the highest, 0 to 1. Nothing on failure.
+/// Returns `data` as gzip (RFC 1952), nothing on failure. `compressionLevel`: a fraction of the highest level, 0 to 1.
 std::optional<Value> pl_gzippedData(const Value& data, float compressionLevel);
 
 }  // namespace platform

@@ -9,7 +9,7 @@ namespace platform {
 /// Runs `work` on the current process's main queue: later, in order, never inside this call. Any thread.
 void dispatchAsyncOnMainQueue(std::function<void()> work);
 
-/// The same, not before `delay` after now by the main queue's clock.
+/// The same, but not before `delay` has passed on the main queue's clock.
 void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void()> work);
 
 /// Counts work in flight. Copies are the same group. Any thread; leaving more often than entering is a programming

@@ -11,8 +11,8 @@ namespace platform {
 inline constexpr const char* invalidArgumentException = "NSInvalidArgumentException";
 inline constexpr const char* rangeException = "NSRangeException";
 
-/// The platform's exception object. Its "%@" text is its reason. Everything the platform raises is one of these;
-/// nothing else is caught by code that guards against the platform.
+/// The platform's exception object. Its "%@" text is its reason. Everything that the platform raises is one of these;
+/// code that guards against the platform catches nothing else.
 class Exception : public std::exception {
  public:
   Exception(std::string name, std::string reason) : name_(std::move(name)), reason_(std::move(reason)) {}
@@ -30,10 +30,10 @@ class Exception : public std::exception {
 [[noreturn]] void raiseUnrecognizedSelector(const char* className, const char* selector, const void* receiver,
                                             bool isClassMethod = false);
 
-/// The backend's: raises the exception, which is being handled, as callers of a method or block of ours catch it.
+/// Implemented by the backend: raises the exception being handled, as callers of our methods and blocks catch it.
 [[noreturn]] void raiseToCaller(const Exception& exception);
 
-/// The border between the runtime and a method or block of ours: what `work` raises leaves as the platform's exception.
+/// The entry from the runtime into our methods and blocks: what `work` raises leaves as the platform's exception.
 template <class Work>
 auto enter(const Work& work) {
   try {

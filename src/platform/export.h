@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what the module's shared library shows to the application; everything else in it is hidden.
+/// Marks what the module's shared library exports to the application; everything else in it is hidden.
 #define PL_EXPORT [[gnu::visibility("default")]]

@@ -12,15 +12,15 @@ namespace platform {
 /// A message as an object: arguments by index, where the receiver is 0, the selector 1 and the first real argument 2.
 class Invocation {
  public:
-  /// Receiver and selector included.
+  /// Includes the receiver and the selector.
   static constexpr std::size_t mostArguments = 8;
 
-  /// By the type encoding of the method to call; nothing for a null or malformed encoding, or for too many arguments.
+  /// `types` is the encoding of the method to call. Nothing for a null or malformed encoding or too many arguments.
   static std::optional<Invocation> invocationWithObjCTypes(const char* types);
 
   void setTarget(id target);
   void setSelector(SEL selector);
-  /// Copies the argument that `location` points at, of the size its encoding says. Objects are not retained.
+  /// Copies the argument that `location` points at. The encoding gives its size. Objects are not retained.
   /// An index outside the encoding raises NSInvalidArgumentException.
   void setArgument(const void* location, std::size_t index);
   /// Sends the message; a null target does nothing.
@@ -28,7 +28,7 @@ class Invocation {
   void getReturnValue(void* location) const;
 
  private:
-  struct Interface;  // the backend's: how methods of one encoding are called
+  struct Interface;  // defined by the backend: how to call methods of one encoding
   explicit Invocation(const Interface& interface) : interface_(&interface) {}
 
   const Interface* interface_;

@@ -14,15 +14,15 @@ inline constexpr const char* NSKeyValueChangeNewKey = "new";
 inline constexpr const char* NSKeyValueChangeOldKey = "old";
 inline constexpr const char* observeValueForKeyPathSelector = "observeValueForKeyPath:ofObject:change:context:";
 
-// Every setter call tells the observers, within the call and on its thread, by
-// `observeValueForKeyPath:ofObject:change:context:`, also when the same object is set again. In the change dictionary
-// nil is the null object. Observers may remove themselves inside the callback. A null object observes nothing.
-// Removing what was never registered raises NSRangeException.
+// Every setter call notifies the observers by `observeValueForKeyPath:ofObject:change:context:`, within the call and on
+// its thread, also when it sets the same object again. In the change dictionary, the null object stands for nil.
+// Observers may remove themselves inside the callback. A call with a null object does nothing. Removing an observer
+// that was never registered raises NSRangeException.
 void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context);
 void removeObserver(id object, id observer, const char* keyPath);
 void removeObserver(id object, id observer, const char* keyPath, void* context);
 
-/// What a change dictionary holds under one of its keys.
+/// Returns what a change dictionary holds under `key`, or nothing.
 inline std::optional<Value> changedValue(id change, const char* key) {
   const std::optional<Value> changes = unboxed(change);
   return changes ? copied(changes->find(key)) : std::nullopt;

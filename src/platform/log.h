@@ -18,10 +18,10 @@ void QLogExtension(const char* file, int line, const char* function, const char*
 /// How much of the log is passed on; each level includes the ones before it.
 enum class LogLevel : std::uint8_t { none, warning, info, verbose };
 
-/// Whether anybody listens to the current process's log at this level: the one test that a dropped line costs.
+/// Whether the current process's log has a listener at this level. A dropped line costs only this test.
 bool QLogIsListening(LogLevel level) noexcept;
 
-/// A source path's last component.
+/// Returns the last component of a source path.
 consteval const char* sourceFileName(const char* path) {
   const char* name = path;
   for (; *path != '\0'; ++path) {

@@ -6,10 +6,10 @@
 
 namespace platform::NotificationCenter {
 
-// The default notification center of the current process. Observers are called synchronously on the poster's thread,
-// in the order of registration, with one argument: a notification object that answers `name`, `object` and
-// `userInfo`. One registered twice is called twice; one removed during a post is not called after its removal.
-// Observers are held weakly.
+// The default notification center of the current process. It calls the observers synchronously on the poster's thread,
+// in the order of registration, with one argument: a notification object with the properties `name`, `object` and
+// `userInfo`. An observer registered twice is called twice; one removed during a post is not called after its removal.
+// The center does not keep observers alive.
 
 /// A null sender means any sender.
 void addObserver(id observer, SEL selector, std::string_view name, id sender);

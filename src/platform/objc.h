@@ -1,8 +1,8 @@
 #pragma once
 
-// What the module needs of the object runtime, in the platform's own C vocabulary: every function below has the name,
-// the arguments and the meaning that the platform documents for it. The linker decides which runtime implements them;
-// the handles are opaque, and no code outside that runtime looks behind them.
+// What the module needs from the object runtime, in the platform's own C vocabulary: every function below has the name,
+// the arguments and the meaning that the platform documents for it. The linker decides which runtime implements them.
+// The handles are opaque; no code outside that runtime looks behind them.
 //
 // Null is legal wherever the platform allows it: a null class has no methods, a null object no class. All functions
 // may be called from any thread. Selectors are interned for the life of the program; classes and protocols belong to
@@ -50,7 +50,7 @@ id class_createInstance(Class cls, std::size_t extraBytes);
 void* object_getIndexedIvars(id object);  // the extra bytes, aligned as a pointer
 
 // Methods. Look-ups search the superclasses; class_addMethod fails only when the class itself has the selector.
-// class_getMethodImplementation answers the forwarding marker for a method that the class lacks.
+// class_getMethodImplementation returns the forwarding marker for a method that the class lacks.
 Method class_getInstanceMethod(Class cls, SEL selector);
 IMP class_getMethodImplementation(Class cls, SEL selector);
 bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* types);
@@ -66,7 +66,7 @@ bool class_addProtocol(Class cls, Protocol* protocol);
 
 // Objects.
 Class object_getClass(id object);
-Class object_setClass(id object, Class cls);  // answers the previous class
+Class object_setClass(id object, Class cls);  // returns the previous class
 
 void objc_setAssociatedObject(id object, const void* key, id value, objc_AssociationPolicy policy);
 id objc_getAssociatedObject(id object, const void* key);

@@ -3,7 +3,7 @@
 #include "platform/objc.h"
 #include "platform/send.h"
 
-// Messages that every object answers, each with its selector looked up once. A null object gives null or false.
+// Messages that every object understands. Each selector is looked up once. A null object gives null or false.
 
 namespace platform {
 
@@ -27,7 +27,7 @@ inline bool conformsToProtocol(id object, Protocol* protocol) {
   return send<bool(Protocol*)>(object, selector, protocol);
 }
 
-/// Reads a property that holds an object by its getter.
+/// Reads a property that holds an object, through its getter.
 inline id property(id object, const char* getter) { return send<id()>(object, sel_registerName(getter)); }
 
 }  // namespace platform

@@ -2,14 +2,14 @@
 
 #include <type_traits>
 
-// What the platform calls process-wide: shared instances, once-guards, file-level statics. Nothing of the module lives
-// in a C++ global; it lives here, and a new process (a new launch of a phone) starts without it.
+// What the platform calls process-wide: shared instances, once-guards, file-level statics. The module keeps none of
+// this state in C++ globals. It is kept here, so a new process (a new launch of a phone) starts without it.
 namespace platform::Process {
 
-/// The slot named by the address `key` in the current process, made by `make` on the first call under a once-only
-/// guard and ended by `destroy` with the process, the last made first. Safe from any thread; `make` may ask for other
-/// slots. What holds no objects `outlivesObjects`: it ends after everything that does. One that is asked for again
-/// after its end is made anew. Having no current process on this thread is a programming error.
+/// Returns the slot that the address `key` names in the current process. `make` makes it on the first call, under a
+/// once-only guard; `destroy` ends it with the process, the last made first. Any thread; `make` may use other slots.
+/// A slot that holds no objects `outlivesObjects`: it ends after all slots that hold some. A slot that is used after
+/// its end is made again. A call on a thread without a current process is a programming error.
 void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects);
 
 /// The one T of the current process, made with T() on the first call.

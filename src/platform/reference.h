@@ -55,7 +55,7 @@ class Weak {
   mutable id slot_ = nullptr;
 };
 
-/// Drains, at its end, what was autoreleased on this thread since its beginning.
+/// Its destructor releases what was autoreleased on this thread since its construction.
 class AutoreleasePool {
  public:
   AutoreleasePool() : pool_(objc_autoreleasePoolPush()) {}

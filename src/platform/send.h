@@ -66,18 +66,18 @@ inline constexpr auto methodEncoding = [] {
 }();
 
 struct MethodCall {
-  id receiver;  ///< may differ from the one asked: a forwarding target
+  id receiver;  ///< may differ from the receiver of the message: a forwarding target
   IMP implementation;
 };
 
-/// The backend's look-up behind send(): which code runs for `selector` on the non-null `receiver`. `types` is the
-/// encoding by which the caller will call it. Raises NSInvalidArgumentException when nothing answers
-/// ("unrecognized selector") or when the method is declared with other types. The code raises a platform::Exception:
+/// Implemented by the backend, for send(): finds the code that runs for `selector` on the non-null `receiver`. `types`
+/// is the encoding by which the caller will call it. Raises NSInvalidArgumentException when there is no such method
+/// ("unrecognized selector") or when it is declared with other types. The code found raises platform::Exception;
 /// a runtime with exceptions of its own returns code that translates them.
 MethodCall methodForCall(id receiver, SEL selector, const char* types);
 
-/// The backend's: the selector of this name that sel_registerName gives. A runtime may have several, told apart by
-/// types.
+/// Implemented by the backend: returns the selector that sel_registerName returns for this selector's name. A runtime
+/// may have several selectors of one name that differ in their types.
 SEL uniqueSelector(SEL selector);
 
 /// Calls a method's code as a method of that signature: `callImplementation<void(id)>(code, receiver, selector,
@@ -106,16 +106,16 @@ struct Sender<R(A...)> {
   }
 };
 
-/// Sends a message: `send<long(id)>(receiver, selector, argument)`. A null receiver answers zero.
+/// Sends a message: `send<long(id)>(receiver, selector, argument)`. A null receiver gives zero.
 template <class Signature, class... Args>
 auto send(id receiver, SEL selector, Args... args) {
   return Sender<Signature>::send(receiver, selector, args...);
 }
 
-/// To a class, as the receiver of its class methods.
+/// Returns a class as an object: the receiver of its class methods.
 inline id classObject(Class cls) { return reinterpret_cast<id>(cls); }
 
-/// The entry of a method written as a plain function, to which any selector of its name is the unique one.
+/// The entry point of a method written as a plain function. It passes on the unique selector of the method's name.
 template <auto Function>
 struct MethodEntry;
 template <class R, class... A, R (*Function)(id, SEL, A...)>
@@ -125,7 +125,7 @@ struct MethodEntry<Function> {
   }
 };
 
-/// A method of ours as the runtime takes it: `implementationOf<&function>()` for `R function(id, SEL, A...)`.
+/// Returns one of our methods as the runtime takes it: `implementationOf<&function>()` for `R function(id, SEL, A...)`.
 template <auto Function>
 IMP implementationOf() {
   return reinterpret_cast<IMP>(&MethodEntry<Function>::code);

@@ -14,8 +14,8 @@
 
 namespace platform {
 
-/// One argument of format(): refers to what it was made from, which must outlive the call. A null pointer or an empty
-/// optional is nil and prints as (null).
+/// One argument of format(). It refers to what it was made from, which must outlive the call. A null pointer or an
+/// empty optional is nil and prints as (null).
 class FormatArgument {
  public:
   FormatArgument(std::nullptr_t) {}
@@ -37,7 +37,7 @@ class FormatArgument {
   FormatArgument(std::integral auto number) : kind_(Kind::integer), integer_(static_cast<std::int64_t>(number)) {}
 
  private:
-  friend class Formatter;  // the backend's
+  friend class Formatter;  // implemented by the backend
   enum class Kind : std::uint8_t { nil, text, value, error, object, integer };
 
   Kind kind_ = Kind::nil;
@@ -49,13 +49,13 @@ class FormatArgument {
 };
 
 /// The platform's formatter for the conversions in use here: "%@" (any argument's text), "%i" "%d" "%ld" (signed),
-/// "%u" "%lu" (unsigned), "%02x", "%p" and "%%". Values go in as they are, nothing is escaped.
+/// "%u" "%lu" (unsigned), "%02x", "%p" and "%%". Values are inserted as they are; nothing is escaped.
 std::string format(std::string_view format, std::initializer_list<FormatArgument> arguments);
 
 /// Full Unicode lower-casing in the root locale (final sigma included).
 std::string lowercaseString(std::string_view text);
 
-/// A text of bytes in encoding 1 (ASCII): nothing when any byte is above 127.
+/// Reads bytes as text in encoding 1 (ASCII). Returns nothing when any byte is above 127.
 std::optional<std::string_view> stringFromASCIIData(ByteView data);
 
 }  // namespace platform

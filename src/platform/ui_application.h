@@ -6,7 +6,7 @@
 
 namespace platform {
 
-/// What an application has found after a notification that woke it up: the platform's values.
+/// What an application found after a notification had woken it up. The values are the platform's.
 enum UIBackgroundFetchResult : std::uint64_t {
   UIBackgroundFetchResultNewData = 0,
   UIBackgroundFetchResultNoData = 1,
@@ -19,7 +19,7 @@ namespace platform::UIApplication {
 
 inline constexpr const char* didBecomeActiveNotification = "UIApplicationDidBecomeActiveNotification";
 
-// Messages to the shared application object; without one they do nothing and answer no.
+// Messages to the shared application object. Without one, canOpenURL returns false and openURL does nothing.
 
 bool canOpenURL(const URL& url);
 /// `openURL:options:completionHandler:` with empty options and no completion. Main thread only; the opening itself is

@@ -47,17 +47,17 @@ struct HTTPURLResponse {
 inline constexpr float URLSessionTaskPriorityDefault = 0.5F;
 inline constexpr float URLSessionTaskPriorityLow = 0.25F;
 
-/// Loads one request at a time or many, as the platform's session with the default configuration, no delegate and no
-/// delegate queue: redirects followed, compressed answers decoded, certificates verified, 60 s without progress end
-/// a request.
+/// Loads one request at a time or many, as the platform's session does with the default configuration, no delegate and
+/// no delegate queue. It follows redirects, decodes compressed responses and verifies certificates. A request fails
+/// after 60 s without progress.
 class URLSession {
  public:
   /// Runs exactly once per resumed task, on the session's own serial queue, in the order of completion, never on the
-  /// main thread and never inside resume(). Body bytes (empty without a body), response and error are each absent
-  /// where the platform gives nil; with an error there may be a response.
+  /// main thread and never inside resume(). Body bytes (empty without a body), response and error are each null where
+  /// the platform gives nil. An error may come with a response.
   using DataTaskHandler = std::function<void(const Value* data, const HTTPURLResponse* response, const Error* error)>;
 
-  /// Starts nothing until it is resumed. The handler and its captures are released once it has run.
+  /// Does not start until it is resumed. The handler and its captures are released once the handler has run.
   class DataTask {
    public:
     virtual ~DataTask() = default;

@@ -8,9 +8,9 @@
 
 namespace platform {
 
-/// A handle on a user-defaults suite: a key-value store shared by every process of an App Group. What one handle
-/// stores the next read of any other sees. It never reports a failure: a store that cannot be written keeps what it
-/// held, one that cannot be read holds nothing. Any thread.
+/// A handle to a user-defaults suite: a key-value store shared by every process of an App Group. When one handle stores
+/// a value, the next read through any other returns it. It never reports a failure: a store that cannot be written
+/// keeps its contents, a store that cannot be read appears empty. Any thread.
 class UserDefaults {
  public:
   static std::shared_ptr<UserDefaults> initWithSuiteName(std::string_view name);
@@ -20,7 +20,7 @@ class UserDefaults {
   /// Property-list values only; a null or another object inside raises NSInvalidArgumentException
   /// ("Attempt to insert non-property list object …").
   virtual void setObject(const Value& value, std::string_view key) = 0;
-  /// Whatever was set is where other processes read it.
+  /// After this call, other processes can read everything that was set.
   virtual void synchronize() = 0;
 };
 

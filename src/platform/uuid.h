@@ -4,7 +4,7 @@
 
 namespace platform {
 
-/// A fresh random UUID (RFC 9562, version 4) as 36 upper-case characters.
+/// Returns a new random UUID (RFC 9562, version 4) as 36 upper-case characters.
 std::string makeUUIDString();
 
 }  // namespace platform

@@ -20,10 +20,10 @@ using ByteView = std::span<const std::uint8_t>;
 /// A tree of data as the platform's containers hold it: a payload, a statistics entry, a device token.
 ///
 /// Immutable, 16 bytes, cheap to copy: copies share the text and the containers behind them, whose count is atomic,
-/// so a Value may be read and copied on any thread. Absent (nil) is never a Value: it is a null `const Value*` or an
-/// empty optional; the JSON null is Kind::null.
+/// so a Value may be read and copied on any thread. An absent value (nil) is never a Value: it is a null `const Value*`
+/// or an empty optional. The JSON null is Kind::null.
 ///
-/// Two families of accessors: `ifString()` answers nothing for another kind; `asString(selector)` raises
+/// Two families of accessors: `ifString()` returns nothing for another kind; `asString(selector)` raises
 /// NSInvalidArgumentException, naming the selector that the platform would have sent to the wrong object.
 class Value {
  public:
@@ -35,7 +35,7 @@ class Value {
     string,      ///< UTF-8
     bytes,       ///< a device token, a body
     list,        ///< elements in order
-    dictionary,  ///< entries in the order of building; keys are strings but for odd ones of a caller, never containers
+    dictionary,  ///< entries in insertion order; keys are strings, rarely another kind from a caller, never containers
     object,      ///< any other runtime object, retained
   };
   struct Entry;
@@ -91,7 +91,7 @@ class Value {
   /// An integer above the signed range: read it with unsignedInteger().
   [[nodiscard]] bool isUnsigned() const noexcept { return isUnsigned_; }
 
-  // Answers for the asked kind, nothing for another.
+  // Return the contents if this is of the named kind, nothing otherwise.
   [[nodiscard]] std::optional<bool> ifBoolean() const noexcept;
   [[nodiscard]] std::optional<std::string_view> ifString() const noexcept;
   [[nodiscard]] std::optional<ByteView> ifBytes() const noexcept;
@@ -107,7 +107,7 @@ class Value {
   /// `count`: the elements of a list, the entries of a dictionary. Raises for any other kind.
   [[nodiscard]] std::size_t count() const;
 
-  // The contents of the kind that the caller knows it has; empty for another.
+  // The contents, for a caller that knows the kind; 0 or empty for another kind.
   [[nodiscard]] std::int64_t integer() const noexcept { return kind_ == Kind::integer ? payload_.integer : 0; }
   [[nodiscard]] std::uint64_t unsignedInteger() const noexcept { return static_cast<std::uint64_t>(integer()); }
   [[nodiscard]] double floating() const noexcept { return kind_ == Kind::floating ? payload_.floating : 0; }
@@ -125,12 +125,12 @@ class Value {
   [[nodiscard]] std::string description() const;
   /// The class that the platform's messages show for this kind: "__NSCFString", "NSNull" and so on.
   [[nodiscard]] const char* className() const noexcept;
-  [[nodiscard]] std::size_t hash() const noexcept;  ///< equal values hash alike, numbers across kinds included
+  [[nodiscard]] std::size_t hash() const noexcept;  ///< the same for equal values, also for numbers of different kinds
   /// The platform's equality: numbers by value across kinds, never equal to text; dictionaries without regard to order.
   friend bool operator==(const Value& left, const Value& right) noexcept;
 
  private:
-  friend class ValueStorage;  // the backend's: places texts and containers in memory
+  friend class ValueStorage;  // implemented by the backend: places texts and containers in memory
   struct Bits {};
   Value(const Value& other, Bits) noexcept
       : kind_(other.kind_), isUnsigned_(other.isUnsigned_), count_(other.count_), payload_(other.payload_) {}
@@ -141,12 +141,12 @@ class Value {
 
   Kind kind_ = Kind::null;
   bool isUnsigned_ = false;
-  bool borrowed_ = false;    // lives inside the storage it points into, and does not count as a reference to it
+  bool borrowed_ = false;    // lives inside the storage that it points into, and does not count as a reference to it
   std::uint32_t count_ = 0;  // bytes of text, elements, entries
   union Payload {
     std::int64_t integer;
     double floating;
-    const void* data;  // behind a header of the backend's
+    const void* data;  // follows a header that the backend defines
     id object;
   } payload_ = {.integer = 0};
 };
@@ -203,12 +203,12 @@ inline const Value& Value::asDictionary(const char* selector) const {
   return *this;
 }
 
-/// The two forms of a value that may be absent, each from the other.
+/// Convert between the two forms of a value that may be absent.
 inline const Value* orNull(const std::optional<Value>& value) { return value ? &*value : nullptr; }
 inline std::optional<Value> copied(const Value* value) { return value ? std::optional(*value) : std::nullopt; }
 
-/// A Value as a runtime object (a string, number, dictionary … object of the platform's), and back. Boxing a
-/// Kind::object gives that very object. A null object unboxes to nothing.
+/// Convert a Value to a runtime object (the platform's string, number, dictionary …) and back. Boxing a Kind::object
+/// gives the object itself. A null object unboxes to nothing.
 id boxed(const Value& value);  // autoreleased
 id boxed(const Value* value);  // null for null
 std::optional<Value> unboxed(id object);
