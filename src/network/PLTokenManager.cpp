@@ -15,7 +15,7 @@ constexpr const char* storedTokenKey = "com.tovrin.pellion.apnstoken";
 constexpr const char* trackingStatusNotification = "PLXPIIStatusUpdateNotification";
 constexpr const char* trackingStatusHandler = "personalInfoTrackingStatusUpdated:";
 
-/// The two digits of every byte.
+/// The two hexadecimal digits of each byte value.
 constexpr std::array hexadecimal = [] {
   constexpr std::string_view digits = "0123456789abcdef";
   std::array<std::array<char, 2>, 256> pairs{};
@@ -62,7 +62,7 @@ void PLTokenManager::sendTokenToServer(const platform::Value& token, Completion 
             std::nullopt, completion);
       },
       [](const platform::Error&) {
-        // Kept: the bare word, without the error; and the completion is never called.
+        // Kept: logs the bare word, without the error, and never calls the completion.
         PL_LOG(platform::pellionLog, "-[PLTokenManager sendTokenToServer:completion:]_block_invoke_2", "error");
       });
 }
@@ -75,7 +75,7 @@ void PLTokenManager::sendStatsToServer(const platform::Value& entries, Completio
   platform::QVSystemProperties::getAppVersionID(
       [this, entries, completion = std::move(completion)](const std::string&) {
         auto& properties = platform::QVSystemProperties::sharedInstance();
-        // Kept: unlike for the token, a missing portal or project id is replaced here.
+        // Kept: a missing portal or project id is replaced by the empty text here, unlike for the token.
         std::string path = platform::format(
             "%@/%@/%@", {properties.portalid().value_or(""), properties.projectid().value_or(""), "channel/add"});
         const std::optional<platform::Value> meta = platform::QVSystemProperties::appMeta();
@@ -84,7 +84,7 @@ void PLTokenManager::sendStatsToServer(const platform::Value& entries, Completio
                     platform::Value::dictionary({{"meta", *meta}, {"pnstats", entries}}), completion);
       },
       [](const platform::Error&) {
-        // Kept: spelled so; and the completion is never called.
+        // Kept: the spelling; and the completion is never called.
         PL_LOG(platform::pellionLog, "-[PLTokenManager sendStatsToServer:completion:]_block_invoke_2", "erorr");
       });
 }

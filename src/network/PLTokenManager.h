@@ -15,8 +15,8 @@
 
 /// The module's only client of the backend: the one request envelope, and the registration of the device token.
 ///
-/// It holds no state: identity and configuration are asked of the core library afresh for each request, and the last
-/// accepted token is in the keychain. Any thread may call it. Nothing is retried; a failure is a log line and a false.
+/// It holds no state: it asks the core library for identity and configuration for each request, and the keychain holds
+/// the last accepted token. Any thread may call it. It retries nothing; a failure is a log line and a false.
 class PLTokenManager {
  public:
   /// True only for status 200 with a body that is JSON. Called at most once: on the session's queue when the request
@@ -31,13 +31,13 @@ class PLTokenManager {
   /// Registers the token whatever is stored, and stores it once it is accepted. Null does nothing.
   void registerAPNSToken(const platform::Value* token);
   void sendTokenToServer(const platform::Value& token, Completion completion);
-  /// Observes "PLXPIIStatusUpdateNotification": registers the stored token under the identity now in force.
+  /// Observes "PLXPIIStatusUpdateNotification": registers the stored token under the present identity.
   void personalInfoTrackingStatusUpdated(id notification);
   /// Lower-case hexadecimal, two digits a byte; empty for null.
   [[nodiscard]] std::string stringFromDeviceToken(const platform::Value* token) const;
 
-  /// Uploads push statistics entries with the application's meta object, as they are, once. Not completed at all when
-  /// the application version id or the meta object is not available.
+  /// Uploads push statistics entries with the application's meta object, as they are, once. Never calls the completion
+  /// when the application version id or the meta object is not available.
   void sendStatsToServer(const platform::Value& entries, Completion completion);
 
   /// Sends one authenticated POST to `path` below "/sdk/v1/". `parameter` is a ready query fragment, `payload` a

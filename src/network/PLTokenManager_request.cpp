@@ -1,5 +1,5 @@
-// The transport half of PLTokenManager: composing the request envelope, sending it, judging the answer. The steps run
-// as a chain of the core library's callbacks; each starts in the callback of the one before.
+// The transport half of PLTokenManager: it composes the request envelope, sends it and checks the response. The steps
+// run as a chain of the core library's callbacks; each starts in the callback of the one before.
 
 #include <utility>
 
@@ -30,7 +30,7 @@ struct PLTokenManager::Request {
   std::optional<platform::Value> payload;
   Completion completion;
   platform::PLAAAUtil* authentication;
-  std::string query;  // the identity item alone until the bearer token is there, then the full query
+  std::string query;  // only the identity item until the bearer token arrives, then the full query
 };
 
 void PLTokenManager::makeRequest(std::string path, std::optional<std::string> parameter, std::optional<Headers> headers,
@@ -115,7 +115,7 @@ void PLTokenManager::encodeBody(const platform::Value& payload, platform::URLReq
   urlRequest.headers.set("Content-Length", platform::format("%lu", {body ? body->bytes().size() : 0}));
   urlRequest.httpBody = std::move(body);
 } catch (const platform::Exception& exception) {
-  // The request is still sent, with what had been set before.
+  // The request is still sent, with what was set before the exception.
   PL_LOG(platform::pellionLog, composingBlock, "%@ exception encoding notification data: %@", platform::objectOf(*this),
          exception);
 }
