@@ -1,4 +1,4 @@
-// The start, and what the proxy hears as an interceptor of the application delegate's callbacks.
+// The start, and the application delegate's callbacks that the proxy receives as an interceptor.
 
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 

@@ -1,4 +1,4 @@
-// Replacing methods of the application's classes, and putting them back.
+// Replaces methods of the application's classes, and restores them.
 
 #include <utility>
 
@@ -61,10 +61,10 @@ IMP Proxy::fetchOriginalImplementationForSelector(SEL selector) const {
 
 void Proxy::discardImplementationForSelector(SEL selector) { origAppDelegateImps_.erase(selector); }
 
-// Kept: looked up by selector, stored by class. So a class's record names the selector that was replaced last, alone,
-// and unswizzleAllMethods restores no other.
+// Kept: looks the record up by selector, but stores it by class. So a class's record names only the selector that was
+// replaced last, and unswizzleAllMethods restores no other.
 void Proxy::monitorSwizzledSelector(SEL selector, Class cls) {
-  if (cls == nullptr) return;  // has no name to be recorded under
+  if (cls == nullptr) return;  // a null class has no name to record
   const std::string name = sel_getName(selector);
   const auto recorded = swizzledMethodsByClass_.find(name);
   std::vector<std::string> selectors;

@@ -1,5 +1,5 @@
-// Following the notification center's delegate: the class of the present one is intercepted, that of the former one is
-// restored before, as the kept implementations are one class's at a time.
+// Follows the notification center's delegate: restores the class of the former delegate, then intercepts the class of
+// the present one, since the preserved implementations are those of one class at a time.
 
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "interception/notification_center_methods.h"
@@ -16,14 +16,14 @@ namespace {
 
 constexpr const char* delegateKey = "delegate";
 
-// Its own address: nobody else's observations have it.
+// Its own address: no other observation has the same context.
 void* const UserNotificationObserverContext = const_cast<void**>(&UserNotificationObserverContext);
 
 Protocol* delegateProtocol() { return objc_getProtocol("UNUserNotificationCenterDelegate"); }
 
 bool conforms(id delegate) { return platform::conformsToProtocol(delegate, delegateProtocol()); }
 
-/// A delegate in a change, where nil is the null object.
+/// Returns the delegate in a change dictionary, where the null object stands for nil.
 platform::Strong changedDelegate(id change, const char* key) {
   const std::optional<platform::Value> value = platform::changedValue(change, key);
   return value ? value->ifObject() : nullptr;

@@ -9,17 +9,17 @@
 // receiver is the platform's object. After the exchange the donor's selector runs the platform's own setter. Kept:
 // where the platform has no such setter, that selector is missing and sending it raises.
 
-/// Goes to UIApplication in place of `setApplicationIconBadgeNumber:`.
+/// Copied into UIApplication in place of `setApplicationIconBadgeNumber:`.
 void pellionSetApplicationIconBadgeNumber(id self, SEL selector, std::int64_t number);
 
-/// Goes to UNUserNotificationCenter in place of `setBadgeCount:withCompletionHandler:`.
+/// Its method is copied into UNUserNotificationCenter in place of `setBadgeCount:withCompletionHandler:`.
 class PLUserNotificationCenter {
  public:
   static constexpr const char* className = "PLUserNotificationCenter";
   static void defineClass(platform::ClassFace<PLUserNotificationCenter>& face);
 };
 
-/// Kept: there, but nobody installs its method.
+/// Kept: the class exists, but no code installs its method.
 class PLUserNotificationCenterDelegate {
  public:
   static constexpr const char* className = "PLUserNotificationCenterDelegate";

@@ -13,7 +13,7 @@ using platform::isKindOfClass;
 using platform::Strong;
 using platform::Value;
 
-/// The delegate's own implementation, if one is kept, with everything that it is to be called with.
+/// The delegate's own implementation, if one is preserved, with everything that the call of it needs.
 template <class Signature>
 class Continuation {
  public:
@@ -52,7 +52,7 @@ void PLSwizzleWillPresentNotificationWithHandler(id delegate, SEL selector, id c
   const Continuation continuation(delegate, selector, center, notification, handler);
   const Class centerClass = objc_getClass("UNUserNotificationCenter");
   const Class notificationClass = objc_getClass("UNNotification");
-  // Kept: goes on after that, so that the delegate's own code runs a second time when a class is missing.
+  // Kept: does not return here, so the delegate's own code runs a second time when a class is missing.
   if (centerClass == nullptr || notificationClass == nullptr) continuation();
   if (!isKindOfClass(center, centerClass) || !isKindOfClass(notification, notificationClass) || handler == nullptr) {
     return continuation();

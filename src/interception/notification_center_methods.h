@@ -4,9 +4,9 @@
 #include "platform/objc.h"
 #include "platform/user_notifications.h"
 
-// What runs in place of the two methods of the notification center's delegate: the module's own work, then the
-// delegate's own code with its completion handler untouched. The module neither calls nor wraps that handler and never
-// chooses how a notification is presented.
+// These functions run in place of the two methods of the notification center's delegate: first the module's own work,
+// then the delegate's own code with its completion handler unchanged. The module neither calls nor wraps that handler,
+// and never chooses how a notification is presented.
 
 inline constexpr const char* willPresentSelector =
     "userNotificationCenter:willPresentNotification:withCompletionHandler:";

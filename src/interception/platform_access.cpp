@@ -4,7 +4,7 @@
 
 namespace {
 
-/// A property whose class is known by name.
+/// Reads a property whose class is known by name.
 platform::Strong checkedProperty(id object, const char* name, const char* expectedClass) {
   return PLPropertyNameForMessagingFromObject(object, name, objc_getClass(expectedClass));
 }

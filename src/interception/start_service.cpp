@@ -1,4 +1,4 @@
-// The one step in which the facade reaches up to the interception, so that messaging/ never does.
+// The only place where the facade uses the interception, so that messaging/ never includes it.
 
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 #include "messaging/PLMessaging.h"
