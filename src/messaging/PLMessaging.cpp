@@ -37,10 +37,10 @@ void PLMessaging::defineClass(platform::ClassFace<PLMessaging>& face) {
 
 void PLMessaging::setAPNSToken(const platform::Value* token) {
   PLTokenManager& tokenManager = PLTokenManager::sharedInstance();
-  if (token != nullptr) token->asBytes("bytes");  // raises for another kind, whether or not the line below is read
+  if (token != nullptr) token->asBytes("bytes");  // raises for another kind, whether or not the line below is logged
   PL_LOG(platform::pellionLog, "-[PLMessaging setAPNSToken:]", "APNs Device Token : %@",
          tokenManager.stringFromDeviceToken(token));
-  // Asked of the new token: a null one is equal to nothing, not even to the absence of a stored one.
+  // The new token is asked whether it is equal: null is equal to nothing, not even to a missing stored token.
   if (token != nullptr && apnsToken_ && *token == *apnsToken_) return;
   apnsToken_ = platform::copied(token);
   tokenManager.setAPNSToken(token);

@@ -12,10 +12,10 @@
 #include "platform/user_defaults.h"
 #include "platform/value.h"
 
-/// The messaging service: what the host application starts, and where everything ends that the operating system
-/// reports about remote notifications.
+/// The messaging service. The host application starts it; it handles everything that the operating system reports
+/// about remote notifications.
 ///
-/// Kept: the kinds of payload values are not guarded. A value of the wrong kind, or a response whose action matches no
+/// Kept: the kinds of payload values are not checked. A value of the wrong kind, or a response whose action matches no
 /// button, raises the platform's invalid-argument exception out of the call.
 class PL_EXPORT PLMessaging {
  public:
@@ -24,27 +24,27 @@ class PL_EXPORT PLMessaging {
   };
   using IDSet = std::unordered_set<platform::Value, ValueHash>;
 
-  /// The one instance, made on the first call together with its observers of "PLRateUsNotification" and of the
-  /// application's becoming active.
+  /// The one instance. The first call makes it and registers it as an observer of "PLRateUsNotification" and of the
+  /// application's activation.
   static PLMessaging& shared();
-  /// The host application's single entry point. Defined in interception/, which it is to start.
+  /// The host application's only entry point. Defined in interception/, which it starts.
   static void startService();
 
   // Properties. They live as long as the process and are not locked: main thread.
-  [[nodiscard]] std::optional<std::string> pnToken() const { return std::nullopt; }  ///< Kept: nothing ever sets it
+  [[nodiscard]] std::optional<std::string> pnToken() const { return std::nullopt; }  ///< Kept: no code ever sets it
   [[nodiscard]] const std::optional<platform::Value>& APNSToken() const { return apnsToken_; }
-  /// The ids of the notifications seen, as decoded. A record only: nothing is suppressed by it.
+  /// The ids of the notifications seen, as decoded. A record only: it suppresses no notification.
   [[nodiscard]] const IDSet& pellionPnID() const { return pellionPnID_; }
   /// The pending goal, "group_event" in lower case; empty when none is pending, absent until the first response.
   [[nodiscard]] const std::optional<std::string>& conversionEvent() const { return conversionEvent_; }
   /// The id of the last notification delivered or acted on, number or text as decoded.
   [[nodiscard]] const std::optional<platform::Value>& pnID() const { return pnID_; }
 
-  /// A device token (bytes, or null): handed to the token manager when it differs from the last one.
+  /// Passes a device token (bytes, or null) to the token manager when it differs from the last one.
   void setAPNSToken(const platform::Value* token);
-  /// An error object, or null.
+  /// Logs an error object; null does nothing.
   void didFailToRegisterForRemoteNotificationsWithError(id error);
-  /// Observes the application's becoming active: three seconds later the extension's pending statistics are sent.
+  /// Observes the application's activation: sends the extension's pending statistics three seconds later.
   void applicationDidBecomeActive(id notification);
 
   /// A notification was delivered: records an entry of status 4.
@@ -54,12 +54,12 @@ class PL_EXPORT PLMessaging {
   /// Observes "PLRateUsNotification": records an entry of status 6 when the event is the pending goal.
   void globalEngagementDataNotification(id notification);
 
-  /// Depth-first, pre-order, without limit of depth; lists directly inside lists are not searched.
+  /// Searches depth-first, pre-order, without limit of depth. Lists directly inside lists are not searched.
   [[nodiscard]] const platform::Value* findValueForKey(std::string_view key, const platform::Value* dictionary) const;
-  /// The first button whose "action" is `identifier`.
+  /// Returns the first button whose "action" is `identifier`, or null.
   [[nodiscard]] const platform::Value* getActionButtonById(const platform::Value* identifier,
                                                            const platform::Value* buttons) const;
-  /// A text's JSON, object or list; nothing, and a log line, when it is none.
+  /// Decodes a text as JSON, an object or a list. Otherwise returns nothing and logs the error.
   [[nodiscard]] std::optional<platform::Value> parseBodyString(const platform::Value& body) const;
 
   /// A new handle on the App Group's store, or null when no group is configured.

@@ -10,7 +10,7 @@ constexpr const char* badgeKey = "pellionBadgeCount";
 }  // namespace
 
 std::shared_ptr<platform::UserDefaults> PLMessaging::getSharedDefaults() const {
-  // The core library is asked three times, as its answer is its own business each time.
+  // Asks the core library three times, since it may return something else each time.
   auto& fileManager = platform::QVFileManager::sharedInstance();
   if (!fileManager.extensionAppGroup()) return nullptr;
   if (fileManager.extensionAppGroup().value_or("").empty()) return nullptr;

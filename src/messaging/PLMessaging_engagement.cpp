@@ -1,4 +1,4 @@
-// What is recorded of a notification's life: delivered, acted on, converted. Every entry is sent at once and alone.
+// Records the events of a notification: delivered, acted on, converted. Every entry is sent at once and alone.
 
 #include <initializer_list>
 #include <utility>
@@ -22,7 +22,7 @@ constexpr const char* subscript = "objectForKey:";
 
 using Field = std::pair<const char*, std::optional<Value>>;
 
-/// A dictionary as the platform's literals build it. Kept: an absent value raises, and no code catches that.
+/// Builds a dictionary as the platform's literals do. Kept: an absent value raises, and no code catches that.
 Value dictionaryLiteral(std::initializer_list<Field> fields) {
   std::vector<Value::Entry> entries;
   entries.reserve(fields.size());
@@ -101,7 +101,7 @@ std::optional<Value> PLMessaging::parsedAddInfo(const Value* payload) const {
   return addInfo != nullptr ? parseBodyString(*addInfo) : std::nullopt;
 }
 
-// The notification's id when it has a valid one; it is then the last one seen.
+// Returns the notification's id if it has a valid one, and stores it as the last one seen.
 const Value* PLMessaging::rememberID(const Value& addInfo) {
   const Value* notificationID = addInfo.asDictionary(subscript).find("pellionPnID");
   if (notificationID == nullptr || notificationID->integerValue() < 1) return nullptr;
@@ -151,8 +151,8 @@ void PLMessaging::globalEngagementDataNotification(id notification) {
   }
 }
 
-// Kept: the entry carries the id stored last, by a response or by a delivery; the goal does not remember its own. And
-// after a response without a goal the pending key is the empty text, which an event of that name matches.
+// Kept: the entry carries the id that a response or a delivery stored last; the goal stores no id of its own. After a
+// response without a goal the pending goal is the empty text, and an event with an empty name matches it.
 void PLMessaging::convertIfGoal(const Value* name) {
   PL_LOG(platform::pellionLog, "-[PLMessaging globalEngagementDataNotification:]", "conversionEvent check %@ :: %@",
          name, conversionEvent_);

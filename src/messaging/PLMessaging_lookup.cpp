@@ -13,7 +13,7 @@ using platform::Value;
 constexpr const char* fastEnumeration = "countByEnumeratingWithState:objects:count:";
 constexpr const char* subscript = "objectForKey:";
 
-/// What is left to visit of one container. Only one of the two holds anything.
+/// The part of one container that is not visited yet. At most one of the two members holds anything.
 struct Rest {
   std::span<const Value::Entry> entries;
   std::span<const Value> elements;
@@ -28,10 +28,10 @@ const T& takeFirst(std::span<const T>& rest) {
 
 }  // namespace
 
-// The search keeps its own stack, innermost container last: a payload decides how deep it goes.
+// The search keeps its own stack, innermost container last, since the payload decides how deep it goes.
 const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dictionary) const {
   if (dictionary == nullptr) return nullptr;
-  if (dictionary->ifList() != nullptr) {  // its elements are enumerated, and it has no value for the first
+  if (dictionary->ifList() != nullptr) {  // it enumerates its elements; asking it for the first one's value raises
     if (dictionary->count() > 0) dictionary->asDictionary(subscript);
     return nullptr;
   }
@@ -54,7 +54,7 @@ const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dic
 
 const Value* PLMessaging::getActionButtonById(const Value* identifier, const Value* buttons) const {
   if (buttons == nullptr) return nullptr;
-  if (buttons->ifDictionary() != nullptr) {  // its keys are enumerated, and the first has no "action"
+  if (buttons->ifDictionary() != nullptr) {  // it enumerates its keys; asking the first one for "action" raises
     if (buttons->count() > 0) buttons->entries().front().key.asDictionary(subscript);
     return nullptr;
   }

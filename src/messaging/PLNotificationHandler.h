@@ -9,8 +9,8 @@
 #include "platform/objc.h"
 #include "platform/value.h"
 
-/// Opens a notification response's click action, for the host application to call from its own notification-center
-/// delegate. The careful variant: every value is checked for its kind, and nothing that a payload holds makes it raise.
+/// Opens the click action of a notification response. The host application calls it from its own notification-center
+/// delegate. Unlike PLMessaging, it checks the kind of every value, and nothing that a payload holds makes it raise.
 /// No state; any thread.
 class PL_EXPORT PLNotificationHandler {
  public:
@@ -19,10 +19,10 @@ class PL_EXPORT PLNotificationHandler {
   /// Schedules the opening on the main queue, then calls `completion` (which may be null) synchronously, in every case.
   void handleNotificationResponse(id response, platform::BlockPtr<void()> completion) const;
 
-  /// The click action of the response's action; a button that the payload does not describe falls back to the
-  /// notification's own.
+  /// Returns the click action of the response's action. For a button that the payload does not describe, it returns
+  /// the notification's own click action.
   [[nodiscard]] std::optional<std::string> resolvedClickActionFromResponse(id response) const;
-  /// "addInfo" given as a dictionary or as JSON text of an object.
+  /// Returns "addInfo", given as a dictionary or as the JSON text of an object.
   [[nodiscard]] std::optional<platform::Value> addInfoDictionaryFromUserInfo(const platform::Value& userInfo) const;
   [[nodiscard]] std::optional<std::string> stringValue(const platform::Value* value) const;
   void openClickAction(std::string_view clickAction) const;
