@@ -1,5 +1,5 @@
-// The donor methods: what runs in place of the application delegate's callbacks, with the delegate as its receiver.
-// Every interceptor first, in the registry's order, then the application's own code.
+// The donor methods run in place of the application delegate's callbacks, with the delegate as their receiver. They
+// call every interceptor, in the registry's order, then the application's own code.
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
 
@@ -19,7 +19,7 @@ using platform::UIBackgroundFetchResult;
 using FetchHandler = platform::BlockPtr<void(UIBackgroundFetchResult)>;
 
 struct DelegateProtocol {
-  Protocol* found = objc_getProtocol("UIApplicationDelegate");  // looked up once, as this is asked on every callback
+  Protocol* found = objc_getProtocol("UIApplicationDelegate");  // looked up once, since every callback needs it
 };
 
 /// The application's own implementation of a delegate's method, or null.
@@ -49,7 +49,7 @@ void forward(id self, SEL /*donor*/, id application, id argument) {
   if (own != nullptr) platform::callImplementation<void(id, id)>(own, self, target, application, argument);
 }
 
-/// New data anywhere wins, then no data; failure only when every participant failed, or nobody took part.
+/// New data from any participant wins, then no data; failure only when every participant failed or there was none.
 UIBackgroundFetchResult merged(const std::vector<std::int32_t>& results) {
   bool allFailed = true;
   bool newData = false;
@@ -62,8 +62,8 @@ UIBackgroundFetchResult merged(const std::vector<std::int32_t>& results) {
   return newData ? platform::UIBackgroundFetchResultNewData : platform::UIBackgroundFetchResultNoData;
 }
 
-// Each participant gets a handler that collects its result. Once all have answered the platform's gets the merged one,
-// on the main queue. Kept: nobody who never answers is given up, nobody who answers twice is stopped.
+// Each participant gets a handler that collects its result. Once all have called it, the platform's handler gets the
+// merged result, on the main queue. Kept: no time limit for a participant that never calls, no guard against two calls.
 void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, FetchHandler handler) {
   static const SEL target = sel_registerName(didReceive.target);
   const IMP own = ownImplementation(target, self);

@@ -16,7 +16,7 @@ std::optional<std::string> PLAppDelegateSwizzler::registerAppDelegateInterceptor
     return std::nullopt;
   }
   std::string interceptorID = platform::format("PLX_%p", {interceptor});
-  if (interceptorID.empty()) {  // the form above never is
+  if (interceptorID.empty()) {  // never happens: the text starts with "PLX_"
     PL_LOG(platform::pellionWarning, method, "AppDelegateProxy cannot create Interceptor ID.");
     return std::nullopt;
   }
@@ -51,7 +51,7 @@ void PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(SEL selector,
   for (const InterceptorRegistry::Entry& entry : *entries) {
     if (const platform::Strong interceptor = entry.interceptor()) {
       if (platform::respondsToSelector(interceptor.get(), selector)) callback(interceptor.get());
-    } else if (registry.holds(entry)) {  // not removed, nor registered anew, since the walk began
+    } else if (registry.holds(entry)) {  // neither removed nor registered again since the loop began
       PL_LOG(platform::warning, "+[PLAppDelegateSwizzler broadcastToInterceptorsUsingSelector:callback:]_block_invoke",
              "AppDelegateProxy cannot find interceptor with ID %@. Removing the interceptor.", entry.interceptorID);
       registry.remove(entry.interceptorID);

@@ -21,8 +21,8 @@ ImplementationMap* attachedImplementations(id delegate) {
   return map != nullptr ? &platform::objectState<ImplementationMap>(map) : nullptr;
 }
 
-// Kept: before the check of the sizes, so that they stay when it fails; and with another policy than the filled map
-// gets later.
+// Kept: called before the check of the sizes, so the records stay when it fails; and with another policy than the one
+// that the filled map gets later.
 void attachRecords(id delegate, Class original) {
   objc_setAssociatedObject(delegate, kPLXOrigIMPBySelectorKey, platform::makeObject<ImplementationMap>().get(),
                            OBJC_ASSOCIATION_RETAIN_NONATOMIC);
@@ -102,8 +102,8 @@ Class PLAppDelegateSwizzler::createSubclassWithObject(id delegate) {
   return subclass;
 }
 
-// Kept: nil, then the same delegate again, since what the application object knows of its delegate it learns when it is
-// set. The second time the observer lets the delegate go at the nil and is started anew.
+// Kept: sets nil, then the same delegate again, since the application object examines its delegate only when it is set.
+// In the second call the nil makes the observer release the delegate and stop; the call then starts it again.
 void PLAppDelegateSwizzler::reconfigureAppDelegate() {
   const SEL setDelegate = sel_registerName("setDelegate:");
   const Strong delegate = applicationDelegate();

@@ -13,7 +13,7 @@ constexpr const char* delegateKey = "delegate";
 
 using platform::Value;
 
-/// `isEqual:` as asked of what may be nil, which is equal to nothing.
+/// `isEqual:` sent to an object that may be nil; nil is equal to nothing.
 bool isEqual(const std::optional<Value>& object, const std::optional<Value>& other) {
   return object && object == other;
 }

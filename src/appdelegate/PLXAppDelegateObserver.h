@@ -2,13 +2,13 @@
 
 #include "platform/class_face.h"
 
-/// Watches the application's `delegate`: once the application replaces the proxied one, it is let go and the watching
-/// ends. The new delegate is not proxied.
+/// Observes the application's `delegate`. When the application replaces the proxied delegate, the observer releases it
+/// and stops observing. The new delegate is not proxied.
 class PLXAppDelegateObserver {
  public:
   static PLXAppDelegateObserver& sharedInstance();
 
-  /// Starts watching, unless that was done. Kept: without an application object it counts as watching all the same.
+  /// Starts observing, unless it already is. Kept: without an application object it counts as observing all the same.
   void observeUIApplication();
   [[nodiscard]] bool isObserving() const { return isObserving_; }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/// A method that the application delegate's subclass gets: under the platform's selector, with the implementation that
-/// PLAppDelegateSwizzler has under the donor's.
+/// A method that the application delegate's subclass gets. It has the platform's selector and the implementation that
+/// PLAppDelegateSwizzler has under the donor's selector.
 struct DonorMethod {
   const char* target;
   const char* donor;

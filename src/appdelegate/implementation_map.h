@@ -7,8 +7,8 @@
 
 #include "platform/class_face.h"
 
-/// The application's own implementations by selector, in the form of an object that can be attached to its delegate. An
-/// implementation may be null: the application has none. Not changed once it is attached.
+/// The application's own implementations by selector, as an object that can be attached to its delegate. A null
+/// implementation means that the application has none. The map does not change once it is attached.
 class ImplementationMap {
  public:
   [[nodiscard]] std::optional<IMP> find(SEL selector) const {

@@ -11,7 +11,7 @@
 
 /// The interceptors of a process by interceptor ID, each in a container that does not keep it alive. Main thread.
 ///
-/// Every change makes a new list of entries, so a walk over the present one may change the registry.
+/// Every change makes a new list of entries, so a loop over the present list may change the registry.
 class InterceptorRegistry {
  public:
   struct Entry {
@@ -28,9 +28,9 @@ class InterceptorRegistry {
   [[nodiscard]] std::shared_ptr<const Entries> entries() const { return entries_; }
   /// The entry under the ID, or null. Valid until the next change.
   [[nodiscard]] const Entry* find(std::string_view interceptorID) const;
-  /// Whether this very entry is registered: its container is the one under its ID.
+  /// Whether this same entry is registered: its container is the one under its ID.
   [[nodiscard]] bool holds(const Entry& entry) const;
-  /// Replaces what is under the ID.
+  /// Stores the container under the ID, in place of any other.
   void set(std::string_view interceptorID, platform::Strong container);
   void remove(std::string_view interceptorID);
   /// Includes entries whose interceptor is gone.

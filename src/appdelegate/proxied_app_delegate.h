@@ -4,18 +4,18 @@
 #include "platform/process.h"
 #include "platform/reference.h"
 
-// Keys of what is attached to the delegate object: their addresses count, the texts are for whoever finds them in a
+// Keys of what is attached to the delegate object. Their addresses are the keys; the texts identify them in a
 // debugger.
 inline constexpr char kPLXOrigIMPBySelectorKey[] = "PLX_origIMPBySelector";  ///< an ImplementationMap
-inline constexpr char kPLXOrigClassKey[] = "PLX_origClass";  ///< its class before the switch; nobody reads it
+inline constexpr char kPLXOrigClassKey[] = "PLX_origClass";  ///< its class before the switch; no code reads it
 
-/// What there is once in a process of the proxied application delegate. Main thread.
+/// The state of the proxied application delegate, once in a process. Main thread.
 struct ProxiedAppDelegate {
   /// Kept alive until the application replaces it.
   platform::Strong aOriginalAppDelegate;
   Class aOriginalAppDelegateClass = nullptr;  ///< before it was switched to the subclass
-  Class aAppDelegateSubclass = nullptr;       ///< null when its making failed
-  // Set before the work that they guard, so that it is done once whatever comes of it, also when it comes back here.
+  Class aAppDelegateSubclass = nullptr;       ///< null when it could not be made
+  // Set before the work that they guard, so that it runs once, even when it fails or calls this code again.
   bool sProxyAppDelegateOnceToken = false;
   bool sProxyAppDelegateRemoteNotificationOnceToken = false;
 
