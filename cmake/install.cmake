@@ -1,5 +1,5 @@
-# What `cmake --install` puts where. Two components: `program` is what runs (command line, module, their pages),
-# `development` what other projects are built with.
+# What `cmake --install` installs, and where. Component `program`: what users run (command line, module, their pages).
+# Component `development`: what other projects need to build with the module.
 
 include(CMakePackageConfigHelpers)
 set(PELLION_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
@@ -9,7 +9,7 @@ set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/PellionMessaging)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/pellion)
 
-# Libraries and the program, which finds the module from wherever the prefix is moved to.
+# Libraries and the program. The program finds the module also when the prefix is moved.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE to_libs)
 set_target_properties(pellion PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libs}")
 install(TARGETS pellion RUNTIME COMPONENT program)
@@ -22,7 +22,7 @@ foreach(library IN ITEMS PellionMessaging PellionHost PellionBackend)
   target_compile_features(${library} PUBLIC cxx_std_20)
 endforeach()
 
-# Headers, under the paths that they include each other by.
+# Headers, under the paths by which they include each other.
 function(pellion_install_headers root)
   foreach(header IN LISTS ARGN)
     cmake_path(GET header PARENT_PATH folder)
@@ -30,7 +30,7 @@ function(pellion_install_headers root)
   endforeach()
 endfunction()
 
-# Of the module those with a public class, of the host what a program that plays a phone needs.
+# The module's headers that have a public class, and the host's headers that a program needs to simulate a phone.
 file(GLOB module_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS src/messaging/*.h src/network/*.h
      src/appdelegate/*.h src/interception/*.h)
 foreach(header IN LISTS module_headers)
@@ -49,7 +49,7 @@ set(backend_headers answer backend jwt_reader received_request)
 list(TRANSFORM backend_headers REPLACE ".+" "pellion/backend/\\0.h")
 pellion_install_headers(${PROJECT_SOURCE_DIR}/apps ${backend_headers})
 
-# How other projects find them: find_package(PellionMessaging), pkg-config.
+# Files with which other projects find them: by find_package(PellionMessaging) or by pkg-config.
 install(EXPORT PellionMessaging NAMESPACE PellionMessaging:: DESTINATION ${config_dir} COMPONENT development)
 configure_package_config_file(cmake/PellionMessagingConfig.cmake.in PellionMessagingConfig.cmake
                               INSTALL_DESTINATION ${config_dir})
@@ -69,7 +69,7 @@ pellion_install_pkgconfig(PellionHost "A simulated phone for the module to run o
 pellion_install_pkgconfig(PellionBackend "A backend on loopback that records and decodes the module's requests"
                           PellionHost ${PELLION_BACKEND_MODULES})
 
-# Pages and completions.
+# Manual page, changelog, documents, shell completions.
 function(pellion_install_compressed source directory name)
   set(compressed ${PROJECT_BINARY_DIR}/${name}.gz)
   execute_process(COMMAND gzip -9n INPUT_FILE ${source} OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
@@ -79,7 +79,7 @@ configure_file(apps/pellion/pellion.1.in pellion.1 @ONLY)
 pellion_install_compressed(${PROJECT_BINARY_DIR}/pellion.1 ${CMAKE_INSTALL_MANDIR}/man1 pellion.1)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
 pellion_install_compressed(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${doc_dir} changelog)
-install(DIRECTORY docs examples DESTINATION ${doc_dir} COMPONENT program PATTERN run EXCLUDE)  # run is of the source tree
+install(DIRECTORY docs examples DESTINATION ${doc_dir} COMPONENT program PATTERN run EXCLUDE)  # run needs the sources
 
 set(completions apps/pellion/completion)
 install(FILES ${completions}/pellion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions

@@ -1,4 +1,4 @@
-# What `cpack --preset package` makes: pellion_*.deb to run, libpellionmessaging-dev_*.deb to build with.
+# What `cpack --preset package` makes: pellion_*.deb for users, libpellionmessaging-dev_*.deb for developers.
 
 set(CPACK_PACKAGE_CONTACT "PellionMessaging maintainers <pellion@example.org>" CACHE STRING "Debian's Maintainer")
 set(CPACK_GENERATOR DEB)
@@ -19,7 +19,7 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
-# Who builds with the static libraries needs what they were built with, as packages.txt has it.
+# A build with the static libraries needs the packages that they were built with, as listed in packages.txt.
 file(STRINGS packages.txt needed REGEX "^build +lib.*-dev ")
 list(FILTER needed EXCLUDE REGEX libcli11)
 list(TRANSFORM needed REPLACE "^build +([^ ]+) .*" "\\1")

@@ -1,4 +1,4 @@
-// Records the events of a notification: delivered, acted on, converted. Every entry is sent at once and alone.
+// Records the events of a notification: delivered, acted on, converted. Each is sent at once, in its own request.
 
 #include <initializer_list>
 #include <utility>
