@@ -8,7 +8,7 @@
 
 namespace host {
 
-// The words of protocols, which are ASCII whatever the locale.
+// For the words of protocols, which are ASCII in every locale.
 
 inline std::string asciiLowercase(std::string_view text) {
   std::string lower(text);
@@ -16,7 +16,7 @@ inline std::string asciiLowercase(std::string_view text) {
   return lower;
 }
 
-/// What RFC 9110 takes for a method or the name of a header field.
+/// Whether `text` is a token of RFC 9110: a method or the name of a header field.
 inline bool isToken(std::string_view text) {
   static constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
   return !text.empty() && std::ranges::all_of(text, [](char c) {

@@ -13,8 +13,8 @@
 
 namespace platform {
 
-/// Runs through one format and its arguments. A conversion that does not fit its argument, one too many or one too
-/// few is a mistake in the program and ends it.
+/// Processes one format and its arguments. A conversion that does not match its argument, and a surplus or missing
+/// argument, are mistakes in the program and end it.
 class Formatter {
  public:
   Formatter(std::string_view format, std::initializer_list<FormatArgument> arguments)
@@ -39,7 +39,7 @@ class Formatter {
  private:
   using Kind = FormatArgument::Kind;
   struct Conversion {
-    std::string_view text;  // behind the percent sign
+    std::string_view text;  // after the percent sign
     void (Formatter::*append)();
   };
   static const Conversion conversions[9];
@@ -59,7 +59,7 @@ class Formatter {
     out_.append(digits, std::to_chars(std::begin(digits), std::end(digits), number, base).ptr);
   }
 
-  // The widths are the platform's: without "l" a conversion reads 32 bits.
+  // The widths are those of the platform: without "l" a conversion reads 32 bits.
   void appendInt() { appendDigits(static_cast<std::int32_t>(integer())); }
   void appendLong() { appendDigits(integer()); }
   void appendUnsignedInt() { appendDigits(static_cast<std::uint32_t>(integer())); }
@@ -126,7 +126,7 @@ std::string lowercaseString(std::string_view text) {
     return ucasemap_utf8ToLower(rootLocale, result.data(), static_cast<std::int32_t>(result.size()), text.data(),
                                 static_cast<std::int32_t>(text.size()), &status);
   };
-  // ICU counts in 32 bits, and a mapping grows a text to at most three times its size.
+  // ICU counts in 32 bits, and a case mapping grows a text to at most three times its size.
   if (text.size() > std::numeric_limits<std::int32_t>::max() / 3) throw std::length_error("lowercaseString");
   std::int32_t length = lower();
   if (static_cast<std::size_t>(length) > result.size()) {

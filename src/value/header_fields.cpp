@@ -6,7 +6,7 @@
 namespace platform {
 namespace {
 
-/// Field names are ASCII, so their case is too.
+/// Field names are ASCII, so an ASCII comparison of case is enough.
 template <class Fields>
 auto* findField(Fields& fields, std::string_view name) {
   const auto found = std::ranges::find_if(fields, [name](const HTTPHeaderFields::Field& field) {

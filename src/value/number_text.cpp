@@ -14,10 +14,10 @@ void appendInteger(std::string& text, Integer number) {
 
 void appendFloating(std::string& text, double number) {
   if (std::isnan(number)) {
-    text += "nan";  // without the sign that it may carry
+    text += "nan";  // without the sign, which a NaN may have
     return;
   }
-  // to_chars alone takes the shorter notation, 1e+05; the platform writes 100000.
+  // By itself, to_chars takes the shorter notation, 1e+05; the platform writes 100000.
   const double magnitude = std::fabs(number);
   const bool isPlain = magnitude == 0 || (magnitude >= 1e-4 && magnitude < 1e17);
   char digits[40];

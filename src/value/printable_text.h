@@ -5,11 +5,11 @@
 
 namespace host {
 
-/// The text with U+FFFD in the place of broken UTF-8.
+/// Returns the text with broken UTF-8 replaced by U+FFFD.
 std::string wellFormed(std::string_view text);
 
-/// The same with control characters written as escapes: what comes from outside must neither break a line in two nor
-/// steer a terminal.
+/// Does the same and writes control characters as escapes: text from outside must neither break a line in two nor
+/// control a terminal.
 std::string printable(std::string_view text);
 
 }  // namespace host

@@ -22,7 +22,7 @@ std::optional<std::string> toUTF8(std::string_view text, const char* encoding) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UConverter, void (*)(UConverter*)> converter(ucnv_open(encoding, &status), ucnv_close);
   ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-  // UTF-8 takes at most three bytes for two of UTF-16, and no more than UTF-32.
+  // UTF-8 takes at most three bytes for two of UTF-16, and no more bytes than UTF-32.
   std::string result(text.size() / 2 * 3 + 4, '\0');
   if (U_FAILURE(status) || result.size() > INT32_MAX) return std::nullopt;
   const std::int32_t length =

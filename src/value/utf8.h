@@ -9,10 +9,10 @@ namespace host {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 
-/// The character that begins at `at`, which moves behind it; the replacement character for broken UTF-8.
+/// Returns the character that begins at `at` and moves `at` after it. Broken UTF-8 gives the replacement character.
 char32_t nextCharacter(std::string_view text, std::size_t& at);
 
-/// Nothing for text that is not well-formed in its encoding, which ICU knows by name.
+/// Returns nothing for text that is not well-formed in its encoding. `encoding` is a name that ICU knows.
 std::optional<std::string> toUTF8(std::string_view text, const char* encoding);
 
 bool isWhiteSpace(char32_t character);

@@ -85,7 +85,7 @@ std::int64_t leadingInteger(std::string_view text) {
   text = withoutLeadingWhiteSpace(text);
   const bool isNegative = text.starts_with('-');
   if (isNegative || text.starts_with('+')) text.remove_prefix(1);
-  // Gathered below zero, where there is room for one more.
+  // Accumulates a negative number, because the negative range is larger by one.
   std::int64_t result = 0;
   for (const char character : text) {
     if (character < '0' || character > '9') break;

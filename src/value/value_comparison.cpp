@@ -19,7 +19,7 @@ std::int64_t integerOf(const Value& number) {
   return number.kind() == Kind::boolean ? std::int64_t{number.ifBoolean() == true} : number.integer();
 }
 
-/// The integer that a floating point number is, as one that compares equal to it; null when it is none.
+/// Returns the integer that compares equal to a floating point number, or null when there is none.
 Value asInteger(double number) {
   if (std::trunc(number) != number) return {};
   if (number >= -0x1p63 && number < 0x1p63) return static_cast<std::int64_t>(number);
@@ -58,7 +58,7 @@ bool areEqualLeaves(const Value& left, const Value& right) {
   }
 }
 
-/// Compares two trees. Pairs of containers whose contents are still to be compared wait in a list.
+/// Compares two trees. A list holds the pairs of containers whose contents are not compared yet.
 class TreeComparison {
  public:
   bool areEqual(const Value& left, const Value& right) {
@@ -118,7 +118,7 @@ std::uint64_t hashNumber(const Value& number) {
   return mixHash(static_cast<std::uint64_t>(integerOf(number)), 0);
 }
 
-/// A container inside another counts by its kind and size alone: deep enough to tell real trees apart, and bounded.
+/// A nested container adds only its kind and size to the hash. This tells real trees apart and bounds the work.
 std::uint64_t hashShallowly(const Value& value) {
   static const SEL hash = sel_registerName("hash");
   const auto kind = static_cast<std::uint64_t>(value.kind());

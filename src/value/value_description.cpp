@@ -16,7 +16,7 @@ namespace {
 using Kind = Value::Kind;
 using Entry = Value::Entry;
 
-// Deeper lines start at the margin: more levels than JSON can bring, whose indentation alone would fill the memory.
+// Deeper lines start at the margin. JSON cannot have so many levels, and their indentation would fill the memory.
 constexpr std::size_t deepestIndentation = 512;
 
 bool isBare(std::string_view text) {
@@ -104,7 +104,7 @@ bool isBefore(const Entry* left, const Entry* right) {
   return left->key.description() < right->key.description();
 }
 
-/// Prints a tree with a stack of its own, so that depth costs none of the thread's.
+/// Prints a tree with a stack of its own, so that depth does not use the thread's stack.
 class TreeDescription {
  public:
   explicit TreeDescription(const Value& root) { open(root); }
@@ -164,7 +164,7 @@ class TreeDescription {
   }
   void appendInside(const Value& value) {
     if (value.ifList() != nullptr || value.ifDictionary() != nullptr) {
-      indent();  // a container's own text starts with its indentation, wherever it stands
+      indent();  // a container's own text starts with its indentation, wherever it is printed
       open(value);
     } else {
       appendLeafInside(out_, value);

@@ -20,7 +20,7 @@ namespace {
 
 using Entry = Value::Entry;
 
-constexpr std::size_t linearLimit = 8;  // up to here, comparing every key is as fast as hashing one
+constexpr std::size_t linearLimit = 8;  // up to this size, comparing every key is as fast as hashing one
 
 struct alignas(8) EmptyData {
   ValueStorage::OwnerWord owner{0};
@@ -42,7 +42,7 @@ bool areEqualKeys(const Value& left, const Value& right) noexcept {
   return left.kind() == Value::Kind::string ? isText(right, left.text()) : left == right;
 }
 
-/// The index: places of entries plus one, 0 for none, in open addressing.
+/// The hash index, with open addressing. A slot holds the place of an entry plus one; 0 means empty.
 struct Index {
   std::uint32_t* slots;
   std::size_t mask;
@@ -51,7 +51,7 @@ struct Index {
   static Index of(const Entry* entries, std::size_t count) {
     return {reinterpret_cast<std::uint32_t*>(const_cast<Entry*>(entries + count)), slotCount(count) - 1};
   }
-  /// The slot whose entry `matches`, or the empty one where it would be.
+  /// Returns the slot whose entry `matches`, or the empty slot where that entry belongs.
   template <class Matches>
   std::uint32_t& probe(const Entry* entries, std::uint64_t hash, const Matches& matches) const {
     for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
@@ -89,7 +89,7 @@ class ValueStorage::Document {
     Block* next;
   };
   std::atomic<std::size_t> count{1};
-  Block* blocks = nullptr;  // behind the first, which lies behind this
+  Block* blocks = nullptr;  // after the first block, which directly follows this object
 
   void release() noexcept {
     if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
@@ -127,7 +127,7 @@ Value ValueStorage::makeList(std::span<const Value> elements) {
 
 Value ValueStorage::makeDictionary(std::span<const Entry> entries) {
   for (const Entry& entry : entries) {
-    // Containers as keys would make every look-up a comparison without bound. Nothing that reaches us has them.
+    // Containers as keys would give every look-up an unbounded comparison. No data that reaches the module has them.
     if (entry.key.ifList() != nullptr || entry.key.ifDictionary() != nullptr) {
       throw Exception(invalidArgumentException,
                       std::string("a dictionary's key cannot be a container (") + entry.key.className() + ")");
@@ -140,7 +140,7 @@ Value ValueStorage::makeDictionary(std::span<const Entry> entries) {
   auto* copies = static_cast<Entry*>(node->data());
   std::uninitialized_copy(entries.begin(), entries.end(), copies);
   const std::size_t count = settle(copies, entries.size());
-  // Behind the last entry that stays may be the index now; what repeated keys left over was moved out before.
+  // The index may now directly follow the last remaining entry; the repeated entries were destroyed before.
   node->count = static_cast<std::uint32_t>(count);
   placeIn(value, Kind::dictionary, count, copies, false);
   return value;
@@ -163,7 +163,7 @@ void ValueStorage::retain(const void* data) noexcept {
   }
 }
 
-/// True when that was the last reference to a node, which is now the caller's to free.
+/// Returns true when that was the last reference to a node; the caller must then free the node.
 bool ValueStorage::dropReference(const void* data) noexcept {
   OwnerWord& owner = ownerOf(data);
   const std::uintptr_t word = owner.load(std::memory_order_relaxed);
@@ -181,8 +181,8 @@ void ValueStorage::release(Kind kind, const void* data) noexcept {
   }
 }
 
-/// Frees a container and all that only it held, however deep: dead containers wait in a chain through their own
-/// owner words.
+/// Frees a container and everything that only it held, at any depth. Dead containers are linked in a chain through
+/// their own owner words.
 void ValueStorage::freeNode(Node* dead) noexcept {
   dead->owner.store(0, std::memory_order_relaxed);
   while (dead != nullptr) {
@@ -208,8 +208,8 @@ std::size_t ValueStorage::dictionarySize(std::size_t count) noexcept {
   return count * sizeof(Entry) + (count > linearLimit ? Index::slotCount(count) * sizeof(std::uint32_t) : 0);
 }
 
-/// Removes repeated keys and makes the index; answers how many entries stay. The memory behind the entries is that
-/// of dictionarySize(count).
+/// Removes repeated keys and makes the index. Returns how many entries remain. The memory after the entries has the
+/// size that dictionarySize(count) gives.
 std::size_t ValueStorage::settle(Entry* entries, std::size_t count) noexcept {
   const bool isIndexed = count > linearLimit;
   const Index index = Index::of(entries, count);

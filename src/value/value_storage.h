@@ -14,11 +14,11 @@ namespace platform {
 
 /// Places the texts and containers of Values in memory.
 ///
-/// Right before the data that a Value points to lies its owner word, which says who is counted:
-///   0         nobody: the data is static (every empty text and container)
-///   2n + 1    a node of its own, which n Values refer to
-///   even      the address of the Document in which the data lies, together with much else
-/// Behind the entries of a dictionary that is not small lies a hash index.
+/// The owner word is directly before the data that a Value points to. It says how references are counted:
+///   0         not at all: the data is static (every empty text and container)
+///   2n + 1    the data is a node of its own, which n Values refer to
+///   even      the address of the Document that contains the data and much other data
+/// A hash index follows the entries of a dictionary that is not small.
 class ValueStorage {
  public:
   using Kind = Value::Kind;
@@ -58,13 +58,13 @@ class ValueStorage {
   static void settleDictionary(Value& slot) noexcept;
 };
 
-/// Builds a decoded tree in a few blocks of memory with one count. Its inner Values are borrowed: they count as no
-/// reference, so that the tree is freed without a walk; copying one out keeps the whole document.
+/// Builds a decoded tree in a few blocks of memory with one reference count. Its inner Values are borrowed: they are
+/// not counted, so the tree is freed without a walk. A copy of an inner Value keeps the whole document alive.
 ///
-/// Every slot is one that list(), dictionary() or the caller gave, still null.
+/// Every slot comes from list(), dictionary() or the caller, and is still null.
 class DocumentBuilder {
  public:
-  /// `sizeHint`: bytes of memory that the whole tree will probably take.
+  /// `sizeHint`: the probable size of the whole tree in bytes of memory.
   explicit DocumentBuilder(std::size_t sizeHint);
   DocumentBuilder(const DocumentBuilder&) = delete;
   DocumentBuilder& operator=(const DocumentBuilder&) = delete;
@@ -79,15 +79,15 @@ class DocumentBuilder {
     std::memcpy(data, text.data(), text.size());
     ValueStorage::placeIn(slot, Value::Kind::string, text.size(), data, true);
   }
-  /// The null elements, for the caller to fill.
+  /// Returns the null elements; the caller fills them.
   Value* list(Value& slot, std::size_t count);
-  /// The null entries, for the caller to fill with string keys and values; then endDictionary() must be called.
+  /// Returns the null entries. The caller fills them with string keys and values, then calls endDictionary().
   Value::Entry* dictionary(Value& slot, std::size_t count);
-  /// Lets a repeated key keep its first place and its last value, and makes the index.
+  /// Gives a repeated key its first place and its last value, and makes the index.
   static void endDictionary(Value& slot) noexcept { ValueStorage::settleDictionary(slot); }
 
  private:
-  /// Room for `size` bytes of data, its owner word before it.
+  /// Returns room for `size` bytes of data, with the owner word before it.
   void* allocate(std::size_t size) {
     size = (sizeof(ValueStorage::OwnerWord) + size + 7) & ~std::size_t{7};
     if (size > left_) addBlock(size);
@@ -104,7 +104,7 @@ class DocumentBuilder {
   std::size_t left_;
 };
 
-/// Hashes with a seed of this program's run, so that nobody can prepare keys that collide.
+/// Hashes with a seed that is random for each run of the program, so that no input can prepare keys that collide.
 std::uint64_t hashText(std::string_view text) noexcept;
 std::uint64_t mixHash(std::uint64_t left, std::uint64_t right) noexcept;
 
