@@ -21,7 +21,7 @@ using Compressor = std::unique_ptr<libdeflate_compressor, FreeCompressor>;
 }  // namespace
 
 std::optional<platform::Value> gzip(platform::ByteView data, float level) {
-  // A compressor's tables take longer to set up than a notification's JSON to compress, so each thread keeps its own.
+  // Setting up a compressor's tables takes longer than compressing a notification's JSON, so each thread keeps its own.
   thread_local std::array<Compressor, highestLevel + 1> compressors;
   const float fraction = std::isnan(level) ? 0.0F : std::clamp(level, 0.0F, 1.0F);
   const auto index = static_cast<int>(std::lround(fraction * static_cast<float>(highestLevel)));

@@ -26,8 +26,8 @@ Statement prepare(sqlite3* database, const char* sql, std::string_view key) {
   return bound == SQLITE_OK ? std::move(owned) : nullptr;
 }
 
-// Looks every millisecond for five seconds whether the lock is free. SQLite's own handler comes to look ten times a
-// second only, and may find another program's next transaction there each time.
+// Checks every millisecond, for five seconds, whether the lock is free. SQLite's own handler checks only ten times a
+// second, and each time it may meet the next transaction of another program.
 int waitForLock(void* /*context*/, int attemptsBefore) {
   constexpr int mostAttempts = 5'000;
   if (attemptsBefore == mostAttempts) return 0;
@@ -35,7 +35,7 @@ int waitForLock(void* /*context*/, int attemptsBefore) {
   return 1;
 }
 
-// SQLite reads zeros where a part of the last page is missing. As long as a statement stands on a row, nobody writes.
+// SQLite reads zeros where a part of the last page is missing. While a statement stands on a row, no other code writes.
 bool isCutShort(sqlite3* database, const std::filesystem::path& path) {
   constexpr const char* size =
       "SELECT (SELECT page_count * page_size FROM pragma_page_count, pragma_page_size)"
@@ -53,16 +53,16 @@ bool isRegularOrAbsent(const std::string& path) {
   return ::lstat(path.c_str(), &found) == 0 ? S_ISREG(found.st_mode) : errno == ENOENT;
 }
 
-// No two files share it as long as one of them is open.
+// Two files never have the same identity while one of them is open.
 std::pair<std::uint64_t, std::uint64_t> identityOfFileAt(const std::filesystem::path& path) {
   struct stat found {};
   if (::lstat(path.c_str(), &found) != 0) return {};
   return {found.st_dev, found.st_ino};
 }
 
-// A file that nobody else has rights to before SQLite sees it, whatever the umask and whoever made it; the journal
-// takes them over. What the owner may do with it is the owner's choice. Without a descriptor of its own: closing one
-// would drop the locks that this program's other handles have. Answers what stands in the way.
+// Makes a file that only its owner may use, before SQLite sees it, whatever the umask and whoever made it. The journal
+// inherits the rights. The owner's own rights are kept. No descriptor is opened, because closing one would drop the
+// locks that this program's other handles have. Returns what prevents the use of the file.
 std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
   constexpr mode_t ownersRights = S_IRUSR | S_IWUSR;
   struct stat found {};
@@ -71,7 +71,7 @@ std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
   if (!S_ISREG(found.st_mode)) return "it is no regular file; remove it, or name another place";
   const mode_t rights = found.st_mode & ALLPERMS;
   if ((rights & ~ownersRights) != 0 && ::chmod(path.c_str(), rights & ownersRights) != 0) return std::strerror(errno);
-  for (const char* suffix : {"-journal", "-wal"}) {  // SQLite would wait for whoever writes to a pipe of that name
+  for (const char* suffix : {"-journal", "-wal"}) {  // SQLite would wait for a writer to a pipe of that name
     const std::string companion = path.string() + suffix;
     if (!isRegularOrAbsent(companion)) return companion + " is no regular file; remove it";
   }
@@ -116,7 +116,7 @@ bool ItemStore::setData(std::string_view key, const platform::Value& data) {
   const std::lock_guard lock(mutex_);
   if (!open()) return false;
   if (write(key, data)) return true;
-  // Another file took the place of this one while its lock was waited for.
+  // Another file replaced this one while the store waited for its lock.
   const bool isReplaced = sqlite3_extended_errcode(database_) == SQLITE_READONLY_DBMOVED;
   if (isReplaced && !open()) return false;
   return (isReplaced && write(key, data)) || fail("cannot be written");
@@ -127,7 +127,7 @@ bool ItemStore::write(std::string_view key, const platform::Value& data) {
       prepare(database_, "INSERT INTO items VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET data = excluded.data", key);
   if (!statement) return false;
   const platform::ByteView bytes = data.bytes();
-  // A zero-length blob, not NULL, where there are no bytes.
+  // A zero-length blob, not NULL, when there are no bytes.
   const void* start = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
   return sqlite3_bind_blob64(statement.get(), 2, start, bytes.size(), SQLITE_STATIC) == SQLITE_OK &&
          sqlite3_step(statement.get()) == SQLITE_DONE;
@@ -137,7 +137,7 @@ bool ItemStore::open() {
   if (database_ != nullptr && identityOfFileAt(path_) == file_) return true;
   sqlite3_close_v2(std::exchange(database_, nullptr));
   if (const std::string fault = makeOwnerOnlyFile(path_); !fault.empty()) return refuse("cannot be opened: " + fault);
-  file_ = identityOfFileAt(path_);  // before it is opened: whatever takes its place from now on is noticed
+  file_ = identityOfFileAt(path_);  // read before the file is opened, so that any later replacement is noticed
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;
   if (sqlite3_open_v2(path_.c_str(), &database_, flags, nullptr) != SQLITE_OK) return fail("cannot be opened");
   sqlite3_busy_handler(database_, &waitForLock, nullptr);
@@ -156,9 +156,9 @@ bool ItemStore::fail(const std::string& what) {
   return refuse(problem + remedyFor(result));
 }
 
-// Closes the file, so that the next use tries again from the start; nothing is repaired or overwritten.
+// Closes the file, so that the next use tries again from the start. Nothing is repaired or overwritten.
 bool ItemStore::refuse(const std::string& problem) {
-  report_(printable(path_.string() + " " + problem));  // SQLite quotes what the file holds
+  report_(printable(path_.string() + " " + problem));  // the messages of SQLite quote what the file holds
   sqlite3_close_v2(std::exchange(database_, nullptr));
   return false;
 }

@@ -15,12 +15,12 @@ struct sqlite3;
 
 namespace host {
 
-/// Named items of bytes in one SQLite file, readable by its owner alone: a phone's keychain, an App Group's store. An
+/// Named items of bytes in one SQLite file that only its owner can read: a phone's keychain, an App Group's store. An
 /// item is whole or absent however its writer dies, and several processes may use the file at once. Any thread.
 ///
-/// A failure is what the platform makes of it, an absent item or a store that did not happen; what is wrong and what
-/// would help goes to `report`, one line with the file's name. A file that is no store is left as it is. When the file
-/// is removed or another one takes its place, the next use finds what is there then.
+/// A failure appears as on the platform: an item is absent, or is not stored. `report` receives one line with the
+/// file's name, the problem and the remedy. A file that is no store is left unchanged. When the file is removed or
+/// replaced by another one, the next use works with the file that is there then.
 class ItemStore {
  public:
   using Report = std::function<void(const std::string& problem)>;
@@ -31,7 +31,7 @@ class ItemStore {
   ~ItemStore();
 
   std::optional<platform::Value> data(std::string_view key);
-  bool setData(std::string_view key, const platform::Value& data);  ///< whether it is stored
+  bool setData(std::string_view key, const platform::Value& data);  ///< returns whether the data is stored
 
  private:
   bool open();
@@ -43,7 +43,7 @@ class ItemStore {
   Report report_;
   std::mutex mutex_;
   sqlite3* database_ = nullptr;                   // opened by the first use
-  std::pair<std::uint64_t, std::uint64_t> file_;  // that is open
+  std::pair<std::uint64_t, std::uint64_t> file_;  // of the open file
 };
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// JSON text to Value: simdjson checks and takes the text apart, one pass over its result builds the document.
+// JSON text to Value: simdjson checks and parses the text; one pass over its result builds the document.
 
 #include <simdjson.h>
 
@@ -20,11 +20,11 @@ constexpr std::size_t keptCapacity = std::size_t{256} << 10;  // of a thread's p
 constexpr std::size_t saturatedCount = 0xFFFFFF;              // where simdjson stops counting a container's children
 
 struct Encoding {
-  const char* name;  // as ICU knows it; null for UTF-8
+  const char* name;  // a name that ICU knows; null for UTF-8
   std::size_t byteOrderMarkSize;
 };
 
-/// By the byte order mark, or else by where the zeros stand: the first two characters of JSON text are ASCII.
+/// Decides by the byte order mark, or else by the positions of zeros: the first two characters of JSON text are ASCII.
 Encoding encodingOf(std::string_view text) {
   using namespace std::string_view_literals;
   if (text.starts_with("\xEF\xBB\xBF"sv)) return {nullptr, 3};
@@ -50,7 +50,7 @@ bool isWideInteger(std::string_view token) {
   return result.ec == std::errc::result_out_of_range;
 }
 
-/// Where the string ends that opens at `at`, its closing quote included.
+/// Returns where the string that opens at `at` ends, its closing quote included.
 std::size_t endOfString(std::string_view text, std::size_t at) {
   do {
     at = text.find_first_of("\"\\", at + 1);
@@ -61,7 +61,7 @@ std::size_t endOfString(std::string_view text, std::size_t at) {
   return text.size();
 }
 
-/// simdjson refuses integers beyond 64 bits; the platform reads them as floating point. An exponent says so.
+/// simdjson rejects integers beyond 64 bits. The platform reads them as floating point; an added exponent does so here.
 std::string withWideIntegersAsFloating(std::string_view text) {
   std::string result;
   for (std::size_t at = 0; at != text.size();) {
@@ -77,13 +77,13 @@ std::string withWideIntegersAsFloating(std::string_view text) {
   return result;
 }
 
-/// Copies simdjson's tree, whose depth the parser has bounded.
+/// Copies simdjson's tree. The parser has limited its depth.
 class TreeBuilder {
  public:
   explicit TreeBuilder(std::size_t textSize) : document_(3 * textSize + 256) {}
 
   simdjson::error_code build(const dom::element& root, std::optional<Value>& result) {
-    Value slot;  // borrowed from the document: copied out before that goes
+    Value slot;  // borrowed from the document: copied before the document ends
     place(slot, root);
     if (isTooDeep_) return simdjson::DEPTH_ERROR;
     result = slot;
@@ -130,12 +130,12 @@ class TreeBuilder {
   bool isTooDeep_ = false;
 };
 
-/// A parser keeps its buffers from one text to the next, unless that was a huge one.
+/// A parser keeps its buffers from one text to the next, unless that text was very large.
 class ThreadParser {
  public:
   simdjson::error_code parse(std::string_view text, dom::element& root) {
     if (parser_ == nullptr) {
-      // One more: it counts the document itself, but no container that is empty.
+      // One more, because simdjson counts the document itself, but does not count an empty container.
       parser_ = std::make_unique<dom::parser>();
       if (parser_->allocate(4096, maximumDepth + 1) != simdjson::SUCCESS) throw std::bad_alloc();
     }
@@ -185,7 +185,7 @@ simdjson::error_code decode(std::string_view text, std::optional<Value>& result)
 
 std::optional<Value> JSONObjectWithData(ByteView data, Error* error) {
   std::optional<Value> result;
-  // No bytes may come without an address, which the parser would copy from.
+  // Empty bytes may have no address, and the parser would copy from it.
   const auto code =
       data.empty() ? simdjson::EMPTY : decode({reinterpret_cast<const char*>(data.data()), data.size()}, result);
   if (code != simdjson::SUCCESS && error != nullptr) {

@@ -17,7 +17,7 @@ namespace {
 
 using Kind = Value::Kind;
 
-/// What a backslash stands before in place of each byte; 'u' for \u00xx, 0 for bytes that need none.
+/// The character after the backslash in the escape of each byte: 'u' for \u00xx, 0 for bytes that need no escape.
 constexpr auto escapes = [] {
   std::array<char, 256> table{};
   for (std::size_t control = 0; control != 0x20; ++control) table[control] = 'u';
@@ -34,7 +34,7 @@ constexpr auto escapes = [] {
 
 [[noreturn]] void raise(std::string reason) { throw Exception(invalidArgumentException, std::move(reason)); }
 
-/// Writes a tree with a stack of its own, so that depth costs none of the thread's.
+/// Writes a tree with a stack of its own, so that depth does not use the thread's stack.
 class Encoder {
  public:
   explicit Encoder(const Value& root) { append(root); }
@@ -116,7 +116,7 @@ class Encoder {
 Value dataWithJSONObject(const Value& object) {
   if (object.ifList() == nullptr && object.ifDictionary() == nullptr) raise("Invalid top-level type in JSON write");
   const std::string text = Encoder(object).text();
-  // A text that an application made of broken UTF-8 must not leave as broken JSON.
+  // A text that an application made from broken UTF-8 must not lead to broken JSON.
   return Value::bytes(simdjson::validate_utf8(text) ? text : host::wellFormed(text));
 }
 

@@ -14,7 +14,7 @@ platform::ByteView bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// RFC 4648, section 5, without padding.
+// Base64url of RFC 4648, section 5, without padding.
 void appendBase64URL(std::string& out, platform::ByteView data) {
   const std::size_t start = out.size();
   out.resize(start + 4 * ((data.size() + 2) / 3) + 1);  // the encoder ends with a NUL

@@ -8,8 +8,8 @@
 
 namespace host {
 
-/// A compact JSON Web Signature (RFC 7515), HS256, of `payload` under the protected header `header` (JSON text).
-/// Nothing where a part is larger than OpenSSL takes at once, 1 GiB.
+/// Returns a compact JSON Web Signature (RFC 7515), HS256, of `payload` with the protected header `header` (JSON text).
+/// Returns nothing when a part is larger than OpenSSL accepts at once, 1 GiB.
 std::optional<std::string> signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret);
 
 }  // namespace host

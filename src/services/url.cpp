@@ -11,7 +11,7 @@
 
 namespace {
 
-/// uriparser's view of a text, which must outlive it.
+/// uriparser's view of a text. The text must outlive it.
 class ParsedURI {
  public:
   explicit ParsedURI(std::string_view text)
@@ -39,7 +39,7 @@ std::optional<std::string> lowercaseOf(const UriTextRangeA& range) {
 namespace platform {
 
 std::optional<URL> URL::URLWithString(std::string_view text) {
-  if (text.empty()) return std::nullopt;  // the grammar knows the empty relative reference, the platform does not
+  if (text.empty()) return std::nullopt;  // the grammar allows the empty relative reference, the platform does not
   if (ParsedURI(text)) return URL(text);
   if (host::isLinkedBefore17()) return std::nullopt;
   const std::optional<std::string> encoded = host::encodedURLText(text);

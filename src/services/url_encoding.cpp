@@ -1,5 +1,5 @@
-// The text is cut where RFC 3986, appendix B, cuts it, each component is looked at by itself, and the text is put
-// together again. No component can gain a delimiter on the way, so the result has the same structure.
+// Splits the text as in RFC 3986, appendix B, encodes each component by itself, and joins the text again. A component
+// cannot gain a delimiter on the way, so the result has the same structure.
 
 #include "services/url_encoding.h"
 
@@ -12,7 +12,7 @@
 namespace host {
 namespace {
 
-// What a component may hold beside letters, digits, escapes and these.
+// Characters that a component may hold besides letters, digits and escapes.
 constexpr std::string_view marks = "-._~!$&'()*+,;=";
 constexpr std::string_view inPath = ":@/";
 constexpr std::string_view inQueryOrFragment = ":@/?";
@@ -47,7 +47,7 @@ void append(std::string& text, std::string_view component, std::string_view more
   }
 }
 
-/// Cuts off what begins at `at`, if anything does.
+/// Cuts off and returns the text from `at` on, if there is any.
 std::string_view cut(std::string_view& text, std::size_t at) {
   if (at == std::string_view::npos) return {};
   const std::string_view rest = text.substr(at);
@@ -55,14 +55,14 @@ std::string_view cut(std::string_view& text, std::size_t at) {
   return rest;
 }
 
-/// The name by which the host is known in ASCII. What DNS asks of a name, and URLs do not, is not asked here: the
-/// length of its labels, and where their hyphens stand.
+/// Returns the host's name in ASCII. Two rules of DNS, which do not apply to URLs, are not checked: the length of a
+/// name's labels and the positions of hyphens in them.
 std::optional<std::string> asciiName(std::string_view host) {
   constexpr std::uint32_t options = UIDNA_CHECK_BIDI | UIDNA_CHECK_CONTEXTJ | UIDNA_NONTRANSITIONAL_TO_ASCII;
   constexpr std::uint32_t allowed = UIDNA_ERROR_EMPTY_LABEL | UIDNA_ERROR_LABEL_TOO_LONG |
                                     UIDNA_ERROR_DOMAIN_NAME_TOO_LONG | UIDNA_ERROR_LEADING_HYPHEN |
                                     UIDNA_ERROR_TRAILING_HYPHEN | UIDNA_ERROR_HYPHEN_3_4;
-  constexpr std::size_t longest = 1024;  // far above any name; the time that encoding takes grows with its square
+  constexpr std::size_t longest = 1024;  // far above any name; the encoding time grows with its square
   if (host.size() > longest) return std::nullopt;
   UErrorCode status = U_ZERO_ERROR;
   static const UIDNA* const idna = uidna_openUTS46(options, &status);

@@ -6,10 +6,10 @@
 
 namespace host {
 
-/// The text of a URL with what RFC 3986 does not allow in user, password, path, query and fragment percent-encoded, and
-/// in the host by IDNA. A component that needs it is encoded whole: each "%" in it too, also where it begins a valid
-/// escape. Scheme, port and a host in brackets stay as they are, right or wrong. Nothing for a host that IDNA has no
-/// name for, and for text that is not UTF-8.
+/// Returns the text of a URL with percent-encoding of what RFC 3986 does not allow in user, password, path, query and
+/// fragment, and with IDNA in the host. A component that needs encoding is encoded whole: each "%" in it too, even at
+/// the start of a valid escape. Scheme, port and a host in brackets stay unchanged, right or wrong. Returns nothing
+/// for a host that has no IDNA name, and for text that is not UTF-8.
 std::optional<std::string> encodedURLText(std::string_view text);
 
 }  // namespace host

@@ -7,8 +7,8 @@
 namespace host {
 namespace {
 
-/// A reference taken apart as in RFC 3986, appendix B. Each part keeps its mark, as the query its "?": a part without
-/// characters is not empty, an absent one is.
+/// A reference split as in RFC 3986, appendix B. Each part includes its delimiter, as the query its "?". A present part
+/// without other characters is therefore not empty; an absent part is.
 struct Parts {
   std::string_view scheme, authority, path, query, fragment;
 
@@ -27,7 +27,7 @@ struct Parts {
   }
 };
 
-/// With brackets, which only an authority may hold, encoded behind it.
+/// Also encodes brackets after the authority, the only part that may hold them.
 std::string encoded(std::string_view reference) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   const Parts parts(reference);
@@ -45,11 +45,11 @@ std::string encoded(std::string_view reference) {
   return result;
 }
 
-/// RFC 3986, 5.2.4, for a path that is empty or begins with a slash.
+/// Removes dot segments: RFC 3986, 5.2.4, for a path that is empty or begins with a slash.
 std::string withoutDotSegments(std::string_view path) {
   std::string result;
   while (!path.empty()) {
-    const std::string_view segment = path.substr(0, path.find('/', 1));  // and the slash before it
+    const std::string_view segment = path.substr(0, path.find('/', 1));  // includes the slash before it
     path.remove_prefix(segment.size());
     const bool isParent = segment == "/..";
     if (!isParent && segment != "/.") {
@@ -62,7 +62,7 @@ std::string withoutDotSegments(std::string_view path) {
   return result;
 }
 
-/// RFC 3986, 5.2.2 and 5.3.
+/// Resolves a reference: RFC 3986, 5.2.2 and 5.3.
 std::string resolved(const Parts& base, Parts target) {
   const bool isAbsolute = !target.scheme.empty();
   const bool staysAtHost = !isAbsolute && target.authority.empty();
@@ -85,7 +85,7 @@ std::string resolved(const Parts& base, Parts target) {
 std::optional<platform::URL> resolveReference(const platform::URL& base, std::string_view reference) {
   const std::string text = resolved(Parts(base.absoluteString()), Parts(encoded(reference)));
   std::optional<platform::URL> url = platform::URL::URLWithString(text);
-  // A server's text is not encoded as an application's is.
+  // Unlike an application's text, a server's text is not encoded further.
   return url && url->absoluteString() == text ? std::move(url) : std::nullopt;
 }
 

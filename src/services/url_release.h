@@ -2,7 +2,7 @@
 
 namespace host {
 
-/// The backend's: whether the running application was linked before release 17 of the platform, so that
+/// Each backend defines this: whether the running application was linked before release 17 of the platform, so that
 /// `URLWithString:` encodes nothing for it.
 bool isLinkedBefore17();
 

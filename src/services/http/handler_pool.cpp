@@ -4,7 +4,7 @@
 
 namespace host {
 
-// Delegates, so that the destructor ends the first threads where a later one cannot be had.
+// Delegates to the other constructor, so that the destructor ends the first threads when a later one cannot be made.
 HandlerPool::HandlerPool(std::size_t threadCount) : HandlerPool() {
   for (std::size_t i = 0; i < threadCount; ++i) threads_.emplace_back([this] { run(); });
 }
@@ -39,7 +39,7 @@ void HandlerPool::run() {
     work();
     work = nullptr;
     lock.lock();
-    // Behind the other queues: one session's many handlers do not keep the others waiting.
+    // The queue goes after the other queues: many handlers of one session do not keep the others waiting.
     if (queue->work_.empty()) {
       queue->isScheduled_ = false;
     } else {

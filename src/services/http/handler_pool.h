@@ -10,8 +10,8 @@
 
 namespace host {
 
-/// A few threads that run serial queues: the work of one queue runs one after the other, in its order; that of
-/// different queues side by side. The destructor first runs what is left.
+/// A few threads that run serial queues. The work of one queue runs one item after the other, in order; the work of
+/// different queues runs in parallel. The destructor first runs the remaining work.
 class HandlerPool {
  public:
   using Work = std::function<void()>;

@@ -16,15 +16,15 @@
 namespace host {
 namespace {
 
-/// Digits that are a number of bytes.
+/// Whether the text consists of digits that give a number of bytes.
 bool isLength(std::string_view text) {
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size();
 }
 
-/// Line breaks that libcurl leaves within a value, and in place of an empty one, are spaces, as RFC 9110 (5.5) takes
-/// them; those at its ends are none of it.
+/// Replaces line breaks by spaces, as in RFC 9110 (5.5): libcurl leaves them within a value and in place of an empty
+/// one. Spaces at the ends do not belong to the value.
 std::string fieldValue(std::string value) {
   std::ranges::replace_if(
       value, [](char c) { return c == '\r' || c == '\n'; }, ' ');
@@ -42,12 +42,12 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE*
   set(CURLOPT_CURLU, url_.handle());
   set(CURLOPT_PATH_AS_IS, 1L);
   set(CURLOPT_PROTOCOLS_STR, "http,https");
-  set(CURLOPT_PROXY, "");  // whatever the environment says
+  set(CURLOPT_PROXY, "");  // no proxy, whatever the environment says
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-  // Sessions share no connections, and a connection that is not used again never makes libcurl repeat a request.
+  // Sessions share no connections. On a connection that is not used again, libcurl never repeats a request.
   set(CURLOPT_FRESH_CONNECT, 1L);
   set(CURLOPT_FORBID_REUSE, 1L);
-  // The limit on waiting is the network thread's, which counts from the last progress.
+  // The network thread applies the limit on waiting, which counts from the last progress.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::numeric_limits<int>::max()));
   set(CURLOPT_HEADERFUNCTION, &Transfer::receiveHead);
   set(CURLOPT_HEADERDATA, this);
@@ -84,10 +84,10 @@ void Transfer::secureConnection(X509_STORE* trust) {
   set(CURLOPT_SSL_VERIFYPEER, 1L);
   set(CURLOPT_SSL_VERIFYHOST, 2L);
   set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  // Those of TLS 1.2 with forward secrecy that the platform has; TLS 1.3 has no others.
+  // The cipher suites of TLS 1.2 with forward secrecy that the platform has; TLS 1.3 has no others.
   set(CURLOPT_SSL_CIPHER_LIST, "ECDHE+AESGCM:ECDHE+CHACHA20:ECDHE+AES");
   set(CURLOPT_SSL_SESSIONID_CACHE, 0L);
-  // libcurl would read its bundle anew for each connection; the store below has been read once.
+  // libcurl would read its bundle again for each connection; the store below has been read once.
   set(CURLOPT_CAINFO, static_cast<char*>(nullptr));
   set(CURLOPT_CAPATH, static_cast<char*>(nullptr));
   trust_ = trust;
@@ -104,14 +104,14 @@ void Transfer::secureConnection(X509_STORE* trust) {
   set(CURLOPT_SSL_CTX_DATA, this);
 }
 
-/// libcurl's own record of the verdict does not tell a bad certificate from none.
+/// libcurl's own record of the verdict does not distinguish a bad certificate from a missing one.
 int Transfer::verify(X509_STORE_CTX* certificates, void* self) {
   int& verdict = static_cast<Transfer*>(self)->verifyResult_;
   verdict = verifyServer(certificates);
   return verdict == X509_V_OK ? 1 : 0;
 }
 
-/// libcurl takes the end of the connection for the end of what TLS carries.
+/// libcurl takes the end of the connection for the end of the data in TLS.
 void Transfer::noteAlert(const SSL* connection, int where, int alert) {
   if (where != SSL_CB_READ_ALERT || (alert & 0xff) != SSL_AD_CLOSE_NOTIFY) return;
   static_cast<Transfer*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(connection)))->hasCloseNotify_ = true;
@@ -129,8 +129,8 @@ std::size_t Transfer::receiveHead(const char* line, std::size_t size, std::size_
   return transfer.fault_ ? CURL_WRITEFUNC_ERROR : length;
 }
 
-/// Judges what libcurl lets pass: protocols that nobody has asked for, status codes that have not three digits (those
-/// of an "HTTP/2" line), and lengths that contradict each other.
+/// Checks what libcurl accepts: protocols that were not requested, status codes that do not have three digits (those of
+/// an "HTTP/2" line), and lengths that contradict each other.
 std::optional<URLErrorCode> Transfer::endHead() {
   long status = 0;
   curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);

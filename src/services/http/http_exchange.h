@@ -16,30 +16,30 @@
 
 namespace host {
 
-/// One request on a connection of its own and its answer: no redirects, no retries, no proxies, no cookies.
+/// One request on a connection of its own and its response: no redirects, no retries, no proxies, no cookies.
 /// Belongs to the network thread.
 class Transfer {
  public:
   using Time = std::chrono::steady_clock::time_point;
   static constexpr std::size_t maximumBodySize = std::size_t{16} * 1024 * 1024;
-  static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // of all interim answers too
+  static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // all interim responses included
 
-  /// The request, whose URL is `url`, and `trust` must outlive the transfer; `trust` is null for http.
+  /// The request, whose URL is `url`, and `trust` must outlive the transfer. `trust` is null for http.
   Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
-  /// When a byte last moved, in either direction; at first, when the transfer was made.
+  /// When a byte last moved, in either direction; initially, when the transfer was made.
   [[nodiscard]] Time lastProgress() const { return lastProgress_; }
 
-  // Once libcurl is done with it.
-  /// Why it was cut, whatever libcurl says of that.
+  // After libcurl has finished the transfer.
+  /// Why the transfer was cut off, whatever libcurl reports as the reason.
   [[nodiscard]] std::optional<URLErrorCode> fault() const { return fault_; }
-  /// OpenSSL's verdict; fine as long as no certificate has come.
+  /// OpenSSL's verdict; X509_V_OK as long as no certificate has arrived.
   [[nodiscard]] int verifyResult() const { return verifyResult_; }
-  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is not whole
-  /// Whether the end of the body was the connection's, and TLS does not vouch for that (RFC 9112, 9.8).
+  [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is incomplete
+  /// Whether the connection's end was the end of the body, and TLS did not confirm that end (RFC 9112, 9.8).
   [[nodiscard]] bool isCutShort() const { return trust_ != nullptr && endsWithConnection_ && !hasCloseNotify_; }
   [[nodiscard]] std::string takeBody() { return std::move(body_); }
 

@@ -58,10 +58,10 @@ std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platfor
   if (scheme != "http" && scheme != "https") return urlError(URLErrorCode::unsupportedURL, url);
   const std::optional<URLComponents> components = parseURLComponents(text);
   if (!components) return urlError(URLErrorCode::badURL, url);  // its port is too large
-  // libcurl would look for a missing host in the path.
+  // libcurl would take a missing host from the path.
   if (components->host.value_or("").empty()) return urlError(URLErrorCode::unsupportedURL, url);
   std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
-  if (!parsed) return urlError(URLErrorCode::cannotFindHost, url);  // the grammar allows it, name servers do not
+  if (!parsed) return urlError(URLErrorCode::cannotFindHost, url);  // the grammar allows this host, name servers do not
   const auto isNamed = [&](const std::string& allowed) { return asciiLowercase(allowed) == parsed->host(); };
   if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);

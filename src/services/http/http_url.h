@@ -13,11 +13,11 @@
 
 namespace host {
 
-/// An http or https URL taken apart by the very parser that connects: what is checked is what is connected to.
+/// An http or https URL, parsed by the same parser that libcurl connects with: what is checked is what it connects to.
 class HTTPURL {
  public:
-  /// Nothing when libcurl cannot make a connection of it. A user's name in the URL is left out: the platform sends it
-  /// only when it is asked to.
+  /// Returns nothing when libcurl cannot make a connection from it. A user's name in the URL is left out: the platform
+  /// sends it only on request.
   static std::optional<HTTPURL> parse(const platform::URL& url);
 
   [[nodiscard]] bool isEncrypted() const { return scheme_ == "https"; }
@@ -40,8 +40,8 @@ class HTTPURL {
   std::string port_;
 };
 
-/// The URL of a request that may leave the phone, or the error that it ends with instead: no URL, another scheme, no
-/// host or one that cannot exist, clear text to a host to which the policy does not allow it.
+/// Returns the URL of a request that may leave the phone, or the error that it ends with: no URL, another scheme, no
+/// host, a host that cannot exist, clear text to a host to which the policy does not allow it.
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy);
 

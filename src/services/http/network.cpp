@@ -27,7 +27,7 @@
 namespace host {
 namespace {
 
-constexpr std::size_t maximumTransfers = 256;  // each takes a descriptor or two; the others wait
+constexpr std::size_t maximumTransfers = 256;  // each takes one or two descriptors; the others wait
 constexpr std::size_t handlerThreads = 4;
 
 void initializeLibcurl() {
@@ -52,9 +52,9 @@ bool hasUnread(CURL* handle) {
 
 }  // namespace
 
-// A load is in `loads_` from its start until its handler has run or has been released unrun; waiting for a process to
-// have none there is all that ending takes, as none is added any more. Everything below run() belongs to the network
-// thread.
+// A load is in `loads_` from its start until its handler has run or has been released without running. No load of an
+// ending process is added, so to end a process is to wait until it has none there. All functions after run() belong to
+// the network thread.
 class Network::Implementation {
  public:
   Implementation() : multi_((initializeLibcurl(), curl_multi_init())) {
@@ -95,15 +95,15 @@ class Network::Implementation {
   std::mutex mutex_;
   std::condition_variable ended_;
   std::unordered_map<const RequestOwner*, Loads> loads_;
-  std::set<const RequestOwner*> endedOwners_;  // until they are forgotten
+  std::set<const RequestOwner*> endedOwners_;  // until forget()
   std::vector<std::shared_ptr<Load>> incoming_;
   std::vector<Silence> announced_;
   bool isEnding_ = false;
 
   TrustStores trustStores_;
-  std::multimap<float, std::shared_ptr<Load>, std::greater<>> waiting_;  // by priority, then in order
+  std::multimap<float, std::shared_ptr<Load>, std::greater<>> waiting_;  // by priority, then in order of arrival
   std::unordered_map<CURL*, std::shared_ptr<Load>> active_;
-  std::vector<Silence> silences_;  // whose connections may still have something to read
+  std::vector<Silence> silences_;  // whose connections may still have bytes to read
 
   std::unique_ptr<HandlerPool> handlers_;
   std::thread thread_;
@@ -136,7 +136,7 @@ void Network::Implementation::makeThreads() {
   thread_ = std::thread([this] { run(); });
 }
 
-// False for a load of a process that has ended.
+// Returns false for a load of a process that has ended.
 bool Network::Implementation::add(const std::shared_ptr<Load>& load) {
   const std::lock_guard lock(mutex_);
   if (endedOwners_.contains(&load->owner())) return false;
@@ -175,7 +175,7 @@ void Network::Implementation::forget(const RequestOwner& owner) {
 void Network::Implementation::run() {
   sigset_t brokenPipe;
   sigemptyset(&brokenPipe);
-  sigaddset(&brokenPipe, SIGPIPE);  // a lost connection is an error of its transfer, not the program's end
+  sigaddset(&brokenPipe, SIGPIPE);  // a lost connection is an error of its transfer and must not end the program
   pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   while (takeIncoming()) {
     dropCancelled();
@@ -296,7 +296,7 @@ void Network::Implementation::deliver(std::shared_ptr<Load> load) {
     load->deliver();
     RequestOwner& owner = load->owner();
     owner.endOutsideWork();
-    const std::lock_guard lock(mutex_);  // from the next line on, the owner may be gone
+    const std::lock_guard lock(mutex_);  // after the next line, the owner may be gone
     Loads& loads = loads_.at(&owner);
     loads.erase(load);
     if (loads.empty()) loads_.erase(&owner);

@@ -10,16 +10,16 @@ namespace host {
 class Load;
 class RequestOwner;
 
-/// What a server in this program tells the network when it will send nothing on a connection for a while.
+/// A server in this program passes this to the network when it will send nothing on a connection for a while.
 struct Silence {
   std::uint16_t clientPort;  ///< of the connection, on loopback
   std::uint16_t serverPort;
   std::chrono::nanoseconds duration;
-  std::function<void()> end;  ///< called when it is over, on the owner's main thread
+  std::function<void()> end;  ///< called when the silence is over, on the owner's main thread
 };
 
-/// The program's one network: a single thread moves the bytes of all sessions of all owners, a small pool of
-/// threads runs the handlers, one at a time and in order for each session. Threads start with the first request.
+/// The program's one network. A single thread moves the bytes of all sessions of all owners. A small pool of threads
+/// runs the handlers, one at a time and in order for each session. Threads start with the first request.
 class Network {
  public:
   Network();
@@ -27,19 +27,19 @@ class Network {
   Network& operator=(const Network&) = delete;
   ~Network();
 
-  /// Takes over a task that has just been resumed; one whose owner is ending has its handler released unrun on
-  /// the spot. Any thread. Throws std::system_error when the first request finds no threads to be had.
+  /// Takes over a task that has just been resumed. When its owner is ending, its handler is released at once without
+  /// running. Any thread. Throws std::system_error when the first request cannot start the threads.
   void start(const std::shared_ptr<Load>& load);
 
-  /// Takes in what was sent before; then the owner's time may pass, and the request's time-out counts in it. A silence
-  /// that outlasts the request, or is about none, is dropped without its end. Any thread.
+  /// First reads what was sent before. Then the owner's time may pass, and the request's time-out counts in it. If the
+  /// silence outlasts the request, or belongs to no request, it is dropped and `end` is not called. Any thread.
   void announce(Silence silence);
 
-  // How an owner ends: endRequests() first, then whatever of it may still start requests, forget() last.
-  /// Ends the owner's transfers without running their handlers and refuses what it starts from now on; returns when
-  /// none of its handlers is running. Any thread but those that run the owner's handlers.
+  // To end an owner: call endRequests() first, then end all code of the owner that can start requests, then forget().
+  /// Ends the owner's transfers without running their handlers and refuses the requests that it starts from now on.
+  /// Returns when none of its handlers is running. Any thread except those that run the owner's handlers.
   void endRequests(const RequestOwner& owner);
-  /// Takes the mark of endRequests() back: another owner may be made at the same address.
+  /// Removes the mark that endRequests() set: another owner may be made at the same address.
   void forget(const RequestOwner& owner);
 
  private:

@@ -7,10 +7,10 @@
 
 namespace host {
 
-/// What an application's configuration says about connections. There is no way to switch the verification of
-/// certificates off.
+/// What an application's configuration says about connections. The verification of certificates cannot be switched
+/// off.
 struct NetworkPolicy {
-  std::filesystem::path certificateAuthorities;      ///< a PEM file trusted beside the system's own; empty for none
+  std::filesystem::path certificateAuthorities;      ///< a PEM file, trusted beside the system's own; empty for none
   std::vector<std::string> clearTextHosts;           ///< hosts besides loopback to which http is allowed
   std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
 };

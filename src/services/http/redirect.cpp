@@ -24,7 +24,7 @@ bool becomesGet(const std::string& method, int status) {
   return method == "POST" && (status == 301 || status == 302);
 }
 
-/// What is meant for one server and no other.
+/// Header fields that are meant for one server only.
 bool isForOriginAlone(const std::string& lowerName) {
   constexpr std::array names{"authorization", "cookie", "host", "proxy-authorization"};
   return std::ranges::find(names, lowerName) != names.end();

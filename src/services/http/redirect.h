@@ -7,11 +7,11 @@
 
 namespace host {
 
-/// The answer goes to the handler as it is.
+/// The handler receives the response unchanged.
 struct Deliver {};
 
-/// What follows an answer: it is delivered, or another request goes out, or the load ends with an error. `redirects`
-/// counts those already followed.
+/// Decides what follows a response: it is delivered, another request is sent, or the load ends with an error.
+/// `redirects` is the number of redirects already followed.
 std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const platform::URLRequest& request,
                                                                       const platform::HTTPURLResponse& response,
                                                                       int redirects, const NetworkPolicy& policy);

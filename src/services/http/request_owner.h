@@ -17,7 +17,7 @@ class RequestOwner {
   [[nodiscard]] virtual Network& network() = 0;
   [[nodiscard]] virtual NetworkPolicy networkPolicy() const = 0;
 
-  /// Between the two a request is in flight, or more than one: the owner's virtual time stands still.
+  /// Between the two calls at least one request is in flight, and the owner's virtual time stands still.
   virtual void beginOutsideWork() = 0;
   virtual void endOutsideWork() = 0;
   /// Runs `work` on the owner's main thread after `delay` of the owner's time.
@@ -25,7 +25,7 @@ class RequestOwner {
   /// Runs a handler as code of the owner.
   virtual void run(const std::function<void()>& handler) = 0;
 
-  /// Whether anyone listens to what tell() tells: "sends", "answered", "failed".
+  /// Whether a listener receives the events that tell() reports: "sends", "answered", "failed".
   [[nodiscard]] virtual bool hasListener() const = 0;
   virtual void tell(std::string_view what, platform::Value details) = 0;
 

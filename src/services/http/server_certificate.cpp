@@ -12,7 +12,7 @@ constexpr int longestValidity = 825;  // days
 constexpr int smallestRSAKey = 2048;  // bits
 constexpr int smallestECCKey = 256;
 
-/// Without a host in the subject alternative name, libcurl would look at the common name.
+/// Without a host in the subject alternative name, libcurl would use the common name.
 bool namesHost(const X509* certificate) {
   const std::unique_ptr<GENERAL_NAMES, void (*)(GENERAL_NAMES*)> names(
       static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)),
@@ -48,7 +48,7 @@ int verdict(const STACK_OF(X509) * chain) {
   X509* const own = sk_X509_value(chain, 0);
   if (!namesHost(own)) return X509_V_ERR_HOSTNAME_MISMATCH;
   if (!isForServers(own)) return X509_V_ERR_INVALID_PURPOSE;
-  if (!isShortLived(own)) return X509_V_ERR_APPLICATION_VERIFICATION;  // there is no code of its own
+  if (!isShortLived(own)) return X509_V_ERR_APPLICATION_VERIFICATION;  // OpenSSL has no code of its own for this
   if (!hasStrongKey(own)) return X509_V_ERR_EE_KEY_TOO_SMALL;
   for (int i = 1; i < sk_X509_num(chain); ++i) {
     if (!hasStrongKey(sk_X509_value(chain, i))) return X509_V_ERR_CA_KEY_TOO_SMALL;

@@ -9,16 +9,16 @@
 
 namespace host {
 
-/// The certificate authorities that connections trust: the system's bundle and a PEM file of the policy's. Each
-/// combination is read once, because reading the bundle takes longer than a handshake.
+/// The certificate authorities that connections trust: the system's bundle and the policy's PEM file. Each combination
+/// is read once, because reading the bundle takes longer than a handshake.
 class TrustStores {
  public:
   struct Store {
     std::shared_ptr<X509_STORE> certificates;
-    std::string fault;  ///< why the policy's file could not be read; empty when all is well
+    std::string fault;  ///< why the policy's file could not be read; empty on success
   };
 
-  /// `extra` may be empty. For one thread.
+  /// `extra` may be empty. Not safe for use from several threads.
   const Store& find(const std::filesystem::path& extra);
 
  private:

@@ -40,7 +40,7 @@ Transfer::Time Load::deadline() const {
 
 bool Load::endSilence(bool timesOut) {
   silenceEnded_ = std::chrono::steady_clock::now();
-  owner().beginOutsideWork();  // first, or the owner's time passes once more before it stands still
+  owner().beginOutsideWork();  // first: otherwise the owner's time could pass once more before it stands still
   Waiting waiting = Waiting::silence;
   const bool ends = waiting_.compare_exchange_strong(waiting, timesOut ? Waiting::tooLong : Waiting::server);
   if (!ends) owner().endOutsideWork();
@@ -55,14 +55,14 @@ bool Load::end(CURLcode result) {
     error_ = urlError(*fault, request.url);
   } else if (result != CURLE_OK) {
     error_ = transferError(result, transfer->verifyResult(), request.url);
-  } else if (!response_ || transfer->isCutShort()) {  // its head broke off, or its body may have
+  } else if (!response_ || transfer->isCutShort()) {  // its head is cut off, or its body may be
     error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
     auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
       ++redirects_;
-      response_.reset();  // the next may fail without one of its own
+      response_.reset();  // the next transfer may fail without a response of its own
       return true;
     }
     if (auto* error = std::get_if<platform::Error>(&step)) {

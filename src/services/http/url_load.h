@@ -18,7 +18,7 @@ namespace host {
 class Load {
  public:
   struct Task {
-    RequestOwner& owner;  ///< the session's; outlives the load, because its end waits for it
+    RequestOwner& owner;  ///< the session's; outlives the load, because the owner's end waits for the load
     std::shared_ptr<HandlerPool::Queue> queue;
     platform::URLRequest request;
     platform::URLSession::DataTaskHandler handler;
@@ -31,25 +31,25 @@ class Load {
   [[nodiscard]] const std::shared_ptr<HandlerPool::Queue>& queue() const { return task_.queue; }
   [[nodiscard]] float priority() const { return task_.priority; }
 
-  /// Any thread: the handler will not run, unless it already does.
+  /// Any thread. The handler will not run, unless it is already running.
   void cancel() { isCancelled_ = true; }
   [[nodiscard]] bool isCancelled() const { return isCancelled_; }
 
-  /// Any thread: false when there is none, or no longer. The owner's time stands still again.
+  /// Any thread. Returns false when there is no silence, or no longer. The owner's time stands still again.
   bool endSilence(bool timesOut = false);
 
   // The network thread.
-  /// Makes the next transfer; null when the load has failed instead.
+  /// Makes the next transfer; returns null when the load has failed instead.
   CURL* begin(TrustStores& trustStores);
   /// When the transfer times out, unless it makes progress before.
   [[nodiscard]] Transfer::Time deadline() const;
-  /// From here on the owner's time decides when the transfer times out, until the silence ends.
+  /// From now on the owner's time decides when the transfer times out, until the silence ends.
   void beginSilence() { waiting_ = Waiting::silence; }
-  /// Takes the transfer's end; true when another transfer follows.
+  /// Processes the transfer's end; returns true when another transfer follows.
   bool end(CURLcode result);
   void drop() { transfer_.reset(); }
 
-  /// A handler thread, once: runs the handler, unless cancelled, and releases it, as code of the owner.
+  /// A handler thread, once. Runs the handler, unless cancelled, and releases it; both run as code of the owner.
   void deliver();
 
  private:

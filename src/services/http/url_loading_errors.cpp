@@ -45,7 +45,7 @@ struct Verdict {
 
 constexpr std::string_view weakKey = "is invalid: a key is neither RSA with 2048 bits or more nor ECC with 256.";
 
-// OpenSSL's, as verifyServer() gives them. The platform classes both kinds of wrong date as one.
+// The codes of OpenSSL that verifyServer() returns. The platform has one code for both kinds of wrong date.
 constexpr std::array verdicts{
     Verdict{X509_V_ERR_CERT_HAS_EXPIRED, URLErrorCode::serverCertificateHasBadDate, "has expired."},
     Verdict{X509_V_ERR_CERT_NOT_YET_VALID, URLErrorCode::serverCertificateHasBadDate, "is not yet valid."},
@@ -71,9 +71,9 @@ URLErrorCode codeOf(CURLcode result) {
     case CURLE_PARTIAL_FILE:
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR: return URLErrorCode::networkConnectionLost;
-    case CURLE_UNSUPPORTED_PROTOCOL:  // an answer that is no HTTP
+    case CURLE_UNSUPPORTED_PROTOCOL:  // a response that is not HTTP
     case CURLE_WEIRD_SERVER_REPLY: return URLErrorCode::cannotParseResponse;
-    case CURLE_OUT_OF_MEMORY:  // as libcurl calls a line of the head that is longer than 100 KB
+    case CURLE_OUT_OF_MEMORY:  // libcurl's code for a line of the head that is longer than 100 KB
       return URLErrorCode::dataLengthExceedsMaximum;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CERTPROBLEM:

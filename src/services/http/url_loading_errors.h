@@ -29,12 +29,12 @@ enum class URLErrorCode {
   serverCertificateUntrusted = -1202,
 };
 
-/// The platform's error with its own text, or with one that says more; the URL is absent when none could be made.
+/// Returns the platform's error with its own or a more detailed text. The URL is absent when none could be made.
 platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& failingURL);
 platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& failingURL, std::string text);
 
-/// What the failed end of a transfer means to the platform. `verifyResult` is OpenSSL's verdict on the certificate,
-/// which is fine when only the host's name does not fit, or when none has come.
+/// Returns the platform's error for the failed end of a transfer. `verifyResult` is OpenSSL's verdict on the
+/// certificate. It is X509_V_OK when only the host's name does not match, or when no certificate has arrived.
 platform::Error transferError(CURLcode result, int verifyResult, const std::optional<platform::URL>& failingURL);
 
 }  // namespace host

@@ -39,7 +39,7 @@ class URLSession final : public platform::URLSession, public std::enable_shared_
   explicit URLSession(RequestOwner& owner) : owner_(owner) {}
 
   std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
-    // A task keeps its session by the session's queue.
+    // A task keeps its session alive through the session's queue.
     const std::shared_ptr<HandlerPool::Queue> queue(shared_from_this(), &queue_);
     return std::make_shared<host::DataTask>(
         Load::Task{owner_, queue, std::move(request), std::move(handler), platform::URLSessionTaskPriorityDefault});

@@ -9,7 +9,7 @@
 namespace host {
 namespace {
 
-// Fields that the platform adds to a request that has none of the name.
+// Fields that the platform adds to a request that does not have them.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformFields{{
     {"Accept", "*/*"},
     {"Accept-Language", "en-US,en;q=0.9"},
@@ -18,23 +18,23 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformF
     {"Connection", "keep-alive"},
 }};
 
-// Fields that libcurl adds where it finds none and the platform does not.
+// Fields that libcurl adds when a request does not have them, and that the platform does not add.
 constexpr std::array<std::string_view, 2> libcurlFields{"Content-Type", "Expect"};
 
-/// Fit for an error's text, whatever it holds.
+/// Makes any text fit for an error's text.
 std::string quoted(std::string_view text) {
   std::string result = "\"";
   for (const char c : text) result += c >= ' ' && c <= '~' ? c : '?';
   return result + '"';
 }
 
-/// libcurl takes "Name;" for a field without a value; "Name:" would take the field back.
+/// libcurl takes "Name;" for a field without a value; "Name:" would remove the field.
 std::string line(std::string_view name, std::string_view value) {
   const bool isEmpty = value.find_first_not_of(" \t") == std::string_view::npos;
   return isEmpty ? std::string(name) + ';' : std::string(name) + ": " + std::string(value);
 }
 
-/// Nothing for a request that is sent without a length: no body, and a method that does not suggest one.
+/// Returns nothing for a request that is sent without a length: no body, and a method that does not suggest one.
 std::optional<std::string> contentLength(const platform::URLRequest& request) {
   if (request.httpBody) return std::to_string(request.httpBody->bytes().size());
   constexpr std::array<std::string_view, 3> methods{"POST", "PUT", "PATCH"};

@@ -9,12 +9,12 @@
 
 namespace host {
 
-/// Why a request must not be written to a connection: a method or field name that is no token, a value that would
-/// start a line of its own, framing that is not the caller's to choose. Nothing when it may.
+/// Returns why a request must not be written to a connection: a method or field name that is no token, a value that
+/// would start a line of its own, framing that the caller may not choose. Returns nothing when it may be written.
 std::optional<std::string> wireFault(const platform::URLRequest& request);
 
-/// The request's header fields in their order, the body's true length for any other, and behind them what the platform
-/// adds: each as libcurl takes it, with everything taken back that libcurl would add by itself. Host is left to it.
+/// Returns the request's header fields in their order, with the body's true length in place of any other, then the
+/// platform's. Each has libcurl's form. The fields that libcurl would add are removed, except Host, which it adds.
 std::vector<std::string> wireFields(const platform::URLRequest& request);
 
 }  // namespace host

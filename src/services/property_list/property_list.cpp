@@ -27,7 +27,7 @@ bool operator==(const timespec& left, const timespec& right) {
 
 class File {
  public:
-  // Without O_NONBLOCK, a pipe of that name would hold the caller for ever.
+  // Without O_NONBLOCK, a pipe of that name would block the caller forever.
   explicit File(const std::string& path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
   File(const File&) = delete;
   File& operator=(const File&) = delete;
@@ -53,7 +53,7 @@ class File {
   int descriptor_;
 };
 
-/// `status` becomes that of the file before it was read.
+/// Sets `status` to the file's status before the file was read.
 platform::Value read(const std::string& path, struct stat& status) {
   const auto fail = [&](const std::string& problem) { throw PropertyListError(path + ": " + problem); };
   const File file(path);
@@ -61,7 +61,7 @@ platform::Value read(const std::string& path, struct stat& status) {
   if (!S_ISREG(status.st_mode)) fail("not a file");
   std::string contents;
   try {
-    // One byte more than it should have: a file that grows meanwhile is no shorter for it.
+    // One byte more than expected, so that a file that grows meanwhile is not cut to its old size.
     const std::size_t size = std::min(static_cast<std::size_t>(status.st_size), largestPropertyList);
     contents = file.contents(size + 1);
   } catch (const std::system_error& error) {
@@ -70,8 +70,8 @@ platform::Value read(const std::string& path, struct stat& status) {
   return parsePropertyList(contents, path);
 }
 
-/// Keeps the last few files of a process, each while it is the same file, unchanged: the module asks for one of its
-/// resources with every request.
+/// Keeps the last few files of a process, each as long as it is the same file, unchanged. The module reads one of its
+/// resources for every request.
 class PropertyListCache {
  public:
   std::optional<platform::Value> dictionary(const std::string& path) {
@@ -106,8 +106,8 @@ class PropertyListCache {
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino && left.st_size == right.st_size &&
            left.st_mtim == right.st_mtim && left.st_ctim == right.st_ctim;
   }
-  /// The file system's clock ticks a few hundred times a second: a file that changed in this very tick may change
-  /// again without a trace, and is not kept.
+  /// The file system's clock ticks a few hundred times a second. A file that changed in the current tick may change
+  /// again unnoticed, so it is not kept.
   static bool isBefore(const timespec& left, const timespec& right) {
     return left.tv_sec != right.tv_sec ? left.tv_sec < right.tv_sec : left.tv_nsec < right.tv_nsec;
   }

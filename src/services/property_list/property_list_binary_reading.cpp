@@ -19,13 +19,13 @@ namespace {
 
 using platform::Value;
 
-// What a file may grow to when every reference becomes an object of its own, at about what a Value and its place take.
+// The limit of a file's tree, in which each reference counts as an object. A node takes about a Value and its slot.
 constexpr std::uint64_t largestTree = 16 * largestPropertyList;
 constexpr std::uint64_t nodeSize = 64;
 
 constexpr std::size_t trailerSize = 32;
 
-/// "2026-01-31T12:00:00Z"; nothing for a date outside the years that have four digits.
+/// Returns "2026-01-31T12:00:00Z"; returns nothing for a date outside the years that have four digits.
 std::optional<std::string> dateText(double secondsSince2001) {
   constexpr double most = 1e12;
   constexpr std::time_t year2001 = 978'307'200;
@@ -66,10 +66,10 @@ class BinaryReader {
  private:
   struct Object {
     int type;             // the marker's upper half
-    std::uint64_t count;  // bytes of content; of a container, its references
+    std::uint64_t count;  // bytes of content; for a container, its number of references
     std::uint64_t content;
   };
-  /// What an object is with all that it holds, each time it is referred to.
+  /// An object with everything that it holds, counted for each reference.
   struct Tree {
     enum class State : std::uint8_t { unseen, entered, known } state = State::unseen;
     std::uint32_t height = 1;
@@ -79,9 +79,9 @@ class BinaryReader {
   struct Container {
     std::uint64_t object;
     bool isDictionary;
-    std::uint64_t references;  // where they stand
+    std::uint64_t references;  // where the references are
     std::uint64_t count;
-    std::uint64_t keyCount;  // so many of them, the first, are keys
+    std::uint64_t keyCount;  // the first `keyCount` references are keys
     std::uint64_t next;
   };
 
@@ -223,7 +223,7 @@ class BinaryReader {
     if (marker != 0x8 && marker != 0x9) failOverKind();
     return marker == 0x9;
   }
-  /// Without a sign up to four bytes, with one in eight and sixteen.
+  /// Reads up to four bytes without a sign, eight and sixteen with one.
   Value integer(const Object& object) const {
     if (object.count < 8) return number(object.content, object.count);
     if (object.count > 16) fail("the size of a number is wrong");
@@ -266,7 +266,7 @@ class BinaryReader {
   std::uint64_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   std::uint64_t table_ = 0;
-  std::vector<Tree> trees_;  // by object
+  std::vector<Tree> trees_;  // indexed by object
   std::vector<Container> open_;
 };
 

@@ -24,8 +24,8 @@ struct Free {
 };
 using Freed = std::unique_ptr<void, Free>;
 
-/// What stands between the tags when libplist writes a leaf as XML: the only exact way to its dates and to integers
-/// above the signed range.
+/// Returns the text between the tags when libplist writes a leaf as XML. This is the only exact way to its dates and to
+/// integers above the signed range.
 std::string contentAsXML(plist_t leaf) {
   char* xml = nullptr;
   std::uint32_t length = 0;
@@ -64,7 +64,7 @@ class TreeReader {
       }
       case PLIST_DATE: {
         std::string date = contentAsXML(node);
-        const std::size_t year = date.find('-');  // libplist leaves out its leading zeros
+        const std::size_t year = date.find('-');  // libplist omits its leading zeros
         if (year > 0 && year < 4) date.insert(0, 4 - year, '0');
         return date;
       }

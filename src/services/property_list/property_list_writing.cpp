@@ -37,14 +37,14 @@ std::string toUTF16BE(std::string_view text) {
   return units;
 }
 
-/// Of the sizes that a number may have in the file, in bytes, the least that holds it.
+/// Returns the smallest size, of those that a number may have in the file, that holds it, in bytes.
 std::size_t sizeOf(std::uint64_t number) {
   if (number <= UINT8_MAX) return 1;
   if (number <= UINT16_MAX) return 2;
   return number <= UINT32_MAX ? 4 : 8;
 }
 
-/// Writes a tree level by level, so that the objects that a container refers to stand in a row.
+/// Writes a tree level by level, so that the objects that a container refers to are consecutive.
 class BinaryWriter {
  public:
   explicit BinaryWriter(std::string_view name) : name_(name) {}
@@ -77,7 +77,7 @@ class BinaryWriter {
     const Value* value;
     std::size_t parent;
     std::size_t level;
-    std::size_t firstChild;  // of a dictionary its first key; the values stand behind the keys
+    std::size_t firstChild;  // for a dictionary, its first key; the values follow the keys
   };
 
   [[noreturn]] void fail(std::size_t index, const std::string& problem) const {
@@ -97,7 +97,7 @@ class BinaryWriter {
     }
     return path;
   }
-  /// Every object takes a byte at least.
+  /// Every object takes at least one byte.
   void checkSize(std::size_t size) const {
     if (size > largestPropertyList) {
       throw PropertyListError(name_ + ": larger than the " + std::to_string(largestPropertyList >> 20) +
@@ -143,7 +143,7 @@ class BinaryWriter {
   void appendNumber(std::uint64_t number, std::size_t size) {
     for (std::size_t left = size; left != 0; --left) data_ += static_cast<char>(number >> 8 * (left - 1));
   }
-  /// With a sign in eight and sixteen bytes, without one in fewer.
+  /// Writes a number with a sign in eight and sixteen bytes, without one in fewer.
   void appendInteger(const Value& value) {
     const std::uint64_t bits = value.unsignedInteger();
     const std::size_t size = sizeOf(bits);
@@ -175,7 +175,7 @@ class BinaryWriter {
   std::size_t referenceSize_ = 0;
 };
 
-/// A new file beside the one it will replace.
+/// A new file next to the one that it will replace.
 class Replacement {
  public:
   explicit Replacement(const std::filesystem::path& path) : path_(path.string()), temporary_(path_ + ".XXXXXX") {

@@ -31,7 +31,7 @@ Signed withoutSign(std::string_view text) {
   return {text.starts_with('-'), text.substr(hasSign ? 1 : 0)};
 }
 
-/// In decimal digits; nothing for what is no integer of 64 bits.
+/// Returns decimal digits, or nothing for text that is no integer of 64 bits.
 std::optional<std::string> plainInteger(std::string_view content) {
   auto [isNegative, digits] = withoutSign(content);
   const bool isHexadecimal = digits.starts_with("0x") || digits.starts_with("0X");
@@ -50,7 +50,7 @@ std::optional<std::string> plainReal(std::string_view content) {
   const char* end = digits.data() + digits.size();
   const auto result = std::from_chars(digits.data(), end, magnitude);
   const bool isWhole = result.ec == std::errc() && result.ptr == end;
-  // What from_chars takes besides: a second sign, and "nan(...)".
+  // from_chars also accepts a second sign and "nan(...)".
   if (!isWhole || digits.starts_with('-') || digits.ends_with(')')) return std::nullopt;
   return (isNegative ? "-" : "") + std::string(digits);
 }
@@ -71,7 +71,7 @@ bool isDate(std::string_view text) {
   return day.ok() && number(11, 2) < 24 && number(14, 2) < 60 && number(17, 2) < 60;
 }
 
-// With its padding: libplist drops what is no whole group of four.
+// Requires the padding: libplist drops characters that are no whole group of four.
 bool isBase64(std::string_view text) {
   constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string digits(text);
@@ -129,7 +129,7 @@ class XMLCheck {
   struct Element {
     std::string_view element;
     std::size_t at;       // of its tag
-    std::size_t content;  // behind its tag
+    std::size_t content;  // after its tag
     std::size_t children = 0;
   };
 
@@ -239,8 +239,8 @@ class XMLCheck {
   std::string_view name_;
   std::vector<Element> open_;
   bool hasRoot_ = false;
-  std::string plain_;       // the document as libplist is to read it,
-  std::size_t copied_ = 0;  // so far
+  std::string plain_;       // the document in the form for libplist,
+  std::size_t copied_ = 0;  // complete up to here in the text
 };
 
 }  // namespace
