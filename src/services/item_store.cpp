@@ -35,7 +35,7 @@ int waitForLock(void* /*context*/, int attemptsBefore) {
   return 1;
 }
 
-// SQLite reads zeros where a part of the last page is missing. While a statement stands on a row, no other code writes.
+// SQLite reads zeros where a part of the last page is missing. While a statement is at a row, no other code writes.
 bool isCutShort(sqlite3* database, const std::filesystem::path& path) {
   constexpr const char* size =
       "SELECT (SELECT page_count * page_size FROM pragma_page_count, pragma_page_size)"
@@ -60,9 +60,9 @@ std::pair<std::uint64_t, std::uint64_t> identityOfFileAt(const std::filesystem::
   return {found.st_dev, found.st_ino};
 }
 
-// Makes a file that only its owner may use, before SQLite sees it, whatever the umask and whoever made it. The journal
-// inherits the rights. The owner's own rights are kept. No descriptor is opened, because closing one would drop the
-// locks that this program's other handles have. Returns what prevents the use of the file.
+// Makes a file that only its owner may use, before SQLite sees it, whatever the umask. An existing file is restricted
+// too. The journal inherits the rights; the owner's own rights are kept. No descriptor is opened, because closing one
+// would drop the locks that this program's other handles have. Returns what prevents the use of the file.
 std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
   constexpr mode_t ownersRights = S_IRUSR | S_IWUSR;
   struct stat found {};
