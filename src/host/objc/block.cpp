@@ -4,7 +4,7 @@
 #include "host/objc/programming_error.h"
 #include "platform/class_face.h"
 
-// A block's object: its class, its code, how to end its captured state, and that state.
+// A block's object: its class, its code, the function that destroys its captured state, and that state.
 
 namespace {
 
@@ -54,7 +54,7 @@ IMP blockInvoke(id block) {
 
 void* blockState(id block) { return &layoutOf(block) + 1; }
 
-id blockCopy(id block) { return objc_retain(block); }  // all are made on the heap
+id blockCopy(id block) { return objc_retain(block); }  // all blocks are made on the heap
 
 void blockRelease(id block) { objc_release(block); }
 

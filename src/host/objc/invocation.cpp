@@ -55,7 +55,7 @@ struct Invocation::Interface {
   std::uint64_t call(IMP code, id receiver, const std::array<std::uint64_t, mostArguments>& words) const;
 
 #if defined(__x86_64__) || defined(__aarch64__)
-  static constexpr std::size_t wordRegisters = 6;  // on both a call leaves unasked-for registers alone
+  static constexpr std::size_t wordRegisters = 6;  // on both, a function ignores registers beyond its arguments
 #else
   static constexpr std::size_t wordRegisters = 0;
 #endif
@@ -63,16 +63,16 @@ struct Invocation::Interface {
   std::size_t count;
   ffi_type* result;
   std::array<ffi_type*, mostArguments> arguments{};
-  /// Integers and pointers alone, few enough to travel in registers, and none whose sign the caller has to extend.
+  /// Only integers and pointers, few enough for registers, and none whose sign the caller has to extend.
   bool takesWords;
   mutable ffi_cif cif{};  // ffi_call only reads it
 };
 
-/// Like type encodings, interfaces are few and stay until the program ends.
+/// Like type encodings, interfaces are few and exist until the program ends.
 const Invocation::Interface* Invocation::Interface::find(const char* types) {
   if (types == nullptr) return nullptr;
   thread_local const Interface* last = nullptr;
-  if (last != nullptr && last->types == types) return last;  // an interned text, as protocols give it
+  if (last != nullptr && last->types == types) return last;  // protocols give interned texts
   static auto& mutex = *new std::mutex;
   static auto& byTypes = *new std::map<std::string, Interface, std::less<>>;
   const std::lock_guard lock(mutex);

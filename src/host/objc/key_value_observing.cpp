@@ -15,8 +15,8 @@
 #include "platform/process.h"
 #include "platform/text.h"
 
-// An observed object is switched to a subclass of its class whose setters tell the observers. The subclass, made once
-// for each class, answers the class of before when asked for it.
+// An observed object is switched to a subclass of its class whose setters notify the observers. The subclass, made once
+// for each class, returns the original class when asked for its class.
 
 namespace host {
 
@@ -29,7 +29,7 @@ struct Observation {
         options(newOptions),
         context(newContext) {}
 
-  id identity;  ///< for comparing alone
+  id identity;  ///< for comparison only
   platform::Weak observer;
   std::string key;
   SEL setter;
@@ -43,7 +43,7 @@ namespace {
 using platform::Strong;
 using platform::Value;
 
-/// The class from which the object got its notifying setters, or null.
+/// Returns the class from which the object got its notifying setters, or null.
 Class notifyingClassOf(id object) {
   return findClass(object_getClass(object), [](Class each) { return each->notifiesObservers; });
 }
@@ -86,7 +86,7 @@ void tell(const Observations& observations, id object, const Value& oldValue, co
   for (const auto& each : observations) {
     const Strong observer = each->observer.load();
     if (!observer || each->isRemoved) continue;
-    std::vector<Value::Entry> change{{"kind", 1}};  // the only kind of change there is: setting
+    std::vector<Value::Entry> change{{"kind", 1}};  // the only kind of change: setting
     if ((each->options & platform::NSKeyValueObservingOptionNew) != 0) {
       change.push_back({platform::NSKeyValueChangeNewKey, newValue});
     }
@@ -98,11 +98,11 @@ void tell(const Observations& observations, id object, const Value& oldValue, co
   }
 }
 
-/// Stands in for a setter in the notifying class; T is the property's type.
+/// Replaces a setter in the notifying class; T is the property's type.
 template <class T>
 void notifyingSetter(id self, SEL setter, T value) {
   const platform::AutoreleasePool pool;
-  const Strong kept(self);  // an observer may drop the last reference
+  const Strong kept(self);  // an observer may release the last reference
   const Class original = class_getSuperclass(notifyingClassOf(self));
   const auto set = reinterpret_cast<void (*)(id, SEL, T)>(class_getMethodImplementation(original, setter));
   const Observations observations = observationsOf(self, setter);
@@ -123,7 +123,7 @@ IMP notifyingSetterAmong(char letter) {
   ((found = found != nullptr ? found : notifyingSetterIf<T>(letter)), ...);
   return found;
 }
-/// By the letter of the property's type; null for a type that is not observed.
+/// Selects by the letter of the property's type; returns null for a type that cannot be observed.
 IMP notifyingSetterFor(char letter) {
   return notifyingSetterAmong<id, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t, float, double>(
       letter);
@@ -156,7 +156,7 @@ class NotifyingClasses {
                                              {key, class_getName(apparentClassOf(object)), object, why}));
 }
 
-/// Makes the object's setter for the key notify. A property without setter never changes by one.
+/// Makes the object's setter for the key notify. A property without a setter never changes through one.
 void makeNotify(id object, const std::string& key, SEL setter) {
   const Method method = class_getInstanceMethod(object_getClass(object), setter);
   if (method == nullptr) return;
@@ -173,11 +173,11 @@ void makeNotify(id object, const std::string& key, SEL setter) {
   class_addMethod(cls, setter, notifying, method->types);
 }
 
-/// Of several registrations the latest goes. An absent context matches any.
+/// Of several matching registrations, removes the latest. An absent context matches any.
 void removeObservation(id object, id observer, const char* keyPath, std::optional<void*> context) {
   if (object == nullptr) return;
   const std::string key(keyPath == nullptr ? "" : keyPath);
-  std::shared_ptr<Observation> removed;  // ends outside the lock
+  std::shared_ptr<Observation> removed;  // destroyed outside the lock
   {
     const std::lock_guard lock(objectLock(object));
     Observations& all = sideData(object).observations;

@@ -34,12 +34,12 @@ struct Registration {
         anySender(newSender == nullptr),
         sender(newSender) {}
 
-  /// A sender that is gone is not any sender.
+  /// A sender that no longer exists does not mean "any sender".
   [[nodiscard]] bool hears(id poster) const {
     return anySender || (poster != nullptr && sender.load().get() == poster);
   }
 
-  id identity;  ///< for comparing alone
+  id identity;  ///< for comparison only
   platform::Weak observer;
   SEL selector;
   std::string name;
@@ -54,7 +54,7 @@ struct Center {
 
   static Center& current() { return platform::Process::shared<Center>(); }
 
-  /// Ends outside the lock, because ending weak references takes others.
+  /// The caller destroys the result outside the lock, because ending weak references takes other locks.
   template <class Test>
   std::vector<std::shared_ptr<Registration>> remove(Test test) {
     const std::lock_guard lock(mutex);
@@ -87,7 +87,7 @@ void addObserver(id observer, SEL selector, std::string_view name, id sender) {
   if (observer == nullptr) return;
   auto registration = std::make_shared<host::Registration>(observer, selector, name, sender);
   host::Center& center = host::Center::current();
-  std::vector<Strong> alive;  // outlives the lock: a last release deallocates, which may remove observers
+  std::vector<Strong> alive;  // outlives the lock: the last release deallocates, which may remove observers
   center.remove([&](const auto& each) { return !alive.emplace_back(each.observer.load()); });
   const std::lock_guard lock(center.mutex);
   center.registrations.push_back(std::move(registration));

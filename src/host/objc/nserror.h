@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// The platform's error object, as methods take it.
+/// The platform's error object, in the form that methods take.
 class NSError {
  public:
   explicit NSError(platform::Error error) : error_(std::move(error)) {}

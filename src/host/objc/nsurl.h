@@ -8,13 +8,13 @@
 
 namespace host {
 
-/// The platform's URL object, as methods take it.
+/// The platform's URL object, in the form that methods take.
 class NSURL {
  public:
   explicit NSURL(std::string text) : text_(std::move(text)) {}
 
   static id make(std::string text) { return platform::makeObject<NSURL>(std::move(text)).autoreleased(); }
-  /// Asks any object that answers `absoluteString`.
+  /// Accepts any object that responds to `absoluteString`.
   static std::string textOf(id url);
 
   static constexpr const char* className = "NSURL";

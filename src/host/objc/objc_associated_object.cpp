@@ -28,7 +28,7 @@ auto findAssociation(host::SideData& side, const void* key) {
 void objc_setAssociatedObject(id object, const void* key, id value, objc_AssociationPolicy policy) {
   if (object == nullptr) return;
   platform::Strong held = hold(value, policy);
-  host::Association next{key, policy, held ? held.get() : value, std::move(held)};  // ends outside the lock
+  host::Association next{key, policy, held ? held.get() : value, std::move(held)};  // destroyed outside the lock
   const std::unique_lock lock(host::objectLock(object));
   if (value == nullptr && host::headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return;
   host::SideData& side = host::sideData(object);
@@ -51,7 +51,7 @@ id objc_getAssociatedObject(id object, const void* key) {
     const auto place = findAssociation(side, key);
     if (place == side.associations.end()) return nullptr;
     if ((place->policy & atomicBits) == 0) return place->value;
-    kept = place->value;  // another thread may replace it before the caller looks
+    kept = place->value;  // another thread may replace the value before the caller uses it
   }
   return std::move(kept).autoreleased();
 }

@@ -2,7 +2,7 @@
 
 #include "host/objc/objc_runtime.h"
 
-// A thread's pools are one stack of objects; a pool begins with a null.
+// A thread's pools are one stack of objects; a null marks the start of a pool.
 
 namespace {
 
@@ -14,7 +14,7 @@ id objc_autorelease(id object) {
   if (object == nullptr) return nullptr;
   if (!pools.empty()) {
     pools.push_back(object);
-  } else {  // as on the platform: without a pool nobody will ever release it
+  } else {  // as on the platform: without a pool, no code will ever release it
     std::fprintf(stderr, "object %p of class %s autoreleased with no pool in place: just leaking\n",
                  static_cast<void*>(object), class_getName(object_getClass(object)));
   }

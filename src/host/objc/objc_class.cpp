@@ -7,10 +7,10 @@
 namespace host {
 
 struct Runtime::ClassPair {
-  // An object stands right behind its header.
+  // An object directly follows its header.
   template <class T>
   struct Headed {
-    ObjectHeader header{1U << 20U};  // nobody releases a class so often
+    ObjectHeader header{1U << 20U};  // no program releases a class so often
     T object;
     void dropSideData() { delete header.side.exchange(nullptr); }
   };
@@ -54,7 +54,7 @@ Class Runtime::allocateClassPair(Class superclass, const char* name) {
   cls->instanceSize = superclass == nullptr ? sizeof(objc_object) : superclass->instanceSize;
   cls->boxesValue = superclass != nullptr && superclass->boxesValue;
   // A class is an object too: a root's class methods fall back to its instance methods, and every metaclass is an
-  // instance of the root's.
+  // instance of the root's metaclass.
   meta->isMeta = true;
   meta->superclass = superclass == nullptr ? cls : superclass->isa.load();
   meta->isa = superclass == nullptr ? meta : superclass->isa.load()->isa.load();
@@ -65,20 +65,20 @@ Class Runtime::allocateClassPair(Class superclass, const char* name) {
   return cls;
 }
 
-// Of two classes allocated under one name the first to be registered has it; the other stays unregistered.
+// When two classes are allocated under one name, the first to be registered gets it. The other stays unregistered.
 void Runtime::registerClassPair(Class cls) {
   const std::lock_guard lock(mutex_);
   if (classes_.emplace(cls->name, cls).second) cls->isRegistered = cls->isa.load()->isRegistered = true;
 }
 
 void Runtime::disposeClassPair(Class cls) {
-  std::unique_ptr<ClassPair> ended;  // outside the lock: it may release objects
+  std::unique_ptr<ClassPair> ended;  // destroyed outside the lock: it may release objects
   const std::lock_guard lock(mutex_);
   const auto place =
       std::find_if(pairs_.begin(), pairs_.end(), [cls](const auto& pair) { return &pair->instanceSide.object == cls; });
-  if (place == pairs_.end()) return;  // a metaclass goes with its class
+  if (place == pairs_.end()) return;  // a metaclass ends with its class
   const Class meta = cls->isa;
-  // Subclasses still need it; a root's own metaclass is one that goes along.
+  // Subclasses still need it. The metaclass of a root is its subclass too, but ends with it.
   if (std::ranges::any_of(cls->subclasses, [meta](Class each) { return each != meta; })) return;
   if (cls->superclass != nullptr) std::erase(cls->superclass->subclasses, cls);
   std::erase(meta->superclass->subclasses, meta);
@@ -108,7 +108,7 @@ Class objc_getClass(const char* name) {
   return name == nullptr ? nullptr : host::Runtime::current().findRegisteredClass(name);
 }
 
-// Bytes behind a class would be reached by nothing declared here, so none are kept.
+// No declaration here can reach extra bytes after a class, so none are allocated.
 Class objc_allocateClassPair(Class superclass, const char* name, std::size_t /*extraBytes*/) {
   host::Runtime& runtime = superclass == nullptr ? host::Runtime::current() : *superclass->runtime;
   return runtime.allocateClassPair(superclass, name);

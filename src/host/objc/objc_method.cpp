@@ -2,8 +2,8 @@
 
 namespace {
 
-// With the runtime's mutex held. The marker is never called by an accepted encoding, so that send() turns to
-// forwarding; readers take the implementation first, so they cannot see the marker accepted.
+// With the runtime's mutex held. The marker never has an accepted encoding, so that send() falls back to forwarding.
+// Readers load the implementation first, so they never see the marker with an accepted encoding.
 IMP replaceImplementation(objc_method& method, IMP implementation) {
   if (implementation == host::forwardingMarker()) method.acceptedTypes.store(nullptr, std::memory_order_release);
   return method.implementation.exchange(implementation, std::memory_order_acq_rel);

@@ -14,7 +14,7 @@ void sendDealloc(id object) {
   platform::send<void()>(object, dealloc);
 }
 
-// A long chain of objects, each holding the next, must not end the stack: what lies too deep waits for its turn.
+// A long chain of objects, each holding the next, must not overflow the stack: objects too deep in it wait in a list.
 void deallocate(id object) {
   thread_local int depth = 0;
   thread_local std::vector<id> waiting;

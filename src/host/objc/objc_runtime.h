@@ -1,11 +1,11 @@
 #pragma once
 
-// What stands behind the handles of platform/objc.h.
+// The types behind the handles of platform/objc.h.
 //
-// Sending reads no lock: a class keeps, right behind its own class pointer, a small table of the methods that were
-// found for it lately. The table points at the methods themselves, which live as long as their class, so that a new
-// implementation is seen at once and only a new method empties tables. All else of the classes is under the
-// runtime's mutex, all that hangs on one object under that object's (objectLock).
+// Sending takes no lock: a class keeps, directly after its own class pointer, a small table of the methods that were
+// recently found for it. The table points at the methods themselves, which live as long as their class. So a new
+// implementation takes effect at once, and only a new method empties tables. The runtime's mutex protects all other
+// data of the classes; an object's lock (objectLock) protects all data that belongs to one object.
 
 #include <array>
 #include <atomic>
@@ -32,7 +32,7 @@ constexpr std::uint32_t methodCacheSize = 32;
 }  // namespace host
 
 struct objc_selector {
-  std::uint32_t place;  ///< where method caches look first
+  std::uint32_t place;  ///< the place where method caches look first
   std::string name;
 };
 
@@ -43,8 +43,8 @@ struct objc_object {
 struct objc_method {
   SEL name;
   std::atomic<IMP> implementation;
-  std::atomic<const char*> acceptedTypes;  ///< the last caller's encoding that was found to fit; never for the marker
-  const char* types;                       ///< as declared, interned; null when nothing was
+  std::atomic<const char*> acceptedTypes;  ///< the last caller's encoding that was found to match; never for the marker
+  const char* types;                       ///< as declared, interned; null when none was declared
   Class owner;
 };
 
@@ -67,7 +67,7 @@ struct objc_protocol {
 };
 
 struct objc_class : objc_object {
-  std::array<std::atomic<Method>, host::methodCacheSize> cache{};  // open addressing, never quite full
+  std::array<std::atomic<Method>, host::methodCacheSize> cache{};  // open addressing, never completely full
   std::uint32_t cached = 0;
   bool isMeta = false;
   bool isRegistered = false;
@@ -85,7 +85,7 @@ struct objc_class : objc_object {
 
 namespace host {
 
-struct Observation;  // host/key_value_observing.cpp
+struct Observation;  // host/objc/key_value_observing.cpp
 
 struct Association {
   const void* key;
@@ -94,16 +94,16 @@ struct Association {
   platform::Strong held;  ///< empty for OBJC_ASSOCIATION_ASSIGN
 };
 
-/// What few objects have, made on first use.
+/// Data that few objects have, made on first use.
 struct SideData {
   std::unordered_set<id*> weakSlots;
   std::vector<Association> associations;
   std::vector<std::shared_ptr<Observation>> observations;
 };
 
-/// Stands in memory right before every object, classes included.
+/// Directly precedes every object in memory, classes included.
 struct alignas(std::max_align_t) ObjectHeader {
-  /// A mark in `count` once the last reference is gone: no new one counts, and releasing does not deallocate again.
+  /// A mark in `count` after the last release: new references do not count, and no release deallocates again.
   static constexpr std::uint32_t deallocating = 1U << 31U;
   std::atomic<std::uint32_t> count{1};  // references
   std::atomic<SideData*> side{nullptr};
@@ -111,7 +111,7 @@ struct alignas(std::max_align_t) ObjectHeader {
 
 inline ObjectHeader& headerOf(id object) { return reinterpret_cast<ObjectHeader*>(object)[-1]; }
 
-/// For very short work: taking it costs one atomic exchange, giving it back a plain write.
+/// For very short work: locking costs one atomic exchange, unlocking a plain write.
 class SpinLock {
  public:
   void lock() noexcept {
@@ -125,11 +125,11 @@ class SpinLock {
   std::atomic<bool> isTaken_{false};
 };
 
-/// One of a fixed number of locks, chosen by address; never take a second one but through WeakSlotLock.
+/// One of a fixed number of locks, chosen by address. A second one must be taken only through WeakSlotLock.
 SpinLock& objectLock(const void* object);
 /// With objectLock(object) held.
 SideData& sideData(id object);
-/// Another reference, unless the object is being deallocated. Its memory must be certain to exist.
+/// Adds a reference, unless the object is being deallocated. The caller guarantees that its memory exists.
 inline bool tryRetain(id object) {
   auto& count = headerOf(object).count;
   std::uint32_t seen = count.load(std::memory_order_relaxed);
@@ -138,17 +138,17 @@ inline bool tryRetain(id object) {
   }
   return false;
 }
-/// The end of every object: weak slots read null, associations and observations end, the memory goes.
+/// The end of every object: weak slots read null, associations and observations end, the memory is freed.
 void disposeObject(id object);
 
-/// A copy of `text` that lives as long as the program, the same one for equal texts.
+/// Returns a copy of `text` that lives as long as the program, the same one for equal texts.
 const char* interned(std::string_view text);
 
-/// The method that runs for `selector`, inherited ones included, or null.
+/// Returns the method that runs for `selector`, inherited ones included, or null.
 Method findMethod(Class cls, SEL selector);
-/// With the runtime's mutex held: forgets what `cls` and its subclasses found.
+/// With the runtime's mutex held: empties the method caches of `cls` and its subclasses.
 void emptyMethodCaches(Class cls);
-/// The one implementation that stands for "no method": raises "unrecognized selector" when called.
+/// The one implementation that means "no method": raises "unrecognized selector" when called.
 IMP forwardingMarker();
 
 struct MethodDeclaration {
@@ -158,7 +158,7 @@ struct MethodDeclaration {
 /// Registers a protocol whose methods are optional instance methods.
 void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods);
 
-/// The first class from `cls` upwards that `test` accepts, or null.
+/// Returns the first class from `cls` upwards that `test` accepts, or null.
 template <class Test>
 Class findClass(Class cls, Test test) {
   while (cls != nullptr && !test(cls)) cls = cls->superclass;
@@ -175,11 +175,11 @@ class Runtime {
 
   static Runtime& current();
 
-  /// Null when the name is taken. A null superclass makes a root.
+  /// Returns null when the name is taken. A null superclass makes a root.
   Class allocateClassPair(Class superclass, const char* name);
   void registerClassPair(Class cls);
   void disposeClassPair(Class cls);
-  /// From now on nobody finds the class by its name; whoever has it keeps it. False: there is none.
+  /// From now on no look-up finds the class by its name; existing references stay valid. False: no such class.
   bool hideClass(std::string_view name);
   Class findRegisteredClass(std::string_view name);
 
@@ -189,11 +189,11 @@ class Runtime {
 
   std::mutex& mutex() { return mutex_; }
 
-  // The platform's own classes that the host makes instances of.
+  // Classes of the platform that the host makes instances of.
   Class object = nullptr;
   Class block = nullptr;
   Class notification = nullptr;
-  std::array<Class, 8> boxes{};  ///< by platform::Value::Kind
+  std::array<Class, 8> boxes{};  ///< indexed by platform::Value::Kind
   platform::Strong null;         ///< the null object
 
  private:
@@ -205,7 +205,7 @@ class Runtime {
   std::map<std::string, Protocol*, std::less<>> protocols_;
 };
 
-// Each defines its classes in a new runtime, in this order.
+// Each function defines its classes in a new runtime, in this order.
 void defineRootClasses(Runtime& runtime);
 void defineBlockClasses(Runtime& runtime);
 void defineBoxClasses(Runtime& runtime);

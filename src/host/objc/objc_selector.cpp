@@ -5,7 +5,7 @@
 
 #include "host/objc/objc_runtime.h"
 
-// Selectors and type encodings are few and are shared by all processes, so they stay until the program ends.
+// Selectors and type encodings are few, and all processes share them, so they exist until the program ends.
 
 namespace host {
 namespace {
@@ -16,7 +16,7 @@ struct Interned {
   std::unordered_set<std::string> texts;
 };
 
-// Kept to the very end: objects may still die while the program's other statics do.
+// Never destroyed: objects may still be deallocated while the program's other statics are destroyed.
 Interned& internedTexts() {
   static auto& all = *new Interned;
   return all;
@@ -41,7 +41,7 @@ SEL sel_registerName(const char* name) {
   }
   const std::lock_guard lock(mutex);
   if (const auto found = selectors.find(name); found != selectors.end()) return found->second;
-  // Numbered one after the other, so that the selectors of one class seldom meet in its cache.
+  // Numbered consecutively, so that the selectors of one class seldom collide in its cache.
   const auto place = static_cast<std::uint32_t>(selectors.size()) % host::methodCacheSize;
   auto* selector = new objc_selector{place, name};
   selectors.emplace(selector->name, selector);

@@ -2,8 +2,8 @@
 
 namespace host {
 
-// Shared by many objects: nothing is ever called with one of them held. They refer to no object, so one that leaks is
-// not hidden.
+// Shared by many objects: no other code is called with one of them held. They refer to no object, so they do not hide
+// an object that leaks.
 SpinLock& objectLock(const void* object) {
   struct alignas(64) Padded {
     SpinLock lock;
@@ -20,8 +20,8 @@ SideData& sideData(id object) {
 
 namespace {
 
-// The slot's object and its successor, both locked in the order of their locks. A slot that reads null takes no lock,
-// so the null itself tells its owner that the object which wrote it is done with the slot.
+// Locks the slot's object and its successor, in the order of their locks. A slot that reads null takes no lock, so the
+// null itself shows the slot's owner that the object which wrote it no longer uses the slot.
 class WeakSlotLock {
  public:
   WeakSlotLock(id* slot, id next) : slot_(*slot) {
@@ -56,7 +56,7 @@ id objc_initWeak(id* slot, id object) {
   return objc_storeWeak(slot, object);
 }
 
-// An object that is being deallocated cannot be referred to any more: the slot reads null.
+// No new reference to an object that is being deallocated is possible: the slot reads null.
 id objc_storeWeak(id* slot, id object) {
   const bool alive = object != nullptr && host::tryRetain(object);
   {

@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// The T of an object of the host's own classes: its first variable, right behind the class.
+/// The T of an object of the host's own classes: its first variable, directly after the class pointer.
 template <class T>
 T& variableOf(id object) {
   return *reinterpret_cast<T*>(object + 1);
@@ -17,7 +17,7 @@ void deallocVariable(id self, SEL) {
   disposeObject(self);
 }
 
-/// Makes room in a class's instances for a T, which dealloc ends. Whoever makes an instance constructs it.
+/// Reserves room in a class's instances for a T, which dealloc destroys. The code that makes an instance constructs it.
 template <class T>
 void addVariable(Class cls) {
   class_addIvar(cls, "_state", sizeof(T), 3, "?");

@@ -4,8 +4,8 @@
 
 namespace host {
 
-/// What the platform ends a program for. It ends this one too, unless somebody who plays a program catches it to tell
-/// of it; the module never does.
+/// An error for which the platform ends a program. It ends this program too, unless code that simulates a program
+/// catches it to report it. The module never catches it.
 class ProgrammingError : public std::logic_error {
  public:
   using std::logic_error::logic_error;

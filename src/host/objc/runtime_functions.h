@@ -1,6 +1,6 @@
 #pragma once
 
-// Documented functions of the object runtime that the module does not need: for applications and tests on the host.
+// Documented functions of the object runtime that the module does not use: for applications and tests on the host.
 
 #include "platform/objc.h"
 
@@ -18,12 +18,12 @@ bool class_respondsToSelector(Class cls, SEL selector);
 IMP class_replaceMethod(Class cls, SEL selector, IMP implementation, const char* types);
 SEL method_getName(Method method);
 
-// An allocated protocol takes descriptions until it is registered.
+// An allocated protocol accepts descriptions until it is registered.
 Protocol* objc_allocateProtocol(const char* name);
 void objc_registerProtocol(Protocol* protocol);
 const char* protocol_getName(Protocol* protocol);
 void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* types, bool isRequired, bool isInstance);
-bool class_conformsToProtocol(Class cls, Protocol* protocol);  // this class alone, as the platform documents it
+bool class_conformsToProtocol(Class cls, Protocol* protocol);  // this class only, as the platform documents it
 
 id objc_initWeak(id* slot, id object);
 
@@ -31,7 +31,7 @@ id objc_initWeak(id* slot, id object);
 
 namespace host {
 
-/// A function of an application's own as a method's code, as it stands.
+/// Makes a function of an application a method's code, unchanged.
 template <class R, class... A>
 IMP implementationOf(R (*function)(id, SEL, A...)) {
   return reinterpret_cast<IMP>(function);

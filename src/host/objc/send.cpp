@@ -24,7 +24,7 @@ constexpr int longestForwarding = 64;  // two objects that forward to each other
                                                                     "\" but declared as \"" + method.types + "\"");
 }
 
-/// A method added without an encoding takes every call.
+/// A method added without an encoding accepts every call.
 bool fits(const char* call, const char* declared) {
   if (declared == nullptr || std::string_view(call) == declared) return true;
   const auto letters = typeLetters(call);
@@ -46,7 +46,7 @@ void accept(objc_method& method, const char* types) {
   method.acceptedTypes.store(types, std::memory_order_release);
 }
 
-// The first call of a method from one place, a full cache, a missing method.
+// For the first call of a method from one place, a full cache, and a missing method.
 [[gnu::noinline]] platform::MethodCall resolveCall(id receiver, SEL selector, const char* types) {
   for (int hop = 0; hop < longestForwarding; ++hop) {
     const Method method = findMethod(object_getClass(receiver), selector);

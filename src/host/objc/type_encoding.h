@@ -5,9 +5,9 @@
 
 namespace host {
 
-/// A method's type encoding in brief: one letter for its result and one for each argument, receiver and selector
-/// included. Frame offsets, qualifiers, class names and what a pointer points at are left out: '^' is any pointer
-/// and '?' a block. Nothing for a null or malformed encoding, and for structures passed by value.
+/// A method's type encoding in short form: one letter for its result and one for each argument, receiver and selector
+/// included. Frame offsets, qualifiers, class names and the types that pointers point at are left out: '^' is any
+/// pointer and '?' a block. Returns nothing for a null or malformed encoding, and for structures passed by value.
 std::optional<std::string> typeLetters(const char* types);
 
 }  // namespace host

@@ -2,7 +2,7 @@
 #include "host/objc/object_variable.h"
 #include "platform/class_face.h"
 
-// The classes of strings, numbers, containers and the null object. Their instances hold a Value and are what it is.
+// The classes of strings, numbers, containers and the null object. Their instances hold a Value and represent it.
 
 namespace host {
 namespace {
@@ -30,7 +30,7 @@ struct Box {
   static id copyWithZone(id self, SEL, void*) { return objc_retain(self); }
 };
 
-// The public classes, in the order of their ancestry, and the private ones that instances have.
+// The public classes, in the order of inheritance, and the private classes of the instances.
 constexpr struct {
   const char* name;
   const char* superclass;

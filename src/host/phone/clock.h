@@ -5,8 +5,8 @@
 
 namespace host {
 
-/// A phone's clock, from its first start on; it outlives the processes. Virtual time moves only when it is told to,
-/// real time by itself. Any thread.
+/// A phone's clock, which starts at the phone's first start and outlives the processes. Virtual time moves only through
+/// advanceTo(), real time by itself. Any thread.
 class Clock {
  public:
   enum class Kind { virtualTime, realTime };

@@ -14,7 +14,7 @@ namespace {
 
 using platform::Value;
 
-/// One key of the file: the member it fills, whose type says which kind is expected.
+/// One key of the file and the member that it fills. The member's type decides which kind of value is expected.
 struct Key {
   std::string_view name;
   std::variant<std::optional<std::string> Configuration::*, bool Configuration::*> member;
@@ -40,7 +40,7 @@ constexpr std::array keys{
 
 constexpr std::array<std::string_view, 4> logLevels{"none", "warning", "info", "verbose"};  // in LogLevel's order
 
-/// Reads one dictionary; every problem is raised with the file and the key.
+/// Reads one dictionary; every error names the file and the key.
 class Reader {
  public:
   Reader(const Value& dictionary, const std::filesystem::path& path) : dictionary_(dictionary), path_(path) {}
@@ -69,7 +69,7 @@ class Reader {
       configuration_.logLevel = static_cast<LogLevel>(level - logLevels.begin());
     } else if (name == "CA_FILE") {
       configuration_.networkPolicy.certificateAuthorities = path_.parent_path() / string(name, value);
-      std::error_code problem;  // a name that cannot even be looked up is no file either
+      std::error_code problem;  // a name whose look-up fails is no file either
       if (!std::filesystem::is_regular_file(configuration_.networkPolicy.certificateAuthorities, problem)) {
         fail(name, "must name a file of certificates in PEM form, relative to this file");
       }
@@ -91,7 +91,7 @@ class Reader {
     member = *value.ifBoolean();
   }
 
-  // Values end in headers and URLs: a control character in one could only be an attack or a slip.
+  // The values go into headers and URLs: a control character in one could only be an attack or a mistake.
   std::string string(const std::string& name, const Value& value) {
     const std::optional<std::string_view> text = value.ifString();
     if (!text) fail(name, "must be a string");

@@ -16,10 +16,10 @@ namespace host {
 
 class PropertyListError;
 
-/// What the reference core library knows, all from one property list (XML or binary). Optional entries may be absent:
-/// the calls that read them then answer nothing.
+/// The data of the reference core library, all from one property list (XML or binary). Optional entries may be absent:
+/// the calls that read them then return nothing.
 struct Configuration {
-  std::optional<std::string> serverURL;  // SERVER_URL; one of this and DOMAIN is there
+  std::optional<std::string> serverURL;  // SERVER_URL; this or DOMAIN must be present
   std::optional<std::string> domain;     // DOMAIN
   std::optional<std::string> portalID;
   std::optional<std::string> projectID;
@@ -55,7 +55,7 @@ class ConfigurationError : public std::runtime_error {
 /// key that is missing.
 Configuration readConfiguration(const std::filesystem::path& path);
 
-/// The same for a dictionary that will become the file `path`.
+/// Does the same for a dictionary that will become the file `path`.
 Configuration configurationFrom(const platform::Value& dictionary, const std::filesystem::path& path);
 
 }  // namespace host

@@ -15,7 +15,7 @@ namespace {
 
 using platform::Value;
 
-// What a virtual clock counts from: fixed, so that a run gives the same timestamps every time.
+// The start of a virtual clock. It is fixed, so that a run gives the same timestamps every time.
 constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
 
 std::optional<Value> bytesOf(const std::optional<std::string>& text) {
@@ -79,7 +79,7 @@ std::optional<Value> ReferenceCoreLibrary::gzip(const Value& data, float level) 
 platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::OptionalString& name, const char* type) {
   if (!name) return std::nullopt;
   std::filesystem::path path = bundle_ / (*name + "." + type);
-  std::error_code ignored;  // no file and an unreadable folder are the same to a bundle
+  std::error_code ignored;  // a missing file and an unreadable folder are the same to a bundle
   if (!std::filesystem::exists(path, ignored)) return std::nullopt;
   return path.string();
 }
@@ -89,7 +89,7 @@ std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
   return bytesOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
 }
 
-// The compressed bytes are the signed payload themselves; "cty" says what a reader finds (RFC 7515, 4.1.10).
+// The compressed bytes are the signed payload themselves; "cty" tells the reader the payload's type (RFC 7515, 4.1.10).
 std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
   return bytesOf(
       signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), configuration()->jwtSecret));
@@ -102,7 +102,7 @@ void announceEngagement(const Value& report) {
 
 }  // namespace host
 
-// The class-level calls, each to the current process's core library.
+// Forward the class-level calls to the current process's core library.
 namespace platform {
 namespace {
 

@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// The core library of one process: what platform/core_library.h's class-level calls reach.
+/// The core library of one process, which the class-level calls of platform/core_library.h reach.
 class CoreLibrary {
  public:
   virtual ~CoreLibrary() = default;
@@ -29,8 +29,8 @@ class CoreLibrary {
   virtual std::optional<platform::Value> gzip(const platform::Value& data, float level) = 0;
 };
 
-/// The host's own core library: answers at once, on the caller's thread, from a configuration that may be replaced at
-/// any moment, as consent changes do.
+/// The host's own core library. It returns at once, on the caller's thread, with data from a configuration that may be
+/// replaced at any moment, for example when consent changes.
 class ReferenceCoreLibrary : public CoreLibrary,
                              public platform::QVPIIManager,
                              public platform::Analytics,
@@ -39,7 +39,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
                              public platform::PLBundle,
                              public platform::PLJWTWrapper {
  public:
-  /// The configuration is the bundle's resource of this name, of type "plist".
+  /// The configuration is the bundle's resource of this name and of type "plist".
   static constexpr const char* configurationResource = "PellionInfo";
 
   ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
@@ -80,7 +80,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
   std::optional<platform::Value> encodeDataWithJWT(const platform::Value& bytes) override;
 
  private:
-  /// One bearer token serves both identities; which manager was asked still matters to processError.
+  /// Both identities have the same bearer token, but processError depends on which manager was asked.
   class Authentication : public platform::PLAAAUtil {
    public:
     explicit Authentication(ReferenceCoreLibrary& library) : library_(library) {}
@@ -103,8 +103,8 @@ class ReferenceCoreLibrary : public CoreLibrary,
   std::shared_ptr<const Configuration> configuration_;
 };
 
-/// Tells the current process, as the core library does, of what the user does in the application: the report's "action"
-/// and whatever belongs to that. Main thread: on another one it throws ProgrammingError.
+/// Notifies the current process, as the core library does, of what the user does in the application: `report` has the
+/// "action" and the data that belongs to it. Main thread: on another thread it throws ProgrammingError.
 void announceEngagement(const platform::Value& report);
 
 }  // namespace host

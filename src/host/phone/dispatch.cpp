@@ -23,7 +23,7 @@ struct DispatchGroup::State {
   std::size_t entered = 0;
   std::vector<std::function<void()>> notifications;
 
-  // Outside the lock: a queue may drop its work at once, and the work may be the last to hold something of this group.
+  // Outside the lock: a queue may drop its work at once, and the work may hold the last reference to this state.
   void notifyWhenEmpty(std::unique_lock<std::mutex> lock) {
     if (entered != 0) return;
     auto ready = std::exchange(notifications, {});

@@ -17,7 +17,7 @@ void MainQueue::requireMainThread(const char* call) const {
 void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
   {
     const std::lock_guard lock(mutex_);
-    if (isClosed_) return;  // the work ends with the call, outside the lock
+    if (isClosed_) return;  // the work is destroyed with the call, outside the lock
     items_.push_back({clock_.now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
     std::push_heap(items_.begin(), items_.end(), isLater);
   }
@@ -30,14 +30,14 @@ void MainQueue::beginOutsideWork() {
 }
 
 void MainQueue::endOutsideWork() {
-  // Told under the lock: the turning thread may end this queue as soon as it sees the count.
+  // Notifies under the lock: the thread that runs this queue may destroy it as soon as it sees the count.
   const std::lock_guard lock(mutex_);
   --outsideWork_;
   changed_.notify_all();
 }
 
 void MainQueue::close() {
-  std::vector<Item> dropped;  // ends outside the lock: what work has captured may come back here as it goes
+  std::vector<Item> dropped;  // destroyed outside the lock: destroying what work has captured may call this queue again
   const std::lock_guard lock(mutex_);
   isClosed_ = true;
   dropped.swap(items_);
@@ -62,14 +62,14 @@ void MainQueue::runNext(std::unique_lock<std::mutex>& lock) {
   items_.pop_back();
   lock.unlock();
   {
-    const platform::AutoreleasePool pool;  // as the platform's run loop drains one each turn
+    const platform::AutoreleasePool pool;  // the platform's run loop also drains one each turn
     work();
     work = nullptr;
   }
   lock.lock();
 }
 
-// Whether an item is due; moves virtual time to it, or lets real time come to it. False: nothing more until `target`.
+// Returns whether an item is due; advances virtual time, or waits for real time. False: nothing more until `target`.
 bool MainQueue::waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target) {
   for (;;) {
     const bool hasItem = !items_.empty() && items_.front().due <= target;

@@ -13,10 +13,10 @@
 
 namespace host {
 
-/// A process's main queue. Any thread puts work in; the thread that made it, and it alone, turns it: the main thread.
+/// A process's main queue. Any thread adds work. Only the thread that made the queue runs it: the main thread.
 ///
-/// Virtual time stands still while outside work (a request in flight, its handler included) is going on: advance()
-/// waits for it before it moves on to the next timer. So a run gives the same times however slow the network is.
+/// Virtual time stands still during outside work (a request in flight, its handler included): advance() waits for that
+/// work to end before it moves on to the next timer. So a run gives the same times however slow the network is.
 class MainQueue {
  public:
   using Work = std::function<void()>;
@@ -24,20 +24,20 @@ class MainQueue {
   explicit MainQueue(Clock& clock) : clock_(clock) {}
 
   [[nodiscard]] bool isMainThread() const { return std::this_thread::get_id() == mainThread_; }
-  /// For what touches state that nothing locks. Throws ProgrammingError on any other thread.
+  /// For calls that touch state without a lock. Throws ProgrammingError on any other thread.
   void requireMainThread(const char* call) const;
 
   void async(Work work) { after(std::chrono::nanoseconds::zero(), std::move(work)); }
   void after(std::chrono::nanoseconds delay, Work work);
 
-  /// Runs what is due and what that puts in for the same time, and waits for nothing.
+  /// Runs the work that is due, and the work which that adds for the same time; does not wait.
   void runWhatIsDue();
-  /// Runs what is due, waits for outside work and runs what that brought, until neither is left. Timers stay.
+  /// Runs due work, waits for outside work and runs what that added, until neither is left. Timers stay.
   void runUntilIdle() { runUntil(clock_.now()); }
-  /// Lets `duration` pass, running every timer at its time; ends idle.
+  /// Lets `duration` pass and runs every timer at its time; ends idle.
   void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
 
-  /// Drops what has not run, and from now on whatever is put in.
+  /// Drops the work that has not run, and all work added from now on.
   void close();
 
   void beginOutsideWork();
@@ -60,7 +60,7 @@ class MainQueue {
   const std::thread::id mainThread_ = std::this_thread::get_id();
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<Item> items_;  // a heap, the next one in front
+  std::vector<Item> items_;  // a heap, the next item in front
   std::uint64_t nextOrder_ = 0;
   int outsideWork_ = 0;
   bool isClosed_ = false;

@@ -8,7 +8,7 @@
 
 namespace host {
 
-/// Something that happened, for whoever tells of it: a timeline, a trace, an expectation.
+/// Something that happened, for code that reports it: a timeline, a trace, an expectation.
 struct Event {
   std::chrono::nanoseconds time{};  ///< by the phone's clock, from its first start
   std::string_view actor;           ///< "platform", "app", "module", "keychain", "backend", "scenario", …
@@ -16,7 +16,7 @@ struct Event {
   platform::Value details = platform::Value::dictionary({});
 };
 
-/// Called on the thread on which it happened; must be safe from several at once.
+/// Called on the thread on which the event happened. Must be safe to call from several threads at once.
 using EventSink = std::function<void(const Event&)>;
 
 }  // namespace host

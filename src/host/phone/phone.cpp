@@ -19,7 +19,7 @@ using platform::Value;
 
 namespace {
 
-/// Of the platform's classes those that an application gets along without.
+/// Hides one of the platform's classes that an application can work without.
 void hide(const std::string& name) {
   const bool isOptional = name.starts_with("UI") || name.starts_with("UN");
   if (!isOptional || !Runtime::current().hideClass(name)) {
@@ -27,7 +27,7 @@ void hide(const std::string& name) {
   }
 }
 
-/// With those on the way to it. What is made here is its owner's alone, whatever the umask.
+/// Makes the missing parent directories too. Only the owner may use a new directory, whatever the umask.
 void makeOwnerOnlyDirectory(const std::filesystem::path& path) {
   if (path.empty() || std::filesystem::is_directory(path)) return;
   makeOwnerOnlyDirectory(path.parent_path());

@@ -11,20 +11,20 @@
 
 namespace host {
 
-/// A simulated phone with one application: what outlives the application's processes (storage, clock, configuration)
-/// and the process that is running, if any. Belongs to one thread, which is the main thread of its processes.
+/// A simulated phone with one application: the data that outlives the application's processes (storage, clock,
+/// configuration) and the running process, if any. Belongs to one thread, which is the main thread of its processes.
 class Phone {
  public:
   struct Options {
-    std::filesystem::path storage;  ///< a directory of the phone's own: keychain, bundle, shared store
+    std::filesystem::path storage;  ///< the phone's own directory: keychain, bundle, shared store
     Clock::Kind clock = Clock::Kind::virtualTime;
     URLSchemes urlSchemes = {};
-    bool linkedBefore17 = false;  ///< the application, with an older release of the platform: see platform::URL
-    /// Of UIKit's and UserNotifications' classes those that nobody finds by name, as on a release that lacks them. A
-    /// launch raises std::invalid_argument for any other.
+    bool linkedBefore17 = false;  ///< links the application with an older release of the platform: see platform::URL
+    /// Classes of UIKit and UserNotifications that no look-up by name finds, as on a release that lacks them. For any
+    /// other name, a launch raises std::invalid_argument.
     std::vector<std::string> hiddenClasses = {};
     EventSink sink = {};
-    bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL lets them
+    bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL permits
   };
 
   /// The network must outlive the phone.
@@ -33,19 +33,19 @@ class Phone {
   Phone& operator=(const Phone&) = delete;
   ~Phone();
 
-  /// The configuration file, which may be written by hand before the first launch.
+  /// The configuration file. It may be written by hand before the first launch.
   [[nodiscard]] std::filesystem::path configurationPath() const;
-  /// Writes the whole configuration file; a running process takes it up at once. Raises ConfigurationError, and then
-  /// changes nothing.
+  /// Writes the whole configuration file; a running process applies it at once. When this raises ConfigurationError,
+  /// nothing has changed.
   void configure(const platform::Value& configuration);
   /// The directory of the App Groups' stores, which the notification extension shares.
   [[nodiscard]] std::filesystem::path appGroups() const { return options_.storage / "groups"; }
-  /// Has the core library tell the running process that the tracking consent has changed.
+  /// Makes the core library notify the running process that the tracking consent has changed.
   void announceTrackingStatus();
 
-  /// Starts the application, ending a process that is still running. Raises ConfigurationError.
+  /// Starts the application and first ends a process that is still running. Raises ConfigurationError.
   Process& launch();
-  /// Ends the process as the system ends one: nothing of it runs any more.
+  /// Ends the process as the system does: no code of it runs any more.
   void terminate();
   [[nodiscard]] Process* process() { return process_.get(); }
 

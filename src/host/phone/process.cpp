@@ -18,7 +18,7 @@ namespace {
 
 thread_local Process* currentProcess = nullptr;
 
-/// Where the search for a key's slot begins, of 256 places.
+/// Returns the place, of 256, where the search for a key's slot begins.
 std::size_t firstPlace(const void* key) { return (reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U) >> 56U; }
 
 [[noreturn]] void endProgram(const char* error) {
@@ -39,7 +39,7 @@ Process::Process(Environment environment)
     : environment_(std::move(environment)),
       mainQueue_(std::make_shared<MainQueue>(environment_.clock)),
       slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {
-  // The classes come first, so that they end last: every later slot may hold objects.
+  // The classes come first, so that they are destroyed last: every later slot may hold objects.
   const ProcessScope scope(*this);
   Runtime::current();
 }
@@ -57,10 +57,10 @@ Process::~Process() {
   for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
 }
 
-// No other thread is in this process any more. What ends may ask for slots, ended ones too, and so make more to end.
+// No other thread is in this process any more. A destructor may ask for slots, ended ones too, and so make more to end.
 void Process::endSlots(std::vector<Slot*>& made) {
   while (!made.empty()) {
-    const platform::AutoreleasePool pool;  // drained while the classes, made first, are still there
+    const platform::AutoreleasePool pool;  // drained while the classes, which were made first, still exist
     Slot& slot = *made.back();
     made.pop_back();
     slot.once.emplace();
@@ -114,7 +114,7 @@ Process::Slot& Process::findSlot(const void* key) {
   endProgram("a process has room for 256 process-wide objects\n");
 }
 
-// Lock-free and short for a slot that exists: every shared instance is looked up on every call.
+// Lock-free and short for an existing slot, because every call looks up its shared instance.
 void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects) {
   const Slot* first = slots_[firstPlace(key)].load(std::memory_order_acquire);
   if (first != nullptr && first->key == key) [[likely]] {

@@ -26,7 +26,7 @@ struct Badge {
   std::atomic<std::int64_t> number = 0;  // the application may set it from any thread
 };
 
-// Of the delegate's optional methods those that this phone calls.
+// The delegate's optional methods that this phone calls.
 constexpr MethodDeclaration delegateMethods[] = {
     {"application:didFinishLaunchingWithOptions:", platform::methodEncoding<bool, id, id>.data()},
     {"applicationDidBecomeActive:", platform::methodEncoding<void, id>.data()},
@@ -78,7 +78,7 @@ void UIApplication::setDelegate(id delegate) {
       answered.push_back(callback);
     }
   }
-  if (delegate_.load().get() == delegate) answered_ = std::move(answered);  // unless being asked it has set another
+  if (delegate_.load().get() == delegate) answered_ = std::move(answered);  // unless respondsToSelector: has set one
 }
 
 platform::Strong UIApplication::delegateAnswering(SEL callback) {
@@ -88,7 +88,7 @@ platform::Strong UIApplication::delegateAnswering(SEL callback) {
              : platform::Strong();
 }
 
-// The answer comes through the delegate, whenever the phone has one.
+// The delegate receives the result when the phone has one.
 void UIApplication::registerForRemoteNotifications() {
   Process::current().tell("app", "asks for a device token", Value::dictionary({}));
 }
@@ -106,7 +106,7 @@ bool UIApplication::canOpenURL(id url) {
   return *scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) || holds(schemes.queried, *scheme);
 }
 
-// Asynchronous: what is opened is told later, on the main queue, and so is the completion.
+// Asynchronous: the event and the completion follow later, on the main queue.
 void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completion) {
   const std::optional<std::string> scheme = schemeOf(url);
   const bool isOpened = scheme && isInstalled(*scheme);

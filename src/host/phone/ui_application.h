@@ -13,22 +13,22 @@ namespace host {
 
 /// The application object of a process: class UIApplication and its one instance, `sharedApplication`.
 ///
-/// What is opened and set is told as events of the actor "platform". Main thread.
+/// What is opened and set is reported as events of the actor "platform". Main thread.
 class UIApplication {
  public:
   /// Makes the class and the protocol UIApplicationDelegate known to the current process, as the platform does before
   /// the application runs.
   static void install();
 
-  /// The application object, which is there also where its class is not found by name.
+  /// The application object, which exists even where no look-up finds its class by name.
   static id sharedApplication();
-  /// The delegate, when it answered `callback` at the time it was set. As on the platform, what a delegate answers is
-  /// asked once, by `setDelegate:`; a method added later is not called until the delegate is set again.
+  /// Returns the delegate if it responded to `callback` when it was set. As on the platform, `setDelegate:` asks once
+  /// which methods a delegate has; a method added later is not called until the delegate is set again.
   static platform::Strong delegateAnswering(SEL callback);
-  /// What both badge setters of the platform come to; neither calls the other.
+  /// What both badge setters of the platform lead to; neither calls the other.
   static void showBadge(std::int64_t number);
-  /// Whether something on the phone opens URLs of the scheme, which is in lower case: the application itself, or what
-  /// is installed on every phone, or on this one (Process::Environment::urlSchemes).
+  /// Whether something on the phone opens URLs of the scheme, which is in lower case: the application itself, or an
+  /// application installed on every phone, or on this one (Process::Environment::urlSchemes).
   static bool isInstalled(const std::string& scheme);
 
   static constexpr const char* className = "UIApplication";
@@ -38,9 +38,9 @@ class UIApplication {
   [[nodiscard]] id delegate() const;
   void setDelegate(id delegate);
   void registerForRemoteNotifications();
-  /// Looks at the scheme alone, and at what the application declares: see URLSchemes.
+  /// Considers only the scheme and what the application declares: see URLSchemes.
   bool canOpenURL(id url);
-  /// Opens what something installed opens, whatever the application declares.
+  /// Opens every URL for which an application is installed, whatever the application declares.
   void openURL(id url, id options, platform::BlockPtr<void(bool)> completion);
   static std::int64_t applicationIconBadgeNumber();
 

@@ -14,14 +14,14 @@
 #include "services/item_store.h"
 #include "services/property_list/property_list.h"
 
-// Each suite is one store of items, an item one property list. Handles are cheap: the stores are the process's.
+// Each suite is one store of items; each item is one property list. Handles are cheap: the process owns the stores.
 
 namespace host {
 namespace {
 
 using platform::Value;
 
-// The group's name as a file's: what is not plainly a letter of one becomes %XX, so that no name leaves the directory.
+// Makes a file name from the group's name. All but plain characters become %XX, so that no name leaves the directory.
 std::string fileName(std::string_view suite) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string name;
@@ -102,7 +102,7 @@ class UserDefaults final : public platform::UserDefaults {
     }
   }
 
-  /// What is set is stored at once; that it was asked for is an event all the same.
+  /// Values are stored at once when they are set, but the request to store them is still an event.
   void synchronize() override {
     Process::current().tell("shared store", "synchronized", Value::dictionary({{"suite", suite_}}));
   }

@@ -85,7 +85,7 @@ class UNUserNotificationCenter {
  private:
   [[nodiscard]] id delegate() const { return delegate_.load().autoreleased(); }
   void setDelegate(id delegate) {
-    // Stricter than the platform, which takes it on any thread: whoever observes the delegate hears of it on this one.
+    // Stricter than the platform, which accepts any thread: observers of the delegate are notified on this thread.
     Process::current().mainQueue().requireMainThread("-[UNUserNotificationCenter setDelegate:] is called");
     delegate_.store(delegate);
   }
@@ -95,7 +95,7 @@ class UNUserNotificationCenter {
     Process::current().mainQueue().async([block = platform::Block<void(id)>(completion)] { block(nullptr); });
   }
 
-  platform::Weak delegate_;  // whoever sets it keeps it
+  platform::Weak delegate_;  // the code that sets it keeps it alive
 };
 
 UNUserNotificationCenter& currentCenter() {

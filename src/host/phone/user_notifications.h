@@ -10,9 +10,9 @@ namespace host {
 /// Makes the UserNotifications classes and the protocol UNUserNotificationCenterDelegate known to the current process.
 void installUserNotifications();
 
-/// The one UNUserNotificationCenter of the current process, also where its class is not found by name.
+/// The one UNUserNotificationCenter of the current process, even where no look-up finds its class by name.
 id currentNotificationCenter();
-/// Its delegate, which it does not keep alive; or none.
+/// Returns its delegate, which it does not keep alive, or null.
 platform::Strong notificationCenterDelegate();
 
 using PresentationHandler = platform::BlockPtr<void(platform::UNNotificationPresentationOptions)>;
