@@ -3,7 +3,7 @@
 #include "platform/exception.h"
 #include "platform/text.h"
 
-// The two roots, NSObject and NSProxy. Every class object has their instance methods too.
+// The two roots, NSObject and NSProxy. Every class object responds to their instance methods too.
 
 namespace host {
 namespace {

@@ -17,7 +17,7 @@ namespace host {
 class HTTPURL {
  public:
   /// Returns nothing when libcurl cannot make a connection from it. A user's name in the URL is left out: the platform
-  /// sends it only on request.
+  /// sends it only when it is asked to.
   static std::optional<HTTPURL> parse(const platform::URL& url);
 
   [[nodiscard]] bool isEncrypted() const { return scheme_ == "https"; }

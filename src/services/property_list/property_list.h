@@ -33,8 +33,8 @@ platform::Value parsePropertyList(std::string_view contents, std::string_view na
 /// be written.
 void writePropertyList(const std::filesystem::path& path, const platform::Value& value);
 
-/// Returns the binary form, for the file or item `name`, which errors mention. Raises PropertyListError for what no
-/// property list can hold (null, an object, a key that is no text, broken UTF-8), and for what is too large or deep.
+/// The binary form, for the file or item `name`, which errors mention. Raises PropertyListError for what no property
+/// list can hold (null, an object, a key that is no text, broken UTF-8), and for what is too large or deep to be read.
 std::string binaryPropertyList(const platform::Value& value, std::string_view name);
 
 }  // namespace host
