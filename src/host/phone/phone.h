@@ -7,6 +7,7 @@
 #include "host/phone/configuration.h"
 #include "host/phone/core_library.h"
 #include "host/phone/process.h"
+#include "services/http/network.h"
 #include "services/item_store.h"
 
 namespace host {
