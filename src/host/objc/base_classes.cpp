@@ -1,6 +1,7 @@
 #include "host/objc/objc_runtime.h"
 #include "platform/class_face.h"
 #include "platform/exception.h"
+#include "platform/key_value_observing.h"
 #include "platform/text.h"
 
 // The two roots, NSObject and NSProxy. Every class object responds to their instance methods too.
@@ -99,7 +100,7 @@ void defineRootClasses(Runtime& runtime) {
   ClassFace<Object>(runtime.object)
       .method<Object::init>("init")
       .method<Object::copy>("copy")
-      .method<Object::observeValue>("observeValueForKeyPath:ofObject:change:context:")
+      .method<Object::observeValue>(platform::observeValueForKeyPathSelector)
       .classMethod<Object::make>("new");
   runtime.registerClassPair(runtime.object);
   const Class proxy = runtime.allocateClassPair(nullptr, "NSProxy");

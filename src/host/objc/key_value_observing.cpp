@@ -82,7 +82,7 @@ Value currentValue(id object, const std::string& key) {
 }
 
 void tell(const Observations& observations, id object, const Value& oldValue, const Value& newValue) {
-  static const SEL callback = sel_registerName("observeValueForKeyPath:ofObject:change:context:");
+  static const SEL callback = sel_registerName(platform::observeValueForKeyPathSelector);
   for (const auto& each : observations) {
     const Strong observer = each->observer.load();
     if (!observer || each->isRemoved) continue;
