@@ -58,7 +58,7 @@ void requireWhole(const Answer& answer, std::string_view bytes) {
     return require(!answer.data, "there is no body beside an error");
   }
   require(answer.data && answer.response, "an answer without an error is whole");
-  require(answer.data->bytes().size() <= host::Transfer::maximumBodySize, "a body keeps to the limit");
+  require(answer.data->bytes().size() <= services::Transfer::maximumBodySize, "a body keeps to the limit");
   require(answer.response->statusCode >= 200 && answer.response->statusCode <= 999, "an answer has a final status");
   for (const auto& [name, value] : answer.response->headers.fields()) {
     require(value.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos, "a field's value is one line",
@@ -91,7 +91,7 @@ void requireJudged(Peers& peers, const Answer& answer) {
 }
 
 /// Whether the answer may send the client to a host that speaks TLS; such answers are skipped: requests stay local.
-bool mayLeadAway(std::string_view answer) { return host::asciiLowercase(answer).find("https") != std::string::npos; }
+bool mayLeadAway(std::string_view answer) { return value::asciiLowercase(answer).find("https") != std::string::npos; }
 
 }  // namespace
 

@@ -20,13 +20,13 @@ void run(std::string_view input) {
     pellion::checkShape("scenario", {{}, input, {}, {}}, pellion::shapes::hex, "the text");
     require(isHexadecimal, "what is no hexadecimal text is refused");
     const Value bytes = pellion::bytesOfHex(input);
-    require(host::hexText(bytes.bytes()) == host::asciiLowercase(input), "bytes of a text give the text back");
+    require(value::hexText(bytes.bytes()) == value::asciiLowercase(input), "bytes of a text give the text back");
   } catch (const pellion::InputError& error) {
     require(!isHexadecimal, "hexadecimal text is taken", error.what());
     requireOneLineAbout("scenario:1:1", error.what());
   }
 
-  const std::string text = host::hexText(bytesOf(input));
+  const std::string text = value::hexText(bytesOf(input));
   require(pellion::bytesOfHex(text) == Value::bytes(input), "the text of bytes gives the bytes back", text);
   const Value token = Value::bytes(input);
   require(PLTokenManager().stringFromDeviceToken(&token) == text, "the module writes as the host does", text);

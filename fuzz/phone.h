@@ -133,7 +133,7 @@ class Phone {
 
   test::TemporaryDirectory directory_;
   const bool isOffline_;
-  host::Network network_;
+  services::Network network_;
   std::mutex mutex_;
   Happenings happenings_;
   host::Phone phone_;

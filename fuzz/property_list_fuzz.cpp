@@ -14,16 +14,16 @@ constexpr const char* file = "list.plist";
 void requireRoundTrip(const Value& value) {
   std::string written;
   try {
-    written = host::binaryPropertyList(value, file);
-  } catch (const host::PropertyListError& error) {
+    written = services::binaryPropertyList(value, file);
+  } catch (const services::PropertyListError& error) {
     requireOneLineAbout(file, error.what());
     // The binary form of small objects takes more room than XML.
     return require(std::string_view(error.what()).ends_with("larger than the 4 MiB that a property list may have"),
                    "what can be read can be written", error.what());
   }
   // Compares the text and, for the kinds, the written form: nan does not even equal itself.
-  const Value again = host::parsePropertyList(written, file);
-  require(again.description() == value.description() && host::binaryPropertyList(again, file) == written,
+  const Value again = services::parsePropertyList(written, file);
+  require(again.description() == value.description() && services::binaryPropertyList(again, file) == written,
           "what is written reads as the same value", value.description(), again.description());
 }
 
@@ -42,10 +42,10 @@ void requireWholeConfiguration(const Value& dictionary) {
 
 void run(std::string_view input) {
   try {
-    const Value value = host::parsePropertyList(input, file);
+    const Value value = services::parsePropertyList(input, file);
     requireRoundTrip(value);
     if (value.ifDictionary() != nullptr) requireWholeConfiguration(value);
-  } catch (const host::PropertyListError& error) {
+  } catch (const services::PropertyListError& error) {
     requireOneLineAbout(file, error.what());
   }
 }

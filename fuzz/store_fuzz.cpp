@@ -53,7 +53,7 @@ void useFile(std::string_view contents) {
   const bool isIntact = isSound(path);
 
   std::vector<std::string> problems;
-  host::ItemStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
+  services::ItemStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
   const std::optional<Value> badge = store.data(badgeKey);
   require(badge == store.data(badgeKey), "an item stays as it is");
   const Value item = Value::bytes(contents.substr(0, 100));
@@ -71,8 +71,8 @@ void useFile(std::string_view contents) {
 /// The value of the item, or nothing.
 std::optional<Value> readItem(std::string_view contents) {
   try {
-    return host::parsePropertyList(contents, "item");
-  } catch (const host::PropertyListError&) {
+    return services::parsePropertyList(contents, "item");
+  } catch (const services::PropertyListError&) {
     return std::nullopt;
   }
 }
@@ -118,8 +118,8 @@ void requireDrained(const std::optional<Value>& item) {
 
 void useItem(std::string_view contents) {
   const std::optional<Value> item = readItem(contents);
-  host::ItemStore store(phone()->appGroups() / (std::string(Phone::appGroup) + ".sqlite"),
-                        [](const std::string& problem) { require(false, "the store is sound", problem); });
+  services::ItemStore store(phone()->appGroups() / (std::string(Phone::appGroup) + ".sqlite"),
+                            [](const std::string& problem) { require(false, "the store is sound", problem); });
   store.setData(badgeKey, Value::bytes(contents));
   requireBadge(item);
   store.setData(statisticsKey, Value::bytes(contents));

@@ -49,8 +49,8 @@ struct Parts {
 };
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isLetter(char c) { return host::lowerASCII(c) >= 'a' && host::lowerASCII(c) <= 'z'; }
-bool isHexDigit(char c) { return isDigit(c) || (host::lowerASCII(c) >= 'a' && host::lowerASCII(c) <= 'f'); }
+bool isLetter(char c) { return value::lowerASCII(c) >= 'a' && value::lowerASCII(c) <= 'z'; }
+bool isHexDigit(char c) { return isDigit(c) || (value::lowerASCII(c) >= 'a' && value::lowerASCII(c) <= 'f'); }
 
 /// Whether the text has only unreserved characters, delimiters within parts, `more` and percent-encoded bytes.
 bool isOf(std::string_view text, std::string_view more) {
@@ -154,26 +154,26 @@ void requireEncoded(const Parts& parts, const Parts& made) {
 }
 
 void requireComponents(std::string_view text, const Parts& parts) {
-  const std::optional<host::URLComponents> components = host::parseURLComponents(text);
+  const std::optional<services::URLComponents> components = services::parseURLComponents(text);
   if (!components) return;  // its port is too large
   require(components->scheme.has_value() == parts.scheme.has_value() &&
-              (!parts.scheme || components->scheme == host::asciiLowercase(*parts.scheme)),
+              (!parts.scheme || components->scheme == value::asciiLowercase(*parts.scheme)),
           "the scheme is what stands before the first colon", text);
   require(components->host.has_value() == parts.authority.has_value() &&
-              (!parts.authority || components->host == host::asciiLowercase(Authority(*parts.authority).host)),
+              (!parts.authority || components->host == value::asciiLowercase(Authority(*parts.authority).host)),
           "the host is what the authority names", text);
 }
 
 /// Checks that the client connects to the host that was checked.
 void requireNoOtherHost(const URL& url) {
-  const auto admitted = host::admissibleURL(url, {});
+  const auto admitted = services::admissibleURL(url, {});
   if (const auto* error = std::get_if<platform::Error>(&admitted)) {
     return require(error->code < 0 && !error->localizedDescription.empty(), "an error has a text",
                    url.absoluteString());
   }
-  const auto& connected = std::get<host::HTTPURL>(admitted);
+  const auto& connected = std::get<services::HTTPURL>(admitted);
   require(connected.isEncrypted() || connected.isLoopback(), "clear text goes nowhere but home", url.absoluteString());
-  const std::string named = host::parseURLComponents(url.absoluteString())->host.value_or("");
+  const std::string named = services::parseURLComponents(url.absoluteString())->host.value_or("");
   // Neither a number, which has many forms, nor percent-encoded.
   const std::string_view last = std::string_view(named).substr(named.rfind('.') + 1);
   const bool isPlainName = !last.empty() && isLetter(last.front()) && named.find_first_of("%:") == std::string::npos;
@@ -184,7 +184,7 @@ void requireNoOtherHost(const URL& url) {
 /// A redirect leads to the host that its reference names, otherwise to the host that it came from.
 void requireRedirectTarget(std::string_view reference, const Parts& parts) {
   static const URL base = *URL::URLWithString("http://127.0.0.1:80/a/b?c#d");
-  const std::optional<URL> target = host::resolveReference(base, reference);
+  const std::optional<URL> target = services::resolveReference(base, reference);
   require(target.has_value() || !isURL(reference, parts), "a reference within the grammar has a target", reference);
   if (!target) return;
   requireNoOtherHost(*target);
@@ -197,7 +197,7 @@ void requireRedirectTarget(std::string_view reference, const Parts& parts) {
 /// The process belongs to the thread, so that it is destroyed before the thread's data for processes.
 std::optional<URL> olderURL(std::string_view text) {
   thread_local host::Clock clock{host::Clock::Kind::virtualTime};
-  thread_local host::Network network;
+  thread_local services::Network network;
   thread_local host::Process older({.clock = clock, .network = network, .linkedBefore17 = true});
   const host::ProcessScope scope(older);
   return URL::URLWithString(text);

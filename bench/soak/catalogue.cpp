@@ -37,7 +37,7 @@ std::string repeated(std::string_view text, std::size_t times) {
 }
 
 /// The JSON files of a folder, because only JSON reaches an application.
-Texts filesIn(const std::filesystem::path& folder) {
+Texts payloadsIn(const std::filesystem::path& folder) {
   Texts texts;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() != ".json") continue;
@@ -123,8 +123,8 @@ Texts mutated() {
 }  // namespace
 
 std::vector<PayloadKind> payloadCatalogue(const std::filesystem::path& examples) {
-  return {{"good", filesIn(examples)},
-          {"broken", filesIn(examples / "broken")},
+  return {{"good", payloadsIn(examples)},
+          {"broken", payloadsIn(examples / "broken")},
           {"of wrong kinds", wrongKinds()},
           {"foreign", foreign()},
           {"deeply nested", deep()},

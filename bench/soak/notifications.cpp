@@ -148,7 +148,7 @@ class Notifications {
 
   const Options& options_;
   pellion::Backend backend_{{.secret = "example-secret", .keepsRequests = false}};
-  host::Network network_;
+  services::Network network_;
   SoakPhone phone_{network_, backend_.url()};
   std::vector<PayloadKind> catalogue_;
   std::vector<const std::string*> payloads_;

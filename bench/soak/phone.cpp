@@ -24,7 +24,7 @@ std::string Outcome::text() const {
          std::to_string(answers) + " answers, " + std::to_string(opened) + " URLs, raised: " + raised;
 }
 
-SoakPhone::SoakPhone(host::Network& network, const std::string& serverURL)
+SoakPhone::SoakPhone(services::Network& network, const std::string& serverURL)
     : phone_(network, {.storage = storage_.path(),
                        .urlSchemes = {.own = {"shop"}},
                        .sink = [this](const host::Event& event) { outcome_.heard(event); },

@@ -27,7 +27,7 @@ struct Outcome {
 /// A phone with the shop on it, which removes its directory with it.
 class SoakPhone {
  public:
-  SoakPhone(host::Network& network, const std::string& serverURL);
+  SoakPhone(services::Network& network, const std::string& serverURL);
 
   host::Phone* operator->() { return &phone_; }
   Outcome& outcome() { return outcome_; }

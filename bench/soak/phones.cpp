@@ -23,7 +23,7 @@ constexpr std::size_t together = 10;
 const std::vector<std::string> storedFiles{"bundle/PellionInfo.plist", "groups/group.example.shop.sqlite",
                                            "keychain.sqlite"};
 
-std::vector<std::string> filesIn(const std::filesystem::path& directory) {
+std::vector<std::string> filesBelow(const std::filesystem::path& directory) {
   std::vector<std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
     if (!entry.is_directory()) files.push_back(entry.path().lexically_relative(directory).string());
@@ -75,7 +75,7 @@ class Phones {
  private:
   void liveTogether(std::size_t count) {
     pellion::Backend backend({.secret = "example-secret", .keepsRequests = false});
-    host::Network network;
+    services::Network network;
     std::vector<std::unique_ptr<SoakPhone>> phones;
     for (std::size_t i = 0; i < count; ++i) {
       phones.push_back(std::make_unique<SoakPhone>(network, backend.url()));
@@ -90,7 +90,7 @@ class Phones {
       requests_ += static_cast<std::size_t>(requests);
       if (firstRequests_ == 0) firstRequests_ = requests;
       isRequestsEven_ = isRequestsEven_ && requests == firstRequests_;
-      const std::vector<std::string> files = filesIn(phone->storage());
+      const std::vector<std::string> files = filesBelow(phone->storage());
       for (const std::string& file : files) {
         if (std::ranges::find(storedFiles, file) == storedFiles.end()) strange_ = file;
       }

@@ -159,7 +159,7 @@ class Day {
   }
 
   std::vector<std::string> came_;
-  host::Network network_;
+  services::Network network_;
   pellion::Backend backend_{{.secret = "example-secret"}};
   Storage storage_;
   host::Phone phone_{

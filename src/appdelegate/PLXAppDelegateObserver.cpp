@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr const char* delegateKey = "delegate";
+constexpr const char* applicationDelegateKey = "delegate";
 
 using platform::Value;
 
@@ -30,18 +30,19 @@ void PLXAppDelegateObserver::defineClass(platform::ClassFace<PLXAppDelegateObser
 
 void PLXAppDelegateObserver::observeUIApplication() {
   if (isObserving_) return;
-  platform::addObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this), delegateKey,
+  platform::addObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this), applicationDelegateKey,
                         platform::NSKeyValueObservingOptionNew | platform::NSKeyValueObservingOptionOld, nullptr);
   isObserving_ = true;
 }
 
 void PLXAppDelegateObserver::observeValueForKeyPath(id keyPath, id /*object*/, id change, void* /*context*/) {
-  if (platform::unboxed(keyPath) != Value(delegateKey)) return;
+  if (platform::unboxed(keyPath) != Value(applicationDelegateKey)) return;
   const std::optional<Value> oldValue = platform::changedValue(change, platform::NSKeyValueChangeOldKey);
   if (isEqual(platform::changedValue(change, platform::NSKeyValueChangeNewKey), oldValue)) return;
   platform::Strong& proxied = ProxiedAppDelegate::shared().aOriginalAppDelegate;
   if (!isEqual(oldValue, platform::unboxed(proxied.get()))) return;
   proxied = {};
-  platform::removeObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this), delegateKey);
+  platform::removeObserver(PLAppDelegateSwizzler::sharedApplication(), platform::objectOf(*this),
+                           applicationDelegateKey);
   isObserving_ = false;
 }

@@ -14,7 +14,7 @@ using Proxy = PLMessagingRemoteNotificationsProxy;
 
 namespace {
 
-constexpr const char* delegateKey = "delegate";
+constexpr const char* centerDelegateKey = "delegate";
 
 // Its own address: no other observation has the same context.
 void* const UserNotificationObserverContext = const_cast<void**>(&UserNotificationObserverContext);
@@ -34,7 +34,7 @@ platform::Strong changedDelegate(id change, const char* key) {
 void Proxy::monitorUserNotificationCenterDelegateChanges(id center) {
   const Class centerClass = objc_getClass("UNUserNotificationCenter");
   if (!platform::isKindOfClass(center, centerClass)) return;
-  const platform::Strong delegate = PLPropertyNameForMessagingFromObject(center, delegateKey, nullptr);
+  const platform::Strong delegate = PLPropertyNameForMessagingFromObject(center, centerDelegateKey, nullptr);
   if (conforms(delegate.get())) swizzleDelegateForUserNotificationCenter(delegate.get());
   attachDelegateObserverToUserNotificationCenter(center);
 }
@@ -42,7 +42,7 @@ void Proxy::monitorUserNotificationCenterDelegateChanges(id center) {
 void Proxy::attachDelegateObserverToUserNotificationCenter(id center) {
   detachUserNotificationCenterDelegateObserver();
   try {
-    platform::addObserver(center, platform::objectOf(*this), delegateKey,
+    platform::addObserver(center, platform::objectOf(*this), centerDelegateKey,
                           platform::NSKeyValueObservingOptionNew | platform::NSKeyValueObservingOptionOld,
                           UserNotificationObserverContext);
     userNotificationCenter_ = center;
@@ -59,7 +59,7 @@ void Proxy::attachDelegateObserverToUserNotificationCenter(id center) {
 void Proxy::detachUserNotificationCenterDelegateObserver() {
   if (!userNotificationCenter_) return;
   try {
-    platform::removeObserver(userNotificationCenter_.get(), platform::objectOf(*this), delegateKey,
+    platform::removeObserver(userNotificationCenter_.get(), platform::objectOf(*this), centerDelegateKey,
                              UserNotificationObserverContext);
     userNotificationCenter_ = {};
     isListeningForUserNotificationDelegateChanges_ = false;
@@ -81,7 +81,7 @@ void Proxy::observeValueForKeyPath(id keyPath, id object, id change, void* conte
 }
 
 void Proxy::observedDelegate(id keyPath, id change) {
-  if (platform::unboxed(keyPath) != platform::Value(delegateKey)) return;
+  if (platform::unboxed(keyPath) != platform::Value(centerDelegateKey)) return;
   if (const platform::Strong former = changedDelegate(change, platform::NSKeyValueChangeOldKey)) {
     unswizzleDelegateForUserNotificationCenter(former.get());
   }

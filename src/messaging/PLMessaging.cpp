@@ -16,8 +16,8 @@ constexpr const char* activationHandler = "applicationDidBecomeActive:";
 constexpr const char* pendingStatsKey = "pellionDidReceivePushNotification";
 constexpr std::chrono::seconds drainDelay{3};
 
-struct Shared : platform::Singleton<PLMessaging> {
-  Shared() {
+struct SharedMessaging : platform::Singleton<PLMessaging> {
+  SharedMessaging() {
     namespace NotificationCenter = platform::NotificationCenter;
     const id observer = platform::objectOf(get());
     NotificationCenter::addObserver(observer, sel_registerName(engagementHandler), engagementNotification, nullptr);
@@ -28,7 +28,7 @@ struct Shared : platform::Singleton<PLMessaging> {
 
 }  // namespace
 
-PLMessaging& PLMessaging::shared() { return platform::Process::shared<Shared>().get(); }
+PLMessaging& PLMessaging::shared() { return platform::Process::shared<SharedMessaging>().get(); }
 
 void PLMessaging::defineClass(platform::ClassFace<PLMessaging>& face) {
   face.method<&PLMessaging::globalEngagementDataNotification>(engagementHandler)

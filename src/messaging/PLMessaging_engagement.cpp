@@ -18,8 +18,6 @@ using platform::Value;
 
 enum Status : std::int32_t { Delivered = 4, Responded = 5, Converted = 6 };
 
-constexpr const char* subscript = "objectForKey:";
-
 using Field = std::pair<const char*, std::optional<Value>>;
 
 /// Builds a dictionary as the platform's literals do. Kept: an absent value raises, and no code catches that.
@@ -103,7 +101,7 @@ std::optional<Value> PLMessaging::parsedAddInfo(const Value* payload) const {
 
 // Returns the notification's id if it has a valid one, and stores it as the last one seen.
 const Value* PLMessaging::rememberID(const Value& addInfo) {
-  const Value* notificationID = addInfo.asDictionary(subscript).find("pellionPnID");
+  const Value* notificationID = addInfo.asDictionary().find("pellionPnID");
   if (notificationID == nullptr || notificationID->integerValue() < 1) return nullptr;
   pnID_ = *notificationID;
   pellionPnID_.insert(*notificationID);
@@ -116,7 +114,7 @@ void PLMessaging::storeGoal(const Value& addInfo) {
     conversionEvent_ = "";
     return;
   }
-  const Value& goal = conversion->asDictionary(subscript);
+  const Value& goal = conversion->asDictionary();
   const std::optional<std::string> group = lowercase(goal.find("group"));
   const std::optional<std::string> event = lowercase(goal.find("event"));
   conversionEvent_ = platform::format("%@_%@", {group, event});
@@ -141,7 +139,7 @@ void PLMessaging::recordAction(const Value& addInfo, const Value& notificationID
 void PLMessaging::globalEngagementDataNotification(id notification) {
   const std::optional<Value> report = platform::unboxed(platform::send<id()>(notification, sel_registerName("object")));
   if (!report) return;
-  const Value& fields = report->asDictionary(subscript);
+  const Value& fields = report->asDictionary();
   const Value* action = fields.find("action");
   if (action == nullptr) return;
   if (*action == Value("event")) {

@@ -11,7 +11,6 @@ namespace {
 using platform::Value;
 
 constexpr const char* fastEnumeration = "countByEnumeratingWithState:objects:count:";
-constexpr const char* subscript = "objectForKey:";
 
 /// The part of one container that is not visited yet. At most one of the two members holds anything.
 struct Rest {
@@ -32,7 +31,7 @@ const T& takeFirst(std::span<const T>& rest) {
 const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dictionary) const {
   if (dictionary == nullptr) return nullptr;
   if (dictionary->ifList() != nullptr) {  // it enumerates its elements; asking it for the first one's value raises
-    if (dictionary->count() > 0) dictionary->asDictionary(subscript);
+    if (dictionary->count() > 0) dictionary->asDictionary();
     return nullptr;
   }
   std::vector<Rest> stack{{dictionary->asDictionary(fastEnumeration).entries(), {}}};
@@ -55,11 +54,11 @@ const Value* PLMessaging::findValueForKey(std::string_view key, const Value* dic
 const Value* PLMessaging::getActionButtonById(const Value* identifier, const Value* buttons) const {
   if (buttons == nullptr) return nullptr;
   if (buttons->ifDictionary() != nullptr) {  // it enumerates its keys; asking the first one for "action" raises
-    if (buttons->count() > 0) buttons->entries().front().key.asDictionary(subscript);
+    if (buttons->count() > 0) buttons->entries().front().key.asDictionary();
     return nullptr;
   }
   for (const Value& button : buttons->asList(fastEnumeration)) {
-    const Value* action = button.asDictionary(subscript).find("action");
+    const Value* action = button.asDictionary().find("action");
     if (action == nullptr) continue;
     const std::string_view text = action->asString("isEqualToString:");
     if (identifier != nullptr && text == identifier->ifString()) return &button;

@@ -23,8 +23,8 @@ constexpr std::array hexadecimal = [] {
   return pairs;
 }();
 
-struct Shared : platform::Singleton<PLTokenManager> {
-  Shared() {
+struct SharedTokenManager : platform::Singleton<PLTokenManager> {
+  SharedTokenManager() {
     platform::NotificationCenter::addObserver(platform::objectOf(get()), sel_registerName(trackingStatusHandler),
                                               trackingStatusNotification, nullptr);
   }
@@ -32,7 +32,7 @@ struct Shared : platform::Singleton<PLTokenManager> {
 
 }  // namespace
 
-PLTokenManager& PLTokenManager::sharedInstance() { return platform::Process::shared<Shared>().get(); }
+PLTokenManager& PLTokenManager::sharedInstance() { return platform::Process::shared<SharedTokenManager>().get(); }
 
 void PLTokenManager::defineClass(platform::ClassFace<PLTokenManager>& face) {
   face.method<&PLTokenManager::personalInfoTrackingStatusUpdated>(trackingStatusHandler);

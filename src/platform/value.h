@@ -103,7 +103,7 @@ class Value {
   std::string_view asString(const char* selector) const;
   ByteView asBytes(const char* selector) const;
   std::span<const Value> asList(const char* selector) const;
-  const Value& asDictionary(const char* selector) const;
+  const Value& asDictionary(const char* selector = "objectForKey:") const;
   /// `count`: the elements of a list, the entries of a dictionary. Raises for any other kind.
   [[nodiscard]] std::size_t count() const;
 

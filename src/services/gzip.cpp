@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-namespace host {
+namespace services {
 namespace {
 
 constexpr int highestLevel = 9;
@@ -35,4 +35,4 @@ std::optional<platform::Value> gzip(platform::ByteView data, float level) {
   return platform::Value::bytes(std::string_view(out.data(), size));
 }
 
-}  // namespace host
+}  // namespace services

@@ -10,7 +10,7 @@
 
 #include "value/printable_text.h"
 
-namespace host {
+namespace services {
 namespace {
 
 struct Finalize {
@@ -158,9 +158,9 @@ bool ItemStore::fail(const std::string& what) {
 
 // Closes the file, so that the next use tries again from the start. Nothing is repaired or overwritten.
 bool ItemStore::refuse(const std::string& problem) {
-  report_(printable(path_.string() + " " + problem));  // the messages of SQLite quote what the file holds
+  report_(value::printable(path_.string() + " " + problem));  // the messages of SQLite quote what the file holds
   sqlite3_close_v2(std::exchange(database_, nullptr));
   return false;
 }
 
-}  // namespace host
+}  // namespace services

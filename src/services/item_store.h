@@ -13,7 +13,7 @@
 
 struct sqlite3;
 
-namespace host {
+namespace services {
 
 /// Named items of bytes in one SQLite file that only its owner can read: a phone's keychain, an App Group's store. An
 /// item is whole or absent however its writer dies, and several processes may use the file at once. Any thread.
@@ -46,4 +46,4 @@ class ItemStore {
   std::pair<std::uint64_t, std::uint64_t> file_;  // of the open file
 };
 
-}  // namespace host
+}  // namespace services

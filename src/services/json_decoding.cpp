@@ -168,7 +168,7 @@ simdjson::error_code decode(std::string_view text, std::optional<Value>& result)
   const Encoding encoding = encodingOf(text);
   text.remove_prefix(encoding.byteOrderMarkSize);
   if (encoding.name != nullptr) {
-    const std::optional<std::string> converted = host::toUTF8(text, encoding.name);
+    const std::optional<std::string> converted = value::toUTF8(text, encoding.name);
     return converted ? decode(*converted, result) : simdjson::UTF8_ERROR;
   }
   ThreadParser& parser = ThreadParser::current();

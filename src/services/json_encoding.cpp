@@ -69,11 +69,11 @@ class Encoder {
     switch (value.kind()) {
       case Kind::null: out_ += "null"; break;
       case Kind::boolean: out_ += value.ifBoolean() == true ? "true" : "false"; break;
-      case Kind::integer: host::appendNumber(out_, value); break;
+      case Kind::integer: value::appendNumber(out_, value); break;
       case Kind::floating:
         if (std::isnan(value.floating())) raise("Invalid number value (NaN) in JSON write");
         if (std::isinf(value.floating())) raise("Invalid number value (infinite) in JSON write");
-        host::appendNumber(out_, value);
+        value::appendNumber(out_, value);
         break;
       case Kind::string: appendText(value.text()); break;
       case Kind::list:
@@ -101,7 +101,7 @@ class Encoder {
       written = at + 1;
       out_ += '\\';
       out_ += escape;
-      if (escape == 'u') out_ += "00" + host::hexText({&byte, 1});
+      if (escape == 'u') out_ += "00" + value::hexText({&byte, 1});
     }
     out_.append(text, written);
     out_ += '"';
@@ -117,7 +117,7 @@ Value dataWithJSONObject(const Value& object) {
   if (object.ifList() == nullptr && object.ifDictionary() == nullptr) raise("Invalid top-level type in JSON write");
   const std::string text = Encoder(object).text();
   // A text that an application made from broken UTF-8 must not lead to broken JSON.
-  return Value::bytes(simdjson::validate_utf8(text) ? text : host::wellFormed(text));
+  return Value::bytes(simdjson::validate_utf8(text) ? text : value::wellFormed(text));
 }
 
 }  // namespace platform::JSONSerialization

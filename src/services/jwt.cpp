@@ -7,7 +7,7 @@
 #include <array>
 #include <limits>
 
-namespace host {
+namespace services {
 namespace {
 
 platform::ByteView bytesOf(std::string_view text) {
@@ -51,4 +51,4 @@ std::optional<std::string> signedJWT(std::string_view header, platform::ByteView
   return token;
 }
 
-}  // namespace host
+}  // namespace services

@@ -6,10 +6,10 @@
 
 #include "platform/value.h"
 
-namespace host {
+namespace services {
 
 /// Returns a compact JSON Web Signature (RFC 7515), HS256, of `payload` with the protected header `header` (JSON text).
 /// Returns nothing when a part is larger than OpenSSL accepts at once, 1 GiB.
 std::optional<std::string> signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret);
 
-}  // namespace host
+}  // namespace services

@@ -31,7 +31,7 @@ class ParsedURI {
 
 std::optional<std::string> lowercaseOf(const UriTextRangeA& range) {
   if (range.first == nullptr) return std::nullopt;
-  return host::asciiLowercase({range.first, range.afterLast});
+  return value::asciiLowercase({range.first, range.afterLast});
 }
 
 }  // namespace
@@ -41,15 +41,15 @@ namespace platform {
 std::optional<URL> URL::URLWithString(std::string_view text) {
   if (text.empty()) return std::nullopt;  // the grammar allows the empty relative reference, the platform does not
   if (ParsedURI(text)) return URL(text);
-  if (host::isLinkedBefore17()) return std::nullopt;
-  const std::optional<std::string> encoded = host::encodedURLText(text);
+  if (services::isLinkedBefore17()) return std::nullopt;
+  const std::optional<std::string> encoded = services::encodedURLText(text);
   if (!encoded || !ParsedURI(*encoded)) return std::nullopt;
   return URL(*encoded);
 }
 
 }  // namespace platform
 
-namespace host {
+namespace services {
 
 std::optional<URLComponents> parseURLComponents(std::string_view text) {
   const ParsedURI uri(text);
@@ -69,4 +69,4 @@ std::optional<std::string> urlScheme(std::string_view text) {
   return uri ? lowercaseOf(uri->scheme) : std::nullopt;
 }
 
-}  // namespace host
+}  // namespace services

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace services {
 
 /// The scheme, host and port of a URL. An absent part differs from an empty one: "file:///x" has an empty host.
 struct URLComponents {
@@ -19,4 +19,4 @@ std::optional<URLComponents> parseURLComponents(std::string_view text);
 /// Returns the scheme alone, in lower case, for any port. Returns nothing without a scheme or outside the grammar.
 std::optional<std::string> urlScheme(std::string_view text);
 
-}  // namespace host
+}  // namespace services

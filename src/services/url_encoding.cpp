@@ -9,7 +9,7 @@
 
 #include "value/utf8.h"
 
-namespace host {
+namespace services {
 namespace {
 
 // Characters that a component may hold besides letters, digits and escapes.
@@ -18,11 +18,11 @@ constexpr std::string_view inPath = ":@/";
 constexpr std::string_view inQueryOrFragment = ":@/?";
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isHexDigit(char c) { return isDigit(c) || (lowerASCII(c) >= 'a' && lowerASCII(c) <= 'f'); }
+bool isHexDigit(char c) { return isDigit(c) || (value::lowerASCII(c) >= 'a' && value::lowerASCII(c) <= 'f'); }
 
 bool isAllowed(char c, std::string_view more) {
-  return isDigit(c) || (lowerASCII(c) >= 'a' && lowerASCII(c) <= 'z') || marks.find(c) != std::string_view::npos ||
-         more.find(c) != std::string_view::npos;
+  return isDigit(c) || (value::lowerASCII(c) >= 'a' && value::lowerASCII(c) <= 'z') ||
+         marks.find(c) != std::string_view::npos || more.find(c) != std::string_view::npos;
 }
 
 bool isValid(std::string_view component, std::string_view more) {
@@ -102,7 +102,7 @@ bool isUTF8(std::string_view text) {
   constexpr std::string_view replacement = "\uFFFD";
   for (std::size_t at = 0; at < text.size();) {
     const std::string_view rest = text.substr(at);
-    if (nextCharacter(text, at) == replacementCharacter && !rest.starts_with(replacement)) return false;
+    if (value::nextCharacter(text, at) == value::replacementCharacter && !rest.starts_with(replacement)) return false;
   }
   return true;
 }
@@ -135,4 +135,4 @@ std::optional<std::string> encodedURLText(std::string_view text) {
   return encoded;
 }
 
-}  // namespace host
+}  // namespace services

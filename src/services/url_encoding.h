@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace services {
 
 /// Returns the text of a URL with percent-encoding of what RFC 3986 does not allow in user, password, path, query and
 /// fragment, and with IDNA in the host. A component that needs encoding is encoded whole: each "%" in it too, even at
@@ -12,4 +12,4 @@ namespace host {
 /// for a host that has no IDNA name, and for text that is not UTF-8.
 std::optional<std::string> encodedURLText(std::string_view text);
 
-}  // namespace host
+}  // namespace services

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-namespace host {
+namespace services {
 namespace {
 
 /// A reference split as in RFC 3986, appendix B. Each part includes its delimiter, as the query its "?". A present part
@@ -89,4 +89,4 @@ std::optional<platform::URL> resolveReference(const platform::URL& base, std::st
   return url && url->absoluteString() == text ? std::move(url) : std::nullopt;
 }
 
-}  // namespace host
+}  // namespace services

@@ -1,9 +1,9 @@
 #pragma once
 
-namespace host {
+namespace services {
 
 /// Each backend defines this: whether the running application was linked before release 17 of the platform, so that
 /// `URLWithString:` encodes nothing for it.
 bool isLinkedBefore17();
 
-}  // namespace host
+}  // namespace services

@@ -6,7 +6,7 @@
 
 #include "value/utf8.h"
 
-namespace host {
+namespace value {
 
 // For the words of protocols, which are ASCII in every locale.
 
@@ -25,4 +25,4 @@ inline bool isToken(std::string_view text) {
   });
 }
 
-}  // namespace host
+}  // namespace value

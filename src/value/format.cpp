@@ -116,7 +116,7 @@ std::string lowercaseString(std::string_view text) {
   const bool isASCII = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   std::string result(text.size(), '\0');
   if (isASCII) {
-    std::ranges::transform(text, result.begin(), host::lowerASCII);
+    std::ranges::transform(text, result.begin(), value::lowerASCII);
     return result;
   }
   UErrorCode status = U_ZERO_ERROR;

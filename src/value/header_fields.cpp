@@ -10,7 +10,7 @@ namespace {
 template <class Fields>
 auto* findField(Fields& fields, std::string_view name) {
   const auto found = std::ranges::find_if(fields, [name](const HTTPHeaderFields::Field& field) {
-    return std::ranges::equal(field.first, name, {}, host::lowerASCII, host::lowerASCII);
+    return std::ranges::equal(field.first, name, {}, value::lowerASCII, value::lowerASCII);
   });
   return found == fields.end() ? nullptr : &*found;
 }

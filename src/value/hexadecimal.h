@@ -5,7 +5,7 @@
 
 #include "platform/value.h"
 
-namespace host {
+namespace value {
 
 /// Two lower-case digits for each byte.
 inline std::string hexText(platform::ByteView bytes) {
@@ -19,4 +19,4 @@ inline std::string hexText(platform::ByteView bytes) {
   return text;
 }
 
-}  // namespace host
+}  // namespace value

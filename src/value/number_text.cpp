@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace host {
+namespace value {
 namespace {
 
 template <class Integer>
@@ -41,4 +41,4 @@ void appendNumber(std::string& text, const platform::Value& number) {
   }
 }
 
-}  // namespace host
+}  // namespace value

@@ -5,7 +5,7 @@
 
 #include "value/utf8.h"
 
-namespace host {
+namespace value {
 namespace {
 
 bool isControl(char32_t character) { return character < 0x20 || (character >= 0x7F && character < 0xA0); }
@@ -33,4 +33,4 @@ std::string copied(std::string_view text, bool escapesControls) {
 std::string wellFormed(std::string_view text) { return copied(text, false); }
 std::string printable(std::string_view text) { return copied(text, true); }
 
-}  // namespace host
+}  // namespace value

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace value {
 
 /// Returns the text with broken UTF-8 replaced by U+FFFD.
 std::string wellFormed(std::string_view text);
@@ -12,4 +12,4 @@ std::string wellFormed(std::string_view text);
 /// control a terminal.
 std::string printable(std::string_view text);
 
-}  // namespace host
+}  // namespace value

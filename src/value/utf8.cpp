@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace host {
+namespace value {
 
 char32_t nextCharacter(std::string_view text, std::size_t& at) {
   UChar32 character;
@@ -35,4 +35,4 @@ std::optional<std::string> toUTF8(std::string_view text, const char* encoding) {
 
 bool isWhiteSpace(char32_t character) { return u_isUWhiteSpace(static_cast<UChar32>(character)) != 0; }
 
-}  // namespace host
+}  // namespace value

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace value {
 
 inline constexpr char32_t replacementCharacter = 0xFFFD;
 
@@ -19,4 +19,4 @@ bool isWhiteSpace(char32_t character);
 
 constexpr char lowerASCII(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-}  // namespace host
+}  // namespace value

@@ -76,7 +76,7 @@ std::int64_t truncate(double number) {
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
   std::size_t start = 0;
   for (std::size_t next = 0; next != text.size(); start = next) {
-    if (!host::isWhiteSpace(host::nextCharacter(text, next))) break;
+    if (!value::isWhiteSpace(value::nextCharacter(text, next))) break;
   }
   return text.substr(start);
 }

@@ -27,7 +27,7 @@ bool isBare(std::string_view text) {
 
 void appendUnit(std::string& text, char32_t unit) {
   const std::uint8_t bytes[] = {static_cast<std::uint8_t>(unit >> 8), static_cast<std::uint8_t>(unit)};
-  text += "\\U" + host::hexText(bytes);
+  text += "\\U" + value::hexText(bytes);
 }
 
 /// Text inside a container: bare or quoted.
@@ -38,7 +38,7 @@ void appendQuoted(std::string& out, std::string_view text) {
   }
   out += '"';
   for (std::size_t next = 0; next != text.size();) {
-    const char32_t character = host::nextCharacter(text, next);
+    const char32_t character = value::nextCharacter(text, next);
     if (character >= 0x10000) {
       appendUnit(out, 0xD7C0 + (character >> 10));
       appendUnit(out, 0xDC00 + (character & 0x3FF));
@@ -57,11 +57,11 @@ void appendQuoted(std::string& out, std::string_view text) {
 void appendBytes(std::string& text, ByteView bytes) {
   text += "{length = " + std::to_string(bytes.size()) + ", bytes = 0x";
   if (bytes.size() <= 24) {
-    text += host::hexText(bytes) + '}';
+    text += value::hexText(bytes) + '}';
     return;
   }
   const auto appendGroups = [&](ByteView part) {
-    for (; !part.empty(); part = part.subspan(4)) text += host::hexText(part.first(4)) + ' ';
+    for (; !part.empty(); part = part.subspan(4)) text += value::hexText(part.first(4)) + ' ';
   };
   appendGroups(bytes.first(16));
   text += "... ";
@@ -82,7 +82,7 @@ void appendLeaf(std::string& out, const Value& value) {
     case Kind::string: out += value.text(); break;
     case Kind::bytes: appendBytes(out, value.bytes()); break;
     case Kind::object: out += describeObject(value.ifObject()); break;
-    default: host::appendNumber(out, value);
+    default: value::appendNumber(out, value);
   }
 }
 

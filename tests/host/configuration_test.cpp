@@ -47,7 +47,7 @@ TEST(Configuration, readsTheFileAndFindsTheAuthoritiesBesideIt) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
   std::ofstream(directory.path() / "ca.pem") << "";
-  host::writePropertyList(
+  services::writePropertyList(
       path, test::configuration("https://example.test", {{"LOG_LEVEL", "warning"}, {"CA_FILE", "ca.pem"}}));
   const host::Configuration configuration = host::readConfiguration(path);
   EXPECT_EQ(configuration.serverURL, "https://example.test");

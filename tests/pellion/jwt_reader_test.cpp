@@ -14,10 +14,10 @@ using platform::Value;
 
 ByteView bytesOf(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
 std::string signedBy(const char* secret, std::string_view payload, const char* header = R"({"alg":"HS256"})") {
-  return host::signedJWT(header, bytesOf(payload), secret).value();
+  return services::signedJWT(header, bytesOf(payload), secret).value();
 }
 std::string gzipped(std::string_view text) {
-  const auto packed = host::gzip(bytesOf(text), 1.0F);
+  const auto packed = services::gzip(bytesOf(text), 1.0F);
   return {reinterpret_cast<const char*>(packed->bytes().data()), packed->bytes().size()};
 }
 

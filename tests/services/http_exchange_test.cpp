@@ -13,8 +13,8 @@ using namespace test;
 TEST(TransferTest, NotesProgressWhenAByteMoves) {
   LoopbackServer server(always(plainOK));
   const platform::URLRequest made = request(server.url("/"));
-  auto url = host::admissibleURL(made.url, host::NetworkPolicy());
-  host::Transfer transfer(made, std::get<host::HTTPURL>(std::move(url)), nullptr);
+  auto url = services::admissibleURL(made.url, services::NetworkPolicy());
+  services::Transfer transfer(made, std::get<services::HTTPURL>(std::move(url)), nullptr);
   const auto begin = transfer.lastProgress();
   EXPECT_EQ(curl_easy_perform(transfer.handle()), CURLE_OK);
   EXPECT_GT(transfer.lastProgress(), begin);

@@ -21,7 +21,7 @@ constexpr const char* beginAnew = "left as it is: move it away to begin anew";
 
 class ItemStoreFault : public Test {
  protected:
-  host::ItemStore open() {
+  services::ItemStore open() {
     return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
   }
   void writeFile(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
@@ -95,7 +95,7 @@ TEST_F(ItemStoreFault, APipeInTheJournalsPlaceHoldsNobodyUp) {
 }
 
 TEST_F(ItemStoreFault, AFullDiskTakesNothingAwayWhereverItEnds) {
-  host::ItemStore store = open();
+  services::ItemStore store = open();
   ASSERT_TRUE(store.setData("key", long_));
   constexpr std::uint64_t enough = 200'000;
   std::uint64_t room = 0;
@@ -136,7 +136,7 @@ TEST_F(ItemStoreFault, TheNextUseFindsTheFileThatIsThereThen) {
     SCOPED_TRACE(name);
     for (const bool readsFirst : {true, false}) {
       std::filesystem::remove(path_);
-      host::ItemStore store = open();
+      services::ItemStore store = open();
       ASSERT_TRUE(store.setData("short", short_));
       change();
       EXPECT_TRUE(!readsFirst || store.data("short") == found);
@@ -181,7 +181,7 @@ class LockedItemStore : public ItemStoreFault {
 };
 
 TEST_F(LockedItemStore, IsWaitedForButNotForEver) {
-  host::ItemStore store = open();
+  services::ItemStore store = open();
   waited_ = 0;
   freeAfter_ = 0;
   EXPECT_EQ(store.data("short"), std::nullopt);

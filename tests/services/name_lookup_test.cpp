@@ -37,8 +37,8 @@ TEST(NameLookup, ThatHangsHoldsUpNobodyElse) {
   using platform::Error;
   test::LoopbackServer server([](const auto&) { return test::LoopbackServer::Reply{"HTTP/1.1 200 OK\r\n\r\n{}"}; });
   host::Clock clock{host::Clock::Kind::virtualTime};
-  host::Network network;
-  const host::NetworkPolicy policy{{}, {std::string(hangingName)}, std::chrono::milliseconds(100)};
+  services::Network network;
+  const services::NetworkPolicy policy{{}, {std::string(hangingName)}, std::chrono::milliseconds(100)};
   std::optional<host::Process> waiting(host::Process::Environment{clock, network, policy});
   std::optional<host::Process> other(host::Process::Environment{clock, network});
   const auto load = [](host::Process& process, const std::string& url) {

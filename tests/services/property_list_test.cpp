@@ -15,12 +15,12 @@
 namespace {
 
 using namespace std::string_literals;
-using host::parsePropertyList;
-using host::PropertyListError;
-using host::readPropertyList;
-using host::writePropertyList;
 using platform::dictionaryWithContentsOfFile;
 using platform::Value;
+using services::parsePropertyList;
+using services::PropertyListError;
+using services::readPropertyList;
+using services::writePropertyList;
 
 std::string document(std::string_view content) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n" +

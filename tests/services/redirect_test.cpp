@@ -18,8 +18,8 @@ std::string outcomeOf(const Value& row) {
   for (const char* name : {"Content-Type", "content-length", "Authorization", "X-Kept"}) request.headers.set(name, "x");
   platform::HTTPURLResponse response{*request.url, static_cast<int>(test::at(row, "status").integer()), {}};
   if (location != "none") response.headers.set("location", location);
-  const auto step = host::nextStep(request, response, 0, {});
-  if (std::holds_alternative<host::Deliver>(step)) return "deliver";
+  const auto step = services::nextStep(request, response, 0, {});
+  if (std::holds_alternative<services::Deliver>(step)) return "deliver";
   if (const auto* error = std::get_if<platform::Error>(&step)) return std::to_string(error->code);
   const auto& next = std::get<platform::URLRequest>(step);
   EXPECT_NE(next.headers.find("X-Kept"), nullptr);

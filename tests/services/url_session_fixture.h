@@ -30,7 +30,7 @@ inline std::string textOf(const platform::Value& bytes) {
   return {reinterpret_cast<const char*>(bytes.bytes().data()), bytes.bytes().size()};
 }
 inline std::string gzip(const std::string& text) {
-  return textOf(*host::gzip(platform::Value::bytes(text).bytes(), 1));
+  return textOf(*services::gzip(platform::Value::bytes(text).bytes(), 1));
 }
 
 inline platform::URLRequest request(const std::string& url, const std::string& method = "GET",
@@ -83,8 +83,8 @@ class URLSessionTest : public testing::Test {
   }
 
   host::Clock clock_{host::Clock::Kind::virtualTime};
-  host::NetworkPolicy policy_;
-  std::optional<host::Network> network_{std::in_place};
+  services::NetworkPolicy policy_;
+  std::optional<services::Network> network_{std::in_place};
   std::optional<host::Process> process_;
 };
 

@@ -13,10 +13,10 @@
 namespace {
 
 using namespace std::string_view_literals;
-using host::parseURLComponents;
 using platform::HTTPHeaderFields;
 using platform::URL;
 using platform::Value;
+using services::parseURLComponents;
 
 std::optional<std::string> urlOf(std::string_view text) {
   const auto url = URL::URLWithString(std::string(text));

@@ -33,7 +33,8 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
   using Text = platform::OptionalString;
 
  public:
-  RecordingCoreLibrary(host::Process& process, const std::filesystem::path& configuration, host::ItemStore& keychain)
+  RecordingCoreLibrary(host::Process& process, const std::filesystem::path& configuration,
+                       services::ItemStore& keychain)
       : Base(process, configuration.parent_path(), keychain, host::readConfiguration(configuration)),
         process_(process) {}
 

@@ -106,7 +106,7 @@ class TestPhone {
   TemporaryDirectory ownDirectory_;
   std::mutex mutex_;
   std::vector<std::pair<std::string, platform::Value>> events_;
-  host::Network network_;
+  services::Network network_;
   host::Phone phone_;
 };
 

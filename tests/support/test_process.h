@@ -16,7 +16,7 @@ class TestProcess {
 
  private:
   host::Clock clock_{host::Clock::Kind::virtualTime};
-  host::Network network_;
+  services::Network network_;
   host::Process process_;
   host::ProcessScope scope_{process_};
 };

@@ -23,7 +23,7 @@ bool hasBody(const Answer& answer) {
 std::string wholeAnswer(const Answer& answer, std::string_view method) {
   std::vector<NameAndValue> fields = answer.headers;
   const auto isContentType = [](const NameAndValue& field) {
-    return host::asciiLowercase(field.first) == "content-type";
+    return value::asciiLowercase(field.first) == "content-type";
   };
   if (std::ranges::none_of(fields, isContentType)) fields.insert(fields.begin(), {"Content-Type", "application/json"});
   const bool isLengthKnown = answer.endless != Answer::Endless::body && hasBody(answer);

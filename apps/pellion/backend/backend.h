@@ -42,8 +42,8 @@ class Backend {
     std::uint16_t port = 0;  ///< 0 for any free port
     std::optional<std::string> secret = {};
     Teller tell = [](std::string_view, const platform::Value&) {};
-    host::Network* network = nullptr;  ///< of phones in this program; their time passes during a slow answer
-    bool keepsRequests = true;         ///< for takeRequests(); false for a backend that runs for days
+    services::Network* network = nullptr;  ///< of phones in this program; their time passes during a slow answer
+    bool keepsRequests = true;             ///< for takeRequests(); false for a backend that runs for days
   };
   static constexpr std::size_t largestBody = 1U << 20;
 
@@ -78,7 +78,7 @@ class Backend {
   void stopListening();
 
   const Teller tell_;
-  host::Network* const network_;
+  services::Network* const network_;
   const bool keepsRequests_;
   const std::unique_ptr<Signal> ending_;
   std::mutex mutex_;

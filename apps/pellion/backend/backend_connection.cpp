@@ -62,7 +62,7 @@ void Signal::clear() const {
   eventfd_read(descriptor(), &value);
 }
 
-BackendConnection::BackendConnection(int socket, const Signal& ending, host::Network* network)
+BackendConnection::BackendConnection(int socket, const Signal& ending, services::Network* network)
     : socket_(socket),
       ending_(ending),
       network_(network),

@@ -42,7 +42,7 @@ class Signal {
 class BackendConnection {
  public:
   /// `network` is the network of the phones, whose time passes while this end is silent; null for real time.
-  BackendConnection(int socket, const Signal& ending, host::Network* network);
+  BackendConnection(int socket, const Signal& ending, services::Network* network);
 
   /// Sends the answer. Afterwards the caller only has to close the socket.
   void give(const Answer& answer, std::string_view method) const;
@@ -57,7 +57,7 @@ class BackendConnection {
 
   int socket_;
   const Signal& ending_;
-  host::Network* network_;
+  services::Network* network_;
   std::uint16_t clientPort_;
   std::uint16_t serverPort_;
 };

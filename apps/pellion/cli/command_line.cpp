@@ -72,7 +72,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
   };
 
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
-  host::Network network;
+  services::Network network;
   std::size_t passedCount = 0;
   for (const Scenario& scenario : scenarios) {
     ScenarioRun scenarioRun(

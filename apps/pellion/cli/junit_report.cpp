@@ -15,7 +15,7 @@
 namespace pellion {
 namespace {
 
-using Outcome = SuiteResult::Outcome;
+using SuiteOutcome = SuiteResult::Outcome;
 
 /// Escapes printable text for XML.
 std::string escaped(std::string_view text) {
@@ -77,11 +77,11 @@ std::string className(std::filesystem::path file) {
 void writeCase(std::ostream& out, const SuiteResult& result) {
   out << "    <testcase" << attribute("name", result.name) << attribute("classname", className(result.file))
       << attribute("time", result.seconds);
-  if (result.outcome == Outcome::passed) {
+  if (result.outcome == SuiteOutcome::passed) {
     out << "/>\n";
     return;
   }
-  const bool hasFailed = result.outcome == Outcome::failed;
+  const bool hasFailed = result.outcome == SuiteOutcome::failed;
   const char* element = hasFailed ? "failure" : "error";
   out << ">\n      <" << element << attribute("message", result.message)
       << attribute("type", hasFailed ? "expectation" : "input") << '>'
@@ -94,21 +94,22 @@ void writeCase(std::ostream& out, const SuiteResult& result) {
 JUnitReport::JUnitReport(const std::string& path) : file_(path, "--junit", OutputFile::toBeHandedOn) {}
 
 void JUnitReport::write(std::span<const SuiteResult> results, std::chrono::duration<double> seconds) {
-  const auto count = [&](Outcome outcome) {
+  const auto count = [&](SuiteOutcome outcome) {
     return std::to_string(std::ranges::count(results, outcome, &SuiteResult::outcome));
   };
-  const auto others = static_cast<std::size_t>(std::ranges::count(results, Outcome::noScenario, &SuiteResult::outcome));
+  const auto others =
+      static_cast<std::size_t>(std::ranges::count(results, SuiteOutcome::noScenario, &SuiteResult::outcome));
   std::ostream& out = file_.stream();
   // Some schemas require entries that others merely allow: an empty package, a property, both outputs.
   out << R"(<?xml version="1.0" encoding="UTF-8"?>)"
       << "\n<testsuites>\n  <testsuite" << attribute("name", "pellion") << R"( id="0" package="")"
       << attribute("timestamp", timeText(started_)) << attribute("hostname", hostName())
-      << attribute("tests", std::to_string(results.size() - others)) << attribute("failures", count(Outcome::failed))
-      << attribute("errors", count(Outcome::unusable)) << attribute("time", seconds)
-      << ">\n    <properties>\n      <property" << attribute("name", "version") << attribute("value", PELLION_VERSION)
-      << "/>\n    </properties>\n";
+      << attribute("tests", std::to_string(results.size() - others))
+      << attribute("failures", count(SuiteOutcome::failed)) << attribute("errors", count(SuiteOutcome::unusable))
+      << attribute("time", seconds) << ">\n    <properties>\n      <property" << attribute("name", "version")
+      << attribute("value", PELLION_VERSION) << "/>\n    </properties>\n";
   for (const SuiteResult& result : results) {
-    if (result.outcome != Outcome::noScenario) writeCase(out, result);
+    if (result.outcome != SuiteOutcome::noScenario) writeCase(out, result);
   }
   out << "    <system-out/>\n    <system-err/>\n  </testsuite>\n</testsuites>\n";
   file_.close("report");

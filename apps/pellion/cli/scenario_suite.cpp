@@ -24,7 +24,7 @@ namespace pellion {
 namespace {
 
 namespace fs = std::filesystem;
-using Outcome = SuiteResult::Outcome;
+using SuiteOutcome = SuiteResult::Outcome;
 
 /// The events of one run. They become text only on request, because nearly all runs pass.
 class Record {
@@ -100,25 +100,25 @@ std::string plainText(const std::vector<Line>& lines) {
   return text;
 }
 
-void runScenario(const SuiteFile& file, host::Network& network, bool inColour, SuiteResult& result) {
+void runScenario(const SuiteFile& file, services::Network& network, bool inColour, SuiteResult& result) {
   Record record;
   try {
     const Scenario scenario = readScenario(file.path);
     result.name = scenario.redaction.text(scenario.name);
     ScenarioRun run(scenario, network, {.sink = std::ref(record)});
     if (run.run()) return;
-    result.outcome = Outcome::failed;
+    result.outcome = SuiteOutcome::failed;
     const host::Event failure = record.failure();
     result.message = messageOf(failure.details);
     result.mismatches = plainText(linesOf(failure));
     result.timeline = record.timeline(inColour);
   } catch (const std::exception& error) {  // usually an InputError
-    result.outcome = !file.isNamed && isOtherDocument(file.path) ? Outcome::noScenario : Outcome::unusable;
+    result.outcome = !file.isNamed && isOtherDocument(file.path) ? SuiteOutcome::noScenario : SuiteOutcome::unusable;
     result.message = withoutUserInfo(error.what());
   }
 }
 
-SuiteResult resultOf(const SuiteFile& file, host::Network& network, bool inColour) {
+SuiteResult resultOf(const SuiteFile& file, services::Network& network, bool inColour) {
   const auto started = std::chrono::steady_clock::now();
   SuiteResult result{.file = file.path, .name = file.path, .message = {}};
   runScenario(file, network, inColour, result);
@@ -148,7 +148,7 @@ std::vector<SuiteFile> findSuiteFiles(std::span<const std::string> paths) {
 
 void runSuite(std::span<const SuiteFile> files, std::size_t jobs, bool inColour,
               const std::function<void(std::size_t index, SuiteResult result)>& done) {
-  host::Network network;
+  services::Network network;
   std::atomic<std::size_t> next = 0;
   std::mutex mutex;
   const auto work = [&] {

@@ -39,8 +39,8 @@ int connectionError(const addrinfo& address) {
 }
 
 /// The policy with all hosts that the phone may be allowed to reach during a scenario.
-host::NetworkPolicy policyOf(const Scenario& scenario) {
-  host::NetworkPolicy policy;
+services::NetworkPolicy policyOf(const Scenario& scenario) {
+  services::NetworkPolicy policy;
   for (const JSONNode* configuration : configurationsOf(scenario)) {
     const JSONNode* hosts = configuration->find("CLEAR_TEXT_HOSTS");
     if (hosts == nullptr) continue;
@@ -54,13 +54,13 @@ host::NetworkPolicy policyOf(const Scenario& scenario) {
 void checkServer(const std::string& url, std::span<const Scenario> scenarios) {
   const std::string unusable =
       "--server " + url + ": not an http or https URL; give one such as https://push.example.org";
-  const auto parts = host::parseURLComponents(url);
+  const auto parts = services::parseURLComponents(url);
   if (!parts || !parts->host || parts->host->empty() || (parts->scheme != "http" && parts->scheme != "https")) {
     throw InputError(unusable);
   }
   for (const Scenario& scenario : scenarios) {
-    if (std::holds_alternative<host::HTTPURL>(
-            host::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
+    if (std::holds_alternative<services::HTTPURL>(
+            services::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
       continue;
     }
     if (parts->scheme == "https") throw InputError(unusable);

@@ -14,7 +14,7 @@
 namespace pellion {
 namespace {
 
-using Outcome = SuiteResult::Outcome;
+using SuiteOutcome = SuiteResult::Outcome;
 
 /// Takes results as they arrive and shows them in the order of the files; meanwhile one line shows the progress.
 class Progress {
@@ -23,7 +23,7 @@ class Progress {
 
   void add(std::size_t index, SuiteResult result) {
     ++done_;
-    if (result.outcome == Outcome::failed || result.outcome == Outcome::unusable) ++notPassed_;
+    if (result.outcome == SuiteOutcome::failed || result.outcome == SuiteOutcome::unusable) ++notPassed_;
     results_[index] = std::move(result);
     for (; shown_ < results_.size() && results_[shown_]; ++shown_) show(*results_[shown_]);
     showLine();
@@ -39,14 +39,14 @@ class Progress {
 
  private:
   void show(SuiteResult& result) {
-    if (result.outcome == Outcome::passed) return;
+    if (result.outcome == SuiteOutcome::passed) return;
     eraseLine();
-    if (result.outcome == Outcome::failed) surroundings_.out << std::exchange(result.timeline, {});
-    if (result.outcome == Outcome::noScenario) {
+    if (result.outcome == SuiteOutcome::failed) surroundings_.out << std::exchange(result.timeline, {});
+    if (result.outcome == SuiteOutcome::noScenario) {
       surroundings_.out << "not run: " << printable(result.file) << " has no \"steps\"\n";
     }
     surroundings_.out.flush();
-    if (result.outcome == Outcome::unusable) surroundings_.err << "pellion: " << printable(result.message) << '\n';
+    if (result.outcome == SuiteOutcome::unusable) surroundings_.err << "pellion: " << printable(result.message) << '\n';
   }
 
   void showLine() {
@@ -97,10 +97,10 @@ TestCounts runTests(const TestArguments& arguments, const Surroundings& surround
   const std::vector<SuiteResult> results = progress.takeResults();
   if (report) report->write(results, std::chrono::steady_clock::now() - started);
 
-  const auto count = [&](Outcome outcome) {
+  const auto count = [&](SuiteOutcome outcome) {
     return static_cast<std::size_t>(std::ranges::count(results, outcome, &SuiteResult::outcome));
   };
-  const TestCounts counts{count(Outcome::passed), count(Outcome::failed), count(Outcome::unusable)};
+  const TestCounts counts{count(SuiteOutcome::passed), count(SuiteOutcome::failed), count(SuiteOutcome::unusable)};
   if (counts.passed + counts.failed + counts.unusable == 0) {
     throw InputError(joined(arguments.paths) + ": no scenario is there; give scenarios, or directories that hold some");
   }

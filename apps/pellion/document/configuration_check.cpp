@@ -52,7 +52,7 @@ void checkConfigurationSize(std::string_view file, const std::vector<const JSONN
   std::size_t size = 8192;
   for (const JSONNode* node : configurations) {
     size += largestSize(node->value);
-    if (size > host::largestPropertyList) {
+    if (size > services::largestPropertyList) {
       throw errorAt(file, node->position,
                     "the configuration is too large; all that a scenario configures must fit a property list of 4 MiB");
     }

@@ -11,7 +11,7 @@ namespace pellion {
 /// and what would be right. The error ends the command with status 2.
 class InputError : public std::runtime_error {
  public:
-  explicit InputError(std::string_view text) : std::runtime_error(host::printable(text)) {}
+  explicit InputError(std::string_view text) : std::runtime_error(value::printable(text)) {}
 };
 
 }  // namespace pellion

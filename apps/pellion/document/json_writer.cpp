@@ -29,7 +29,7 @@ class ValueWriter {
         std::isfinite(value.floating()) ? writer_.Double(value.floating()) : text(value.description());
         break;
       case Value::Kind::string: text(value.text()); break;
-      case Value::Kind::bytes: text(host::hexText(value.bytes())); break;
+      case Value::Kind::bytes: text(value::hexText(value.bytes())); break;
       case Value::Kind::list:
         writer_.StartArray();
         for (const Value& element : value.elements()) write(element);

@@ -90,7 +90,7 @@ std::vector<std::string> readSchemes(const JSONNode& document, std::string_view 
   std::vector<std::string> schemes;
   const JSONNode* list = document.find(name);
   if (list == nullptr) return schemes;
-  for (const JSONNode& scheme : list->elements) schemes.push_back(host::asciiLowercase(scheme.value.text()));
+  for (const JSONNode& scheme : list->elements) schemes.push_back(value::asciiLowercase(scheme.value.text()));
   return schemes;
 }
 

@@ -39,8 +39,9 @@ bool isHeadersToSend(const Value& value) {
   const auto isFieldValue = [](unsigned char character) { return character >= 0x20 || character == '\t'; };
   return isObject(value) && std::ranges::all_of(value.entries(), [&](const Value::Entry& field) {
            const std::string_view name = field.key.text();
-           return host::isToken(name) && std::ranges::find(servers, host::asciiLowercase(name)) == std::end(servers) &&
-                  isText(field.value) && std::ranges::all_of(field.value.text(), isFieldValue);
+           return value::isToken(name) &&
+                  std::ranges::find(servers, value::asciiLowercase(name)) == std::end(servers) && isText(field.value) &&
+                  std::ranges::all_of(field.value.text(), isFieldValue);
          });
 }
 

@@ -12,7 +12,7 @@ std::string_view beginning(std::string_view text, std::size_t largest) {
 
 std::size_t columns(std::string_view text) {
   std::size_t count = 0;
-  for (std::size_t at = 0; at < text.size(); ++count) host::nextCharacter(text, at);
+  for (std::size_t at = 0; at < text.size(); ++count) value::nextCharacter(text, at);
   return count;
 }
 

@@ -6,8 +6,8 @@
 
 namespace pellion {
 
-using host::printable;
-using host::wellFormed;
+using value::printable;
+using value::wellFormed;
 
 /// The longest beginning of the text with at most `largest` bytes, in whole characters.
 std::string_view beginning(std::string_view text, std::size_t largest);

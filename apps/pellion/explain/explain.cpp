@@ -15,8 +15,8 @@ namespace {
 std::vector<std::string> lowerCaseSchemes(const std::vector<std::string>& names) {
   std::vector<std::string> schemes;
   for (const std::string& name : names) {
-    const std::string& scheme = schemes.emplace_back(host::asciiLowercase(name));
-    const auto components = host::parseURLComponents(scheme + ":");
+    const std::string& scheme = schemes.emplace_back(value::asciiLowercase(name));
+    const auto components = services::parseURLComponents(scheme + ":");
     if (!components || components->scheme != scheme) {
       throw InputError("--scheme " + name + ": not the scheme of a URL; give its name alone, as in --scheme shop");
     }

@@ -31,31 +31,33 @@ constexpr const char* parsed = "Push notification JSON payload";
 constexpr const char* notParsed = "Error parsing push notification JSON payload";
 
 /// A step of the module's work, and how to observe that it has passed.
-struct Step {
+struct ModuleStep {
   const char* name;
   bool (*isPast)(const Observation&);
 };
 
-const Step findAddInfo{"find addInfo",
-                       [](const Observation& o) { return o.hasLogged(parsed) || o.hasLogged(notParsed) || o.raised; }};
-const Step readAddInfo{"read addInfo", [](const Observation& o) { return o.hasLogged(parsed); }};
-const Step readID{"read the id", [](const Observation& o) { return o.id.has_value(); }};
-const Step rememberGoal{"remember the goal", [](const Observation& o) { return o.goal.has_value(); }};
-const Step findButton{"find the button", [](const Observation& o) { return !o.entries.empty(); }};
-const Step openLink{"open the click action", [](const Observation& o) { return !o.raised; }};
-const Step sendEntry{"send the entry", [](const Observation& o) { return !o.entries.empty(); }};
-const Step setBadge{"hear of a badge", [](const Observation& o) { return !o.badges.empty(); }};
-const Step matchGoal{"match the goal", [](const Observation& o) { return !o.entries.empty(); }};
+const ModuleStep findAddInfo{
+    "find addInfo", [](const Observation& o) { return o.hasLogged(parsed) || o.hasLogged(notParsed) || o.raised; }};
+const ModuleStep readAddInfo{"read addInfo", [](const Observation& o) { return o.hasLogged(parsed); }};
+const ModuleStep readID{"read the id", [](const Observation& o) { return o.id.has_value(); }};
+const ModuleStep rememberGoal{"remember the goal", [](const Observation& o) { return o.goal.has_value(); }};
+const ModuleStep findButton{"find the button", [](const Observation& o) { return !o.entries.empty(); }};
+const ModuleStep openLink{"open the click action", [](const Observation& o) { return !o.raised; }};
+const ModuleStep sendEntry{"send the entry", [](const Observation& o) { return !o.entries.empty(); }};
+const ModuleStep setBadge{"hear of a badge", [](const Observation& o) { return !o.badges.empty(); }};
+const ModuleStep matchGoal{"match the goal", [](const Observation& o) { return !o.entries.empty(); }};
 
 // In the order in which the module performs them.
-const Step* const deliverySteps[] = {&findAddInfo, &readAddInfo, &readID, &sendEntry};
-const Step* const tapSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &openLink, &sendEntry};
-const Step* const buttonSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &findButton, &openLink};
+const ModuleStep* const deliverySteps[] = {&findAddInfo, &readAddInfo, &readID, &sendEntry};
+const ModuleStep* const tapSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &openLink, &sendEntry};
+const ModuleStep* const buttonSteps[] = {&findAddInfo, &readAddInfo, &readID, &rememberGoal, &findButton, &openLink};
 
 Outcome happened(std::vector<Value> results) { return {State::happened, std::move(results), {}, {}}; }
-Outcome notAskedFor(const Step& step, std::string why) { return {State::notAskedFor, {}, step.name, std::move(why)}; }
-Outcome never(const Step& step, std::string why) { return {State::never, {}, step.name, std::move(why)}; }
-Outcome stoppedAt(const Step& step, std::string why) { return {State::stopped, {}, step.name, std::move(why)}; }
+Outcome notAskedFor(const ModuleStep& step, std::string why) {
+  return {State::notAskedFor, {}, step.name, std::move(why)};
+}
+Outcome never(const ModuleStep& step, std::string why) { return {State::never, {}, step.name, std::move(why)}; }
+Outcome stoppedAt(const ModuleStep& step, std::string why) { return {State::stopped, {}, step.name, std::move(why)}; }
 
 class Observer {
  public:
@@ -119,27 +121,27 @@ class Observer {
   }
 
   /// The first step that has not passed.
-  static const Step* stop(const Observation& seen, std::span<const Step* const> steps) {
-    const auto step = std::ranges::find_if(steps, [&](const Step* each) { return !each->isPast(seen); });
+  static const ModuleStep* stop(const Observation& seen, std::span<const ModuleStep* const> steps) {
+    const auto step = std::ranges::find_if(steps, [&](const ModuleStep* each) { return !each->isPast(seen); });
     return step == steps.end() ? nullptr : *step;
   }
 
-  Outcome recorded(const Observation& seen, std::span<const Step* const> steps, const Value* identifier) {
+  Outcome recorded(const Observation& seen, std::span<const ModuleStep* const> steps, const Value* identifier) {
     if (!seen.entries.empty()) return happened(seen.entries);
-    const Step* step = stop(seen, steps);
+    const ModuleStep* step = stop(seen, steps);
     return step == nullptr ? stoppedAt(sendEntry, "the phone sent no entry") : stopped(*step, identifier);
   }
 
-  Outcome opened(const Observation& seen, std::span<const Step* const> steps, const Value& identifier) {
+  Outcome opened(const Observation& seen, std::span<const ModuleStep* const> steps, const Value& identifier) {
     if (!seen.opened.empty()) return happened(seen.opened);
-    if (const Step* step = stop(seen, steps)) return stopped(*step, &identifier);
+    if (const ModuleStep* step = stop(seen, steps)) return stopped(*step, &identifier);
     const std::optional<Problem> problem = linkProblemOf(identifier);
     if (problem) return stoppedAt(openLink, problem->text);
     const bool isTap = identifier == Value(tap);
     return notAskedFor(openLink, isTap ? "addInfo has no \"clickAction\"" : "the button has no \"clickAction\"");
   }
 
-  Outcome pendingGoal(const Observation& seen, std::span<const Step* const> steps, const Value& identifier) {
+  Outcome pendingGoal(const Observation& seen, std::span<const ModuleStep* const> steps, const Value& identifier) {
     if (seen.goal && !seen.goal->empty()) return happened({*seen.goal});
     if (seen.goal) return notAskedFor(rememberGoal, "addInfo has no \"conversion\"");
     return stopped(*stop(seen, steps), &identifier);
@@ -173,7 +175,7 @@ class Observer {
   }
 
   /// Why the module did not pass a step that it reached.
-  Outcome stopped(const Step& step, const Value* identifier) {
+  Outcome stopped(const ModuleStep& step, const Value* identifier) {
     return inProcess([&] {
       std::optional<Problem> problem;
       if (&step == &findAddInfo || &step == &readAddInfo || payload_.info() == nullptr) {

@@ -50,10 +50,10 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
 bool looksLike(std::string_view name, std::string_view known) {
   constexpr std::size_t longestName = 24;
   if (name.size() > longestName) return false;
-  std::string plain = host::asciiLowercase(name);
+  std::string plain = value::asciiLowercase(name);
   std::erase_if(plain, [](char c) { return c == '_' || c == '-' || c == ' '; });
   const std::size_t most = known.size() > 8 ? 2 : 1;
-  return editDistance(plain, host::asciiLowercase(known)) <= most;
+  return editDistance(plain, value::asciiLowercase(known)) <= most;
 }
 
 class KeySearch {

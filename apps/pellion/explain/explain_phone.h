@@ -57,7 +57,7 @@ class ExplainPhone {
 
   const ApplicationDescription application_;
   TemporaryDirectory storage_;
-  host::Network network_;
+  services::Network network_;
   Observation seen_;
   host::Phone phone_;
 };

@@ -37,7 +37,7 @@ std::string surroundings(std::string_view text, Position position) {
   constexpr std::size_t after = 12;
   std::size_t offset = 0;
   for (int line = 1; line < position.line; ++line) offset = text.find('\n', offset) + 1;
-  for (int column = 1; column < position.column && offset < text.size(); ++column) host::nextCharacter(text, offset);
+  for (int column = 1; column < position.column && offset < text.size(); ++column) value::nextCharacter(text, offset);
   std::size_t start = offset - std::min(offset, before);
   while (start < offset && (text[start] & 0xC0) == 0x80) ++start;
   return std::to_string(position.line) + ":" + std::to_string(position.column) + " in it, after " +
@@ -185,7 +185,7 @@ std::optional<Problem> linkProblem(const Value& link, const Spot& spot) {
                    "write an absolute URL; what it cannot hold, such as a space, is percent-encoded: %20"};
   }
   if (platform::UIApplication::canOpenURL(*url)) return std::nullopt;
-  const std::optional<std::string> scheme = host::urlScheme(url->absoluteString());
+  const std::optional<std::string> scheme = services::urlScheme(url->absoluteString());
   if (!scheme) {
     return Problem{"link-without-scheme", spot, text + " has no scheme, and nobody opens it",
                    "write the whole URL, as in https://example.com/sale"};

@@ -12,6 +12,8 @@ struct Mismatch {
   std::string wanted;
   std::string found;
 };
+/// What `found` or `wanted` says of a value that is not there.
+inline constexpr const char* absent = "(absent)";
 using Mismatches = std::vector<Mismatch>;
 
 /// "no URLs", "1 URL", "2 URLs". Pass the plural when it is not the singular with an s.

@@ -19,7 +19,7 @@ bool expectsRaised(const Step& step) { return step.kind->name == "expect" && ste
 
 }  // namespace
 
-ScenarioRun::ScenarioRun(const Scenario& scenario, host::Network& network, Options options)
+ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, Options options)
     : scenario_(scenario),
       options_(std::move(options)),
       phone_(network, {.storage = storage_.path(),
@@ -68,7 +68,7 @@ void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
     work();
   } catch (const host::ConfigurationError& error) {
     fail(error.what());
-  } catch (const host::PropertyListError& error) {
+  } catch (const services::PropertyListError& error) {
     fail(error.what());
   }
 }

@@ -32,7 +32,7 @@ class ScenarioRun {
 
   /// The scenario and the network outlive this object. For a run against a server the scenario must have passed
   /// refuseBackendSteps.
-  ScenarioRun(const Scenario& scenario, host::Network& network, Options options);
+  ScenarioRun(const Scenario& scenario, services::Network& network, Options options);
   ScenarioRun(const ScenarioRun&) = delete;
   ScenarioRun& operator=(const ScenarioRun&) = delete;
   ~ScenarioRun();

@@ -10,7 +10,6 @@ namespace {
 
 using platform::Value;
 
-constexpr const char* absent = "(absent)";
 constexpr const char* nothing = "(nothing)";
 
 /// The entries in a request that carries some, from the details that the backend reports for it.

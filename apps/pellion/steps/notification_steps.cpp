@@ -20,8 +20,8 @@ const Field responseFields[] = {{"to", &namedNotificationShape, true}, {"with", 
 const Shape setterShape{"\"application\" or \"notificationCenter\"", [](const Value& value) {
                           return value == Value("application") || value == Value("notificationCenter");
                         }};
-const Shape countShape{"an integer", [](const Value& value) { return isIntegerIn(value, INT64_MIN, INT64_MAX); }};
-const Field badgeFields[] = {{"count", &countShape, true}, {"through", &setterShape}};
+const Shape badgeCountShape{"an integer", [](const Value& value) { return isIntegerIn(value, INT64_MIN, INT64_MAX); }};
+const Field badgeFields[] = {{"count", &badgeCountShape, true}, {"through", &setterShape}};
 const Field sessionFields[] = {{"duration", &shapes::any}};
 
 Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {

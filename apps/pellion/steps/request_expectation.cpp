@@ -12,8 +12,6 @@ namespace {
 
 using platform::Value;
 
-constexpr const char* absent = "(absent)";
-
 /// Adds a row for a place if two texts differ; tokens are masked.
 struct Comparison {
   std::string place;
@@ -100,7 +98,7 @@ const RequestPart parts[] = {
     {{"query", &queryShape}, compareQuery},     {{"headers", &shapes::textsByName}, compareHeaders},
     {{"body", &bodyShape}, compareBody},
 };
-const auto fields = [] {
+const auto requestFields = [] {
   std::array<Field, std::size(parts)> all{};
   std::ranges::transform(parts, all.begin(), &RequestPart::field);
   return all;
@@ -119,7 +117,7 @@ std::string summary(const ReceivedRequest& request) { return request.method + " 
 
 }  // namespace
 
-const Shape requestShape{"an object with what is wanted of a request", isObject, fields};
+const Shape requestShape{"an object with what is wanted of a request", isObject, requestFields};
 
 void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& found, Mismatches& mismatches) {
   const std::size_t wantedCount = wanted.elements.size();

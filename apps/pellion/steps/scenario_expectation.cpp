@@ -39,9 +39,7 @@ std::string checkKeychain(ScenarioRun& run, const JSONNode& wanted, Mismatches& 
     const std::optional<Value> bytes =
         item.value.isNull() ? std::nullopt : std::optional(bytesOfHex(item.value.text()));
     if (found == bytes) continue;
-    const auto shown = [](const std::optional<Value>& data) {
-      return data ? host::hexText(data->bytes()) : "(absent)";
-    };
+    const auto shown = [](const std::optional<Value>& data) { return data ? value::hexText(data->bytes()) : absent; };
     mismatches.push_back({"keychain " + key, shown(bytes), shown(found)});
   }
   return "the keychain";
@@ -68,7 +66,7 @@ std::string checkLog(ScenarioRun& run, const JSONNode& wanted, Mismatches& misma
 
 const Shape listOfRequests{"a list of requests", isList, {}, &requestShape};
 
-const ExpectationKind kinds[] = {
+const ExpectationKind expectationKinds[] = {
     {{"requests", &listOfRequests}, checkRequestsInOrder, true},
     {{"requestsInAnyOrder", &listOfRequests}, checkRequestsInAnyOrder, true},
     {{"keychain", &shapes::hexByName}, checkKeychain},
@@ -85,8 +83,8 @@ const ExpectationKind kinds[] = {
     {{"completed", &countShape}, checkCompleted},
 };
 const auto fields = [] {
-  std::array<Field, std::size(kinds)> all{};
-  std::ranges::transform(kinds, all.begin(), &ExpectationKind::field);
+  std::array<Field, std::size(expectationKinds)> all{};
+  std::ranges::transform(expectationKinds, all.begin(), &ExpectationKind::field);
   return all;
 }();
 
@@ -104,7 +102,7 @@ const Shape expectationShape{
 void expect(ScenarioRun& run, const JSONNode& expectation) {
   Mismatches mismatches;
   std::string checked;
-  for (const ExpectationKind& kind : kinds) {
+  for (const ExpectationKind& kind : expectationKinds) {
     const JSONNode* wanted = expectation.find(kind.field.name);
     if (wanted == nullptr) continue;
     checked.append(checked.empty() ? "" : ", ").append(kind.check(run, *wanted, mismatches));
@@ -126,7 +124,7 @@ void refuseBackendSteps(const Scenario& scenario) {
     if (step.kind->shape != &expectationShape) continue;
     for (const JSONMember& member : step.argument.members) {
       const auto kind =
-          std::ranges::find(kinds, member.name, [](const ExpectationKind& each) { return each.field.name; });
+          std::ranges::find(expectationKinds, member.name, [](const ExpectationKind& each) { return each.field.name; });
       if (kind->needsBackend) {
         throw errorAt(scenario.file, member.position, "\"" + member.name + "\" cannot be expected" + reason);
       }

@@ -45,7 +45,7 @@ void appendPayload(Lines& lines, const Value& payload) {
   }
 }
 
-Span nameOf(const Value& details) {
+Span notificationName(const Value& details) {
   const Value& name = at(details, "notification");
   return {name.isNull() ? "a notification" : compactJSON(name), Ink::strong};
 }
@@ -60,14 +60,15 @@ Lines withPayload(Line first, const Value& details) {
 }  // namespace
 
 Lines delivered(const Value& details) {
-  return withPayload({{"delivers "}, nameOf(details), {" in the " + textAt(details, "in")}}, details);
+  return withPayload({{"delivers "}, notificationName(details), {" in the " + textAt(details, "in")}}, details);
 }
 
 Lines responded(const Value& details) {
   const std::string action = textAt(details, "with");
-  if (action == "tap") return withPayload({{"taps "}, nameOf(details)}, details);
-  if (action == "dismiss") return withPayload({{"dismisses "}, nameOf(details)}, details);
-  return withPayload({{"presses the button "}, {compactJSON(action), Ink::strong}, {" of "}, nameOf(details)}, details);
+  if (action == "tap") return withPayload({{"taps "}, notificationName(details)}, details);
+  if (action == "dismiss") return withPayload({{"dismisses "}, notificationName(details)}, details);
+  return withPayload({{"presses the button "}, {compactJSON(action), Ink::strong}, {" of "}, notificationName(details)},
+                     details);
 }
 
 Lines handlesResponse(const Value& details) {
@@ -75,7 +76,7 @@ Lines handlesResponse(const Value& details) {
   const std::string what = action == "tap"       ? "the tap on "
                            : action == "dismiss" ? "the dismissal of "
                                                  : "the button " + compactJSON(action) + " of ";
-  return withPayload({{"hands " + what}, nameOf(details), {" to the notification handler"}}, details);
+  return withPayload({{"hands " + what}, notificationName(details), {" to the notification handler"}}, details);
 }
 
 Lines completedResponse(const Value& /*details*/) { return {{{"hears that the response is handled"}}}; }

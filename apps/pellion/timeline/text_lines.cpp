@@ -26,7 +26,7 @@ const Value& at(const Value& details, std::string_view key) {
 
 std::string textOf(const Value& value) {
   if (const auto text = value.ifString()) return std::string(*text);
-  if (const auto bytes = value.ifBytes()) return host::hexText(*bytes);
+  if (const auto bytes = value.ifBytes()) return value::hexText(*bytes);
   return compactJSON(value);
 }
 

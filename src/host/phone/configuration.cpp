@@ -41,9 +41,10 @@ constexpr std::array keys{
 constexpr std::array<std::string_view, 4> logLevels{"none", "warning", "info", "verbose"};  // in LogLevel's order
 
 /// Reads one dictionary; every error names the file and the key.
-class Reader {
+class ConfigurationReader {
  public:
-  Reader(const Value& dictionary, const std::filesystem::path& path) : dictionary_(dictionary), path_(path) {}
+  ConfigurationReader(const Value& dictionary, const std::filesystem::path& path)
+      : dictionary_(dictionary), path_(path) {}
 
   Configuration read() {
     for (const Value::Entry& entry : dictionary_.entries()) readEntry(entry.key.description(), entry.value);
@@ -118,22 +119,23 @@ class Reader {
 }  // namespace
 
 ConfigurationError::ConfigurationError(const std::filesystem::path& path, std::string_view problem)
-    : std::runtime_error(printable(path.string() + ": " + std::string(problem))), problem_(printable(problem)) {}
-ConfigurationError::ConfigurationError(const PropertyListError& error)
+    : std::runtime_error(value::printable(path.string() + ": " + std::string(problem))),
+      problem_(value::printable(problem)) {}
+ConfigurationError::ConfigurationError(const services::PropertyListError& error)
     : std::runtime_error(error.what()), problem_(error.what()) {}
 
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {
-    const Value list = readPropertyList(path);
+    const Value list = services::readPropertyList(path);
     if (list.ifDictionary() == nullptr) throw ConfigurationError(path, "must hold a dictionary");
     return configurationFrom(list, path);
-  } catch (const PropertyListError& error) {
+  } catch (const services::PropertyListError& error) {
     throw ConfigurationError(error);
   }
 }
 
 Configuration configurationFrom(const Value& dictionary, const std::filesystem::path& path) {
-  return Reader(dictionary, path).read();
+  return ConfigurationReader(dictionary, path).read();
 }
 
 }  // namespace host

@@ -12,9 +12,13 @@
 #include "platform/value.h"
 #include "services/http/network_policy.h"
 
-namespace host {
+namespace services {
 
 class PropertyListError;
+
+}  // namespace services
+
+namespace host {
 
 /// The data of the reference core library, all from one property list (XML or binary). Optional entries may be absent:
 /// the calls that read them then return nothing.
@@ -37,14 +41,14 @@ struct Configuration {
   bool isAnonymousTrackingEnabled = false;
   bool isGzipEnabled = false;
   LogLevel logLevel = LogLevel::verbose;
-  NetworkPolicy networkPolicy;
+  services::NetworkPolicy networkPolicy;
 };
 
 /// Its text is one line: the file, the key and what was expected.
 class ConfigurationError : public std::runtime_error {
  public:
   ConfigurationError(const std::filesystem::path& path, std::string_view problem);
-  explicit ConfigurationError(const PropertyListError& error);
+  explicit ConfigurationError(const services::PropertyListError& error);
   [[nodiscard]] const std::string& problem() const { return problem_; }  ///< without the file, unless it is unreadable
 
  private:

@@ -24,8 +24,8 @@ std::optional<Value> bytesOf(const std::optional<std::string>& text) {
 
 }  // namespace
 
-ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
-                                           Configuration configuration)
+ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle,
+                                           services::ItemStore& keychain, Configuration configuration)
     : process_(process),
       bundle_(std::move(bundle)),
       keychain_(keychain),
@@ -73,7 +73,7 @@ std::int64_t ReferenceCoreLibrary::timeInLong() {
 }
 
 std::optional<Value> ReferenceCoreLibrary::gzip(const Value& data, float level) {
-  return host::gzip(data.asBytes("bytes"), level);
+  return services::gzip(data.asBytes("bytes"), level);
 }
 
 platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::OptionalString& name, const char* type) {
@@ -86,13 +86,13 @@ platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::O
 
 std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
   const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
-  return bytesOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
+  return bytesOf(services::signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
 }
 
 // The compressed bytes are the signed payload themselves; "cty" tells the reader the payload's type (RFC 7515, 4.1.10).
 std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
-  return bytesOf(
-      signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), configuration()->jwtSecret));
+  return bytesOf(services::signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"),
+                                     configuration()->jwtSecret));
 }
 
 void announceEngagement(const Value& report) {

@@ -25,7 +25,7 @@ class CoreLibrary {
                                std::function<void(const platform::Error&)> failure) = 0;
   virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication) = 0;
   virtual std::int64_t timeInLong() = 0;
-  virtual ItemStore& keychain() = 0;
+  virtual services::ItemStore& keychain() = 0;
   virtual std::optional<platform::Value> gzip(const platform::Value& data, float level) = 0;
 };
 
@@ -42,7 +42,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
   /// The configuration is the bundle's resource of this name and of type "plist".
   static constexpr const char* configurationResource = "PellionInfo";
 
-  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, ItemStore& keychain,
+  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
                        Configuration configuration);
   void setConfiguration(Configuration configuration);
 
@@ -58,7 +58,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
                        std::function<void(const platform::Error&)> failure) override;
   void processError(const platform::Value& json, platform::PLAAAUtil& authentication) override;
   std::int64_t timeInLong() override;
-  ItemStore& keychain() override { return keychain_; }
+  services::ItemStore& keychain() override { return keychain_; }
   std::optional<platform::Value> gzip(const platform::Value& data, float level) override;
 
   void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
@@ -96,7 +96,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
 
   Process& process_;
   std::filesystem::path bundle_;
-  ItemStore& keychain_;
+  services::ItemStore& keychain_;
   Authentication device_{*this};
   Authentication anonymousUser_{*this};
   mutable std::mutex mutex_;

@@ -40,7 +40,7 @@ void makeOwnerOnlyDirectory(const std::filesystem::path& path) {
 
 }  // namespace
 
-Phone::Phone(Network& network, Options options)
+Phone::Phone(services::Network& network, Options options)
     : network_(network),
       options_(std::move(options)),
       clock_(options_.clock),
@@ -59,7 +59,7 @@ std::filesystem::path Phone::configurationPath() const {
 
 void Phone::configure(const Value& configuration) {
   Configuration read = configurationFrom(configuration, configurationPath());
-  writePropertyList(configurationPath(), configuration);
+  services::writePropertyList(configurationPath(), configuration);
   if (!process_) return;
   process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
   process_->setNetworkPolicy(read.networkPolicy);

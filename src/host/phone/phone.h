@@ -29,7 +29,7 @@ class Phone {
   };
 
   /// The network must outlive the phone.
-  Phone(Network& network, Options options);
+  Phone(services::Network& network, Options options);
   Phone(const Phone&) = delete;
   Phone& operator=(const Phone&) = delete;
   ~Phone();
@@ -54,15 +54,15 @@ class Phone {
   void runExtension(const std::function<void()>& work);
 
   [[nodiscard]] Clock& clock() { return clock_; }
-  [[nodiscard]] ItemStore& keychain() { return keychain_; }
+  [[nodiscard]] services::ItemStore& keychain() { return keychain_; }
 
  private:
   void tell(std::string_view actor, std::string_view what, platform::Value details);
 
-  Network& network_;
+  services::Network& network_;
   Options options_;
   Clock clock_;
-  ItemStore keychain_;
+  services::ItemStore keychain_;
   std::unique_ptr<Process> process_;
   std::shared_ptr<ReferenceCoreLibrary> coreLibrary_;
 };

@@ -68,12 +68,12 @@ void Process::endSlots(std::vector<Slot*>& made) {
   }
 }
 
-NetworkPolicy Process::networkPolicy() const {
+services::NetworkPolicy Process::networkPolicy() const {
   const std::lock_guard lock(policyMutex_);
   return environment_.networkPolicy;
 }
 
-void Process::setNetworkPolicy(NetworkPolicy policy) {
+void Process::setNetworkPolicy(services::NetworkPolicy policy) {
   const std::lock_guard lock(policyMutex_);
   environment_.networkPolicy = std::move(policy);
 }
@@ -150,8 +150,8 @@ void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outliv
 
 }  // namespace platform::Process
 
-bool host::isLinkedBefore17() {
-  const Process* process = Process::currentOrNull();
+bool services::isLinkedBefore17() {
+  const host::Process* process = host::Process::currentOrNull();
   return process != nullptr && process->isLinkedBefore17();
 }
 
@@ -159,7 +159,7 @@ namespace platform {
 
 std::shared_ptr<URLSession> URLSession::sessionWithDefaultConfiguration() {
   host::Process& process = host::Process::current();
-  return process.sessionFactory() ? process.sessionFactory()() : host::makeURLSession(process);
+  return process.sessionFactory() ? process.sessionFactory()() : services::makeURLSession(process);
 }
 
 }  // namespace platform

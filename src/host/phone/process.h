@@ -32,12 +32,12 @@ struct URLSchemes {
 
 /// One launch of an application on a simulated phone. All process-wide data lives in its slots. At its end, the slots
 /// end in reverse order of their making. A process is current on a thread inside a ProcessScope.
-class Process final : public RequestOwner {
+class Process final : public services::RequestOwner {
  public:
   struct Environment {
     Clock& clock;
-    Network& network;
-    NetworkPolicy networkPolicy = {};
+    services::Network& network;
+    services::NetworkPolicy networkPolicy = {};
     std::filesystem::path appGroups = {};  ///< the directory of the stores shared with other processes
     URLSchemes urlSchemes = {};
     bool linkedBefore17 = false;  ///< linked with an older release of the platform: see platform::URL
@@ -58,10 +58,10 @@ class Process final : public RequestOwner {
   /// For code that may outlive the process: a queue whose process has ended drops all work that it is given.
   [[nodiscard]] std::shared_ptr<MainQueue> sharedMainQueue() { return mainQueue_; }
   [[nodiscard]] Clock& clock() { return environment_.clock; }
-  [[nodiscard]] Network& network() override { return environment_.network; }
-  [[nodiscard]] NetworkPolicy networkPolicy() const override;
+  [[nodiscard]] services::Network& network() override { return environment_.network; }
+  [[nodiscard]] services::NetworkPolicy networkPolicy() const override;
   /// Takes effect at once: for requests that start, and for the next redirect and time limit of those in flight.
-  void setNetworkPolicy(NetworkPolicy policy);
+  void setNetworkPolicy(services::NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
   [[nodiscard]] const URLSchemes& urlSchemes() const { return environment_.urlSchemes; }
   [[nodiscard]] bool isLinkedBefore17() const { return environment_.linkedBefore17; }

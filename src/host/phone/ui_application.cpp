@@ -27,7 +27,7 @@ struct Badge {
 };
 
 // The delegate's optional methods that this phone calls.
-constexpr MethodDeclaration delegateMethods[] = {
+constexpr MethodDeclaration applicationDelegateMethods[] = {
     {"application:didFinishLaunchingWithOptions:", platform::methodEncoding<bool, id, id>.data()},
     {"applicationDidBecomeActive:", platform::methodEncoding<void, id>.data()},
     {"application:didRegisterForRemoteNotificationsWithDeviceToken:", platform::methodEncoding<void, id, id>.data()},
@@ -42,14 +42,16 @@ bool holds(const std::vector<std::string>& schemes, const std::string& scheme) {
   return std::ranges::find(schemes, scheme) != schemes.end();
 }
 
-std::optional<std::string> schemeOf(id url) { return url != nullptr ? urlScheme(NSURL::textOf(url)) : std::nullopt; }
+std::optional<std::string> schemeOf(id url) {
+  return url != nullptr ? services::urlScheme(NSURL::textOf(url)) : std::nullopt;
+}
 
 UIApplication& shared() { return platform::Process::shared<platform::Singleton<UIApplication>>().get(); }
 
 }  // namespace
 
 void UIApplication::install() {
-  defineOptionalProtocol("UIApplicationDelegate", delegateMethods);
+  defineOptionalProtocol("UIApplicationDelegate", applicationDelegateMethods);
   platform::classOf<UIApplication>();
 }
 
@@ -72,7 +74,7 @@ void UIApplication::setDelegate(id delegate) {
   Process::current().mainQueue().requireMainThread("-[UIApplication setDelegate:] is called");
   delegate_.store(delegate);
   std::vector<SEL> answered;
-  for (const auto& [name, types] : delegateMethods) {
+  for (const auto& [name, types] : applicationDelegateMethods) {
     const SEL callback = sel_registerName(name);
     if (platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), callback)) {
       answered.push_back(callback);

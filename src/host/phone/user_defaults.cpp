@@ -40,7 +40,7 @@ std::string fileName(std::string_view suite) {
 
 class Suites {
  public:
-  ItemStore& find(std::string_view name) {
+  services::ItemStore& find(std::string_view name) {
     const std::lock_guard lock(mutex_);
     const auto known = stores_.find(name);
     if (known != stores_.end()) return known->second;
@@ -55,7 +55,7 @@ class Suites {
 
  private:
   std::mutex mutex_;
-  std::map<std::string, ItemStore, std::less<>> stores_;
+  std::map<std::string, services::ItemStore, std::less<>> stores_;
 };
 
 void checkPropertyList(const Value& value, std::string_view key) {
@@ -84,9 +84,9 @@ class UserDefaults final : public platform::UserDefaults {
     const std::optional<Value> data = store_.data(key);
     if (!data) return std::nullopt;
     try {
-      return parsePropertyList({reinterpret_cast<const char*>(data->bytes().data()), data->bytes().size()},
-                               suite_ + ", " + std::string(key));
-    } catch (const PropertyListError& error) {
+      return services::parsePropertyList({reinterpret_cast<const char*>(data->bytes().data()), data->bytes().size()},
+                                         suite_ + ", " + std::string(key));
+    } catch (const services::PropertyListError& error) {
       return fail(error);
     }
   }
@@ -94,10 +94,10 @@ class UserDefaults final : public platform::UserDefaults {
   void setObject(const Value& value, std::string_view key) override {
     checkPropertyList(value, key);
     try {
-      const std::string data = binaryPropertyList(value, suite_ + ", " + std::string(key));
+      const std::string data = services::binaryPropertyList(value, suite_ + ", " + std::string(key));
       if (!store_.setData(key, Value::bytes(data))) return;
       Process::current().tell("shared store", "stored", Value::dictionary({{"key", key}, {"value", value}}));
-    } catch (const PropertyListError& error) {
+    } catch (const services::PropertyListError& error) {
       fail(error);
     }
   }
@@ -108,13 +108,13 @@ class UserDefaults final : public platform::UserDefaults {
   }
 
  private:
-  static std::nullopt_t fail(const PropertyListError& error) {
+  static std::nullopt_t fail(const services::PropertyListError& error) {
     Process::current().tell("shared store", "failed", Value::dictionary({{"problem", error.what()}}));
     return std::nullopt;
   }
 
   std::string suite_;
-  ItemStore& store_;
+  services::ItemStore& store_;
 };
 
 }  // namespace

@@ -102,7 +102,7 @@ UNUserNotificationCenter& currentCenter() {
   return platform::Process::shared<platform::Singleton<UNUserNotificationCenter>>().get();
 }
 
-constexpr MethodDeclaration delegateMethods[] = {
+constexpr MethodDeclaration centerDelegateMethods[] = {
     {"userNotificationCenter:willPresentNotification:withCompletionHandler:",
      platform::methodEncoding<void, id, id, PresentationHandler>.data()},
     {"userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:",
@@ -112,7 +112,7 @@ constexpr MethodDeclaration delegateMethods[] = {
 }  // namespace
 
 void installUserNotifications() {
-  defineOptionalProtocol("UNUserNotificationCenterDelegate", delegateMethods);
+  defineOptionalProtocol("UNUserNotificationCenterDelegate", centerDelegateMethods);
   platform::classOf<UNNotificationContent>();
   platform::classOf<UNNotificationRequest>();
   platform::classOf<UNNotification>();

@@ -8,7 +8,7 @@
 
 #include "value/ascii.h"
 
-namespace host {
+namespace services {
 namespace {
 
 using Decoded = std::variant<std::string, DecodingFailure>;
@@ -57,7 +57,7 @@ Decoded decodeOne(std::string body, std::string_view coding, std::size_t limit) 
 }  // namespace
 
 Decoded decodeContent(std::string body, std::string_view contentEncoding, std::size_t limit) {
-  std::string codings = asciiLowercase(contentEncoding);
+  std::string codings = value::asciiLowercase(contentEncoding);
   std::erase_if(codings, [](char c) { return c == ' ' || c == '\t'; });
   // The codings were applied in the order of the list, so the last one is removed first.
   while (!codings.empty() && !body.empty()) {
@@ -71,4 +71,4 @@ Decoded decodeContent(std::string body, std::string_view contentEncoding, std::s
   return body;
 }
 
-}  // namespace host
+}  // namespace services

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <variant>
 
-namespace host {
+namespace services {
 
 enum class DecodingFailure { broken, tooLong };
 
@@ -14,4 +14,4 @@ enum class DecodingFailure { broken, tooLong };
 std::variant<std::string, DecodingFailure> decodeContent(std::string body, std::string_view contentEncoding,
                                                          std::size_t limit);
 
-}  // namespace host
+}  // namespace services

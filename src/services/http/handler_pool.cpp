@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace host {
+namespace services {
 
 // Delegates to the other constructor, so that the destructor ends the first threads when a later one cannot be made.
 HandlerPool::HandlerPool(std::size_t threadCount) : HandlerPool() {
@@ -49,4 +49,4 @@ void HandlerPool::run() {
   }
 }
 
-}  // namespace host
+}  // namespace services

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-namespace host {
+namespace services {
 
 /// A few threads that run serial queues. The work of one queue runs one item after the other, in order; the work of
 /// different queues runs in parallel. The destructor first runs the remaining work.
@@ -39,4 +39,4 @@ class HandlerPool {
   std::vector<std::thread> threads_;
 };
 
-}  // namespace host
+}  // namespace services

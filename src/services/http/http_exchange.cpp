@@ -13,7 +13,7 @@
 #include "services/http/server_certificate.h"
 #include "services/http/wire_fields.h"
 
-namespace host {
+namespace services {
 namespace {
 
 /// Whether the text consists of digits that give a number of bytes.
@@ -182,4 +182,4 @@ std::optional<platform::HTTPURLResponse> Transfer::response() const {
   return response;
 }
 
-}  // namespace host
+}  // namespace services

@@ -14,7 +14,7 @@
 #include "services/http/http_url.h"
 #include "services/http/url_loading_errors.h"
 
-namespace host {
+namespace services {
 
 /// One request on a connection of its own and its response: no redirects, no retries, no proxies, no cookies.
 /// Belongs to the network thread.
@@ -78,4 +78,4 @@ class Transfer {
   curl_off_t movedBytes_ = 0;
 };
 
-}  // namespace host
+}  // namespace services

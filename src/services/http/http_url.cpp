@@ -9,7 +9,7 @@
 #include "services/url_components.h"
 #include "value/ascii.h"
 
-namespace host {
+namespace services {
 namespace {
 
 std::string partOf(CURLU* handle, CURLUPart part, unsigned int flags = 0) {
@@ -24,7 +24,7 @@ std::string partOf(CURLU* handle, CURLUPart part, unsigned int flags = 0) {
 HTTPURL::HTTPURL(Handle handle)
     : handle_(std::move(handle)),
       scheme_(partOf(handle_.get(), CURLUPART_SCHEME)),
-      host_(asciiLowercase(partOf(handle_.get(), CURLUPART_HOST))),
+      host_(value::asciiLowercase(partOf(handle_.get(), CURLUPART_HOST))),
       port_(partOf(handle_.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT)) {
   if (host_.starts_with('[') && host_.ends_with(']')) host_ = host_.substr(1, host_.size() - 2);
 }
@@ -54,7 +54,7 @@ std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platfor
                                                      const NetworkPolicy& policy) {
   if (!url) return urlError(URLErrorCode::unsupportedURL, url);
   const std::string& text = url->absoluteString();
-  const std::string scheme = asciiLowercase(text.substr(0, text.find(':')));
+  const std::string scheme = value::asciiLowercase(text.substr(0, text.find(':')));
   if (scheme != "http" && scheme != "https") return urlError(URLErrorCode::unsupportedURL, url);
   const std::optional<URLComponents> components = parseURLComponents(text);
   if (!components) return urlError(URLErrorCode::badURL, url);  // its port is too large
@@ -62,11 +62,11 @@ std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platfor
   if (components->host.value_or("").empty()) return urlError(URLErrorCode::unsupportedURL, url);
   std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
   if (!parsed) return urlError(URLErrorCode::cannotFindHost, url);  // the grammar allows this host, name servers do not
-  const auto isNamed = [&](const std::string& allowed) { return asciiLowercase(allowed) == parsed->host(); };
+  const auto isNamed = [&](const std::string& allowed) { return value::asciiLowercase(allowed) == parsed->host(); };
   if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);
   }
   return std::move(*parsed);
 }
 
-}  // namespace host
+}  // namespace services

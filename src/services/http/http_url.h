@@ -11,7 +11,7 @@
 #include "platform/url.h"
 #include "services/http/network_policy.h"
 
-namespace host {
+namespace services {
 
 /// An http or https URL, parsed by the same parser that libcurl connects with: what is checked is what it connects to.
 class HTTPURL {
@@ -45,4 +45,4 @@ class HTTPURL {
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy);
 
-}  // namespace host
+}  // namespace services

@@ -24,7 +24,7 @@
 #include "services/http/request_owner.h"
 #include "services/http/url_load.h"
 
-namespace host {
+namespace services {
 namespace {
 
 constexpr std::size_t maximumTransfers = 256;  // each takes one or two descriptors; the others wait
@@ -311,4 +311,4 @@ void Network::announce(Silence silence) { implementation_->announce(std::move(si
 void Network::endRequests(const RequestOwner& owner) { implementation_->endRequests(owner); }
 void Network::forget(const RequestOwner& owner) { implementation_->forget(owner); }
 
-}  // namespace host
+}  // namespace services

@@ -5,7 +5,7 @@
 #include <functional>
 #include <memory>
 
-namespace host {
+namespace services {
 
 class Load;
 class RequestOwner;
@@ -47,4 +47,4 @@ class Network {
   std::unique_ptr<Implementation> implementation_;
 };
 
-}  // namespace host
+}  // namespace services

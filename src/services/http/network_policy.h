@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace services {
 
 /// What an application's configuration says about connections. The verification of certificates cannot be switched
 /// off.
@@ -15,4 +15,4 @@ struct NetworkPolicy {
   std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
 };
 
-}  // namespace host
+}  // namespace services

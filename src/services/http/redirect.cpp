@@ -10,7 +10,7 @@
 #include "services/url_reference.h"
 #include "value/ascii.h"
 
-namespace host {
+namespace services {
 namespace {
 
 constexpr int maximumRedirects = 20;
@@ -41,7 +41,7 @@ platform::URLRequest redirected(const platform::URLRequest& request, const platf
     next.httpBody = request.httpBody;
   }
   for (const auto& [name, value] : request.headers.fields()) {
-    const std::string lowerName = asciiLowercase(name);
+    const std::string lowerName = value::asciiLowercase(name);
     const bool describesBody = lowerName.starts_with("content-");
     if ((dropsBody && describesBody) || (!staysAtOrigin && isForOriginAlone(lowerName))) continue;
     next.headers.set(name, value);
@@ -72,4 +72,4 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
   return redirected(request, *url, response.statusCode, to.hasSameOrigin(from));
 }
 
-}  // namespace host
+}  // namespace services

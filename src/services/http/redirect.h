@@ -5,7 +5,7 @@
 #include "platform/url_session.h"
 #include "services/http/network_policy.h"
 
-namespace host {
+namespace services {
 
 /// The handler receives the response unchanged.
 struct Deliver {};
@@ -16,4 +16,4 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
                                                                       const platform::HTTPURLResponse& response,
                                                                       int redirects, const NetworkPolicy& policy);
 
-}  // namespace host
+}  // namespace services

@@ -7,7 +7,7 @@
 #include "platform/value.h"
 #include "services/http/network_policy.h"
 
-namespace host {
+namespace services {
 
 class Network;
 
@@ -33,4 +33,4 @@ class RequestOwner {
   ~RequestOwner() = default;
 };
 
-}  // namespace host
+}  // namespace services

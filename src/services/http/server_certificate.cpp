@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace host {
+namespace services {
 namespace {
 
 constexpr int longestValidity = 825;  // days
@@ -65,4 +65,4 @@ int verifyServer(X509_STORE_CTX* certificates) {
   return X509_STORE_CTX_get_error(certificates);
 }
 
-}  // namespace host
+}  // namespace services

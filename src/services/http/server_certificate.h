@@ -2,7 +2,7 @@
 
 #include <openssl/x509_vfy.h>
 
-namespace host {
+namespace services {
 
 /// Verifies a server's certificates as X509_verify_cert does, then by the platform's own rules; returns X509_V_OK or
 /// the fault. The server's own certificate must name a host in its subject alternative name (libcurl compares the
@@ -11,4 +11,4 @@ namespace host {
 /// must be SHA-2, which OpenSSL checks at security level 2.
 int verifyServer(X509_STORE_CTX* certificates);
 
-}  // namespace host
+}  // namespace services

@@ -3,7 +3,7 @@
 #include <curl/curl.h>
 #include <openssl/err.h>
 
-namespace host {
+namespace services {
 
 const TrustStores::Store& TrustStores::find(const std::filesystem::path& extra) {
   const auto [place, isNew] = stores_.try_emplace(extra);
@@ -22,4 +22,4 @@ const TrustStores::Store& TrustStores::find(const std::filesystem::path& extra) 
   return store;
 }
 
-}  // namespace host
+}  // namespace services

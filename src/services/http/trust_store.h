@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-namespace host {
+namespace services {
 
 /// The certificate authorities that connections trust: the system's bundle and the policy's PEM file. Each combination
 /// is read once, because reading the bundle takes longer than a handshake.
@@ -25,4 +25,4 @@ class TrustStores {
   std::map<std::filesystem::path, Store> stores_;
 };
 
-}  // namespace host
+}  // namespace services

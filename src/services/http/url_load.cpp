@@ -9,7 +9,7 @@
 #include "services/http/url_loading_errors.h"
 #include "services/http/wire_fields.h"
 
-namespace host {
+namespace services {
 
 CURL* Load::fail(platform::Error error) {
   error_ = std::move(error);
@@ -112,4 +112,4 @@ void Load::deliver() {
   });
 }
 
-}  // namespace host
+}  // namespace services

@@ -12,7 +12,7 @@
 #include "services/http/request_owner.h"
 #include "services/http/trust_store.h"
 
-namespace host {
+namespace services {
 
 /// One resumed task: a chain of transfers on the network thread, then its handler on its session's queue.
 class Load {
@@ -70,4 +70,4 @@ class Load {
   std::optional<platform::Error> error_;
 };
 
-}  // namespace host
+}  // namespace services

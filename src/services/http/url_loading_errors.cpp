@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-namespace host {
+namespace services {
 namespace {
 
 struct Row {
@@ -108,4 +108,4 @@ platform::Error transferError(CURLcode result, int verifyResult, const std::opti
   return urlError(row->code, failingURL, "The certificate for this server " + std::string(row->text));
 }
 
-}  // namespace host
+}  // namespace services

@@ -8,7 +8,7 @@
 #include "platform/error.h"
 #include "platform/url.h"
 
-namespace host {
+namespace services {
 
 /// The codes of NSURLErrorDomain in use here.
 enum class URLErrorCode {
@@ -37,4 +37,4 @@ platform::Error urlError(URLErrorCode code, const std::optional<platform::URL>& 
 /// certificate. It is X509_V_OK when only the host's name does not match, or when no certificate has arrived.
 platform::Error transferError(CURLcode result, int verifyResult, const std::optional<platform::URL>& failingURL);
 
-}  // namespace host
+}  // namespace services

@@ -8,7 +8,7 @@
 #include "services/http/request_owner.h"
 #include "services/http/url_load.h"
 
-namespace host {
+namespace services {
 namespace {
 
 class DataTask final : public platform::URLSession::DataTask {
@@ -41,7 +41,7 @@ class URLSession final : public platform::URLSession, public std::enable_shared_
   std::shared_ptr<DataTask> dataTaskWithRequest(platform::URLRequest request, DataTaskHandler handler) override {
     // A task keeps its session alive through the session's queue.
     const std::shared_ptr<HandlerPool::Queue> queue(shared_from_this(), &queue_);
-    return std::make_shared<host::DataTask>(
+    return std::make_shared<services::DataTask>(
         Load::Task{owner_, queue, std::move(request), std::move(handler), platform::URLSessionTaskPriorityDefault});
   }
 
@@ -56,4 +56,4 @@ std::shared_ptr<platform::URLSession> makeURLSession(RequestOwner& owner) {
   return std::make_shared<URLSession>(owner);
 }
 
-}  // namespace host
+}  // namespace services

@@ -6,7 +6,7 @@
 
 #include "value/ascii.h"
 
-namespace host {
+namespace services {
 namespace {
 
 // Fields that the platform adds to a request that does not have them.
@@ -45,13 +45,13 @@ std::optional<std::string> contentLength(const platform::URLRequest& request) {
 }  // namespace
 
 std::optional<std::string> wireFault(const platform::URLRequest& request) {
-  if (!isToken(request.httpMethod)) return "The HTTP method " + quoted(request.httpMethod) + " is no token.";
+  if (!value::isToken(request.httpMethod)) return "The HTTP method " + quoted(request.httpMethod) + " is no token.";
   for (const auto& [name, value] : request.headers.fields()) {
-    if (!isToken(name)) return "The name of the header field " + quoted(name) + " is no token.";
+    if (!value::isToken(name)) return "The name of the header field " + quoted(name) + " is no token.";
     if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
       return "The value of the header field " + quoted(name) + " holds a line break or a zero byte.";
     }
-    if (asciiLowercase(name) == "transfer-encoding") {
+    if (value::asciiLowercase(name) == "transfer-encoding") {
       return "The header field " + quoted(name) + " cannot be set: a body is sent whole, with its length.";
     }
   }
@@ -62,7 +62,7 @@ std::vector<std::string> wireFields(const platform::URLRequest& request) {
   std::vector<std::string> lines;
   std::optional<std::string> length = contentLength(request);
   for (const auto& [name, value] : request.headers.fields()) {
-    if (asciiLowercase(name) != "content-length") {
+    if (value::asciiLowercase(name) != "content-length") {
       lines.push_back(line(name, value));
     } else if (length) {
       lines.push_back(line(name, *std::exchange(length, std::nullopt)));
@@ -78,4 +78,4 @@ std::vector<std::string> wireFields(const platform::URLRequest& request) {
   return lines;
 }
 
-}  // namespace host
+}  // namespace services

@@ -7,7 +7,7 @@
 
 #include "platform/url_session.h"
 
-namespace host {
+namespace services {
 
 /// Returns why a request must not be written to a connection: a method or field name that is no token, a value that
 /// would start a line of its own, framing that the caller may not choose. Returns nothing when it may be written.
@@ -17,4 +17,4 @@ std::optional<std::string> wireFault(const platform::URLRequest& request);
 /// platform's. Each has libcurl's form. The fields that libcurl would add are removed, except Host, which it adds.
 std::vector<std::string> wireFields(const platform::URLRequest& request);
 
-}  // namespace host
+}  // namespace services

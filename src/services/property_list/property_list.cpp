@@ -18,7 +18,7 @@
 #include "platform/property_list.h"
 #include "value/printable_text.h"
 
-namespace host {
+namespace services {
 namespace {
 
 bool operator==(const timespec& left, const timespec& right) {
@@ -118,20 +118,20 @@ class PropertyListCache {
 
 }  // namespace
 
-PropertyListError::PropertyListError(std::string_view text) : std::runtime_error(printable(text)) {}
+PropertyListError::PropertyListError(std::string_view text) : std::runtime_error(value::printable(text)) {}
 
 platform::Value readPropertyList(const std::filesystem::path& path) {
   struct stat status {};
   return read(path.string(), status);
 }
 
-}  // namespace host
+}  // namespace services
 
 namespace platform {
 
 std::optional<Value> dictionaryWithContentsOfFile(const std::optional<std::string>& path) {
   if (!path) return std::nullopt;
-  return Process::shared<host::PropertyListCache>().dictionary(*path);
+  return Process::shared<services::PropertyListCache>().dictionary(*path);
 }
 
 }  // namespace platform

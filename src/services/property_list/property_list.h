@@ -8,7 +8,7 @@
 
 #include "platform/value.h"
 
-namespace host {
+namespace services {
 
 /// Its text is one line: the file, the line or key path when it is known, and the problem there.
 class PropertyListError : public std::runtime_error {
@@ -37,4 +37,4 @@ void writePropertyList(const std::filesystem::path& path, const platform::Value&
 /// list can hold (null, an object, a key that is no text, broken UTF-8), and for what is too large or deep to be read.
 std::string binaryPropertyList(const platform::Value& value, std::string_view name);
 
-}  // namespace host
+}  // namespace services

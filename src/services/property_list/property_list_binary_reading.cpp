@@ -14,7 +14,7 @@
 #include "services/property_list/property_list_reading.h"
 #include "value/utf8.h"
 
-namespace host {
+namespace services {
 namespace {
 
 using platform::Value;
@@ -207,7 +207,7 @@ class BinaryReader {
         if (!simdjson::validate_utf8(content.data(), content.size())) fail("a text is broken Unicode");
         return content;
       case 0x6: {
-        const std::optional<std::string> text = toUTF8(content, "UTF-16BE");
+        const std::optional<std::string> text = value::toUTF8(content, "UTF-16BE");
         if (!text) fail("a text is broken Unicode");
         return *text;
       }
@@ -274,4 +274,4 @@ class BinaryReader {
 
 Value readBinaryPropertyList(std::string_view data, std::string_view name) { return BinaryReader(data, name).read(); }
 
-}  // namespace host
+}  // namespace services

@@ -9,7 +9,7 @@
 #include "services/property_list/property_list.h"
 #include "services/property_list/property_list_reading.h"
 
-namespace host {
+namespace services {
 namespace {
 
 using platform::Value;
@@ -153,4 +153,4 @@ Value parsePropertyList(std::string_view contents, std::string_view name) {
   return TreeReader(name).read(root);
 }
 
-}  // namespace host
+}  // namespace services

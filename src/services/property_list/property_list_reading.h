@@ -7,7 +7,7 @@
 
 // The two forms of a property list. All functions raise PropertyListError, which mentions the file `name`.
 
-namespace host {
+namespace services {
 
 /// Returns the same document with every scalar in a form that libplist reads exactly. libplist accepts what a
 /// configuration must not have (text that is no number, a key without a value) and reads 0041 as octal. A document
@@ -18,4 +18,4 @@ std::string checkedXMLPropertyList(std::string_view text, std::string_view name)
 /// repeated references is rejected.
 platform::Value readBinaryPropertyList(std::string_view data, std::string_view name);
 
-}  // namespace host
+}  // namespace services

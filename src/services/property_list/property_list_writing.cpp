@@ -16,7 +16,7 @@
 #include "services/property_list/property_list.h"
 #include "value/utf8.h"
 
-namespace host {
+namespace services {
 namespace {
 
 using platform::Value;
@@ -26,7 +26,7 @@ std::string toUTF16BE(std::string_view text) {
   std::string units;
   const auto append = [&](char32_t unit) { units += {static_cast<char>(unit >> 8), static_cast<char>(unit)}; };
   for (std::size_t next = 0; next != text.size();) {
-    const char32_t character = nextCharacter(text, next);
+    const char32_t character = value::nextCharacter(text, next);
     if (character >= 0x10000) {
       append(0xD7C0 + (character >> 10));
       append(0xDC00 + (character & 0x3FF));
@@ -227,4 +227,4 @@ void writePropertyList(const std::filesystem::path& path, const Value& value) {
   file.commit();
 }
 
-}  // namespace host
+}  // namespace services

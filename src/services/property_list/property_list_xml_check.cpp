@@ -9,7 +9,7 @@
 #include "services/property_list/property_list.h"
 #include "services/property_list/property_list_reading.h"
 
-namespace host {
+namespace services {
 namespace {
 
 constexpr std::string_view whiteSpace = " \t\r\n";
@@ -247,4 +247,4 @@ class XMLCheck {
 
 std::string checkedXMLPropertyList(std::string_view text, std::string_view name) { return XMLCheck(text, name).run(); }
 
-}  // namespace host
+}  // namespace services
