@@ -14,7 +14,7 @@ namespace {
 
 using platform::Value;
 
-constexpr CallbackKind kinds[] = {
+constexpr CallbackKind callbacks[] = {
     {"token", "application:didRegisterForRemoteNotificationsWithDeviceToken:", "the device token"},
     {"failure", "application:didFailToRegisterForRemoteNotificationsWithError:", "the failed registration"},
     {"background",
@@ -85,11 +85,11 @@ const Field responseFields[] = {{"answers", &answersShape}};
 const Shape backgroundShape{"an object", isObject, backgroundFields};
 const Shape foregroundShape{"an object", isObject, foregroundFields};
 const Shape responseShape{"an object", isObject, responseFields};
-const Field callbackFields[] = {{kinds[0].name, &unansweredShape},
-                                {kinds[1].name, &unansweredShape},
-                                {kinds[2].name, &backgroundShape},
-                                {kinds[3].name, &foregroundShape},
-                                {kinds[4].name, &responseShape}};
+const Field callbackFields[] = {{callbacks[0].name, &unansweredShape},
+                                {callbacks[1].name, &unansweredShape},
+                                {callbacks[2].name, &backgroundShape},
+                                {callbacks[3].name, &foregroundShape},
+                                {callbacks[4].name, &responseShape}};
 const Shape behavioursShape{"an object of callbacks and what is done in them", isObject, callbackFields};
 
 bool isDelegate(const Value& value) {
@@ -152,9 +152,9 @@ DelegateDescription readDelegate(const JSONNode& node) {
                                .declares = {std::begin(protocols), std::end(protocols)},
                                .implements = {}};
   if (const JSONNode* declares = node.find("declares")) delegate.declares = textsIn(*declares);
-  for (std::size_t i = 0; i < std::size(kinds); ++i) {
+  for (std::size_t i = 0; i < std::size(callbacks); ++i) {
     const Value* implements = node.value.find("implements");
-    const Value* behaviour = implements == nullptr ? nullptr : implements->find(kinds[i].name);
+    const Value* behaviour = implements == nullptr ? nullptr : implements->find(callbacks[i].name);
     if (behaviour != nullptr) delegate.implements.emplace(static_cast<Callback>(i), readBehaviour(*behaviour));
   }
   return delegate;
@@ -203,7 +203,7 @@ const Shape delegatesShape{
     checkDelegates};
 const Shape applicationShape{"an object", isObject, applicationFields};
 
-std::span<const CallbackKind> callbackKinds() { return kinds; }
+std::span<const CallbackKind> callbackKinds() { return callbacks; }
 
 Value fetchResultName(std::uint64_t result) {
   const auto word = std::ranges::find(fetchResults, result, &Word<std::uint64_t>::second);

@@ -22,7 +22,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformF
 constexpr std::array<std::string_view, 2> libcurlFields{"Content-Type", "Expect"};
 
 /// Makes any text fit for an error's text.
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
   std::string result = "\"";
   for (const char c : text) result += c >= ' ' && c <= '~' ? c : '?';
   return result + '"';
@@ -45,14 +45,14 @@ std::optional<std::string> contentLength(const platform::URLRequest& request) {
 }  // namespace
 
 std::optional<std::string> wireFault(const platform::URLRequest& request) {
-  if (!value::isToken(request.httpMethod)) return "The HTTP method " + quoted(request.httpMethod) + " is no token.";
+  if (!value::isToken(request.httpMethod)) return "The HTTP method " + inQuotes(request.httpMethod) + " is no token.";
   for (const auto& [name, value] : request.headers.fields()) {
-    if (!value::isToken(name)) return "The name of the header field " + quoted(name) + " is no token.";
+    if (!value::isToken(name)) return "The name of the header field " + inQuotes(name) + " is no token.";
     if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
-      return "The value of the header field " + quoted(name) + " holds a line break or a zero byte.";
+      return "The value of the header field " + inQuotes(name) + " holds a line break or a zero byte.";
     }
     if (value::asciiLowercase(name) == "transfer-encoding") {
-      return "The header field " + quoted(name) + " cannot be set: a body is sent whole, with its length.";
+      return "The header field " + inQuotes(name) + " cannot be set: a body is sent whole, with its length.";
     }
   }
   return std::nullopt;
