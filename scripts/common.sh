@@ -14,14 +14,20 @@ fi
 # Progress goes here, also while the output of a stage goes to a file.
 exec 3>&2
 
-# Shows Ninja's lines as one line that is overwritten; shows nothing without a terminal.
+# progress PRESET: shows Ninja's lines as one line that is overwritten; without a terminal, one line says what is built.
 progress() {
   if [[ -t 3 ]]; then
     awk -v cut="$(( $(tput cols 2> /dev/null || echo 80) - 1 ))" '
       /^\[[0-9]+\/[0-9]+\] (Building|Linking)/ { printf "\r\033[K%s", substr($0, 1, cut); fflush(); shown = 1 }
       END { if (shown) printf "\r\033[K" }' >&3
   else
-    cat > /dev/null
+    local line steps=''
+    while IFS= read -r line; do
+      if [[ -z $steps && $line =~ ^\[[0-9]+/([0-9]+)\]\ (Building|Linking) ]]; then
+        steps=${BASH_REMATCH[1]}
+        printf 'Building build/%s in %s steps\n' "$1" "$steps" >&3
+      fi
+    done
   fi
 }
 
@@ -30,6 +36,7 @@ configure() {
   local preset=$1 log="$root/build/$1/configure.log"
   shift
   mkdir -p "$root/build/$preset"
+  [[ -t 3 ]] || printf 'Configuring build/%s\n' "$preset" >&3
   if ! (cd "$root" && cmake --preset "$preset" "$@") > "$log" 2>&1; then
     cat "$log" >&2
     return 1
@@ -45,7 +52,7 @@ build() {
   if [[ ! -f $directory/build.ninja || $root/CMakePresets.json -nt $directory/build.ninja ]]; then
     configure "$preset" || return
   fi
-  if ! ninja -C "$directory" "$@" 2>&1 | tee "$directory/build.log" | progress; then
+  if ! ninja -C "$directory" "$@" 2>&1 | tee "$directory/build.log" | progress "$preset"; then
     sed -n '/^FAILED: /,$ { /^\[[0-9]*\/[0-9]*\] /! p }' "$directory/build.log" >&2
     return 1
   fi

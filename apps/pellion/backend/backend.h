@@ -18,7 +18,7 @@
 struct MHD_Connection;
 struct MHD_Daemon;
 
-namespace host {
+namespace services {
 class Network;
 }
 

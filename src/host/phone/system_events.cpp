@@ -12,7 +12,6 @@ namespace host {
 namespace {
 
 using platform::Block;
-using platform::BlockPtr;
 using platform::Strong;
 using platform::Value;
 
