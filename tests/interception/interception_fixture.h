@@ -1,0 +1,42 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "host/phone/system_events.h"
+#include "interception/PLMessagingRemoteNotificationsProxy.h"
+#include "platform/user_notifications.h"
+#include "tests/messaging/messaging_phone.h"
+#include "tests/support/test_application.h"
+
+namespace test {
+
+inline const platform::Value ours = payload(R"({"pellionPnID": 7, "conversion": {"group": "g", "event": "e"}})");
+
+/// A phone on which the service can start.
+class Interception : public testing::Test {
+ protected:
+  using Proxy = PLMessagingRemoteNotificationsProxy;
+
+  void present(const platform::Value& userInfo = ours) { host::deliverInForeground(userInfo); }
+  void tap(const platform::Value& userInfo = ours) {
+    host::deliverResponse(userInfo, platform::UNNotificationDefaultActionIdentifier);
+  }
+  std::vector<std::int64_t> takeStatuses() {
+    std::vector<std::int64_t> statuses;
+    for (const platform::Value& entry : phone_.takeEntries()) statuses.push_back(entry.find("status")->integer());
+    return statuses;
+  }
+  static void startWith(const platform::Strong& centerDelegate) {
+    setCenterDelegate(centerDelegate.get());
+    PLMessaging::startService();
+  }
+  static Proxy& proxy() { return Proxy::sharedInstance(); }
+
+  MessagingPhone phone_{std::vector<platform::Value::Entry>{{"LOG_LEVEL", "verbose"}}};
+  host::ProcessScope scope_{*phone_->process()};
+};
+
+}  // namespace test

@@ -1,0 +1,151 @@
+// The service from its start to its end: when it intercepts, what the runtime then knows, what other kits receive.
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+#include "appdelegate/PLAppDelegateSwizzler.h"
+#include "appdelegate/PLXAppDelegateObserver.h"
+#include "appdelegate/PLXSafeWeakContainer.h"
+#include "appdelegate/proxied_app_delegate.h"
+#include "host/objc/objc_runtime.h"
+#include "host/objc/runtime_functions.h"
+#include "interception/badge_hooks.h"
+#include "network/PLTokenManager.h"
+#include "tests/interception/interception_fixture.h"
+
+namespace {
+
+using namespace testing;
+using namespace test;
+using platform::Strong;
+using platform::Value;
+
+const Value foreign = json(R"({"aps": {"alert": "Somebody else's"}})");
+
+TEST_F(Interception, StartsOnceAndTriesNothingAgain) {
+  host::Runtime::current().hideClass("UNUserNotificationCenter");
+  const Class center = makeClass("UNUserNotificationCenter");
+  host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
+  EXPECT_FALSE(proxy().isUserNotificationDelegateSwizzled());
+  PLMessaging::startService();
+  EXPECT_EQ(proxy().appDelegateMonitoringID(), platform::format("PLX_%p", {platform::objectOf(proxy())}));
+  addMethod(
+      object_getClass(platform::classObject(center)), "currentNotificationCenter",
+      +[](id self, SEL) { return objc_autorelease(class_createInstance(reinterpret_cast<Class>(self), 0)); });
+  PLMessaging::startService();
+  EXPECT_FALSE(proxy().isListeningForUserNotificationDelegateChanges()) << "as there was no current center";
+  EXPECT_TRUE(proxy().didSwizzleMethods());
+  const Value token = Value::bytes("\x0a");
+  host::deliverDeviceToken(&token);
+  EXPECT_THAT(phone_.takeLog(), Contains(HasSubstr("APNs Device Token")).Times(1));
+  proxy().unswizzleAllMethods();
+  host::deliverDeviceToken(&token);
+  EXPECT_THAT(phone_.takeLog(), IsEmpty()) << "no interceptor any more";
+}
+
+// What other code may look up, and what a debugger shows: a class, its superclass and methods that others send to it.
+TEST_F(Interception, IsKnownToTheRuntimeByTheseNames) {
+  const std::pair<Class, std::string> classes[] = {
+      {platform::classOf<PLTokenManager>(), "PLTokenManager NSObject personalInfoTrackingStatusUpdated:"},
+      {platform::classOf<PLMessaging>(),
+       "PLMessaging NSObject globalEngagementDataNotification: applicationDidBecomeActive:"},
+      {platform::classOf<PLAppDelegateSwizzler>(),
+       "PLAppDelegateSwizzler NSProxy application:donor_didRegisterForRemoteNotificationsWithDeviceToken: "
+       "application:donor_didFailToRegisterForRemoteNotificationsWithError: "
+       "application:donor_didReceiveRemoteNotification:fetchCompletionHandler:"},
+      {platform::classOf<PLXAppDelegateObserver>(), "PLXAppDelegateObserver NSObject"},
+      {platform::classOf<PLXSafeWeakContainer>(), "PLXSafeWeakContainer NSObject object setObject:"},
+      {platform::classOf<Proxy>(),
+       "PLMessagingRemoteNotificationsProxy NSObject pellionSetApplicationIconBadgeNumber: " +
+           (std::string(didRegister) + ' ' + didFail + ' ' + didReceive)},
+      {platform::classOf<PLUserNotificationCenter>(),
+       "PLUserNotificationCenter NSObject pellionSetBadgeCount:withCompletionHandler:"},
+      {platform::classOf<PLUserNotificationCenterDelegate>(),
+       "PLUserNotificationCenterDelegate NSObject "
+       "pellionUserNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:"},
+  };
+  for (const auto& [cls, names] : classes) {
+    std::istringstream words(names);
+    std::string name;
+    EXPECT_EQ(objc_getClass((words >> name, name.c_str())), cls) << name;
+    EXPECT_EQ(class_getName(class_getSuperclass(cls)), (words >> name, name));
+    while (words >> name) EXPECT_NE(class_getInstanceMethod(cls, sel(name.c_str())), nullptr) << name;
+  }
+  EXPECT_STREQ(kPLXOrigIMPBySelectorKey, "PLX_origIMPBySelector");
+  EXPECT_STREQ(kPLXOrigClassKey, "PLX_origClass");
+  const id proxyClass = platform::classObject(platform::classOf<Proxy>());
+  EXPECT_TRUE(platform::send<bool()>(proxyClass, sel("canPerformMethodSwizzling")));
+  platform::send<void()>(proxyClass, sel("load"));
+  EXPECT_FALSE(proxy().didSwizzleMethods()) << "nothing starts by itself";
+}
+
+TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
+  const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
+  host::startApplication(delegate);
+  PLMessaging::startService();
+  phone_.takeLines();
+  host::failToRegisterForRemoteNotifications({"D", 3, "no network", {}});
+  const std::string failing = "application:didFailToRegisterForRemoteNotificationsWithError:";
+  EXPECT_THAT(
+      phone_.takeLines(),
+      ElementsAre(
+          "pellion-warning -[PLMessagingRemoteNotificationsProxy " + failing + "]: Error in " + failing + " no network",
+          HasSubstr("Push notification didFailToRegisterForRemoteNotificationsWithError: Error Domain=D")));
+  for (const host::LogLevel level : {host::LogLevel::none, host::LogLevel::verbose}) {
+    phone_->process()->setLogLevel(level);
+    EXPECT_THAT(raised([&] { platform::send<void(id, id)>(delegate.get(), sel(didFail), nullptr, delegate.get()); }),
+                HasSubstr("localizedDescription]: unrecognized selector"));
+  }
+  for (const Value& userInfo : {ours, foreign}) phone_.run([&] { host::deliverInBackground(userInfo); });
+  EXPECT_THAT(takeStatuses(), ElementsAre(4));
+  EXPECT_THAT(phone_.take("fetched"), SizeIs(2));
+  std::vector<std::pair<platform::UIBackgroundFetchResult, std::vector<std::int64_t>>> answers;
+  const platform::Block<void(platform::UIBackgroundFetchResult)> handler(
+      [&](auto result) { answers.emplace_back(result, takeStatuses()); });
+  const auto receive = [&](const Value& userInfo) {
+    platform::send<void(id, id, FetchHandler)>(platform::objectOf(proxy()), sel(didReceive), nullptr,
+                                               platform::boxed(userInfo), handler.get());
+  };
+  receive(ours);
+  EXPECT_NE(raised([&] { receive(json(R"({"addInfo": {}})")); }), "nothing");
+  EXPECT_THAT(answers, ElementsAre(Pair(platform::UIBackgroundFetchResultNoData, ElementsAre(4))))
+      << "answered once recorded, so not where that raises";
+}
+
+TEST_F(Interception, UndoesItselfWhereItIsDeallocated) {
+  const Class cls = centerDelegateClass<'A'>("Inbox");
+  const Strong delegate = makeInstance(cls);
+  setCenterDelegate(delegate.get());
+  const id center = host::currentNotificationCenter();
+  {
+    const platform::AutoreleasePool pool;
+    const Strong other = platform::makeObject<Proxy>();
+    platform::objectState<Proxy>(other.get()).performMethodSwizzlingIfPossible();
+    EXPECT_THAT(host::sideData(center).observations, SizeIs(1));
+    EXPECT_EQ(raised([&] {
+                platform::send<void(id, id, id, void*)>(other.get(),
+                                                        sel("observeValueForKeyPath:ofObject:change:context:"),
+                                                        platform::boxed(Value("delegate")), center, nullptr, nullptr);
+              }).substr(0, 32),
+              "NSInternalInconsistencyException")
+        << "somebody else's context is the superclass's business";
+  }
+  EXPECT_THAT(host::sideData(center).observations, IsEmpty());
+  EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), host::implementationOf(&noteResponse<'A'>));
+  EXPECT_NE(class_getMethodImplementation(cls, sel(willPresent)), host::implementationOf(&notePresent<'A'>))
+      << "not recorded, so not restored";
+}
+
+TEST(InterceptionsEnd, IsTheProcessesWithoutAnyTeardown) {
+  MessagingPhone phone;
+  phone.run([] {
+    host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
+    PLMessaging::startService();
+  });
+  phone.takeLog();
+  phone->terminate();
+  EXPECT_THAT(phone.takeLog(), IsEmpty());
+}
+
+}  // namespace
