@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <string>
+
 #include "host/objc/programming_error.h"
 #include "platform/exception.h"
 #include "tests/support/runtime_objects.h"
@@ -18,6 +20,22 @@ using testing::StartsWith;
 struct Other {
   static constexpr const char* className = "Other";
   static void defineClass(platform::ClassFace<Other>&) {}
+};
+
+/// Stands for a backend that finds the class of this name declared: overload resolution prefers its classToComplete to
+/// the host's, which takes the text and finds none.
+struct DeclaredName {
+  const char* text;
+  operator const char*() const { return text; }  // NOLINT(google-explicit-constructor): where a name is expected
+  friend Class classToComplete(const DeclaredName& name) { return objc_getClass(name.text); }
+  friend std::string operator+(const std::string& before, const DeclaredName& name) { return before + name.text; }
+};
+
+struct Declared {
+  static constexpr DeclaredName className{"Declared"};
+  static void defineClass(platform::ClassFace<Declared>& face) { face.method<&Declared::number>("answer"); }
+  [[nodiscard]] int number() const { return number_; }
+  int number_ = 7;
 };
 
 class Objc : public testing::Test {
@@ -52,6 +70,15 @@ TEST_F(Objc, ClassOfACppClassWhoseNameIsTakenIsAProgrammingErrorThatNamesIt) {
             "the name of the class Mortal is already taken");
   EXPECT_THAT(raised([] { platform::send<id()>(platform::classObject(platform::classOf<Other>()), sel("alloc")); }),
               testing::EndsWith("+[Other alloc]: instances are made in C++"));
+}
+
+TEST_F(Objc, CppClassAddsItsMethodsToTheDeclaredClassThatTheBackendGives) {
+  const Class declared = makeClass("Declared", base);
+  EXPECT_EQ(platform::classOf<Declared>(), declared);
+  EXPECT_EQ(class_getSuperclass(declared), base);
+  EXPECT_EQ(ask(platform::makeObject<Declared>().get()), 7);
+  EXPECT_THAT(raised([&] { platform::send<id()>(platform::classObject(declared), sel("alloc")); }),
+              testing::EndsWith("+[Declared alloc]: instances are made in C++"));
 }
 
 TEST_F(Objc, ClassesBelongToTheirProcessSelectorsToTheProgram) {
