@@ -2,12 +2,17 @@
 
 #include <benchmark/benchmark.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 
 #include "bench/quiet_phone.h"
+#include "bench/request_by_hand.h"
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
+#include "platform/json_serialization.h"
+#include "platform/object_messages.h"
 
 namespace {
 
@@ -38,6 +43,39 @@ void recordDelivery(benchmark::State& state, bool gzip) {
   }
 }
 
+/// What a delivery cannot do without: the JSON read, the entry as JSON twice (once to be checked), signed and sent.
+void recordByHand(benchmark::State& state, bool gzip) {
+  const bench::QuietPhone phone({{"GZIP", gzip}});
+  for (auto _ : state) {
+    const platform::AutoreleasePool pool;
+    const platform::ByteView text(reinterpret_cast<const std::uint8_t*>(addInfo.data()), addInfo.size());
+    const Value info = platform::JSONSerialization::JSONObjectWithData(text, nullptr).value();
+    const Value entry = Value::dictionary(
+        {{"notificationid", *info.find("pellionPnID")}, {"timestamp", 1'767'225'600'000}, {"status", 4}});
+    const Value sent = Value::dictionary(
+        {{"meta", Value::dictionary({{"os", "1"}, {"model", "bench"}})}, {"pnstats", Value::list({entry})}});
+    const Value json = platform::JSONSerialization::dataWithJSONObject(sent);
+    auto& encoder = platform::PLJWTWrapper::sharedManager();
+    bench::sendByHand(gzip ? encoder.encodeDataWithJWT(platform::pl_gzippedData(json, 1).value())
+                           : encoder.encodeWithJWT(sent));
+  }
+}
+
+const nlohmann::json* find(const nlohmann::json& tree, std::string_view key) {
+  for (auto item = tree.begin(); item != tree.end(); ++item) {
+    if (tree.is_object() && item.key() == key) return &*item;
+    if (!item->is_structured()) continue;
+    if (const nlohmann::json* found = find(*item, key)) return found;
+  }
+  return nullptr;
+}
+
+void searchNlohmann(benchmark::State& state) {
+  const Value text = platform::JSONSerialization::dataWithJSONObject(payload(4096, nullptr));
+  const nlohmann::json searched = nlohmann::json::parse(text.bytes());
+  for (auto _ : state) benchmark::DoNotOptimize(find(searched, "addInfo"));
+}
+
 void searchWithoutMatch(benchmark::State& state) {
   const bench::QuietPhone phone;
   const Value searched = payload(4096, nullptr);
@@ -53,6 +91,26 @@ void resolveClickAction(benchmark::State& state, const Value& info) {
     const platform::AutoreleasePool pool;
     benchmark::DoNotOptimize(handler.resolvedClickActionFromResponse(response.get()));
   }
+}
+
+/// The same look-ups without any check: the properties through their getters, and three keys.
+void readClickAction(benchmark::State& state, const Value& info) {
+  const bench::QuietPhone phone;
+  const platform::Strong response = host::makeNotificationResponse(payload(1024, info), "later");
+  for (auto _ : state) {
+    const platform::AutoreleasePool pool;
+    id content = response.get();
+    for (const char* getter : {"notification", "request", "content"}) content = platform::property(content, getter);
+    const std::optional<Value> userInfo = platform::unboxed(platform::property(content, "userInfo"));
+    const std::optional<Value> action = platform::unboxed(platform::property(response.get(), "actionIdentifier"));
+    for (const Value& button : userInfo->find("addInfo")->find("actionButton")->elements()) {
+      if (*button.find("action") == *action) benchmark::DoNotOptimize(std::string(button.find("clickAction")->text()));
+    }
+  }
+}
+
+void decodeAddInfo(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(nlohmann::json::parse(addInfo).size());
 }
 
 Value parsed(const std::string& json) {
@@ -82,12 +140,17 @@ void recordHostile(benchmark::State& state, std::int64_t keys) {
 
 BENCHMARK_CAPTURE(recordDelivery, plain, false)->Name("delivery/1_KiB");
 BENCHMARK_CAPTURE(recordDelivery, gzip, true)->Name("delivery/1_KiB_gzip");
+BENCHMARK_CAPTURE(recordByHand, plain, false)->Name("delivery/by_hand");
+BENCHMARK_CAPTURE(recordByHand, gzip, true)->Name("delivery/by_hand_gzip");
+BENCHMARK(searchNlohmann)->Name("deep_search/nlohmann");
 BENCHMARK(searchWithoutMatch)->Name("deep_search/4_KiB_no_match");
-BENCHMARK_CAPTURE(searchHostile, once, 50'000)->Name("deep_search/hostile");
-BENCHMARK_CAPTURE(searchHostile, doubled, 100'000)->Name("deep_search/hostile_doubled");
-BENCHMARK_CAPTURE(recordHostile, once, 25'000)->Name("delivery/hostile");
-BENCHMARK_CAPTURE(recordHostile, doubled, 50'000)->Name("delivery/hostile_doubled");
+BENCHMARK_CAPTURE(searchHostile, once, 500)->Name("deep_search/hostile");
+BENCHMARK_CAPTURE(searchHostile, doubled, 1'000)->Name("deep_search/hostile_doubled");
+BENCHMARK_CAPTURE(recordHostile, once, 2'500)->Name("delivery/hostile");
+BENCHMARK_CAPTURE(recordHostile, doubled, 5'000)->Name("delivery/hostile_doubled");
 BENCHMARK_CAPTURE(resolveClickAction, text, Value(addInfo))->Name("click_action/json_text");
 BENCHMARK_CAPTURE(resolveClickAction, dictionary, parsed(addInfo))->Name("click_action/dictionary");
+BENCHMARK(decodeAddInfo)->Name("click_action/nlohmann");
+BENCHMARK_CAPTURE(readClickAction, dictionary, parsed(addInfo))->Name("click_action/by_hand");
 
 }  // namespace

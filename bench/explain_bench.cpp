@@ -1,11 +1,15 @@
-// Measures `pellion explain` for a whole payload, without the start of the program.
+// Measures `pellion explain` for a whole payload, without the start of the program. It launches the application anew
+// for each thing that may happen to the notification, so its baseline is one launch.
 
 #include <benchmark/benchmark.h>
 
 #include <string>
 
+#include "host/phone/system_events.h"
 #include "pellion/document/json_writer.h"
 #include "pellion/explain/explain.h"
+#include "platform/class_face.h"
+#include "tests/support/test_phone.h"
 
 namespace {
 
@@ -36,6 +40,21 @@ void explain(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(pellion::explain("payload", text, {}));
 }
 
+class ApplicationDelegate {
+ public:
+  static constexpr const char* className = "ApplicationDelegate";
+  static void defineClass(platform::ClassFace<ApplicationDelegate>& face) { face.conformsTo("UIApplicationDelegate"); }
+};
+
+void launch(benchmark::State& state) {
+  test::TestPhone phone(test::configuration("http://127.0.0.1:1"));
+  for (auto _ : state) {
+    phone->launch();
+    phone.run([] { host::startApplication(platform::makeObject<ApplicationDelegate>()); });
+  }
+}
+
 }  // namespace
 
+BENCHMARK(launch)->Name("explain/launch");
 BENCHMARK(explain)->Name("explain/4_KiB");

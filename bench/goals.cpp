@@ -18,7 +18,7 @@ std::optional<Goal> parseGoal(const std::string& line) {
   if (measure == "/") words >> baseline.emplace();
   words >> relation >> bound;
   if (!words || words >> surplus) return std::nullopt;
-  const bool isUnit = measure == "ns" || measure == "bytes";
+  const bool isUnit = measure == "bytes";
   if ((measure != "/" && !isUnit) || (relation != "<=" && relation != ">=")) return std::nullopt;
   return Goal{name, baseline, isUnit ? measure : "", relation == "<=", bound};
 }
@@ -34,9 +34,8 @@ std::vector<Goal> readGoals(const std::filesystem::path& file) {
     if (line.empty() || line.starts_with('#')) continue;
     const std::optional<Goal> goal = parseGoal(line);
     if (!goal) {
-      throw std::runtime_error(
-          file.string() + ":" + std::to_string(number) + ": \"" + line +
-          "\" is no goal; expected is CASE / BASELINE <= BOUND, CASE ns <= BOUND or CASE bytes <= BOUND");
+      throw std::runtime_error(file.string() + ":" + std::to_string(number) + ": \"" + line +
+                               "\" is no goal; expected is CASE / BASELINE <= BOUND or CASE bytes <= BOUND");
     }
     goals.push_back(*goal);
   }

@@ -5,11 +5,12 @@
 #include <string>
 #include <vector>
 
-/// The goal of a case: a bound on its measured value, or on its ratio to another case of the same run.
+/// The goal of a case: a bound on the bytes that it counts, or on the ratio of its time to that of another case of the
+/// same run. A time alone has no bound, because it depends on the machine.
 struct Goal {
   std::string name;
   std::optional<std::string> baseline;  ///< absent: the bound is in the unit
-  std::string unit;                     ///< "ns", "bytes", or empty if there is a baseline
+  std::string unit;                     ///< "bytes", or empty if there is a baseline
   bool isUpperBound;
   double bound;
 

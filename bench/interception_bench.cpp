@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "bench/allocations.h"
@@ -15,6 +16,7 @@
 #include "host/phone/user_notifications.h"
 #include "interception/notification_center_methods.h"
 #include "messaging/PLMessaging.h"
+#include "platform/object_messages.h"
 #include "tests/support/test_process.h"
 
 namespace {
@@ -66,6 +68,28 @@ class CenterDelegate {
   std::int64_t calls_ = 0;
 };
 
+/// Reads the payload in its own implementation, checking each object's class, as the module does before it.
+class ReadingDelegate {
+ public:
+  static constexpr const char* className = "ReadingDelegate";
+  static void defineClass(ClassFace<ReadingDelegate>& face) {
+    face.conformsTo("UNUserNotificationCenterDelegate").method<&ReadingDelegate::willPresentNotification>(willPresent);
+  }
+  void willPresentNotification(id /*center*/, id notification, host::PresentationHandler /*handler*/) {
+    static constexpr std::pair<const char*, const char*> properties[] = {
+        {"request", "UNNotificationRequest"}, {"content", "UNNotificationContent"}, {"userInfo", "NSDictionary"}};
+    id object = notification;
+    for (const auto& [getter, cls] : properties) {
+      object = platform::property(object, getter);
+      if (!platform::isKindOfClass(object, objc_getClass(cls))) return;
+    }
+    if (platform::unboxed(object)->find("addInfo") == nullptr) ++foreign_;
+  }
+
+ private:
+  std::int64_t foreign_ = 0;
+};
+
 void setCenterDelegate(id delegate) {
   platform::send<void(id)>(host::currentNotificationCenter(), sel_registerName("setDelegate:"), delegate);
 }
@@ -90,14 +114,14 @@ void tokenCallback(benchmark::State& state) {
   if (!isHeard) state.SkipWithError("the interceptor or the application was not called each time");
 }
 
-void presentForeign(benchmark::State& state, bool isIntercepted) {
+template <class Receiver, bool isIntercepted>
+void presentForeign(benchmark::State& state) {
   const bench::QuietPhone phone;
-  const Strong delegate = platform::makeObject<CenterDelegate>();
+  const Strong delegate = platform::makeObject<Receiver>();
   setCenterDelegate(delegate.get());
   if (isIntercepted) PLMessaging::startService();
-  const bool isReplaced =
-      class_getMethodImplementation(platform::classOf<CenterDelegate>(), sel_registerName(willPresent)) ==
-      platform::implementationOf<&PLSwizzleWillPresentNotificationWithHandler>();
+  const bool isReplaced = class_getMethodImplementation(platform::classOf<Receiver>(), sel_registerName(willPresent)) ==
+                          platform::implementationOf<&PLSwizzleWillPresentNotificationWithHandler>();
   if (isReplaced != isIntercepted) state.SkipWithError("the delegate's class is not as this case wants it");
   const Strong notification = host::makeNotification(
       Value::dictionary({{"aps", Value::dictionary({{"alert", "Somebody else's"}})}, {"thread", "news"}}));
@@ -118,12 +142,14 @@ class Launch {
   Launch() {
     host::UIApplication::install();
     host::installUserNotifications();
-    host::startApplication(platform::makeObject<Delegate>());
+    host::startApplication(delegate_);
     setCenterDelegate(centerDelegate_.get());
   }
+  [[nodiscard]] id delegate() const { return delegate_.get(); }
 
  private:
   test::TestProcess process_;
+  Strong delegate_ = platform::makeObject<Delegate>();
   Strong centerDelegate_ = platform::makeObject<CenterDelegate>();
 };
 
@@ -143,16 +169,38 @@ void startService(benchmark::State& state, bool countsBytes) {
   if (countsBytes) state.counters["bytes"] = static_cast<double>(bytes);
 }
 
+void ignore(id /*self*/, SEL /*selector*/, id /*argument*/) {}
+
+/// The least that any interception of a delegate does: a class pair with three methods, and the switch of the object.
+void switchClass(benchmark::State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto launch = std::make_unique<Launch>();
+    state.ResumeTiming();
+    const Class cls = objc_allocateClassPair(object_getClass(launch->delegate()), "Switched", 0);
+    for (const char* selector : {"first:", "second:", "third:"}) {
+      class_addMethod(cls, sel_registerName(selector), platform::implementationOf<&ignore>(), "v@:@");
+    }
+    objc_registerClassPair(cls);
+    object_setClass(launch->delegate(), cls);
+    state.PauseTiming();
+    launch.reset();
+    state.ResumeTiming();
+  }
+}
+
 void libraryOnDisk(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(std::filesystem::file_size(PELLION_STRIPPED_LIBRARY));
   state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(PELLION_STRIPPED_LIBRARY));
 }
 
 BENCHMARK(tokenCallback)->Name("token_callback/interceptor_and_own");
-BENCHMARK_CAPTURE(presentForeign, own, false)->Name("will_present/own");
-BENCHMARK_CAPTURE(presentForeign, intercepted, true)->Name("will_present/foreign");
+BENCHMARK(presentForeign<CenterDelegate, false>)->Name("will_present/own");
+BENCHMARK(presentForeign<ReadingDelegate, false>)->Name("will_present/by_hand");
+BENCHMARK(presentForeign<CenterDelegate, true>)->Name("will_present/foreign");
 BENCHMARK_CAPTURE(startService, time, false)->Name("start_service");
 BENCHMARK_CAPTURE(startService, allocations, true)->Name("start_service/allocations");
+BENCHMARK(switchClass)->Name("start_service/class_switch");
 BENCHMARK(libraryOnDisk)->Name("library/stripped");
 
 }  // namespace

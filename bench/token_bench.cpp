@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "bench/quiet_phone.h"
+#include "bench/request_by_hand.h"
 #include "network/PLTokenManager.h"
 #include "platform/log.h"
 
@@ -26,6 +27,11 @@ void composeEnvelope(benchmark::State& state) {
   }
 }
 
+void requestByHand(benchmark::State& state) {
+  const bench::QuietPhone phone;
+  for (auto _ : state) bench::sendByHand();
+}
+
 void formatToken(benchmark::State& state) {
   const bench::QuietPhone phone;
   const platform::Value deviceToken = token();
@@ -43,6 +49,7 @@ void dropLogLine(benchmark::State& state) {
 }
 
 BENCHMARK(composeEnvelope)->Name("envelope/no_payload");
+BENCHMARK(requestByHand)->Name("envelope/by_hand");
 BENCHMARK(formatToken)->Name("hex_text/32_byte_token");
 BENCHMARK(dropLogLine)->Name("log/dropped_line");
 
