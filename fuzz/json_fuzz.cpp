@@ -30,8 +30,8 @@ void requireEveryEntryFound(const Value& value) {
 Value rewritten(const Value& value) {
   const Value text = platform::JSONSerialization::dataWithJSONObject(value);
   const std::optional<Value> again = platform::JSONSerialization::JSONObjectWithData(text.bytes(), nullptr);
-  require(again && *again == value, "what is written reads as the same value", textOf(text.bytes()));
-  require(again->hash() == value.hash(), "equal values hash alike", textOf(text.bytes()));
+  require(again && *again == value, "a written value reads back as the same value", textOf(text.bytes()));
+  require(again->hash() == value.hash(), "equal values have equal hashes", textOf(text.bytes()));
   return *again;
 }
 
@@ -40,9 +40,9 @@ void requireRoundTrip(const Value& value) {
   const Value settled = rewritten(rewritten(value));
   const Value text = platform::JSONSerialization::dataWithJSONObject(settled);
   const Value again = rewritten(settled);
-  require(platform::JSONSerialization::dataWithJSONObject(again) == text, "a value is written the same each time",
+  require(platform::JSONSerialization::dataWithJSONObject(again) == text, "a value is always written as the same text",
           textOf(text.bytes()));
-  require(again.description() == settled.description(), "equal values print alike", settled.description());
+  require(again.description() == settled.description(), "equal values have equal descriptions", settled.description());
 }
 
 /// Whether the text alone allows the expectation that the other reader agrees.
@@ -54,15 +54,15 @@ void requireAgreement(std::string_view text, const std::optional<Value>& value) 
   try {
     const Value other = pellion::readJSON("text", text).value;
     const bool isContainer = other.ifList() != nullptr || other.ifDictionary() != nullptr;
-    require(value.has_value() == isContainer, "both readers take the same texts");
+    require(value.has_value() == isContainer, "both readers accept the same texts");
     require(!value || *value == other, "both readers read the same value", other.description());
   } catch (const pellion::DocumentError& error) {
     requireOneLineAbout("text", error.what());
     // It also rejects 0e999 as a number out of range.
     const std::string_view why = error.text();
-    const bool refusesMore = why.starts_with("nested too deeply") || why.ends_with("of the two out") ||
+    const bool refusesMore = why.starts_with("nested too deeply") || why.ends_with("remove one of the two") ||
                              why.ends_with("Number too big to be stored in double");
-    require(!value || refusesMore, "what one reader refuses the other does", error.what());
+    require(!value || refusesMore, "both readers reject the same texts", error.what());
   }
 }
 
@@ -78,7 +78,7 @@ void run(std::string_view input) {
   } else {
     const Value* reason = error.userInfo.find("NSDebugDescription");
     require(error.code == 3840 && !error.localizedDescription.empty() && reason != nullptr && !reason->text().empty(),
-            "a refusal says why", error.description());
+            "an error has a reason", error.description());
   }
   if (isCommon(input)) requireAgreement(input, value);
 }

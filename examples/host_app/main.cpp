@@ -30,15 +30,15 @@ constexpr const char* appGroup = "group.example.shop";
 
 constexpr const char* expected[] = {
     "backend: token 0aff0042 of device-1",
-    "phone: hears that there is new data",
+    "phone: receives the fetch result new data",
     "backend: notification 41 delivered",
     "phone: shows a banner",
     "backend: notification 42 delivered",
-    "phone: hears that the response is handled",
+    "phone: receives the completion of the response",
     "phone: opens shop://sale",
     "backend: notification 42 responded",
     "phone: shows badge 3",
-    "phone: hears that the response is handled",
+    "phone: receives the completion of the response",
     "phone: opens shop://orders",
     "backend: notification 43 responded",
     "extension: finds badge 3",
@@ -61,7 +61,7 @@ std::string textAt(const Value& dictionary, std::string_view key) { return at(di
 std::string textOf(const pellion::ReceivedRequest& request) {
   if (const std::string* token = request.findHeader("notificationid")) {
     const std::string* device = request.findQueryItem("deviceid");
-    return "token " + *token + " of " + (device != nullptr ? *device : "nobody");
+    return "token " + *token + " of " + (device != nullptr ? *device : "no device");
   }
   const Value body = request.decodedBody ? request.decodedBody->json.value_or(Value()) : Value();
   std::string text;
@@ -75,12 +75,13 @@ std::string textOf(const pellion::ReceivedRequest& request) {
   return text.empty() ? request.method + ' ' + request.target : text;
 }
 
-/// What the phone does, and what the application tells it.
+/// What the phone does, and what the application returns to it.
 std::string textOf(const host::Event& event) {
   const auto detail = [&](const char* key) { return textAt(event.details, key); };
-  if (event.what == "fetched") return detail("result") == "0" ? "hears that there is new data" : "hears of no new data";
+  if (event.what == "fetched")
+    return detail("result") == "0" ? "receives the fetch result new data" : "receives another fetch result";
   if (event.what == "presents") return detail("options") == "16" ? "shows a banner" : "shows no banner";
-  if (event.what == "response completed") return "hears that the response is handled";
+  if (event.what == "response completed") return "receives the completion of the response";
   if (event.what == "opened URL") return "opens " + detail("url");
   if (event.what == "set badge") return "shows badge " + detail("number");
   return std::string(event.what);
@@ -182,14 +183,14 @@ bool playDay() {
     shop = &platform::objectState<ShopApplication>(delegate.get());
     host::startApplication(delegate);
   });
-  day.happens("It hands over the device token.", [&] { host::deliverDeviceToken(&token); });
+  day.happens("It delivers the device token.", [&] { host::deliverDeviceToken(&token); });
   day.happens("A notification wakes the shop up in the background.", [&] { host::deliverInBackground(catalogue); });
   day.happens("Another arrives while the shop is open.", [&] { host::deliverInForeground(sale); });
   day.happens("The user taps it.", [&] { host::deliverResponse(sale, tap); });
   day.happens("The user puts three things into the basket,", [&] { shop->fillBasket(3); });
   day.happens("signs in,", [&] { shop->signIn(); });
   day.happens("and taps a third notification.", [&] { host::deliverResponse(parcel, tap); });
-  std::cout << "In the end the notification extension looks into the shared store.\n";
+  std::cout << "Finally the notification extension reads the shared store.\n";
   day.lookFromExtension();
   return day.isAsExpected();
 }

@@ -47,7 +47,7 @@ bool ShopApplication::didFinishLaunching(id application, id /*options*/) {
 }
 
 void ShopApplication::didReceiveRemoteNotification(id /*application*/, id /*userInfo*/, FetchHandler handler) {
-  say("loads the catalogue, answers: new data");
+  say("loads the catalogue, returns: new data");
   platform::invoke(handler, platform::UIBackgroundFetchResultNewData);
 }
 
@@ -75,12 +75,12 @@ void GuestNotifications::defineClass(platform::ClassFace<GuestNotifications>& fa
 }
 
 void GuestNotifications::willPresent(id /*center*/, id notification, PresentationHandler handler) {
-  say("for guests: has " + alertOf(notification) + " shown as a banner");
+  say("for guests: shows " + alertOf(notification) + " as a banner");
   platform::invoke(handler, platform::UNNotificationPresentationOptionBanner);
 }
 
 void GuestNotifications::didReceive(id /*center*/, id response, ResponseHandler handler) {
-  say("for guests: answers the tap on " + alertOf(get(response, "notification")));
+  say("for guests: handles the tap on " + alertOf(get(response, "notification")));
   platform::invoke(handler);
 }
 
@@ -91,11 +91,11 @@ void MemberNotifications::defineClass(platform::ClassFace<MemberNotifications>& 
 }
 
 void MemberNotifications::willPresent(id /*center*/, id notification, PresentationHandler handler) {
-  say("for members: has " + alertOf(notification) + " listed alone");
+  say("for members: shows " + alertOf(notification) + " only in the list");
   platform::invoke(handler, platform::UNNotificationPresentationOptionList);
 }
 
 void MemberNotifications::didReceive(id /*center*/, id response, ResponseHandler handler) {
-  say("for members: answers the tap on " + alertOf(get(response, "notification")));
+  say("for members: handles the tap on " + alertOf(get(response, "notification")));
   platform::invoke(handler);
 }

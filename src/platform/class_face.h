@@ -17,9 +17,9 @@
 //    public:
 //     static constexpr const char* className = "Listener";
 //     static void defineClass(platform::ClassFace<Listener>& face) {
-//       face.method<&Listener::heard>("heard:").conformsTo("Listening");
+//       face.method<&Listener::receive>("receive:").conformsTo("Listening");
 //     }
-//     void heard(id notification);
+//     void receive(id notification);
 //   };
 //   platform::Strong listener = platform::makeObject<Listener>();
 //

@@ -46,7 +46,7 @@ consteval const char* encodingOf() {
   } else if constexpr (std::is_same_v<U, const char*> || std::is_same_v<U, char*>) {
     return "*";
   } else {
-    static_assert(std::is_pointer_v<U>, "a method takes and gives scalars, pointers and objects");
+    static_assert(std::is_pointer_v<U>, "a method takes and returns scalars, pointers and objects");
     return isBlockPtr<U> ? "@?" : "^v";
   }
 }

@@ -68,26 +68,26 @@ std::string makeOwnerOnlyFile(const std::filesystem::path& path) {
   struct stat found {};
   const bool exists = ::mknod(path.c_str(), S_IFREG | ownersRights, 0) == 0 || errno == EEXIST;
   if (!exists || ::lstat(path.c_str(), &found) != 0) return std::strerror(errno);
-  if (!S_ISREG(found.st_mode)) return "it is no regular file; remove it, or name another place";
+  if (!S_ISREG(found.st_mode)) return "it is not a regular file; remove it, or configure another path";
   const mode_t rights = found.st_mode & ALLPERMS;
   if ((rights & ~ownersRights) != 0 && ::chmod(path.c_str(), rights & ownersRights) != 0) return std::strerror(errno);
   for (const char* suffix : {"-journal", "-wal"}) {  // SQLite would wait for a writer to a pipe of that name
     const std::string companion = path.string() + suffix;
-    if (!isRegularOrAbsent(companion)) return companion + " is no regular file; remove it";
+    if (!isRegularOrAbsent(companion)) return companion + " is not a regular file; remove it";
   }
   return {};
 }
 
 const char* remedyFor(int result) {
   switch (result) {
-    case SQLITE_BUSY: return "; another program keeps it locked: end that one";
-    case SQLITE_FULL: return "; make room on its disk: what was stored before is still there";
+    case SQLITE_BUSY: return "; another program keeps it locked: end that program";
+    case SQLITE_FULL: return "; free space on its disk: the items stored before are unchanged";
     case SQLITE_NOTADB:
-    case SQLITE_CORRUPT: return "; it is left as it is: move it away to begin anew";
+    case SQLITE_CORRUPT: return "; it is not changed: move it away to start with an empty store";
     case SQLITE_READONLY:
     case SQLITE_PERM:
-    case SQLITE_CANTOPEN: return "; its owner needs the right to write it and its directory";
-    case SQLITE_ERROR: return "; it is no store, and left as it is: move it away to begin anew";
+    case SQLITE_CANTOPEN: return "; its owner needs write permission for it and its directory";
+    case SQLITE_ERROR: return "; it is not a store and is not changed: move it away to start with an empty store";
     default: return "";
   }
 }
@@ -145,7 +145,7 @@ bool ItemStore::open() {
       "PRAGMA journal_mode = DELETE; PRAGMA synchronous = FULL; PRAGMA secure_delete = ON;"
       "CREATE TABLE IF NOT EXISTS items (key TEXT PRIMARY KEY, data BLOB NOT NULL) WITHOUT ROWID";
   if (sqlite3_exec(database_, setUp, nullptr, nullptr, nullptr) != SQLITE_OK) return fail("cannot be opened");
-  return !isCutShort(database_, path_) || refuse("is cut short" + std::string(remedyFor(SQLITE_CORRUPT)));
+  return !isCutShort(database_, path_) || refuse("is truncated" + std::string(remedyFor(SQLITE_CORRUPT)));
 }
 
 bool ItemStore::fail(const std::string& what) {

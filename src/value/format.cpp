@@ -31,7 +31,7 @@ class Formatter {
       (this->*conversion->append)();
       rest.remove_prefix(conversion->text.size());
     }
-    if (next_ != end_) fail("an argument too many");
+    if (next_ != end_) fail("too many arguments");
     out_ += rest;
     return std::move(out_);
   }
@@ -45,12 +45,12 @@ class Formatter {
   static const Conversion conversions[9];
 
   const FormatArgument& argument() {
-    if (next_ == end_) fail("an argument too few");
+    if (next_ == end_) fail("too few arguments");
     return *next_++;
   }
   std::int64_t integer() {
     const FormatArgument& number = argument();
-    if (number.kind_ != Kind::integer) fail("something that is no integer for an integer's conversion");
+    if (number.kind_ != Kind::integer) fail("an argument that is not an integer for an integer conversion");
     return number.integer_;
   }
   template <class Integer>
@@ -72,7 +72,8 @@ class Formatter {
   void appendPercent() { out_ += '%'; }
   void appendPointer() {
     const FormatArgument& pointer = argument();
-    if (pointer.kind_ == Kind::text || pointer.kind_ == Kind::integer) fail("no pointer for a pointer's conversion");
+    if (pointer.kind_ == Kind::text || pointer.kind_ == Kind::integer)
+      fail("an argument that is not a pointer for a pointer conversion");
     out_ += "0x";
     appendDigits(reinterpret_cast<std::uintptr_t>(pointer.pointer_), 16);
   }

@@ -1,4 +1,4 @@
-// The application's delegate as a proxy: its subclass, its callbacks, and the application that replaces it.
+// The application's delegate as a proxy: its subclass, its callbacks, and its replacement by the application.
 
 #include <gmock/gmock.h>
 
@@ -52,20 +52,20 @@ void fetchTwice(id, SEL, id, id, FetchHandler handler) {
   answerWith(handler, 0);
 }
 
-/// Hears of each setting of the application's delegate, as any other observer may.
+/// Observes each assignment of the application's delegate, as any observer may.
 class Watcher {
  public:
   static constexpr const char* className = "Watcher";
   static void defineClass(platform::ClassFace<Watcher>& face) {
     face.method<&Watcher::observe>("observeValueForKeyPath:ofObject:change:context:");
   }
-  explicit Watcher(std::function<void(id delegate)> heard) : heard_(std::move(heard)) {
+  explicit Watcher(std::function<void(id delegate)> callback) : callback_(std::move(callback)) {
     platform::addObserver(host::UIApplication::sharedApplication(), platform::objectOf(*this), "delegate", 0, nullptr);
   }
-  void observe(id, id application, id, void*) { heard_(platform::send<id()>(application, sel("delegate"))); }
+  void observe(id, id application, id, void*) { callback_(platform::send<id()>(application, sel("delegate"))); }
 
  private:
-  std::function<void(id delegate)> heard_;
+  std::function<void(id delegate)> callback_;
 };
 
 class AppDelegate : public Test {
@@ -92,7 +92,8 @@ TEST_F(AppDelegate, BecomesAnInstanceOfASubclassWithTheThreeCallbacks) {
   addMethod(base, didRegister, noteToken<'B'>);
   const Class cls = makeClass("ShopDelegate", base);
   addMethod(cls, "conformsToProtocol:", agree<Protocol*>);
-  const Class hidden = makeClass("HiddenDelegate", cls);  // behind what `class` says, as where somebody observes it
+  const Class hidden =
+      makeClass("HiddenDelegate", cls);  // behind what `class` says, as when another object observes it
   addMethod(hidden, "class", shopClass);
   addMethod(hidden, didRegister, noteToken<'H'>);
   const Strong delegate = makeInstance(hidden);
@@ -130,7 +131,7 @@ TEST_F(AppDelegate, KeptTheTwoAssociationPolicies) {
       << "empty, then filled";
 }
 
-/// Makes a class's instances grow when it goes, which no class does by itself.
+/// Enlarges a class's instances when it is destroyed, which no class does by itself.
 class Swelling {
  public:
   static constexpr const char* className = "Swelling";
@@ -161,7 +162,7 @@ TEST_F(AppDelegate, KeptAssociationsAreAttachedBeforeTheSizeCheck) {
 Class raisingClass(id, SEL) { throw platform::Exception("SomeException", "no class today"); }
 Class unregisteredClass(id self, SEL) { return objc_allocateClassPair(object_getClass(self), "NeverRegistered", 0); }
 
-TEST_F(AppDelegate, IsLeftAloneWhereTheSubclassCannotBeMade) {
+TEST_F(AppDelegate, IsNotProxiedWhereTheSubclassCannotBeMade) {
   const struct {
     const char* delegate;
     bool declares;
@@ -187,7 +188,7 @@ TEST_F(AppDelegate, IsLeftAloneWhereTheSubclassCannotBeMade) {
     EXPECT_EQ(object_getClass(delegate.get()), delegate ? cls : nullptr);
     EXPECT_FALSE(responds(delegate.get(), didRegister));
     EXPECT_EQ(proxied().aAppDelegateSubclass, nullptr);
-    EXPECT_EQ(proxied().aOriginalAppDelegate, delegate) << "it was set again all the same";
+    EXPECT_EQ(proxied().aOriginalAppDelegate, delegate) << "it was set again anyway";
     EXPECT_THAT(phone_.takeLines(), ElementsAre(log));
   }
 }
@@ -215,7 +216,7 @@ TEST_F(AppDelegate, KeepsAMethodThatItsSubclassHasAlready) {
                               std::string(didRegister) + " as it already exists"));
 }
 
-TEST_F(AppDelegate, IsProxiedOnceWhateverAnObserverDoes) {
+TEST_F(AppDelegate, IsProxiedOnceForAnyActionOfAnObserver) {
   int notices = 0;
   const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
   host::startApplication(delegate);
@@ -244,10 +245,11 @@ TEST_F(AppDelegate, IsCalledAfterTheInterceptorsAndOnlyWhereItHasAnImplementatio
   EXPECT_THAT(takeCalls(), ElementsAre("I token T", "A token T", "I failure no network"));
   setAppDelegate(twin.get());
   host::deliverDeviceToken(nullptr);
-  EXPECT_THAT(takeCalls(), ElementsAre("A token (null)")) << "another delegate of the class hears for itself alone";
+  EXPECT_THAT(takeCalls(), ElementsAre("A token (null)"))
+      << "another delegate of the class receives only its own callback";
 }
 
-TEST_F(AppDelegate, MergesWhatTheParticipantsHaveFetched) {
+TEST_F(AppDelegate, MergesTheFetchResultsOfTheParticipants) {
   using Fetch = void (*)(id, SEL, id, id, FetchHandler);
   const struct {
     std::vector<Fetch> interceptors;
@@ -287,7 +289,7 @@ TEST_F(AppDelegate, MergesWhatTheParticipantsHaveFetched) {
   }
 }
 
-TEST_F(AppDelegate, KeptWhoAnswersTwiceIsNotStopped) {
+TEST_F(AppDelegate, KeptAnInterceptorThatCompletesTwiceIsNotStopped) {
   const Class cls = appDelegateClass("ShopDelegate");
   addMethod(cls, didReceive, fetchTwice);
   start(makeInstance(cls));
@@ -295,7 +297,7 @@ TEST_F(AppDelegate, KeptWhoAnswersTwiceIsNotStopped) {
             "a dispatch group was left more often than it was entered");
 }
 
-TEST_F(AppDelegate, KeptTheNilAndBackAndHowTheObserverMeetsIt) {
+TEST_F(AppDelegate, KeptTheDelegateIsSetToNilAndBackAndTheObserverIsNotified) {
   for (const bool canBeSubclassed : {true, false}) {
     SCOPED_TRACE(canBeSubclassed);
     phone_->launch();
@@ -313,7 +315,7 @@ TEST_F(AppDelegate, KeptTheNilAndBackAndHowTheObserverMeetsIt) {
     using Notice = std::tuple<bool, bool, bool>;
     EXPECT_THAT(notices, ElementsAre(Notice(false, false, false), Notice(true, false, false), Notice(false, true, true),
                                      Notice(true, false, false)))
-        << "set, watched, kept";
+        << "set, observed, kept";
     EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving());
     EXPECT_EQ(proxied().aOriginalAppDelegate, delegate);
     PLXAppDelegateObserver::sharedInstance().observeUIApplication();
@@ -321,7 +323,7 @@ TEST_F(AppDelegate, KeptTheNilAndBackAndHowTheObserverMeetsIt) {
   }
 }
 
-TEST_F(AppDelegate, StaysUnproxiedWhenItComesLateAndOtherChangesAreIgnored) {
+TEST_F(AppDelegate, IsNotProxiedWhenItIsSetLateAndOtherChangesAreIgnored) {
   const Strong late = makeInstance(appDelegateClass("ShopDelegate"));
   start({});
   setAppDelegate(late.get());
@@ -335,7 +337,7 @@ TEST_F(AppDelegate, StaysUnproxiedWhenItComesLateAndOtherChangesAreIgnored) {
   EXPECT_TRUE(PLXAppDelegateObserver::sharedInstance().isObserving()) << "another key path";
 }
 
-TEST_F(AppDelegate, IsLetGoOnceTheApplicationReplacesItAndTheNewOneIsNotProxied) {
+TEST_F(AppDelegate, IsReleasedOnceTheApplicationReplacesItAndTheNewOneIsNotProxied) {
   int deaths = 0;
   const Class cls = appDelegateClass("ShopDelegate");
   Strong delegate = makeInstance(cls);

@@ -59,7 +59,7 @@ TEST_F(Interceptors, AreKnownByTheirAddressOnceAndCalledOnceUntilUnregistered) {
   const Strong object = interceptor("Interceptor");
   const Strong heir = makeInstance(makeClass("Heir", objc_getClass("Interceptor")));
   const Strong deaf = makeInstance(appDelegateClass("Deaf"));
-  const Class saying = makeClass("Saying");  // as an object does that stands for another one
+  const Class saying = makeClass("Saying");  // like a proxy for another object
   addMethod(saying, "conformsToProtocol:", agree<Protocol*>);
   addMethod(saying, "respondsToSelector:", agree<SEL>);
   const Strong proxy = makeInstance(saying);
@@ -74,14 +74,14 @@ TEST_F(Interceptors, AreKnownByTheirAddressOnceAndCalledOnceUntilUnregistered) {
   EXPECT_THAT(phone_.takeLines(), IsEmpty());
 }
 
-TEST_F(Interceptors, KeptAGoneOneStaysUntilTheNextBroadcast) {
+TEST_F(Interceptors, KeptADeallocatedOneStaysUntilTheNextBroadcast) {
   Strong object = interceptor("Interceptor");
   const std::string id = add(object);
   object = {};
   remove(id);
   EXPECT_EQ(count(), 1U);
   PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), nullptr);
-  EXPECT_EQ(count(), 1U) << "without a callback nobody looks";
+  EXPECT_EQ(count(), 1U) << "without a callback the list is not read";
   PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(sel(didFail), [](::id) {});
   EXPECT_EQ(count(), 0U);
   EXPECT_THAT(
@@ -92,7 +92,7 @@ TEST_F(Interceptors, KeptAGoneOneStaysUntilTheNextBroadcast) {
                       id + ". Removing the interceptor."));
 }
 
-TEST_F(Interceptors, UnregisteringWhatIsNotThereIsOnlyLogged) {
+TEST_F(Interceptors, UnregisteringAnUnknownIdentifierIsOnlyLogged) {
   PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(nullptr);
   remove("");
   remove("PLX_0x1");
@@ -100,7 +100,7 @@ TEST_F(Interceptors, UnregisteringWhatIsNotThereIsOnlyLogged) {
               ElementsAre(unregistering + "cannot unregister empty interceptor ID.", unknown, unknown + "PLX_0x1"));
 }
 
-TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
+TEST_F(Interceptors, MayBeRegisteredAndUnregisteredDuringABroadcast) {
   const Strong first = interceptor("First");
   const Strong second = makeInstance(objc_getClass("First"));
   const Strong late = makeInstance(objc_getClass("First"));
@@ -114,7 +114,7 @@ TEST_F(Interceptors, MayComeAndGoDuringABroadcast) {
   EXPECT_THAT(broadcast(), ElementsAre(late.get()));
 }
 
-TEST_F(Interceptors, AreRemovedOnceByABroadcastInsideABroadcastAndStayWhenRegisteredAnew) {
+TEST_F(Interceptors, AreRemovedOnceByABroadcastInsideABroadcastAndStayWhenRegisteredAgain) {
   const Strong first = interceptor("First");
   add(first);
   Strong gone = makeInstance(objc_getClass("First"));
@@ -125,14 +125,14 @@ TEST_F(Interceptors, AreRemovedOnceByABroadcastInsideABroadcastAndStayWhenRegist
               ElementsAre("AppDelegateProxy cannot find interceptor with ID " + id + ". Removing the interceptor."));
 
   PLAppDelegateSwizzler::interceptors().set(id, platform::makeObject<PLXSafeWeakContainer>());
-  Strong anew = platform::makeObject<PLXSafeWeakContainer>();
-  platform::objectState<PLXSafeWeakContainer>(anew.get()).setObject(first.get());
-  EXPECT_THAT(broadcast([&](::id) { PLAppDelegateSwizzler::interceptors().set(id, anew); }), SizeIs(1));
-  EXPECT_EQ(count(), 2U) << "the present entry is not the one that was found dead";
+  Strong replacement = platform::makeObject<PLXSafeWeakContainer>();
+  platform::objectState<PLXSafeWeakContainer>(replacement.get()).setObject(first.get());
+  EXPECT_THAT(broadcast([&](::id) { PLAppDelegateSwizzler::interceptors().set(id, replacement); }), SizeIs(1));
+  EXPECT_EQ(count(), 2U) << "the present entry is not the one whose object was deallocated";
   EXPECT_THAT(phone_.takeLog(), IsEmpty());
 }
 
-TEST_F(Interceptors, MayLetGoOfALaterOneDuringABroadcast) {
+TEST_F(Interceptors, MayReleaseALaterOneDuringABroadcast) {
   const Strong first = interceptor("First");
   Strong second = makeInstance(objc_getClass("First"));
   add(first);

@@ -19,18 +19,18 @@ std::string errorOf(const Work& work) {
   return test::thrown<host::ConfigurationError>(work);
 }
 
-TEST(Configuration, namesTheFileTheKeyAndWhatWasExpected) {
+TEST(Configuration, namesTheFileTheKeyAndTheExpectedValue) {
   const std::vector<std::pair<std::vector<Value::Entry>, std::string>> cases{
       {{{"PORTAL_ID", 7}}, "/bundle/PellionInfo.plist: PORTAL_ID must be a string"},
       {{{"GZIP", "yes"}}, "GZIP must be true or false"},
       {{{"GZIP", 1}}, "GZIP must be true or false"},
       {{{"APP_META", "x"}}, "APP_META must be a dictionary"},
       {{{"LOG_LEVEL", "loud"}}, "LOG_LEVEL must be one of none, warning, info, verbose"},
-      {{{"BEARER_TOKEN", "a\r\nX-Evil: 1"}}, "BEARER_TOKEN must not hold control characters"},
+      {{{"BEARER_TOKEN", "a\r\nX-Evil: 1"}}, "BEARER_TOKEN must not contain control characters"},
       {{{"CLEAR_TEXT_HOSTS", "a"}}, "CLEAR_TEXT_HOSTS must be a list"},
       {{{"CLEAR_TEXT_HOSTS", Value::list({1})}}, "CLEAR_TEXT_HOSTS must be a string"},
       {{{"CA_FILE", "nowhere.pem"}}, "CA_FILE must name a file"},
-      {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not known; known are SERVER_URL, DOMAIN"},
+      {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not a known key; the keys are SERVER_URL, DOMAIN"},
       {{{"SERVER_URL", nullptr}}, "SERVER_URL is missing"},
       {{{"SERVER_URL", ""}, {"DOMAIN", ""}}, "SERVER_URL is missing"},
       {{{"CA_FILE", std::string(5000, 'x')}}, "CA_FILE must name a file"},
@@ -55,7 +55,7 @@ TEST(Configuration, readsTheFileAndFindsTheAuthoritiesBesideIt) {
   EXPECT_EQ(configuration.networkPolicy.certificateAuthorities, directory.path() / "ca.pem");
 }
 
-TEST(Configuration, saysWhyAFileCannotBeRead) {
+TEST(Configuration, reportsWhyAFileCannotBeRead) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
   const auto error = [&] { return errorOf([&] { host::readConfiguration(path); }); };

@@ -19,7 +19,7 @@ class InvocationTest : public testing::Test {
   platform::Strong object = makeInstance(cls);
 };
 
-TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndGivesTheResult) {
+TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndReturnsTheResult) {
   addMethod(
       cls, "a:b:c:d:e:f:", +[](id, SEL, bool a, std::int16_t b, std::uint32_t c, float d, double e, id f) {
         return f == nullptr ? 0 : (a ? 1 : 0) + b + c + static_cast<double>(d) + e;
@@ -41,7 +41,7 @@ TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndGivesTheResult) {
   EXPECT_EQ(result, 1 - 200 + 4e9 + 0.75);
 }
 
-TEST_F(InvocationTest, GivesShortResultsTheirSizeAndZeroForANullTarget) {
+TEST_F(InvocationTest, ReturnsShortResultsInTheirSizeAndZeroForANullTarget) {
   addMethod(
       cls, "flag", +[](id, SEL) { return std::int8_t{-3}; });
   auto invocation = Invocation::invocationWithObjCTypes("c@:");
@@ -72,7 +72,7 @@ TEST_F(InvocationTest, ExtendsTheSignOfShortArguments) {
   EXPECT_EQ(result, -203);
 }
 
-TEST_F(InvocationTest, RefusesWhatItsEncodingDoesNotSay) {
+TEST_F(InvocationTest, RejectsArgumentsOutsideItsEncoding) {
   addMethod(cls, "answer", answer<1>);
   auto invocation = Invocation::invocationWithObjCTypes("v@:@");
   invocation->setTarget(object.get());
@@ -84,7 +84,7 @@ TEST_F(InvocationTest, RefusesWhatItsEncodingDoesNotSay) {
   EXPECT_THROW(invocation->invoke(), Exception);
 }
 
-TEST_F(InvocationTest, MalformedEncodingGivesNone) {
+TEST_F(InvocationTest, MalformedEncodingReturnsNull) {
   for (const char* types : {static_cast<const char*>(nullptr), "", "v", "v@", "v:@", "v@:v", "v@:z", "v@:^",
                             "v@:{CGSize=dd}", "v@:^{Open", "v@:@?<"}) {
     EXPECT_FALSE(Invocation::invocationWithObjCTypes(types)) << (types == nullptr ? "null" : types);

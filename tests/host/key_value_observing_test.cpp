@@ -75,7 +75,7 @@ class KeyValueObserving : public testing::Test {
   Strong delegate = makeInstance(objc_getClass("NSObject"));
 };
 
-TEST_F(KeyValueObserving, TellsEverySettingWithOldAndNewValue) {
+TEST_F(KeyValueObserving, ReportsEachAssignmentWithOldAndNewValue) {
   int mark = 0;
   observe(newAndOld, &mark);
   setDelegate(delegate.get());
@@ -92,7 +92,7 @@ TEST_F(KeyValueObserving, TellsEverySettingWithOldAndNewValue) {
   EXPECT_EQ(changes[2].newValue, Value());
 }
 
-TEST_F(KeyValueObserving, TellsNumbersTheValuesAskedForAndNothingOfOtherKeys) {
+TEST_F(KeyValueObserving, ReportsNumbersTheRequestedValuesAndNoOtherKeys) {
   platform::addObserver(application.get(), watcher.get(), "badge", platform::NSKeyValueObservingOptionNew, nullptr);
   setDelegate(delegate.get());
   platform::send<void(std::int64_t)>(application.get(), sel("setBadge:"), 5);
@@ -101,7 +101,7 @@ TEST_F(KeyValueObserving, TellsNumbersTheValuesAskedForAndNothingOfOtherKeys) {
   EXPECT_EQ(changes[0].oldValue, std::nullopt);
 }
 
-TEST_F(KeyValueObserving, WatchesOneObjectThatKeepsTheClassItSaysItIs) {
+TEST_F(KeyValueObserving, ObservesOneObjectWhoseReportedClassDoesNotChange) {
   const Strong other = platform::makeObject<Application>();
   observe();
   platform::send<void(id)>(other.get(), sel("setDelegate:"), delegate.get());
@@ -109,7 +109,7 @@ TEST_F(KeyValueObserving, WatchesOneObjectThatKeepsTheClassItSaysItIs) {
   EXPECT_EQ(platform::send<Class()>(application.get(), sel("class")), platform::classOf<Application>());
 }
 
-TEST_F(KeyValueObserving, ObserverRegisteredTwiceIsToldTwiceAndMayRemoveItselfInside) {
+TEST_F(KeyValueObserving, ObserverRegisteredTwiceIsNotifiedTwiceAndMayRemoveItselfInTheCall) {
   observe();
   observe();
   setDelegate(delegate.get());
@@ -125,7 +125,7 @@ TEST_F(KeyValueObserving, ObserverRegisteredTwiceIsToldTwiceAndMayRemoveItselfIn
   EXPECT_EQ(changes.size(), 3U);
 }
 
-TEST_F(KeyValueObserving, RemovesByContextAndRaisesForAStranger) {
+TEST_F(KeyValueObserving, RemovesByContextAndRaisesForAnUnknownObserver) {
   int first = 0;
   int second = 0;
   observe(newAndOld, &first);
@@ -142,7 +142,7 @@ TEST_F(KeyValueObserving, RemovesByContextAndRaisesForAStranger) {
   EXPECT_THROW(platform::removeObserver(unobserved.get(), watcher.get(), "delegate"), platform::Exception);
 }
 
-TEST_F(KeyValueObserving, SwizzledSetterAndDeadObserverAreMinded) {
+TEST_F(KeyValueObserving, RespectsASwizzledSetterAndSkipsADeallocatedObserver) {
   observe();
   const Method method = class_getInstanceMethod(platform::classOf<Application>(), sel("setDelegate:"));
   method_setImplementation(method, host::implementationOf(+[](id, SEL, id) {}));
@@ -152,7 +152,7 @@ TEST_F(KeyValueObserving, SwizzledSetterAndDeadObserverAreMinded) {
   setDelegate(delegate.get());
 }
 
-TEST_F(KeyValueObserving, RefusesWhatItCannotObserve) {
+TEST_F(KeyValueObserving, RejectsKeysThatItCannotObserve) {
   const auto add = [&](const char* key) { platform::addObserver(application.get(), watcher.get(), key, 0, nullptr); };
   EXPECT_THROW(add("name"), platform::Exception);
   EXPECT_THROW(add("delegate.name"), platform::Exception);

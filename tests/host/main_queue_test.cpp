@@ -39,7 +39,7 @@ TEST_F(VirtualQueue, runsWorkInOrderOfItsTimeThenOfItsArrival) {
   EXPECT_EQ(clock_.now(), 5s);
 }
 
-TEST_F(VirtualQueue, letsTimeStandStillWhileOutsideWorkIsGoingOn) {
+TEST_F(VirtualQueue, stopsTimeDuringOutsideWork) {
   queue_.after(3s, note("timer"));
   queue_.beginOutsideWork();
   std::thread outside([this] {

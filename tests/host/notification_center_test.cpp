@@ -15,7 +15,7 @@ using platform::NotificationCenter::addObserver;
 using platform::NotificationCenter::postNotificationName;
 using platform::NotificationCenter::removeObserver;
 
-struct Heard {
+struct Delivery {
   std::string listener;
   Strong notification;
 };
@@ -23,48 +23,50 @@ struct Heard {
 class Listener {
  public:
   static constexpr const char* className = "Listener";
-  static void defineClass(platform::ClassFace<Listener>& face) { face.method<&Listener::hear>("hear:"); }
-  Listener(std::string name, std::vector<Heard>& heard) : name_(std::move(name)), heard_(heard) {}
-  void hear(id notification) {
-    heard_.push_back({name_, notification});
+  static void defineClass(platform::ClassFace<Listener>& face) { face.method<&Listener::receive>("receive:"); }
+  Listener(std::string name, std::vector<Delivery>& received) : name_(std::move(name)), received_(received) {}
+  void receive(id notification) {
+    received_.push_back({name_, notification});
     if (then) then();
   }
   std::function<void()> then;
 
  private:
   std::string name_;
-  std::vector<Heard>& heard_;
+  std::vector<Delivery>& received_;
 };
 
 class NotificationCenter : public Test {
  protected:
   std::vector<std::string> takeListeners() {
     std::vector<std::string> names;
-    for (const Heard& each : std::exchange(heard, {})) names.push_back(each.listener);
+    for (const Delivery& each : std::exchange(received, {})) names.push_back(each.listener);
     return names;
   }
 
   TestProcess process;
-  std::vector<Heard> heard;
-  Strong first = platform::makeObject<Listener>("first", heard);
-  Strong second = platform::makeObject<Listener>("second", heard);
+  std::vector<Delivery> received;
+  Strong first = platform::makeObject<Listener>("first", received);
+  Strong second = platform::makeObject<Listener>("second", received);
   Strong sender = makeInstance(objc_getClass("NSObject"));
 };
 
-TEST_F(NotificationCenter, TellsInTheOrderOfRegistrationEachAsOftenAsItRegistered) {
-  for (const Strong& each : {second, first, second}) addObserver(each.get(), sel("hear:"), "Event", nullptr);
-  addObserver(first.get(), sel("hear:"), "Other", nullptr);
+TEST_F(NotificationCenter, NotifiesInTheOrderOfRegistrationOnceForEachRegistration) {
+  for (const Strong& each : {second, first, second}) addObserver(each.get(), sel("receive:"), "Event", nullptr);
+  addObserver(first.get(), sel("receive:"), "Other", nullptr);
   postNotificationName("Event", sender.get(), platform::boxed(Value::dictionary({{"a", 1}})));
-  const auto told = [&](const char* what) { return platform::send<id()>(heard.at(0).notification.get(), sel(what)); };
-  EXPECT_EQ(platform::unboxed(told("name")), Value("Event"));
-  EXPECT_EQ(told("object"), sender.get());
-  EXPECT_EQ(platform::unboxed(told("userInfo")), Value::dictionary({{"a", 1}}));
+  const auto property = [&](const char* what) {
+    return platform::send<id()>(received.at(0).notification.get(), sel(what));
+  };
+  EXPECT_EQ(platform::unboxed(property("name")), Value("Event"));
+  EXPECT_EQ(property("object"), sender.get());
+  EXPECT_EQ(platform::unboxed(property("userInfo")), Value::dictionary({{"a", 1}}));
   EXPECT_THAT(takeListeners(), ElementsAre("second", "first", "second"));
 }
 
-TEST_F(NotificationCenter, TellsOfTheSenderAskedFor) {
-  addObserver(first.get(), sel("hear:"), "Event", sender.get());
-  addObserver(second.get(), sel("hear:"), "Event", nullptr);
+TEST_F(NotificationCenter, NotifiesOnlyOfTheRequestedSender) {
+  addObserver(first.get(), sel("receive:"), "Event", sender.get());
+  addObserver(second.get(), sel("receive:"), "Event", nullptr);
   postNotificationName("Event", first.get());
   EXPECT_THAT(takeListeners(), ElementsAre("second"));
   postNotificationName("Event", sender.get());
@@ -74,13 +76,13 @@ TEST_F(NotificationCenter, TellsOfTheSenderAskedFor) {
   EXPECT_THAT(takeListeners(), ElementsAre("second")) << "a sender that is gone is not any sender";
 }
 
-TEST_F(NotificationCenter, ObserverRemovedDuringAPostIsNotToldOneAddedHearsTheNext) {
-  const Strong third = platform::makeObject<Listener>("third", heard);
-  addObserver(first.get(), sel("hear:"), "Event", nullptr);
-  addObserver(second.get(), sel("hear:"), "Event", nullptr);
+TEST_F(NotificationCenter, ObserverRemovedDuringAPostIsNotNotifiedOneAddedReceivesTheNext) {
+  const Strong third = platform::makeObject<Listener>("third", received);
+  addObserver(first.get(), sel("receive:"), "Event", nullptr);
+  addObserver(second.get(), sel("receive:"), "Event", nullptr);
   platform::objectState<Listener>(first.get()).then = [&] {
     removeObserver(second.get());
-    addObserver(third.get(), sel("hear:"), "Event", nullptr);
+    addObserver(third.get(), sel("receive:"), "Event", nullptr);
   };
   postNotificationName("Event", nullptr);
   EXPECT_THAT(takeListeners(), ElementsAre("first"));
@@ -89,8 +91,8 @@ TEST_F(NotificationCenter, ObserverRemovedDuringAPostIsNotToldOneAddedHearsTheNe
   EXPECT_THAT(takeListeners(), ElementsAre("first", "third"));
 }
 
-TEST_F(NotificationCenter, KeepsNobodyAliveAndForgetsTheDead) {
-  addObserver(first.get(), sel("hear:"), "Event", nullptr);
+TEST_F(NotificationCenter, RetainsNoObserverAndSkipsDeallocatedOnes) {
+  addObserver(first.get(), sel("receive:"), "Event", nullptr);
   const platform::Weak weak(first.get());
   first = {};
   EXPECT_FALSE(weak.load());
@@ -99,7 +101,7 @@ TEST_F(NotificationCenter, KeepsNobodyAliveAndForgetsTheDead) {
 }
 
 TEST_F(NotificationCenter, BelongsToItsProcess) {
-  addObserver(first.get(), sel("hear:"), "Event", nullptr);
+  addObserver(first.get(), sel("receive:"), "Event", nullptr);
   const TestProcess other;
   postNotificationName("Event", nullptr);
   EXPECT_THAT(takeListeners(), IsEmpty());

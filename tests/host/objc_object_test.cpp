@@ -68,13 +68,13 @@ TEST_F(ObjcObject, WeakReferencesAreReboundCopiedAndDropped) {
   auto copy = std::make_unique<Weak>(weak);
   weak.store(second.get());
   EXPECT_EQ(copy->load(), first);
-  copy.reset();  // its slot must not be written to any more
+  copy.reset();  // its slot must no longer be written to
   first = {};
   EXPECT_EQ(deaths, 1);
   EXPECT_EQ(weak.load(), second);
 }
 
-TEST_F(ObjcObject, LongChainEndsWithoutALongStack) {
+TEST_F(ObjcObject, LongChainIsReleasedWithoutADeepStack) {
   constexpr int length = 200'000;
   Strong chain;
   for (int i = 0; i < length; ++i) chain = platform::makeObject<Mortal>(&deaths, std::move(chain));
@@ -134,7 +134,7 @@ TEST_F(ObjcObject, BlockReleasesWhatItCapturedWithItsLastReference) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(ObjcObject, BlockPlacesStateAsItsAlignmentAsks) {
+TEST_F(ObjcObject, BlockAlignsItsState) {
   struct alignas(std::max_align_t) Aligned {
     bool isAligned() const { return reinterpret_cast<std::uintptr_t>(this) % alignof(Aligned) == 0; }
   };
@@ -155,7 +155,7 @@ TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(ObjcObject, WeakReferenceMayGoWhileItsObjectDiesElsewhere) {
+TEST_F(ObjcObject, WeakReferenceMayEndWhileAnotherThreadReleasesItsObject) {
   for (int round = 0; round < 100; ++round) {
     Strong object = platform::makeObject<Mortal>(&deaths);
     auto weak = std::make_unique<Weak>(object.get());
@@ -193,7 +193,7 @@ TEST_F(ObjcObject, ThreadsShareObjectsClassesAndWeakReferences) {
   };
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) threads.emplace_back(use, thread);
-  object = {};  // whoever loaded it last ends it
+  object = {};  // the last strong reference ends the object
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(strange, 0);
   EXPECT_FALSE(weak.load());

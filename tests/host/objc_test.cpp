@@ -59,7 +59,7 @@ TEST_F(Objc, ClassHasItsNameFromRegistrationToDisposal) {
   objc_disposeClassPair(base);
   EXPECT_EQ(objc_getClass("Base"), base) << "it has a subclass";
   objc_disposeClassPair(object_getClass(platform::classObject(derived)));
-  EXPECT_EQ(objc_getClass("Derived"), derived) << "a metaclass goes with its class";
+  EXPECT_EQ(objc_getClass("Derived"), derived) << "a metaclass is destroyed with its class";
   objc_disposeClassPair(makeClass("Root", nullptr));
   EXPECT_EQ(objc_getClass("Root"), nullptr);
 }
@@ -172,7 +172,7 @@ TEST_F(Objc, MissingMethodHasTheOneForwardingMarkerWhichMakesAMethodMissingToo) 
   EXPECT_EQ(ask(object.get()), 2);
 }
 
-TEST_F(Objc, ProtocolTellsItsDescriptionsByKindConformanceIsInheritedByTheMethodAlone) {
+TEST_F(Objc, ProtocolReturnsItsDescriptionsByKindOnlyTheMethodInheritsConformance) {
   Protocol* protocol = objc_allocateProtocol("Answering");
   protocol_addMethodDescription(protocol, sel("answer"), "i16@0:8", false, true);
   EXPECT_EQ(objc_getProtocol("Answering"), nullptr);

@@ -1,4 +1,4 @@
-// How a process ends, whatever its parts do meanwhile.
+// The end of a process while its parts still work.
 
 #include "host/phone/process.h"
 
@@ -15,12 +15,12 @@ namespace {
 
 struct Observer {
   static constexpr const char* className = "Observer";
-  static void defineClass(platform::ClassFace<Observer>& face) { face.method<&Observer::heard>("heard:"); }
+  static void defineClass(platform::ClassFace<Observer>& face) { face.method<&Observer::receive>("receive:"); }
   ~Observer() { platform::NotificationCenter::removeObserver(platform::objectOf(*this)); }
-  void heard(id) {}
+  void receive(id) {}
 };
 
-// Asks, as it ends, for what ended before it, for what was never made, and leaves work behind.
+// When it ends, it uses an object that has ended and one that was never made, and schedules work.
 struct Troublesome {
   platform::Strong observer = platform::makeObject<Observer>();
   ~Troublesome() {
@@ -35,15 +35,15 @@ struct Troublesome {
   }
 };
 
-TEST(Process, endsWhatItsPartsMakeAndAskForWhileItEnds) {
+TEST(Process, endsObjectsAndRequestsThatItsPartsMakeWhileItEnds) {
   test::TestProcess process;
   const platform::Strong& observer = platform::Process::shared<Troublesome>().observer;
   // The center is made last, so it ends first.
-  platform::NotificationCenter::addObserver(observer.get(), sel_registerName("heard:"), "name", nullptr);
+  platform::NotificationCenter::addObserver(observer.get(), sel_registerName("receive:"), "name", nullptr);
   process->mainQueue().async([kept = observer] { platform::dispatchAsyncOnMainQueue([kept] {}); });
 }
 
-TEST(Process, leavesItsGroupsHarmless) {
+TEST(Process, leavesItsGroupsUnusableButSafe) {
   const auto group = [] {
     const test::TestProcess process;
     return platform::DispatchGroup();

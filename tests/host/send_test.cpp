@@ -21,7 +21,7 @@ class Send : public testing::Test {
   Strong object = makeInstance(cls);
 };
 
-TEST_F(Send, ArgumentsAndResultPassUnchangedNullAnswersZero) {
+TEST_F(Send, ArgumentsAndResultPassUnchangedNullReturnsZero) {
   addMethod(
       cls,
       "mix:with:and:", +[](id, SEL, std::int64_t a, double b, bool c) { return c ? static_cast<double>(a) * b : 0; });
@@ -40,7 +40,7 @@ TEST_F(Send, MissingMethodNamesClassSelectorAndReceiver) {
               testing::HasSubstr("+[Receiver missing]: unrecognized selector sent to class 0x"));
 }
 
-TEST_F(Send, CallOfOtherTypesIsRefused) {
+TEST_F(Send, CallWithOtherTypesIsRejected) {
   addMethod(cls, "answer", answer<1>);
   EXPECT_EQ(ask(object.get()), 1);
   EXPECT_EQ(raised([&] { platform::send<std::int64_t()>(object.get(), sel("answer")); }),
@@ -48,7 +48,7 @@ TEST_F(Send, CallOfOtherTypesIsRefused) {
   EXPECT_EQ(ask(object.get()), 1);
 }
 
-TEST_F(Send, DeclaredEncodingsAreComparedByWhatTheyMean) {
+TEST_F(Send, DeclaredEncodingsAreComparedByMeaning) {
   struct {
     const char* declared;
     bool fits;
@@ -91,7 +91,7 @@ TEST_F(Send, ForwardingTargetAnswersInstead) {
       other, "forwardingTargetForSelector:", +[](id self, SEL, SEL) { return self == target ? nullptr : target; });
 }
 
-TEST_F(Send, RootClassesAnswerTheUsualQuestions) {
+TEST_F(Send, RootClassesImplementTheUsualMethods) {
   using platform::classObject;
   using platform::send;
   const Class sub = makeClass("Sub", cls);

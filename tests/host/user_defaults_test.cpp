@@ -1,4 +1,4 @@
-// The store that an application shares with its notification extension, as another process would meet it.
+// The store that an application shares with its notification extension, as another process sees it.
 
 #include "platform/user_defaults.h"
 
@@ -38,7 +38,7 @@ class SharedStore : public Test {
     return texts;
   }
 
-  /// Runs `work` with the store in a child of this program, which has no threads yet, and gives its wait status.
+  /// Runs `work` with the store in a child of this program, which has no threads yet, and returns its wait status.
   template <class Work>
   int inAnotherProcess(Work work) {
     const pid_t child = fork();
@@ -56,7 +56,7 @@ class SharedStore : public Test {
   test::TestPhone phone_{configuration, storage_.path()};
 };
 
-TEST_F(SharedStore, keepsPropertyListValuesAsTheyAre) {
+TEST_F(SharedStore, storesPropertyListValuesUnchanged) {
   const Value nested = Value::list({1, Value::dictionary({{"k", Value::list({"x", false})}}), Value::list({})});
   const std::string control("\x1B\0 é\x7F", 6);
   for (const Value& value :
@@ -74,7 +74,7 @@ TEST_F(SharedStore, keepsPropertyListValuesAsTheyAre) {
   EXPECT_EQ(get(), Value("before")) << "what could not be read again is not stored";
 }
 
-TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {
+TEST_F(SharedStore, raisesForValuesThatAreNotPropertyLists) {
   set("before");
   for (const Value& value :
        {Value(), Value::list({1, nullptr}), Value::dictionary({{"k", nullptr}}), Value::dictionary({{7, "odd key"}})}) {
@@ -83,7 +83,7 @@ TEST_F(SharedStore, raisesForWhatIsNoPropertyList) {
   EXPECT_EQ(get(), Value("before"));
 }
 
-TEST_F(SharedStore, keepsSuitesApartAndInsideTheirDirectory) {
+TEST_F(SharedStore, separatesSuitesAndKeepsThemInTheirDirectory) {
   const std::string names[] = {"group", "../escape", "..", "/etc/x", ".hidden", "a/b", "a%2Fb", std::string("a\0b", 3)};
   for (const std::string& suite : names) {
     set(Value::bytes(suite), suite);
@@ -96,7 +96,7 @@ TEST_F(SharedStore, keepsSuitesApartAndInsideTheirDirectory) {
   EXPECT_THAT(problems(), ElementsAre(HasSubstr("File name too long")));
 }
 
-TEST(PhoneStorage, IsItsOwnersAloneWhateverTheUmask) {
+TEST(PhoneStorage, IsAccessibleOnlyToItsOwnerForAnyUmask) {
   const mode_t umaskBefore = umask(0);
   const test::TemporaryDirectory directory;
   test::TestPhone phone(configuration, directory.path() / "new" / "phone");
@@ -113,7 +113,7 @@ TEST(PhoneStorage, IsItsOwnersAloneWhateverTheUmask) {
   EXPECT_EQ(files, 3U);
 }
 
-TEST_F(SharedStore, showsWhatAnotherProcessStoredAndKeepsItWhenThatOneIsKilled) {
+TEST_F(SharedStore, readsWhatAnotherProcessStoredEvenWhenThatIsKilled) {
   const Value written = Value::list({Value::dictionary({{"notificationid", 1}})});
   EXPECT_EQ(inAnotherProcess([&](UserDefaults& store) {
               store.setObject(written, "key");

@@ -1,4 +1,4 @@
-// Replacing a method of a class and putting it back.
+// Replacing a method of a class and restoring it.
 
 #include <gmock/gmock.h>
 
@@ -58,7 +58,7 @@ TEST_F(Bookkeeping, ReplacesAnInheritedMethodWhereItIsDefined) {
   EXPECT_EQ(ask(sibling.get()), 1);
 }
 
-TEST_F(Bookkeeping, KeptTheForwardingImplementationWhereNothingWasKept) {
+TEST_F(Bookkeeping, KeptTheForwardingImplementationWithoutAnOriginal) {
   const Class cls = makeClass("C");
   const Strong object = makeInstance(cls);
   replace(cls);
@@ -84,7 +84,7 @@ TEST_F(Bookkeeping, AddsAMethodAsTheProtocolDeclaresIt) {
   EXPECT_THAT(proxy().swizzledMethodsByClass(), ElementsAre(Pair("C", _))) << "a null class has no name";
 }
 
-TEST_F(Bookkeeping, HoldsOneImplementationForASelectorWhicheverTheClass) {
+TEST_F(Bookkeeping, HoldsOneImplementationForASelectorOfAllClasses) {
   const Class first = classWithAnswer("First", answer<1>);
   const Class second = classWithAnswer("Second", answer<2>);
   replace(first);
@@ -112,7 +112,7 @@ TEST_F(Bookkeeping, KeptTheRecordIsStoredByClassButLookedUpBySelector) {
   EXPECT_TRUE(proxy().swizzledMethodsByClass().empty());
 }
 
-TEST_F(Bookkeeping, IgnoresWhatIsNull) {
+TEST_F(Bookkeeping, IgnoresNull) {
   proxy().preserveOriginalImplementation(nullptr, sel("answer"));
   proxy().preserveOriginalImplementation(first_, nullptr);
   EXPECT_EQ(kept(), nullptr);

@@ -67,7 +67,7 @@ TEST_F(Interception, FollowsTheCentersDelegateThroughEveryChange) {
 
 id get(id object, const char* property) { return platform::send<id()>(object, sel(property)); }
 
-/// A class whose instances give what objects of the platform would, and are none.
+/// A class whose instances return what the platform's objects return, without being of their classes.
 Class impostorClass() {
   const Class cls = makeClass("Impostor");
   addMethod(
@@ -85,7 +85,7 @@ Class impostorClass() {
 id impostor(id, SEL) { return objc_autorelease(class_createInstance(objc_getClass("Impostor"), 0)); }
 id noDictionary(id, SEL) { return platform::boxed(Value("no dictionary")); }
 
-TEST_F(Interception, PassesStraightThroughWhatIsNotTheCentersOwn) {
+TEST_F(Interception, PassesOnUnchangedWhatIsNotTheCentersOwn) {
   const Strong delegate = makeInstance(centerDelegateClass<'A'>("Inbox"));
   startWith(delegate);
   const id center = host::currentNotificationCenter();
@@ -116,7 +116,7 @@ TEST_F(Interception, PassesStraightThroughWhatIsNotTheCentersOwn) {
   proxy().discardImplementationForSelector(sel(willPresent));
   present();
   EXPECT_THAT(takeStatuses(), ElementsAre(4));
-  EXPECT_THAT(takeCalls(), IsEmpty()) << "nothing is kept that could be called";
+  EXPECT_THAT(takeCalls(), IsEmpty()) << "no delegate is retained that could be called";
 }
 
 TEST_F(Interception, ReadsOnlyThePlatformsOwnClasses) {
@@ -138,12 +138,12 @@ TEST_F(Interception, ReadsOnlyThePlatformsOwnClasses) {
     present();
     tap();
     EXPECT_EQ(takeStatuses(), statuses) << where;
-    EXPECT_THAT(takeCalls(), SizeIs(2)) << "the delegate hears all the same";
+    EXPECT_THAT(takeCalls(), SizeIs(2)) << "the delegate still receives the calls";
     method_setImplementation(method, own);
   }
 }
 
-TEST_F(Interception, KeptAMissingClassLetsTheDelegateHearTwiceOrIsNotChecked) {
+TEST_F(Interception, KeptAMissingClassCallsTheDelegateTwiceOrIsNotChecked) {
   const std::string unseen = "A present after (null)";
   const struct {
     const char* missing;
@@ -169,7 +169,7 @@ TEST_F(Interception, KeptAMissingClassLetsTheDelegateHearTwiceOrIsNotChecked) {
   }
 }
 
-TEST_F(Interception, ReplacesOnlyWhatTheDelegateAnswers) {
+TEST_F(Interception, ReplacesOnlyMethodsThatTheDelegateImplements) {
   const Class cls = declaringClass("Responder", "UNUserNotificationCenterDelegate");
   addMethod(cls, didRespond, noteResponse<'R'>);
   const Class deaf = declaringClass("Deaf", "UNUserNotificationCenterDelegate");
@@ -202,7 +202,7 @@ TEST_F(Interception, KeptRestoresASelectorThatWasNotReplaced) {
 
 id refuse(id, SEL, id) { return nullptr; }
 
-TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
+TEST_F(Interception, ObservesACenterOnceAndOnlyACenter) {
   const id center = host::currentNotificationCenter();
   const auto watchers = [&] { return host::sideData(center).observations.size(); };
   const auto failing = [](const char* method, const std::string& what) {
@@ -211,7 +211,7 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
            " a KVO observer for UNUserNotificationCenter's 'delegate' property: Cannot ";
   };
   const Class refusing = makeClass("Refusing", objc_getClass("UNUserNotificationCenter"));
-  addMethod(refusing, "setDelegate:", refuse);  // not as a setter is declared, so it cannot be observed
+  addMethod(refusing, "setDelegate:", refuse);  // not the type of a setter, so it cannot be observed
   const Class delegating = makeClass("Delegating");
   addMethod(
       delegating, "delegate", +[](id self, SEL) { return self; });
@@ -239,16 +239,16 @@ TEST_F(Interception, WatchesACenterOnceAndOnlyACenter) {
   proxy().detachUserNotificationCenterDelegateObserver();
   EXPECT_THAT(phone_.takeLines(),
               ElementsAre(StartsWith(failing("detachUserNotificationCenterDelegateObserver", "remove") + "remove")));
-  EXPECT_TRUE(proxy().isListeningForUserNotificationDelegateChanges()) << "as far as it knows";
+  EXPECT_TRUE(proxy().isListeningForUserNotificationDelegateChanges()) << "according to its own state";
 }
 
-std::vector<id> heard;
+std::vector<id> received;
 void noteDonor(id, SEL, id center, id response, ResponseHandler handler) {
-  heard = {center, response};
+  received = {center, response};
   platform::invoke(handler);
 }
 
-TEST_F(Interception, KeptTheDonorThatNobodyInstalls) {
+TEST_F(Interception, KeptTheDonorThatIsNeverInstalled) {
   constexpr const char* donor = "pellionUserNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:";
   PLMessaging::startService();
   const Method method = class_getInstanceMethod(objc_getClass("PLUserNotificationCenterDelegate"), sel(donor));
@@ -260,7 +260,7 @@ TEST_F(Interception, KeptTheDonorThatNobodyInstalls) {
   const platform::Block<void()> done([&] { isDone = true; });
   const auto code = reinterpret_cast<void (*)(id, SEL, id, id, ResponseHandler)>(method_getImplementation(method));
   code(self.get(), sel("anything"), self.get(), other.get(), done.get());
-  EXPECT_THAT(heard, ElementsAre(self.get(), other.get()));
+  EXPECT_THAT(received, ElementsAre(self.get(), other.get()));
   EXPECT_TRUE(isDone);
 }
 

@@ -21,9 +21,9 @@ using namespace test;
 using platform::Strong;
 using platform::Value;
 
-const Value foreign = json(R"({"aps": {"alert": "Somebody else's"}})");
+const Value foreign = json(R"({"aps": {"alert": "Of another provider"}})");
 
-TEST_F(Interception, StartsOnceAndTriesNothingAgain) {
+TEST_F(Interception, StartsOnceAndDoesNotRetry) {
   host::Runtime::current().hideClass("UNUserNotificationCenter");
   const Class center = makeClass("UNUserNotificationCenter");
   host::startApplication(makeInstance(appDelegateClass("ShopDelegate")));
@@ -77,10 +77,10 @@ TEST_F(Interception, IsKnownToTheRuntimeByTheseNames) {
   const id proxyClass = platform::classObject(platform::classOf<Proxy>());
   EXPECT_TRUE(platform::send<bool()>(proxyClass, sel("canPerformMethodSwizzling")));
   platform::send<void()>(proxyClass, sel("load"));
-  EXPECT_FALSE(proxy().didSwizzleMethods()) << "nothing starts by itself";
+  EXPECT_FALSE(proxy().didSwizzleMethods()) << "nothing starts without a call";
 }
 
-TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
+TEST_F(Interception, PassesOnTheCallbacksOfTheApplicationsDelegate) {
   const Strong delegate = makeInstance(appDelegateClass("ShopDelegate"));
   host::startApplication(delegate);
   PLMessaging::startService();
@@ -110,10 +110,10 @@ TEST_F(Interception, HandsOnWhatTheApplicationsDelegateHears) {
   receive(ours);
   EXPECT_NE(raised([&] { receive(json(R"({"addInfo": {}})")); }), "nothing");
   EXPECT_THAT(answers, ElementsAre(Pair(platform::UIBackgroundFetchResultNoData, ElementsAre(4))))
-      << "answered once recorded, so not where that raises";
+      << "completed after recording, so not if recording raises";
 }
 
-TEST_F(Interception, UndoesItselfWhereItIsDeallocated) {
+TEST_F(Interception, RestoresTheMethodsWhenItIsDeallocated) {
   const Class cls = centerDelegateClass<'A'>("Inbox");
   const Strong delegate = makeInstance(cls);
   setCenterDelegate(delegate.get());
@@ -129,7 +129,7 @@ TEST_F(Interception, UndoesItselfWhereItIsDeallocated) {
                                                         platform::boxed(Value("delegate")), center, nullptr, nullptr);
               }).substr(0, 32),
               "NSInternalInconsistencyException")
-        << "somebody else's context is the superclass's business";
+        << "the superclass handles a context of another observer";
   }
   EXPECT_THAT(host::sideData(center).observations, IsEmpty());
   EXPECT_EQ(class_getMethodImplementation(cls, sel(didRespond)), host::implementationOf(&noteResponse<'A'>));

@@ -1,5 +1,5 @@
-// What arrives at once: the system's events on the main thread, badges, click actions and consent on the application's
-// own threads, completions on the network's. Little of this can fail by itself; the thread sanitizer sees the rest.
+// Concurrent calls: the system's events on the main thread, badges, click actions and consent on the application's
+// own threads, completions on the network's. Few of the faults fail a test; the thread sanitizer detects the others.
 
 #include <gmock/gmock.h>
 
@@ -29,7 +29,7 @@ const Value notification =
 const Value tap = platform::UNNotificationDefaultActionIdentifier;
 const Value goal = json(R"({"action": "event", "name": "g_e"})");
 
-/// Answers a notification in the background from a thread of its own.
+/// Completes a notification in the background from its own thread.
 void fetchElsewhere(id, SEL, id, id, FetchHandler handler) {
   std::thread([&process = host::Process::current(),
                answer = platform::Block<void(platform::UIBackgroundFetchResult)>(handler)]() mutable {
@@ -51,7 +51,7 @@ class Threads {
       --running_;
     });
   }
-  /// What the platform has to tell reaches the main thread by the main queue.
+  /// Callbacks of the platform reach the main thread through the main queue.
   void startEvents(const std::function<void(int round)>& event) {
     start([this, event](int round) { process_.mainQueue().async([event, round] { event(round); }); });
   }
@@ -114,7 +114,7 @@ TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
               AllOf(SizeIs(rounds), Each(Property(&Value::description, "{\n    result = 0;\n}"))));
 }
 
-TEST(Threads, doNotCallWhatBelongsToTheMainThread) {
+TEST(Threads, mayNotCallFunctionsOfTheMainThread) {
   TestPhone phone(configuration("http://127.0.0.1:1"));
   const struct {
     const char* call;
@@ -133,12 +133,12 @@ TEST(Threads, doNotCallWhatBelongsToTheMainThread) {
       {"the main queue is turned", [] { host::Process::current().mainQueue().runWhatIsDue(); }},
   };
   for (const auto& [call, work] : calls) {
-    std::string told;
+    std::string message;
     std::thread([&, &tried = work] {
       const host::ProcessScope scope(*phone->process());
-      told = thrown<host::ProgrammingError>(tried);
+      message = thrown<host::ProgrammingError>(tried);
     }).join();
-    EXPECT_EQ(told, call + std::string(" on another thread than the main one; hand it to the main queue"));
+    EXPECT_EQ(message, call + std::string(" on a thread other than the main thread; dispatch it to the main queue"));
   }
 }
 

@@ -1,4 +1,4 @@
-// What opens: the automatic path and the notification handler side by side. Where they differ is meant.
+// The URLs that the automatic path and the notification handler open. Their differences are deliberate.
 
 #include <gmock/gmock.h>
 
@@ -40,15 +40,15 @@ TEST(ClickAction, opensByBothPathsAsTheTableSays) {
                   bool completed = false;
                   const platform::Block<void()> completion([&] { completed = true; });
                   PLNotificationHandler::shared().handleNotificationResponse(respond().get(), completion.get());
-                  EXPECT_TRUE(completed) << "within the call, whatever opens";
-                  EXPECT_THAT(phone.take("opened URL"), testing::IsEmpty()) << "later, that is";
+                  EXPECT_TRUE(completed) << "within the call, for any URL";
+                  EXPECT_THAT(phone.take("opened URL"), testing::IsEmpty()) << "opened later";
                 }),
                 test::textAt(row, "handler"));
     }
   }
 }
 
-TEST(ClickAction, isReadOfAnObjectAlone) {
+TEST(ClickAction, isReadOnlyFromAnObject) {
   test::MessagingPhone phone;
   phone.run([] {
     for (const char* text : {"no JSON", "[1]"}) {

@@ -1,4 +1,4 @@
-// What a notification's life leaves behind: the entries sent, the goal pending, what raises.
+// The effects of a notification: the entries sent, the pending goal, the exceptions.
 
 #include <gmock/gmock.h>
 
@@ -75,8 +75,8 @@ TEST_F(Engagement, readsANotificationsIdAndIgnoresThoseWithoutAValidOne) {
       [] { EXPECT_THAT(PLMessaging::shared().pellionPnID(), SizeIs(5)) << "12 and true differ, as 7 and \"7\""; });
 }
 
-// What the facade asks, logs and opens, in order. What the requests ask besides is left out.
-TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
+// The facade's queries, log lines and opened URLs, in order, without the queries of the requests.
+TEST_F(Engagement, takesAndLogsEachStepInThisOrder) {
   const std::string facade = "pellion-log -[PLMessaging ";
   const std::string parsed = facade + "parseBodyString:]: Push notification JSON payload ";
   const std::string responded = facade + "appDidReceiveMessage:withResponse:]";
@@ -146,7 +146,7 @@ TEST_F(Engagement, eachStepIsTakenAndLoggedInThisOrder) {
   EXPECT_THAT(raised([&] { phone_.run([&] { leave("text"); }); }), HasSubstr("-[__NSCFString count]"));
 }
 
-TEST_F(Engagement, recordsATapWithoutAndAButtonWithItsActionAndLogsWhatFails) {
+TEST_F(Engagement, recordsATapWithoutAnActionAndAButtonWithItAndLogsFailures) {
   phone_.server = test::answerLater(500);
   const Value notification = payload(R"({"pellionPnID":12,"actionButton":[{"action":"later"}]})");
   phone_.respond(notification, tap);
@@ -189,7 +189,7 @@ TEST_F(Engagement, convertsOnceWhenTheEventIsExactlyThePendingGoal) {
   EXPECT_EQ(goal(), "");
 }
 
-TEST_F(Engagement, forgetsTheGoalWhenASessionEndsWithADuration) {
+TEST_F(Engagement, removesTheGoalWhenASessionEndsWithADuration) {
   phone_.respond(payload(R"({"pellionPnID":11,"conversion":{"event":"e","group":"g"}})"), tap);
   phone_.takeEntries();
   report(R"({"action":"session"})");
@@ -199,7 +199,7 @@ TEST_F(Engagement, forgetsTheGoalWhenASessionEndsWithADuration) {
   EXPECT_THAT(phone_.takeEntries(), IsEmpty());
 }
 
-TEST_F(Engagement, KeptAConversionBearsTheIdSeenLastAndAnEmptyNameCountsAfterAResponseWithoutAGoal) {
+TEST_F(Engagement, KeptAConversionHasTheIdSeenLastAndAnEmptyNameConvertsAfterAResponseWithoutAGoal) {
   phone_.respond(payload(R"({"pellionPnID":11})"), tap);
   phone_.deliver(payload(R"({"pellionPnID":12})"));
   phone_.takeEntries();

@@ -1,4 +1,4 @@
-// The facade's own state, the badge, and the statistics that the notification extension leaves.
+// The facade's own state, the badge, and the statistics of the notification extension.
 
 #include <gmock/gmock.h>
 
@@ -27,7 +27,7 @@ class Facade : public Test {
   host::ProcessScope scope_{*phone_->process()};
 };
 
-TEST_F(Facade, handsATokenOnOncePerChangeAlsoOneThatWasRefused) {
+TEST_F(Facade, passesOnATokenOncePerChangeEvenARefusedOne) {
   phone_.server = test::answerLater(500);
   const Value token = Value::bytes("\x0A\x0B");
   const Value same = Value::bytes("\x0A\x0B");
@@ -41,7 +41,7 @@ TEST_F(Facade, handsATokenOnOncePerChangeAlsoOneThatWasRefused) {
   EXPECT_EQ(PLMessaging::shared().pnToken(), std::nullopt);
 }
 
-TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
+TEST_F(Facade, sendsTheEntriesOfTheExtensionOnceAndIgnoresAMissingOrEmptyList) {
   const auto comeBack = [&] {
     phone_.run([&] {
       PLMessaging::shared();
@@ -66,7 +66,7 @@ TEST_F(Facade, sendsWhatTheExtensionLeftOnceAndLeavesAMissingOrEmptyListAlone) {
   EXPECT_THAT(phone_.take("stored"), IsEmpty());
 }
 
-TEST_F(Facade, KeptAsksThePendingStatisticsForTheirCountAlone) {
+TEST_F(Facade, KeptReadsOnlyTheCountOfThePendingStatistics) {
   const auto drain = [&](const Value& pending) {
     phone_.run([&] {
       shared()->setObject(pending, pendingKey);
@@ -82,7 +82,7 @@ TEST_F(Facade, KeptAsksThePendingStatisticsForTheirCountAlone) {
   EXPECT_THAT(test::raised([&] { drain("text"); }), HasSubstr("-[__NSCFString count]"));
 }
 
-TEST_F(Facade, raisesForATokenThatIsNoBytesWhateverTheLogLevel) {
+TEST_F(Facade, raisesForATokenThatIsNotBytesAtAnyLogLevel) {
   for (const host::LogLevel level : {host::LogLevel::none, host::LogLevel::verbose}) {
     const Value text = "token";
     EXPECT_THAT(test::raised([&] {

@@ -17,7 +17,7 @@ inline platform::Value payload(std::string_view addInfo) {
   return platform::Value::dictionary({{"aps", json(R"({"alert":"Hello"})")}, {"addInfo", addInfo}});
 }
 
-/// A phone whose requests are accepted without a network; what they carry is kept.
+/// A phone whose requests are accepted without a network; their contents are recorded.
 class MessagingPhone : public RecordingPhone {
  public:
   explicit MessagingPhone(const std::vector<platform::Value::Entry>& overrides = {})

@@ -1,4 +1,4 @@
-// What PLTokenManager does with a token besides what the scenarios show: device_token, token_changes,
+// PLTokenManager's handling of tokens beyond these scenarios: device_token, token_changes,
 // refused_then_accepted and connection_dropped in examples/scenarios.
 
 #include <gmock/gmock.h>
@@ -82,7 +82,7 @@ TEST_F(Registration, sendsTheStoredTokenUnderTheIdentityNowInForce) {
   EXPECT_THAT(phone_.takeRequests(), IsEmpty());
 }
 
-TEST_F(Registration, formatsATokenAndRaisesForWhatIsNone) {
+TEST_F(Registration, formatsATokenAndRaisesForOtherValues) {
   phone_.run([] {
     const PLTokenManager& manager = PLTokenManager::sharedInstance();
     std::string bytes;
@@ -114,7 +114,7 @@ TEST_F(Registration, KeptMissingIdsPrintAsNullWhereStatisticsLeaveThemOut) {
   EXPECT_THAT(phone_.takeTrace(), IsSupersetOf({"portalid", "projectid"}));
 }
 
-TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailableAndNothingWithoutAMeta) {
+TEST_F(Registration, KeptOnlyAWordIsLoggedWithoutAnApplicationVersionAndNothingWithoutAMeta) {
   phone_.configure(configuration({{"APP_VERSION_ID", nullptr}, {"APP_META", json("{}")}}));
   handOver(&firstToken);
   uploadStatistics();
@@ -127,7 +127,7 @@ TEST_F(Registration, KeptOnlyAWordIsLoggedWhenTheApplicationVersionIsNotAvailabl
   EXPECT_THAT(phone_.takeRequests(), IsEmpty());
 }
 
-TEST_F(Registration, leavesTheTokenThatWasAcceptedLast) {
+TEST_F(Registration, storesTheTokenThatWasAcceptedLast) {
   phone_.server = [](auto) {};
   handOver(&firstToken);
   handOver(&secondToken);
@@ -135,7 +135,7 @@ TEST_F(Registration, leavesTheTokenThatWasAcceptedLast) {
   const auto sent = phone_.takeRequests();
   answer(sent.at(1));
   answer(sent.at(0));
-  EXPECT_EQ(stored(), firstToken) << "handed over first, accepted last";
+  EXPECT_EQ(stored(), firstToken) << "sent first, accepted last";
 }
 
 TEST(RegistrationsAtOnce, makeOneManagerAndOneObserver) {
@@ -157,7 +157,7 @@ TEST(RegistrationsAtOnce, makeOneManagerAndOneObserver) {
   EXPECT_THAT(backend.takeRequests(), SizeIs(1));
 }
 
-TEST(SecureRegistration, isAcceptedOnlyFromAServerThatTheConfiguredAuthorityProves) {
+TEST(SecureRegistration, isAcceptedOnlyFromAServerWithACertificateOfTheConfiguredAuthority) {
   const test::CertificateAuthority trusted;
   const test::CertificateAuthority other("Other Authority");
   const test::TemporaryDirectory directory;

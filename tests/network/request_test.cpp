@@ -1,5 +1,5 @@
-// The request envelope as the module hands it to the platform, and what the manager makes of the answer. The scenarios
-// show the bytes on the wire.
+// The request envelope as the module hands it to the platform, and the manager's handling of the response. The
+// scenarios show the bytes on the wire.
 
 #include <gmock/gmock.h>
 
@@ -27,13 +27,13 @@ class Request : public Test {
                                         std::optional<Value> body = std::nullopt) {
     phone_.run([&] {
       PLTokenManager::sharedInstance().makeRequest("a/b", parameter, headers, body, [this](bool success) {
-        phone_->process()->tell("test", "asked", Value::dictionary({{"text", success ? "accepted" : "failed"}}));
+        phone_->process()->report("test", "asked", Value::dictionary({{"text", success ? "accepted" : "failed"}}));
       });
     });
     const std::vector<test::SentRequest> requests = phone_.takeRequests();
     return requests.empty() ? std::nullopt : std::optional(requests.at(0));
   }
-  /// The trace of one answer, from the session's handler: the manager goes on within it.
+  /// The trace of one response, from the session's handler, in which the manager continues.
   std::vector<std::string> traceOf(const std::function<void()>& answer) {
     phone_.takeTrace();
     const host::ProcessScope scope(*phone_->process());
@@ -122,7 +122,7 @@ TEST_F(Request, carriesTheEnvelopeInEveryCombination) {
   }
 }
 
-TEST_F(Request, asksAndLogsInThisOrder) {
+TEST_F(Request, readsAndLogsInThisOrder) {
   phone_.configure(
       test::configuration("http://a.test", {{"ANONYMOUS_USER", true}, {"ANONYMOUS_TRACKING", true}, {"GZIP", true}}));
   phone_.server = [](auto) {};
@@ -145,7 +145,7 @@ TEST_F(Request, asksAndLogsInThisOrder) {
                           R"(processError {"no":1} anonymous)", "failed"));
 }
 
-TEST_F(Request, logsWhatGoesWrongAndGoesOn) {
+TEST_F(Request, logsErrorsAndContinues) {
   const auto error = [&] { return phone_.takeLines().at(1); };
   send({}, {}, unserialisable);
   EXPECT_THAT(error(), StartsWith(block + "2: <PLTokenManager: 0x"));
@@ -200,7 +200,7 @@ TEST_F(Request, isSentWithoutAURLWhenNoneCanBeMade) {
               ElementsAre(block + "3: Response received -> (null)", HasSubstr("Code=-1002"), "failed"));
 }
 
-TEST_F(Request, takesTheConfiguredServerAsItStandsAndElseFormsTheDefaultHost) {
+TEST_F(Request, usesTheConfiguredServerUnchangedOrFormsTheDefaultHost) {
   const auto url = [&](Value server) {
     phone_.configure(test::configuration("", {{"SERVER_URL", std::move(server)}, {"DOMAIN", "example.test"}}));
     std::string text;
@@ -212,7 +212,7 @@ TEST_F(Request, takesTheConfiguredServerAsItStandsAndElseFormsTheDefaultHost) {
   EXPECT_EQ(url(nullptr), "https://push.example.test");
 }
 
-TEST_F(Request, isNotMadeWithoutABearerTokenOrAnAnswerOfTheCoreLibrary) {
+TEST_F(Request, isNotMadeWithoutABearerTokenOrAResponseOfTheCoreLibrary) {
   phone_.configure(test::configuration("http://a.test", {{"BEARER_TOKEN", nullptr}}));
   EXPECT_FALSE(send());
   EXPECT_THAT(phone_.takeTrace(),

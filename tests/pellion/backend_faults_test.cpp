@@ -1,4 +1,4 @@
-// A backend that misbehaves: what the module makes of it, when, and what is left behind.
+// Faults of the backend: their effect on the module, its time, and what remains afterwards.
 
 #include <gmock/gmock.h>
 
@@ -42,7 +42,7 @@ struct Row {
   std::chrono::nanoseconds at = 0s;  // when it is there, in the phone's time
   bool isAccepted = false;
   std::size_t requests = 1;
-  bool isRejected = false;  // the core library is told of what the backend says
+  bool isRejected = false;  // the core library receives the rejected response
 };
 
 Answer raw(std::string_view head, std::string_view body = "{}") {
@@ -171,7 +171,7 @@ TEST_F(BackendFaults, EndInOneCompletionEachAndLeaveTheNextRequestAlone) {
   for (const Row& row : rows) expectOutcome(row);
 }
 
-/// Asks a backend that a scenario's step has told how to behave.
+/// Sends a request to a backend that a scenario's step has configured.
 void expectReply(const std::string& behaviour, const Matcher<std::string>& bytes, const Matcher<int>& error) {
   SCOPED_TRACE(behaviour);
   const Scenario scenario = readScenario(
@@ -184,7 +184,7 @@ void expectReply(const std::string& behaviour, const Matcher<std::string>& bytes
   EXPECT_THAT(reply.error, error);
 }
 
-TEST(BackendSteps, SayWhatIsSentAndHowTheConnectionEnds) {
+TEST(BackendSteps, DefineWhatIsSentAndHowTheConnectionEnds) {
   const std::string raw = R"("raw": "ab\r\n\r\ncdef")";
   const std::pair<std::string, std::string> parts[] = {{"nothing", ""},
                                                        {"half the headers", "ab\r"},
@@ -203,7 +203,7 @@ TEST(BackendSteps, SayWhatIsSentAndHowTheConnectionEnds) {
   expectReply(R"("connection": "closed")", "", AnyOf(0, ECONNRESET));  // before the request is sent, or after
 }
 
-TEST_F(BackendFaults, OfConnectionsAreErrorsLikeOthers) {
+TEST_F(BackendFaults, OfConnectionsAreReportedAsErrors) {
   const std::string secureURL = "https://127.0.0.1:" + std::to_string(backend_->port());
   const struct {
     Connections connections;
@@ -251,7 +251,7 @@ TEST_F(BackendFaults, LeaveNothingBehindWhicheverSideEndsFirst) {
     phone_.reset();
   }
   EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
-  // A thread that has been joined is listed a moment longer.
+  // A joined thread stays listed for a moment.
   for (int i = 0; i < 1'000'000 && entriesOf("/proc/self/task") > threadsBefore_; ++i) std::this_thread::yield();
   EXPECT_LE(entriesOf("/proc/self/task"), threadsBefore_);
 }

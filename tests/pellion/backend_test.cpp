@@ -35,21 +35,21 @@ TEST(Backend, RecordsARequestAsItWasOnTheWire) {
   EXPECT_TRUE(backend.takeRequests().empty());
 }
 
-TEST(Backend, TellsWhoAskedAndShowsNoBearerTokenWhole) {
-  std::string told;
+TEST(Backend, ReportsTheSenderAndMasksBearerTokens) {
+  std::string events;
   std::mutex mutex;
   Backend backend({.tell = [&](std::string_view what, const platform::Value& details) {
     const std::lock_guard lock(mutex);
-    told.append(what).append(compactJSON(details)).append("\n");
+    events.append(what).append(compactJSON(details)).append("\n");
   }});
   exchange(backend.port(), post("/x?anondeviceid=a-1", "Authorization: Bearer secret-token-1\r\n"));
   exchange(backend.port(), post("/x?deviceid=d-1", "authorization: Basic short\r\nCOOKIE: session=12345\r\n"));
   const std::lock_guard lock(mutex);
-  EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"anonymous user","id":"a-1"})"));
-  EXPECT_THAT(told, HasSubstr(R"("identity":{"kind":"device","id":"d-1"})"));
-  EXPECT_THAT(told, HasSubstr(R"x(["Authorization","Bearer secr… (14 characters)"])x"));
-  EXPECT_THAT(told, HasSubstr(R"x(["authorization","Basic … (5 characters)"],["COOKIE","sess… (13 characters)"])x"));
-  EXPECT_THAT(told,
+  EXPECT_THAT(events, HasSubstr(R"("identity":{"kind":"anonymous user","id":"a-1"})"));
+  EXPECT_THAT(events, HasSubstr(R"("identity":{"kind":"device","id":"d-1"})"));
+  EXPECT_THAT(events, HasSubstr(R"x(["Authorization","Bearer secr… (14 characters)"])x"));
+  EXPECT_THAT(events, HasSubstr(R"x(["authorization","Basic … (5 characters)"],["COOKIE","sess… (13 characters)"])x"));
+  EXPECT_THAT(events,
               HasSubstr(R"(answer{"number":2,"status":200,"headers":[],"body":"{\"status\":\"ok\"}","delay":0})"));
 }
 
@@ -60,7 +60,7 @@ TEST(Backend, MasksEveryBearerTokenOfALogLine) {
   EXPECT_EQ(maskedBearer("Bearer ab\"cdefghi"), "Bearer ab\"c… (10 characters)");
 }
 
-TEST(Backend, AnswersTheNextRequestsAsToldAndThenAsBefore) {
+TEST(Backend, RespondsToTheNextRequestsAsConfiguredAndThenAsBefore) {
   Backend backend({});
   backend.answerWith({.status = 404, .body = "gone"});
   backend.answerNext(2, {.status = 503, .headers = {{"Content-Type", "text/plain"}, {"Retry-After", "1"}}});
@@ -76,7 +76,7 @@ TEST(Backend, AnswersTheNextRequestsAsToldAndThenAsBefore) {
   EXPECT_THAT(exchange(backend.port(), post("/")), HasSubstr("\r\n\r\n{\"status\":\"ok\"}"));
 }
 
-TEST(Backend, RefusesABodyAboveItsLimitAndKeepsNothingOfIt) {
+TEST(Backend, RejectsABodyAboveItsLimitAndDiscardsIt) {
   Backend backend({});
   const auto sizeKept = [&](std::size_t size) {
     const std::string answer = exchange(backend.port(), post("/", "", std::string(size, 'x')));
@@ -99,12 +99,12 @@ TEST(Backend, EndsABodyThatDoesNotEnd) {
 
 TEST(Backend, ListensAtOneAddressOfLoopback) {
   const Backend backend({});
-  constexpr in_addr_t another = INADDR_LOOPBACK + 1;  // where whoever listens everywhere would answer
+  constexpr in_addr_t another = INADDR_LOOPBACK + 1;  // where a server that listens on all addresses would respond
   EXPECT_EQ(test::call(backend.port(), post("/"), 1, another).error, ECONNREFUSED);
   EXPECT_NE(exchange(backend.port(), post("/")), "");
 }
 
-TEST(Backend, WaitsOnAfterASignal) {
+TEST(Backend, ContinuesToWaitAfterASignal) {
   Backend backend({});
   backend.answerWith({.body = std::string(1U << 24U, 'x'), .delay = std::chrono::milliseconds(50)});
   signal(SIGUSR1, [](int) {});
@@ -123,7 +123,7 @@ TEST(Backend, WaitsOnAfterASignal) {
   EXPECT_GT(answer.get().size(), 1U << 24U);
 }
 
-TEST(Backend, SurvivesRequestsThatBreakOff) {
+TEST(Backend, SurvivesIncompleteRequests) {
   Backend backend({});
   for (const char* part : {"", "PO", "POST /x HTTP/1.1\r\nHo",
                            "POST /x HTTP/1.1\r\nHost: h\r\nContent-Length: 9\r\n\r\nab", "nonsense\r\n\r\n"}) {

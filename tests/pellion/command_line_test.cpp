@@ -66,10 +66,10 @@ TEST_F(CommandLine, ShowsWantedAndFoundWhenAnExpectationFails) {
   EXPECT_EQ(run({"run", good, good}), 0);
   EXPECT_THAT(out_.str(), HasSubstr("2 of 2 scenarios passed"));
   EXPECT_EQ(run({"run", scenario("\"extension\"")}), 2);
-  EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the extension shares nothing with the application; give the"));
+  EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the extension shares no store with the application; add"));
 }
 
-TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
+TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const Backend busy({});
   const std::string port = std::to_string(busy.port());
   const std::string good = scenario("\"launch\"");
@@ -94,7 +94,7 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
        "--server https://nowhere.invalid: cannot be reached: "},
       {{"run", good, "--server", "http://nowhere.invalid"},
        "or name nowhere.invalid in the CLEAR_TEXT_HOSTS of " + good},
-      {{"backend", "--port", port}, "port " + port + " cannot be had: Address already in use"},
+      {{"backend", "--port", port}, "port " + port + " is not available: Address already in use"},
       {{"backend", "--port", "70000"}, "70000 not in range 0 to 65535"},
   };
   for (const auto& [arguments, text] : cases) {
@@ -116,7 +116,7 @@ TEST_F(CommandLine, SaysInOneLineWhatCannotBeUsed) {
   EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the configuration cannot be used: JWT_SECRET is missing"));
 }
 
-TEST_F(CommandLine, SaysWhatItCannotWrite) {
+TEST_F(CommandLine, ReportsWhatItCannotWrite) {
   EXPECT_EQ(run({"run", scenario("\"launch\""), "--trace", "/dev/full"}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("not all of the trace could be written"));
   setenv("TMPDIR", "/nonexistent", 1);
@@ -153,7 +153,7 @@ TEST_F(CommandLine, LeavesNoTemporaryFilesWhenASignalEndsIt) {
   EXPECT_FALSE(std::filesystem::exists(directory_.path()));
 }
 
-TEST_F(CommandLine, RemovesWhatAKilledProgramHasLeftAndNothingElse) {
+TEST_F(CommandLine, RemovesOnlyTheFilesOfAKilledProgram) {
   const std::filesystem::path parent = directory_.path() / "parent";
   create_directories(parent / "pellion-backup");  // a name of the same form
   setenv("TMPDIR", parent.c_str(), 1);
@@ -171,7 +171,7 @@ TEST_F(CommandLine, RemovesWhatAKilledProgramHasLeftAndNothingElse) {
   EXPECT_TRUE(exists(inUse.path()));
 }
 
-TEST_F(CommandLine, RefusesMoreTimeThanAClockCanCount) {
+TEST_F(CommandLine, RejectsMoreTimeThanAClockCanCount) {
   std::string steps = R"({"advance": 316224000})";
   for (int i = 1; i < 30; ++i) steps += R"(, {"advance": 316224000})";
   EXPECT_EQ(run({"run", scenario(steps)}), 2);
@@ -214,7 +214,7 @@ TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {
   };
   EXPECT_EQ(run({"backend", "--secret", "shared-secret"}), 0);
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("POST /x\n"), HasSubstr("device d\n"), HasSubstr("✗ not a JWT"),
-                                HasSubstr("answers 200"), Not(HasSubstr("ed-secret")),
+                                HasSubstr("responds with 200"), Not(HasSubstr("ed-secret")),
                                 HasSubstr("POST /shar… (13 characters)\n"), HasSubstr("a shar… (13 characters)")));
 }
 

@@ -34,7 +34,7 @@ TEST(JWTReader, VerifiesTheExampleOfRFC7515) {
   EXPECT_EQ(compactJSON(*body.json), R"({"iss":"joe","exp":1300819380,"http://example.com/is_root":true})");
 }
 
-TEST(JWTReader, OpensLayerByLayerAndSaysWhichDidNotOpen) {
+TEST(JWTReader, OpensLayerByLayerAndReportsWhichDidNotOpen) {
   const std::string json = R"({"a":[1]})";
   const std::string packed = gzipped(json);
   std::string damaged = packed;
@@ -52,19 +52,20 @@ TEST(JWTReader, OpensLayerByLayerAndSaysWhichDidNotOpen) {
       {signedBy("s", json), "JWT, HS256, signature verified", true},
       {signedBy("s", packed), "JWT, HS256, signature verified|gzip, 32 to 9 bytes", true},
       {signedBy("t", json), "!JWT, HS256; the signature does not match the secret", true},
-      {signedBy("s", json, R"({"alg":"none"})"), "!JWT signed with none; HS256 is what the backend checks", true},
-      {signedBy("s", json, "{}"), "!JWT signed with no \"alg\"; HS256 is what the backend checks", true},
+      {signedBy("s", json, R"({"alg":"none"})"), "!JWT signed with none; the backend verifies only HS256", true},
+      {signedBy("s", json, "{}"), "!JWT signed with no \"alg\"; the backend verifies only HS256", true},
       {signedBy("s", json, "?"), "!not a JWT: its header is not JSON in base64url", false},
       {signedBy("s", json) + "*", "!not a JWT: its signature is not base64url", false},
-      {json, "!not a JWT: it has no three parts with dots between them", true},
-      {signedBy("s", damaged), "JWT, HS256, signature verified|!gzip that is damaged or cut short", false},
-      {signedBy("s", "\x1f\x8b"), "JWT, HS256, signature verified|!gzip that is damaged or cut short", false},
+      {json, "!not a JWT: it does not have three parts with dots between them", true},
+      {signedBy("s", damaged), "JWT, HS256, signature verified|!gzip is damaged or truncated", false},
+      {signedBy("s", "\x1f\x8b"), "JWT, HS256, signature verified|!gzip is damaged or truncated", false},
       {signedBy("s", boastful),
        "JWT, HS256, signature verified|"
-       "!gzip too large: it claims to hold 2130706441 bytes, and at most 1048576 are opened",
+       "!gzip too large: its trailer gives 2130706441 bytes; the limit is 1048576",
        false},
       {signedBy("s", modest),
-       "JWT, HS256, signature verified|!gzip too large: it holds more than the 8 bytes that it claims", false},
+       "JWT, HS256, signature verified|!gzip too large: it contains more than the 8 bytes that its trailer gives",
+       false},
   };
   for (const auto& [encoded, steps, isOpened] : cases) {
     const DecodedBody body = decodeBody(encoded, "s");
@@ -75,7 +76,7 @@ TEST(JWTReader, OpensLayerByLayerAndSaysWhichDidNotOpen) {
     EXPECT_EQ(body.json ? compactJSON(*body.json) : "", isOpened ? json : "");
   }
   EXPECT_EQ(decodeBody(signedBy("s", json), std::nullopt).steps.at(0).text,
-            "JWT, HS256; signature not checked, for no secret was given");
+            "JWT, HS256; signature not checked, because no secret was given");
 }
 
 }  // namespace

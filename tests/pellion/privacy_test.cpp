@@ -1,4 +1,4 @@
-// What the command shows, writes and leaves behind, and what it must not.
+// What the command shows, writes and leaves in files, and what it must not.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -46,7 +46,7 @@ const std::string secret = R"(sign-omega\"\\ü <&>/+%41)";
 const std::string configuration =
     R"("configuration": {"BEARER_TOKEN": ")" + bearer + R"(", "JWT_SECRET": ")" + secret + "\"}";
 
-TEST_F(Privacy, NoOutputShowsASecretWhereverItStands) {
+TEST_F(Privacy, NoOutputShowsASecretFromAnyPlace) {
   const std::string file = PELLION_SOURCE_DIR "/tests/pellion/cases/secrets_everywhere.json";
   const std::string played = run({"run", file, "--log", "--trace", trace_}, 1);
   EXPECT_THAT(played, AllOf(isWithoutSecrets, HasSubstr("Http headers"), HasSubstr("next… (16 characters)"),
@@ -54,7 +54,7 @@ TEST_F(Privacy, NoOutputShowsASecretWhereverItStands) {
   EXPECT_THAT(run({"test", file, "--junit", report_}, 1), AllOf(isWithoutSecrets, HasSubstr("<failure")));
 }
 
-TEST_F(Privacy, NoErrorShowsASecretThatStandsInTheWrongPlace) {
+TEST_F(Privacy, NoErrorShowsASecretInTheWrongPlace) {
   const std::string long_ = "\"" + bearer + std::string(60, 'x') + "\"";
   const auto with = [](const std::string& steps) {
     return R"({"name": "N", )" + configuration + R"(, "steps": [)" + steps + "]}";
@@ -82,7 +82,7 @@ TEST_F(Privacy, NoErrorShowsASecretThatStandsInTheWrongPlace) {
   EXPECT_THAT(run({"backend", "--secert=x-alpha"}, 2), isWithoutSecrets);
 }
 
-TEST_F(Privacy, WhatItWritesIsItsOwnersWhateverTheUmask) {
+TEST_F(Privacy, OutputFilesAreReadableOnlyByTheirOwnerForAnyUmask) {
   const auto rights = [](const std::string& path) { return std::filesystem::status(path).permissions(); };
   const mode_t umaskBefore = umask(0);
   const std::string file = write(R"({"name": "N", )" + configuration + R"(, "steps": ["launch"]})");

@@ -17,7 +17,7 @@ struct Reply {
   int error = 0;  ///< that of connect() or recv(), 0 when the other side closed or enough came
 };
 
-/// Sends exactly these bytes to a port of loopback and takes what comes back until the connection ends or it is enough.
+/// Sends exactly these bytes to a port of loopback and receives bytes until the connection ends or there are enough.
 inline Reply call(std::uint16_t port, std::string_view bytes,
                   std::size_t enough = std::numeric_limits<std::size_t>::max(), in_addr_t host = INADDR_LOOPBACK) {
   const int descriptor = socket(AF_INET, SOCK_STREAM, 0);

@@ -23,7 +23,7 @@ std::vector<std::string> mismatchesOf(const Value& wantedBody, const std::option
   return texts;
 }
 
-TEST(RequestExpectation, WantsOfABodyWhatIsNamed) {
+TEST(RequestExpectation, ComparesOnlyTheNamedPartsOfABody) {
   const Value cases = test::caseJSON("pellion/cases/bodies.json");
   const Value& json = test::at(cases, "body");
   const DecodedBody body{.steps = {{"JWT, HS256, signature verified"}}, .content = compactJSON(json), .json = json};

@@ -30,22 +30,21 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\"é\": \"ü\", x}", "s.json:1:12: not JSON: Missing a name for object member"},
       {"{\"a\": \"\xff\"}", "s.json:1:8: not JSON: Invalid encoding in string"},
       {"{} {}", "s.json:1:4: not JSON: The document root must not be followed by other values"},
-      {std::string("{}\0{", 4), "s.json:1:3: not JSON: a NUL character stands here"},
-      {"{\"name\": \"n\",\n \"name\": \"m\"}",
-       "s.json:2:2: \"name\" stands here a second time; leave one of the two out"},
+      {std::string("{}\0{", 4), "s.json:1:3: not JSON: there is a NUL character here; remove it"},
+      {"{\"name\": \"n\",\n \"name\": \"m\"}", "s.json:2:2: \"name\" is repeated here; remove one of the two"},
       {std::string(65, '['), "s.json:1:65: nested too deeply; at most 64 levels are read"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
-      {"{\"name\": \"n\"}", "s.json:1:1: a scenario lacks \"configuration\"; give it an object"},
-      {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a text"},
+      {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"configuration\"; add it as an object"},
+      {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},
       {R"({"naem": "n"})",
-       "s.json:1:2: a scenario has no \"naem\"; it may have \"name\", \"description\", "
+       "s.json:1:2: a scenario cannot have \"naem\"; it may have \"name\", \"description\", "
        "\"configuration\", \"urlSchemes\", \"queriedSchemes\", \"installedSchemes\", \"notifications\", "
        "\"delegates\", \"application\", \"steps\", \"$schema\""},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(errorOf(text), error);
 }
 
-/// A good scenario but for the entries, which stand on line 2.
+/// A valid scenario with the given entries on line 2.
 std::string scenarioWith(const std::string& entries) {
   return R"({"name": "n", "configuration": {"JWT_SECRET": "s"}, "notifications": {"a": {}, "b": {}},)"
          "\n" +
@@ -57,7 +56,7 @@ std::string scenarioWith(const Value& entries) {
 }
 std::string withSteps(const std::string& steps) { return scenarioWith("\"steps\": [" + steps + "]"); }
 
-TEST(ScenarioReader, NamesThePlaceOfWhatIsWrongInAScenario) {
+TEST(ScenarioReader, NamesThePlaceOfAnErrorInAScenario) {
   for (const Value& row : test::caseRows("pellion/cases/wrong_scenarios.json")) {
     const std::string text = scenarioWith(test::at(row, "entries"));
     const std::size_t column = text.find(test::textAt(row, "at"), text.find('\n')) - text.find('\n');
@@ -66,7 +65,7 @@ TEST(ScenarioReader, NamesThePlaceOfWhatIsWrongInAScenario) {
   }
 }
 
-TEST(ScenarioReader, HasRoomForALargeConfigurationAndEightKits) {
+TEST(ScenarioReader, AcceptsALargeConfigurationAndEightKits) {
   const std::string half = R"({"configure": {"MAP_ID": ")" + std::string(2'100'000, 'x') + "\"}}";
   const std::string odd = R"({"configure": {"APP_META": {"a\u0000\u0001": 9223372036854775808}}})";
   EXPECT_EQ(errorOf(withSteps(odd + "," + half)), "");
@@ -75,7 +74,7 @@ TEST(ScenarioReader, HasRoomForALargeConfigurationAndEightKits) {
   const std::string kit = R"(, {"kit": {"name": "K", "does": "reassigns", "of": "application"}})";
   for (int i = 0; i < 8; ++i) kits += kit;
   EXPECT_EQ(errorOf(withSteps(kits)), "");
-  EXPECT_THAT(errorOf(withSteps(kits + kit)), HasSubstr("a scenario has room for 8 steps \"kit\""));
+  EXPECT_THAT(errorOf(withSteps(kits + kit)), HasSubstr("a scenario may have at most 8 steps \"kit\""));
 }
 
 rapidjson::SchemaDocument schema() {

@@ -32,7 +32,7 @@ class TestCommand : public Test {
     std::ofstream(path) << text;
     return path;
   }
-  /// Its steps stand on line 2.
+  /// Its steps are on line 2.
   std::string scenario(const std::string& file, const std::string& name, const std::string& steps = "\"launch\"") {
     return write(file, R"({"name": ")" + name + R"(", "configuration": {"JWT_SECRET": "s", "BEARER_TOKEN": "b"}, )" +
                            "\"steps\": [\n" + steps + "]}");
@@ -46,7 +46,7 @@ class TestCommand : public Test {
   bool showsProgress_ = false;
 };
 
-TEST_F(TestCommand, RunsAllThatIsThereAndShowsWhatDidNotPass) {
+TEST_F(TestCommand, RunsAllScenariosAndShowsFailures) {
   scenario("good.json", "Good");
   scenario(".hidden/c.json", "Hidden", failing_);
   write("notes.txt", "{");
@@ -69,7 +69,7 @@ TEST_F(TestCommand, RunsAllThatIsThereAndShowsWhatDidNotPass) {
                                 HasSubstr("pipe.json: not a regular file"), HasSubstr("none.json: No such file")));
 }
 
-TEST_F(TestCommand, TellsInTheOrderOfTheFilesWhicheverEndsFirst) {
+TEST_F(TestCommand, ReportsInTheOrderOfTheFilesForAnyOrderOfCompletion) {
   std::string verdicts;
   for (const std::string name : {"a", "b", "c", "d", "e", "f"}) {
     scenario(name + ".json", name, name == "a" ? R"("launch", {"token": "00"}, )" + failing_ : failing_);
@@ -93,7 +93,7 @@ TEST_F(TestCommand, WritesAReportForContinuousIntegration) {
   EXPECT_EQ(std::regex_replace(text, varying, ""), test::caseText("pellion/cases/report.xml"));
 }
 
-TEST_F(TestCommand, RefusesWhatItCannotDo) {
+TEST_F(TestCommand, RejectsUnusableArguments) {
   const std::string good = scenario("a.json", "A");
   write("empty/other.json", "[]");
   const std::pair<std::vector<std::string>, std::string> cases[] = {

@@ -21,7 +21,7 @@ std::string shown(const std::vector<host::Event>& events, Timeline::Options opti
   return out.str();
 }
 
-TEST(Timeline, ReadsAsTheTextBesideTheEvents) {
+TEST(Timeline, PrintsTheExpectedTextForEachEvent) {
   const std::pair<std::string, Timeline::Options> cases[] = {
       {"story", {}},
       {"events", {}},
@@ -39,7 +39,7 @@ TEST(Timeline, ReadsAsTheTextBesideTheEvents) {
   }
 }
 
-TEST(Timeline, ShowsBytesInHexadecimalAndCutsALongText) {
+TEST(Timeline, ShowsBytesInHexadecimalAndTruncatesALongText) {
   const Value bytes = Value::dictionary({{"key", "k"}, {"data", Value::bytes("\x0a\xff")}});
   EXPECT_THAT(shown({{{}, "keychain", "stored", bytes}}), testing::EndsWith(" 0aff\n"));
   const std::string text = std::string(158, 'x') + "é" + std::string(100, 'x');
@@ -48,17 +48,17 @@ TEST(Timeline, ShowsBytesInHexadecimalAndCutsALongText) {
               testing::HasSubstr(std::string(158, 'x') + "… (262 bytes)\n"));
 }
 
-TEST(Timeline, ShowsControlCharactersInsteadOfObeyingThem) {
+TEST(Timeline, EscapesControlCharacters) {
   const host::Event event{{}, "platform", "token", Value::dictionary({{"token", "a\x1b[31m\xc2\x9b\xff\r"}})};
   const std::string text = shown({event});
   EXPECT_NE(text.find("a\\u001b[31m\\u009b\uFFFD\\u000d\n"), text.npos) << text;
 }
 
-TEST(Timeline, CutsAnEventThatIsLongerThanAnybodyReads) {
+TEST(Timeline, TruncatesAVeryLongEvent) {
   const std::string body = std::string(16'000, 'x') + std::string(1'000'000, '\n');
   const std::string text = shown({{{}, "backend", "answer", Value::dictionary({{"status", 200}, {"body", body}})}});
   EXPECT_LT(text.size(), 20'000U);
-  EXPECT_NE(text.find("  … 999629 more bytes\n"), text.npos);
+  EXPECT_NE(text.find("  … 999635 more bytes\n"), text.npos);
 }
 
 TEST(Timeline, ColoursOnlyWhenAsked) {
@@ -68,7 +68,7 @@ TEST(Timeline, ColoursOnlyWhenAsked) {
             "\x1b[2m    0.000\x1b[0m  \x1b[36mexpectation \x1b[0m  \x1b[32m✓ \x1b[0m1 request\n");
 }
 
-TEST(PrettyJSON, KeepsOnALineWhatFitsThere) {
+TEST(PrettyJSON, KeepsOnOneLineWhatFits) {
   const std::string long70(70, 'x');
   EXPECT_EQ(prettyJSON(Value::dictionary({{"a", Value::list({1, Value::list({})})}})), R"({"a":[1,[]]})");
   EXPECT_EQ("\n" + prettyJSON(Value::dictionary({{"a", Value::list({long70, 1})},

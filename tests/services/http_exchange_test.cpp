@@ -10,7 +10,7 @@ namespace {
 
 using namespace test;
 
-TEST(TransferTest, NotesProgressWhenAByteMoves) {
+TEST(TransferTest, RecordsProgressWhenAByteMoves) {
   LoopbackServer server(always(plainOK));
   const platform::URLRequest made = request(server.url("/"));
   auto url = services::admissibleURL(made.url, services::NetworkPolicy());

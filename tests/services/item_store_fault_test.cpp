@@ -1,4 +1,4 @@
-// What a store says, keeps and leaves alone when its file or its disk is not as it should be.
+// What a store reports and preserves when its file or its disk is faulty.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ namespace {
 using namespace testing;
 using platform::Value;
 
-constexpr const char* beginAnew = "left as it is: move it away to begin anew";
+constexpr const char* beginAnew = "not changed: move it away to start with an empty store";
 
 class ItemStoreFault : public Test {
  protected:
@@ -26,14 +26,14 @@ class ItemStoreFault : public Test {
   }
   void writeFile(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
   std::string readFile() { return test::fileText(path_); }
-  /// The bytes of a sound store.
+  /// The bytes of an intact store.
   std::string soundFile() {
     EXPECT_TRUE(open().setData("short", short_));
     EXPECT_TRUE(open().setData("long", long_));
     return readFile();
   }
-  /// Each of what has been told names the file and says this, in one line; and something has been told.
-  void expectTold(const std::string& what) {
+  /// There are reports, and each is one line that names the file and contains this text.
+  void expectReported(const std::string& what) {
     EXPECT_THAT(std::exchange(problems_, {}),
                 AllOf(SizeIs(Gt(0U)), Each(AllOf(StartsWith(path_.string()), HasSubstr(what), Not(HasSubstr("\n"))))));
   }
@@ -51,7 +51,7 @@ class ItemStoreFault : public Test {
   std::vector<std::string> problems_;
 };
 
-TEST_F(ItemStoreFault, AFileThatIsNoStoreIsToldOfAndLeftAsItIs) {
+TEST_F(ItemStoreFault, AFileThatIsNotAStoreIsReportedAndNotChanged) {
   const std::string sound = soundFile();
   std::string shuffled = sound;
   std::ranges::reverse(shuffled.begin() + 100, shuffled.end());
@@ -63,11 +63,11 @@ TEST_F(ItemStoreFault, AFileThatIsNoStoreIsToldOfAndLeftAsItIs) {
     EXPECT_EQ(open().data("short"), std::nullopt);
     EXPECT_FALSE(open().setData("short", Value::bytes("new")));
     EXPECT_EQ(readFile(), bytes);
-    expectTold(beginAnew);
+    expectReported(beginAnew);
   }
 }
 
-TEST_F(ItemStoreFault, AFileThatIsCutShortIsToldOfWhereverItEnds) {
+TEST_F(ItemStoreFault, ATruncatedFileIsReportedAtAnyLength) {
   const std::string sound = soundFile();
   constexpr std::size_t step = 191;
   for (std::size_t size = 2; size < sound.size(); size += step) {
@@ -75,26 +75,26 @@ TEST_F(ItemStoreFault, AFileThatIsCutShortIsToldOfWhereverItEnds) {
     EXPECT_EQ(open().data("long"), std::nullopt) << size;
     EXPECT_FALSE(open().setData("short", Value::bytes("new"))) << size;
     EXPECT_EQ(readFile().size(), size);
-    expectTold(beginAnew);
+    expectReported(beginAnew);
   }
-  writeFile("");  // as a program leaves it that is killed when it has just made the file
+  writeFile("");  // the state after a program is killed just after it made the file
   EXPECT_TRUE(open().setData("short", short_));
   EXPECT_THAT(problems_, IsEmpty());
 }
 
-TEST_F(ItemStoreFault, APipeInTheJournalsPlaceHoldsNobodyUp) {
+TEST_F(ItemStoreFault, APipeInPlaceOfTheJournalDoesNotBlock) {
   soundFile();
   for (const char* suffix : {"-journal", "-wal"}) {
     const std::string pipe = path_.string() + suffix;
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(open().data("short"), std::nullopt);
-    expectTold(pipe + " is no regular file; remove it");
+    expectReported(pipe + " is not a regular file; remove it");
     std::filesystem::remove(pipe);
   }
   EXPECT_EQ(open().data("short"), short_);
 }
 
-TEST_F(ItemStoreFault, AFullDiskTakesNothingAwayWhereverItEnds) {
+TEST_F(ItemStoreFault, AFullDiskLosesNoItemAtAnySize) {
   services::ItemStore store = open();
   ASSERT_TRUE(store.setData("key", long_));
   constexpr std::uint64_t enough = 200'000;
@@ -111,10 +111,10 @@ TEST_F(ItemStoreFault, AFullDiskTakesNothingAwayWhereverItEnds) {
   }
   EXPECT_TRUE(isStored);
   EXPECT_GT(room, 20'000U);
-  expectTold("cannot be written: database or disk is full; make room on its disk");
+  expectReported("cannot be written: database or disk is full; free space on its disk");
 }
 
-TEST_F(ItemStoreFault, TheNextUseFindsTheFileThatIsThereThen) {
+TEST_F(ItemStoreFault, TheNextUseOpensTheCurrentFile) {
   const std::string another = (directory_.path() / "another").string();
   const auto replaceBy = [&](const std::string& bytes) {
     std::ofstream(another, std::ios::binary) << bytes;
@@ -142,13 +142,13 @@ TEST_F(ItemStoreFault, TheNextUseFindsTheFileThatIsThereThen) {
       EXPECT_TRUE(!readsFirst || store.data("short") == found);
       EXPECT_EQ(store.setData("new", short_), isStore);
       EXPECT_EQ(open().data("new"), isStore ? std::optional(short_) : std::nullopt);
-      if (!isStore) expectTold(beginAnew);
+      if (!isStore) expectReported(beginAnew);
       EXPECT_THAT(problems_, IsEmpty());
     }
   }
 }
 
-/// Another program's lock. SQLite's clock is ours: whoever waits for the lock makes time pass.
+/// Another program's lock. SQLite uses the test's clock: waiting for the lock advances the time.
 class LockedItemStore : public ItemStoreFault {
  protected:
   LockedItemStore() {
@@ -180,14 +180,14 @@ class LockedItemStore : public ItemStoreFault {
   int (*const sleepBefore_)(sqlite3_vfs*, int) = files_->xSleep;
 };
 
-TEST_F(LockedItemStore, IsWaitedForButNotForEver) {
+TEST_F(LockedItemStore, IsWaitedForUntilALimit) {
   services::ItemStore store = open();
   waited_ = 0;
   freeAfter_ = 0;
   EXPECT_EQ(store.data("short"), std::nullopt);
   EXPECT_FALSE(store.setData("short", Value::bytes("new")));
   EXPECT_EQ(waited_, 2 * 5'000'000);
-  expectTold("database is locked; another program keeps it locked: end that one");
+  expectReported("database is locked; another program keeps it locked: end that program");
   freeAfter_ = waited_ + 4'000'000;
   EXPECT_TRUE(store.setData("long", short_));
   EXPECT_EQ(store.data("short"), short_);
@@ -204,8 +204,8 @@ TEST_F(LockedItemStore, MayBeRemovedMeanwhile) {
   EXPECT_THAT(problems_, IsEmpty());
 }
 
-/// Runs in another process, because root, which may write anything, gives that up for good.
-TEST_F(ItemStoreFault, WhatMayNotBeWrittenIsReadAndToldOf) {
+/// Runs in another process, because root, which may write anything, cannot regain its rights after dropping them.
+TEST_F(ItemStoreFault, AReadOnlyFileIsReadAndReported) {
   soundFile();
   constexpr uid_t nobody = 65'534;
   const bool isRoot = geteuid() == 0;
@@ -223,7 +223,7 @@ TEST_F(ItemStoreFault, WhatMayNotBeWrittenIsReadAndToldOf) {
       if (isRoot && setuid(user) != 0) _exit(1);
       EXPECT_EQ(open().data("short"), short_);
       EXPECT_FALSE(open().setData("short", Value::bytes("new")));
-      expectTold("its owner needs the right to write it and its directory");
+      expectReported("its owner needs write permission for it and its directory");
       _exit(HasFailure() ? 1 : 0);
     }
     int status = 0;

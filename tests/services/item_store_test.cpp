@@ -40,7 +40,7 @@ TEST_F(ItemStore, keepsItemsAcrossHandlesAndReplacesThem) {
   EXPECT_THAT(problems_, IsEmpty());
 }
 
-TEST_F(ItemStore, isReadableByItsOwnerAloneWhateverTheUmask) {
+TEST_F(ItemStore, isReadableOnlyByItsOwnerForAnyUmask) {
   using std::filesystem::perms;
   const mode_t umaskBefore = umask(0);
   for (int round = 0; round < 2; ++round) {  // one that it makes, one that it finds
@@ -51,7 +51,7 @@ TEST_F(ItemStore, isReadableByItsOwnerAloneWhateverTheUmask) {
   umask(umaskBefore);
 }
 
-TEST_F(ItemStore, takesWritersFromSeveralHandlesAtOnce) {
+TEST_F(ItemStore, acceptsConcurrentWritersOfSeveralHandles) {
   std::vector<std::thread> writers;
   for (char writer = 'a'; writer < 'd'; ++writer) {
     writers.emplace_back([this, writer] {
@@ -63,16 +63,16 @@ TEST_F(ItemStore, takesWritersFromSeveralHandlesAtOnce) {
   const std::optional<Value> last = open().data("shared");
   ASSERT_TRUE(last);
   const std::string text(last->bytes().begin(), last->bytes().end());
-  EXPECT_EQ(text, std::string(100, text[0])) << "an item is one writer's, whole";
+  EXPECT_EQ(text, std::string(100, text[0])) << "an item is the complete value of one writer";
 }
 
-TEST_F(ItemStore, reportsAPlaceWhereNoFileCanBe) {
+TEST_F(ItemStore, reportsAPathWhereNoFileCanBe) {
   std::filesystem::create_symlink("elsewhere", directory_.path() / "link");
   for (const char* name : {"missing/items.sqlite", "link", "."}) {
     path_ = directory_.path() / name;
     EXPECT_FALSE(open().setData("key", Value::bytes("x")));
   }
-  const auto irregular = HasSubstr("cannot be opened: it is no regular file");
+  const auto irregular = HasSubstr("cannot be opened: it is not a regular file");
   EXPECT_THAT(problems_, ElementsAre(HasSubstr("No such file or directory"), irregular, irregular));
 }
 

@@ -61,7 +61,7 @@ TEST(JSONDecoding, ReadsEveryKind) {
   for (const auto& [text, value] : cases) EXPECT_EQ(decode(text), value) << text;
 }
 
-TEST(JSONDecoding, TellsKindsOfNumbersApart) {
+TEST(JSONDecoding, DistinguishesKindsOfNumbers) {
   using enum Value::Kind;
   const std::pair<std::string, Value::Kind> cases[] = {
       {"1", integer},    {"1.0", floating},
@@ -90,7 +90,7 @@ TEST(JSONDecoding, RecognisesUnicodeEncodingsWithAndWithoutByteOrderMark) {
   EXPECT_EQ(decode(widened(nested(512), 2, true)), decode(nested(512)));
 }
 
-TEST(JSONDecoding, RefusesWhatIsNotJSON) {
+TEST(JSONDecoding, RejectsTextThatIsNotJSON) {
   std::vector<std::string> cases{"[]\0"s, "[\0\"\0\x3D\xD8\"\0]\0"s,
                                  "[\0]\0\0"s};  // UTF-16 with half a pair, half a unit
   const auto add = [&](std::string_view texts) {
@@ -132,7 +132,7 @@ TEST(JSONEncoding, WritesCompactTextWithThePlatformsEscapes) {
   for (const auto& [value, text] : cases) EXPECT_EQ(encode(value), text);
 }
 
-TEST(JSONEncoding, RaisesForWhatJSONCannotHold) {
+TEST(JSONEncoding, RaisesForValuesThatJSONCannotContain) {
   const std::pair<Value, std::string_view> cases[] = {
       {"text", "Invalid top-level type in JSON write"},
       {nullptr, "Invalid top-level type in JSON write"},

@@ -1,4 +1,4 @@
-// A look-up of a name takes as long as the resolver likes, and cannot be interrupted.
+// A look-up of a name takes any time, and cannot be interrupted.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ std::promise<void> answered;
 
 }  // namespace
 
-/// In the place of the C library's: one name hangs until the test lets it go.
+/// Replaces the C library's function: the look-up of one name hangs until the test releases it.
 extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* name, const char* service,
                                                                   const addrinfo* hints, addrinfo** found) {
   if (name != nullptr && name == hangingName) {
@@ -33,7 +33,7 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
 
 namespace {
 
-TEST(NameLookup, ThatHangsHoldsUpNobodyElse) {
+TEST(NameLookup, DoesNotDelayOthersWhileItHangs) {
   using platform::Error;
   test::LoopbackServer server([](const auto&) { return test::LoopbackServer::Reply{"HTTP/1.1 200 OK\r\n\r\n{}"}; });
   host::Clock clock{host::Clock::Kind::virtualTime};

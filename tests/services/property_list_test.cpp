@@ -100,7 +100,7 @@ TEST(PropertyList, ReadsNumbersInEveryFormThatXMLHas) {
   }
 }
 
-TEST(PropertyList, SaysWhereXMLIsBroken) {
+TEST(PropertyList, ReportsTheLineOfBrokenXML) {
   const Value cases = test::caseJSON("services/cases/broken_property_lists.json");
   for (const Value& row : test::elements(test::at(cases, "documents"))) {
     const std::string text = row.find("text") ? test::textAt(row, "text") : document(test::textAt(row, "content"));
@@ -111,11 +111,11 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
     for (const std::string& content : test::textsAt(row, "contents")) {
       const std::string text = document("<array>\n<" + element + ">" + content + "</" + element + "></array>");
       EXPECT_EQ(parsingError(text),
-                "file:5: <" + element + "> holds \"" + content + "\", expected " + test::textAt(row, "expected"));
+                "file:5: <" + element + "> contains \"" + content + "\", expected " + test::textAt(row, "expected"));
     }
   }
   EXPECT_EQ(parsingError(document("<dict><key>a\nb</key><array><string>\xFF</string></array></dict>")),
-            "file: key path a\\u000ab.0: a string is broken Unicode text");
+            "file: key path a\\u000ab.0: a string is not valid Unicode");
   std::string deep;
   for (int i = 0; i != 1'000'000; ++i) deep += "<array>";
   for (const char* root : {"<plist>", ""}) {
@@ -123,7 +123,7 @@ TEST(PropertyList, SaysWhereXMLIsBroken) {
   }
   std::string marks;
   for (int i = 0; i != 1'000'000; ++i) marks += "\xEF\xBB\xBF";
-  EXPECT_EQ(parsingError(marks), "file:1: no property list, neither XML nor binary");
+  EXPECT_EQ(parsingError(marks), "file:1: not a property list, neither XML nor binary");
   EXPECT_EQ(parsingError(deep), "file: larger than the 4 MiB that a property list may have");
 }
 
@@ -140,7 +140,7 @@ std::string binaryOf(const std::vector<std::string>& objects) {
          std::string(15, '\0') + tableOffset;
 }
 
-TEST(PropertyList, ReadsWhatEachBinaryObjectHoldsAndNothingElse) {
+TEST(PropertyList, ReadsOnlyTheContentsOfEachBinaryObject) {
   const std::string ones(8, '\xFF');
   const std::string zeros(8, '\0');
   const std::pair<std::string, Value> cases[] = {
@@ -163,31 +163,31 @@ TEST(PropertyList, ReadsWhatEachBinaryObjectHoldsAndNothingElse) {
   }
 }
 
-TEST(PropertyList, SaysWhatIsWrongWithABinaryFile) {
+TEST(PropertyList, ReportsWhatIsWrongWithABinaryFile) {
   std::vector<std::string> doubling;
   for (char level = 1; level != 40; ++level) doubling.push_back("\xA2"s + level + level);
   doubling.push_back("\x51x");
   const std::pair<std::string, std::string_view> cases[] = {
-      {binaryOf(doubling), "its references repeat too much of it"},
-      {binaryOf({"\xA1\0"s}), "a container holds itself"},
-      {binaryOf({"\xA1\1", "\xD1\2\0"s, "\x51k"}), "a container holds itself"},
-      {binaryOf({"\xD1\1\1", "\x09"}), "a key is no text"},
-      {binaryOf({"\xA1\7"}), "a reference leads nowhere"},
+      {binaryOf(doubling), "its references repeat too many objects"},
+      {binaryOf({"\xA1\0"s}), "a container contains itself"},
+      {binaryOf({"\xA1\1", "\xD1\2\0"s, "\x51k"}), "a container contains itself"},
+      {binaryOf({"\xD1\1\1", "\x09"}), "a key is not a string"},
+      {binaryOf({"\xA1\7"}), "a reference has no target"},
       {binaryOf({"\x5F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"}), "an object is longer than the file"},
       {binaryOf({"\xAF\x10\xFF"}), "an object is longer than the file"},
-      {binaryOf({"\x5F\x51"}), "a length is no number"},
+      {binaryOf({"\x5F\x51"}), "a length is not a number"},
       {binaryOf({"\x14" + std::string(7, '\0') + "\1" + std::string(8, '\0')}), "an integer does not fit 64 bits"},
       {binaryOf({"\x14" + std::string(8, '\xFF') + std::string(8, '\0')}), "an integer does not fit 64 bits"},
       {binaryOf({"\x15" + std::string(32, '\0')}), "the size of a number is wrong"},
       {binaryOf({"\x21\0\0"s}), "the size of a number is wrong"},
       {binaryOf({"\x32" + std::string(4, '\0')}), "the size of a date is wrong"},
       {binaryOf({"\x33\x7F\xF0" + std::string(6, '\0')}), "a date lies outside the years 0 to 9999"},
-      {binaryOf({"\x51\xFF"}), "a text is broken Unicode"},
-      {binaryOf({"\x61\xD8\0"s}), "a text is broken Unicode"},
-      {binaryOf({"\0"s}), "it holds something that is no property list value"},
-      {binaryOf({"\xC0"}), "it holds something that is no property list value"},
-      {binaryOf({}), "its trailer does not fit its size"},
-      {"bplist00", "it is cut off"},
+      {binaryOf({"\x51\xFF"}), "a string is not valid Unicode"},
+      {binaryOf({"\x61\xD8\0"s}), "a string is not valid Unicode"},
+      {binaryOf({"\0"s}), "it contains a value that is not a property list value"},
+      {binaryOf({"\xC0"}), "it contains a value that is not a property list value"},
+      {binaryOf({}), "its trailer does not match its size"},
+      {"bplist00", "it is truncated"},
   };
   for (const auto& [data, problem] : cases) {
     EXPECT_EQ(parsingError(data), "file: broken binary property list: " + std::string(problem));
@@ -204,14 +204,14 @@ class PropertyListFile : public testing::Test {
   const std::string path = directory.path() / "a.plist";
 };
 
-TEST_F(PropertyListFile, SaysWhyAFileCannotBeRead) {
+TEST_F(PropertyListFile, ReportsWhyAFileCannotBeRead) {
   EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": No such file or directory");
   EXPECT_EQ(errorOf([&] { readPropertyList(directory.path()); }), directory.path().string() + ": not a file");
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(errorOf([&] { readPropertyList(path); }), path + ": not a file");
 }
 
-TEST_F(PropertyListFile, WhatIsWrittenReadsBackTheSame) {
+TEST_F(PropertyListFile, WrittenValuesReadBackTheSame) {
   const Value value = Value::dictionary({
       {"text", "a < b & \"c\"\n\té😀"},
       {"a\0\1"s, "\x7F\0 é\x1B"s},
@@ -227,15 +227,15 @@ TEST_F(PropertyListFile, WhatIsWrittenReadsBackTheSame) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
 }
 
-TEST_F(PropertyListFile, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
+TEST_F(PropertyListFile, ReportsWhyAValueCannotBeWrittenAndKeepsTheOldFile) {
   write(everything);
   Value deep = 1;
   for (int i = 0; i != 100'000; ++i) deep = Value::list({deep});
   const std::pair<Value, std::string_view> cases[] = {
       {nullptr, "a property list cannot hold NSNull"},
       {Value::dictionary({{"a", Value::list({1, nullptr})}}), "key path a.1: a property list cannot hold NSNull"},
-      {Value::dictionary({{1, 2}}), "a key must be text, not __NSCFNumber"},
-      {Value::dictionary({{"a", 1}, {"b", "\xFF"}}), "key path b: a text is broken Unicode"},
+      {Value::dictionary({{1, 2}}), "a key must be a string, not __NSCFNumber"},
+      {Value::dictionary({{"a", 1}, {"b", "\xFF"}}), "key path b: a string is not valid Unicode"},
       {Value::bytes(std::string(4 << 20, 'x')), "larger than the 4 MiB that a property list may have"},
   };
   for (const auto& [value, problem] : cases) {
@@ -247,7 +247,7 @@ TEST_F(PropertyListFile, SaysWhyAValueCannotBeWrittenAndLeavesTheOldFile) {
               testing::HasSubstr("cannot be written: Not a directory [" + path + "/b]"));
 }
 
-TEST_F(PropertyListFile, GivesADictionaryOrNothing) {
+TEST_F(PropertyListFile, ReturnsADictionaryOrNothing) {
   EXPECT_FALSE(dictionaryWithContentsOfFile(std::nullopt));
   EXPECT_FALSE(dictionaryWithContentsOfFile(path));
   for (const std::string& useless : {document("<array/>"), "garbage"s}) {
@@ -266,7 +266,7 @@ TEST_F(PropertyListFile, IsReadAgainOnlyWhenItHasChanged) {
   }
   const Value* kept = nullptr;
   std::optional<Value> first;
-  while (kept == nullptr || first->find("n") != kept) {  // until the file's time is not the present any more
+  while (kept == nullptr || first->find("n") != kept) {  // until the file's time is in the past
     kept = dictionaryWithContentsOfFile(path)->find("n");
     first = dictionaryWithContentsOfFile(path);
   }

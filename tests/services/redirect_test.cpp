@@ -10,7 +10,7 @@ namespace {
 using platform::URL;
 using platform::Value;
 
-/// What becomes of a request: "METHOD URL", with "+body" and "+auth" when they go along; an error's code; "deliver".
+/// The next request as "METHOD URL", with "+body" and "+auth" if it has them; an error's code; or "deliver".
 std::string outcomeOf(const Value& row) {
   const std::string location = test::textAt(row, "location");
   platform::URLRequest request{

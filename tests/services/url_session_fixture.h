@@ -16,7 +16,7 @@
 
 namespace test {
 
-/// What a session hands to a handler.
+/// What a session passes to a handler.
 struct Outcome {
   int runs = 0;
   std::optional<std::string> body;

@@ -38,7 +38,7 @@ TEST_F(URLSessionTest, RunsHandlersOneByOneInTheOrderOfCompletion) {
   EXPECT_THAT(order, ElementsAre(2, 1));
 }
 
-TEST_F(URLSessionTest, RunsTheHandlersOfDifferentSessionsSideBySide) {
+TEST_F(URLSessionTest, RunsHandlersOfDifferentSessionsConcurrently) {
   LoopbackServer server(always(plainOK));
   std::promise<void> promises[2];
   for (int own = 0; own < 2; ++own) {
@@ -81,7 +81,7 @@ TEST_F(URLSessionTest, EndingAProcessWaitsForARunningHandlerAndCancelsWhatItStar
   EXPECT_TRUE(isOver);
 }
 
-TEST_F(URLSessionTest, RefusesTheRequestsOfAnEndedProcessUntilItIsForgotten) {
+TEST_F(URLSessionTest, RejectsRequestsOfAnEndedProcessUntilItIsRemoved) {
   LoopbackServer server(always(plainOK));
   network_->endRequests(process());
   auto captured = std::make_shared<int>();

@@ -13,7 +13,7 @@ using Then = LoopbackServer::Then;
 
 constexpr long day = 86'400;  // seconds
 
-TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
+TEST_F(URLSessionTest, SendsTheRequestsFieldsAndNoneOfLibcurls) {
   const std::string accept = "Accept: */*\r\nAccept-Language: en-US,en;q=0.9\r\nAccept-Encoding: gzip, deflate\r\n";
   const std::string added = accept + "User-Agent: PellionHost\r\nConnection: keep-alive\r\n";
   const struct {
@@ -40,7 +40,7 @@ TEST_F(URLSessionTest, PutsTheRequestsFieldsOnTheWireAndNothingOfLibcurls) {
   }
 }
 
-TEST_F(URLSessionTest, GivesTheAnswerWithItsFields) {
+TEST_F(URLSessionTest, ReturnsTheResponseWithItsFields) {
   LoopbackServer server(
       always("HTTP/1.1 100 Continue\r\nEarly: 1\r\n\r\nHTTP/1.1 418 Odd\r\nA:  b \r\nX: 1\r\nx: 2\r\nE:\r\nF: \t \r\n"
              "Transfer-Encoding: chunked\r\n\r\n2\r\nab\r\n1\r\nc\r\n0\r\nTrailer: 1\r\n\r\n"));
@@ -53,10 +53,10 @@ TEST_F(URLSessionTest, GivesTheAnswerWithItsFields) {
                                                               Pair("F", ""), Pair("Transfer-Encoding", "chunked")));
 }
 
-TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
+TEST_F(URLSessionTest, ReportsAnErrorWithoutAResponse) {
   const std::string insecure = "policy requires the use of a secure connection.";
   const std::string unknownHost = "A server with the specified hostname could not be found.";
-  const std::string badValue = "The value of the header field \"a\" holds a line break or a zero byte.";
+  const std::string badValue = "The value of the header field \"a\" contains a line break or a zero byte.";
   const std::string authority = "The certificate authorities in /nonexistent/authority.pem cannot be read: a file";
   policy_.certificateAuthorities = "/nonexistent/authority.pem";
   const std::string tooLong = std::string(64, 'a') + ".invalid";  // for a name server to be asked
@@ -86,9 +86,9 @@ TEST_F(URLSessionTest, FailsWithoutAnAnswerWhere) {
       {request(server.url("/", "127.1.2.3")), -1004, "Could not connect to the server."},
       {request("https://127.0.0.1:1/"), -1200, authority},
       {request(redirecting.url("/")), -1200, authority},
-      {request(good, "GET / HTTP/1.1\r\n"), -1, "The HTTP method \"GET / HTTP/1.1??\" is no token."},
-      {withField("a\r\nb", "x"), -1, "The name of the header field \"a??b\" is no token."},
-      {withField("a:b", "x"), -1, "The name of the header field \"a:b\" is no token."},
+      {request(good, "GET / HTTP/1.1\r\n"), -1, "The HTTP method \"GET / HTTP/1.1??\" is not a token."},
+      {withField("a\r\nb", "x"), -1, "The name of the header field \"a??b\" is not a token."},
+      {withField("a:b", "x"), -1, "The name of the header field \"a:b\" is not a token."},
       {withField("a", "x\r\nb: c"), -1, badValue},
       {withField("a", std::string("x\0y", 3)), -1, badValue},
       {withField("Transfer-Encoding", "chunked"), -1, "The header field \"Transfer-Encoding\" cannot be set"},
@@ -108,7 +108,7 @@ TEST_F(URLSessionTest, AllowsClearTextToHostsThatThePolicyNames) {
   EXPECT_EQ(load(request(server.url("/", "backend.LOCALHOST"))).body, "{}");
 }
 
-TEST_F(URLSessionTest, NamesWhatWentWrongOnTheWay) {
+TEST_F(URLSessionTest, ReportsErrorsOfTheConnection) {
   const std::string lost = "The network connection was lost.";
   const std::string raw = "cannot decode raw data";
   const std::string parse = "cannot parse response";
@@ -151,7 +151,7 @@ TEST_F(URLSessionTest, NamesWhatWentWrongOnTheWay) {
   }
 }
 
-TEST_F(URLSessionTest, DecodesAnswersUpTo16MiB) {
+TEST_F(URLSessionTest, DecodesResponsesUpTo16MiB) {
   const std::string zlib("\x78\x9c\xcb\x48\xcd\xc9\xc9\x07\x00\x06\x2c\x02\x15", 13);  // "hello"
   const std::string most(std::size_t{16} * 1024 * 1024, 'x');
   const struct {
@@ -209,7 +209,7 @@ TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
   const CertificateAuthority weak("Weak Authority", {.makeKey = [] { return EVP_EC_gen("P-224"); }});
   const CertificateAuthority old("Old Authority", {.until = 9'000 * day, .digest = EVP_sha1()});
   const CertificateAuthority other("Other Authority");
-  const CertificateAuthority forger;  // bears the trusted one's name
+  const CertificateAuthority forger;  // has the trusted one's name
   const TemporaryDirectory directory;
   policy_.certificateAuthorities = directory.path() / "authority.pem";
   for (const auto* authority : {&trusted, &weak, &old}) authority->writePEM(policy_.certificateAuthorities);
@@ -268,7 +268,7 @@ TEST_F(URLSessionTest, VerifiesCertificatesAlways) {
   }
 }
 
-TEST_F(URLSessionTest, TakesNoAnswerWhoseEndTLSDoesNotTell) {
+TEST_F(URLSessionTest, RejectsATruncatedResponseOverTLS) {
   const CertificateAuthority trusted;
   const TemporaryDirectory directory;
   policy_.certificateAuthorities = directory.path() / "authority.pem";

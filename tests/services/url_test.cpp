@@ -23,7 +23,7 @@ std::optional<std::string> urlOf(std::string_view text) {
   return url ? std::optional(url->absoluteString()) : std::nullopt;
 }
 
-TEST(URL, StaysAsItIsWithinTheGrammar) {
+TEST(URL, DoesNotChangeWithinTheGrammar) {
   constexpr std::string_view texts =
       "http://host/path?query#fragment myapp:// myapp: a/b ?q #f //host mailto:a@b http://[::1]:8/ a%20b "
       "http://h/%F0%9F%98%80 tel:+49-1 x:y:z / . http://h?a=b&c=/? http://h:65536 "
@@ -38,10 +38,10 @@ TEST(URL, StaysAsItIsWithinTheGrammar) {
   }
 }
 
-TEST(URL, IsEncodedOutsideTheGrammarForApplicationsLinkedSince17Alone) {
+TEST(URL, IsEncodedOutsideTheGrammarOnlyForApplicationsLinkedSince17) {
   for (const Value& row : test::caseRows("services/cases/encoded_urls.json")) {
     const std::string text = test::textAt(row, "text");
-    const auto newer = test::at(row, "newer").ifString();  // null for what no encoding helps
+    const auto newer = test::at(row, "newer").ifString();  // null for text that no encoding makes valid
     EXPECT_EQ(urlOf(text), newer) << text;
     const test::TestProcess older(true);
     EXPECT_EQ(urlOf(text), std::nullopt) << text;
@@ -52,7 +52,7 @@ TEST(URL, IsEncodedOutsideTheGrammarForApplicationsLinkedSince17Alone) {
   EXPECT_FALSE(urlOf(longHost)) << "and at once";
 }
 
-TEST(URLComponents, SayWhereAURLLeads) {
+TEST(URLComponents, ReturnTheSchemeAndHostOfAURL) {
   for (const Value& row : test::caseRows("services/cases/url_components.json")) {
     const auto components = parseURLComponents(test::textAt(row, "url"));
     ASSERT_TRUE(components) << row.description();

@@ -21,7 +21,7 @@
 
 namespace test {
 
-/// A server on loopback that records what arrives, byte by byte, and answers as its script says: one request per
+/// A server on loopback that records what arrives, byte by byte, and responds as its script says: one request per
 /// connection, each connection on its own thread. It uses TLS when it has an identity.
 class LoopbackServer {
  public:
@@ -129,8 +129,8 @@ class LoopbackServer {
     }
     std::string ignored;
     while (then == Then::hold && connection.read(ignored)) ignored.clear();
-    const sockaddr nobody{AF_UNSPEC, {}};
-    if (then == Then::reset) connect(connection.socket, &nobody, sizeof nobody);  // Linux then sends a reset
+    const sockaddr unspecified{AF_UNSPEC, {}};
+    if (then == Then::reset) connect(connection.socket, &unspecified, sizeof unspecified);  // Linux then sends a reset
     if (connection.tls && then != Then::cut) SSL_shutdown(connection.tls.get());
     shutdown(connection.socket, SHUT_RDWR);
   }

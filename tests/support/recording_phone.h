@@ -101,7 +101,7 @@ class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
 
   template <class Result = bool>
   Result noted(const std::string& call, Result&& result = {}) {
-    process_.tell("core library", "asked", platform::Value::dictionary({{"text", call}}));
+    process_.report("core library", "asked", platform::Value::dictionary({{"text", call}}));
     return std::forward<Result>(result);
   }
 
@@ -136,7 +136,7 @@ class RecordingPhone : public TestPhone {
     library_ = std::make_shared<RecordingCoreLibrary>(process, (*this)->configurationPath(), (*this)->keychain());
     process.setCoreLibrary(library_);
     process.setSessionFactory([this, &process] {
-      process.tell("network", "asked", platform::Value::dictionary({{"text", "session"}}));
+      process.report("network", "asked", platform::Value::dictionary({{"text", "session"}}));
       return std::make_shared<OfflineSession>([this](const SentRequest& sent) {
         requests_.push_back(sent);
         server(sent);

@@ -183,7 +183,7 @@ TEST(Value, CountsReferencesFromSeveralThreads) {
   }
 }
 
-TEST(Value, WrongKindRaisesAsAMessageToTheWrongObject) {
+TEST(Value, WrongKindRaisesLikeAMessageToTheWrongObject) {
   const std::pair<std::function<void()>, std::string> cases[] = {
       {[] { Value(1).asString("length"); }, "-[__NSCFNumber length]: unrecognized selector sent to instance 0x"},
       {[] { Value(true).asBytes("bytes"); }, "-[__NSCFBoolean bytes]: unrecognized"},

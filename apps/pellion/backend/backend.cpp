@@ -39,8 +39,8 @@ std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
   const int yes = 1;
   setsockopt(bound->get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   if (bind(bound->get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return bound;
-  throw InputError("port " + std::to_string(port) + " cannot be had: " + std::strerror(errno) +
-                   "; give another one, or 0 for any that is free");
+  throw InputError("port " + std::to_string(port) + " is not available: " + std::strerror(errno) +
+                   "; give another one, or 0 for any free port");
 }
 
 }  // namespace
@@ -185,7 +185,7 @@ Answer Backend::record(Incoming& incoming) {
   if (isTooLarge) {
     request.body.clear();
     request.decodedBody.emplace().steps.push_back(
-        {"more than " + std::to_string(largestBody) + " bytes; not kept", true});
+        {"more than " + std::to_string(largestBody) + " bytes; discarded", true});
   } else if (!request.body.empty()) {
     request.decodedBody = decodeBody(request.body, secret);
   }

@@ -115,8 +115,8 @@ bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
 
 /// Linux resets a connection when its socket is connected to no address.
 void BackendConnection::reset() const {
-  const sockaddr nobody{AF_UNSPEC, {}};
-  static_cast<void>(connect(socket_, &nobody, sizeof nobody));
+  const sockaddr unspecified{AF_UNSPEC, {}};
+  static_cast<void>(connect(socket_, &unspecified, sizeof unspecified));
 }
 
 }  // namespace pellion

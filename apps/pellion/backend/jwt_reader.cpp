@@ -41,10 +41,10 @@ DecodedBody::Step signatureStep(const Value& header, const std::optional<std::st
   const Value* algorithm = header.find("alg");
   if (algorithm == nullptr || *algorithm != Value("HS256")) {
     return {"JWT signed with " + (algorithm == nullptr ? "no \"alg\"" : algorithm->description()) +
-                "; HS256 is what the backend checks",
+                "; the backend verifies only HS256",
             true};
   }
-  if (!secret) return {"JWT, HS256; signature not checked, for no secret was given"};
+  if (!secret) return {"JWT, HS256; signature not checked, because no secret was given"};
   if (!isSignedWith(*secret, signedText, signature))
     return {"JWT, HS256; the signature does not match the secret", true};
   return {"JWT, HS256, signature verified"};
@@ -56,7 +56,7 @@ void openJWT(DecodedBody& body, const std::optional<std::string>& secret) {
   const std::size_t first = token.find('.');
   const std::size_t second = first == std::string_view::npos ? std::string_view::npos : token.find('.', first + 1);
   if (second == std::string_view::npos || token.find('.', second + 1) != std::string_view::npos) {
-    body.steps.push_back({"not a JWT: it has no three parts with dots between them", true});
+    body.steps.push_back({"not a JWT: it does not have three parts with dots between them", true});
     return;
   }
   const auto header = base64URLDecoded(token.substr(0, first));
@@ -83,8 +83,8 @@ void openGzip(DecodedBody& body) {
   for (std::size_t i = 0; i < 4 && packed.size() >= smallest; ++i)
     size = size << 8 | static_cast<std::uint8_t>(packed[packed.size() - 1 - i]);
   if (size > largestContent) {
-    body.steps.push_back({"gzip too large: it claims to hold " + std::to_string(size) + " bytes, and at most " +
-                              std::to_string(largestContent) + " are opened",
+    body.steps.push_back({"gzip too large: its trailer gives " + std::to_string(size) + " bytes; the limit is " +
+                              std::to_string(largestContent),
                           true});
     return;
   }
@@ -95,10 +95,10 @@ void openGzip(DecodedBody& body) {
                                                               content.data(), content.size(), nullptr);
   if (result != LIBDEFLATE_SUCCESS) {
     const bool isTooLarge = result == LIBDEFLATE_INSUFFICIENT_SPACE;
-    body.steps.push_back(
-        {isTooLarge ? "gzip too large: it holds more than the " + std::to_string(size) + " bytes that it claims"
-                    : "gzip that is damaged or cut short",
-         true});
+    body.steps.push_back({isTooLarge ? "gzip too large: it contains more than the " + std::to_string(size) +
+                                           " bytes that its trailer gives"
+                                     : "gzip is damaged or truncated",
+                          true});
     return;
   }
   body.steps.push_back({"gzip, " + std::to_string(packed.size()) + " to " + std::to_string(size) + " bytes"});

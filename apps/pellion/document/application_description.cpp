@@ -78,7 +78,7 @@ const Shape presentationShape{R"("banner", "list", "sound" or "badge")", isWord<
 const Shape protocolShape{R"("UIApplicationDelegate" or "UNUserNotificationCenterDelegate")", isWord<protocols>};
 const Shape protocolsShape{"a list of protocols", isList, {}, &protocolShape};
 
-const Shape unansweredShape{"{}, for nothing is to be answered", isEmptyObject};
+const Shape unansweredShape{"{}, because this callback takes no answer", isEmptyObject};
 const Field backgroundFields[] = {{"answers", &answersShape}, {"result", &fetchResultShape}};
 const Field foregroundFields[] = {{"answers", &answersShape}, {"shows", &presentationsShape}};
 const Field responseFields[] = {{"answers", &answersShape}};
@@ -90,7 +90,7 @@ const Field callbackFields[] = {{callbacks[0].name, &unansweredShape},
                                 {callbacks[2].name, &backgroundShape},
                                 {callbacks[3].name, &foregroundShape},
                                 {callbacks[4].name, &responseShape}};
-const Shape behavioursShape{"an object of callbacks and what is done in them", isObject, callbackFields};
+const Shape behavioursShape{"an object of callbacks and their behaviour", isObject, callbackFields};
 
 bool isDelegate(const Value& value) {
   return isObject(value) && (value.find("class") == nullptr || value.entries().size() == 1);
@@ -100,7 +100,7 @@ const Field delegateFields[] = {{"class", &shapes::text},
                                 {"implements", &behavioursShape},
                                 {"inherits", &shapes::text},
                                 {"forwardsTo", &shapes::text}};
-const Shape delegateShape{"an object with what the delegate's class is, or with \"class\" alone", isDelegate,
+const Shape delegateShape{"an object that describes the delegate's class, or one with \"class\" alone", isDelegate,
                           delegateFields};
 
 constexpr std::size_t mostDelegates = 64;
@@ -115,7 +115,7 @@ const Shape missingClassShape{
     "UNNotificationResponse",
     isWord<platformClasses>};
 const Shape missingClassesShape{"a list of classes of the platform", isList, {}, &missingClassShape};
-const Shape linkedBeforeShape{"17, the release at which what URLs are made of changed",
+const Shape linkedBeforeShape{"17, the release that changed how URLs are parsed",
                               [](const Value& value) { return isIntegerIn(value, 17, 17); }};
 const Field applicationFields[] = {{"delegate", &shapes::textOrNull},
                                    {"notificationDelegate", &shapes::textOrNull},
@@ -183,18 +183,17 @@ void checkLinks(std::string_view file, const JSONNode& delegates, const Applicat
       if (!leadsTo(delegates, std::string(name->value.text()), delegate.name, seen)) continue;
       throw errorAt(file, name->position,
                     "\"" + std::string(link) + "\" leads from \"" + delegate.name +
-                        "\" back to itself; let it lead to a delegate that does not");
+                        "\" back to itself; name a delegate that does not lead to it");
     }
   }
 }
 
 }  // namespace
 
-const Shape classNameShape{
-    "a letter, then letters, digits and _, and not to begin with NS, UI, UN or PL as the platform's own do",
-    isClassName};
+const Shape classNameShape{"a letter, then letters, digits and _; the prefixes NS, UI, UN and PL are reserved",
+                           isClassName};
 const Shape fetchResultShape{R"("newData", "noData", "failed" or an integer from 0 to 2147483647)", isResult};
-const Shape presentationsShape{"a list of ways to be shown", isList, {}, &presentationShape};
+const Shape presentationsShape{"a list of presentation options", isList, {}, &presentationShape};
 const Shape delegatesShape{
     "an object of at most 64 delegates by name",
     [](const Value& value) { return isObject(value) && value.entries().size() <= mostDelegates; },
@@ -261,7 +260,7 @@ void checkDelegateName(std::string_view file, const ApplicationDescription& appl
     known.append(known.empty() ? "" : ", ").append("\"" + each + "\"");
   }
   throw errorAt(file, name.position,
-                "there is no delegate \"" + std::string(name.value.text()) + "\"; there are " + known);
+                "there is no delegate \"" + std::string(name.value.text()) + "\"; the delegates are " + known);
 }
 
 }  // namespace pellion

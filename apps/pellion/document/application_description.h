@@ -19,7 +19,7 @@ enum class Callback : std::uint8_t { token, failure, background, foreground, res
 struct CallbackKind {
   std::string_view name;  ///< in a scenario
   const char* selector;
-  std::string_view news;  ///< what the callback reports, for a reader
+  std::string_view subject;  ///< what the callback reports, for a reader
 };
 /// In the order of Callback: the application's delegate has the first three, the notification center's has the others.
 std::span<const CallbackKind> callbackKinds();

@@ -54,7 +54,8 @@ void checkConfigurationSize(std::string_view file, const std::vector<const JSONN
     size += largestSize(node->value);
     if (size > services::largestPropertyList) {
       throw errorAt(file, node->position,
-                    "the configuration is too large; all that a scenario configures must fit a property list of 4 MiB");
+                    "the configuration is too large; everything that a scenario configures must fit into a property "
+                    "list of 4 MiB");
     }
   }
 }

@@ -44,7 +44,7 @@ std::string readInputFile(const std::string& path, const FileKind& kind) {
 void refuseToOverwrite(const std::string& input, std::string_view option, const std::string& output) {
   std::error_code ignored;  // an output that does not exist yet is a different file
   if (std::filesystem::equivalent(input, output, ignored)) {
-    throw InputError(std::string(option) + " " + output + ": this is the input " + input + "; give a file of its own");
+    throw InputError(std::string(option) + " " + output + ": this is the input " + input + "; name a different file");
   }
 }
 

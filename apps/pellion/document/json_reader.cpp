@@ -130,8 +130,7 @@ class TreeBuilder {
     const auto& members = open_.back().members;
     const auto repeated =
         std::ranges::find_if(members, [&](const JSONMember& member) { return !names.insert(member.name).second; });
-    throw errorAt(file_, repeated->position,
-                  "\"" + repeated->name + "\" stands here a second time; leave one of the two out");
+    throw errorAt(file_, repeated->position, "\"" + repeated->name + "\" is repeated here; remove one of the two");
   }
 
   std::string_view file_;
@@ -175,7 +174,7 @@ JSONNode readJSON(std::string_view file, std::string_view text) {
     throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));
   }
   if (stream.Tell() < text.size()) {  // a NUL character ends the stream
-    throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: a NUL character stands here");
+    throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: there is a NUL character here; remove it");
   }
   return builder.takeRoot();
 }

@@ -21,9 +21,9 @@ void checkNotification(std::string_view file, const JSONNode& node) {
 }  // namespace
 
 const Shape notificationShape{
-    "an object with what a notification carries: \"payload\", and \"addInfo\" unless the payload has one",
+    "an object with the content of a notification: \"payload\", and \"addInfo\" unless the payload has one",
     isNotification, notificationFields};
-const Shape namedNotificationShape{"the name of a notification, or an object with what it carries",
+const Shape namedNotificationShape{"the name of a notification, or an object with its content",
                                    [](const Value& value) { return value.ifString() || isObject(value); },
                                    {},
                                    nullptr,

@@ -78,8 +78,9 @@ void checkOrder(const Scenario& scenario) {
     }
     if (step.kind->needs == StepKind::Needs::noProcess) {
       if (isRunning) {
-        throw errorAt(scenario.file, step.position,
-                      name + " needs that nothing runs yet; \"relaunch\" ends the process and starts another");
+        throw errorAt(
+            scenario.file, step.position,
+            name + " needs an application that is not running; \"relaunch\" ends the running one and starts it again");
       }
       isRunning = true;
     }

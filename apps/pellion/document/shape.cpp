@@ -54,10 +54,10 @@ std::string names(std::span<const Field> fields) {
 /// A value for an error line, or its description: redaction could not recognise part of a secret.
 std::string shown(const Value& value, const Shape& shape) {
   constexpr std::size_t longest = 40;
-  if (shape.holdsSecrets) return "what stands here";
+  if (shape.holdsSecrets) return "the value here";
   std::string text = compactJSON(value);
   if (text.size() <= longest) return maskedBearer(text);
-  if (isText(value)) return "this text of " + std::to_string(value.text().size()) + " bytes";
+  if (isText(value)) return "this string of " + std::to_string(value.text().size()) + " bytes";
   return isList(value) ? "this list" : "this object";
 }
 
@@ -66,14 +66,14 @@ void checkFields(std::string_view file, const JSONNode& node, const Shape& shape
     const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
     if (field == shape.fields.end()) {
       throw errorAt(file, member.position,
-                    std::string(what) + " has no \"" + member.name + "\"; it may have " + names(shape.fields));
+                    std::string(what) + " cannot have \"" + member.name + "\"; it may have " + names(shape.fields));
     }
     checkShape(file, member.value, *field->shape, "\"" + member.name + "\"");
   }
   for (const Field& field : shape.fields) {
     if (field.isRequired && node.find(field.name) == nullptr) {
       throw errorAt(file, node.position,
-                    std::string(what) + " lacks \"" + std::string(field.name) + "\"; give it " +
+                    std::string(what) + " has no \"" + std::string(field.name) + "\"; add it as " +
                         std::string(field.shape->expected));
     }
   }
@@ -90,22 +90,22 @@ bool isIntegerIn(const Value& value, std::int64_t least, std::int64_t most) {
 
 namespace shapes {
 const Shape any{"any value", [](const Value&) { return true; }};
-const Shape text{"a text", isText};
+const Shape text{"a string", isText};
 const Shape boolean{"true or false", [](const Value& value) { return value.kind() == Value::Kind::boolean; }};
 const Shape seconds{"a number of seconds from 0 to ten years", isSeconds};
 const Shape hex{"hexadecimal digits, two for each byte, such as \"0aff00\"", isHex};
-const Shape textOrNull{"a text, or null for absent",
+const Shape textOrNull{"a string, or null for absent",
                        [](const Value& value) { return value.isNull() || isText(value); }};
-const Shape plainTextOrNull{"a text without control characters, or null for absent",
+const Shape plainTextOrNull{"a string without control characters, or null for absent",
                             [](const Value& value) { return value.isNull() || isPlainText(value); }};
 const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\", or null for absent",
                       [](const Value& value) { return value.isNull() || isHex(value); }};
-const Shape textsByName{"an object of texts by name, null for absent", isObject, {}, &textOrNull};
-const Shape hexByName{"an object of hexadecimal texts by name, null for absent", isObject, {}, &hexOrNull};
-const Shape texts{"a list of texts", isList, {}, &text};
+const Shape textsByName{"an object of strings by name, null for absent", isObject, {}, &textOrNull};
+const Shape hexByName{"an object of hexadecimal strings by name, null for absent", isObject, {}, &hexOrNull};
+const Shape texts{"a list of strings", isList, {}, &text};
 const Shape headersToSend{
-    "an object of header fields and their texts, without Content-Length, Transfer-Encoding and Connection, which are "
-    "the server's own; give an answer with others of these as \"raw\"",
+    "an object of header fields and their values, without Content-Length, Transfer-Encoding and Connection, which "
+    "the server sets itself; to send others of these, give the whole response as \"raw\"",
     isHeadersToSend};
 }  // namespace shapes
 

@@ -60,8 +60,8 @@ class ApplicationObject {
   std::string name_;
 };
 
-void tell(std::string_view what, const std::string& name, Callback callback, const Value& answer = {}) {
-  host::Process::current().tell(
+void report(std::string_view what, const std::string& name, Callback callback, const Value& answer = {}) {
+  host::Process::current().report(
       "app", what, Value::dictionary({{"name", name}, {"callback", kindOf(callback).name}, {"answer", answer}}));
 }
 
@@ -74,16 +74,16 @@ Value answerShown(Callback callback, std::uint64_t value) {
 
 template <Callback callback>
 void isTold(id self, SEL /*selector*/, id /*application*/, id /*news*/) {
-  tell("called", platform::objectState<ApplicationObject>(self).name(), callback);
+  report("called", platform::objectState<ApplicationObject>(self).name(), callback);
 }
 
 template <Callback callback, class... Answer>
 void isAsked(id self, SEL /*selector*/, id /*sender*/, id /*news*/, BlockPtr<void(Answer...)> handler) {
   const std::string name = platform::objectState<ApplicationObject>(self).name();
   const Behaviour behaviour = all().behaviour(name, callback);
-  tell("called", name, callback);
+  report("called", name, callback);
   const auto answer = [=, block = Block<void(Answer...)>(handler)] {
-    tell("answered", name, callback, answerShown(callback, behaviour.value));
+    report("answered", name, callback, answerShown(callback, behaviour.value));
     block(static_cast<Answer>(behaviour.value)...);
   };
   switch (behaviour.answers) {

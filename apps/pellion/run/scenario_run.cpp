@@ -30,9 +30,9 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
-  backend_ = std::make_unique<Backend>(
-      Backend::Options{.tell = [this](std::string_view what, const Value& details) { tell("backend", what, details); },
-                       .network = &network});
+  backend_ = std::make_unique<Backend>(Backend::Options{
+      .tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
+      .network = &network});
 }
 
 // The process is destroyed first, so that no code uses a backend that is already destroyed.
@@ -42,8 +42,9 @@ ScenarioRun::~ScenarioRun() {
 }
 
 bool ScenarioRun::run() {
-  tell("scenario", "begins",
-       Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
+  report(
+      "scenario", "begins",
+      Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
   runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
   for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
     runAt(step->position, [&] { step->kind->run(*this, step->argument); });
@@ -51,7 +52,7 @@ bool ScenarioRun::run() {
     const auto next = std::next(step);
     if (next == scenario_.steps.end() || !expectsRaised(*next)) failForRaised(step->position);
   }
-  tell("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
+  report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
   const std::lock_guard lock(mutex_);
   isOver_ = true;
   return !hasFailed_;
@@ -109,7 +110,7 @@ void ScenarioRun::record(host::Event event) {
 
 std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }
 
-void ScenarioRun::tell(std::string_view actor, std::string_view what, Value details) {
+void ScenarioRun::report(std::string_view actor, std::string_view what, Value details) {
   receive({phone_.clock().now(), actor, what, std::move(details)});
 }
 
@@ -174,7 +175,7 @@ void ScenarioRun::letPass(std::chrono::nanoseconds duration) {
 void ScenarioRun::attempt(std::string_view actor, const std::function<void()>& work) {
   const auto raise = [&](const std::string& name, const std::string& reason) {
     raised_.push_back(name + ": " + reason);
-    tell(actor, "raised", Value::dictionary({{"name", name}, {"reason", reason}}));
+    report(actor, "raised", Value::dictionary({{"name", name}, {"reason", reason}}));
   };
   try {
     work();
@@ -190,8 +191,8 @@ void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
   for (const auto& [place, wanted, found] : mismatches) {
     rows.push_back(Value::dictionary({{"place", place}, {"wanted", wanted}, {"found", found}}));
   }
-  tell("expectation", "failed",
-       Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
+  report("expectation", "failed",
+         Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
   hasFailed_ = true;
 }
 

@@ -47,7 +47,7 @@ class ScenarioRun {
   [[nodiscard]] Backend& backend() { return *backend_; }
   /// "file:line:column"
   [[nodiscard]] std::string place(const JSONNode& node) const;
-  void tell(std::string_view actor, std::string_view what, platform::Value details);
+  void report(std::string_view actor, std::string_view what, platform::Value details);
   /// Ends the run after this step, as failed because of an expectation at that position.
   void fail(Position position, const Mismatches& mismatches);
   /// Entries replace those of the same name; null removes an entry.

@@ -20,7 +20,7 @@ StackLimit::~StackLimit() { beginning = previous_; }
 
 void StackLimit::check() {
   if (beginning != nullptr && beginning - currentFrame() > deepest) {
-    throw host::ProgrammingError("calls without end have used up the stack");
+    throw host::ProgrammingError("endless recursion has used up the stack");
   }
 }
 

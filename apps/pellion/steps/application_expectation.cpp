@@ -8,7 +8,7 @@ namespace pellion {
 using platform::Value;
 
 const Shape listOfFetchResults{"a list of fetch results", isList, {}, &fetchResultShape};
-const Shape listOfPresentations{"a list of lists of ways to be shown", isList, {}, &presentationsShape};
+const Shape listOfPresentations{"a list of lists of presentation options", isList, {}, &presentationsShape};
 const Shape countShape{"a number from 0 to 2147483647",
                        [](const Value& value) { return isIntegerIn(value, 0, INT32_MAX); }};
 

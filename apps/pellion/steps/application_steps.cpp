@@ -39,17 +39,17 @@ void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
 }
 
 void startService(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.tell("app", "starts service", Value::dictionary({}));
+  run.report("app", "starts service", Value::dictionary({}));
   run.inProcess([] { PLMessaging::startService(); });
 }
 
 void setDelegate(ScenarioRun& run, const JSONNode& name) {
-  run.tell("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "application"}}));
+  run.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "application"}}));
   run.inProcess([&] { setDelegateOf(host::UIApplication::sharedApplication(), nameOf(name)); });
 }
 
 void setNotificationDelegate(ScenarioRun& run, const JSONNode& name) {
-  run.tell("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "notificationCenter"}}));
+  run.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "notificationCenter"}}));
   run.inProcess([&] { setDelegateOf(host::currentNotificationCenter(), nameOf(name)); });
 }
 
@@ -58,13 +58,13 @@ void registerInterceptor(ScenarioRun& run, const JSONNode& name) {
     const std::string interceptor(name.value.text());
     auto& identifier = platform::Process::shared<InterceptorIDs>().byName[interceptor];
     identifier = PLAppDelegateSwizzler::registerAppDelegateInterceptor(objects().object(interceptor).get());
-    run.tell("app", "registers interceptor",
-             Value::dictionary({{"name", interceptor}, {"isRefused", !identifier.has_value()}}));
+    run.report("app", "registers interceptor",
+               Value::dictionary({{"name", interceptor}, {"isRefused", !identifier.has_value()}}));
   });
 }
 
 void unregisterInterceptor(ScenarioRun& run, const JSONNode& name) {
-  run.tell("app", "unregisters interceptor", Value::dictionary({{"name", name.value}}));
+  run.report("app", "unregisters interceptor", Value::dictionary({{"name", name.value}}));
   run.inProcess([&] {
     const auto& identifier = platform::Process::shared<InterceptorIDs>().byName[std::string(name.value.text())];
     PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(identifier ? &*identifier : nullptr);
@@ -74,7 +74,7 @@ void unregisterInterceptor(ScenarioRun& run, const JSONNode& name) {
 void release(ScenarioRun& run, const JSONNode& name) {
   run.inProcess([&] {
     const bool isGone = objects().release(std::string(name.value.text()));
-    run.tell("app", "releases", Value::dictionary({{"name", name.value}, {"isGone", isGone}}));
+    run.report("app", "releases", Value::dictionary({{"name", name.value}, {"isGone", isGone}}));
   });
 }
 

@@ -57,9 +57,10 @@ void checkBehaviour(std::string_view file, const JSONNode& behaviour) {
         "\"backend\" has both \"" + std::string(one) + "\" and \"" + std::string(other) + "\"; leave one out");
   }
   if (behaviour.find("connection") != nullptr && behaviour.members.size() > 1) {
-    throw errorAt(file, behaviour.position,
-                  "\"connection\" stands alone in \"backend\", as what is not accepted has no answer; leave the others "
-                  "out");
+    throw errorAt(
+        file, behaviour.position,
+        "\"connection\" must be the only entry of \"backend\", because it affects connections that get no response; "
+        "leave the others out");
   }
 }
 
@@ -96,7 +97,7 @@ Answer answerOf(const JSONNode& behaviour) {
 const Shape backendShape{"an object", isObject, backendFields, nullptr, checkBehaviour};
 
 void backend(ScenarioRun& run, const JSONNode& behaviour) {
-  run.tell("backend", "told", behaviour.value);
+  run.report("backend", "configured", behaviour.value);
   const JSONNode* connection = behaviour.find("connection");
   run.backend().setConnections(connection == nullptr ? Backend::Connections::accepted
                                                      : enumerator<Backend::Connections>(connectionWords, *connection));

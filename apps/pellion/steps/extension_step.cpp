@@ -27,17 +27,17 @@ void runExtension(ScenarioRun& run, const JSONNode& work) {
   const std::optional<std::string> group = run.appGroup();
   if (!group) {
     throw InputError(run.place(work) +
-                     ": the extension shares nothing with the application; give the configuration an APP_GROUP");
+                     ": the extension shares no store with the application; add APP_GROUP to the configuration");
   }
   run.phone().runExtension([&] {
     run.attempt("extension", [&] {
       const auto store = platform::UserDefaults::initWithSuiteName(*group);
       if (const JSONNode* entries = work.find("leaves")) {
-        run.tell("extension", "leaves", Value::dictionary({{"entries", entries->value}}));
+        run.report("extension", "leaves", Value::dictionary({{"entries", entries->value}}));
         leave(*store, entries->value.elements());
       }
-      run.tell("extension", "reads badge",
-               Value::dictionary({{"badge", store->objectForKey(badgeKey).value_or(nullptr)}}));
+      run.report("extension", "reads badge",
+                 Value::dictionary({{"badge", store->objectForKey(badgeKey).value_or(nullptr)}}));
     });
   });
 }

@@ -33,7 +33,7 @@ void expectURLs(ScenarioRun& run, const char* what, const JSONNode& wanted, Mism
 
 std::string shown(const std::optional<Value>& value) { return value ? compactJSON(*value) : absent; }
 
-const Shape entryShape{"an object with what is wanted of a statistics entry", isObject};
+const Shape entryShape{"an object with the expected parts of a statistics entry", isObject};
 
 }  // namespace
 

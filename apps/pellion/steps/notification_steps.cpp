@@ -42,7 +42,7 @@ void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload
   const auto name = notification.value.ifString();
   if (name) details.push_back({"notification", *name});
   if (!name || run.isNews(*name)) details.push_back({"payload", payload});
-  run.tell(actor, what, Value::dictionary(details));
+  run.report(actor, what, Value::dictionary(details));
 }
 
 void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
@@ -72,7 +72,7 @@ void postEngagement(ScenarioRun& run, const Value& report) {
 
 }  // namespace
 
-const Shape responseShape{"an object with the notification that is answered and the action", isObject, responseFields};
+const Shape responseShape{"an object with the notification to respond to and the action", isObject, responseFields};
 const Shape sessionEndShape{"an object", isObject, sessionFields};
 const Shape badgeStepShape{"an object with the count", isObject, badgeFields};
 
@@ -81,11 +81,11 @@ void checkNotificationName(const Scenario& scenario, const JSONNode& notificatio
   if (!name || scenario.notifications.find(*name) != nullptr) return;
   std::string known;
   for (const auto& [key, value] : scenario.notifications.entries()) {
-    known.append(known.empty() ? "; there are \"" : ", \"").append(key.text()).append("\"");
+    known.append(known.empty() ? "; the notifications are \"" : ", \"").append(key.text()).append("\"");
   }
   throw errorAt(scenario.file, notification.position,
                 "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
-                    (known.empty() ? "; give it one" : known));
+                    (known.empty() ? "; add it there" : known));
 }
 
 void checkAnsweredName(const Scenario& scenario, const JSONNode& response) {
@@ -106,26 +106,26 @@ void respond(ScenarioRun& run, const JSONNode& response) {
 void handleResponse(ScenarioRun& run, const JSONNode& response) {
   answer(run, response, "app", "handles response", [&run](const Value& payload, const Value& identifier) {
     const platform::Block<void()> completion(
-        [&run] { run.tell("platform", "response completed", Value::dictionary({})); });
+        [&run] { run.report("platform", "response completed", Value::dictionary({})); });
     const platform::Strong object = host::makeNotificationResponse(payload, identifier);
     PLNotificationHandler::shared().handleNotificationResponse(object.get(), completion.get());
   });
 }
 
 void reportGoal(ScenarioRun& run, const JSONNode& name) {
-  run.tell("core library", "goal", Value::dictionary({{"name", name.value}}));
+  run.report("core library", "goal", Value::dictionary({{"name", name.value}}));
   postEngagement(run, Value::dictionary({{"action", "event"}, {"name", name.value}}));
 }
 
 void endSession(ScenarioRun& run, const JSONNode& session) {
-  run.tell("core library", "session ended", session.value);
+  run.report("core library", "session ended", session.value);
   std::vector<Value::Entry> report{{"action", "session"}};
   report.insert(report.end(), session.value.entries().begin(), session.value.entries().end());
   postEngagement(run, Value::dictionary(report));
 }
 
 void activate(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.tell("app", "active", Value::dictionary({}));
+  run.report("app", "active", Value::dictionary({}));
   run.inProcess(host::becomeActive);
 }
 
@@ -133,8 +133,8 @@ void setBadge(ScenarioRun& run, const JSONNode& badge) {
   const std::int64_t count = badge.find("count")->value.integer();
   const JSONNode* through = badge.find("through");
   const bool isApplications = through == nullptr || through->value == Value("application");
-  run.tell("app", "sets badge",
-           Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
+  run.report("app", "sets badge",
+             Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
   run.inProcess([&] {
     if (isApplications) {
       platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(),

@@ -44,7 +44,7 @@ template <Callback callback, std::size_t place, class... A>
 void passOn(id self, SEL selector, A... arguments) {
   StackLimit::check();
   const Rewiring& kit = rewirings()[place];
-  host::Process::current().tell(
+  host::Process::current().report(
       "app", "called",
       Value::dictionary({{"name", kit.name}, {"callback", kindOf(callback).name}, {"passesOn", true}}));
   if (const auto own = kit.exchanged.find(selector); own != kit.exchanged.end()) {
@@ -160,13 +160,13 @@ const Field kitFields[] = {{"name", &classNameShape, true}, {"does", &wayShape, 
 
 }  // namespace
 
-const Shape kitShape{"an object with the kit's name, what it does, and of what", isObject, kitFields};
+const Shape kitShape{"an object with the kit's name, what it does, and to which delegate", isObject, kitFields};
 
 void checkKits(const Scenario& scenario, const JSONNode& kit) {
   const auto isKit = [](const Step& step) { return step.kind->shape == &kitShape; };
   if (std::cmp_less_equal(std::ranges::count_if(scenario.steps, isKit), mostKits)) return;
   throw errorAt(scenario.file, kit.position,
-                "a scenario has room for " + std::to_string(mostKits) + " steps \"kit\"; leave some out");
+                "a scenario may have at most " + std::to_string(mostKits) + " steps \"kit\"; leave some out");
 }
 
 void rewire(ScenarioRun& run, const JSONNode& kit) {
@@ -177,8 +177,8 @@ void rewire(ScenarioRun& run, const JSONNode& kit) {
     Rewiring& rewiring =
         kits.emplace_back(Rewiring{std::string(kit.find("name")->value.text()), kits.size(), {}, {}, {}});
     const Value callbacks = std::ranges::find(ways, way.text(), &Way::name)->rewire(rewiring, targetNamed(side));
-    run.tell("app", "rewired",
-             Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
+    run.report("app", "rewired",
+               Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
   });
 }
 

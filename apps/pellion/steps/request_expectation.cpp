@@ -81,11 +81,11 @@ void compareBody(const JSONNode& wanted, const ReceivedRequest& found, const Com
   compareJSON(", body", wanted.value, &*body.json, comparison);
 }
 
-const Shape queryShape{"the whole query as a text, or an object of some of its items, null for absent",
+const Shape queryShape{"the whole query as a string, or an object of some of its items, null for absent",
                        [](const Value& value) { return isObject(value) || value.ifString().has_value(); },
                        {},
                        &shapes::textOrNull};
-const Shape bodyShape{"the JSON of the body, its text, or null for no body", [](const Value& value) {
+const Shape bodyShape{"the JSON of the body, its text as a string, or null for no body", [](const Value& value) {
                         return value.isNull() || value.ifString() || isObject(value) || isList(value);
                       }};
 
@@ -117,7 +117,7 @@ std::string summary(const ReceivedRequest& request) { return request.method + " 
 
 }  // namespace
 
-const Shape requestShape{"an object with what is wanted of a request", isObject, requestFields};
+const Shape requestShape{"an object with the expected parts of a request", isObject, requestFields};
 
 void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& found, Mismatches& mismatches) {
   const std::size_t wantedCount = wanted.elements.size();
@@ -135,14 +135,14 @@ void expectRequests(const JSONNode& wanted, const std::vector<ReceivedRequest>& 
 void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<ReceivedRequest>& found,
                               Mismatches& mismatches) {
   // A bipartite matching by augmenting paths: an element with few conditions yields to one with more.
-  constexpr auto nobody = static_cast<std::size_t>(-1);
-  std::vector<std::size_t> takenBy(found.size(), nobody);
+  constexpr auto none = static_cast<std::size_t>(-1);
+  std::vector<std::size_t> takenBy(found.size(), none);
   std::vector<bool> tried;
   const std::function<bool(std::size_t)> place = [&](std::size_t element) {
     for (std::size_t i = 0; i < found.size(); ++i) {
       if (tried[i] || !compareRequest(wanted.elements[element], found[i], "").empty()) continue;
       tried[i] = true;
-      if (takenBy[i] == nobody || place(takenBy[i])) {
+      if (takenBy[i] == none || place(takenBy[i])) {
         takenBy[i] = element;
         return true;
       }
@@ -155,7 +155,7 @@ void expectRequestsInAnyOrder(const JSONNode& wanted, const std::vector<Received
     mismatches.push_back({"a request", maskedBearer(compactJSON(wanted.elements[element].value)), absent});
   }
   for (std::size_t i = 0; i < found.size(); ++i) {
-    if (takenBy[i] == nobody) mismatches.push_back({placeOf(i), absent, summary(found[i])});
+    if (takenBy[i] == none) mismatches.push_back({placeOf(i), absent, summary(found[i])});
   }
 }
 

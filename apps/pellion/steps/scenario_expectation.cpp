@@ -96,8 +96,8 @@ bool isExpectation(const Value& value) {
 }  // namespace
 
 const Shape expectationShape{
-    "an object with at least one expectation; of \"requests\" and \"requestsInAnyOrder\" it may have one",
-    isExpectation, fields};
+    "an object with at least one expectation, but not with both \"requests\" and \"requestsInAnyOrder\"", isExpectation,
+    fields};
 
 void expect(ScenarioRun& run, const JSONNode& expectation) {
   Mismatches mismatches;
@@ -108,14 +108,15 @@ void expect(ScenarioRun& run, const JSONNode& expectation) {
     checked.append(checked.empty() ? "" : ", ").append(kind.check(run, *wanted, mismatches));
   }
   if (mismatches.empty()) {
-    run.tell("expectation", "met", Value::dictionary({{"checked", checked}}));
+    run.report("expectation", "met", Value::dictionary({{"checked", checked}}));
     return;
   }
   run.fail(expectation.position, mismatches);
 }
 
 void refuseBackendSteps(const Scenario& scenario) {
-  constexpr const char* reason = " with --server, for the requests go there; leave it out, or run without --server";
+  constexpr const char* reason =
+      " with --server, because the built-in backend receives no requests; leave it out, or run without --server";
   for (const Step& step : scenario.steps) {
     const std::string name(step.kind->name);
     if (step.kind->needsBackend) {

@@ -21,18 +21,18 @@ using platform::Value;
 using Needs = StepKind::Needs;
 
 void say(ScenarioRun& run, const JSONNode& text) {
-  run.tell("scenario", "says", Value::dictionary({{"text", text.value}}));
+  run.report("scenario", "says", Value::dictionary({{"text", text.value}}));
 }
 
 void token(ScenarioRun& run, const JSONNode& hex) {
-  run.tell("platform", "token", Value::dictionary({{"token", hex.value}}));
+  run.report("platform", "token", Value::dictionary({{"token", hex.value}}));
   const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
   run.inProcess([&] { host::deliverDeviceToken(bytes ? &*bytes : nullptr); });
 }
 
 void failToRegister(ScenarioRun& run, const JSONNode& error) {
   constexpr std::int64_t notEntitled = 3000;  // the platform's error code for an application that may not register
-  run.tell("platform", "registration failed", Value::dictionary({{"error", error.value}}));
+  run.report("platform", "registration failed", Value::dictionary({{"error", error.value}}));
   run.inProcess([&] {
     host::failToRegisterForRemoteNotifications(
         {std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())});
@@ -54,7 +54,7 @@ void consent(ScenarioRun& run, const JSONNode& decisions) {
   for (const auto& [name, key] : consentKeys) {
     if (const Value* decision = decisions.value.find(name)) overrides.push_back({key, *decision});
   }
-  run.tell("user", "consent", decisions.value);
+  run.report("user", "consent", decisions.value);
   run.configure(overrides);
   run.inProcess([&] { run.phone().announceTrackingStatus(); });
 }
@@ -65,7 +65,7 @@ void configure(ScenarioRun& run, const JSONNode& overrides) {
     const bool isSecret = key == Value("BEARER_TOKEN") || key == Value("JWT_SECRET");
     shown.push_back({key, isSecret && !value.isNull() ? Value("\u2026") : value});
   }
-  run.tell("scenario", "configures", Value::dictionary(shown));
+  run.report("scenario", "configures", Value::dictionary(shown));
   run.configure(overrides.value.entries());
 }
 
@@ -73,9 +73,10 @@ void advance(ScenarioRun& run, const JSONNode& seconds) {
   const std::chrono::nanoseconds duration = durationOf(seconds.value);
   constexpr std::chrono::nanoseconds longestRun = std::chrono::years(100);
   if (duration > longestRun - run.phone().clock().now()) {
-    throw InputError(run.place(seconds) + ": the steps advance by more than a hundred years in all; make them shorter");
+    throw InputError(run.place(seconds) +
+                     ": the steps advance the time by more than a hundred years in total; advance by less");
   }
-  run.tell("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
+  run.report("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
   if (run.phone().process() != nullptr) {
     run.letPass(duration);
   } else if (host::Clock& clock = run.phone().clock(); clock.isVirtual()) {

@@ -1,4 +1,4 @@
-#include "pellion/timeline/application_text.h"
+#include "pellion/timeline/event_text_table.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ using platform::Value;
 
 Span nameOf(const Value& details) {
   const Value& name = at(details, "name");
-  return {name.isNull() ? "nobody" : textOf(name), Ink::strong};
+  return {name.isNull() ? "nil" : textOf(name), Ink::strong};
 }
 
 std::string delegateOf(const Value& details) {
@@ -28,26 +28,25 @@ std::string joined(const Value& texts) {
 
 /// The text for what the callback with that entry in the table reports.
 template <class T>
-std::string newsOf(const std::string& text, T CallbackKind::*entry) {
+std::string subjectOf(const std::string& text, T CallbackKind::*entry) {
   const auto kind =
       std::ranges::find_if(callbackKinds(), [&](const CallbackKind& each) { return each.*entry == text; });
-  return kind == callbackKinds().end() ? text : std::string(kind->news);
+  return kind == callbackKinds().end() ? text : std::string(kind->subject);
 }
-
-}  // namespace
 
 Lines wasCalled(const Value& details) {
   const bool passesOn = at(details, "passesOn") == Value(true);
   return {{nameOf(details),
-           {" hears of " + newsOf(textAt(details, "callback"), &CallbackKind::name)},
+           {" receives " + subjectOf(textAt(details, "callback"), &CallbackKind::name)},
            {passesOn ? " and passes it on" : ""}}};
 }
 
 Lines answered(const Value& details) {
   const Value& answer = at(details, "answer");
-  if (answer.isNull()) return {{nameOf(details), {" is done with the response"}}};
-  return {
-      {nameOf(details), {" answers "}, {answer.ifList() ? "to show " + joined(answer) : textOf(answer), Ink::good}}};
+  if (answer.isNull()) return {{nameOf(details), {" completes the response"}}};
+  return {{nameOf(details),
+           {answer.ifList() ? " asks to show " : " returns the fetch result "},
+           {answer.ifList() ? joined(answer) : textOf(answer), Ink::good}}};
 }
 
 Lines rewired(const Value& details) {
@@ -55,13 +54,15 @@ Lines rewired(const Value& details) {
   const std::string methods = joined(at(details, "callbacks"));
   if (way == "reassigns") return {{nameOf(details), {" clears " + delegateOf(details) + " and sets it again"}}};
   if (way == "replaces")
-    return {{nameOf(details), {" replaces in the class of " + delegateOf(details) + ": " + methods}}};
+    return {{nameOf(details), {" replaces methods in the class of " + delegateOf(details) + ": " + methods}}};
   if (way == "exchanges")
-    return {{nameOf(details), {" exchanges with its own, in the class of " + delegateOf(details) + ": " + methods}}};
-  return {{nameOf(details), {" makes " + delegateOf(details) + " one of a subclass, which overrides: " + methods}}};
+    return {
+        {nameOf(details), {" exchanges methods in the class of " + delegateOf(details) + " with its own: " + methods}}};
+  return {{nameOf(details),
+           {" changes the class of " + delegateOf(details) + " to a subclass that overrides: " + methods}}};
 }
 
-Lines setsDelegate(const Value& details) { return {{{"makes "}, nameOf(details), {" " + delegateOf(details)}}}; }
+Lines setsDelegate(const Value& details) { return {{{"sets " + delegateOf(details) + " to "}, nameOf(details)}}; }
 
 Lines startsService(const Value& /*details*/) { return {{{"starts the messaging service"}}}; }
 
@@ -74,24 +75,43 @@ Lines unregistersInterceptor(const Value& details) { return {{{"unregisters the 
 
 Lines released(const Value& details) {
   const bool isGone = at(details, "isGone") == Value(true);
-  return {{{"lets go of "}, nameOf(details), {isGone ? ", which is gone" : ", which somebody else keeps"}}};
+  return {{{"releases "}, nameOf(details), {isGone ? ", which is deallocated" : ", which another object still holds"}}};
 }
 
 Lines asksForToken(const Value& /*details*/) { return {{{"asks for a device token"}}}; }
 
-Lines unheard(const Value& details) {
-  return {{{"finds no delegate that hears of ", Ink::bad},
-           {newsOf(textAt(details, "callback"), &CallbackKind::selector), Ink::bad}}};
+Lines undelivered(const Value& details) {
+  return {{{"finds no delegate with a method for ", Ink::bad},
+           {subjectOf(textAt(details, "callback"), &CallbackKind::selector), Ink::bad}}};
 }
 
 Lines fetched(const Value& details) {
   const auto result = static_cast<std::uint64_t>(at(details, "result").integer());
-  return {{{"takes the fetch result "}, {textOf(fetchResultName(result)), Ink::good}}};
+  return {{{"receives the fetch result "}, {textOf(fetchResultName(result)), Ink::good}}};
 }
 
 Lines presents(const Value& details) {
   const auto options = static_cast<std::uint64_t>(at(details, "options").integer());
   return {{{"shows "}, {joined(presentationNames(options)), Ink::good}}};
 }
+
+constexpr EventText applicationRows[] = {
+    {"app", "called", wasCalled},
+    {"app", "answered", answered},
+    {"app", "rewired", rewired},
+    {"app", "sets delegate", setsDelegate},
+    {"app", "starts service", startsService},
+    {"app", "registers interceptor", registersInterceptor},
+    {"app", "unregisters interceptor", unregistersInterceptor},
+    {"app", "releases", released},
+    {"app", "asks for a device token", asksForToken},
+    {"platform", "undelivered", undelivered},
+    {"platform", "fetched", fetched},
+    {"platform", "presents", presents},
+};
+
+}  // namespace
+
+std::span<const EventText> applicationTexts() { return applicationRows; }
 
 }  // namespace pellion

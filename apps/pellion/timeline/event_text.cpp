@@ -8,8 +8,7 @@
 
 #include "pellion/document/json_writer.h"
 #include "pellion/document/text_width.h"
-#include "pellion/timeline/application_text.h"
-#include "pellion/timeline/notification_text.h"
+#include "pellion/timeline/event_text_table.h"
 #include "pellion/timeline/text_lines.h"
 
 namespace pellion {
@@ -133,13 +132,13 @@ Lines answer(const Value& details) {
   const std::string but = misbehaviour(details);
   Lines lines;
   if (const Value* raw = details.find("raw")) {
-    lines = {{{"answers raw bytes" + when}}};
+    lines = {{{"responds with raw bytes" + when}}};
     appendText(lines, textOf(*raw));
   } else if (details.find("status") == nullptr) {
     return {{{but + when, Ink::bad}}};
   } else {
     const bool isGood = at(details, "status").integer() < 300;
-    lines = {{{"answers "},
+    lines = {{{"responds with "},
               {textAt(details, "status"), isGood ? Ink::good : Ink::bad},
               {when},
               {"  " + textAt(details, "body")}}};
@@ -150,20 +149,20 @@ Lines answer(const Value& details) {
   return lines;
 }
 
-Lines told(const Value& details) {
+Lines configured(const Value& details) {
   if (const Value* connection = details.find("connection")) {
     return {{{"from now on, its connections are " + textOf(*connection)}}};
   }
   const std::int64_t times = at(details, "times").integer();
-  Lines lines{{{times == 0   ? "will answer from now on:"
-                : times == 1 ? "will answer the next request:"
-                             : "will answer the next " + std::to_string(times) + " requests:"}}};
+  Lines lines{{{times == 0   ? "will respond from now on with:"
+                : times == 1 ? "will respond to the next request with:"
+                             : "will respond to the next " + std::to_string(times) + " requests with:"}}};
   for (const auto& [name, value] : entriesOf(details)) {
     if (name == "times") continue;
     lines.front().push_back({"  " + name, Ink::faint});
     lines.front().push_back({" " + value});
   }
-  if (lines.front().size() == 1) lines.front().push_back({"  as usual"});
+  if (lines.front().size() == 1) lines.front().push_back({"  the usual response"});
   return lines;
 }
 
@@ -173,8 +172,8 @@ Lines stored(const Value& details) {
 
 Lines token(const Value& details) {
   const Value& token = at(details, "token");
-  if (token.isNull()) return {{{"hands over no device token"}}};
-  return {{{"hands over the device token"}}, {{textAt(details, "token"), Ink::good}}};
+  if (token.isNull()) return {{{"delivers no device token"}}};
+  return {{{"delivers the device token"}}, {{textAt(details, "token"), Ink::good}}};
 }
 
 Lines registrationFailed(const Value& details) {
@@ -185,7 +184,7 @@ Lines consent(const Value& details) { return pairsUnder("changes consent", detai
 Lines configures(const Value& details) { return pairsUnder("changes the configuration", details); }
 
 Lines rejected(const Value& details) {
-  return {{{"hears of a rejected answer for the " + textAt(details, "identity") + ": "}, {textAt(details, "json")}}};
+  return {{{"receives a rejected response for the " + textAt(details, "identity") + ": "}, {textAt(details, "json")}}};
 }
 
 Lines log(const Value& details) {
@@ -227,52 +226,18 @@ Lines unmet(const Value& details) {
 
 Lines launched(const Value& /*details*/) { return {{{"launches"}}}; }
 Lines ended(const Value& /*details*/) { return {{{"ends"}}}; }
-Lines advances(const Value& details) { return {{{"moves on by " + durationText(at(details, "seconds"))}}}; }
+Lines advances(const Value& details) { return {{{"advances by " + durationText(at(details, "seconds"))}}}; }
 Lines networkSends(const Value& details) {
   return {{{"sends "}, {textAt(details, "method") + " " + textAt(details, "url"), Ink::strong}}};
 }
 Lines networkFailed(const Value& details) {
   return {{{"fails: "}, {textAt(details, "error") + " (" + textAt(details, "code") + ")", Ink::bad}}};
 }
-Lines networkAnswered(const Value& details) { return {{{"brings the answer " + textAt(details, "status")}}}; }
+Lines networkAnswered(const Value& details) { return {{{"receives the response " + textAt(details, "status")}}}; }
 
-struct Telling {
-  std::string_view actor;
-  std::string_view what;
-  Lines (*tell)(const Value& details);
-};
-constexpr Telling tellings[] = {
+constexpr EventText otherTexts[] = {
     {"app", "launched", launched},
     {"app", "ended", ended},
-    {"app", "active", becameActive},
-    {"app", "called", wasCalled},
-    {"app", "answered", answered},
-    {"app", "rewired", rewired},
-    {"app", "sets delegate", setsDelegate},
-    {"app", "starts service", startsService},
-    {"app", "registers interceptor", registersInterceptor},
-    {"app", "unregisters interceptor", unregistersInterceptor},
-    {"app", "releases", released},
-    {"app", "asks for a device token", asksForToken},
-    {"app", "sets badge", setsBadge},
-    {"app", "handles response", handlesResponse},
-    {"platform", "unheard", unheard},
-    {"platform", "fetched", fetched},
-    {"platform", "presents", presents},
-    {"platform", "response completed", completedResponse},
-    {"platform", "delivered", delivered},
-    {"platform", "opened URL", openedURL},
-    {"platform", "refused URL", refusedURL},
-    {"platform", "set badge", shownBadge},
-    {"user", "responded", responded},
-    {"core library", "goal", reportedGoal},
-    {"core library", "session ended", sessionEnded},
-    {"extension", "leaves", leftEntries},
-    {"extension", "reads badge", readBadge},
-    {"shared store", "stored", sharedStored},
-    {"shared store", "failed", storeFailed},
-    {"module", "raised", raised},
-    {"extension", "raised", raised},
     {"platform", "token", token},
     {"platform", "registration failed", registrationFailed},
     {"user", "consent", consent},
@@ -280,9 +245,8 @@ constexpr Telling tellings[] = {
     {"clock", "advances", advances},
     {"backend", "request", request},
     {"backend", "answer", answer},
-    {"backend", "told", told},
+    {"backend", "configured", configured},
     {"keychain", "stored", stored},
-    {"keychain", "failed", storeFailed},
     {"core library", "rejected response", rejected},
     {"module", "log", log},
     {"expectation", "met", met},
@@ -295,10 +259,13 @@ constexpr Telling tellings[] = {
 }  // namespace
 
 Lines linesOf(const host::Event& event) {
-  const auto telling = std::ranges::find_if(
-      tellings, [&](const Telling& row) { return row.actor == event.actor && row.what == event.what; });
-  if (telling != std::end(tellings)) return telling->tell(event.details);
-  // An event without a row of its own is shown in this general form.
+  for (const std::span<const EventText> rows :
+       {applicationTexts(), notificationTexts(), std::span<const EventText>(otherTexts)}) {
+    const auto row = std::ranges::find_if(
+        rows, [&](const EventText& each) { return each.actor == event.actor && each.what == event.what; });
+    if (row != rows.end()) return row->text(event.details);
+  }
+  // An event without a row is shown in this general form.
   return pairsUnder(event.what, event.details);
 }
 

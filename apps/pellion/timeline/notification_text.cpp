@@ -1,4 +1,4 @@
-#include "pellion/timeline/notification_text.h"
+#include "pellion/timeline/event_text_table.h"
 
 #include "pellion/document/json_writer.h"
 #include "pellion/document/text_width.h"
@@ -57,8 +57,6 @@ Lines withPayload(Line first, const Value& details) {
   return lines;
 }
 
-}  // namespace
-
 Lines delivered(const Value& details) {
   return withPayload({{"delivers "}, notificationName(details), {" in the " + textAt(details, "in")}}, details);
 }
@@ -76,19 +74,19 @@ Lines handlesResponse(const Value& details) {
   const std::string what = action == "tap"       ? "the tap on "
                            : action == "dismiss" ? "the dismissal of "
                                                  : "the button " + compactJSON(action) + " of ";
-  return withPayload({{"hands " + what}, notificationName(details), {" to the notification handler"}}, details);
+  return withPayload({{"passes " + what}, notificationName(details), {" to the notification handler"}}, details);
 }
 
-Lines completedResponse(const Value& /*details*/) { return {{{"hears that the response is handled"}}}; }
+Lines completedResponse(const Value& /*details*/) { return {{{"receives the completion of the response"}}}; }
 
 Lines openedURL(const Value& details) {
   const bool isOnMainThread = at(details, "calledOnMainThread") == Value(true);
   return {{{"opens "},
            {textAt(details, "url"), Ink::good},
-           {isOnMainThread ? "" : "  (asked on another thread than the main one)", Ink::bad}}};
+           {isOnMainThread ? "" : "  (called on a thread other than the main thread)", Ink::bad}}};
 }
 Lines refusedURL(const Value& details) {
-  return {{{"refuses to open "}, {textAt(details, "url"), Ink::bad}, {": nothing installed opens it"}}};
+  return {{{"cannot open "}, {textAt(details, "url"), Ink::bad}, {": no installed application opens it"}}};
 }
 
 Lines setsBadge(const Value& details) {
@@ -127,5 +125,30 @@ Lines storeFailed(const Value& details) { return {{{"fails: "}, {textAt(details,
 Lines raised(const Value& details) {
   return {{{"raises " + textAt(details, "name"), Ink::bad}}, {{textAt(details, "reason"), Ink::bad}}};
 }
+
+constexpr EventText notificationRows[] = {
+    {"app", "active", becameActive},
+    {"app", "sets badge", setsBadge},
+    {"app", "handles response", handlesResponse},
+    {"platform", "response completed", completedResponse},
+    {"platform", "delivered", delivered},
+    {"platform", "opened URL", openedURL},
+    {"platform", "refused URL", refusedURL},
+    {"platform", "set badge", shownBadge},
+    {"user", "responded", responded},
+    {"core library", "goal", reportedGoal},
+    {"core library", "session ended", sessionEnded},
+    {"extension", "leaves", leftEntries},
+    {"extension", "reads badge", readBadge},
+    {"shared store", "stored", sharedStored},
+    {"shared store", "failed", storeFailed},
+    {"module", "raised", raised},
+    {"extension", "raised", raised},
+    {"keychain", "failed", storeFailed},
+};
+
+}  // namespace
+
+std::span<const EventText> notificationTexts() { return notificationRows; }
 
 }  // namespace pellion

@@ -76,9 +76,9 @@ void Timeline::operator()(const host::Event& event) {
   std::string actor(event.actor);
   actor.resize(std::max(actorWidth, actor.size()), ' ');
   std::string text = painted(time, Ink::faint) + "  " + painted(actor, Ink::actor) + "  ";
-  host::Event told = event;
+  host::Event toShow = event;
   if (options_.abridges && event.actor == "backend" && event.what == "request") {
-    told.details = abridged(event.details, std::exchange(lastRequest_, event.details));
+    toShow.details = abridged(event.details, std::exchange(lastRequest_, event.details));
   }
   std::size_t left = largestEvent;
   std::size_t leftOut = 0;
@@ -87,7 +87,7 @@ void Timeline::operator()(const host::Event& event) {
     out_ << text << '\n';
     text.assign(timeWidth + 2 + actorWidth + 4, ' ');
   };
-  for (const Line& line : linesOf(told)) {
+  for (const Line& line : linesOf(toShow)) {
     const bool isShown = leftOut == 0;
     for (const Span& span : line) {
       const std::string_view shown = beginning(span.text, left);

@@ -16,7 +16,7 @@
 namespace platform {
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "a short argument stands at the start of its wide place");
+static_assert(std::endian::native == std::endian::little, "a short argument is stored at the start of its wide slot");
 
 ffi_type* typeOf(char letter) {
   switch (letter) {

@@ -81,7 +81,7 @@ Value currentValue(id object, const std::string& key) {
   return valueOf(platform::send<T()>(object, getter));
 }
 
-void tell(const Observations& observations, id object, const Value& oldValue, const Value& newValue) {
+void notifyObservers(const Observations& observations, id object, const Value& oldValue, const Value& newValue) {
   static const SEL callback = sel_registerName(platform::observeValueForKeyPathSelector);
   for (const auto& each : observations) {
     const Strong observer = each->observer.load();
@@ -110,7 +110,7 @@ void notifyingSetter(id self, SEL setter, T value) {
   const std::string key = observations.front()->key;
   const Value oldValue = currentValue<T>(self, key);
   set(self, setter, value);
-  tell(observations, self, oldValue, currentValue<T>(self, key));
+  notifyObservers(observations, self, oldValue, currentValue<T>(self, key));
 }
 
 template <class T>
@@ -167,7 +167,7 @@ void makeNotify(id object, const std::string& key, SEL setter) {
   Class cls = notifyingClassOf(object);
   if (cls == nullptr) {
     cls = platform::Process::shared<NotifyingClasses>().subclassOf(object_getClass(object));
-    if (cls == nullptr) raiseUnobservable(object, key, "the name of the class that would notify is taken");
+    if (cls == nullptr) raiseUnobservable(object, key, "the name of the notifying class is already taken");
     object_setClass(object, cls);
   }
   class_addMethod(cls, setter, notifying, method->types);

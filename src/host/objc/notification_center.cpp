@@ -35,7 +35,7 @@ struct Registration {
         sender(newSender) {}
 
   /// A sender that no longer exists does not mean "any sender".
-  [[nodiscard]] bool hears(id poster) const {
+  [[nodiscard]] bool accepts(id poster) const {
     return anySender || (poster != nullptr && sender.load().get() == poster);
   }
 
@@ -99,18 +99,18 @@ void removeObserver(id observer) {
 
 void postNotificationName(std::string_view name, id object, id userInfo) {
   host::Center& center = host::Center::current();
-  std::vector<std::shared_ptr<host::Registration>> told;
+  std::vector<std::shared_ptr<host::Registration>> receivers;
   {
     const std::lock_guard lock(center.mutex);
-    std::copy_if(center.registrations.begin(), center.registrations.end(), std::back_inserter(told),
+    std::copy_if(center.registrations.begin(), center.registrations.end(), std::back_inserter(receivers),
                  [&](const auto& each) { return each->name == name; });
   }
   const platform::AutoreleasePool pool;
   const Strong notification = Strong::adopt(class_createInstance(host::Runtime::current().notification, 0));
   new (&host::Notification::state(notification.get())) host::Notification{std::string(name), object, userInfo};
-  for (const auto& each : told) {
+  for (const auto& each : receivers) {
     const Strong observer = each->observer.load();
-    if (observer && !each->isRemoved && each->hears(object)) {
+    if (observer && !each->isRemoved && each->accepts(object)) {
       send<void(id)>(observer.get(), each->selector, notification.get());
     }
   }

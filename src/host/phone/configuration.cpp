@@ -80,7 +80,7 @@ class ConfigurationReader {
         configuration_.networkPolicy.clearTextHosts.push_back(string(name, host));
       }
     } else {
-      fail(name, "is not known; known are " + knownKeys());
+      fail(name, "is not a known key; the keys are " + knownKeys());
     }
   }
 
@@ -97,7 +97,7 @@ class ConfigurationReader {
     const std::optional<std::string_view> text = value.ifString();
     if (!text) fail(name, "must be a string");
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
-    if (std::ranges::any_of(*text, isControl)) fail(name, "must not hold control characters");
+    if (std::ranges::any_of(*text, isControl)) fail(name, "must not contain control characters");
     return std::string(*text);
   }
 
@@ -127,7 +127,7 @@ ConfigurationError::ConfigurationError(const services::PropertyListError& error)
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {
     const Value list = services::readPropertyList(path);
-    if (list.ifDictionary() == nullptr) throw ConfigurationError(path, "must hold a dictionary");
+    if (list.ifDictionary() == nullptr) throw ConfigurationError(path, "must contain a dictionary");
     return configurationFrom(list, path);
   } catch (const services::PropertyListError& error) {
     throw ConfigurationError(error);

@@ -57,9 +57,9 @@ void ReferenceCoreLibrary::getAppVersionID(std::function<void(const std::string&
 }
 
 void ReferenceCoreLibrary::processError(const Value& json, platform::PLAAAUtil& authentication) {
-  process_.tell("core library", "rejected response",
-                Value::dictionary(
-                    {{"identity", &authentication == &anonymousUser_ ? "anonymous user" : "device"}, {"json", json}}));
+  process_.report("core library", "rejected response",
+                  Value::dictionary({{"identity", &authentication == &anonymousUser_ ? "anonymous user" : "device"},
+                                     {"json", json}}));
 }
 
 // Milliseconds since 1970.
@@ -133,7 +133,7 @@ std::optional<Value> QVKeyChainWrapper::dataForKey(const char* key) { return cor
 
 void QVKeyChainWrapper::setData(const Value& data, const char* key) {
   if (!coreLibrary().keychain().setData(key, data)) return;
-  host::Process::current().tell("keychain", "stored", Value::dictionary({{"key", key}, {"data", data}}));
+  host::Process::current().report("keychain", "stored", Value::dictionary({{"key", key}, {"data", data}}));
 }
 
 }  // namespace platform

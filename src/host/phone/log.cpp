@@ -5,15 +5,15 @@
 namespace platform {
 namespace {
 
-void tell(const char* file, int line, const char* function, const char* marker, const char* tag, const char* format,
-          std::initializer_list<FormatArgument> arguments) {
-  host::Process::current().tell("module", "log",
-                                Value::dictionary({{"tag", tag},
-                                                   {"text", platform::format(format, arguments)},
-                                                   {"function", function},
-                                                   {"file", file},
-                                                   {"line", line},
-                                                   {"marker", marker}}));
+void write(const char* file, int line, const char* function, const char* marker, const char* tag, const char* format,
+           std::initializer_list<FormatArgument> arguments) {
+  host::Process::current().report("module", "log",
+                                  Value::dictionary({{"tag", tag},
+                                                     {"text", platform::format(format, arguments)},
+                                                     {"function", function},
+                                                     {"file", file},
+                                                     {"line", line},
+                                                     {"marker", marker}}));
 }
 
 }  // namespace
@@ -25,12 +25,12 @@ bool QLogIsListening(LogLevel level) noexcept {
 
 void QLogExtensionInternal(const char* file, int line, const char* function, const char* marker, const char* tag,
                            const char* format, std::initializer_list<FormatArgument> arguments) {
-  tell(file, line, function, marker, tag, format, arguments);
+  write(file, line, function, marker, tag, format, arguments);
 }
 
 void QLogExtension(const char* file, int line, const char* function, const char* marker, const char* tag,
                    const char* format, std::initializer_list<FormatArgument> arguments) {
-  tell(file, line, function, marker, tag, format, arguments);
+  write(file, line, function, marker, tag, format, arguments);
 }
 
 }  // namespace platform

@@ -11,7 +11,7 @@ namespace host {
 
 void MainQueue::requireMainThread(const char* call) const {
   if (isMainThread()) return;
-  throw ProgrammingError(std::string(call) + " on another thread than the main one; hand it to the main queue");
+  throw ProgrammingError(std::string(call) + " on a thread other than the main thread; dispatch it to the main queue");
 }
 
 void MainQueue::after(std::chrono::nanoseconds delay, Work work) {

@@ -23,7 +23,7 @@ namespace {
 void hide(const std::string& name) {
   const bool isOptional = name.starts_with("UI") || name.starts_with("UN");
   if (!isOptional || !Runtime::current().hideClass(name)) {
-    throw std::invalid_argument(name + ": no class that can be missing; name one of UIKit's or UserNotifications'");
+    throw std::invalid_argument(name + ": this class cannot be missing; name a class of UIKit or UserNotifications");
   }
 }
 
@@ -45,7 +45,7 @@ Phone::Phone(services::Network& network, Options options)
       options_(std::move(options)),
       clock_(options_.clock),
       keychain_(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
-        tell("keychain", "failed", Value::dictionary({{"problem", problem}}));
+        report("keychain", "failed", Value::dictionary({{"problem", problem}}));
       }) {
   makeOwnerOnlyDirectory(configurationPath().parent_path());
   makeOwnerOnlyDirectory(appGroups());
@@ -90,7 +90,7 @@ Process& Phone::launch() {
   UIApplication::install();
   installUserNotifications();
   for (const std::string& name : options_.hiddenClasses) hide(name);
-  tell("app", "launched", Value::dictionary({}));
+  report("app", "launched", Value::dictionary({}));
   return *process_;
 }
 
@@ -98,7 +98,7 @@ void Phone::terminate() {
   if (!process_) return;
   process_.reset();
   coreLibrary_.reset();
-  tell("app", "ended", Value::dictionary({}));
+  report("app", "ended", Value::dictionary({}));
 }
 
 void Phone::runExtension(const std::function<void()>& work) {
@@ -111,7 +111,7 @@ void Phone::runExtension(const std::function<void()>& work) {
   work();
 }
 
-void Phone::tell(std::string_view actor, std::string_view what, Value details) {
+void Phone::report(std::string_view actor, std::string_view what, Value details) {
   if (options_.sink) options_.sink({clock_.now(), actor, what, std::move(details)});
 }
 

@@ -57,7 +57,7 @@ class Phone {
   [[nodiscard]] services::ItemStore& keychain() { return keychain_; }
 
  private:
-  void tell(std::string_view actor, std::string_view what, platform::Value details);
+  void report(std::string_view actor, std::string_view what, platform::Value details);
 
   services::Network& network_;
   Options options_;

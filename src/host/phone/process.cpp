@@ -85,7 +85,7 @@ Process& Process::current() {
 
 Process* Process::currentOrNull() { return currentProcess; }
 
-void Process::tell(std::string_view actor, std::string_view what, platform::Value details) {
+void Process::report(std::string_view actor, std::string_view what, platform::Value details) {
   if (environment_.sink) environment_.sink({clock().now(), actor, what, std::move(details)});
 }
 
@@ -98,7 +98,7 @@ void Process::run(const std::function<void()>& handler) {
   handler();
 }
 
-void Process::tell(std::string_view what, platform::Value details) { tell("network", what, std::move(details)); }
+void Process::report(std::string_view what, platform::Value details) { report("network", what, std::move(details)); }
 
 Process::Slot& Process::findSlot(const void* key) {
   for (std::size_t probe = 0; probe < slotCount; ++probe) {

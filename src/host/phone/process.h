@@ -77,14 +77,14 @@ class Process final : public services::RequestOwner {
   void setLogLevel(LogLevel level) noexcept { logLevel_ = level; }
 
   [[nodiscard]] bool hasListener() const override { return static_cast<bool>(environment_.sink); }
-  void tell(std::string_view actor, std::string_view what, platform::Value details);
+  void report(std::string_view actor, std::string_view what, platform::Value details);
 
   // The functions of the owner of its requests.
   void beginOutsideWork() override { mainQueue_->beginOutsideWork(); }
   void endOutsideWork() override { mainQueue_->endOutsideWork(); }
   void after(std::chrono::nanoseconds delay, std::function<void()> work) override;
   void run(const std::function<void()>& handler) override;
-  void tell(std::string_view what, platform::Value details) override;
+  void report(std::string_view what, platform::Value details) override;
 
   void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects);
 

@@ -15,8 +15,8 @@ using platform::Block;
 using platform::Strong;
 using platform::Value;
 
-void tell(std::string_view what, std::initializer_list<Value::Entry> details) {
-  Process::current().tell("platform", what, Value::dictionary(details));
+void report(std::string_view what, std::initializer_list<Value::Entry> details) {
+  Process::current().report("platform", what, Value::dictionary(details));
 }
 
 void requireMainThread() { Process::current().mainQueue().requireMainThread("an event of the system is delivered"); }
@@ -26,7 +26,7 @@ void callApplicationDelegate(const char* callback, A... arguments) {
   requireMainThread();
   const SEL selector = sel_registerName(callback);
   const Strong delegate = UIApplication::delegateAnswering(selector);
-  if (!delegate) return tell("unheard", {{"callback", callback}});
+  if (!delegate) return report("undelivered", {{"callback", callback}});
   platform::send<void(id, A...)>(delegate.get(), selector, UIApplication::sharedApplication(), arguments...);
 }
 
@@ -36,7 +36,7 @@ void callNotificationCenterDelegate(const char* callback, const Strong& event, H
   const SEL selector = sel_registerName(callback);
   const Strong delegate = notificationCenterDelegate();
   if (!platform::send<bool(SEL)>(delegate.get(), sel_registerName("respondsToSelector:"), selector)) {
-    return tell("unheard", {{"callback", callback}});
+    return report("undelivered", {{"callback", callback}});
   }
   platform::send<void(id, id, Handler)>(delegate.get(), selector, currentNotificationCenter(), event.get(), handler);
 }
@@ -76,7 +76,7 @@ void failToRegisterForRemoteNotifications(const platform::Error& error) {
 
 void deliverInBackground(const Value& userInfo) {
   const Block<void(platform::UIBackgroundFetchResult)> handler([](platform::UIBackgroundFetchResult result) {
-    tell("fetched", {{"result", static_cast<std::uint64_t>(result)}});
+    report("fetched", {{"result", static_cast<std::uint64_t>(result)}});
   });
   callApplicationDelegate("application:didReceiveRemoteNotification:fetchCompletionHandler:", platform::boxed(userInfo),
                           handler.get());
@@ -85,14 +85,14 @@ void deliverInBackground(const Value& userInfo) {
 void deliverInForeground(const Value& userInfo) {
   const Block<void(platform::UNNotificationPresentationOptions)> handler(
       [](platform::UNNotificationPresentationOptions options) {
-        tell("presents", {{"options", static_cast<std::uint64_t>(options)}});
+        report("presents", {{"options", static_cast<std::uint64_t>(options)}});
       });
   callNotificationCenterDelegate("userNotificationCenter:willPresentNotification:withCompletionHandler:",
                                  makeNotification(userInfo), handler.get());
 }
 
 void deliverResponse(const Value& userInfo, const Value& actionIdentifier) {
-  const Block<void()> handler([] { tell("response completed", {}); });
+  const Block<void()> handler([] { report("response completed", {}); });
   callNotificationCenterDelegate("userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:",
                                  makeNotificationResponse(userInfo, actionIdentifier), handler.get());
 }

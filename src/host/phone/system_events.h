@@ -8,7 +8,7 @@ namespace host {
 
 // Events of the operating system for the application of the current process. As on the platform, each calls a method
 // of the application's delegate or of the notification center's, and no other object. A token, failure, notification
-// or response for which no delegate has the method becomes the event "unheard". Main thread: on another thread each
+// or response for which no delegate has the method becomes the event "undelivered". Main thread: on another thread each
 // throws ProgrammingError.
 
 /// Starts an application as the platform's `UIApplicationMain` does. The delegate is kept for the life of the process,

@@ -92,7 +92,7 @@ platform::Strong UIApplication::delegateAnswering(SEL callback) {
 
 // The delegate receives the result when the phone has one.
 void UIApplication::registerForRemoteNotifications() {
-  Process::current().tell("app", "asks for a device token", Value::dictionary({}));
+  Process::current().report("app", "asks for a device token", Value::dictionary({}));
 }
 
 bool UIApplication::isInstalled(const std::string& scheme) {
@@ -115,8 +115,8 @@ void UIApplication::openURL(id url, id, platform::BlockPtr<void(bool)> completio
   const bool onMainThread = Process::current().mainQueue().isMainThread();
   const std::string text = url != nullptr ? NSURL::textOf(url) : "";
   Process::current().mainQueue().async([=, completion = platform::Block<void(bool)>(completion)] {
-    Process::current().tell("platform", isOpened ? "opened URL" : "refused URL",
-                            Value::dictionary({{"url", text}, {"calledOnMainThread", onMainThread}}));
+    Process::current().report("platform", isOpened ? "opened URL" : "refused URL",
+                              Value::dictionary({{"url", text}, {"calledOnMainThread", onMainThread}}));
     if (completion) completion(isOpened);
   });
 }
@@ -125,7 +125,7 @@ std::int64_t UIApplication::applicationIconBadgeNumber() { return platform::Proc
 
 void UIApplication::showBadge(std::int64_t number) {
   platform::Process::shared<Badge>().number = number;
-  Process::current().tell("platform", "set badge", Value::dictionary({{"number", number}}));
+  Process::current().report("platform", "set badge", Value::dictionary({{"number", number}}));
 }
 
 }  // namespace host

@@ -48,7 +48,7 @@ class Suites {
     return stores_
         .try_emplace(std::string(name), process.appGroups() / fileName(name),
                      [&process](const std::string& problem) {
-                       process.tell("shared store", "failed", Value::dictionary({{"problem", problem}}));
+                       process.report("shared store", "failed", Value::dictionary({{"problem", problem}}));
                      })
         .first->second;
   }
@@ -96,7 +96,7 @@ class UserDefaults final : public platform::UserDefaults {
     try {
       const std::string data = services::binaryPropertyList(value, suite_ + ", " + std::string(key));
       if (!store_.setData(key, Value::bytes(data))) return;
-      Process::current().tell("shared store", "stored", Value::dictionary({{"key", key}, {"value", value}}));
+      Process::current().report("shared store", "stored", Value::dictionary({{"key", key}, {"value", value}}));
     } catch (const services::PropertyListError& error) {
       fail(error);
     }
@@ -104,12 +104,12 @@ class UserDefaults final : public platform::UserDefaults {
 
   /// Values are stored at once when they are set, but the request to store them is still an event.
   void synchronize() override {
-    Process::current().tell("shared store", "synchronized", Value::dictionary({{"suite", suite_}}));
+    Process::current().report("shared store", "synchronized", Value::dictionary({{"suite", suite_}}));
   }
 
  private:
   static std::nullopt_t fail(const services::PropertyListError& error) {
-    Process::current().tell("shared store", "failed", Value::dictionary({{"problem", error.what()}}));
+    Process::current().report("shared store", "failed", Value::dictionary({{"problem", error.what()}}));
     return std::nullopt;
   }
 

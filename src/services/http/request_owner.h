@@ -25,9 +25,9 @@ class RequestOwner {
   /// Runs a handler as code of the owner.
   virtual void run(const std::function<void()>& handler) = 0;
 
-  /// Whether a listener receives the events that tell() reports: "sends", "answered", "failed".
+  /// Whether a listener receives the events of report(): "sends", "answered", "failed".
   [[nodiscard]] virtual bool hasListener() const = 0;
-  virtual void tell(std::string_view what, platform::Value details) = 0;
+  virtual void report(std::string_view what, platform::Value details) = 0;
 
  protected:
   ~RequestOwner() = default;

@@ -16,7 +16,7 @@ const TrustStores::Store& TrustStores::find(const std::filesystem::path& extra) 
   }
   if (!extra.empty() && X509_STORE_load_file(store.certificates.get(), extra.c_str()) != 1) {
     store.fault = "The certificate authorities in " + extra.string() +
-                  " cannot be read: a file with certificates in PEM form is wanted.";
+                  " cannot be read: a file with certificates in PEM form is expected.";
   }
   ERR_clear_error();
   return store;

@@ -89,10 +89,10 @@ void Load::decodeBody() {
 
 void Load::tellOfOutcome() const {
   if (error_) {
-    owner().tell("failed",
-                 platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
+    owner().report("failed",
+                   platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
   } else if (response_) {
-    owner().tell("answered", platform::Value::dictionary({{"status", response_->statusCode}}));
+    owner().report("answered", platform::Value::dictionary({{"status", response_->statusCode}}));
   }
 }
 

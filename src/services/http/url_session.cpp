@@ -25,9 +25,9 @@ class DataTask final : public platform::URLSession::DataTask {
  private:
   void tellOfRequest() const {
     const std::optional<platform::URL>& url = task_.request.url;
-    task_.owner.tell("sends",
-                     platform::Value::dictionary({{"method", task_.request.httpMethod},
-                                                  {"url", url ? platform::Value(url->absoluteString()) : nullptr}}));
+    task_.owner.report("sends",
+                       platform::Value::dictionary({{"method", task_.request.httpMethod},
+                                                    {"url", url ? platform::Value(url->absoluteString()) : nullptr}}));
   }
 
   Load::Task task_;

@@ -45,14 +45,15 @@ std::optional<std::string> contentLength(const platform::URLRequest& request) {
 }  // namespace
 
 std::optional<std::string> wireFault(const platform::URLRequest& request) {
-  if (!value::isToken(request.httpMethod)) return "The HTTP method " + inQuotes(request.httpMethod) + " is no token.";
+  if (!value::isToken(request.httpMethod))
+    return "The HTTP method " + inQuotes(request.httpMethod) + " is not a token.";
   for (const auto& [name, value] : request.headers.fields()) {
-    if (!value::isToken(name)) return "The name of the header field " + inQuotes(name) + " is no token.";
+    if (!value::isToken(name)) return "The name of the header field " + inQuotes(name) + " is not a token.";
     if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
-      return "The value of the header field " + inQuotes(name) + " holds a line break or a zero byte.";
+      return "The value of the header field " + inQuotes(name) + " contains a line break or a zero byte.";
     }
     if (value::asciiLowercase(name) == "transfer-encoding") {
-      return "The header field " + inQuotes(name) + " cannot be set: a body is sent whole, with its length.";
+      return "The header field " + inQuotes(name) + " cannot be set: the length of the body is always sent.";
     }
   }
   return std::nullopt;

@@ -99,7 +99,7 @@ class BinaryReader {
   }
 
   void readTrailer() {
-    if (data_.size() < trailerSize + 8) fail("it is cut off");
+    if (data_.size() < trailerSize + 8) fail("it is truncated");
     end_ = data_.size() - trailerSize;
     offsetSize_ = number(end_ + 6, 1);
     referenceSize_ = number(end_ + 7, 1);
@@ -109,7 +109,7 @@ class BinaryReader {
     const auto isSize = [](std::uint64_t size) { return size >= 1 && size <= 8; };
     if (!isSize(offsetSize_) || !isSize(referenceSize_) || table_ > end_ ||
         objectCount_ > (end_ - table_) / offsetSize_ || objectCount_ > table_ || topObject_ >= objectCount_) {
-      fail("its trailer does not fit its size");
+      fail("its trailer does not match its size");
     }
     end_ = table_;
   }
@@ -124,7 +124,7 @@ class BinaryReader {
     if (hasLength && count == 0xF) {
       const std::uint64_t sizeMarker = at < end_ ? number(at++, 1) : 0;
       const std::uint64_t size = std::uint64_t{1} << (sizeMarker & 0xF);
-      if (sizeMarker >> 4 != 1 || size > 8 || size > end_ - at) fail("a length is no number");
+      if (sizeMarker >> 4 != 1 || size > 8 || size > end_ - at) fail("a length is not a number");
       count = number(at, size);
       at += size;
     }
@@ -141,14 +141,14 @@ class BinaryReader {
   }
 
   void checkKey(std::uint64_t index) const {
-    if (index >= objectCount_) fail("a reference leads nowhere");
+    if (index >= objectCount_) fail("a reference has no target");
     const Object key = objectAt(index);
-    if (key.type != 0x5 && key.type != 0x6) fail("a key is no text");
+    if (key.type != 0x5 && key.type != 0x6) fail("a key is not a string");
   }
 
   void visit(std::uint64_t index) {
-    if (index >= objectCount_) fail("a reference leads nowhere");
-    if (trees_[index].state == Tree::State::entered) fail("a container holds itself");
+    if (index >= objectCount_) fail("a reference has no target");
+    if (trees_[index].state == Tree::State::entered) fail("a container contains itself");
     if (trees_[index].state == Tree::State::unseen) {
       enter(index);
     } else {
@@ -204,11 +204,11 @@ class BinaryReader {
       case 0x3: return date(object);
       case 0x4: return Value::bytes(content);
       case 0x5:
-        if (!simdjson::validate_utf8(content.data(), content.size())) fail("a text is broken Unicode");
+        if (!simdjson::validate_utf8(content.data(), content.size())) fail("a string is not valid Unicode");
         return content;
       case 0x6: {
         const std::optional<std::string> text = value::toUTF8(content, "UTF-16BE");
-        if (!text) fail("a text is broken Unicode");
+        if (!text) fail("a string is not valid Unicode");
         return *text;
       }
       case 0x8:
@@ -247,14 +247,14 @@ class BinaryReader {
     if (!text) fail("a date lies outside the years 0 to 9999");
     return *text;
   }
-  [[noreturn]] void failOverKind() const { fail("it holds something that is no property list value"); }
+  [[noreturn]] void failOverKind() const { fail("it contains a value that is not a property list value"); }
 
   void addToParent(const Tree& tree) {
     if (open_.empty()) return;
     Tree& parent = trees_[open_.back().object];
     parent.weight += tree.weight;
     parent.height = std::max(parent.height, tree.height + 1);
-    if (parent.weight > largestTree) fail("its references repeat too much of it");
+    if (parent.weight > largestTree) fail("its references repeat too many objects");
     if (parent.height > deepestPropertyList) fail("more than " + std::to_string(deepestPropertyList) + " levels");
   }
 

@@ -75,7 +75,7 @@ class TreeReader {
       }
       case PLIST_ARRAY: return readList(node);
       case PLIST_DICT: return readDictionary(node);
-      default: fail("holds something that is no property list value");
+      default: fail("contains a value that is not a property list value");
     }
   }
 
@@ -95,7 +95,7 @@ class TreeReader {
   Value readText(plist_t node) const {
     std::uint64_t length = 0;
     const char* text = plist_get_string_ptr(node, &length);
-    if (!simdjson::validate_utf8(text, length)) fail("a string is broken Unicode text");
+    if (!simdjson::validate_utf8(text, length)) fail("a string is not valid Unicode");
     return std::string_view(text, length);
   }
 
@@ -118,7 +118,7 @@ class TreeReader {
     char* key = nullptr;
     for (plist_t value = nullptr; plist_dict_next_item(node, next, &key, &value), value != nullptr;) {
       const Freed ownedKey(key);
-      if (!simdjson::validate_utf8(key, std::char_traits<char>::length(key))) fail("a key is broken Unicode text");
+      if (!simdjson::validate_utf8(key, std::char_traits<char>::length(key))) fail("a key is not valid Unicode");
       entries.push_back({key, readInside(key, value)});
     }
     return Value::dictionary(entries);
@@ -149,7 +149,7 @@ Value parsePropertyList(std::string_view contents, std::string_view name) {
   plist_t root = nullptr;
   plist_from_xml(document.data(), static_cast<std::uint32_t>(document.size()), &root);
   const OwnedPlist owned(root);
-  if (owned == nullptr) throw PropertyListError(std::string(name) + ": not understood as a property list");
+  if (owned == nullptr) throw PropertyListError(std::string(name) + ": cannot be parsed as a property list");
   return TreeReader(name).read(root);
 }
 

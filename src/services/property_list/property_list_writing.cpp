@@ -113,7 +113,7 @@ class BinaryWriter {
     }
     const auto add = [&](const Value& child) { objects_.push_back({&child, index, objects_[index].level + 1, 0}); };
     for (const Value::Entry& entry : value.entries()) {
-      if (!entry.key.ifString()) fail(index, std::string("a key must be text, not ") + entry.key.className());
+      if (!entry.key.ifString()) fail(index, std::string("a key must be a string, not ") + entry.key.className());
       add(entry.key);
     }
     for (const Value::Entry& entry : value.entries()) add(entry.value);
@@ -158,7 +158,7 @@ class BinaryWriter {
   }
   void appendText(std::size_t index) {
     const std::string_view text = objects_[index].value->text();
-    if (!simdjson::validate_utf8(text.data(), text.size())) fail(index, "a text is broken Unicode");
+    if (!simdjson::validate_utf8(text.data(), text.size())) fail(index, "a string is not valid Unicode");
     const bool isASCII = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     const std::string units = isASCII ? "" : toUTF16BE(text);
     appendMarker(isASCII ? 0x5 : 0x6, isASCII ? text.size() : units.size() / 2);

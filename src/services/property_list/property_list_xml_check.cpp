@@ -113,7 +113,7 @@ class XMLCheck {
 
   std::string run() {
     const std::size_t zero = text_.find('\0');
-    if (zero != std::string_view::npos) fail(zero, "a zero byte, which no text has");
+    if (zero != std::string_view::npos) fail(zero, "a zero byte, which text cannot contain");
     std::size_t at = 0;
     for (std::size_t markup; (markup = text_.find('<', at)) != std::string_view::npos;) {
       checkText(at, markup);
@@ -121,7 +121,7 @@ class XMLCheck {
     }
     checkText(at, text_.size());
     if (!open_.empty()) fail(open_.back().at, join({"<", open_.back().element, "> is never closed"}));
-    if (!hasRoot_) fail(0, "no property list, neither XML nor binary");
+    if (!hasRoot_) fail(0, "not a property list, neither XML nor binary");
     return std::move(plain_).append(text_.substr(copied_));
   }
 
@@ -142,7 +142,8 @@ class XMLCheck {
     if (!open_.empty() && !isContainer(open_.back().element)) return;
     const std::size_t stray = text_.substr(0, end).find_first_not_of(whiteSpace, begin);
     if (stray != std::string_view::npos) {
-      fail(stray, hasRoot_ ? "text outside <string>, <key> and the like" : "no property list, neither XML nor binary");
+      fail(stray,
+           hasRoot_ ? "text outside <string>, <key> and the like" : "not a property list, neither XML nor binary");
     }
   }
 
@@ -158,7 +159,7 @@ class XMLCheck {
     const std::size_t end = behind(">", at, "a tag");
     std::string_view tag = text_.substr(at + 1, end - at - 2);
     if (tag.starts_with('!')) {
-      if (tag.find('[') != std::string_view::npos) fail(at, "a document type with declarations of its own is not read");
+      if (tag.find('[') != std::string_view::npos) fail(at, "a document type with declarations is not supported");
     } else if (tag.starts_with('/')) {
       close(tag.substr(1), at);
     } else {
@@ -184,7 +185,7 @@ class XMLCheck {
   void open(std::string_view element, std::size_t at, std::size_t content) {
     const std::string tag = join({"<", element, ">"});
     if (!isContainer(element) && std::ranges::find(scalars, element) == std::end(scalars)) {
-      fail(at, tag + " is no element of a property list");
+      fail(at, tag + " is not an element of a property list");
     }
     if (open_.empty() && hasRoot_) fail(at, tag + " after the end of the property list");
     if (!open_.empty() && element == "plist") fail(at, tag + " inside another element");
@@ -213,11 +214,11 @@ class XMLCheck {
     element = element.substr(0, element.find_first_of(whiteSpace));
     if (open_.empty() || open_.back().element != element) {
       fail(at, join({"</", element, "> closes ",
-                     open_.empty() ? "what is not open" : join({"<", open_.back().element, ">"})}));
+                     open_.empty() ? "no open element" : join({"<", open_.back().element, ">"})}));
     }
     const Element& closed = open_.back();
     if (element == "dict" && closed.children % 2 == 1) fail(at, "the last <key> has no value");
-    if (element == "plist" && closed.children == 0) fail(at, "<plist> holds no value");
+    if (element == "plist" && closed.children == 0) fail(at, "<plist> contains no value");
     copyContent(closed, at);
     open_.pop_back();
   }
@@ -229,7 +230,7 @@ class XMLCheck {
     const std::optional<std::string> plain = rule->plain(content);
     if (!plain) {
       fail(closed.at,
-           join({"<", closed.element, "> holds \"", content.substr(0, 40), "\", expected ", rule->expected}));
+           join({"<", closed.element, "> contains \"", content.substr(0, 40), "\", expected ", rule->expected}));
     }
     plain_.append(text_.substr(copied_, closed.content - copied_)).append(*plain);
     copied_ = end;
