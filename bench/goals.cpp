@@ -35,7 +35,7 @@ std::vector<Goal> readGoals(const std::filesystem::path& file) {
     const std::optional<Goal> goal = parseGoal(line);
     if (!goal) {
       throw std::runtime_error(file.string() + ":" + std::to_string(number) + ": \"" + line +
-                               "\" is no goal; expected is CASE / BASELINE <= BOUND or CASE bytes <= BOUND");
+                               "\" is not a goal; expected CASE / BASELINE <= BOUND or CASE bytes <= BOUND");
     }
     goals.push_back(*goal);
   }

@@ -122,7 +122,7 @@ void presentForeign(benchmark::State& state) {
   if (isIntercepted) PLMessaging::startService();
   const bool isReplaced = class_getMethodImplementation(platform::classOf<Receiver>(), sel_registerName(willPresent)) ==
                           platform::implementationOf<&PLSwizzleWillPresentNotificationWithHandler>();
-  if (isReplaced != isIntercepted) state.SkipWithError("the delegate's class is not as this case wants it");
+  if (isReplaced != isIntercepted) state.SkipWithError("the delegate's class is not in the state of this case");
   const Strong notification = host::makeNotification(
       Value::dictionary({{"aps", Value::dictionary({{"alert", "Somebody else's"}})}, {"thread", "news"}}));
   const platform::Block<void(platform::UNNotificationPresentationOptions)> handler(

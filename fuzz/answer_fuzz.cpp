@@ -55,18 +55,18 @@ void requireWhole(const Answer& answer, std::string_view bytes) {
     require(answer.error->domain == platform::urlErrorDomain && answer.error->code < 0 &&
                 !answer.error->localizedDescription.empty(),
             "an error has a code and a text", answer.error->description());
-    return require(!answer.data, "there is no body beside an error");
+    return require(!answer.data, "a response with an error has no body");
   }
-  require(answer.data && answer.response, "an answer without an error is whole");
-  require(answer.data->bytes().size() <= services::Transfer::maximumBodySize, "a body keeps to the limit");
-  require(answer.response->statusCode >= 200 && answer.response->statusCode <= 999, "an answer has a final status");
+  require(answer.data && answer.response, "a response without an error is complete");
+  require(answer.data->bytes().size() <= services::Transfer::maximumBodySize, "a body is not larger than the limit");
+  require(answer.response->statusCode >= 200 && answer.response->statusCode <= 999, "a response has a final status");
   for (const auto& [name, value] : answer.response->headers.fields()) {
     require(value.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos, "a field's value is one line",
             name);
   }
   constexpr std::string_view plain = "HTTP/1.1 200 OK\r\n\r\n";
   require(!bytes.starts_with(plain) || textOf(answer.data->bytes()) == bytes.substr(plain.size()),
-          "the body of an answer without fields is the rest of it");
+          "the body of a response without fields is the rest of the bytes");
 }
 
 /// Checks the manager's judgement, and that it keeps only an accepted token.
@@ -85,9 +85,9 @@ void requireJudged(Peers& peers, const Answer& answer) {
   });
   const bool isAccepted = !answer.error && answer.response->statusCode == 200 &&
                           platform::JSONSerialization::JSONObjectWithData(answer.data->bytes(), nullptr).has_value();
-  require(completed == 1 && accepted == isAccepted, "accepted is status 200 with JSON, and nothing else");
+  require(completed == 1 && accepted == isAccepted, "only status 200 with JSON accepts the token");
   const std::optional<Value> kept = peers.phone->keychain().data("com.tovrin.pellion.apnstoken");
-  require((kept == token) == isAccepted, "an accepted token is kept, another is not");
+  require((kept == token) == isAccepted, "only an accepted token is stored");
 }
 
 /// Whether the answer may send the client to a host that speaks TLS; such answers are skipped: requests stay local.

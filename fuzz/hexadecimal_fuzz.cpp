@@ -18,18 +18,19 @@ void run(std::string_view input) {
                              });
   try {
     pellion::checkShape("scenario", {{}, input, {}, {}}, pellion::shapes::hex, "the text");
-    require(isHexadecimal, "what is no hexadecimal text is refused");
+    require(isHexadecimal, "text that is not hexadecimal is rejected");
     const Value bytes = pellion::bytesOfHex(input);
-    require(value::hexText(bytes.bytes()) == value::asciiLowercase(input), "bytes of a text give the text back");
+    require(value::hexText(bytes.bytes()) == value::asciiLowercase(input),
+            "the bytes of a text convert back to the text");
   } catch (const pellion::InputError& error) {
-    require(!isHexadecimal, "hexadecimal text is taken", error.what());
+    require(!isHexadecimal, "hexadecimal text is accepted", error.what());
     requireOneLineAbout("scenario:1:1", error.what());
   }
 
   const std::string text = value::hexText(bytesOf(input));
-  require(pellion::bytesOfHex(text) == Value::bytes(input), "the text of bytes gives the bytes back", text);
+  require(pellion::bytesOfHex(text) == Value::bytes(input), "the text of bytes converts back to the bytes", text);
   const Value token = Value::bytes(input);
-  require(PLTokenManager().stringFromDeviceToken(&token) == text, "the module writes as the host does", text);
+  require(PLTokenManager().stringFromDeviceToken(&token) == text, "the module and the host write the same text", text);
 }
 
 }  // namespace fuzz

@@ -24,13 +24,13 @@ void requireOutcome(const Outcome& outcome, Happenings happenings, const Value& 
   for (Value& entry : happenings.sent) {
     std::vector<Value::Entry> fields(entry.entries().begin(), entry.entries().end());
     require(std::erase_if(fields, [](const Value::Entry& field) { return field.key == Value("timestamp"); }) == 1,
-            "an entry says when", entry.description());
+            "an entry has a timestamp", entry.description());
     entry = Value::dictionary(fields);
   }
-  require(outcome.raised == happenings.raised, "it raises for values of the wrong kind alone", payload.description());
-  require(outcome.sent == happenings.sent, "it records what the payload says", payload.description(),
+  require(outcome.raised == happenings.raised, "only values of the wrong kind raise", payload.description());
+  require(outcome.sent == happenings.sent, "the entries are those of the payload", payload.description(),
           Value::list(outcome.sent).description(), Value::list(happenings.sent).description());
-  require(outcome.opened == happenings.opened, "it opens what the payload says", payload.description());
+  require(outcome.opened == happenings.opened, "the opened URLs are those of the payload", payload.description());
 }
 
 void deliver(const Value& payload) {
@@ -39,8 +39,8 @@ void deliver(const Value& payload) {
     const Happenings happenings = phone().observe([&] { delivery(payload); });
     requireOutcome(outcome, happenings, payload);
     const std::size_t answers = outcome.raised ? 0 : 1;
-    require(happenings.results.size() == answers && happenings.heard == static_cast<int>(answers),
-            "the application hears of it once, and the platform has one answer", payload.description());
+    require(happenings.results.size() == answers && happenings.callbacks == static_cast<int>(answers),
+            "the application receives it once, and the platform one result", payload.description());
   }
 }
 
@@ -49,7 +49,7 @@ void respond(const Value& payload, const std::string& action) {
   const Happenings automatic = phone().observe([&] { host::deliverResponse(payload, action); });
   requireOutcome(outcome, automatic, payload);
   const int answers = outcome.raised ? 0 : 1;
-  require(automatic.heard == answers && automatic.completed == answers, "the response is completed once",
+  require(automatic.callbacks == answers && automatic.completed == answers, "the response is completed once",
           payload.description());
 
   const std::optional<std::string> clickAction = clickActionOfResponse(payload, action);
@@ -63,10 +63,10 @@ void respond(const Value& payload, const std::string& action) {
   const auto url = clickAction ? platform::URL::URLWithString(*clickAction) : std::nullopt;
   if (url) opened.push_back(url->absoluteString());
   require(!handled.raised && completed == 1, "the handler never raises and completes once", payload.description());
-  require(handled.opened == opened, "the handler opens what it resolves", payload.description(), action);
+  require(handled.opened == opened, "the handler opens the URL that it resolves", payload.description(), action);
   const bool isAtTop = search("addInfo", payload) == payload.find("addInfo");
   require(action != tap || !isAtTop || automatic.opened.empty() || automatic.opened == handled.opened,
-          "what a tap opens by itself the handler opens too", payload.description());
+          "the handler opens the URL that the automatic path opens for a tap", payload.description());
 }
 
 /// An event with the goal's name converts once; the next one does not. Without an id, the event raises instead. The
@@ -81,9 +81,10 @@ void reachGoal(const Value& payload) {
     const bool matches = goal && (isFirst || goal->empty());
     require(happenings.raised == (matches && !number), "an event without an id raises", payload.description());
     require(happenings.sent.size() == (matches && number ? 1 : 0), "a goal is reached once", payload.description());
-    require(happenings.sent.empty() || *happenings.sent.front().find("notificationid") == *number, "with the last id");
+    require(happenings.sent.empty() || *happenings.sent.front().find("notificationid") == *number,
+            "a conversion has the last id");
     require(messaging.conversionEvent() == (goal ? std::optional<std::string>("") : std::nullopt),
-            "a goal that is reached is forgotten", payload.description());
+            "a goal that is reached is removed", payload.description());
   }
 }
 
@@ -101,13 +102,13 @@ void relaunchSometimes() {
 void requireSameSearch(const Value& payload) {
   for (const char* key : {"addInfo", "pellionPnID", "clickAction", "actionButton", "action", "a", ""}) {
     require(PLMessaging::shared().findValueForKey(key, &payload) == search(key, payload),
-            "the search finds what a recursive one finds", key, payload.description());
+            "the search finds the same as a recursive search", key, payload.description());
   }
 }
 
 /// The actions of the first few buttons, and one that does not exist.
 std::vector<std::string> actionsOf(const Value& payload) {
-  std::vector<std::string> actions{tap, platform::UNNotificationDismissActionIdentifier, "nobody's"};
+  std::vector<std::string> actions{tap, platform::UNNotificationDismissActionIdentifier, "unknown"};
   const Value* addInfo = search("addInfo", payload);
   const std::optional<Value> object = addInfo != nullptr ? decoded(addInfo->text()) : std::nullopt;
   const Value* buttons = object ? search("actionButton", *object) : nullptr;

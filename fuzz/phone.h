@@ -23,7 +23,7 @@ struct Happenings {
   std::vector<std::string> opened = {};       ///< URLs, including those that the platform refuses
   std::vector<std::string> problems = {};     ///< reported by the stores
   std::vector<platform::Value> results = {};  ///< fetch results and presentation options that the platform received
-  int heard = 0;                              ///< callbacks that the application itself received
+  int callbacks = 0;                          ///< callbacks that the application itself received
   int completed = 0;                          ///< responses whose completion handler was called
   int synchronized = 0;                       ///< requests to write the shared store
   bool raised = false;                        ///< the platform's exception
@@ -45,15 +45,15 @@ class Delegate {
 
  private:
   void didReceive(id, id, platform::BlockPtr<void(platform::UIBackgroundFetchResult)> handler) {
-    ++happenings_->heard;
+    ++happenings_->callbacks;
     platform::invoke(handler, platform::UIBackgroundFetchResultNewData);
   }
   void willPresent(id, id, host::PresentationHandler handler) {
-    ++happenings_->heard;
+    ++happenings_->callbacks;
     platform::invoke(handler, platform::UNNotificationPresentationOptionBanner);
   }
   void didRespond(id, id, platform::BlockPtr<void()> handler) {
-    ++happenings_->heard;
+    ++happenings_->callbacks;
     platform::invoke(handler);
   }
 
@@ -96,7 +96,7 @@ class Phone {
       work();
       phone_.process()->mainQueue().advance(passing);
     } catch (const platform::Exception& exception) {
-      require(!exception.name().empty() && !exception.reason().empty(), "an exception says why");
+      require(!exception.name().empty() && !exception.reason().empty(), "an exception has a name and a reason");
       happenings_.raised = true;
     }
     phone_.process()->mainQueue().runUntilIdle();

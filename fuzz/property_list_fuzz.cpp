@@ -19,20 +19,20 @@ void requireRoundTrip(const Value& value) {
     requireOneLineAbout(file, error.what());
     // The binary form of small objects takes more room than XML.
     return require(std::string_view(error.what()).ends_with("larger than the 4 MiB that a property list may have"),
-                   "what can be read can be written", error.what());
+                   "a value that was read can be written", error.what());
   }
   // Compares the text and, for the kinds, the written form: nan does not even equal itself.
   const Value again = services::parsePropertyList(written, file);
   require(again.description() == value.description() && services::binaryPropertyList(again, file) == written,
-          "what is written reads as the same value", value.description(), again.description());
+          "a written value reads back as the same value", value.description(), again.description());
 }
 
 void requireWholeConfiguration(const Value& dictionary) {
   try {
     const host::Configuration configuration = host::configurationFrom(dictionary, file);
     require(!configuration.serverURL.value_or("").empty() || !configuration.domain.value_or("").empty(),
-            "a configuration says where the server is");
-    require(!configuration.jwtSecret.empty(), "a configuration has the secret that signs");
+            "a configuration names the server");
+    require(!configuration.jwtSecret.empty(), "a configuration has a signing secret");
   } catch (const host::ConfigurationError& error) {
     requireOneLineAbout(file, error.what());
   }

@@ -14,11 +14,11 @@ void requireSame(const pellion::Scenario& left, const pellion::Scenario& right) 
   require(left.name == right.name && left.description == right.description && left.urlSchemes == right.urlSchemes &&
               left.configuration.value == right.configuration.value && left.notifications == right.notifications &&
               left.application == right.application,
-          "a scenario written anew reads as the same");
-  require(left.steps.size() == right.steps.size(), "a scenario written anew has the same steps");
+          "a rewritten scenario reads back as the same");
+  require(left.steps.size() == right.steps.size(), "a rewritten scenario has the same steps");
   for (std::size_t i = 0; i != left.steps.size(); ++i) {
     require(left.steps[i].kind == right.steps[i].kind && left.steps[i].argument.value == right.steps[i].argument.value,
-            "a scenario written anew has the same steps", left.steps[i].kind->name);
+            "a rewritten scenario has the same steps", left.steps[i].kind->name);
   }
 }
 
@@ -33,7 +33,7 @@ void run(std::string_view input) {
     requireOneLineAbout(file, error.what());
     require(
         std::string_view(error.what()).substr(std::string_view(file).size() + 1).find_first_not_of("0123456789") > 0,
-        "an error says the line", error.what());
+        "an error names the line", error.what());
   }
 }
 

@@ -55,17 +55,18 @@ void useFile(std::string_view contents) {
   std::vector<std::string> problems;
   services::ItemStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
   const std::optional<Value> badge = store.data(badgeKey);
-  require(badge == store.data(badgeKey), "an item stays as it is");
+  require(badge == store.data(badgeKey), "an item does not change");
   const Value item = Value::bytes(contents.substr(0, 100));
   const bool isStored = store.setData("key", item);
-  require(isStored || !problems.empty(), "what is not stored has a reason");
-  if (isStored && isIntact) require(store.data("key") == item, "what is stored is there");
+  require(isStored || !problems.empty(), "a failed write reports a reason");
+  if (isStored && isIntact) require(store.data("key") == item, "a stored item can be read");
   for (const std::string& problem : problems) {
     require(problem.find(path.string()) == 0 && problem.find('\n') == std::string::npos,
             "a problem is one line that names the file", problem);
   }
   const bool hasLog = contents.size() >= 20 && (contents[18] == 2 || contents[19] == 2);
-  if (problems.size() == 3 && !hasLog) require(contentsOf(path) == contents, "a file that is no store stays as it is");
+  if (problems.size() == 3 && !hasLog)
+    require(contentsOf(path) == contents, "a file that is not a store does not change");
 }
 
 /// The value of the item, or nothing.
@@ -92,10 +93,10 @@ void requireBadge(const std::optional<Value>& item) {
   const bool isCount = !item || item->isNumber() || item->ifString();
   const Happenings happenings = phone().observe([&] {
     const std::int64_t count = PLMessaging::shared().getBadgeCount();
-    require(count == (item ? item->integerValue() : 0), "the badge is the item");
+    require(count == (item ? item->integerValue() : 0), "the badge equals the stored item");
   });
-  require(happenings.raised == !isCount, "a badge that is no number raises");
-  require(happenings.problems.empty() == item.has_value(), "an item that cannot be read is told of");
+  require(happenings.raised == !isCount, "a badge that is not a number raises");
+  require(happenings.problems.empty() == item.has_value(), "an item that cannot be read is reported");
 }
 
 /// The module asks the pending list for its count and sends it unchanged when that is not 0; it looks at no entry. Of
@@ -106,20 +107,21 @@ void requireDrained(const std::optional<Value>& item) {
   const bool isDrained = hasCount && item->elements().size() + item->entries().size() != 0;
   const bool isSent = isDrained && canBeJSON(*item);
   const Happenings happenings = phone().observe([] { host::becomeActive(); }, std::chrono::seconds(4));
-  require(happenings.raised == (item && !hasCount), "statistics without a count raise, and no others");
+  require(happenings.raised == (item && !hasCount), "only statistics without a count raise");
   require(happenings.uploads == (isSent ? std::vector{*item} : std::vector<Value>()),
-          "the statistics are sent as they are");
-  require(happenings.synchronized == (isDrained ? 1 : 0), "the store is written when it was emptied, and only then");
+          "the statistics are sent unchanged");
+  require(happenings.synchronized == (isDrained ? 1 : 0), "the store is written only when the statistics are removed");
   const host::ProcessScope scope(*phone()->process());
   const auto left = platform::UserDefaults::initWithSuiteName(Phone::appGroup)->objectForKey(statisticsKey);
   // Compares the texts: nan does not even equal itself.
-  require(describe(left) == describe(isDrained ? Value::list({}) : item), "what was sent is gone, and nothing else");
+  require(describe(left) == describe(isDrained ? Value::list({}) : item),
+          "only the statistics that were sent are removed");
 }
 
 void useItem(std::string_view contents) {
   const std::optional<Value> item = readItem(contents);
   services::ItemStore store(phone()->appGroups() / (std::string(Phone::appGroup) + ".sqlite"),
-                            [](const std::string& problem) { require(false, "the store is sound", problem); });
+                            [](const std::string& problem) { require(false, "the store has no problem", problem); });
   store.setData(badgeKey, Value::bytes(contents));
   requireBadge(item);
   store.setData(statisticsKey, Value::bytes(contents));

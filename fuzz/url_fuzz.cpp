@@ -130,16 +130,17 @@ std::string decoded(std::string_view text) {
 using Component = std::optional<std::string_view>;
 
 void requireComponent(Component text, Component made, std::string_view more) {
-  require(text.has_value() == made.has_value(), "no component comes or goes", text.value_or(""), made.value_or(""));
+  require(text.has_value() == made.has_value(), "no component is added or removed", text.value_or(""),
+          made.value_or(""));
   if (!text) return;
-  require(made == text || !isOf(*text, more), "a component within the grammar stays as it is", *text, *made);
-  require(isOf(*made, more), "a component is within the grammar then", *text, *made);
-  require(made == text || decoded(*made) == *text, "a component that is encoded is encoded whole", *text, *made);
+  require(made == text || !isOf(*text, more), "a component within the grammar does not change", *text, *made);
+  require(isOf(*made, more), "an encoded component is within the grammar", *text, *made);
+  require(made == text || decoded(*made) == *text, "an encoded component decodes to the text", *text, *made);
 }
 
 void requireEncoded(const Parts& parts, const Parts& made) {
-  require(parts.scheme == made.scheme, "a scheme stays as it is", parts.scheme.value_or(""), made.scheme.value_or(""));
-  require(parts.authority.has_value() == made.authority.has_value(), "no authority comes or goes");
+  require(parts.scheme == made.scheme, "a scheme does not change", parts.scheme.value_or(""), made.scheme.value_or(""));
+  require(parts.authority.has_value() == made.authority.has_value(), "no authority is added or removed");
   const Authority before(parts.authority.value_or(""));
   const Authority after(made.authority.value_or(""));
   requireComponent(before.user, after.user, inUser);
@@ -147,10 +148,10 @@ void requireEncoded(const Parts& parts, const Parts& made) {
   requireComponent(parts.path, made.path, inPath);
   requireComponent(parts.query, made.query, inQuery);
   requireComponent(parts.fragment, made.fragment, inQuery);
-  require(before.port == after.port, "a port stays as it is", before.port.value_or(""), after.port.value_or(""));
+  require(before.port == after.port, "a port does not change", before.port.value_or(""), after.port.value_or(""));
   require(before.host == after.host || (!isOf(before.host, "") && !before.isInBrackets() && isOf(after.host, "") &&
                                         after.host.find('%') == std::string_view::npos),
-          "a host becomes a name in ASCII where it is none", before.host, after.host);
+          "only a host that is not ASCII changes, to a name in ASCII", before.host, after.host);
 }
 
 void requireComponents(std::string_view text, const Parts& parts) {
@@ -158,26 +159,27 @@ void requireComponents(std::string_view text, const Parts& parts) {
   if (!components) return;  // its port is too large
   require(components->scheme.has_value() == parts.scheme.has_value() &&
               (!parts.scheme || components->scheme == value::asciiLowercase(*parts.scheme)),
-          "the scheme is what stands before the first colon", text);
+          "the scheme is the text before the first colon", text);
   require(components->host.has_value() == parts.authority.has_value() &&
               (!parts.authority || components->host == value::asciiLowercase(Authority(*parts.authority).host)),
-          "the host is what the authority names", text);
+          "the host is the one in the authority", text);
 }
 
 /// Checks that the client connects to the host that was checked.
 void requireNoOtherHost(const URL& url) {
   const auto admitted = services::admissibleURL(url, {});
   if (const auto* error = std::get_if<platform::Error>(&admitted)) {
-    return require(error->code < 0 && !error->localizedDescription.empty(), "an error has a text",
+    return require(error->code < 0 && !error->localizedDescription.empty(), "an error has a description",
                    url.absoluteString());
   }
   const auto& connected = std::get<services::HTTPURL>(admitted);
-  require(connected.isEncrypted() || connected.isLoopback(), "clear text goes nowhere but home", url.absoluteString());
+  require(connected.isEncrypted() || connected.isLoopback(), "clear text is sent only to loopback",
+          url.absoluteString());
   const std::string named = services::parseURLComponents(url.absoluteString())->host.value_or("");
   // Neither a number, which has many forms, nor percent-encoded.
   const std::string_view last = std::string_view(named).substr(named.rfind('.') + 1);
   const bool isPlainName = !last.empty() && isLetter(last.front()) && named.find_first_of("%:") == std::string::npos;
-  require(!isPlainName || connected.host() == named, "the host connected to is the one named", url.absoluteString(),
+  require(!isPlainName || connected.host() == named, "the connection is to the host of the URL", url.absoluteString(),
           connected.host());
 }
 
@@ -191,7 +193,7 @@ void requireRedirectTarget(std::string_view reference, const Parts& parts) {
   if (!isURL(reference, parts)) return;  // parts of it have been percent-encoded
   const Parts resolved(target->absoluteString());
   require(resolved.authority == (parts.scheme || parts.authority ? parts.authority : "127.0.0.1:80"),
-          "a redirect leads where its reference says", reference, target->absoluteString());
+          "a redirect has the target of its reference", reference, target->absoluteString());
 }
 
 /// The process belongs to the thread, so that it is destroyed before the thread's data for processes.
@@ -214,10 +216,12 @@ void run(std::string_view input) {
   const std::optional<URL> older = olderURL(input);
   const Parts parts(input);
   require(!older || older->absoluteString() == input, "an older application's URL is the text", input);
-  require(!older || (url && url->absoluteString() == input), "what RFC 3986 allows stays as it is", input);
+  require(!older || (url && url->absoluteString() == input), "a URL that RFC 3986 allows does not change", input);
   if (!Authority(parts.authority.value_or("")).isInBrackets()) {
-    require(older.has_value() == isURL(input, parts), "an older application's URL is what RFC 3986 says", input);
-    require(!isASCII(input) || url.has_value() == isEncodable(input, parts), "what can be encoded is", input);
+    require(older.has_value() == isURL(input, parts), "an older application gets only URLs that RFC 3986 allows",
+            input);
+    require(!isASCII(input) || url.has_value() == isEncodable(input, parts),
+            "every text that can be encoded gives a URL", input);
     requireRedirectTarget(input, parts);
   }
   if (!url) return;

@@ -41,7 +41,7 @@ class KilledWriters {
 
   KilledWriters(std::filesystem::path parent, unsigned seed) : parent_(std::move(parent)), random_(seed) {
     void* memory = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) throw std::runtime_error("there is no memory to share with a writer");
+    if (memory == MAP_FAILED) throw std::runtime_error("cannot allocate memory to share with a writer");
     progress_ = new (memory) Progress{};
   }
   KilledWriters(const KilledWriters&) = delete;

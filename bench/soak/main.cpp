@@ -37,7 +37,7 @@ Options optionsFrom(int argc, char** argv) {
     const auto option = std::ranges::find(optionsThere, argv[i], &Option::name);
     if (option == optionsThere.end()) {
       throw std::invalid_argument(std::string(argv[i]) +
-                                  " is no option; there are --notifications N, --phones N, --http-every N");
+                                  " is not an option; the options are --notifications N, --phones N, --http-every N");
     }
     options.*option->value = bench::numberFrom(option->name, i + 1 < argc ? argv[i + 1] : "", option->least);
   }

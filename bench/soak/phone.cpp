@@ -7,7 +7,7 @@ namespace soak {
 
 using platform::Value;
 
-void Outcome::heard(const host::Event& event) {
+void Outcome::receive(const host::Event& event) {
   if (event.what == "sends") ++requests;
   if (event.what == "log") ++logLines;
   if (event.what == "presents" || event.what == "fetched" || event.what == "response completed") ++answers;
@@ -27,7 +27,7 @@ std::string Outcome::text() const {
 SoakPhone::SoakPhone(services::Network& network, const std::string& serverURL)
     : phone_(network, {.storage = storage_.path(),
                        .urlSchemes = {.own = {"shop"}},
-                       .sink = [this](const host::Event& event) { outcome_.heard(event); },
+                       .sink = [this](const host::Event& event) { outcome_.receive(event); },
                        .listensToLog = true}) {
   phone_.configure(Value::dictionary({{"SERVER_URL", serverURL},
                                       {"PORTAL_ID", "portal-1"},

@@ -19,7 +19,7 @@ struct Outcome {
   std::atomic<int> opened = 0;   ///< URLs, including refused ones
   std::string raised;            ///< the exception's name and reason; main thread
 
-  void heard(const host::Event& event);
+  void receive(const host::Event& event);
   void clear();
   [[nodiscard]] std::string text() const;
 };
