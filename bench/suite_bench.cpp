@@ -24,7 +24,7 @@ void wholeLife(benchmark::State& state) {
   const std::vector<pellion::SuiteFile> files(batch, {PELLION_SOURCE_DIR "/examples/scenarios/whole_life.json", true});
   std::string failure;
   while (state.KeepRunningBatch(batch)) {
-    pellion::runSuite(files, jobs, false, [&](std::size_t, const pellion::SuiteResult& result) {
+    pellion::runSuite(files, {.jobs = jobs}, [&](std::size_t, const pellion::SuiteResult& result) {
       if (result.outcome != pellion::SuiteResult::Outcome::passed) failure = result.message;
     });
   }

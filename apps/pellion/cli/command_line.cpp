@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "pellion/cli/server_probe.h"
+#include "pellion/cli/suite_reporter.h"
 #include "pellion/cli/test_command.h"
 #include "pellion/document/input_file.h"
 #include "pellion/document/json_writer.h"
@@ -136,7 +137,7 @@ void defineRun(CLI::App& app, RunArguments& arguments) {
 }
 
 int test(const TestArguments& arguments, const Surroundings& surroundings) {
-  const TestCounts counts = runTests(arguments, surroundings);
+  const SuiteCounts counts = runTests(arguments, surroundings);
   if (counts.unusable > 0) return inputUnusable;
   return counts.failed > 0 ? expectationFailed : passed;
 }
@@ -144,11 +145,21 @@ int test(const TestArguments& arguments, const Surroundings& surroundings) {
 void defineTest(CLI::App& app, TestArguments& arguments) {
   CLI::App& command = *app.add_subcommand("test", "Run all scenarios below paths side by side, show what did not pass");
   command.add_option("PATH", arguments.paths, "Scenarios, or directories of them; else the current directory");
-  command.add_option("--jobs", arguments.jobs, "How many to run at once; else as many as there are cores")
+  command.add_option("--filter", arguments.filter, "Only those with this text in path or name, in any case")
+      ->type_name("TEXT");
+  command.add_flag("--list", arguments.suite.onlyReads, "Show path and name of each, but run none");
+  command.add_flag("--fail-fast", arguments.suite.failsFast, "Start no more once one did not pass");
+  command.add_flag("--verbose", arguments.isVerbose, "Show the whole timelines of those that failed");
+  command.add_option("--reporter", arguments.format, "Write results as text, tap or github")
+      ->check(CLI::IsMember(suiteFormats))
+      ->type_name("FORMAT");
+  command.add_option("--junit", arguments.junit, "Write a report as JUnit's XML to this file")->type_name("FILE");
+  command.add_option("--server", arguments.suite.server, "Send to the server at this URL instead of built-in backends")
+      ->type_name("URL");
+  command.add_option("--jobs", arguments.suite.jobs, "How many to run at once; else as many as there are cores")
       ->check(CLI::Range(1, mostJobs))
       ->type_name("N");
-  command.add_option("--junit", arguments.junit, "Write a report as JUnit's XML to this file")->type_name("FILE");
-  command.footer("Example: pellion test examples/scenarios --junit report.xml");
+  command.footer("Example: pellion test examples/scenarios --filter sale --junit report.xml");
 }
 
 void defineBackend(CLI::App& app, BackendArguments& arguments) {
@@ -197,7 +208,8 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
       "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
       "used.");
   RunArguments runArguments;
-  TestArguments testArguments{.jobs = std::max(1U, std::thread::hardware_concurrency()), .junit = {}};
+  TestArguments testArguments;
+  testArguments.suite.jobs = std::max(1U, std::thread::hardware_concurrency());
   BackendArguments backendArguments;
   ExplainArguments explainArguments;
   defineRun(app, runArguments);

@@ -3,38 +3,59 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "pellion/cli/suite_files.h"
+#include "pellion/document/json_reader.h"
+#include "pellion/run/mismatch.h"
+
 namespace pellion {
-
-/// A file of a suite: a scenario that the caller named, or any JSON document below a directory.
-struct SuiteFile {
-  std::string path;
-  bool isNamed = false;
-};
-
-/// The files themselves and every *.json below the directories, in the order of the paths and then by name, each once.
-/// Skips names that begin with a dot, as a shell does. Throws InputError for a path that cannot be read.
-std::vector<SuiteFile> findSuiteFiles(std::span<const std::string> paths);
 
 /// The result of one file of a suite.
 struct SuiteResult {
-  enum class Outcome { passed, failed, unusable, noScenario };
+  enum class Outcome { passed, failed, unusable, noScenario, notRun };
 
   Outcome outcome = Outcome::passed;
   std::string file;
   std::string name;                         ///< the scenario's name, or the file's when it could not be read
   std::chrono::duration<double> seconds{};  ///< in real time
-  std::string message;                      ///< one line: the first failure, or why the file is unusable
-  std::string mismatches = {};              ///< of a failure: place, wanted and found, as in the timeline
-  std::string timeline = {};                ///< of a failure
+  std::optional<Position> position = {};    ///< of what failed or is unusable, where that is known
+  Mismatches mismatches = {};               ///< of a failure
+  std::string error = {};                   ///< of an unusable file: why, without file and position
+  /// Writes the timeline of a failure.
+  std::function<std::string(bool inColour)> timeline = {};
+
+  [[nodiscard]] bool hasPassed() const { return outcome != Outcome::failed && outcome != Outcome::unusable; }
+};
+
+/// What failed or is unusable, each in one line, without the place in the file:
+/// "request 1, method: wanted GET, found POST".
+std::vector<std::string> problemTexts(const SuiteResult& result);
+/// "file:line:column", or the file alone.
+std::string problemPlace(const SuiteResult& result);
+
+/// The number of scenarios with each outcome.
+struct SuiteCounts {
+  std::size_t passed = 0;
+  std::size_t failed = 0;
+  std::size_t unusable = 0;
+  std::size_t notRun = 0;
+};
+SuiteCounts countResults(std::span<const SuiteResult> results);
+
+struct SuiteOptions {
+  std::size_t jobs = 1;
+  std::optional<std::string> server = {};  ///< instead of each run's own backend
+  bool failsFast = false;                  ///< starts no further file after one that did not pass
+  bool onlyReads = false;                  ///< reads and checks the scenarios, but does not run them
 };
 
 /// Runs the files in parallel, each with its own phone, storage and backend. Calls `done` with the file's index as each
-/// file ends, from one thread at a time.
-void runSuite(std::span<const SuiteFile> files, std::size_t jobs, bool inColour,
+/// file ends, from one thread at a time. Files that are not started are the last ones.
+void runSuite(std::span<const SuiteFile> files, const SuiteOptions& options,
               const std::function<void(std::size_t index, SuiteResult result)>& done);
 
 }  // namespace pellion

@@ -49,30 +49,39 @@ services::NetworkPolicy policyOf(const Scenario& scenario) {
   return policy;
 }
 
+InputError unusable(const std::string& url) {
+  return InputError("--server " + url + ": not an http or https URL; give one such as https://push.example.org");
+}
+
+services::URLComponents partsOf(const std::string& url) {
+  auto parts = services::parseURLComponents(url);
+  const bool isUsable = parts && parts->host && !parts->host->empty();
+  if (!isUsable || (parts->scheme != "http" && parts->scheme != "https")) throw unusable(url);
+  return *std::move(parts);
+}
+
 }  // namespace
 
+void checkServerURL(const std::string& url, const Scenario& scenario) {
+  const services::URLComponents parts = partsOf(url);
+  if (std::holds_alternative<services::HTTPURL>(
+          services::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
+    return;
+  }
+  if (parts.scheme == "https") throw unusable(url);
+  throw InputError("--server " + url + ": clear text goes to loopback alone; use https, or name " + *parts.host +
+                   " in the CLEAR_TEXT_HOSTS of " + scenario.file);
+}
+
 void checkServer(const std::string& url, std::span<const Scenario> scenarios) {
-  const std::string unusable =
-      "--server " + url + ": not an http or https URL; give one such as https://push.example.org";
-  const auto parts = services::parseURLComponents(url);
-  if (!parts || !parts->host || parts->host->empty() || (parts->scheme != "http" && parts->scheme != "https")) {
-    throw InputError(unusable);
-  }
-  for (const Scenario& scenario : scenarios) {
-    if (std::holds_alternative<services::HTTPURL>(
-            services::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
-      continue;
-    }
-    if (parts->scheme == "https") throw InputError(unusable);
-    throw InputError("--server " + url + ": clear text goes to loopback alone; use https, or name " + *parts->host +
-                     " in the CLEAR_TEXT_HOSTS of " + scenario.file);
-  }
+  const services::URLComponents parts = partsOf(url);
+  for (const Scenario& scenario : scenarios) checkServerURL(url, scenario);
   const std::string unreachable = "--server " + url + ": cannot be reached: ";
-  const std::string port = std::to_string(parts->port.value_or(parts->scheme == "https" ? 443 : 80));
+  const std::string port = std::to_string(parts.port.value_or(parts.scheme == "https" ? 443 : 80));
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
-  if (const int error = getaddrinfo(parts->host->c_str(), port.c_str(), &hints, &found); error != 0) {
+  if (const int error = getaddrinfo(parts.host->c_str(), port.c_str(), &hints, &found); error != 0) {
     throw InputError(unreachable + gai_strerror(error) + "; check the host name");
   }
   const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);

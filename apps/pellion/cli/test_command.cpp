@@ -1,11 +1,12 @@
 #include "pellion/cli/test_command.h"
 
-#include <algorithm>
+#include <chrono>
 #include <ostream>
 #include <utility>
 
 #include "pellion/cli/junit_report.h"
-#include "pellion/cli/scenario_suite.h"
+#include "pellion/cli/server_probe.h"
+#include "pellion/cli/suite_reporter.h"
 #include "pellion/document/input_error.h"
 #include "pellion/document/input_file.h"
 #include "pellion/document/text_width.h"
@@ -14,41 +15,37 @@
 namespace pellion {
 namespace {
 
-using SuiteOutcome = SuiteResult::Outcome;
-
 /// Takes results as they arrive and shows them in the order of the files; meanwhile one line shows the progress.
 class Progress {
  public:
-  Progress(const Surroundings& surroundings, std::size_t count) : surroundings_(surroundings), results_(count) {}
+  Progress(const Surroundings& surroundings, SuiteReporter& reporter, const std::vector<SuiteFile>& files)
+      : surroundings_(surroundings), reporter_(reporter), files_(files), results_(files.size()) {}
 
   void add(std::size_t index, SuiteResult result) {
     ++done_;
-    if (result.outcome == SuiteOutcome::failed || result.outcome == SuiteOutcome::unusable) ++notPassed_;
+    if (!result.hasPassed()) ++notPassed_;
     results_[index] = std::move(result);
-    for (; shown_ < results_.size() && results_[shown_]; ++shown_) show(*results_[shown_]);
+    if (results_[shown_]) eraseLine();
+    for (; shown_ < results_.size() && results_[shown_]; ++shown_) reporter_.show(*results_[shown_]);
     showLine();
   }
 
-  void end() { eraseLine(); }
-
+  /// Ends the progress. Files without a result have not been run.
   [[nodiscard]] std::vector<SuiteResult> takeResults() {
+    eraseLine();
     std::vector<SuiteResult> results;
-    for (std::optional<SuiteResult>& result : results_) results.push_back(std::move(*result));
+    for (std::size_t index = 0; index < results_.size(); ++index) {
+      if (!results_[index]) {
+        const std::string& path = files_[index].path;
+        results_[index] = {.outcome = SuiteResult::Outcome::notRun, .file = path, .name = path};
+        reporter_.show(*results_[index]);
+      }
+      results.push_back(std::move(*results_[index]));
+    }
     return results;
   }
 
  private:
-  void show(SuiteResult& result) {
-    if (result.outcome == SuiteOutcome::passed) return;
-    eraseLine();
-    if (result.outcome == SuiteOutcome::failed) surroundings_.out << std::exchange(result.timeline, {});
-    if (result.outcome == SuiteOutcome::noScenario) {
-      surroundings_.out << "not run: " << printable(result.file) << " has no \"steps\"\n";
-    }
-    surroundings_.out.flush();
-    if (result.outcome == SuiteOutcome::unusable) surroundings_.err << "pellion: " << printable(result.message) << '\n';
-  }
-
   void showLine() {
     constexpr std::chrono::milliseconds leastPause{50};  // a terminal is slower than a scenario
     const auto now = std::chrono::steady_clock::now();
@@ -65,6 +62,8 @@ class Progress {
   }
 
   const Surroundings& surroundings_;
+  SuiteReporter& reporter_;
+  const std::vector<SuiteFile>& files_;
   std::vector<std::optional<SuiteResult>> results_;
   std::size_t done_ = 0;
   std::size_t notPassed_ = 0;
@@ -79,34 +78,62 @@ std::string joined(const std::vector<std::string>& paths) {
   return text;
 }
 
-}  // namespace
-
-TestCounts runTests(const TestArguments& arguments, const Surroundings& surroundings) {
-  const std::vector<SuiteFile> files = findSuiteFiles(arguments.paths);
-  std::optional<JUnitReport> report;
-  if (arguments.junit) {
+std::vector<SuiteFile> selectFiles(const TestArguments& arguments) {
+  std::vector<SuiteFile> files = findSuiteFiles(arguments.paths);
+  if (arguments.junit) {  // also one that is not run stays as it is
     for (const SuiteFile& file : files) refuseToOverwrite(file.path, "--junit", *arguments.junit);
-    report.emplace(*arguments.junit);
   }
-  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  if (arguments.filter) keepMatching(files, *arguments.filter);
+  return files;
+}
+
+[[noreturn]] void refuseEmptySuite(const TestArguments& arguments) {
+  const std::string where = joined(arguments.paths);
+  if (!arguments.filter) {
+    throw InputError(where + ": no scenario is there; give scenarios, or directories that hold some");
+  }
+  throw InputError(where + ": no scenario there has \"" + *arguments.filter +
+                   "\" in its path or name; change --filter, --list without it shows what there is");
+}
+
+/// --list shows text for people.
+void refuseContradictions(const TestArguments& arguments) {
+  const std::pair<bool, const char*> others[] = {{arguments.format != suiteFormats.front(), "--reporter"},
+                                                 {arguments.junit.has_value(), "--junit"}};
+  for (const auto& [isGiven, other] : others) {
+    if (arguments.suite.onlyReads && isGiven) {
+      throw InputError(std::string("--list cannot be used with ") + other + "; leave out one of them");
+    }
+  }
+}
+
+SuiteCounts runFiles(const std::vector<SuiteFile>& files, const TestArguments& arguments,
+                     const Surroundings& surroundings) {
+  std::optional<JUnitReport> report;
+  if (arguments.junit) report.emplace(*arguments.junit);
+  const auto reporter = arguments.suite.onlyReads ? suiteLister(surroundings)
+                                                  : suiteReporter(arguments.format, surroundings, arguments.isVerbose);
   const auto started = std::chrono::steady_clock::now();
-  Progress progress(surroundings, files.size());
-  runSuite(files, arguments.jobs, surroundings.inColour,
+  Progress progress(surroundings, *reporter, files);
+  runSuite(files, arguments.suite,
            [&](std::size_t index, SuiteResult result) { progress.add(index, std::move(result)); });
-  progress.end();
   const std::vector<SuiteResult> results = progress.takeResults();
   if (report) report->write(results, std::chrono::steady_clock::now() - started);
+  const SuiteCounts counts = countResults(results);
+  reporter->end(counts);
+  return counts;
+}
 
-  const auto count = [&](SuiteOutcome outcome) {
-    return static_cast<std::size_t>(std::ranges::count(results, outcome, &SuiteResult::outcome));
-  };
-  const TestCounts counts{count(SuiteOutcome::passed), count(SuiteOutcome::failed), count(SuiteOutcome::unusable)};
-  if (counts.passed + counts.failed + counts.unusable == 0) {
-    throw InputError(joined(arguments.paths) + ": no scenario is there; give scenarios, or directories that hold some");
-  }
-  surroundings.out << counts.passed << " passed, " << counts.failed << " failed";
-  if (counts.unusable > 0) surroundings.out << ", " << counts.unusable << " unusable";
-  surroundings.out << '\n';
+}  // namespace
+
+SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroundings) {
+  refuseContradictions(arguments);
+  if (arguments.suite.server) checkServer(*arguments.suite.server, {});
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  const std::vector<SuiteFile> files = selectFiles(arguments);
+  if (files.empty()) refuseEmptySuite(arguments);
+  const SuiteCounts counts = runFiles(files, arguments, surroundings);
+  if (counts.passed + counts.failed + counts.unusable == 0) refuseEmptySuite(arguments);
   return counts;
 }
 

@@ -5,25 +5,22 @@
 #include <string>
 #include <vector>
 
+#include "pellion/cli/scenario_suite.h"
 #include "pellion/cli/surroundings.h"
 
 namespace pellion {
 
 struct TestArguments {
   std::vector<std::string> paths{"."};
-  std::size_t jobs = 1;
-  std::optional<std::string> junit;
-};
-
-/// The number of scenarios with each result.
-struct TestCounts {
-  std::size_t passed = 0;
-  std::size_t failed = 0;
-  std::size_t unusable = 0;
+  std::optional<std::string> filter = {};  ///< a part of the scenario's path or name
+  SuiteOptions suite = {};                 ///< `onlyReads` lists the scenarios
+  std::string format = "text";             ///< one of suiteFormats
+  bool isVerbose = false;
+  std::optional<std::string> junit = {};
 };
 
 /// `pellion test`: runs all scenarios below the paths and reports those that did not pass, in the order of the files.
 /// Throws InputError when there is nothing to run.
-TestCounts runTests(const TestArguments& arguments, const Surroundings& surroundings);
+SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroundings);
 
 }  // namespace pellion

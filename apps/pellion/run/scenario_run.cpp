@@ -194,6 +194,7 @@ void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
   report("expectation", "failed",
          Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
   hasFailed_ = true;
+  failedAt_ = position;
 }
 
 void ScenarioRun::failForRaised(Position position) {

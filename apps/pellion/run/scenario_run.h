@@ -40,6 +40,8 @@ class ScenarioRun {
   /// Runs the steps up to the first failure; returns whether all passed. Throws InputError for a configuration that
   /// turns out to be unusable.
   bool run();
+  /// The position of the expectation or step that made the run fail.
+  [[nodiscard]] std::optional<Position> failedAt() const { return failedAt_; }
 
   // For the steps:
   [[nodiscard]] const Scenario& scenario() const { return scenario_; }
@@ -88,6 +90,7 @@ class ScenarioRun {
   std::vector<std::string> raised_;
   std::set<std::string> known_;
   bool hasFailed_ = false;
+  std::optional<Position> failedAt_;
   bool isOver_ = false;
   TemporaryDirectory storage_;
   host::Phone phone_;
