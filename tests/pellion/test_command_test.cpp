@@ -184,7 +184,8 @@ TEST_F(TestCommand, RejectsUnusableArguments) {
       {{"test", good, "--junit", root_}, "Is a directory; give --junit a file"},
       {{"test", good, "--filter", "none"}, "no scenario there has \"none\" in its path or name; change --filter"},
       {{"test", good, "--reporter", "xml"}, "xml not in {text,tap,github}"},
-      {{"test", good, "--list", "--reporter", "tap"}, "--list cannot be used with --reporter"},
+      {{"test", good, "--list", "--watch"}, "--list cannot be used with --watch"},
+      {{"test", good, "--watch", "--reporter", "tap"}, "--watch cannot be used with --reporter"},
       {{"test", good, "--server", "http://127.0.0.1:1"}, "cannot be reached: Connection refused"},
       {{"test", good, "--junit", "/dev/full"}, "not all of the report could be written"}};
   for (const auto& [arguments, text] : cases) {

@@ -149,6 +149,7 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
       ->type_name("TEXT");
   command.add_flag("--list", arguments.suite.onlyReads, "Show path and name of each, but run none");
   command.add_flag("--fail-fast", arguments.suite.failsFast, "Start no more once one did not pass");
+  command.add_flag("--watch", arguments.watches, "Then run again what changes, until a signal ends it");
   command.add_flag("--verbose", arguments.isVerbose, "Show the whole timelines of those that failed");
   command.add_option("--reporter", arguments.format, "Write results as text, tap or github")
       ->check(CLI::IsMember(suiteFormats))

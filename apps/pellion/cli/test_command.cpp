@@ -1,12 +1,16 @@
 #include "pellion/cli/test_command.h"
 
 #include <chrono>
+#include <filesystem>
 #include <ostream>
+#include <set>
+#include <system_error>
 #include <utility>
 
 #include "pellion/cli/junit_report.h"
 #include "pellion/cli/server_probe.h"
 #include "pellion/cli/suite_reporter.h"
+#include "pellion/cli/suite_watcher.h"
 #include "pellion/document/input_error.h"
 #include "pellion/document/input_file.h"
 #include "pellion/document/text_width.h"
@@ -78,6 +82,19 @@ std::string joined(const std::vector<std::string>& paths) {
   return text;
 }
 
+/// The files in the order in which they were found, without those that did not change.
+std::vector<SuiteFile> changedFiles(std::vector<SuiteFile> files, const std::set<std::filesystem::path>& changed) {
+  std::erase_if(files, [&](const SuiteFile& file) {
+    std::error_code ignored;
+    for (std::filesystem::path path = std::filesystem::weakly_canonical(file.path, ignored);;
+         path = path.parent_path()) {
+      if (changed.contains(path)) return false;
+      if (path == path.parent_path()) return true;
+    }
+  });
+  return files;
+}
+
 std::vector<SuiteFile> selectFiles(const TestArguments& arguments) {
   std::vector<SuiteFile> files = findSuiteFiles(arguments.paths);
   if (arguments.junit) {  // also one that is not run stays as it is
@@ -96,13 +113,15 @@ std::vector<SuiteFile> selectFiles(const TestArguments& arguments) {
                    "\" in its path or name; change --filter, --list without it shows what there is");
 }
 
-/// --list shows text for people.
+/// --list and --watch show text for people, and --watch a part of the suite at a time.
 void refuseContradictions(const TestArguments& arguments) {
-  const std::pair<bool, const char*> others[] = {{arguments.format != suiteFormats.front(), "--reporter"},
+  const char* mode = arguments.suite.onlyReads ? "--list" : arguments.watches ? "--watch" : nullptr;
+  const std::pair<bool, const char*> others[] = {{arguments.suite.onlyReads && arguments.watches, "--watch"},
+                                                 {arguments.format != suiteFormats.front(), "--reporter"},
                                                  {arguments.junit.has_value(), "--junit"}};
   for (const auto& [isGiven, other] : others) {
-    if (arguments.suite.onlyReads && isGiven) {
-      throw InputError(std::string("--list cannot be used with ") + other + "; leave out one of them");
+    if (mode != nullptr && isGiven) {
+      throw InputError(std::string(mode) + " cannot be used with " + other + "; leave out one of them");
     }
   }
 }
@@ -129,11 +148,19 @@ SuiteCounts runFiles(const std::vector<SuiteFile>& files, const TestArguments& a
 SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroundings) {
   refuseContradictions(arguments);
   if (arguments.suite.server) checkServer(*arguments.suite.server, {});
+  std::optional<SuiteWatcher> watcher;
+  if (arguments.watches) watcher.emplace(arguments.paths);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
   const std::vector<SuiteFile> files = selectFiles(arguments);
   if (files.empty()) refuseEmptySuite(arguments);
   const SuiteCounts counts = runFiles(files, arguments, surroundings);
   if (counts.passed + counts.failed + counts.unusable == 0) refuseEmptySuite(arguments);
+  while (watcher && surroundings.out << "Watching " << printable(joined(arguments.paths)) << "; Ctrl-C ends it.\n"
+                                     << std::flush) {
+    const std::set<std::filesystem::path> changed = watcher->changedPaths();
+    const std::vector<SuiteFile> again = changedFiles(selectFiles(arguments), changed);
+    if (!again.empty()) runFiles(again, arguments, surroundings);
+  }
   return counts;
 }
 

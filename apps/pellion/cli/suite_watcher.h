@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <span>
+#include <string>
+
+namespace pellion {
+
+/// Watches files and directories with everything below them, except names that begin with a dot. Does not follow links
+/// below a directory. One thread.
+class SuiteWatcher {
+ public:
+  /// Throws InputError when the system offers no further watch.
+  explicit SuiteWatcher(std::span<const std::string> paths);
+  SuiteWatcher(const SuiteWatcher&) = delete;
+  SuiteWatcher& operator=(const SuiteWatcher&) = delete;
+  ~SuiteWatcher();
+
+  /// Waits for a change since the last call, or since construction. Returns the canonical paths of what was written,
+  /// created or moved there; a directory stands for everything below it. Beside a named file it also returns its
+  /// neighbours. Throws InputError when all that was watched is gone.
+  std::set<std::filesystem::path> changedPaths();
+
+ private:
+  struct Watched {
+    std::filesystem::path directory;
+    bool withSubdirectories;
+  };
+  struct Event;
+
+  void watch(const std::filesystem::path& directory, bool withSubdirectories);
+  void forgetBelow(const std::filesystem::path& directory);
+  void read();
+  void take(const Event& event);
+  void takeEntry(const Event& event, const Watched& where);
+  void startAgain();
+
+  const int descriptor_;
+  std::map<int, Watched> watched_;  ///< by the system's number of the watch
+  std::set<std::filesystem::path> changed_;
+};
+
+}  // namespace pellion
