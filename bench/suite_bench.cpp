@@ -25,7 +25,7 @@ void wholeLife(benchmark::State& state) {
   std::string failure;
   while (state.KeepRunningBatch(batch)) {
     pellion::runSuite(files, {.jobs = jobs}, [&](std::size_t, const pellion::SuiteResult& result) {
-      if (result.outcome != pellion::SuiteResult::Outcome::passed) failure = result.message;
+      if (result.outcome != pellion::SuiteResult::Outcome::passed) failure = problemPlace(result);
     });
   }
   if (!failure.empty()) state.SkipWithError(failure.c_str());
