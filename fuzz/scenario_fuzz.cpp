@@ -27,7 +27,8 @@ void requireSame(const pellion::Scenario& left, const pellion::Scenario& right) 
 void run(std::string_view input) {
   try {
     const pellion::Scenario scenario = pellion::readScenario(file, input);
-    const platform::Value text = platform::JSONSerialization::dataWithJSONObject(pellion::readJSON(file, input).value);
+    const pellion::JSONNode document = pellion::readJSON(file, input, pellion::JSONForm::commented);
+    const platform::Value text = platform::JSONSerialization::dataWithJSONObject(document.value);
     requireSame(scenario, pellion::readScenario(file, textOf(text.bytes())));
   } catch (const pellion::InputError& error) {
     requireOneLineAbout(file, error.what());

@@ -41,7 +41,7 @@ void addFilesBelow(const fs::path& directory, std::vector<SuiteFile>& files) {
 /// Reads no more than it must, so that a scenario with an error elsewhere has its name.
 std::optional<std::string> nameIn(const std::string& path) {
   try {
-    const JSONNode document = readJSON(path, readInputFile(path, {}));
+    const JSONNode document = readJSON(path, readInputFile(path, {}), JSONForm::commented);
     const JSONNode* name = document.find("name");
     if (name != nullptr && name->value.ifString()) return std::string(name->value.text());
   } catch (const InputError&) {  // such a file has its path alone
@@ -88,7 +88,7 @@ void keepMatching(std::vector<SuiteFile>& files, std::string_view text) {
 
 bool isOtherDocument(const std::string& path) {
   try {
-    return readJSON(path, readInputFile(path, {})).find("steps") == nullptr;
+    return readJSON(path, readInputFile(path, {}), JSONForm::commented).find("steps") == nullptr;
   } catch (const InputError&) {  // a file that is not JSON may have been meant as a scenario
     return false;
   }

@@ -39,8 +39,8 @@ class PositionCounter {
   Position position_;
 };
 
-/// The reader reports a token after it has read it. Between two tokens there is only white space, a comma or a colon,
-/// so a token starts at the first other character after the end of the previous one.
+/// The reader reports a token after it has read it. Between two tokens there are only white space, comments, a comma or
+/// a colon, so a token starts at the first other character after the end of the previous one.
 class TreeBuilder {
  public:
   TreeBuilder(std::string_view file, std::string_view text, const rapidjson::MemoryStream& stream)
@@ -91,7 +91,16 @@ class TreeBuilder {
     if (wellFormed(text) != text) throw errorAt(file_, token(), "not JSON: The surrogate pair in string is invalid");
     return text;
   }
-  std::size_t nextToken() const { return std::min(text_.find_first_not_of(" \t\r\n,:", end_), text_.size()); }
+  std::size_t nextToken() const {
+    std::size_t start = text_.find_first_not_of(" \t\r\n,:", end_);
+    while (start < text_.size() && text_[start] == '/') {
+      const std::string_view mark = text_.substr(start).starts_with("/*") ? "*/" : "\n";
+      const std::size_t end = text_.find(mark, start + 2);
+      if (end == std::string_view::npos) break;
+      start = text_.find_first_not_of(" \t\r\n,:", end + mark.size());
+    }
+    return std::min(start, text_.size());
+  }
   Position token() {
     const Position position = positions_.at(nextToken());
     end_ = stream_.Tell();
@@ -160,14 +169,16 @@ const JSONNode* JSONNode::find(std::string_view name) const {
   return member == members.end() ? nullptr : &member->value;
 }
 
-JSONNode readJSON(std::string_view file, std::string_view text) {
+JSONNode readJSON(std::string_view file, std::string_view text, JSONForm form) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also accept half a mark
   // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always correct.
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeBuilder builder(file, text, stream);
   rapidjson::Reader reader;
-  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
-  const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder);
+  constexpr unsigned strict = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
+  constexpr unsigned commented = strict | rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
+  const rapidjson::ParseResult result =
+      form == JSONForm::commented ? reader.Parse<commented>(stream, builder) : reader.Parse<strict>(stream, builder);
   if (result.IsError()) {
     std::string_view reason = rapidjson::GetParseError_En(result.Code());
     reason = reason.substr(0, reason.find_last_not_of('.') + 1);

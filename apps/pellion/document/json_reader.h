@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,7 +50,12 @@ struct JSONMember {
   JSONNode value;
 };
 
-/// Reads one JSON document (RFC 8259, UTF-8, at most 64 levels, no repeated names). Throws DocumentError.
-JSONNode readJSON(std::string_view file, std::string_view text);
+enum class JSONForm : std::uint8_t {
+  strict,     ///< RFC 8259
+  commented,  ///< the same with comments, // and /* */, and with a comma after the last entry or element
+};
+
+/// Reads one JSON document (UTF-8, at most 64 levels, no repeated names). Throws DocumentError.
+JSONNode readJSON(std::string_view file, std::string_view text, JSONForm form = JSONForm::strict);
 
 }  // namespace pellion

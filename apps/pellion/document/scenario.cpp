@@ -132,7 +132,7 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
 }  // namespace
 
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
-  const JSONNode document = readJSON(file, text);
+  const JSONNode document = readJSON(file, text, JSONForm::commented);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
   const Redaction redaction(secrets);
