@@ -77,10 +77,10 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const std::string pipe = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{}, "no command is given; the commands are run, test, explain and backend"},
-      {{"walk"}, "not expected: walk; pellion --help shows"},
+      {{}, "no command is given; the commands are backend, explain, run, test; pellion --help shows how it is called"},
+      {{"explian"}, "not expected: explian; did you mean explain? The commands are backend, explain, run, test; pellion --"},
       {{"run"}, "SCENARIO is required; pellion run --help shows"},
-      {{"test", "--fast"}, "not expected: --fast; pellion test --help shows"},
+      {{"test", "--jobs=1", "--junti=a"}, "not expected: --junti; did you mean --junit? The options are --help, --jobs,"},
       {{"run", missing}, missing + ": No such file or directory"},
       {{"run", directory_.path()}, directory_.path().string() + ": Is a directory"},
       {{"run", good, missing}, "missing.json"},
@@ -102,6 +102,8 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
     EXPECT_THAT(err_.str(), AllOf(HasSubstr("pellion: "), HasSubstr(text), ContainsRegex("^[^\n]*\n$")));
     EXPECT_EQ(out_.str(), "");
   }
+  EXPECT_EQ(run({"run", scenario(R"({"congifure": {}})")}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr("\"configure\"? The steps are\n    \"activate\", \"advance\", \"backend\", "));
   const std::string allowed = scenario("", R"(, "CLEAR_TEXT_HOSTS": ["nowhere.invalid"])");
   EXPECT_EQ(run({"run", allowed, "--server", "http://nowhere.invalid"}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("cannot be reached"));

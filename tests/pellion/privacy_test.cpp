@@ -78,7 +78,7 @@ TEST_F(Privacy, NoErrorShowsASecretInTheWrongPlace) {
     EXPECT_THAT(run({"test", file, "--junit", report_}, 2), AllOf(isWithoutSecrets, HasSubstr("<error")));
   }
   EXPECT_THAT(run({"backend", "--secert", "x-alpha"}, 2),
-              AllOf(isWithoutSecrets, HasSubstr("not expected: --secert;")));
+              AllOf(isWithoutSecrets, HasSubstr("not expected: --secert; did you mean --secret")));
   EXPECT_THAT(run({"backend", "--secert=x-alpha"}, 2), isWithoutSecrets);
 }
 

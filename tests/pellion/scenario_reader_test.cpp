@@ -36,22 +36,22 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\"$schema\": \"\" /* é\n // */, // b\n /**/ \"name\": /*/*/ 7}",
        "s.json:3:20: \"name\" cannot be 7; expected a text"},
       {"// a\n{\"name\": [1, /* b */ ], \"x\": /", "s.json:2:31: not JSON: Unspecific syntax error"},
-      {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario lacks \"configuration\"; give it an object"},
+      {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario has no \"configuration\"; add it as an object"},
       {"{} /* a", "s.json:1:8: not JSON: Unspecific syntax error"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
       {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"configuration\"; add it as an object"},
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},
       {R"({"naem": "n"})",
-       "s.json:1:2: a scenario cannot have \"naem\"; it may have \"name\", \"description\", "
-       "\"configuration\", \"urlSchemes\", \"queriedSchemes\", \"installedSchemes\", \"notifications\", "
-       "\"delegates\", \"application\", \"steps\", \"$schema\""},
+       "s.json:1:2: a scenario has no \"naem\"; did you mean \"name\"? It may have \"$schema\", \"application\", "
+       "\"configuration\", \"delegates\", \"description\", \"installedSchemes\", \"name\", \"notifications\", "
+       "\"queriedSchemes\", \"steps\", \"urlSchemes\""},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(errorOf(text), error);
 }
 
 /// A valid scenario with the given entries on line 2.
 std::string scenarioWith(const std::string& entries) {
-  return R"({"name": "n", "configuration": {"JWT_SECRET": "s"}, "notifications": {"a": {}, "b": {}},)"
+  return R"({"name": "n", "configuration": {"JWT_SECRET": "s"}, "notifications": {"a": {}, "b": {}, "Price cut": {}},)"
          "\n" +
          entries + "}";
 }

@@ -12,6 +12,7 @@
 #include "pellion/document/input_file.h"
 #include "pellion/document/json_writer.h"
 #include "pellion/document/redaction.h"
+#include "pellion/document/similar_name.h"
 #include "pellion/document/text_width.h"
 #include "pellion/explain/explain.h"
 #include "pellion/run/scenario_run.h"
@@ -194,6 +195,24 @@ std::string firstExtra(const CLI::App& app) {
   return extras.empty() ? std::string() : extras.front();
 }
 
+/// The commands, or the options of the chosen one, where one of these may have been meant.
+std::string remedyForArgument(const CLI::App& app, const std::string& argument) {
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  std::vector<std::string> names;
+  if (argument.starts_with('-')) {
+    for (const CLI::Option* option : (chosen.empty() ? app : *chosen.front()).get_options()) {
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    }
+  } else if (chosen.empty()) {
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+      names.push_back(command->get_name());
+    }
+  }
+  if (names.empty()) return "";
+  return "; " + remedyForName(argument, {names.begin(), names.end()},
+                              argument.starts_with('-') ? "the options are" : "the commands are", "");
+}
+
 std::string hint(const CLI::App& app) {
   const std::vector<CLI::App*> chosen = app.get_subcommands();
   return "; pellion " + (chosen.empty() ? "" : chosen.front()->get_name() + ' ') + "--help shows how it is called";
@@ -223,13 +242,14 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
     if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
-    throw InputError("no command is given; the commands are run, test, explain and backend");
+    throw InputError("no command is given" + remedyForArgument(app, "") + hint(app));
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);
   } catch (const CLI::ExtrasError&) {
     // Shows only the first argument, up to its name: the others may be secrets.
     const std::string extra = firstExtra(app);
-    throw InputError("not expected: " + extra.substr(0, extra.find('=')) + hint(app));
+    const std::string name = extra.substr(0, extra.find('='));
+    throw InputError("not expected: " + name + remedyForArgument(app, name) + hint(app));
   } catch (const CLI::ParseError& error) {
     throw InputError(error.what() + hint(app));
   }
@@ -243,7 +263,7 @@ int runCommandLine(const std::vector<std::string>& arguments, const Surroundings
     if (surroundings.out.flush()) return status;
     throw InputError("not all of the output could be written; is the disk full, or has its reader gone?");
   } catch (const std::exception& error) {  // usually an InputError
-    surroundings.err << "pellion: " << printable(withoutUserInfo(error.what())) << '\n';
+    surroundings.err << "pellion: " << withWrappedNames(printable(withoutUserInfo(error.what()))) << '\n';
     return inputUnusable;
   }
 }

@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "pellion/document/similar_name.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 
@@ -255,12 +256,11 @@ ApplicationDescription readApplication(std::string_view file, const JSONNode* de
 
 void checkDelegateName(std::string_view file, const ApplicationDescription& application, const JSONNode& name) {
   if (name.value.isNull() || application.delegates.contains(name.value.text())) return;
-  std::string known;
-  for (const auto& [each, delegate] : application.delegates) {
-    known.append(known.empty() ? "" : ", ").append("\"" + each + "\"");
-  }
+  std::vector<std::string_view> known;
+  for (const auto& [each, delegate] : application.delegates) known.push_back(each);
   throw errorAt(file, name.position,
-                "there is no delegate \"" + std::string(name.value.text()) + "\"; the delegates are " + known);
+                "there is no delegate \"" + std::string(name.value.text()) + "\"; " +
+                    remedyForName(name.value.text(), known, "there are"));
 }
 
 }  // namespace pellion

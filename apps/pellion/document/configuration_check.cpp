@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/phone/configuration.h"
+#include "pellion/document/similar_name.h"
 #include "services/property_list/property_list.h"
 
 namespace pellion {
@@ -29,8 +30,13 @@ std::size_t largestSize(const Value& value) {
 }
 
 void checkConfiguration(std::string_view file, const JSONNode& node) {
+  const std::vector<std::string_view> keys = host::configurationKeys();
   for (const JSONMember& entry : node.members) {
     if (entry.value.value.isNull()) continue;
+    if (std::ranges::find(keys, entry.name) == keys.end()) {
+      throw errorAt(file, entry.position,
+                    entry.name + " is not known; " + remedyForName(entry.name, keys, "known are", ""));
+    }
     // Adds what every configuration needs to the entry.
     const Value dictionary =
         Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});

@@ -5,6 +5,7 @@
 
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
+#include "pellion/document/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {
@@ -38,16 +39,13 @@ const Shape documentShape{"an object", isObject, documentFields};
 
 using Kinds = std::span<const StepKind>;
 
-std::string stepNames(Kinds kinds) {
-  std::string names;
-  for (const StepKind& kind : kinds) names.append(names.empty() ? "" : ", ").append(kind.name);
-  return names;
-}
-
 const StepKind& kindNamed(std::string_view file, Position position, std::string_view name, Kinds kinds) {
   const auto kind = std::ranges::find(kinds, name, &StepKind::name);
   if (kind == kinds.end()) {
-    throw errorAt(file, position, "there is no step \"" + std::string(name) + "\"; the steps are " + stepNames(kinds));
+    std::vector<std::string_view> names;
+    for (const StepKind& each : kinds) names.push_back(each.name);
+    throw errorAt(file, position,
+                  "there is no step \"" + std::string(name) + "\"; " + remedyForName(name, names, "the steps are"));
   }
   return *kind;
 }

@@ -8,6 +8,7 @@
 
 #include "pellion/document/json_writer.h"
 #include "pellion/document/redaction.h"
+#include "pellion/document/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {
@@ -45,12 +46,6 @@ bool isHeadersToSend(const Value& value) {
          });
 }
 
-std::string names(std::span<const Field> fields) {
-  std::string list;
-  for (const Field& field : fields) list.append(list.empty() ? "\"" : ", \"").append(field.name).append("\"");
-  return list;
-}
-
 /// A value for an error line, or its description: redaction could not recognise part of a secret.
 std::string shown(const Value& value, const Shape& shape) {
   constexpr std::size_t longest = 40;
@@ -65,8 +60,11 @@ void checkFields(std::string_view file, const JSONNode& node, const Shape& shape
   for (const JSONMember& member : node.members) {
     const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
     if (field == shape.fields.end()) {
-      throw errorAt(file, member.position,
-                    std::string(what) + " cannot have \"" + member.name + "\"; it may have " + names(shape.fields));
+      std::vector<std::string_view> names;
+      for (const Field& each : shape.fields) names.push_back(each.name);
+      throw errorAt(
+          file, member.position,
+          std::string(what) + " has no \"" + member.name + "\"; " + remedyForName(member.name, names, "it may have"));
     }
     checkShape(file, member.value, *field->shape, "\"" + member.name + "\"");
   }

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <functional>
-#include <numeric>
 
-#include "value/ascii.h"
+#include "pellion/document/similar_name.h"
 
 namespace pellion {
 namespace {
@@ -29,31 +28,6 @@ void forEachObject(const Value& value, const JSONPath& path, const Value* skippe
   for (std::size_t i = 0; i < value.elements().size(); ++i) {
     forEachObject(value.elements()[i], joined(path, i), skipped, visit);
   }
-}
-
-/// The number of insertions, deletions, replacements and swaps of neighbours that change one into the other.
-std::size_t editDistance(std::string_view from, std::string_view to) {
-  std::vector<std::vector<std::size_t>> cost(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
-  for (std::size_t i = 0; i <= from.size(); ++i) cost[i][0] = i;
-  std::iota(cost[0].begin(), cost[0].end(), 0);
-  for (std::size_t i = 1; i <= from.size(); ++i) {
-    for (std::size_t j = 1; j <= to.size(); ++j) {
-      const bool isSame = from[i - 1] == to[j - 1];
-      cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, cost[i - 1][j - 1] + (isSame ? 0 : 1)});
-      const bool isSwapped = i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1];
-      if (isSwapped) cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
-    }
-  }
-  return cost[from.size()][to.size()];
-}
-
-bool looksLike(std::string_view name, std::string_view known) {
-  constexpr std::size_t longestName = 24;
-  if (name.size() > longestName) return false;
-  std::string plain = value::asciiLowercase(name);
-  std::erase_if(plain, [](char c) { return c == '_' || c == '-' || c == ' '; });
-  const std::size_t most = known.size() > 8 ? 2 : 1;
-  return editDistance(plain, value::asciiLowercase(known)) <= most;
 }
 
 class KeySearch {
@@ -128,8 +102,8 @@ class KeySearch {
     for (const Value::Entry& entry : object.entries()) {
       const std::string_view name = entry.key.text();
       if (std::ranges::find(known, name) != known.end()) continue;
-      const auto meant = std::ranges::find_if(known, [&](std::string_view key) { return looksLike(name, key); });
-      if (meant == known.end()) continue;
+      const auto meant = similarName(name, known);
+      if (!meant) continue;
       add("key-misspelt", *meant, {spot.inAddInfo, joined(spot.path, name), true},
           inQuotes(name) + " is read by nobody; it looks like " + inQuotes(*meant), "write " + inQuotes(*meant));
     }

@@ -6,6 +6,7 @@
 #include "host/phone/user_notifications.h"
 #include "messaging/PLNotificationHandler.h"
 #include "pellion/document/json_writer.h"
+#include "pellion/document/similar_name.h"
 #include "pellion/run/scenario_run.h"
 #include "platform/send.h"
 #include "platform/user_notifications.h"
@@ -79,13 +80,11 @@ const Shape badgeStepShape{"an object with the count", isObject, badgeFields};
 void checkNotificationName(const Scenario& scenario, const JSONNode& notification) {
   const auto name = notification.value.ifString();
   if (!name || scenario.notifications.find(*name) != nullptr) return;
-  std::string known;
-  for (const auto& [key, value] : scenario.notifications.entries()) {
-    known.append(known.empty() ? "; the notifications are \"" : ", \"").append(key.text()).append("\"");
-  }
+  std::vector<std::string_view> known;
+  for (const auto& [key, value] : scenario.notifications.entries()) known.push_back(key.text());
   throw errorAt(scenario.file, notification.position,
-                "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"" +
-                    (known.empty() ? "; add it there" : known));
+                "there is no notification \"" + std::string(*name) + "\" in the scenario's \"notifications\"; " +
+                    (known.empty() ? "give it one" : remedyForName(*name, known, "there are")));
 }
 
 void checkAnsweredName(const Scenario& scenario, const JSONNode& response) {

@@ -38,6 +38,8 @@ constexpr std::array keys{
     Key{"GZIP", &Configuration::isGzipEnabled},
 };
 
+constexpr std::array<std::string_view, 5> otherKeys{"JWT_SECRET", "APP_META", "LOG_LEVEL", "CA_FILE",
+                                                    "CLEAR_TEXT_HOSTS"};
 constexpr std::array<std::string_view, 4> logLevels{"none", "warning", "info", "verbose"};  // in LogLevel's order
 
 /// Reads one dictionary; every error names the file and the key.
@@ -103,8 +105,8 @@ class ConfigurationReader {
 
   static std::string knownKeys() {
     std::string text;
-    for (const Key& key : keys) text.append(key.name).append(", ");
-    return text + "JWT_SECRET, APP_META, LOG_LEVEL, CA_FILE, CLEAR_TEXT_HOSTS";
+    for (const std::string_view key : configurationKeys()) text.append(text.empty() ? "" : ", ").append(key);
+    return text;
   }
 
   [[noreturn]] void fail(const std::string& key, const std::string& expected) const {
@@ -123,6 +125,13 @@ ConfigurationError::ConfigurationError(const std::filesystem::path& path, std::s
       problem_(value::printable(problem)) {}
 ConfigurationError::ConfigurationError(const services::PropertyListError& error)
     : std::runtime_error(error.what()), problem_(error.what()) {}
+
+std::vector<std::string_view> configurationKeys() {
+  std::vector<std::string_view> names(otherKeys.begin(), otherKeys.end());
+  for (const Key& key : keys) names.push_back(key.name);
+  std::ranges::sort(names);
+  return names;
+}
 
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {

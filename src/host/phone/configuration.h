@@ -55,6 +55,9 @@ class ConfigurationError : public std::runtime_error {
   std::string problem_;
 };
 
+/// The keys of the dictionary, in alphabetical order.
+std::vector<std::string_view> configurationKeys();
+
 /// Raises ConfigurationError for a missing or unreadable file, an unknown key, a value of the wrong kind, a required
 /// key that is missing.
 Configuration readConfiguration(const std::filesystem::path& path);
