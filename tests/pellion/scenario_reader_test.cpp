@@ -3,8 +3,11 @@
 #include <rapidjson/schema.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 
 #include "pellion/document/json_writer.h"
+#include "pellion/run/temporary_directory.h"
 #include "pellion/steps/scenario_steps.h"
 #include "tests/support/cases.h"
 
@@ -14,9 +17,9 @@ namespace {
 using namespace testing;
 using platform::Value;
 
-std::string errorOf(std::string_view text) {
+std::string errorOf(std::string_view text, const std::string& file = "s.json") {
   try {
-    readScenario("s.json", text);
+    readScenario(file, text);
     return "";
   } catch (const InputError& error) {
     return error.what();
@@ -34,12 +37,12 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\"name\": \"n\",\n \"name\": \"m\"}", "s.json:2:2: \"name\" is repeated here; remove one of the two"},
       {std::string(65, '['), "s.json:1:65: nested too deeply; at most 64 levels are read"},
       {"{\"$schema\": \"\" /* é\n // */, // b\n /**/ \"name\": /*/*/ 7}",
-       "s.json:3:20: \"name\" cannot be 7; expected a text"},
+       "s.json:3:21: \"name\" cannot be 7; expected a string"},
       {"// a\n{\"name\": [1, /* b */ ], \"x\": /", "s.json:2:31: not JSON: Unspecific syntax error"},
-      {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario has no \"configuration\"; add it as an object"},
+      {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
       {"{} /* a", "s.json:1:8: not JSON: Unspecific syntax error"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
-      {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"configuration\"; add it as an object"},
+      {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},
       {R"({"naem": "n"})",
        "s.json:1:2: a scenario has no \"naem\"; did you mean \"name\"? It may have \"$schema\", \"application\", "
@@ -82,26 +85,57 @@ TEST(ScenarioReader, AcceptsALargeConfigurationAndEightKits) {
   EXPECT_THAT(errorOf(withSteps(kits + kit)), HasSubstr("a scenario may have at most 8 steps \"kit\""));
 }
 
-rapidjson::SchemaDocument schema() {
+TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
+  const TemporaryDirectory directory;
+  const std::string file = directory.path() / "s.json";
+  const std::string named = directory.path() / "a.json";
+  const auto errorWith = [&](const std::string& content, const std::string& entries) {
+    std::ofstream(named) << content;
+    return errorOf("{\"name\": \"n\", " + entries + "}", file);
+  };
+  const std::string notification = R"("notifications": {"a": {"payload": "a.json"}}, "steps": [])";
+  const std::string step = R"("steps": ["launch", {"tap": {"payload": "./a.json", "addInfo": {}}}])";
+  const std::string configuration = R"("configuration": "a.json", "steps": [])";
+  const std::string content = ": the content cannot be []; expected an object";
+  EXPECT_EQ(errorWith("{}", notification), "");
+  EXPECT_EQ(errorWith("{}", step), "");
+  EXPECT_EQ(errorWith("{\"GZIP\": true}", configuration), "");
+  EXPECT_EQ(errorWith("[]", notification), file + ":1:50: " + named + ":1:1" + content);
+  EXPECT_EQ(errorWith("{ // a\n}", notification),
+            file + ":1:50: " + named + ":1:3: not JSON: Missing a name for object member");
+  EXPECT_THAT(errorWith("[]", step), EndsWith("/./a.json:1:1" + content));
+  EXPECT_THAT(errorWith("{\"addInfo\": \"{}\"}", step), StartsWith(file + ":1:43: \"tap\" cannot be this object; "));
+  EXPECT_THAT(errorWith("{\n\"GZPI\": true}", configuration),
+              StartsWith(file + ":1:32: " + named + ":2:1: GZPI is not known; did you mean GZIP?"));
+  EXPECT_EQ(errorWith("", R"("configuration": "b.json", "steps": [])"),
+            file + ":1:32: " + directory.path().string() +
+                "/b.json: No such file or directory; give the path of a configuration, a JSON object");
+  EXPECT_THAT(errorWith("", R"("configuration": "/dev/stdin", "steps": [])"), Not(IsEmpty()));
+}
+
+constexpr unsigned commented = rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
+
+rapidjson::Document schemaText() {
   rapidjson::Document document;
   document.Parse(test::fileText(PELLION_SOURCE_DIR "/docs/scenario.schema.json").c_str());
   EXPECT_FALSE(document.HasParseError());
-  return rapidjson::SchemaDocument(document);
+  return document;
 }
 
 bool fits(const rapidjson::SchemaDocument& schema, const std::string& text) {
   rapidjson::Document document;
-  document.Parse(text.c_str());
+  document.Parse<commented>(text.c_str());
   rapidjson::SchemaValidator validator(schema);
   return document.Accept(validator);
 }
 
 TEST(ScenarioReader, AgreesWithTheSchema) {
-  const rapidjson::SchemaDocument document = schema();
+  const rapidjson::SchemaDocument document(schemaText());
+  const std::string file = PELLION_SOURCE_DIR "/examples/scenarios/s.json";  // beside the payloads that they name
   const auto agree = [&](const std::string& text, bool isGood) {
     EXPECT_EQ(fits(document, text), isGood) << text;
-    EXPECT_EQ(errorOf(text).empty(), isGood) << text << errorOf(text);
-    EXPECT_THAT(errorOf(text), Not(HasSubstr("not JSON")));
+    EXPECT_EQ(errorOf(text, file).empty(), isGood) << text << errorOf(text, file);
+    EXPECT_THAT(errorOf(text, file), Not(HasSubstr("not JSON")));
   };
   const Value cases = test::caseJSON("pellion/cases/schema.json");
   const auto each = [&](const char* group) { return test::elements(test::at(cases, group)); };
@@ -115,11 +149,47 @@ TEST(ScenarioReader, AgreesWithTheSchema) {
   for (const Value& entries : each("wrongEntries")) agree(scenarioWith(entries), false);
   for (const Value& scenario : each("goodScenarios")) agree(compactJSON(scenario), true);
   for (const Value& scenario : each("wrongScenarios")) agree(compactJSON(scenario), false);
-  for (const auto& file : std::filesystem::directory_iterator(PELLION_SOURCE_DIR "/examples/scenarios")) {
-    const std::string text = test::fileText(file.path());
-    EXPECT_TRUE(fits(document, text)) << file.path();
-    EXPECT_EQ(errorOf(text), "") << file.path();
+  for (const auto& example : std::filesystem::directory_iterator(PELLION_SOURCE_DIR "/examples/scenarios")) {
+    const std::string text = test::fileText(example.path());
+    EXPECT_TRUE(fits(document, text)) << example.path();
+    EXPECT_EQ(errorOf(text, example.path()), "") << example.path();
   }
+}
+
+/// Calls `visit` for each property of an object that some part of the schema describes.
+void forEachProperty(const rapidjson::Value& part,
+                     const std::function<void(const char* name, const rapidjson::Value& property)>& visit) {
+  if (part.IsArray()) {
+    for (const auto& element : part.GetArray()) forEachProperty(element, visit);
+  }
+  if (!part.IsObject()) return;
+  for (const auto& [key, value] : part.GetObject()) {
+    const std::string_view name = key.GetString();
+    if (name == "examples" || name == "not") continue;
+    if (name == "properties") {
+      for (const auto& [property, content] : value.GetObject()) visit(property.GetString(), content);
+    }
+    forEachProperty(value, visit);
+  }
+}
+
+TEST(ScenarioReader, HasASchemaThatExplainsEachPropertyWithExamplesThatFit) {
+  rapidjson::Document schema = schemaText();
+  std::size_t count = 0;
+  forEachProperty(schema, [&](const char* name, const rapidjson::Value& property) {
+    ++count;
+    ASSERT_TRUE(property.HasMember("description") && property["description"].GetStringLength() > 0) << name;
+    ASSERT_TRUE(property.HasMember("examples") && !property["examples"].Empty()) << name;
+    rapidjson::Document alone(rapidjson::kObjectType);  // with the definitions that it refers to
+    alone.CopyFrom(property, alone.GetAllocator());
+    alone.AddMember("definitions", rapidjson::Value(schema["definitions"], alone.GetAllocator()), alone.GetAllocator());
+    const rapidjson::SchemaDocument document(alone);
+    for (const auto& example : property["examples"].GetArray()) {
+      rapidjson::SchemaValidator validator(document);
+      EXPECT_TRUE(example.Accept(validator)) << name;
+    }
+  });
+  EXPECT_GT(count, 100U);
 }
 
 }  // namespace

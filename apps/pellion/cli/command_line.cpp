@@ -11,6 +11,7 @@
 #include "pellion/cli/test_command.h"
 #include "pellion/document/input_file.h"
 #include "pellion/document/json_writer.h"
+#include "pellion/document/notification_shape.h"
 #include "pellion/document/redaction.h"
 #include "pellion/document/similar_name.h"
 #include "pellion/document/text_width.h"
@@ -113,9 +114,8 @@ int runBackend(const BackendArguments& arguments, const Surroundings& surroundin
 }
 
 int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
-  constexpr FileKind payload{"a payload, a JSON object", "the push service takes 4096 bytes", 64U << 10};
   const bool readsInput = arguments.payload == "-";
-  const std::string text = readInputFile(readsInput ? "/dev/stdin" : arguments.payload, payload);
+  const std::string text = readInputFile(readsInput ? "/dev/stdin" : arguments.payload, payloadFile);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
   const Explanation explanation = explain(readsInput ? "standard input" : arguments.payload, text, arguments.options);
   if (arguments.asJSON) {

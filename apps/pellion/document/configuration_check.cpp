@@ -11,6 +11,8 @@ namespace {
 
 using platform::Value;
 
+constexpr FileKind configurationFile{"a configuration, a JSON object", "all that a scenario configures must fit 4 MiB"};
+
 /// The application's meta information may be anything that a property list can hold.
 void checkMeta(std::string_view file, const JSONNode& node) {
   if (node.value.isNull()) throw errorAt(file, node.position, "APP_META cannot hold null; leave the entry out");
@@ -52,6 +54,16 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
 }  // namespace
 
 const Shape configurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true};
+const Shape sharedConfigurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true, &configurationFile};
+
+JSONNode defaultConfiguration() {
+  return readJSON("the default configuration", R"({
+    "PORTAL_ID": "portal-1", "PROJECT_ID": "project-1", "MAP_ID": "map-1", "AP_ID": "ap-1",
+    "APP_VERSION_ID": "version-1", "FRAMEWORK_ID": "framework-1", "DEVICE_ID": "device-1",
+    "BEARER_TOKEN": "example-bearer-token", "JWT_SECRET": "example-secret", "APP_GROUP": "group.example",
+    "APP_META": {"name": "Example", "version": "1.0"}
+  })");
+}
 
 void checkConfigurationSize(std::string_view file, const std::vector<const JSONNode*>& configurations) {
   // The header of the file, and the paths and URLs that a run adds.

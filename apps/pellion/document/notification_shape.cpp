@@ -11,22 +11,17 @@ bool isNotification(const Value& value) {
   return isObject(value) && !hasBoth;
 }
 
-const Shape objectShape{"an object", isObject};
-const Field notificationFields[] = {{"payload", &objectShape}, {"addInfo", &objectShape}};
-
-void checkNotification(std::string_view file, const JSONNode& node) {
-  if (isObject(node.value)) checkShape(file, node, notificationShape, "a notification");
-}
+const Shape addInfoShape{"an object", isObject};
+const Shape payloadShape{"an object", isObject, {}, nullptr, nullptr, false, &payloadFile};
+const Field notificationFields[] = {{"payload", &payloadShape}, {"addInfo", &addInfoShape}};
 
 }  // namespace
 
 const Shape notificationShape{
     "an object with the content of a notification: \"payload\", and \"addInfo\" unless the payload has one",
     isNotification, notificationFields};
-const Shape namedNotificationShape{"the name of a notification, or an object with its content",
-                                   [](const Value& value) { return value.ifString() || isObject(value); },
-                                   {},
-                                   nullptr,
-                                   checkNotification};
+const Shape namedNotificationShape{
+    "the name of a notification, or an object with its content: \"payload\", and \"addInfo\" unless the payload has one",
+    [](const Value& value) { return value.ifString() || isNotification(value); }, notificationFields};
 
 }  // namespace pellion

@@ -26,7 +26,7 @@ const Shape notificationsByName{"an object of notifications by name", isObject, 
 const Shape listOfSteps{"a list of steps", isList};
 const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"description", &shapes::text},
-                                {"configuration", &configurationShape, true},
+                                {"configuration", &sharedConfigurationShape},
                                 {"urlSchemes", &listOfSchemes},
                                 {"queriedSchemes", &listOfSchemes},
                                 {"installedSchemes", &listOfSchemes},
@@ -50,7 +50,7 @@ const StepKind& kindNamed(std::string_view file, Position position, std::string_
   return *kind;
 }
 
-/// {"name": argument}, or "name" alone for {"name": {}}.
+/// {"name": argument}, or "name" alone for {"name": {}}. An argument that is no object may be short for one.
 Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
   Step step{nullptr, node.position, {node.position, platform::Value::dictionary({}), {}, {}}};
   if (const auto name = node.value.ifString()) {
@@ -62,6 +62,13 @@ Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
     throw errorAt(file, node.position,
                   R"(a step is an object with one entry, such as {"advance": 3}, or a name alone, such as "launch")");
   }
+  if (!step.kind->shorthand.empty() && !isObject(step.argument.value)) {
+    const JSONNode& entry = step.argument;
+    const std::string name(step.kind->shorthand);
+    step.argument = {
+        entry.position, platform::Value::dictionary({{name, entry.value}}), {{entry.position, name, entry}}, {}};
+  }
+  includeFiles(file, step.argument, *step.kind->shape);
   checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
   return step;
 }
@@ -108,7 +115,8 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
   Scenario scenario{.file = std::string(file),
                     .name = std::string(document.find("name")->value.text()),
                     .description = {},
-                    .configuration = *document.find("configuration"),
+                    .configuration = {},
+                    .hasDefaultConfiguration = document.find("configuration") == nullptr,
                     .urlSchemes = {.own = readSchemes(document, "urlSchemes"),
                                    .queried = readSchemes(document, "queriedSchemes"),
                                    .installed = readSchemes(document, "installedSchemes")},
@@ -116,6 +124,7 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
                     .application = readApplication(file, document.find("delegates"), document.find("application")),
                     .steps = {},
                     .redaction = redaction};
+  scenario.configuration = scenario.hasDefaultConfiguration ? defaultConfiguration() : *document.find("configuration");
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
   for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step, kinds));
@@ -130,14 +139,15 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
 }  // namespace
 
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
-  const JSONNode document = readJSON(file, text, JSONForm::commented);
+  JSONNode document = readJSON(file, text, JSONForm::commented);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
-  const Redaction redaction(secrets);
   try {
-    return checkedScenario(file, document, kinds, redaction);
+    includeFiles(file, document, documentShape);
+    collectSecrets(document.find("configuration") == nullptr ? defaultConfiguration() : document, secrets);
+    return checkedScenario(file, document, kinds, Redaction(secrets));
   } catch (const DocumentError& error) {  // keeps its place, even where the place reads like a secret
-    throw errorAt(file, error.position(), redaction.text(error.text()));
+    throw errorAt(file, error.position(), Redaction(secrets).text(error.text()));
   }
 }
 

@@ -28,6 +28,7 @@ struct StepKind {
   bool needsBackend = false;  ///< makes no sense against an external server
   /// Checks what else such a step requires of the scenario, for example that names are known. Throws InputError.
   void (*check)(const Scenario& scenario, const JSONNode& argument) = nullptr;
+  std::string_view shorthand = {};  ///< the entry that an argument which is no object stands for
 };
 
 struct Step {
@@ -42,6 +43,7 @@ struct Scenario {
   std::string name;
   std::string description;
   JSONNode configuration;
+  bool hasDefaultConfiguration = false;  ///< it brings none
   host::URLSchemes urlSchemes;
   platform::Value notifications;  ///< by name, as in notificationShape
   ApplicationDescription application;

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <filesystem>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "pellion/document/json_writer.h"
@@ -77,7 +80,45 @@ void checkFields(std::string_view file, const JSONNode& node, const Shape& shape
   }
 }
 
+/// The content at the position of the text that names its file, so that later errors are about the document.
+JSONNode contentOf(std::string_view file, const JSONNode& name, Shape shape) {
+  const std::string path = (std::filesystem::path(file).parent_path() / name.value.text()).string();
+  const FileKind& kind = *std::exchange(shape.file, nullptr);
+  try {
+    std::error_code ignored;
+    if (std::filesystem::is_other(path, ignored)) {  // the command's own input included
+      throw InputError(path + ": not a regular file; give the path of " + std::string(kind.name));
+    }
+    JSONNode content = readJSON(path, readInputFile(path, kind));
+    checkShape(path, content, shape, "the content");
+    content.position = name.position;
+    return content;
+  } catch (const InputError& error) {
+    throw errorAt(file, name.position, error.what());
+  }
+}
+
+/// Returns whether the node has changed.
+bool include(std::string_view file, JSONNode& node, const Shape& shape) {
+  if (shape.file != nullptr && isText(node.value)) {
+    node = contentOf(file, node, shape);
+    return true;
+  }
+  bool hasChanged = false;
+  std::vector<Value::Entry> entries;
+  for (JSONMember& member : node.members) {
+    const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
+    const Shape* inner = field == shape.fields.end() ? shape.item : field->shape;
+    if (inner != nullptr && include(file, member.value, *inner)) hasChanged = true;
+    entries.push_back({member.name, member.value.value});
+  }
+  if (hasChanged) node.value = Value::dictionary(entries);
+  return hasChanged;
+}
+
 }  // namespace
+
+void includeFiles(std::string_view file, JSONNode& node, const Shape& shape) { include(file, node, shape); }
 
 bool isObject(const Value& value) { return value.ifDictionary() != nullptr; }
 bool isList(const Value& value) { return value.ifList() != nullptr; }
@@ -109,9 +150,10 @@ const Shape headersToSend{
 
 void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
   if (!shape.isKind(node.value)) {
-    throw errorAt(
-        file, node.position,
-        std::string(what) + " cannot be " + shown(node.value, shape) + "; expected " + std::string(shape.expected));
+    throw errorAt(file, node.position,
+                  std::string(what) + " cannot be " + shown(node.value, shape) + "; expected " +
+                      std::string(shape.expected) +
+                      (shape.file == nullptr ? "" : ", or the name of a file that holds it"));
   }
   if (!shape.fields.empty()) checkFields(file, node, shape, what);
   if (shape.check != nullptr) shape.check(file, node);

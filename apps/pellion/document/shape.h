@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "pellion/document/input_file.h"
 #include "pellion/document/json_reader.h"
 
 namespace pellion {
@@ -26,6 +27,8 @@ struct Shape {
   /// Checks further conditions; throws InputError.
   void (*check)(std::string_view file, const JSONNode& node) = nullptr;
   bool holdsSecrets = false;  ///< no error message quotes it
+  /// The kind of file that a text may name in place of the value; null for none.
+  const FileKind* file = nullptr;
 };
 
 namespace shapes {
@@ -49,6 +52,11 @@ bool isIntegerIn(const platform::Value& value, std::int64_t least, std::int64_t 
 
 /// Throws InputError at the place of the first value that does not fit; `what` names the value in the text.
 void checkShape(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what);
+
+/// Puts the content of a file, read as strict JSON and checked, in the place of each text that names one where the
+/// shape permits it. The path is relative to the document. The node need not fit the shape yet. Throws InputError,
+/// which names the document and the file.
+void includeFiles(std::string_view file, JSONNode& node, const Shape& shape);
 
 /// The duration of a number that fits shapes::seconds.
 std::chrono::nanoseconds durationOf(const platform::Value& seconds);

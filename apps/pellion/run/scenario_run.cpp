@@ -42,9 +42,10 @@ ScenarioRun::~ScenarioRun() {
 }
 
 bool ScenarioRun::run() {
-  report(
-      "scenario", "begins",
-      Value::dictionary({{"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}}));
+  std::vector<Value::Entry> heading{
+      {"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}};
+  if (scenario_.hasDefaultConfiguration) heading.push_back({"configuration", "default"});
+  report("scenario", "begins", Value::dictionary(heading));
   runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
   for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
     runAt(step->position, [&] { step->kind->run(*this, step->argument); });

@@ -16,7 +16,7 @@ namespace {
 
 using platform::Value;
 
-const Field responseFields[] = {{"to", &namedNotificationShape, true}, {"with", &shapes::text, true}};
+const Field responseFields[] = {{"to", &namedNotificationShape, true}, {"with", &shapes::text}};
 
 const Shape setterShape{"\"application\" or \"notificationCenter\"", [](const Value& value) {
                           return value == Value("application") || value == Value("notificationCenter");
@@ -58,13 +58,17 @@ Value identifierOf(const Value& action) {
   return action;
 }
 
-void answer(ScenarioRun& run, const JSONNode& response, std::string_view actor, std::string_view what,
+void answer(ScenarioRun& run, const JSONNode& notification, const Value& action, std::string_view actor,
+            std::string_view what,
             const std::function<void(const Value& payload, const Value& actionIdentifier)>& work) {
-  const JSONNode& notification = *response.find("to");
   const Value payload = payloadOf(run, notification);
-  const Value& action = response.find("with")->value;
   tellOf(run, notification, payload, actor, what, {"with", action});
   run.inProcess([&] { work(payload, identifierOf(action)); });
+}
+
+Value actionIn(const JSONNode& response) {
+  const JSONNode* action = response.find("with");
+  return action == nullptr ? Value("tap") : action->value;
 }
 
 void postEngagement(ScenarioRun& run, const Value& report) {
@@ -99,16 +103,23 @@ void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
 }
 
 void respond(ScenarioRun& run, const JSONNode& response) {
-  answer(run, response, "user", "responded", host::deliverResponse);
+  answer(run, *response.find("to"), actionIn(response), "user", "responded", host::deliverResponse);
+}
+void tap(ScenarioRun& run, const JSONNode& notification) {
+  answer(run, notification, "tap", "user", "responded", host::deliverResponse);
+}
+void dismiss(ScenarioRun& run, const JSONNode& notification) {
+  answer(run, notification, "dismiss", "user", "responded", host::deliverResponse);
 }
 
 void handleResponse(ScenarioRun& run, const JSONNode& response) {
-  answer(run, response, "app", "handles response", [&run](const Value& payload, const Value& identifier) {
+  const auto handle = [&run](const Value& payload, const Value& identifier) {
     const platform::Block<void()> completion(
         [&run] { run.report("platform", "response completed", Value::dictionary({})); });
     const platform::Strong object = host::makeNotificationResponse(payload, identifier);
     PLNotificationHandler::shared().handleNotificationResponse(object.get(), completion.get());
-  });
+  };
+  answer(run, *response.find("to"), actionIn(response), "app", "handles response", handle);
 }
 
 void reportGoal(ScenarioRun& run, const JSONNode& name) {

@@ -13,6 +13,8 @@ extern const Shape badgeStepShape;
 void deliver(ScenarioRun& run, const JSONNode& notification);
 void deliverInBackground(ScenarioRun& run, const JSONNode& notification);
 void respond(ScenarioRun& run, const JSONNode& response);
+void tap(ScenarioRun& run, const JSONNode& notification);
+void dismiss(ScenarioRun& run, const JSONNode& notification);
 void handleResponse(ScenarioRun& run, const JSONNode& response);
 void reportGoal(ScenarioRun& run, const JSONNode& name);
 void endSession(ScenarioRun& run, const JSONNode& session);

@@ -115,7 +115,9 @@ bool Timeline::writeHeading(const host::Event& event) {
   if (event.what == "begins") {
     timeShown_.clear();
     lastRequest_ = {};
-    out_ << painted(textAt(event.details, "name"), Ink::strong) << '\n';
+    out_ << painted(textAt(event.details, "name"), Ink::strong);
+    if (event.details.find("configuration") != nullptr) out_ << painted("  with the default configuration", Ink::faint);
+    out_ << '\n';
     if (const std::string text = textAt(event.details, "description"); !text.empty()) {
       out_ << painted(text, Ink::plain) << '\n';
     }
