@@ -77,8 +77,8 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const std::string pipe = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{}, "no command is given; the commands are backend, explain, run, test; pellion --help shows how it is called"},
-      {{"explian"}, "not expected: explian; did you mean explain? The commands are backend, explain, run, test; pellion --"},
+      {{}, "no command is given; the commands are backend, explain, run, schema, test; pellion --help shows how it is called"},
+      {{"explian"}, "not expected: explian; did you mean explain? The commands are backend, explain, run, schema, test; pellion --"},
       {{"run"}, "SCENARIO is required; pellion run --help shows"},
       {{"test", "--jobs=1", "--junti=a"}, "not expected: --junti; did you mean --junit? The options are --help, --jobs,"},
       {{"run", missing}, missing + ": No such file or directory"},
@@ -183,7 +183,7 @@ TEST_F(CommandLine, RejectsMoreTimeThanAClockCanCount) {
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
-  for (const char* command : {"run", "test", "explain", "backend"}) {
+  for (const char* command : {"run", "test", "explain", "backend", "schema"}) {
     EXPECT_EQ(run({command, "--help"}), 0);
     EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
   }

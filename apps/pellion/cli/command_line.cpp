@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/server_probe.h"
 #include "pellion/cli/suite_reporter.h"
 #include "pellion/cli/test_command.h"
@@ -190,6 +191,16 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
       "Example: pellion explain examples/payloads/sale.json --scheme shop");
 }
 
+int printSchema(const Surroundings& surroundings) {
+  surroundings.out << scenarioSchema;
+  return passed;
+}
+
+void defineSchema(CLI::App& app) {
+  app.add_subcommand("schema", "Print the JSON Schema of scenarios, for editors")
+      ->footer("Example: pellion schema > scenario.schema.json");
+}
+
 std::string firstExtra(const CLI::App& app) {
   const std::vector<std::string> extras = app.remaining(true);
   return extras.empty() ? std::string() : extras.front();
@@ -236,8 +247,10 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   defineTest(app, testArguments);
   defineExplain(app, explainArguments);
   defineBackend(app, backendArguments);
+  defineSchema(app);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes the last one first
+    if (app.got_subcommand("schema")) return printSchema(surroundings);
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
