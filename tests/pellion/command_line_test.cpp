@@ -77,10 +77,15 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const std::string pipe = directory_.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
-      {{}, "no command is given; the commands are backend, explain, run, schema, test; pellion --help shows how it is called"},
-      {{"explian"}, "not expected: explian; did you mean explain? The commands are backend, explain, run, schema, test; pellion --"},
+      {{},
+       "no command is given; the commands are backend, explain, new, run, schema, test; pellion --help shows how it is "
+       "called"},
+      {{"explian"},
+       "not expected: explian; did you mean explain? The commands are backend, explain, new, run, schema, test; "
+       "pellion --"},
       {{"run"}, "SCENARIO is required; pellion run --help shows"},
-      {{"test", "--jobs=1", "--junti=a"}, "not expected: --junti; did you mean --junit? The options are --help, --jobs,"},
+      {{"test", "--jobs=1", "--junti=a"},
+       "not expected: --junti; did you mean --junit? The options are --help, --jobs,"},
       {{"run", missing}, missing + ": No such file or directory"},
       {{"run", directory_.path()}, directory_.path().string() + ": Is a directory"},
       {{"run", good, missing}, "missing.json"},
@@ -94,6 +99,11 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
        "--server https://nowhere.invalid: cannot be reached: "},
       {{"run", good, "--server", "http://nowhere.invalid"},
        "or name nowhere.invalid in the CLEAR_TEXT_HOSTS of " + good},
+      {{"new"}, "NAME is required; pellion new --help shows"},
+      {{"new", good}, good + ": exists already; give another NAME, or replace it with --force"},
+      {{"new", good, "--force", "--from", good}, "this is the input " + good},
+      {{"new", missing, "--from", missing}, missing + ": No such file or directory; give the path of a payload"},
+      {{"new", directory_.path() / "no" / "file"}, "No such file or directory"},
       {{"backend", "--port", port}, "port " + port + " is not available: Address already in use"},
       {{"backend", "--port", "70000"}, "70000 not in range 0 to 65535"},
   };
@@ -183,7 +193,7 @@ TEST_F(CommandLine, RejectsMoreTimeThanAClockCanCount) {
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
-  for (const char* command : {"run", "test", "explain", "backend", "schema"}) {
+  for (const char* command : {"run", "test", "explain", "backend", "new", "schema"}) {
     EXPECT_EQ(run({command, "--help"}), 0);
     EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
   }
@@ -203,6 +213,31 @@ TEST_F(CommandLine, SendsToAServerAndTracesWithoutSecrets) {
     EXPECT_THAT(text,
                 AllOf(HasSubstr("Http headers -> "), HasSubstr("Bearer very… (19 characters)"), HasSubstr("http://h/"),
                       HasSubstr("a-very… (17 characters), very… (18 characters)"), Not(HasSubstr("-token"))));
+  }
+}
+
+TEST_F(CommandLine, WritesAScenarioThatPassesForEachGoodPayload) {
+  const std::string payloads = PELLION_SOURCE_DIR "/examples/payloads/";
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"", R"("opened": ["shop://sale"])", R"({ "goal": "shop_purchase" })"},
+      {payloads + "sale.json", R"("urlSchemes": ["shop"])", R"([{ "notificationid": 41, "status": 6 }])"},
+      {payloads + "parcel.json", R"("opened": ["https://shop.example/orders/7"])", R"("urlSchemes": [])"},
+      {payloads + "news.json", R"([{ "notificationid": "43", "status": 5 }])", R"("headers": { "notificationid": "0aff)"},
+      {payloads + "broken/link_with_space.json", R"("status": 5)", R"("tap")"},
+      {payloads + "broken/addinfo_as_object.json", R"("statistics": [])", "// "}};
+  const std::string file = directory_.path() / "new.json";
+  for (const auto& [payload, one, other] : cases) {
+    std::vector<std::string> arguments{"new", directory_.path() / "new", "--force"};
+    if (!payload.empty()) arguments.insert(arguments.end(), {"--from", payload});
+    EXPECT_EQ(run(arguments), 0) << err_.str();
+    EXPECT_EQ(out_.str(), file + " is written; it passes as it is: pellion run " + file + "\n");
+    EXPECT_THAT(test::fileText(file), AllOf(HasSubstr(one), HasSubstr(other)));
+    EXPECT_EQ(run({"run", file, "--trace", directory_.path() / "trace"}), 0) << test::fileText(file) << out_.str();
+    EXPECT_THAT(out_.str(), StartsWith("Delivered, tapped, counted"));
+    EXPECT_THAT(out_.str().substr(0, out_.str().find('\n')), EndsWith("  with the default configuration"));
+    // Nothing happens that no expectation names: with other requests or links one of them fails.
+    const std::string trace = test::fileText(directory_.path() / "trace");
+    EXPECT_LT(trace.rfind(R"("what":"request")"), trace.rfind(R"("what":"met")"));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/server_probe.h"
 #include "pellion/cli/suite_reporter.h"
@@ -191,6 +192,20 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
       "Example: pellion explain examples/payloads/sale.json --scheme shop");
 }
 
+void defineNew(CLI::App& app, NewArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("new", "Write a scenario that passes, to be changed");
+  command.add_option("NAME", arguments.name, "The file to write; .json is added")->required();
+  command.add_option("--from", arguments.payload, "Make it of the payload in this file instead of an example")
+      ->type_name("PAYLOAD");
+  command.add_flag("--force", arguments.overwrites, "Replace the file if it exists");
+  command.footer("Example: pellion new sale --from examples/payloads/sale.json");
+}
+
+int runNew(const NewArguments& arguments, const Surroundings& surroundings) {
+  writeNewScenario(arguments, surroundings);
+  return passed;
+}
+
 int printSchema(const Surroundings& surroundings) {
   surroundings.out << scenarioSchema;
   return passed;
@@ -235,6 +250,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   app.require_subcommand(0, 1);
   app.footer(
       "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion test examples/scenarios\n"
+      "  pellion new sale --from examples/payloads/sale.json\n"
       "  pellion explain examples/payloads/sale.json\n  pellion backend --port 8080\n\n"
       "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
       "used.");
@@ -243,6 +259,8 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   testArguments.suite.jobs = std::max(1U, std::thread::hardware_concurrency());
   BackendArguments backendArguments;
   ExplainArguments explainArguments;
+  NewArguments newArguments;
+  defineNew(app, newArguments);
   defineRun(app, runArguments);
   defineTest(app, testArguments);
   defineExplain(app, explainArguments);
@@ -250,6 +268,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   defineSchema(app);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes the last one first
+    if (app.got_subcommand("new")) return runNew(newArguments, surroundings);
     if (app.got_subcommand("schema")) return printSchema(surroundings);
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
