@@ -38,10 +38,10 @@ TEST(Format, PrintsEveryConversion) {
 
 TEST(FormatDeathTest, MistakeInTheProgramEndsIt) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  EXPECT_DEATH(format("%@ %@", {1}), "the format \"%@ %@\" has an argument too few");
+  EXPECT_DEATH(format("%@ %@", {1}), "the format \"%@ %@\" has too few arguments");
   EXPECT_DEATH(format("%@", {1, 2}), "too many arguments");
   EXPECT_DEATH(format("%f", {1}), "an unknown conversion");
-  EXPECT_DEATH(format("%d", {"1"}), "something that is no integer");
+  EXPECT_DEATH(format("%d", {"1"}), "an argument that is not an integer");
   EXPECT_DEATH(format("100%", {}), "an unknown conversion");
 }
 
