@@ -196,7 +196,7 @@ void observe(ScenarioRun& run, const JSONNode& /*anything*/) {
     for (const Value& details : run.take("platform", what)) urls.push_back(*details.find("url"));
     if (!urls.empty()) expectation.push_back({name, Value::list(urls)});
   }
-  run.tell("expectation", "observed", Value::dictionary(expectation));
+  run.report("expectation", "observed", Value::dictionary(expectation));
 }
 
 /// What each expectation of the scenario would find.
