@@ -117,13 +117,8 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const std::string allowed = scenario("", R"(, "CLEAR_TEXT_HOSTS": ["nowhere.invalid"])");
   EXPECT_EQ(run({"run", allowed, "--server", "http://nowhere.invalid"}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("cannot be reached"));
-  const std::pair<std::string, std::string> steps[] = {
-      {R"({"expect": {"requests": []}})", ":3:13: \"requests\" cannot be expected with --server"},
-      {R"({"backend": {}})", ":3:1: \"backend\" cannot be used with --server"}};
-  for (const auto& [step, text] : steps) {
-    EXPECT_EQ(run({"run", scenario(step), "--server", "http://127.0.0.1:" + port}), 2);
-    EXPECT_THAT(err_.str(), HasSubstr(text));
-  }
+  EXPECT_EQ(run({"run", scenario(R"({"backend": {}})"), "--server", "http://127.0.0.1:" + port}), 2);
+  EXPECT_THAT(err_.str(), HasSubstr(":3:1: \"backend\" cannot be used with --server"));
   EXPECT_EQ(run({"run", scenario(R"({"configure": {"JWT_SECRET": null}})")}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the configuration cannot be used: JWT_SECRET is missing"));
 }
@@ -239,6 +234,24 @@ TEST_F(CommandLine, WritesAScenarioThatPassesForEachGoodPayload) {
     const std::string trace = test::fileText(directory_.path() / "trace");
     EXPECT_LT(trace.rfind(R"("what":"request")"), trace.rfind(R"("what":"met")"));
   }
+}
+
+TEST_F(CommandLine, ExpectsRequestsAndStatisticsAlsoOfAServer) {
+  Backend server({});
+  server.answerWith({.status = 404, .body = R"({"reason": "unknown"})", .headers = {{"Set-Cookie", "id=0123456789"}}});
+  server.answerNext(1, {.status = 307, .headers = {{"Location", "/elsewhere?a=1#b"}}});
+  const std::string trace = directory_.path() / "trace";
+  const std::string steps = R"("launch", {"token": "0aff"},
+      {"expect": {"requests": [{"headers": {"notificationid": "0aff"}}, {"path": "/elsewhere", "query": "a=1"}]}},
+      {"deliver": {"addInfo": {"pellionPnID": 41}}}, {"expect": {"statistics": [{"notificationid": 41, "status": )";
+  const std::string path = scenario(steps + R"("x"}]}})", R"(, "APP_META": {})");
+  EXPECT_EQ(run({"run", path, "--server", server.url(), "--trace", trace}), 1);
+  EXPECT_THAT(test::singleSpaced(out_.str()),
+              AllOf(HasSubstr("network is redirected by the response 307 to " + server.url() + "/elsewhere?a=1"),
+                    HasSubstr(R"("pnstats":[{"notificationid":41,)"),
+                    HasSubstr(R"(receives the response 404 {"reason": "unknown"})"), HasSubstr("entry 1.status")));
+  EXPECT_THAT(test::fileText(trace),
+              AllOf(HasSubstr(R"x(["Set-Cookie","id=0… (13 characters)"])x"), Not(HasSubstr("0123"))));
 }
 
 TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {

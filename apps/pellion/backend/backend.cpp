@@ -177,17 +177,15 @@ void Backend::complete(MHD_Connection* connection, Incoming& incoming) {
 
 Answer Backend::record(Incoming& incoming) {
   ReceivedRequest& request = incoming.request;
-  request.queryItems = parseQuery(request.query());
   std::unique_lock lock(mutex_);
   const std::optional<std::string> secret = secret_;
   lock.unlock();
   const bool isTooLarge = incoming.size > largestBody;
+  if (isTooLarge) request.body.clear();
+  request.decode(secret);
   if (isTooLarge) {
-    request.body.clear();
     request.decodedBody.emplace().steps.push_back(
         {"more than " + std::to_string(largestBody) + " bytes; discarded", true});
-  } else if (!request.body.empty()) {
-    request.decodedBody = decodeBody(request.body, secret);
   }
 
   lock.lock();

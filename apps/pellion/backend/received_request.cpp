@@ -34,17 +34,8 @@ bool equalWithoutCase(std::string_view left, std::string_view right) {
 
 /// Whether a field contains credentials.
 bool isSecret(std::string_view field) {
-  constexpr std::string_view fields[] = {"Authorization", "Proxy-Authorization", "Cookie"};
+  constexpr std::string_view fields[] = {"Authorization", "Proxy-Authorization", "Cookie", "Set-Cookie"};
   return std::ranges::any_of(fields, [field](std::string_view name) { return equalWithoutCase(field, name); });
-}
-
-Value pairs(const std::vector<NameAndValue>& items) {
-  std::vector<Value> list;
-  list.reserve(items.size());
-  for (const auto& [name, value] : items) {
-    list.push_back(Value::list({name, isSecret(name) ? maskedCredentials(value) : value}));
-  }
-  return Value::list(list);
 }
 
 Value identity(const ReceivedRequest& request) {
@@ -88,14 +79,28 @@ const std::string* ReceivedRequest::findQueryItem(std::string_view name) const {
   return findIn(queryItems, [name](const std::string& item) { return item == name; });
 }
 
+void ReceivedRequest::decode(const std::optional<std::string>& secret) {
+  queryItems = parseQuery(query());
+  if (!body.empty()) decodedBody = decodeBody(body, secret);
+}
+
 Value ReceivedRequest::details() const {
   return Value::dictionary({{"number", number},
                             {"method", method},
                             {"path", path()},
-                            {"query", pairs(queryItems)},
-                            {"headers", pairs(headers)},
+                            {"query", fieldDetails(queryItems)},
+                            {"headers", fieldDetails(headers)},
                             {"identity", identity(*this)},
                             {"body", decodedBody ? bodyDetails(*decodedBody, body.size()) : Value()}});
+}
+
+Value fieldDetails(const std::vector<NameAndValue>& fields) {
+  std::vector<Value> list;
+  list.reserve(fields.size());
+  for (const auto& [name, value] : fields) {
+    list.push_back(Value::list({name, isSecret(name) ? maskedCredentials(value) : value}));
+  }
+  return Value::list(list);
 }
 
 std::vector<NameAndValue> parseQuery(std::string_view query) {

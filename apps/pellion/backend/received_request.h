@@ -13,7 +13,7 @@ namespace pellion {
 
 using NameAndValue = std::pair<std::string, std::string>;
 
-/// A request as the backend received it.
+/// A request as a server receives it.
 struct ReceivedRequest {
   std::size_t number = 0;  ///< counted from 1
   std::string method;
@@ -29,9 +29,15 @@ struct ReceivedRequest {
   [[nodiscard]] const std::string* findHeader(std::string_view name) const;
   [[nodiscard]] const std::string* findQueryItem(std::string_view name) const;
 
-  /// For a timeline or a trace: names and values as lists of two, with credentials masked.
+  /// Fills in the items of the query and the decoded body.
+  void decode(const std::optional<std::string>& secret);
+
+  /// For a timeline or a trace, with fieldDetails.
   [[nodiscard]] platform::Value details() const;
 };
+
+/// Names and values as lists of two, with credentials masked.
+platform::Value fieldDetails(const std::vector<NameAndValue>& fields);
 
 /// The items of a query. An invalid escape stays unchanged, and so does a plus sign (RFC 3986).
 std::vector<NameAndValue> parseQuery(std::string_view query);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/objc/programming_error.h"
+#include "pellion/run/event_details.h"
 #include "pellion/run/stack_limit.h"
 #include "platform/exception.h"
 #include "services/http/network.h"
@@ -30,9 +31,10 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
-  backend_ = std::make_unique<Backend>(Backend::Options{
-      .tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
-      .network = &network});
+  backend_ = std::make_unique<Backend>(
+      Backend::Options{.tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
+                       .network = &network,
+                       .keepsRequests = false});
 }
 
 // The process is destroyed first, so that no code uses a backend that is already destroyed.
@@ -97,11 +99,11 @@ void ScenarioRun::releaseOthers() {
 
 void ScenarioRun::record(host::Event event) {
   if (isOver_) return;
-  if (event.what == "log") {
-    const Value* text = event.details.find("text");
-    std::vector<Value::Entry> entries(event.details.entries().begin(), event.details.entries().end());
-    entries.push_back({"text", maskedBearer(text == nullptr ? std::string_view() : text->text())});
-    event.details = Value::dictionary(entries);
+  if (event.actor == "network" && event.what == "sends") {
+    requests_.push_back(sentRequest(event.details, ++requestCount_, secret_));
+    event.details = requests_.back().details();
+  } else {
+    event.details = readableDetails(event);
   }
   untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
   if (!options_.sink) return;
@@ -128,9 +130,10 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
     entries.push_back({"CA_FILE", (std::filesystem::path(scenario_.file).parent_path() / file->text()).string()});
   }
   TemporaryDirectory::write([&] { phone_.configure(Value::dictionary(entries)); });
-  if (backend_ == nullptr) return;
   const Value* secret = merged.find("JWT_SECRET");
-  backend_->setSecret(secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text()));
+  const std::lock_guard lock(mutex_);
+  secret_ = secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text());
+  if (backend_ != nullptr) backend_->setSecret(secret_);
 }
 
 /// The command takes precedence over the scenario; a scenario without a server uses our backend.
@@ -202,6 +205,11 @@ void ScenarioRun::failForRaised(Position position) {
   Mismatches mismatches;
   for (const std::string& raised : takeRaised()) mismatches.push_back({"raised", "(nothing)", raised});
   fail(position, mismatches);
+}
+
+std::vector<ReceivedRequest> ScenarioRun::takeRequests() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(requests_, {});
 }
 
 std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {

@@ -67,6 +67,8 @@ class ScenarioRun {
   void attempt(std::string_view actor, const std::function<void()>& work);
   /// The details of the events of this kind since the last call for this kind.
   std::vector<platform::Value> take(std::string_view actor, std::string_view what);
+  /// The requests that the phone has sent since the last call, in the order in which their connections stood.
+  std::vector<ReceivedRequest> takeRequests();
   /// The exceptions raised since the last call, as "name: reason".
   std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }
 
@@ -86,6 +88,9 @@ class ScenarioRun {
   const std::thread::id mainThread_ = std::this_thread::get_id();
   bool othersAreHeldBack_ = false;
   std::vector<host::Event> heldBack_;  // of other threads, which name actors and kinds by literals
+  std::optional<std::string> secret_;
+  std::vector<ReceivedRequest> requests_;
+  std::size_t requestCount_ = 0;
   std::vector<platform::Value::Entry> configuration_;
   std::vector<std::string> raised_;
   std::set<std::string> known_;

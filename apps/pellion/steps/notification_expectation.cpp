@@ -12,7 +12,7 @@ using platform::Value;
 
 constexpr const char* nothing = "(nothing)";
 
-/// The entries in a request that carries some, from the details that the backend reports for it.
+/// The entries in a request that carries some, from the details that the run reports for it.
 std::span<const Value> entriesIn(const Value& request, Mismatches& mismatches) {
   const Value& body = *request.find("body");
   if (body.isNull()) return {};
@@ -45,7 +45,7 @@ const Shape pendingShape{"a list of statistics entries, or null for absent",
 
 std::string checkStatistics(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   std::vector<Value> found;
-  for (const Value& request : run.take("backend", "request")) {
+  for (const Value& request : run.take("network", "sends")) {
     const auto entries = entriesIn(request, mismatches);
     found.insert(found.end(), entries.begin(), entries.end());
   }

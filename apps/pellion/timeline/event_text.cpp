@@ -228,12 +228,26 @@ Lines launched(const Value& /*details*/) { return {{{"launches"}}}; }
 Lines ended(const Value& /*details*/) { return {{{"ends"}}}; }
 Lines advances(const Value& details) { return {{{"advances by " + durationText(at(details, "seconds"))}}}; }
 Lines networkSends(const Value& details) {
-  return {{{"sends "}, {textAt(details, "method") + " " + textAt(details, "url"), Ink::strong}}};
+  Lines lines = request(details);
+  lines.front().insert(lines.front().begin(), {"sends "});
+  return lines;
+}
+Lines networkRedirected(const Value& details) {
+  return {{{"is redirected by the response "}, {textAt(details, "status") + " to " + textAt(details, "url")}}};
 }
 Lines networkFailed(const Value& details) {
-  return {{{"fails: "}, {textAt(details, "error") + " (" + textAt(details, "code") + ")", Ink::bad}}};
+  const bool isSent = at(details, "isSent") == Value(true);
+  const std::string url = textAt(details, "url");
+  const std::string what = textAt(details, "method") + " " + url.substr(0, url.find('?'));
+  return {{{isSent ? "fails: " : "does not send " + what + ": "},
+           {textAt(details, "error") + " (" + textAt(details, "code") + ")", Ink::bad}}};
 }
-Lines networkAnswered(const Value& details) { return {{{"receives the response " + textAt(details, "status")}}}; }
+Lines networkAnswered(const Value& details) {
+  const bool isGood = at(details, "status").integer() < 300;
+  Lines lines{{{"receives the response "}, {textAt(details, "status"), isGood ? Ink::good : Ink::bad}}};
+  lines.front().push_back({"  " + textAt(details, "body")});
+  return lines;
+}
 
 constexpr EventText otherTexts[] = {
     {"app", "launched", launched},
@@ -252,6 +266,7 @@ constexpr EventText otherTexts[] = {
     {"expectation", "met", met},
     {"expectation", "failed", unmet},
     {"network", "sends", networkSends},
+    {"network", "redirected", networkRedirected},
     {"network", "failed", networkFailed},
     {"network", "answered", networkAnswered},
 };

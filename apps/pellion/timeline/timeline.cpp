@@ -77,7 +77,7 @@ void Timeline::operator()(const host::Event& event) {
   actor.resize(std::max(actorWidth, actor.size()), ' ');
   std::string text = painted(time, Ink::faint) + "  " + painted(actor, Ink::actor) + "  ";
   host::Event toShow = event;
-  if (options_.abridges && event.actor == "backend" && event.what == "request") {
+  if (options_.abridges && (event.what == "request" || event.what == "sends")) {
     toShow.details = abridged(event.details, std::exchange(lastRequest_, event.details));
   }
   std::size_t left = largestEvent;

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "services/http/server_certificate.h"
-#include "services/http/wire_fields.h"
+#include "value/ascii.h"
 
 namespace services {
 namespace {
@@ -71,13 +71,37 @@ void Transfer::describeRequest() {
     set(CURLOPT_NOBODY, 1L);
   }
   set(CURLOPT_CUSTOMREQUEST, method.c_str());
-  for (const std::string& line : wireFields(request_)) {
-    curl_slist* const longer = curl_slist_append(fields_.get(), line.c_str());
+  wireFields_ = wireFields(request_);
+  for (const std::string& line : libcurlLines(wireFields_)) {
+    curl_slist* const longer = curl_slist_append(lines_.get(), line.c_str());
     if (longer == nullptr) throw std::bad_alloc();
-    static_cast<void>(fields_.release());
-    fields_.reset(longer);
+    static_cast<void>(lines_.release());
+    lines_.reset(longer);
   }
-  set(CURLOPT_HTTPHEADER, fields_.get());
+  set(CURLOPT_HTTPHEADER, lines_.get());
+}
+
+void Transfer::onConnected(std::function<void()> tell) {
+  isConnected_ = std::move(tell);
+  constexpr auto notify = [](void* self, char*, char*, int, int) {
+    static_cast<Transfer*>(self)->isConnected_();
+    return CURL_PREREQFUNC_OK;
+  };
+  set(CURLOPT_PREREQFUNCTION, +notify);
+  set(CURLOPT_PREREQDATA, this);
+}
+
+/// libcurl sends Host first, also one that the request has.
+std::vector<WireField> Transfer::fields() const {
+  std::vector<WireField> fields = wireFields_;
+  const auto isHost = [](const WireField& field) { return value::asciiLowercase(field.first) == "host"; };
+  const auto own = std::ranges::find_if(fields, isHost);
+  if (own == fields.end()) {
+    fields.insert(fields.begin(), {"Host", url_.hostField()});
+  } else {
+    std::rotate(fields.begin(), own, std::next(own));
+  }
+  return fields;
 }
 
 void Transfer::secureConnection(X509_STORE* trust) {

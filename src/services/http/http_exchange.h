@@ -5,14 +5,17 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/url_session.h"
 #include "services/http/http_url.h"
 #include "services/http/url_loading_errors.h"
+#include "services/http/wire_fields.h"
 
 namespace services {
 
@@ -30,6 +33,10 @@ class Transfer {
   Transfer& operator=(const Transfer&) = delete;
 
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
+  /// Calls `tell` when the connection stands, before the first byte of the request. It must not throw.
+  void onConnected(std::function<void()> tell);
+  /// The header fields that are sent, in the order of the wire.
+  [[nodiscard]] std::vector<WireField> fields() const;
   /// When a byte last moved, in either direction; initially, when the transfer was made.
   [[nodiscard]] Time lastProgress() const { return lastProgress_; }
 
@@ -64,7 +71,9 @@ class Transfer {
 
   const platform::URLRequest& request_;
   HTTPURL url_;
-  std::unique_ptr<curl_slist, Cleanup> fields_;
+  std::vector<WireField> wireFields_;
+  std::function<void()> isConnected_;
+  std::unique_ptr<curl_slist, Cleanup> lines_;
   std::unique_ptr<CURL, Cleanup> handle_;
   X509_STORE* trust_ = nullptr;
   int verifyResult_ = X509_V_OK;

@@ -38,6 +38,11 @@ std::optional<HTTPURL> HTTPURL::parse(const platform::URL& url) {
   return HTTPURL(std::move(handle));
 }
 
+std::string HTTPURL::hostField() const {
+  const std::string port = partOf(handle(), CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);
+  return partOf(handle(), CURLUPART_HOST) + (port.empty() ? "" : ":" + port);
+}
+
 bool HTTPURL::isLoopback() const {
   in_addr v4{};
   if (inet_pton(AF_INET, host_.c_str(), &v4) == 1) return (ntohl(v4.s_addr) >> 24) == 127;

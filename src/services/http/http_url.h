@@ -22,8 +22,9 @@ class HTTPURL {
 
   [[nodiscard]] bool isEncrypted() const { return scheme_ == "https"; }
   [[nodiscard]] const std::string& host() const { return host_; }  ///< lower case; an IPv6 address without brackets
-  [[nodiscard]] bool isLoopback() const;                           ///< localhost, 127.0.0.0/8 or ::1
-  [[nodiscard]] bool hasSameOrigin(const HTTPURL& other) const;    ///< scheme, host and port
+  [[nodiscard]] std::string hostField() const;  ///< the request's field Host: the port only if it is not the scheme's
+  [[nodiscard]] bool isLoopback() const;        ///< localhost, 127.0.0.0/8 or ::1
+  [[nodiscard]] bool hasSameOrigin(const HTTPURL& other) const;  ///< scheme, host and port
   [[nodiscard]] CURLU* handle() const { return handle_.get(); }
 
  private:

@@ -25,7 +25,8 @@ class RequestOwner {
   /// Runs a handler as code of the owner.
   virtual void run(const std::function<void()>& handler) = 0;
 
-  /// Whether a listener receives the events of report(): "sends", "answered", "failed".
+  /// Whether a listener receives the events of report(): "sends", on the network thread when the connection
+  /// stands; "redirected"; at the end "answered" or "failed".
   [[nodiscard]] virtual bool hasListener() const = 0;
   virtual void report(std::string_view what, platform::Value details) = 0;
 

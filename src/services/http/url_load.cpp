@@ -10,6 +10,20 @@
 #include "services/http/wire_fields.h"
 
 namespace services {
+namespace {
+
+using platform::Value;
+
+Value textOf(const std::optional<platform::URL>& url) { return url ? Value(url->absoluteString()) : nullptr; }
+
+template <class Fields>
+Value pairs(const Fields& fields) {
+  std::vector<Value> list;
+  for (const auto& [name, value] : fields) list.push_back(Value::list({name, value}));
+  return Value::list(list);
+}
+
+}  // namespace
 
 CURL* Load::fail(platform::Error error) {
   error_ = std::move(error);
@@ -17,6 +31,7 @@ CURL* Load::fail(platform::Error error) {
 }
 
 CURL* Load::begin(TrustStores& trustStores) {
+  isSent_ = false;
   const platform::URLRequest& request = task_.request;
   const NetworkPolicy& policy = owner().networkPolicy();
   auto url = admissibleURL(request.url, policy);
@@ -29,6 +44,7 @@ CURL* Load::begin(TrustStores& trustStores) {
     trust = store.certificates.get();
   }
   transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust);
+  if (owner().hasListener()) transfer_->onConnected([this] { reportRequest(); });
   return transfer_->handle();
 }
 
@@ -61,6 +77,7 @@ bool Load::end(CURLcode result) {
     auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
+      if (owner().hasListener()) reportRedirect();
       ++redirects_;
       response_.reset();  // the next transfer may fail without a response of its own
       return true;
@@ -87,13 +104,32 @@ void Load::decodeBody() {
   }
 }
 
-void Load::tellOfOutcome() const {
+void Load::reportRequest() {
+  isSent_ = true;
+  const platform::URLRequest& request = task_.request;
+  owner().report("sends", Value::dictionary({{"method", request.httpMethod},
+                                           {"url", textOf(request.url)},
+                                           {"headers", pairs(transfer_->fields())},
+                                           {"body", request.httpBody.value_or(nullptr)}}));
+}
+
+void Load::reportRedirect() const {
+  owner().report("redirected",
+               Value::dictionary({{"status", response_->statusCode}, {"url", textOf(task_.request.url)}}));
+}
+
+void Load::reportOutcome(const Value* data) const {
+  const platform::URLRequest& request = task_.request;
+  std::vector<Value::Entry> entries{{"method", request.httpMethod}, {"url", textOf(request.url)}};
   if (error_) {
-    owner().report("failed",
-                   platform::Value::dictionary({{"code", error_->code}, {"error", error_->localizedDescription}}));
+    const Value::Entry more[] = {{"code", error_->code}, {"error", error_->localizedDescription}, {"isSent", isSent_}};
+    entries.insert(entries.end(), std::begin(more), std::end(more));
   } else if (response_) {
-    owner().report("answered", platform::Value::dictionary({{"status", response_->statusCode}}));
+    const Value::Entry more[] = {
+        {"status", response_->statusCode}, {"headers", pairs(response_->headers.fields())}, {"body", *data}};
+    entries.insert(entries.end(), std::begin(more), std::end(more));
   }
+  owner().report(error_ ? "failed" : "answered", Value::dictionary(entries));
 }
 
 void Load::handle() {
@@ -101,7 +137,7 @@ void Load::handle() {
   std::optional<platform::Value> data;
   if (!error_) data = platform::Value::bytes(body_);
   body_ = {};
-  if (owner().hasListener()) tellOfOutcome();
+  if (owner().hasListener()) reportOutcome(data ? &*data : nullptr);
   task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
 }
 

@@ -56,7 +56,9 @@ class Load {
   CURL* fail(platform::Error error);
   void decodeBody();
   void handle();
-  void tellOfOutcome() const;
+  void reportRequest();
+  void reportRedirect() const;
+  void reportOutcome(const platform::Value* data) const;
 
   Task task_;
   std::atomic<bool> isCancelled_ = false;
@@ -65,6 +67,7 @@ class Load {
   std::atomic<Transfer::Time> silenceEnded_ = Transfer::Time();
   std::unique_ptr<Transfer> transfer_;
   int redirects_ = 0;
+  bool isSent_ = false;  // the current transfer's request; only kept for a listener
   std::optional<platform::HTTPURLResponse> response_;
   std::string body_;
   std::optional<platform::Error> error_;

@@ -18,18 +18,10 @@ class DataTask final : public platform::URLSession::DataTask {
   void setPriority(float priority) override { task_.priority = std::clamp(priority, 0.0F, 1.0F); }
   void resume() override {
     if (isResumed_.exchange(true)) return;
-    if (task_.owner.hasListener()) tellOfRequest();
     task_.owner.network().start(std::make_shared<Load>(std::move(task_)));
   }
 
  private:
-  void tellOfRequest() const {
-    const std::optional<platform::URL>& url = task_.request.url;
-    task_.owner.report("sends",
-                       platform::Value::dictionary({{"method", task_.request.httpMethod},
-                                                    {"url", url ? platform::Value(url->absoluteString()) : nullptr}}));
-  }
-
   Load::Task task_;
   std::atomic<bool> isResumed_ = false;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 #include "value/ascii.h"
@@ -29,9 +30,10 @@ std::string inQuotes(std::string_view text) {
 }
 
 /// libcurl takes "Name;" for a field without a value; "Name:" would remove the field.
-std::string line(std::string_view name, std::string_view value) {
+std::string line(const WireField& field) {
+  const auto& [name, value] = field;
   const bool isEmpty = value.find_first_not_of(" \t") == std::string_view::npos;
-  return isEmpty ? std::string(name) + ';' : std::string(name) + ": " + std::string(value);
+  return isEmpty ? name + ';' : name + ": " + value;
 }
 
 /// Returns nothing for a request that is sent without a length: no body, and a method that does not suggest one.
@@ -59,22 +61,31 @@ std::optional<std::string> wireFault(const platform::URLRequest& request) {
   return std::nullopt;
 }
 
-std::vector<std::string> wireFields(const platform::URLRequest& request) {
-  std::vector<std::string> lines;
+std::vector<WireField> wireFields(const platform::URLRequest& request) {
+  std::vector<WireField> fields;
   std::optional<std::string> length = contentLength(request);
   for (const auto& [name, value] : request.headers.fields()) {
     if (value::asciiLowercase(name) != "content-length") {
-      lines.push_back(line(name, value));
+      fields.emplace_back(name, value);
     } else if (length) {
-      lines.push_back(line(name, *std::exchange(length, std::nullopt)));
+      fields.emplace_back(name, *std::exchange(length, std::nullopt));
     }
   }
-  if (length) lines.push_back(line("Content-Length", *length));
+  if (length) fields.emplace_back("Content-Length", *length);
   for (const auto& [name, value] : platformFields) {
-    if (request.headers.find(name) == nullptr) lines.push_back(line(name, value));
+    if (request.headers.find(name) == nullptr) fields.emplace_back(name, value);
   }
+  return fields;
+}
+
+std::vector<std::string> libcurlLines(const std::vector<WireField>& fields) {
+  std::vector<std::string> lines;
+  std::ranges::transform(fields, std::back_inserter(lines), line);
   for (const std::string_view name : libcurlFields) {
-    if (request.headers.find(name) == nullptr) lines.push_back(std::string(name) + ':');
+    const auto isIt = [&](const WireField& field) {
+      return value::asciiLowercase(field.first) == value::asciiLowercase(name);
+    };
+    if (std::ranges::none_of(fields, isIt)) lines.push_back(std::string(name) + ':');
   }
   return lines;
 }

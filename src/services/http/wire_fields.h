@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/url_session.h"
@@ -13,8 +14,13 @@ namespace services {
 /// would start a line of its own, framing that the caller may not choose. Returns nothing when it may be written.
 std::optional<std::string> wireFault(const platform::URLRequest& request);
 
+using WireField = std::pair<std::string, std::string>;
+
 /// Returns the request's header fields in their order, with the body's true length in place of any other, then the
-/// platform's. Each has libcurl's form. The fields that libcurl would add are removed, except Host, which it adds.
-std::vector<std::string> wireFields(const platform::URLRequest& request);
+/// platform's.
+std::vector<WireField> wireFields(const platform::URLRequest& request);
+
+/// The lines for libcurl that make it send these fields. The others that it would add are removed, except Host.
+std::vector<std::string> libcurlLines(const std::vector<WireField>& fields);
 
 }  // namespace services
