@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <thread>
 
@@ -62,21 +62,24 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
     for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
     checkServer(*arguments.server, scenarios);
   }
-  std::optional<Trace> trace;
+  std::shared_ptr<Trace> trace;  // also the signal's
   if (arguments.trace) {
     for (const Scenario& scenario : scenarios) refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
-    trace.emplace(*arguments.trace);
+    trace = std::make_shared<Trace>(*arguments.trace);
   }
   Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,
                                        .withLog = arguments.withLog,
                                        .abridges = true,
                                        .withNetwork = arguments.server.has_value()});
   const auto tell = [&](const host::Event& event) {
-    timeline(event);
     if (trace) (*trace)(event);
+    timeline(event);
   };
 
-  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  surroundings.cleanUpOnSignal([trace] {
+    if (trace) trace->stop();
+    TemporaryDirectory::removeAll();
+  });
   services::Network network;
   std::size_t passedCount = 0;
   for (const Scenario& scenario : scenarios) {

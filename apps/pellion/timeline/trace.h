@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <string>
 
 #include "host/phone/observed_event.h"
@@ -7,7 +8,8 @@
 
 namespace pellion {
 
-/// Writes every event as one line of JSON: {"time": seconds, "actor": …, "what": …, "details": {…}}.
+/// Writes every event as one line of JSON: {"time": seconds, "actor": …, "what": …, "details": {…}}. Each line is in
+/// the file before the next event. All operations are safe from any thread. docs/trace.md describes the events.
 class Trace {
  public:
   /// Throws InputError when the file cannot be written.
@@ -15,8 +17,12 @@ class Trace {
   void operator()(const host::Event& event);
   /// Throws InputError when something was not written.
   void close();
+  /// For a program that is about to end: lets a line that is being written become complete, and writes no other.
+  /// A thread that writes one later waits for the end.
+  void stop();
 
  private:
+  std::timed_mutex mutex_;
   OutputFile file_;
 };
 
