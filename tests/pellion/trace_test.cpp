@@ -13,6 +13,7 @@
 
 #include "pellion/cli/command_line.h"
 #include "pellion/cli/end_signals.h"
+#include "pellion/cli/standard_output.h"
 #include "pellion/document/json_reader.h"
 #include "pellion/document/json_writer.h"
 #include "tests/support/cases.h"
@@ -112,6 +113,21 @@ TEST_F(Traces, AreCompleteWhenASignalEndsTheProgram) {
     for (const std::string& line : found) EXPECT_EQ(compactJSON(readJSON("line", line).value), line);
     EXPECT_THAT(found.back(), HasSubstr(R"("what":"advances","details":{"seconds":60}})"));
   }
+}
+
+TEST_F(Traces, EndAsQuietlyAsTheOutputWhenItsReaderHasGone) {
+  write(R"("launch", {"advance": 60})");
+  const auto runIt = [&] {
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    close(ends[0]);
+    StandardOutput output(ends[1]);
+    std::ostream out(&output);
+    runCommandLine({"run", scenario_, "--realtime", "--trace", trace_},
+                   {.out = out, .err = std::cerr, .cleanUpOnSignal = cleanUpOnSignal});
+  };
+  EXPECT_EXIT(runIt(), KilledBySignal(SIGPIPE), "^$");
+  EXPECT_THAT(lines(), Not(IsEmpty()));
 }
 
 }  // namespace

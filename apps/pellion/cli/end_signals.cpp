@@ -28,10 +28,11 @@ void runUntilSignal(const std::function<void()>& start) {
 }
 
 void cleanUpOnSignal(std::function<void()> cleanUp) {
-  // The writing code receives the error and reports it.
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  std::thread([signals = blockedSignals(), cleanUp = std::move(cleanUp)] {
+  std::signal(SIGXFSZ, SIG_IGN);  // the writing code receives the error and reports it
+  sigset_t signals = blockedSignals();
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([signals, cleanUp = std::move(cleanUp)] {
     int received = 0;
     sigwait(&signals, &received);
     cleanUp();

@@ -10,8 +10,8 @@ namespace pellion {
 /// Calls `start`, which leaves threads running, and returns at the first such signal.
 void runUntilSignal(const std::function<void()>& start);
 
-/// From now on such a signal calls `cleanUp` on its own thread and then ends the program with the default action. When
-/// the reader of the output goes away, the program no longer ends: writing fails instead.
+/// From now on such a signal, or a SIGPIPE that StandardOutput sends to the program, calls `cleanUp` on its own thread
+/// and then ends the program with the default action. A write to any other pipe without a reader only fails.
 void cleanUpOnSignal(std::function<void()> cleanUp);
 
 }  // namespace pellion
