@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -252,6 +254,29 @@ TEST_F(CommandLine, ExpectsRequestsAndStatisticsAlsoOfAServer) {
                     HasSubstr(R"(receives the response 404 {"reason": "unknown"})"), HasSubstr("entry 1.status")));
   EXPECT_THAT(test::fileText(trace),
               AllOf(HasSubstr(R"x(["Set-Cookie","id=0… (13 characters)"])x"), Not(HasSubstr("0123"))));
+}
+
+TEST_F(CommandLine, ReadsStandardInputWhereverAFileIsRead) {
+  const auto runWith = [&](const std::string& input, const std::vector<std::string>& arguments) {
+    const std::string path = directory_.path() / "input";
+    std::ofstream(path) << input;
+    const int before = dup(STDIN_FILENO);
+    const int file = open(path.c_str(), O_RDONLY);
+    dup2(file, STDIN_FILENO);
+    const int status = run(arguments);
+    dup2(before, STDIN_FILENO);
+    close(file);
+    close(before);
+    return status;
+  };
+  const std::string good = test::fileText(scenario("\"launch\""));
+  EXPECT_EQ(runWith(good, {"run", "-"}), 0) << err_.str();
+  EXPECT_EQ(runWith(good, {"test", "-"}), 0) << err_.str();
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"run", "-"}, {"test", "-"}, {"explain", "-"}}) {
+    EXPECT_EQ(runWith("{", arguments), 2);
+    EXPECT_THAT(err_.str(), StartsWith("pellion: standard input:1:2: not JSON")) << arguments.front();
+  }
 }
 
 TEST_F(CommandLine, ShowsEachRequestThatTheBackendAloneReceives) {

@@ -119,10 +119,9 @@ int runBackend(const BackendArguments& arguments, const Surroundings& surroundin
 }
 
 int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
-  const bool readsInput = arguments.payload == "-";
-  const std::string text = readInputFile(readsInput ? "/dev/stdin" : arguments.payload, payloadFile);
+  const std::string text = readInputFile(arguments.payload, payloadFile);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
-  const Explanation explanation = explain(readsInput ? "standard input" : arguments.payload, text, arguments.options);
+  const Explanation explanation = explain(inputName(arguments.payload), text, arguments.options);
   if (arguments.asJSON) {
     surroundings.out << prettyJSON(jsonOf(explanation)) << '\n';
   } else {
@@ -133,7 +132,8 @@ int runExplain(const ExplainArguments& arguments, const Surroundings& surroundin
 
 void defineRun(CLI::App& app, RunArguments& arguments) {
   CLI::App& command = *app.add_subcommand("run", "Run scenarios and show what happens, step by step");
-  command.add_option("SCENARIO", arguments.scenarios, "JSON documents; docs/scenario.md describes them")->required();
+  command.add_option("SCENARIO", arguments.scenarios, "JSON documents, - for standard input; docs/scenario.md")
+      ->required();
   command.add_option("--server", arguments.server, "Send to the server at this URL instead of the built-in backend")
       ->type_name("URL");
   command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");

@@ -17,13 +17,17 @@ std::string sizeText(std::size_t bytes) {
 
 }  // namespace
 
+std::string inputName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
 std::string readInputFile(const std::string& path, const FileKind& kind) {
+  const bool isStandardInput = path == "-";
+  const std::string name = inputName(path);
   // A pipe without a writer would block the reader for ever; the command's own input has a writer.
   std::error_code ignored;  // opening the file reports any error of the path
-  if (std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
-    throw InputError(path + ": not a regular file; give the path of " + std::string(kind.name));
+  if (!isStandardInput && std::filesystem::is_other(path, ignored) && path != "/dev/stdin") {
+    throw InputError(name + ": not a regular file; give the path of " + std::string(kind.name));
   }
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(isStandardInput ? "/dev/stdin" : path, std::ios::binary);
   std::string text;
   while (file && text.size() <= kind.largest) {
     constexpr std::size_t block = 64U << 10;
@@ -33,10 +37,10 @@ std::string readInputFile(const std::string& path, const FileKind& kind) {
     text.resize(before + static_cast<std::size_t>(file.gcount()));
   }
   if (!file.is_open() || file.bad()) {
-    throw InputError(path + ": " + std::strerror(errno) + "; give the path of " + std::string(kind.name));
+    throw InputError(name + ": " + std::strerror(errno) + "; give the path of " + std::string(kind.name));
   }
   if (text.size() > kind.largest) {
-    throw InputError(path + ": larger than " + sizeText(kind.largest) + "; " + std::string(kind.size));
+    throw InputError(name + ": larger than " + sizeText(kind.largest) + "; " + std::string(kind.size));
   }
   return text;
 }

@@ -12,7 +12,11 @@ struct FileKind {
   std::size_t largest = 16U << 20;
 };
 
-/// Returns the whole text of a file. Throws InputError for a file that cannot be read or is too large.
+/// The name of an input in messages: "-" is standard input.
+std::string inputName(const std::string& path);
+
+/// Returns the whole text of a file, or of standard input for "-". Throws InputError for a file that cannot be read or
+/// is too large.
 std::string readInputFile(const std::string& path, const FileKind& kind);
 
 /// Throws InputError when the output file of an option is the input itself: opening it would empty it.

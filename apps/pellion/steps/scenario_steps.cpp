@@ -129,7 +129,8 @@ std::span<const StepKind> stepKinds() { return kinds; }
 Scenario readScenario(std::string_view file, std::string_view text) { return readScenario(file, text, kinds); }
 
 Scenario readScenario(const std::string& path) {
-  return readScenario(path, readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
+  return readScenario(inputName(path),
+                      readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
 }
 
 }  // namespace pellion
