@@ -273,7 +273,7 @@ TEST_F(CommandLine, ReadsStandardInputWhereverAFileIsRead) {
   EXPECT_EQ(runWith(good, {"run", "-"}), 0) << err_.str();
   EXPECT_EQ(runWith(good, {"test", "-"}), 0) << err_.str();
   for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"run", "-"}, {"test", "-"}, {"explain", "-"}}) {
+       {std::vector<std::string>{"run", "-"}, {"test", "-"}, {"explain", "-"}, {"backend", "--script", "-"}}) {
     EXPECT_EQ(runWith("{", arguments), 2);
     EXPECT_THAT(err_.str(), StartsWith("pellion: standard input:1:2: not JSON")) << arguments.front();
   }

@@ -21,6 +21,12 @@ int socketOf(MHD_Connection* connection) {
   return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
 }
 
+/// Null without TLS.
+void* tlsSessionOf(MHD_Connection* connection) {
+  const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_GNUTLS_SESSION);
+  return info == nullptr ? nullptr : info->tls_session;
+}
+
 constexpr unsigned secondsUntilIdleConnectionsClose = 120;
 
 Answer tooLargeAnswer() {
@@ -96,8 +102,12 @@ Backend::Backend(Options options)
     : tell_(std::move(options.tell)),
       network_(options.network),
       keepsRequests_(options.keepsRequests),
+      refuses_(std::move(options.refuses)),
+      identity_(std::move(options.identity)),
       ending_(std::make_unique<Signal>()),
       secret_(std::move(options.secret)),
+      standing_(std::move(options.answer)),
+      next_(std::move(options.next)),
       reservation_(boundSocket(options.port)),
       port_(localPort(reservation_->get())),
       daemon_(nullptr, &MHD_stop_daemon) {
@@ -109,13 +119,20 @@ Backend::~Backend() { stopListening(); }
 void Backend::listen() {
   std::unique_ptr<Descriptor> listener = boundSocket(port_);
   ::listen(listener->get(), SOMAXCONN);
-  daemon_.reset(MHD_start_daemon(MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL, 0,
+  MHD_OptionItem tls[] = {{MHD_OPTION_END, 0, nullptr}, {MHD_OPTION_END, 0, nullptr}, {MHD_OPTION_END, 0, nullptr}};
+  if (identity_) {
+    tls[0] = {MHD_OPTION_HTTPS_MEM_KEY, 0, identity_->key.data()};
+    tls[1] = {MHD_OPTION_HTTPS_MEM_CERT, 0, identity_->certificate.data()};
+  }
+  const unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL;
+  daemon_.reset(MHD_start_daemon(identity_ ? flags | MHD_USE_TLS : flags, 0,                       //
                                  nullptr, nullptr, &Callbacks::handle, this,                       //
                                  MHD_OPTION_LISTEN_SOCKET, listener->get(),                        //
                                  MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::begin, this,             //
                                  MHD_OPTION_NOTIFY_CONNECTION, &Callbacks::notify, this,           //
                                  MHD_OPTION_NOTIFY_COMPLETED, &Callbacks::end, this,               //
                                  MHD_OPTION_CONNECTION_TIMEOUT, secondsUntilIdleConnectionsClose,  //
+                                 MHD_OPTION_ARRAY, tls,                                            //
                                  MHD_OPTION_END));
   if (daemon_ == nullptr)
     throw std::system_error(errno, std::generic_category(), "the local backend cannot be started");
@@ -169,7 +186,7 @@ bool Backend::receive(Incoming& incoming, std::string_view bodyPart) {
 
 void Backend::complete(MHD_Connection* connection, Incoming& incoming) {
   const Answer answer = record(incoming);
-  const BackendConnection end(socketOf(connection), *ending_, network_);
+  const BackendConnection end(socketOf(connection), tlsSessionOf(connection), *ending_, network_);
   if (answer.delay.count() > 0 && !end.waitFor(std::min(answer.delay, Answer::longestDelay))) return;
   tell_("answer", details(answer, incoming.request.number));
   end.give(answer, incoming.request.method);
@@ -188,12 +205,13 @@ Answer Backend::record(Incoming& incoming) {
         {"more than " + std::to_string(largestBody) + " bytes; discarded", true});
   }
 
+  std::optional<Answer> refusal = isTooLarge ? tooLargeAnswer() : refuses_(request);
   lock.lock();
   request.number = ++count_;
   if (keepsRequests_) received_.push_back(request);
   Answer answer = standing_;
-  if (isTooLarge) {
-    answer = tooLargeAnswer();
+  if (refusal) {
+    answer = std::move(*refusal);
   } else if (!next_.empty()) {
     answer = std::move(next_.front());
     next_.pop_front();

@@ -27,16 +27,25 @@ namespace pellion {
 class Descriptor;
 class Signal;
 
+/// A server's certificate, or a chain that begins with it, and its key, both in PEM.
+struct ServerIdentity {
+  std::string certificate;
+  std::string key;
+};
+
 /// A backend on loopback that records and decodes every request and answers as configured.
 ///
 /// It uses libmicrohttpd, which passes on header fields in the order of the wire, does not decompress a body that is
 /// labelled gzip, and can send answers that no correct server sends. Each connection has its own thread and carries one
-/// request. All operations are safe from any thread.
+/// request. With TLS, it uses GnuTLS as libmicrohttpd does. All operations are safe from any thread.
 class Backend {
  public:
   /// `what` is "request" (ReceivedRequest::details) or "answer" (pellion::details of the answer). Called on the
   /// connection's thread, before the other side can notice the event.
   using Teller = std::function<void(std::string_view what, const platform::Value& details)>;
+
+  /// Returns the answer to a request that is refused whatever the backend was told. Called like a Teller.
+  using Refusal = std::function<std::optional<Answer>(const ReceivedRequest& request)>;
 
   struct Options {
     std::uint16_t port = 0;  ///< 0 for any free port
@@ -44,6 +53,10 @@ class Backend {
     Teller tell = [](std::string_view, const platform::Value&) {};
     services::Network* network = nullptr;  ///< of phones in this program; their time passes during a slow answer
     bool keepsRequests = true;             ///< for takeRequests(); false for a backend that runs for days
+    Answer answer = {};                    ///< as answerWith()
+    std::deque<Answer> next = {};          ///< as answerNext()
+    Refusal refuses = [](const ReceivedRequest&) { return std::nullopt; };
+    std::optional<ServerIdentity> identity = {};  ///< for https
   };
   static constexpr std::size_t largestBody = 1U << 20;
 
@@ -55,7 +68,9 @@ class Backend {
   ~Backend();
 
   [[nodiscard]] std::uint16_t port() const { return port_; }
-  [[nodiscard]] std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+  [[nodiscard]] std::string url() const {
+    return (identity_ ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(port_);
+  }
 
   void setSecret(std::optional<std::string> secret);
   enum class Connections { accepted, refused, closed };  ///< closed: before anything is read
@@ -80,6 +95,8 @@ class Backend {
   const Teller tell_;
   services::Network* const network_;
   const bool keepsRequests_;
+  const Refusal refuses_;
+  std::optional<ServerIdentity> identity_;
   const std::unique_ptr<Signal> ending_;
   std::mutex mutex_;
   std::optional<std::string> secret_;

@@ -2,6 +2,7 @@
 #include "services/http/network.h"
 
 #include <arpa/inet.h>
+#include <gnutls/gnutls.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -62,8 +63,9 @@ void Signal::clear() const {
   eventfd_read(descriptor(), &value);
 }
 
-BackendConnection::BackendConnection(int socket, const Signal& ending, services::Network* network)
+BackendConnection::BackendConnection(int socket, void* tlsSession, const Signal& ending, services::Network* network)
     : socket_(socket),
+      tlsSession_(static_cast<gnutls_session_t>(tlsSession)),
       ending_(ending),
       network_(network),
       clientPort_(portOf(socket, &getpeername)),
@@ -92,7 +94,7 @@ bool BackendConnection::writeSlowly(std::string_view bytes, std::chrono::nanosec
 
 bool BackendConnection::write(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const ssize_t size = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t size = sendSome(bytes);
     if (size >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(size));
     } else if (errno == EAGAIN) {
@@ -103,6 +105,14 @@ bool BackendConnection::write(std::string_view bytes) const {
     }
   }
   return true;
+}
+
+/// Like send(). GnuTLS wants the same bytes again when it could not send them at once.
+ssize_t BackendConnection::sendSome(std::string_view bytes) const {
+  if (tlsSession_ == nullptr) return send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  const ssize_t size = gnutls_record_send(tlsSession_, bytes.data(), bytes.size());
+  if (size < 0) errno = size == GNUTLS_E_AGAIN ? EAGAIN : size == GNUTLS_E_INTERRUPTED ? EINTR : EPIPE;
+  return size;
 }
 
 bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {

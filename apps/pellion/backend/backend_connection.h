@@ -1,11 +1,15 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstdint>
 #include <string_view>
 
 #include "pellion/backend/answer.h"
 #include "services/http/network.h"
+
+struct gnutls_session_int;
 
 namespace pellion {
 
@@ -42,7 +46,8 @@ class Signal {
 class BackendConnection {
  public:
   /// `network` is the network of the phones, whose time passes while this end is silent; null for real time.
-  BackendConnection(int socket, const Signal& ending, services::Network* network);
+  /// `tlsSession` is GnuTLS's session on the socket; null without TLS.
+  BackendConnection(int socket, void* tlsSession, const Signal& ending, services::Network* network);
 
   /// Sends the answer. Afterwards the caller only has to close the socket.
   void give(const Answer& answer, std::string_view method) const;
@@ -51,11 +56,13 @@ class BackendConnection {
 
  private:
   [[nodiscard]] bool write(std::string_view bytes) const;
+  [[nodiscard]] ssize_t sendSome(std::string_view bytes) const;
   [[nodiscard]] bool writeSlowly(std::string_view bytes, std::chrono::nanoseconds pace) const;
   [[nodiscard]] bool keepSilent(std::chrono::nanoseconds duration) const;
   void reset() const;
 
   int socket_;
+  gnutls_session_int* tlsSession_;
   const Signal& ending_;
   services::Network* network_;
   std::uint16_t clientPort_;

@@ -36,8 +36,9 @@ bool isSignedWith(const std::string& secret, std::string_view signedText, std::s
   return signature.size() == length && CRYPTO_memcmp(expected.data(), signature.data(), length) == 0;
 }
 
+/// Sets whether the signature is verified; returns the step that says so.
 DecodedBody::Step signatureStep(const Value& header, const std::optional<std::string>& secret,
-                                std::string_view signedText, std::string_view signature) {
+                                std::string_view signedText, std::string_view signature, bool& isVerified) {
   const Value* algorithm = header.find("alg");
   if (algorithm == nullptr || *algorithm != Value("HS256")) {
     return {"JWT signed with " + (algorithm == nullptr ? "no \"alg\"" : algorithm->description()) +
@@ -45,8 +46,8 @@ DecodedBody::Step signatureStep(const Value& header, const std::optional<std::st
             true};
   }
   if (!secret) return {"JWT, HS256; signature not checked, because no secret was given"};
-  if (!isSignedWith(*secret, signedText, signature))
-    return {"JWT, HS256; the signature does not match the secret", true};
+  isVerified = isSignedWith(*secret, signedText, signature);
+  if (!isVerified) return {"JWT, HS256; the signature does not match the secret", true};
   return {"JWT, HS256, signature verified"};
 }
 
@@ -70,7 +71,8 @@ void openJWT(DecodedBody& body, const std::optional<std::string>& secret) {
     body.steps.push_back({"not a JWT: its " + std::string(part), true});
     return;
   }
-  body.steps.push_back(signatureStep(*fields, secret, token.substr(0, second), *signature));
+  body.isJWT = true;
+  body.steps.push_back(signatureStep(*fields, secret, token.substr(0, second), *signature, body.isVerified));
   body.content = std::move(*payload);
 }
 
@@ -101,6 +103,7 @@ void openGzip(DecodedBody& body) {
                           true});
     return;
   }
+  body.isGzip = true;
   body.steps.push_back({"gzip, " + std::to_string(packed.size()) + " to " + std::to_string(size) + " bytes"});
   body.content = std::move(content);
 }

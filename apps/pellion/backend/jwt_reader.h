@@ -17,6 +17,9 @@ struct DecodedBody {
     bool failed = false;
   };
   std::vector<Step> steps;
+  bool isJWT = false;
+  bool isVerified = false;              ///< its signature, with the secret
+  bool isGzip = false;                  ///< the JWT's payload, opened
   std::string content;                  ///< the content of the innermost layer that opened
   std::optional<platform::Value> json;  ///< the content as JSON, when it is JSON
 };

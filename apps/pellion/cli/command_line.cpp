@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "pellion/cli/backend_command.h"
 #include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/server_probe.h"
@@ -49,11 +50,6 @@ struct ExplainArguments {
   bool asJSON = false;
 };
 
-struct BackendArguments {
-  std::uint16_t port = 0;
-  std::optional<std::string> secret;
-};
-
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
   // Reads everything before anything runs, so that an error in the last scenario shows at once.
   std::vector<Scenario> scenarios;
@@ -95,27 +91,6 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
     surroundings.out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
   }
   return passedCount == scenarios.size() ? passed : expectationFailed;
-}
-
-int runBackend(const BackendArguments& arguments, const Surroundings& surroundings) {
-  const host::Clock clock(host::Clock::Kind::realTime);
-  const Redaction redaction({arguments.secret.value_or("")});
-  std::mutex mutex;
-  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour});
-  std::optional<Backend> backend;
-  surroundings.runUntilTold([&] {
-    backend.emplace(Backend::Options{.port = arguments.port,
-                                     .secret = arguments.secret,
-                                     .tell =
-                                         [&](std::string_view what, const platform::Value& details) {
-                                           const std::lock_guard lock(mutex);
-                                           timeline({clock.now(), "backend", what, redaction.value(details)});
-                                         },
-                                     .keepsRequests = false});
-    const std::lock_guard lock(mutex);
-    surroundings.out << "Listening on " << backend->url() << "; Ctrl-C ends it.\n" << std::flush;
-  });
-  return passed;
 }
 
 int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
@@ -167,15 +142,6 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
       ->check(CLI::Range(1, mostJobs))
       ->type_name("N");
   command.footer("Example: pellion test examples/scenarios --filter sale --junit report.xml");
-}
-
-void defineBackend(CLI::App& app, BackendArguments& arguments) {
-  CLI::App& command = *app.add_subcommand("backend", "Run the local backend alone and show each request decoded");
-  command.add_option("--port", arguments.port, "Port on loopback; any free one if it is left out")
-      ->check(CLI::Range(0, 65535))
-      ->type_name("PORT");
-  command.add_option("--secret", arguments.secret, "Check the signatures of request bodies with this JWT secret");
-  command.footer("Example: pellion backend --port 8080 --secret not-a-real-secret");
 }
 
 void defineExplain(CLI::App& app, ExplainArguments& arguments) {
@@ -276,7 +242,10 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
     if (app.got_subcommand("run")) return run(runArguments, surroundings);
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
-    if (app.got_subcommand("backend")) return runBackend(backendArguments, surroundings);
+    if (app.got_subcommand("backend")) {
+      runBackend(backendArguments, surroundings);
+      return passed;
+    }
     throw InputError("no command is given" + remedyForArgument(app, "") + hint(app));
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request, surroundings.out, surroundings.err);

@@ -6,7 +6,7 @@ end
 
 function __pellion_options
     set -l words (commandline -opc)
-    pellion $words[2] --help 2>/dev/null | sed -nE 's/^  (-[a-z],)?(--[a-z-]+)( [A-Z]+)? +(.*)/\2\t\4/p'
+    pellion $words[2] --help 2>/dev/null | sed -nE 's/^  (-[a-z],)?(--[a-z-]+)( [A-Z]+)*( x [0-9]+)? +(.*)/\2\t\5/p'
 end
 
 complete -c pellion -n 'test (count (commandline -opc)) -eq 1' -f -a '(__pellion_commands)'

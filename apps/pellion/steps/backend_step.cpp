@@ -92,9 +92,32 @@ Answer answerOf(const JSONNode& behaviour) {
   return answer;
 }
 
+std::size_t timesOf(const JSONNode& behaviour) {
+  const JSONNode* times = behaviour.find("times");
+  return times == nullptr ? 1 : static_cast<std::size_t>(times->value.integer());
+}
+
 }  // namespace
 
 const Shape backendShape{"an object", isObject, backendFields, nullptr, checkBehaviour};
+
+std::vector<ScriptedAnswer> readScript(std::string_view file, std::string_view text) {
+  static const Shape scriptShape{R"(a list of answers such as {"status": 503, "times": 2})", isList, {}, &backendShape};
+  const JSONNode script = readJSON(file, text);
+  checkShape(file, script, scriptShape, "a script");
+  if (script.elements.empty()) throw errorAt(file, script.position, "a script needs an answer; put {} into the list");
+  std::vector<ScriptedAnswer> answers;
+  for (const JSONNode& behaviour : script.elements) {
+    if (const JSONNode* connection = behaviour.find("connection")) {
+      throw errorAt(file, connection->position,
+                    "a script answers requests, and has no \"connection\"; {\"sends\": \"nothing\"} closes one");
+    }
+    answers.push_back({answerOf(behaviour), timesOf(behaviour)});
+  }
+  const JSONNode* times = script.elements.back().find("times");
+  if (times != nullptr) throw errorAt(file, times->position, "the last answer stays; leave its \"times\" out");
+  return answers;
+}
 
 void backend(ScenarioRun& run, const JSONNode& behaviour) {
   run.report("backend", "configured", behaviour.value);
@@ -103,8 +126,8 @@ void backend(ScenarioRun& run, const JSONNode& behaviour) {
                                                      : enumerator<Backend::Connections>(connectionWords, *connection));
   if (connection != nullptr) return;
   const Answer answer = answerOf(behaviour);
-  if (const JSONNode* times = behaviour.find("times")) {
-    run.backend().answerNext(static_cast<std::size_t>(times->value.integer()), answer);
+  if (behaviour.find("times") != nullptr) {
+    run.backend().answerNext(timesOf(behaviour), answer);
   } else {
     run.backend().answerWith(answer);
   }

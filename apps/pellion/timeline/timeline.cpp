@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -26,6 +27,18 @@ std::string timeText(std::chrono::nanoseconds time) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%*.3f", static_cast<int>(timeWidth),
                 std::chrono::duration<double>(time).count());
+  return text.data();
+}
+
+/// "14:03:07.123"
+std::string timeOfDayText(std::chrono::nanoseconds sinceEpoch) {
+  const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
+  const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+  std::tm parts{};
+  localtime_r(&seconds, &parts);
+  std::array<char, 32> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%H:%M:%S", &parts);
+  std::snprintf(text.data() + size, text.size() - size, ".%03d", static_cast<int>(milliseconds % 1000));
   return text.data();
 }
 
@@ -67,9 +80,10 @@ Value abridged(const Value& request, const Value& last) {
 
 void Timeline::operator()(const host::Event& event) {
   if (passesOver(event) || writeHeading(event)) return;
-  std::string time = timeText(event.time);
-  if (time == timeShown_) {
-    time.assign(timeWidth, ' ');
+  std::string time = options_.withTimeOfDay ? timeOfDayText(event.time) : timeText(event.time);
+  const std::size_t width = time.size();
+  if (time == timeShown_ && !options_.withTimeOfDay) {
+    time.assign(width, ' ');
   } else {
     timeShown_ = time;
   }
@@ -85,7 +99,7 @@ void Timeline::operator()(const host::Event& event) {
   const auto writeLine = [&] {
     text.erase(text.find_last_not_of(' ') + 1);
     out_ << text << '\n';
-    text.assign(timeWidth + 2 + actorWidth + 4, ' ');
+    text.assign(width + 2 + actorWidth + 4, ' ');
   };
   for (const Line& line : linesOf(toShow)) {
     const bool isShown = leftOut == 0;

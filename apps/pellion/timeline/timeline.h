@@ -15,9 +15,10 @@ class Timeline {
  public:
   struct Options {
     bool inColour = false;
-    bool withLog = false;      ///< the module's log lines
-    bool abridges = false;     ///< shows only what differs from the request before
-    bool withNetwork = false;  ///< what the phone sends and receives, when no built-in backend shows it
+    bool withLog = false;        ///< the module's log lines
+    bool abridges = false;       ///< shows only what differs from the request before
+    bool withTimeOfDay = false;  ///< times count from 1970; shows each, as the local time of day
+    bool withNetwork = false;    ///< what the phone sends and receives, when no built-in backend shows it
   };
 
   Timeline(std::ostream& out, Options options) : out_(out), options_(options) {}
