@@ -82,6 +82,20 @@ TEST_F(Privacy, NoErrorShowsASecretInTheWrongPlace) {
   EXPECT_THAT(run({"backend", "--secert=x-alpha"}, 2), isWithoutSecrets);
 }
 
+TEST_F(Privacy, NoOutputShowsASecretOfASharedConfiguration) {
+  const std::string entries = R"({"BEARER_TOKEN": ")" + bearer + R"(", "JWT_SECRET": ")" + secret + "\"";
+  std::ofstream(directory_.path() / "c.json") << entries << ", \"DEVICE_ID\": \"d\", \"APP_VERSION_ID\": \"v\"}";
+  std::ofstream(directory_.path() / "wrong.json") << entries << ", \"GZPI\": \"" << bearer << "\"}";
+  const auto with = [](const std::string& file, const std::string& step) {
+    return R"({"name": "N", "configuration": ")" + file + R"(", "steps": ["launch", {"token": "00"}, )" + step + "]}";
+  };
+  EXPECT_THAT(run({"run", write(with("c.json", "{\"say\": \"" + bearer + secret + "\"}")), "--trace", trace_}, 0),
+              AllOf(isWithoutSecrets, HasSubstr("Bearer bear")));
+  EXPECT_THAT(run({"run", write(with("c.json", "{\"" + bearer + "\": 7}"))}, 2), isWithoutSecrets);
+  EXPECT_THAT(run({"run", write(with("wrong.json", "\"activate\""))}, 2),
+              AllOf(isWithoutSecrets, HasSubstr("did you mean GZIP?")));
+}
+
 TEST_F(Privacy, OutputFilesAreReadableOnlyByTheirOwnerForAnyUmask) {
   const auto rights = [](const std::string& path) { return std::filesystem::status(path).permissions(); };
   const mode_t umaskBefore = umask(0);
