@@ -96,6 +96,10 @@ TEST(Trace, IsOneLineOfJSONForEachEvent) {
                                           {"half", 0.5}})}),
             R"({"time":1.5,"actor":"a","what":"w","details":{"bytes":"0aff","text":"l\n�","none":null,)"
             R"("large":9223372036854775808,"half":0.5}})");
+  const Value entries = Value::list({Value::dictionary({{"notificationid", 7}, {"status", 4}})});
+  EXPECT_THAT(traceLine({{}, "a", "w", Value::dictionary({{"pnstats", entries}})}),
+              testing::HasSubstr(R"("details":{"pnstats":[{"notificationid":7,"status":4}],)"
+                                 R"("statistics":[{"notificationid":7,"status":4,"name":"delivered"}]}})"));
 }
 
 }  // namespace

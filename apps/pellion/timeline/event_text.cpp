@@ -9,6 +9,7 @@
 #include "pellion/document/json_writer.h"
 #include "pellion/document/text_width.h"
 #include "pellion/timeline/event_text_table.h"
+#include "pellion/timeline/statistics_text.h"
 #include "pellion/timeline/text_lines.h"
 
 namespace pellion {
@@ -271,9 +272,7 @@ constexpr EventText otherTexts[] = {
     {"network", "answered", networkAnswered},
 };
 
-}  // namespace
-
-Lines linesOf(const host::Event& event) {
+Lines rowOf(const host::Event& event) {
   for (const std::span<const EventText> rows :
        {applicationTexts(), notificationTexts(), std::span<const EventText>(otherTexts)}) {
     const auto row = std::ranges::find_if(
@@ -282,6 +281,14 @@ Lines linesOf(const host::Event& event) {
   }
   // An event without a row is shown in this general form.
   return pairsUnder(event.what, event.details);
+}
+
+}  // namespace
+
+Lines linesOf(const host::Event& event) {
+  Lines lines = rowOf(event);
+  appendStatistics(lines, event.details);
+  return lines;
 }
 
 }  // namespace pellion

@@ -1,8 +1,10 @@
 #include "pellion/timeline/trace.h"
 
 #include <chrono>
+#include <vector>
 
 #include "pellion/document/json_writer.h"
+#include "pellion/document/statistics_status.h"
 
 namespace pellion {
 
@@ -26,10 +28,28 @@ void Trace::stop() {
   static_cast<void>(lock.release());  // never unlocked
 }
 
+namespace {
+
+/// Adds the names of the statuses, when the details contain statistics entries. These stay as they are.
+Value withStatusNames(const Value& details) {
+  std::vector<Value> named;
+  for (const Value& entry : statisticsIn(details)) {
+    named.push_back(Value::dictionary({{"notificationid", *entry.find("notificationid")},
+                                       {"status", *entry.find("status")},
+                                       {"name", statusName(entry)}}));
+  }
+  if (named.empty()) return details;
+  std::vector<Value::Entry> entries(details.entries().begin(), details.entries().end());
+  entries.push_back({"statistics", Value::list(named)});
+  return Value::dictionary(entries);
+}
+
+}  // namespace
+
 std::string traceLine(const host::Event& event) {
   const double seconds = std::chrono::duration<double>(event.time).count();
-  return compactJSON(
-      Value::dictionary({{"time", seconds}, {"actor", event.actor}, {"what", event.what}, {"details", event.details}}));
+  return compactJSON(Value::dictionary(
+      {{"time", seconds}, {"actor", event.actor}, {"what", event.what}, {"details", withStatusNames(event.details)}}));
 }
 
 }  // namespace pellion
