@@ -41,10 +41,12 @@ namespace platform {
 std::optional<URL> URL::URLWithString(std::string_view text) {
   if (text.empty()) return std::nullopt;  // the grammar allows the empty relative reference, the platform does not
   if (ParsedURI(text)) return URL(text);
-  if (services::isLinkedBefore17()) return std::nullopt;
-  const std::optional<std::string> encoded = services::encodedURLText(text);
-  if (!encoded || !ParsedURI(*encoded)) return std::nullopt;
-  return URL(*encoded);
+  if (!services::isLinkedBefore17()) {
+    const std::optional<std::string> encoded = services::encodedURLText(text);
+    if (encoded && ParsedURI(*encoded)) return URL(*encoded);
+  }
+  services::noteTextWithoutURL(text);
+  return std::nullopt;
 }
 
 }  // namespace platform

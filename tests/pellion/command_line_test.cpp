@@ -71,6 +71,37 @@ TEST_F(CommandLine, ShowsWantedAndFoundWhenAnExpectationFails) {
   EXPECT_THAT(err_.str(), HasSubstr("s.json:3:1: the extension shares no store with the application; add"));
 }
 
+std::size_t countOf(const std::string& part, const std::string& text) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+TEST_F(CommandLine, SaysWhyNothingIsCountedOrOpenedAndOnlyThen) {
+  for (const Value& row : test::caseRows("pellion/cases/reasons.json")) {
+    const std::string name = test::textAt(row, "case");
+    const Value* configuration = row.find("configuration");
+    std::string steps;
+    for (const Value& step : test::elements(test::at(row, "steps"))) {
+      steps.append(steps.empty() ? "" : ",\n").append(compactJSON(step));
+    }
+    std::vector<std::string> arguments{
+        "run", scenario(steps, configuration == nullptr ? "" : std::string(configuration->text()))};
+    if (row.find("arguments") != nullptr) std::ranges::copy(test::textsAt(row, "arguments"), back_inserter(arguments));
+    EXPECT_EQ(run(arguments), row.find("fails") != nullptr ? 1 : 0) << name << out_.str() << err_.str();
+    const std::string text = test::singleSpaced(out_.str());
+    const std::vector<std::string> shown = test::textsAt(row, "shows");
+    for (std::string part : shown) {
+      const auto times = static_cast<std::size_t>(std::ranges::count(shown, part));
+      if (const std::size_t file = part.find("s.json"); file != std::string::npos)
+        part.insert(file, directory_.path() / "");
+      EXPECT_EQ(countOf(part, text), times) << name << ": " << part << '\n' << text;
+    }
+    const Value* hidden = row.find("hides");
+    EXPECT_TRUE(hidden == nullptr || countOf(std::string(hidden->text()), text) == 0) << name << '\n' << text;
+  }
+}
+
 TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const Backend busy({});
   const std::string port = std::to_string(busy.port());

@@ -9,6 +9,7 @@
 #include "pellion/document/json_writer.h"
 #include "pellion/document/text_width.h"
 #include "pellion/timeline/event_text_table.h"
+#include "pellion/timeline/reason_text.h"
 #include "pellion/timeline/statistics_text.h"
 #include "pellion/timeline/text_lines.h"
 
@@ -253,6 +254,9 @@ Lines networkAnswered(const Value& details) {
 constexpr EventText otherTexts[] = {
     {"app", "launched", launched},
     {"app", "ended", ended},
+    {"module", "hindered", hindered},
+    {"module", "not accepted", notAccepted},
+    {"platform", "hindered", hindered},
     {"platform", "token", token},
     {"platform", "registration failed", registrationFailed},
     {"user", "consent", consent},

@@ -42,15 +42,37 @@ void ReferenceCoreLibrary::setConfiguration(Configuration configuration) {
   configuration_.swap(next);
 }
 
+// Once in each life while a reason holds: every notification meets the same lack, and the first line says all there is.
+void ReferenceCoreLibrary::report(bool isHindered, const char* effect, const std::string& reason, const char* remedy) {
+  if (!process_.hasListener()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    const bool wasReported = reported_.erase(reason) > 0;
+    if (isHindered) reported_.insert(reason);
+    if (!isHindered || wasReported) return;
+  }
+  process_.tell("module", "hindered", hindrance(effect, reason, remedy));
+}
+
 void ReferenceCoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {
-  block(configuration()->deviceID);
+  const auto current = configuration();
+  const bool isAnonymous = current->isAnonymousUser && current->isAnonymousTrackingEnabled;  // the id is not used then
+  block(isAnonymous ? current->deviceID : asked(current->deviceID, "names no device to the backend", "DEVICE_ID"));
+}
+
+// Asked only for a user who wants to be anonymous.
+bool ReferenceCoreLibrary::enableAnonymousTracking() {
+  const bool isEnabled = configuration()->isAnonymousTrackingEnabled;
+  report(!isEnabled, "names the device to the backend, although the user is anonymous",
+         "the configuration does not set ANONYMOUS_TRACKING", "set it to true to send the anonymous id");
+  return isEnabled;
 }
 
 void ReferenceCoreLibrary::getAppVersionID(std::function<void(const std::string&)> success,
                                            std::function<void(const platform::Error&)> failure) {
-  const auto current = configuration();
-  if (current->appVersionID) {
-    success(*current->appVersionID);
+  const auto appVersionID = asked(configuration()->appVersionID, "sends nothing", "APP_VERSION_ID");
+  if (appVersionID) {
+    success(*appVersionID);
   } else {
     failure({.domain = "PellionErrorDomain", .code = 1, .localizedDescription = "APP_VERSION_ID is not configured."});
   }

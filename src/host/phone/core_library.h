@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
+#include <string>
 
 #include "host/phone/configuration.h"
 #include "platform/core_library.h"
@@ -30,7 +32,8 @@ class CoreLibrary {
 };
 
 /// The host's own core library. It returns at once, on the caller's thread, with data from a configuration that may be
-/// replaced at any moment, for example when consent changes.
+/// replaced at any moment, for example when consent changes. When the module asks for an entry that the configuration
+/// lacks, the event "hindered" of the module says what follows from that.
 class ReferenceCoreLibrary : public CoreLibrary,
                              public platform::QVPIIManager,
                              public platform::Analytics,
@@ -53,7 +56,9 @@ class ReferenceCoreLibrary : public CoreLibrary,
   QVFileManager& fileManager() override { return *this; }
   PLBundle& mainBundle() override { return *this; }
   PLJWTWrapper& jwtWrapper() override { return *this; }
-  std::optional<platform::Value> appMeta() override { return configuration()->appMeta; }
+  std::optional<platform::Value> appMeta() override {
+    return asked(configuration()->appMeta, "sends no statistics", "APP_META");
+  }
   void getAppVersionID(std::function<void(const std::string&)> success,
                        std::function<void(const platform::Error&)> failure) override;
   void processError(const platform::Value& json, platform::PLAAAUtil& authentication) override;
@@ -63,15 +68,21 @@ class ReferenceCoreLibrary : public CoreLibrary,
 
   void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
   bool isAnonymousUser() override { return configuration()->isAnonymousUser; }
-  platform::OptionalString anonid() override { return configuration()->anonymousID; }
-  bool enableAnonymousTracking() override { return configuration()->isAnonymousTrackingEnabled; }
+  platform::OptionalString anonid() override {
+    return asked(configuration()->anonymousID, "names no user to the backend", "ANONYMOUS_ID");
+  }
+  bool enableAnonymousTracking() override;
   platform::OptionalString getDCLBD() override { return configuration()->domain; }
   platform::OptionalString appversionid() override { return configuration()->appVersionID; }
   platform::OptionalString frameworkid() override { return configuration()->frameworkID; }
   platform::OptionalString mapid() override { return configuration()->mapID; }
   platform::OptionalString apid() override { return configuration()->apID; }
-  platform::OptionalString portalid() override { return configuration()->portalID; }
-  platform::OptionalString projectid() override { return configuration()->projectID; }
+  platform::OptionalString portalid() override {
+    return asked(configuration()->portalID, "addresses no portal", "PORTAL_ID");
+  }
+  platform::OptionalString projectid() override {
+    return asked(configuration()->projectID, "addresses no project", "PROJECT_ID");
+  }
   bool enableGzip() override { return configuration()->isGzipEnabled; }
   platform::OptionalString getQvInfoFilePath() override { return configurationResource; }
   platform::OptionalString extensionAppGroup() override { return configuration()->appGroup; }
@@ -85,7 +96,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
    public:
     explicit Authentication(ReferenceCoreLibrary& library) : library_(library) {}
     void getTokenWithSuccess(std::function<void(platform::OptionalString)> block) override {
-      block(library_.configuration()->bearerToken);
+      block(library_.asked(library_.configuration()->bearerToken, "sends nothing", "BEARER_TOKEN"));
     }
 
    private:
@@ -93,6 +104,13 @@ class ReferenceCoreLibrary : public CoreLibrary,
   };
 
   [[nodiscard]] std::shared_ptr<const Configuration> configuration() const;
+  /// Returns the entry that the module asks for, and reports the effect of its absence.
+  template <class Entry>
+  Entry asked(Entry entry, const char* effect, const std::string& key) {
+    report(!entry, effect, "the configuration has no " + key, "add it");
+    return entry;
+  }
+  void report(bool isHindered, const char* effect, const std::string& reason, const char* remedy);
 
   Process& process_;
   std::filesystem::path bundle_;
@@ -101,6 +119,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
   Authentication anonymousUser_{*this};
   mutable std::mutex mutex_;
   std::shared_ptr<const Configuration> configuration_;
+  std::set<std::string> reported_;  ///< reasons that still hold
 };
 
 /// Notifies the current process, as the core library does, of what the user does in the application: `report` has the

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "platform/value.h"
@@ -15,6 +16,12 @@ struct Event {
   std::string_view what;            ///< a word for the kind of event, unique within its actor
   platform::Value details = platform::Value::dictionary({});
 };
+
+/// The details of the event "hindered" of any actor: what it does not do or does otherwise than meant ("sends no
+/// statistics"), why, and what to change.
+inline platform::Value hindrance(const std::string& effect, const std::string& reason, const std::string& remedy) {
+  return platform::Value::dictionary({{"effect", effect}, {"reason", reason}, {"remedy", remedy}});
+}
 
 /// Called on the thread on which the event happened. Must be safe to call from several threads at once.
 using EventSink = std::function<void(const Event&)>;

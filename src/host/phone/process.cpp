@@ -10,7 +10,6 @@
 #include "platform/process.h"
 #include "platform/reference.h"
 #include "services/http/network.h"
-#include "services/http/url_session.h"
 #include "services/url_release.h"
 
 namespace host {
@@ -155,11 +154,15 @@ bool services::isLinkedBefore17() {
   return process != nullptr && process->isLinkedBefore17();
 }
 
-namespace platform {
-
-std::shared_ptr<URLSession> URLSession::sessionWithDefaultConfiguration() {
-  host::Process& process = host::Process::current();
-  return process.sessionFactory() ? process.sessionFactory()() : services::makeURLSession(process);
+void services::noteTextWithoutURL(std::string_view text) {
+  host::Process* process = host::Process::currentOrNull();
+  if (process == nullptr || !process->hasListener()) return;
+  const std::string effect = "makes no URL of " + std::string(text);
+  process->tell("platform", "hindered",
+                process->isLinkedBefore17()
+                    ? host::hindrance(effect,
+                                      "RFC 3986 does not allow the text, and for an application linked before release "
+                                      "17 the platform encodes nothing",
+                                      "percent-encode it")
+                    : host::hindrance(effect, "RFC 3986 does not allow the text, even percent-encoded", "correct it"));
 }
-
-}  // namespace platform

@@ -46,6 +46,20 @@ std::optional<std::string> schemeOf(id url) {
   return url != nullptr ? services::urlScheme(NSURL::textOf(url)) : std::nullopt;
 }
 
+// Each time, because each refusal is the whole result of a user's tap.
+void tellWhyNot(const std::string& url, const std::optional<std::string>& scheme, bool isDeclared) {
+  const auto tell = [&](const char* reason, const char* remedy) {
+    Process::current().tell("platform", "hindered", hindrance("would not open " + url, reason, remedy));
+  };
+  if (!scheme) return tell("it has no scheme", "begin it with one, such as https:");
+  if (isDeclared) return tell("nothing installed opens the scheme", R"(add it to "installedSchemes")");
+  tell(
+      "the application does not declare the scheme",
+      UIApplication::isInstalled(*scheme)
+          ? R"(add it to "queriedSchemes")"
+          : R"(add it to "urlSchemes", or, if another application opens it, to "queriedSchemes" and "installedSchemes")");
+}
+
 UIApplication& shared() { return platform::Process::shared<platform::Singleton<UIApplication>>().get(); }
 
 }  // namespace
@@ -103,9 +117,12 @@ bool UIApplication::isInstalled(const std::string& scheme) {
 
 bool UIApplication::canOpenURL(id url) {
   const std::optional<std::string> scheme = schemeOf(url);
-  if (!scheme || !isInstalled(*scheme)) return false;
   const URLSchemes& schemes = Process::current().urlSchemes();
-  return *scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) || holds(schemes.queried, *scheme);
+  const bool isDeclared = scheme && (*scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) ||
+                                     holds(schemes.queried, *scheme));
+  const bool canOpen = isDeclared && isInstalled(*scheme);
+  if (!canOpen && url != nullptr) tellWhyNot(NSURL::textOf(url), scheme, isDeclared);
+  return canOpen;
 }
 
 // Asynchronous: the event and the completion follow later, on the main queue.
