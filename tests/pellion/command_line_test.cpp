@@ -102,6 +102,20 @@ TEST_F(CommandLine, SaysWhyNothingIsCountedOrOpenedAndOnlyThen) {
   }
 }
 
+TEST_F(CommandLine, KnowsWhatIsCountedByAnotherServer) {
+  Backend server({});
+  const std::string counted = scenario(
+      R"("launch", {"deliver": {"addInfo": {"pellionPnID": 7}}}, {"expect": {"opened": []}})", R"(, "APP_META": {})");
+  const std::vector<std::string> arguments{"run", counted, "--strict", "--server", server.url()};
+  EXPECT_EQ(run(arguments), 0) << out_.str();
+  server.answerWith({.status = 500});
+  EXPECT_EQ(run(arguments), 1);
+  EXPECT_THAT(
+      test::singleSpaced(out_.str()),
+      HasSubstr("s.json:3:11 answer 500 wanted an accepted answer, or a \"backend\" step that asks for this one "
+                "found is not accepted, and no \"backend\" step asks for it: its status is not 200"));
+}
+
 TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const Backend busy({});
   const std::string port = std::to_string(busy.port());
@@ -147,7 +161,7 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   }
   EXPECT_EQ(run({"run", scenario(R"({"congifure": {}})")}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("\"configure\"? The steps are\n    \"activate\", \"advance\", \"backend\", "));
-  const std::string allowed = scenario("", R"(, "CLEAR_TEXT_HOSTS": ["nowhere.invalid"])");
+  const std::string allowed = scenario("\"launch\"", R"(, "CLEAR_TEXT_HOSTS": ["nowhere.invalid"])");
   EXPECT_EQ(run({"run", allowed, "--server", "http://nowhere.invalid"}), 2);
   EXPECT_THAT(err_.str(), HasSubstr("cannot be reached"));
   EXPECT_EQ(run({"run", scenario(R"({"backend": {}})"), "--server", "http://127.0.0.1:" + port}), 2);

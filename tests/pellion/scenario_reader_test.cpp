@@ -93,9 +93,9 @@ TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
     std::ofstream(named) << content;
     return errorOf("{\"name\": \"n\", " + entries + "}", file);
   };
-  const std::string notification = R"("notifications": {"a": {"payload": "a.json"}}, "steps": [])";
+  const std::string notification = R"("notifications": {"a": {"payload": "a.json"}}, "steps": ["launch"])";
   const std::string step = R"("steps": ["launch", {"tap": {"payload": "./a.json", "addInfo": {}}}])";
-  const std::string configuration = R"("configuration": "a.json", "steps": [])";
+  const std::string configuration = R"("configuration": "a.json", "steps": ["launch"])";
   const std::string content = ": the content cannot be []; expected an object";
   EXPECT_EQ(errorWith("{}", notification), "");
   EXPECT_EQ(errorWith("{}", step), "");
@@ -107,10 +107,10 @@ TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
   EXPECT_THAT(errorWith("{\"addInfo\": \"{}\"}", step), StartsWith(file + ":1:43: \"tap\" cannot be this object; "));
   EXPECT_THAT(errorWith("{\n\"GZPI\": true}", configuration),
               StartsWith(file + ":1:32: " + named + ":2:1: GZPI is not known; did you mean GZIP?"));
-  EXPECT_EQ(errorWith("", R"("configuration": "b.json", "steps": [])"),
+  EXPECT_EQ(errorWith("", R"("configuration": "b.json", "steps": ["launch"])"),
             file + ":1:32: " + directory.path().string() +
                 "/b.json: No such file or directory; give the path of a configuration, a JSON object");
-  EXPECT_THAT(errorWith("", R"("configuration": "/dev/stdin", "steps": [])"), Not(IsEmpty()));
+  EXPECT_THAT(errorWith("", R"("configuration": "/dev/stdin", "steps": ["launch"])"), Not(IsEmpty()));
 }
 
 constexpr unsigned commented = rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;

@@ -38,7 +38,8 @@ class TestCommand : public Test {
     return path;
   }
   /// Its steps are on line 2.
-  std::string scenario(const std::string& file, const std::string& name, const std::string& steps = "\"launch\"") {
+  std::string scenario(const std::string& file, const std::string& name,
+                       const std::string& steps = R"("launch", {"expect": {"opened": []}})") {
     return write(file, R"({"name": ")" + name + R"(", "configuration": {"JWT_SECRET": "s", "BEARER_TOKEN": "b"}, )" +
                            "\"steps\": [\n" + steps + "]}");
   }
@@ -57,6 +58,16 @@ TEST_F(TestCommand, RunsAllScenariosAndShowsFailures) {
   write("notes.txt", "{");
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(out_.str() + err_.str(), "1 passed, 0 failed\n");
+
+  const std::string uncounted = R"("launch", {"deliver": {"addInfo": {"pellionPnID": 7}}})";
+  const std::string silent = scenario("silent.json", "Silent", uncounted);
+  EXPECT_EQ(run(), 1);
+  EXPECT_THAT(out_.str(), AllOf(HasSubstr("a notification with id 7"), EndsWith("1 passed, 1 failed\n")));
+  EXPECT_EQ(run({"--no-strict"}), 0);
+  EXPECT_THAT(out_.str(), AllOf(StartsWith("warning: " + silent + ":2:11: a notification with id 7 leads to no"),
+                                HasSubstr("\nwarning: " + silent + ":2:1: the scenario expects nothing: "),
+                                EndsWith("; add an \"expect\" step\n2 passed, 0 failed\n")));
+  std::filesystem::remove(silent);
 
   const std::string bad = scenario("below/bad.json", "Bad", R"("launch", {"expect": {"opened": ["x:"], "badge": 3}})");
   const std::string other = write("other.json", R"({"name": "Other"})");

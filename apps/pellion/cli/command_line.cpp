@@ -42,6 +42,7 @@ struct RunArguments {
   std::optional<std::string> trace;
   bool inRealTime = false;
   bool withLog = false;
+  bool isStrict = false;
 };
 
 struct ExplainArguments {
@@ -83,7 +84,8 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
         scenario, network,
         {.server = arguments.server,
          .clock = arguments.inRealTime ? host::Clock::Kind::realTime : host::Clock::Kind::virtualTime,
-         .sink = tell});
+         .sink = tell,
+         .isStrict = arguments.isStrict});
     if (scenarioRun.run()) ++passedCount;
   }
   if (trace) trace->close();
@@ -113,6 +115,8 @@ void defineRun(CLI::App& app, RunArguments& arguments) {
       ->type_name("URL");
   command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");
   command.add_flag("--log", arguments.withLog, "Show the module's log lines too");
+  command.add_flag("--strict", arguments.isStrict,
+                   "Fail also for a notification that is not counted and an answer that is not accepted");
   command.add_option("--trace", arguments.trace, "Write every event as a line of JSON to this file")->type_name("FILE");
   command.footer("Example: pellion run examples/scenarios/a_day.json --log");
 }
@@ -141,6 +145,8 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
   command.add_option("--jobs", arguments.suite.jobs, "How many to run at once; else as many as there are cores")
       ->check(CLI::Range(1, mostJobs))
       ->type_name("N");
+  command.add_flag("!--no-strict", arguments.suite.isStrict,
+                   "Pass in spite of a notification that is not counted or an answer that is not accepted");
   command.footer("Example: pellion test examples/scenarios --filter sale --junit report.xml");
 }
 

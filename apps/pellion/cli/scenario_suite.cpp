@@ -52,6 +52,18 @@ class Record {
     return mismatches;
   }
 
+  /// A line for each, for a person to read.
+  [[nodiscard]] std::string warnings() const {
+    std::string text;
+    for (const Kept& event : events_) {
+      if (event.actor != "scenario" || event.what != "warning") continue;
+      const auto part = [&](const char* name) { return printable(textAt(event.details, name)); };
+      text +=
+          "warning: " + part("place") + ": " + part("problem") + ": " + part("reason") + "; " + part("remedy") + '\n';
+    }
+    return text;
+  }
+
  private:
   struct Kept {
     std::string actor;
@@ -70,8 +82,11 @@ void runScenario(const Scenario& scenario, services::Network& network, const Sui
     refuseBackendSteps(scenario);
     checkServerURL(*options.server, scenario);
   }
-  ScenarioRun run(scenario, network, {.server = options.server, .sink = std::ref(*record)});
-  if (run.run()) return;
+  ScenarioRun run(scenario, network, {.server = options.server, .sink = std::ref(*record), .isStrict = options.isStrict});
+  if (run.run()) {
+    result.warnings = record->warnings();
+    return;
+  }
   result.outcome = SuiteOutcome::failed;
   result.position = run.failedAt();
   result.mismatches = record->mismatches();

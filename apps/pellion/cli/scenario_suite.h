@@ -25,6 +25,7 @@ struct SuiteResult {
   std::optional<Position> position = {};    ///< of what failed or is unusable, where that is known
   Mismatches mismatches = {};               ///< of a failure
   std::string error = {};                   ///< of an unusable file: why, without file and position
+  std::string warnings = {};                ///< of a scenario that passed, a line for each
   /// Writes the timeline of a failure.
   std::function<std::string(bool inColour)> timeline = {};
 
@@ -50,6 +51,7 @@ struct SuiteOptions {
   std::size_t jobs = 1;
   std::optional<std::string> server = {};  ///< instead of each run's own backend
   bool failsFast = false;                  ///< starts no further file after one that did not pass
+  bool isStrict = true;                    ///< as for ScenarioRun
   bool onlyReads = false;                  ///< reads and checks the scenarios, but does not run them
 };
 

@@ -23,7 +23,8 @@ bool isScheme(const platform::Value& value) {
 const Shape schemeShape{"the scheme of a URL, such as \"shop\"", isScheme};
 const Shape listOfSchemes{"a list of schemes", isList, {}, &schemeShape};
 const Shape notificationsByName{"an object of notifications by name", isObject, {}, &notificationShape};
-const Shape listOfSteps{"a list of steps", isList};
+const Shape listOfSteps{"a list of at least one step, such as \"launch\"",
+                        [](const platform::Value& value) { return isList(value) && !value.elements().empty(); }};
 const Field documentFields[] = {{"name", &shapes::text, true},
                                 {"description", &shapes::text},
                                 {"configuration", &sharedConfigurationShape},

@@ -23,6 +23,7 @@ bool expectsRaised(const Step& step) { return step.kind->name == "expect" && ste
 ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, Options options)
     : scenario_(scenario),
       options_(std::move(options)),
+      warnings_(scenario, !options_.server),
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
@@ -50,11 +51,13 @@ bool ScenarioRun::run() {
   report("scenario", "begins", Value::dictionary(heading));
   runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
   for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
+    beginStep(*step);
     runAt(step->position, [&] { step->kind->run(*this, step->argument); });
     if (raised_.empty() || hasFailed_) continue;
     const auto next = std::next(step);
     if (next == scenario_.steps.end() || !expectsRaised(*next)) failForRaised(step->position);
   }
+  if (!hasFailed_) reportWarnings();
   report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
   const std::lock_guard lock(mutex_);
   isOver_ = true;
@@ -105,6 +108,7 @@ void ScenarioRun::record(host::Event event) {
   } else {
     event.details = readableDetails(event);
   }
+  warnings_.observe(event);
   untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
   if (!options_.sink) return;
   event.details = scenario_.redaction.value(event.details);
@@ -210,6 +214,33 @@ void ScenarioRun::failForRaised(Position position) {
 std::vector<ReceivedRequest> ScenarioRun::takeRequests() {
   const std::lock_guard lock(mutex_);
   return std::exchange(requests_, {});
+}
+
+void ScenarioRun::beginStep(const Step& step) {
+  const std::lock_guard lock(mutex_);
+  warnings_.begin(step);
+}
+
+void ScenarioRun::handsOver(std::string_view name, const Value& payload) {
+  const std::lock_guard lock(mutex_);
+  warnings_.handOver(name, payload);
+}
+
+void ScenarioRun::reportWarnings() {
+  std::unique_lock lock(mutex_);
+  const std::vector<Warning> warnings = warnings_.warnings();
+  lock.unlock();
+  for (const auto& [position, subject, problem, reason, remedy, wanted] : warnings) {
+    if (options_.isStrict && !wanted.empty()) {
+      fail(position, {{subject, wanted, problem + ": " + reason}});
+    } else {
+      report("scenario", "warning",
+           Value::dictionary({{"place", placeText(scenario_.file, position)},
+                              {"problem", subject + " " + problem},
+                              {"reason", reason},
+                              {"remedy", remedy}}));
+    }
+  }
 }
 
 std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {

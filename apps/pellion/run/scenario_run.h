@@ -16,6 +16,7 @@
 #include "pellion/backend/backend.h"
 #include "pellion/document/scenario.h"
 #include "pellion/run/mismatch.h"
+#include "pellion/run/run_warnings.h"
 #include "pellion/run/temporary_directory.h"
 #include "services/http/network.h"
 
@@ -28,6 +29,7 @@ class ScenarioRun {
     std::optional<std::string> server = {};  ///< replaces the run's own backend
     host::Clock::Kind clock = host::Clock::Kind::virtualTime;
     host::EventSink sink = {};  ///< called by one thread at a time
+    bool isStrict = false;      ///< fails for what would only be a warning: see RunWarnings
   };
 
   /// The scenario and the network outlive this object. For a run against a server the scenario must have passed
@@ -37,8 +39,8 @@ class ScenarioRun {
   ScenarioRun& operator=(const ScenarioRun&) = delete;
   ~ScenarioRun();
 
-  /// Runs the steps up to the first failure; returns whether all passed. Throws InputError for a configuration that
-  /// turns out to be unusable.
+  /// Runs the steps up to the first failure, then reports warnings; returns whether all passed. Throws InputError for a
+  /// configuration that turns out to be unusable.
   bool run();
   /// The position of the expectation or step that made the run fail.
   [[nodiscard]] std::optional<Position> failedAt() const { return failedAt_; }
@@ -56,6 +58,8 @@ class ScenarioRun {
   void configure(std::span<const platform::Value::Entry> overrides);
   /// Whether this is the first event for a notification of that name.
   bool isNews(std::string_view name) { return known_.emplace(name).second; }
+  /// The present step hands this notification over to the application.
+  void handsOver(std::string_view name, const platform::Value& payload);
   /// The App Group of the configuration, if it has one.
   [[nodiscard]] std::optional<std::string> appGroup() const;
   /// Runs `work` inside the process and turns the main queue. Events of other threads meanwhile are reported after
@@ -78,7 +82,9 @@ class ScenarioRun {
   void holdOthersBack();
   void releaseOthers();
   void runAt(Position position, const std::function<void()>& work);
+  void beginStep(const Step& step);
   void failForRaised(Position position);
+  void reportWarnings();
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
 
   const Scenario& scenario_;
@@ -91,6 +97,7 @@ class ScenarioRun {
   std::optional<std::string> secret_;
   std::vector<ReceivedRequest> requests_;
   std::size_t requestCount_ = 0;
+  RunWarnings warnings_;
   std::vector<platform::Value::Entry> configuration_;
   std::vector<std::string> raised_;
   std::set<std::string> known_;

@@ -48,6 +48,7 @@ void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload
 
 void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
   const Value payload = payloadOf(run, notification);
+  run.handsOver(notification.value.text(), payload);
   tellOf(run, notification, payload, "platform", "delivered", {"in", state});
   run.inProcess([&] { deliver(payload); });
 }
@@ -64,6 +65,11 @@ void answer(ScenarioRun& run, const JSONNode& notification, const Value& action,
   const Value payload = payloadOf(run, notification);
   tellOf(run, notification, payload, actor, what, {"with", action});
   run.inProcess([&] { work(payload, identifierOf(action)); });
+}
+
+void respondTo(ScenarioRun& run, const JSONNode& notification, const Value& action) {
+  run.handsOver(notification.value.text(), payloadOf(run, notification));
+  answer(run, notification, action, "user", "responded", host::deliverResponse);
 }
 
 Value actionIn(const JSONNode& response) {
@@ -103,13 +109,13 @@ void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
 }
 
 void respond(ScenarioRun& run, const JSONNode& response) {
-  answer(run, *response.find("to"), actionIn(response), "user", "responded", host::deliverResponse);
+  respondTo(run, *response.find("to"), actionIn(response));
 }
 void tap(ScenarioRun& run, const JSONNode& notification) {
-  answer(run, notification, "tap", "user", "responded", host::deliverResponse);
+  respondTo(run, notification, "tap");
 }
 void dismiss(ScenarioRun& run, const JSONNode& notification) {
-  answer(run, notification, "dismiss", "user", "responded", host::deliverResponse);
+  respondTo(run, notification, "dismiss");
 }
 
 void handleResponse(ScenarioRun& run, const JSONNode& response) {

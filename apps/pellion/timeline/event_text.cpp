@@ -261,6 +261,7 @@ constexpr EventText otherTexts[] = {
     {"platform", "registration failed", registrationFailed},
     {"user", "consent", consent},
     {"scenario", "configures", configures},
+    {"scenario", "warning", warning},
     {"clock", "advances", advances},
     {"backend", "request", request},
     {"backend", "answer", answer},

@@ -17,4 +17,11 @@ Lines notAccepted(const Value& details) {
           {{textAt(details, "consequence"), Ink::bad}}};
 }
 
+Lines warning(const Value& details) {
+  return {{{"warning: " + textAt(details, "problem"), Ink::bad}},
+          {{textAt(details, "reason")}},
+          {{textAt(details, "remedy")}},
+          {{textAt(details, "place"), Ink::faint}}};
+}
+
 }  // namespace pellion

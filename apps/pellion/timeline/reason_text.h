@@ -8,5 +8,6 @@ namespace pellion {
 
 Lines hindered(const platform::Value& details);
 Lines notAccepted(const platform::Value& details);
+Lines warning(const platform::Value& details);
 
 }  // namespace pellion

@@ -1,0 +1,176 @@
+#include "pellion/run/run_warnings.h"
+
+#include <algorithm>
+#include <set>
+
+#include "platform/json_serialization.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+const Value& at(const Value& details, std::string_view key) {
+  static const Value nothing;
+  const Value* found = details.find(key);
+  return found == nullptr ? nothing : *found;
+}
+
+std::string reasonAndRemedy(const Value& details) {
+  return std::string(at(details, "reason").text()) + "; " + std::string(at(details, "remedy").text());
+}
+
+void addIDs(std::vector<std::string>& ids, const Value& entries) {
+  for (const Value& entry : entries.elements()) ids.push_back(at(entry, "notificationid").description());
+}
+
+std::optional<Value> objectIn(const Value& text) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.text().data());
+  auto json = platform::JSONSerialization::JSONObjectWithData({bytes, text.text().size()}, nullptr);
+  return json && json->ifDictionary() != nullptr ? json : std::nullopt;
+}
+
+struct CarriedID {
+  Value id;
+  bool isInAddInfo;  ///< where the module looks for it
+};
+
+/// The id in the payload, wherever it is: who writes it in a wrong place means it too.
+std::optional<CarriedID> carriedID(const Value& payload) {
+  std::optional<CarriedID> elsewhere;
+  std::vector<Value> unread{payload};
+  while (!unread.empty()) {
+    const Value next = std::move(unread.back());
+    unread.pop_back();
+    unread.insert(unread.end(), next.elements().begin(), next.elements().end());
+    for (const Value::Entry& entry : next.entries()) {
+      if (entry.key == Value("pellionPnID") && !elsewhere) elsewhere = {entry.value, false};
+      if (const std::optional<Value> object = objectIn(entry.value)) {
+        const Value* id = object->find("pellionPnID");
+        if (id != nullptr && entry.key == Value("addInfo")) return CarriedID{*id, true};
+        unread.push_back(*object);
+      }
+      unread.push_back(entry.value);
+    }
+  }
+  return elsewhere;
+}
+
+/// Why the module finds no id; empty if it does.
+std::string faultOf(const CarriedID& carried) {
+  if (!carried.isInAddInfo) return R"(the id is not in the JSON text "addInfo"; write it there)";
+  const bool isPositive = (carried.id.isNumber() || carried.id.ifString()) && carried.id.integerValue() >= 1;
+  return isPositive ? "" : "the id is not an integer above 0; give it one";
+}
+
+}  // namespace
+
+void RunWarnings::handOver(std::string_view name, const Value& payload) {
+  const std::optional<CarriedID> carried = carriedID(payload);
+  if (!carried) return;
+  handedOver_.push_back({.step = step_,
+                         .name = std::string(name),
+                         .id = carried->id.description(),
+                         .fault = faultOf(*carried),
+                         .reason = hindrance_});
+}
+
+RunWarnings::HandedOver* RunWarnings::ofThisStep() {
+  return handedOver_.empty() || handedOver_.back().step != step_ ? nullptr : &handedOver_.back();
+}
+
+void RunWarnings::observe(const host::Event& event) {
+  const auto is = [&](std::string_view actor, std::string_view what) {
+    return event.actor == actor && event.what == what;
+  };
+  if (event.actor == "module") {
+    observeModule(event);
+  } else if (is("backend", "request")) {
+    hindrance_.reset();
+    addIDs(sent_, at(at(at(event.details, "body"), "json"), "pnstats"));
+  } else if (is("network", "sends") && !readsRequests_) {
+    const bool isStatistics = at(event.details, "url").text().find("/channel/add?") != std::string_view::npos;
+    if (HandedOver* notification = ofThisStep()) notification->isCounted = notification->isCounted || isStatistics;
+  } else if (is("shared store", "stored") && at(event.details, "key") == Value("pellionDidReceivePushNotification")) {
+    pending_.clear();
+    addIDs(pending_, at(event.details, "value"));
+  } else if (is("platform", "unheard")) {
+    if (HandedOver* notification = ofThisStep()) {
+      notification->reason = "no delegate has the method " + std::string(at(event.details, "callback").text()) +
+                             "; start the messaging service, and set the delegate before";
+    }
+  } else if (is("app", "launched")) {
+    hindrance_.reset();
+  }
+}
+
+void RunWarnings::observeModule(const host::Event& event) {
+  if (event.what == "hindered") {
+    hindrance_ = reasonAndRemedy(event.details);
+    if (HandedOver* notification = ofThisStep()) notification->reason = hindrance_;
+  } else if (event.what == "not accepted") {
+    if (HandedOver* notification = ofThisStep()) notification->reason = reasonAndRemedy(event.details);
+    const Value* status = event.details.find("status");
+    if (status == nullptr) return;
+    unaccepted_.push_back({step_, status->integer(), std::string(at(event.details, "reason").text())});
+  }
+}
+
+bool RunWarnings::isExpectedAfter(std::size_t step) const {
+  constexpr std::string_view names[] = {"statistics", "requests", "requestsInAnyOrder", "pending", "raised"};
+  return std::any_of(
+      scenario_.steps.begin() + static_cast<std::ptrdiff_t>(step), scenario_.steps.end(), [&](const Step& each) {
+        return each.kind->name == "expect" &&
+               std::ranges::any_of(names, [&](std::string_view name) { return each.argument.find(name) != nullptr; });
+      });
+}
+
+/// A step without a status asks for 200; the bytes of a raw answer may hold any.
+bool RunWarnings::isAskedFor(std::int64_t status) const {
+  return std::ranges::any_of(scenario_.steps, [&](const Step& step) {
+    if (step.kind->name != "backend") return false;
+    const JSONNode* wanted = step.argument.find("status");
+    return step.argument.find("raw") != nullptr || (wanted == nullptr ? 200 : wanted->value.integer()) == status;
+  });
+}
+
+Warning RunWarnings::uncounted(const HandedOver& notification) const {
+  const std::string fallback =
+      "the module did not record it; --log shows what it did, and pellion explain reads its payload";
+  return {.position = scenario_.steps[notification.step].position,
+          .subject = (notification.name.empty() ? "a notification" : '"' + notification.name + '"') + " with id " +
+                     notification.id,
+          .problem = "leads to no statistics entry",
+          .reason = notification.fault.empty() ? notification.reason.value_or(fallback) : notification.fault,
+          .remedy = R"(if this is meant, expect it: {"expect": {"statistics": []}})",
+          .wanted = R"(a statistics entry, or an "expect" with "statistics")"};
+}
+
+std::vector<Warning> RunWarnings::warnings() const {
+  std::vector<Warning> found;
+  std::set<std::string> known(sent_.begin(), sent_.end());
+  known.insert(pending_.begin(), pending_.end());
+  for (const HandedOver& each : handedOver_) {
+    if (each.isCounted || isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
+    found.push_back(uncounted(each));
+  }
+  for (const auto& [step, status, reason] : unaccepted_) {
+    if (isAskedFor(status)) continue;
+    found.push_back({.position = scenario_.steps[step].position,
+                     .subject = "answer " + std::to_string(status),
+                     .problem = R"(is not accepted, and no "backend" step asks for it)",
+                     .reason = reason,
+                     .remedy = "correct the server, or what the scenario sends",
+                     .wanted = R"(an accepted answer, or a "backend" step that asks for this one)"});
+  }
+  if (std::ranges::none_of(scenario_.steps, [](const Step& step) { return step.kind->name == "expect"; })) {
+    found.push_back({.position = scenario_.steps.front().position,
+                     .subject = "the scenario",
+                     .problem = "expects nothing",
+                     .reason = "whatever the module does, it passes",
+                     .remedy = R"(add an "expect" step)"});
+  }
+  return found;
+}
+
+}  // namespace pellion

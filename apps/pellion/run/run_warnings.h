@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/phone/observed_event.h"
+#include "pellion/document/scenario.h"
+
+namespace pellion {
+
+/// What deserves attention at the end of a run whose expectations hold.
+struct Warning {
+  Position position;
+  std::string subject;
+  std::string problem;  ///< a verb and the rest of the sentence
+  std::string reason;
+  std::string remedy;
+  std::string wanted = {};  ///< empty if it fails no strict run either
+};
+
+/// Watches the events of a run and finds three things that its expectations miss:
+///
+/// A notification that is not counted: a step delivers it or the user responds to it, it carries an id, no statistics
+/// entry with that id is sent or still pending at the end, and no later "expect" shows that this is meant.
+/// An answer that the module does not accept, of a status that no "backend" step asks for.
+/// A scenario without any "expect".
+class RunWarnings {
+ public:
+  /// Without the built-in backend the ids in the requests are not known. Then a notification is counted if its step
+  /// sends statistics.
+  RunWarnings(const Scenario& scenario, bool readsRequests) : scenario_(scenario), readsRequests_(readsRequests) {}
+
+  void begin(const Step& step) { step_ = static_cast<std::size_t>(&step - scenario_.steps.data()); }
+  /// The present step hands over this notification; the name is empty if it has none.
+  void handOver(std::string_view name, const platform::Value& payload);
+  /// One thread at a time.
+  void observe(const host::Event& event);
+
+  [[nodiscard]] std::vector<Warning> warnings() const;
+
+ private:
+  struct HandedOver {
+    std::size_t step;
+    std::string name;
+    std::string id;
+    std::string fault;  ///< of the payload; empty if the module can read the id
+    std::optional<std::string> reason = {};
+    bool isCounted = false;
+  };
+  struct Unaccepted {
+    std::size_t step;
+    std::int64_t status;
+    std::string reason;
+  };
+
+  HandedOver* ofThisStep();
+  void observeModule(const host::Event& event);
+  [[nodiscard]] bool isExpectedAfter(std::size_t step) const;
+  [[nodiscard]] bool isAskedFor(std::int64_t status) const;
+  [[nodiscard]] Warning uncounted(const HandedOver& notification) const;
+
+  const Scenario& scenario_;
+  const bool readsRequests_;
+  std::size_t step_ = 0;
+  std::vector<HandedOver> handedOver_;
+  std::vector<Unaccepted> unaccepted_;
+  std::vector<std::string> sent_;         ///< ids
+  std::vector<std::string> pending_;      ///< ids
+  std::optional<std::string> hindrance_;  ///< the last one, unless a request has been sent since
+};
+
+}  // namespace pellion
