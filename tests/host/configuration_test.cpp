@@ -30,7 +30,7 @@ TEST(Configuration, namesTheFileTheKeyAndTheExpectedValue) {
       {{{"CLEAR_TEXT_HOSTS", "a"}}, "CLEAR_TEXT_HOSTS must be a list"},
       {{{"CLEAR_TEXT_HOSTS", Value::list({1})}}, "CLEAR_TEXT_HOSTS must be a string"},
       {{{"CA_FILE", "nowhere.pem"}}, "CA_FILE must name a file"},
-      {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not known; known are ANONYMOUS_ID, ANONYMOUS_TRACKING"},
+      {{{"SERVER_ULR", "x"}}, "SERVER_ULR is not a known key; the keys are ANONYMOUS_ID, ANONYMOUS_TRACKING"},
       {{{"SERVER_URL", nullptr}}, "SERVER_URL is missing"},
       {{{"SERVER_URL", ""}, {"DOMAIN", ""}}, "SERVER_URL is missing"},
       {{{"CA_FILE", std::string(5000, 'x')}}, "CA_FILE must name a file"},

@@ -51,7 +51,7 @@ void ReferenceCoreLibrary::report(bool isHindered, const char* effect, const std
     if (isHindered) reported_.insert(reason);
     if (!isHindered || wasReported) return;
   }
-  process_.tell("module", "hindered", hindrance(effect, reason, remedy));
+  process_.report("module", "hindered", hindrance(effect, reason, remedy));
 }
 
 void ReferenceCoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {

@@ -158,7 +158,7 @@ void services::noteTextWithoutURL(std::string_view text) {
   host::Process* process = host::Process::currentOrNull();
   if (process == nullptr || !process->hasListener()) return;
   const std::string effect = "makes no URL of " + std::string(text);
-  process->tell("platform", "hindered",
+  process->report("platform", "hindered",
                 process->isLinkedBefore17()
                     ? host::hindrance(effect,
                                       "RFC 3986 does not allow the text, and for an application linked before release "

@@ -40,7 +40,7 @@ void tellUnlessAccepted(Process& process, bool isRegistration, const Value* data
     details.push_back({"remedy", "let the backend answer 200 with a JSON body"});
   }
   details.push_back({"consequence", consequence(isRegistration)});
-  process.tell("module", "not accepted", Value::dictionary(details));
+  process.report("module", "not accepted", Value::dictionary(details));
 }
 
 /// A session that also reports, as the event "not accepted" of the module, each request that brings it nothing: the
