@@ -42,6 +42,7 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
       {"{} /* a", "s.json:1:8: not JSON: Unspecific syntax error"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
+      {"{\"aps\": {}}", "s.json:1:1: this is a payload, not a scenario; explain it with: pellion explain s.json"},
       {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},
       {R"({"naem": "n"})",

@@ -10,12 +10,16 @@
 #include <optional>
 #include <set>
 
+#include "pellion/document/json_cause.h"
 #include "pellion/document/text_width.h"
 
 namespace pellion {
 namespace {
 
 constexpr std::size_t deepestLevel = 64;
+constexpr unsigned strictFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
+constexpr unsigned commentedFlags =
+    strictFlags | rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
 
 /// Converts increasing offsets into positions; looks at each byte once.
 class PositionCounter {
@@ -151,6 +155,12 @@ class TreeBuilder {
   std::optional<JSONNode> root_;
 };
 
+std::optional<JSONCause> causeOf(std::string_view text, const rapidjson::ParseResult& error) {
+  const bool wantsComma = error.Code() == rapidjson::kParseErrorObjectMissCommaOrCurlyBracket ||
+                          error.Code() == rapidjson::kParseErrorArrayMissCommaOrSquareBracket;
+  return causeOfJSONError(text, error.Offset(), wantsComma);
+}
+
 }  // namespace
 
 std::string placeText(std::string_view file, Position position) {
@@ -169,17 +179,37 @@ const JSONNode* JSONNode::find(std::string_view name) const {
   return member == members.end() ? nullptr : &member->value;
 }
 
+std::string_view withoutByteOrderMark(std::string_view text) {
+  return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text;
+}
+
+std::string repairedJSON(std::string_view text) {
+  constexpr int mostRepairs = 1000;
+  std::string repaired(withoutByteOrderMark(text));
+  for (int i = 0; i < mostRepairs; ++i) {
+    rapidjson::MemoryStream stream(repaired.data(), repaired.size());
+    rapidjson::BaseReaderHandler<> ignored;
+    rapidjson::Reader reader;
+    const rapidjson::ParseResult result = reader.Parse<strictFlags>(stream, ignored);
+    const auto cause = result.IsError() ? causeOf(repaired, result) : std::nullopt;
+    if (!cause || !cause->repair) break;
+    repaired.replace(cause->offset, cause->repair->length, cause->repair->replacement);
+  }
+  return repaired;
+}
+
 JSONNode readJSON(std::string_view file, std::string_view text, JSONForm form) {
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);  // RapidJSON would also accept half a mark
+  text = withoutByteOrderMark(text);  // RapidJSON would also accept half a mark
   // A memory stream: unlike a string stream it is not copied while numbers are read, so Tell() is always correct.
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeBuilder builder(file, text, stream);
   rapidjson::Reader reader;
-  constexpr unsigned strict = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
-  constexpr unsigned commented = strict | rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
-  const rapidjson::ParseResult result =
-      form == JSONForm::commented ? reader.Parse<commented>(stream, builder) : reader.Parse<strict>(stream, builder);
+  const rapidjson::ParseResult result = form == JSONForm::commented ? reader.Parse<commentedFlags>(stream, builder)
+                                                                    : reader.Parse<strictFlags>(stream, builder);
   if (result.IsError()) {
+    if (const auto cause = causeOf(text, result)) {
+      throw errorAt(file, PositionCounter(text).at(cause->offset), "not JSON: " + cause->text);
+    }
     std::string_view reason = rapidjson::GetParseError_En(result.Code());
     reason = reason.substr(0, reason.find_last_not_of('.') + 1);
     throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));

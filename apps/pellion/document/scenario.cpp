@@ -111,7 +111,15 @@ void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
   for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
 }
 
+void refusePayload(std::string_view file, const JSONNode& document) {
+  if (document.find("steps") != nullptr || (document.find("aps") == nullptr && document.find("addInfo") == nullptr))
+    return;
+  throw errorAt(file, document.position,
+                "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
+}
+
 Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds, const Redaction& redaction) {
+  refusePayload(file, document);
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
                     .name = std::string(document.find("name")->value.text()),

@@ -51,9 +51,9 @@ void tellWhyNot(const std::string& url, const std::optional<std::string>& scheme
   const auto tell = [&](const char* reason, const char* remedy) {
     Process::current().report("platform", "hindered", hindrance("would not open " + url, reason, remedy));
   };
-  if (!scheme) return report("it has no scheme", "begin it with one, such as https:");
-  if (isDeclared) return report("nothing installed opens the scheme", R"(add it to "installedSchemes")");
-  report(
+  if (!scheme) return tell("it has no scheme", "begin it with one, such as https:");
+  if (isDeclared) return tell("nothing installed opens the scheme", R"(add it to "installedSchemes")");
+  tell(
       "the application does not declare the scheme",
       UIApplication::isInstalled(*scheme)
           ? R"(add it to "queriedSchemes")"
