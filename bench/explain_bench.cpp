@@ -30,14 +30,24 @@ std::string payload() {
                            {"conversion", Value::dictionary({{"group", "shop"}, {"event", "purchase"}})},
                            {"actionButton", Value::list(buttons)},
                            {"text", std::string(size, 'x')}});
-    return pellion::compactJSON(Value::dictionary({{"addInfo", pellion::compactJSON(addInfo)}}));
+    return pellion::compactJSON(Value::dictionary(
+        {{"aps", Value::dictionary({{"alert", "Sale"}})}, {"addInfo", pellion::compactJSON(addInfo)}}));
   };
   return ofText(pellion::Explanation::largestPayload - ofText(0).size());
 }
 
 void explain(benchmark::State& state) {
   const std::string text = payload();
-  for (auto _ : state) benchmark::DoNotOptimize(pellion::explain("payload", text, {}));
+  for (auto _ : state) {
+    pellion::Explainer explainer({});
+    benchmark::DoNotOptimize(explainer.explain("payload", text));
+  }
+}
+
+void findings(benchmark::State& state) {
+  const std::string text = payload();
+  pellion::Explainer explainer({});
+  for (auto _ : state) benchmark::DoNotOptimize(explainer.explain("payload", text, false));
 }
 
 class ApplicationDelegate {
@@ -58,3 +68,4 @@ void launch(benchmark::State& state) {
 
 BENCHMARK(launch)->Name("explain/launch");
 BENCHMARK(explain)->Name("explain/4_KiB");
+BENCHMARK(findings)->Name("explain/findings_4_KiB");

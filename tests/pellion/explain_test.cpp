@@ -3,11 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
+#include "pellion/document/json_reader.h"
 #include "pellion/document/json_writer.h"
+#include "pellion/explain/explanation_reports.h"
 #include "tests/support/cases.h"
 
 namespace pellion {
@@ -16,80 +17,191 @@ namespace {
 using namespace testing;
 using platform::Value;
 
-const std::string payloads = PELLION_SOURCE_DIR "/examples/payloads/";
+const std::string examples = PELLION_SOURCE_DIR "/examples/";
+const std::string payloads = examples + "payloads/";
+const std::string broken = payloads + "broken/";
 
 struct Told {
   int status;
-  std::string text;
+  std::string out;
+  std::string err;
+  [[nodiscard]] std::string text() const { return test::singleSpaced(out + err); }
 };
-Told tell(std::vector<std::string> arguments) {
-  std::ostringstream told;
+Told tell(std::vector<std::string> arguments, std::size_t columns = 100) {
+  std::ostringstream out;
+  std::ostringstream err;
   arguments.insert(arguments.begin(), "explain");
-  const int status = runCommandLine(arguments, {.out = told, .err = told});
-  return {status, test::singleSpaced(told.str())};
+  const int status = runCommandLine(arguments, {.out = out, .err = err, .columns = columns});
+  return {status, out.str(), err.str()};
 }
 
-std::vector<std::string> linesOfFile(const std::string& path) {
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  return lines;
+/// "5:14 error addinfo-object", or the error of a file that is unusable, without its name.
+std::vector<std::string> findingsOf(const std::filesystem::path& path) {
+  const std::string text = test::fileText(path);
+  const std::string file = path.filename();
+  const auto lines = [](const std::vector<Finding>& findings) {
+    std::vector<std::string> found;
+    for (const Finding& each : findings) {
+      const std::string place = placeText("", each.place.position).substr(1);
+      found.push_back(place + " " + nameOf(each.level) + " " + each.code);
+    }
+    return found;
+  };
+  try {
+    if (path.string().find("/configurations/") != std::string::npos)
+      return lines(judgeConfiguration(file, text).findings);
+    return lines(Explainer({}).explain(file, text, false).findings);
+  } catch (const DocumentError& error) {
+    return {std::string(error.what()).substr(file.size() + 1)};
+  }
 }
 
-TEST(Explain, SaysOfEveryBrokenExampleWhyItIsNotCounted) {
+TEST(Explain, FindsTheMistakeOfEachBrokenExample) {
+  const Value table = test::caseJSON("pellion/cases/broken_examples.json");
   std::size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(payloads + "broken")) {
-    if (entry.path().extension() != ".json") continue;
-    ++count;
-    const std::vector<std::string> expected =
-        linesOfFile(std::filesystem::path(entry.path()).replace_extension(".expected"));
-    ASSERT_GE(expected.size(), 2) << entry.path();
-    const Told told = tell({entry.path()});
-    EXPECT_EQ(std::to_string(told.status), expected.front()) << entry.path();
-    for (std::size_t i = 1; i < expected.size(); ++i) EXPECT_THAT(told.text, HasSubstr(expected[i]));
+  for (const char* folder : {"payloads/broken", "configurations/broken"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(examples + folder)) {
+      const std::string name = std::string(folder) + "/" + entry.path().filename().string();
+      const Value* expected = table.find(name);
+      ASSERT_NE(expected, nullptr) << name << " has no row in broken_examples.json";
+      ++count;
+      std::vector<std::string> wanted;
+      for (const Value& line : expected->elements()) wanted.emplace_back(line.text());
+      EXPECT_FALSE(wanted.empty()) << name;
+      EXPECT_EQ(findingsOf(entry.path()), wanted) << name;
+    }
   }
-  EXPECT_EQ(count, 20);
+  EXPECT_EQ(count, table.entries().size());
 }
 
-TEST(Explain, FindsNothingInPayloadsThatAreCounted) {
-  for (const char* name : {"news", "parcel", "sale"}) {
-    const Told told = tell({payloads + name + ".json", "--scheme", "Shop"});
-    EXPECT_EQ(told.status, 0) << told.text;
-    EXPECT_THAT(told.text, AllOf(HasSubstr("recorded ✓ delivered"), HasSubstr("Nothing deserves attention")));
+TEST(Explain, FindsNothingInGoodExamples) {
+  const Told told = tell({payloads + "news.json", payloads + "parcel.json", payloads + "sale.json", "--scheme", "Shop",
+                          "--configuration", examples + "configurations/shop.json"});
+  EXPECT_EQ(told.status, 0);
+  EXPECT_EQ(told.text(), "3 payloads: 0 errors, 0 warnings");
+}
+
+TEST(Explain, CorrectsWhatIsCertain) {
+  for (const auto& entry : std::filesystem::directory_iterator(broken)) {
+    const std::string file = entry.path();
+    if (file.find("scenario") != std::string::npos) continue;
+    const Told told = tell({file, "--fix"});
+    if (told.status == 2) {
+      EXPECT_THAT(file, HasSubstr("json_quotes_not_escaped")) << told.err;
+      continue;
+    }
+    EXPECT_NO_THROW(readJSON(file, told.out)) << told.out;
+    EXPECT_EQ(told.status, told.err.find(": error: ") == std::string::npos ? 0 : 1) << told.err;
+  }
+  const Value content = Value::dictionary({{"pellionPnID", 41}, {"clickAction", "https://shop.example/sale"}});
+  const std::string alert = "Only today: half price";
+  const Value good =
+      Value::dictionary({{"aps", Value::dictionary({{"alert", alert}})}, {"addInfo", compactJSON(content)}});
+  for (const char* name : {"addinfo_as_object", "addinfo_base64", "addinfo_url_encoded", "addinfo_html_escaped",
+                           "aps_as_text", "link_one_slash", "link_scheme_misspelt", "link_space_at_end"}) {
+    const Told told = tell({broken + name + ".json", "--fix"});
+    EXPECT_EQ(told.status, 0) << told.err;
+    const Value fixed = readJSON(name, told.out).value;
+    EXPECT_EQ(test::at(fixed, "aps"), test::at(good, "aps")) << name;
+    EXPECT_EQ(readJSON(name, test::textAt(fixed, "addInfo")).value, content) << name;
   }
 }
 
-TEST(Explain, FindsWhatDeservesAttention) {
+TEST(Explain, FindsWhatIsWrong) {
+  const Value aps = Value::dictionary({{"alert", "x"}});
   for (const Value& row : test::caseRows("pellion/cases/findings.json")) {
     const Value* const addInfo = row.find("addInfo");
-    const Value payload =
-        addInfo == nullptr ? test::at(row, "payload") : Value::dictionary({{"addInfo", compactJSON(*addInfo)}});
+    const Value* const link = row.find("link");
+    Value payload =
+        addInfo == nullptr && link == nullptr
+            ? test::at(row, "payload")
+            : Value::dictionary(
+                  {{"aps", aps},
+                   {"addInfo",
+                    compactJSON(link == nullptr ? *addInfo
+                                                : Value::dictionary({{"pellionPnID", 41}, {"clickAction", *link}}))}});
     std::vector<std::string> found;  // each with its place, in the text of addInfo where that has one
-    for (const Finding& finding : explain("p", compactJSON(payload), {}).findings) {
+    std::string remedies;
+    Explainer explainer({.urlSchemes = {"shop"}});
+    for (const Finding& finding : explainer.explain("p", compactJSON(payload), false).findings) {
       found.push_back(finding.code + " " + (finding.place.inText ? finding.place.inText->path : finding.place.path));
+      remedies += finding.text + "; " + finding.remedy + "\n";
     }
-    EXPECT_EQ(found, test::textsAt(row, "findings")) << test::textAt(row, "case");
+    EXPECT_EQ(found, test::textsAt(row, "findings")) << test::textAt(row, "case") << remedies;
+    if (const Value* says = row.find("says")) {
+      EXPECT_THAT(remedies, HasSubstr(says->text())) << test::textAt(row, "case");
+    }
+  }
+}
+
+TEST(Explain, SaysWhatResponsesLeadTo) {
+  const std::string sale = payloads + "sale.json";
+  const std::string same = broken + "buttons_same_action.json";
+  const std::string configurations = examples + "configurations/broken/";
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::vector<std::string> says;
+  } cases[] = {
+      {{sale, "--scheme", "shop", "--all"},
+       0,
+       {"recorded ✓ delivered (status 4), notificationid 41", "goal ✓ shop_purchase"}},
+      {{sale, "--scheme", "shop", "--action", "later"},
+       0,
+       {"recorded ✓ responded (status 5), notificationid 41, actionid \"later\""}},
+      {{sale, "--action", "snooze"},
+       1,
+       {"error: no button has the action \"snooze\", and a tap on it raises; the buttons are \"open\", \"later\""}},
+      {{sale, "--action", "dismiss"}, 1, {"error: a dismissal raises NSInvalidArgumentException"}},
+      {{broken + "no_such_file.json"}, 2, {"No such file or directory"}},
+      {{broken + "addinfo_as_object.json", "--all"},
+       1,
+       {"recorded ✗ stops at \"read addInfo\"", "raises ✗ NSInvalidArgumentException"}},
+      {{broken + "goal_with_capitals.json"},
+       0,
+       {"reported as \"Shop_Purchase\" ✗ not recorded: pending is \"shop_purchase\""}},
+      {{same, "--action", "open"}, 1, {"opens ✓ https://shop.example/sale"}},
+      {{payloads + "parcel.json", "--configuration", configurations + "app_meta_missing.json"},
+       1,
+       {"error: APP_META is missing", "✗ not recorded: APP_META is missing in the configuration"}},
+      {{sale, "--configuration", examples + "scenarios/a_day.json"}, 0, {"opens shop://sale"}},
+      {{broken + "payload_too_large.json", "--voip"}, 1, {"5310 bytes of 5120"}},
+      {{payloads, "--format", "junit"},
+       2,
+       {"<testsuite name=\"pellion explain\"", "<failure message=", "<error message="}},
+      {{"-", "--configuration", "-"}, 2, {"standard input is named twice"}},
+      {{sale, "--scheme", "shop://"}, 2, {"--scheme shop://: not the scheme of a URL; give its name"}},
+      {{payloads, "--fix"}, 2, {"--fix writes one payload, and "}},
+  };
+  for (const auto& [arguments, status, says] : cases) {
+    const Told told = tell(arguments);
+    EXPECT_EQ(told.status, status) << told.text();
+    for (const std::string& text : says) EXPECT_THAT(told.text(), HasSubstr(text));
+  }
+}
+
+TEST(Explain, FollowsTheWidthOfTheTerminal) {
+  const std::string narrow = tell({payloads + "sale.json", "--scheme", "shop", "--all"}, 60).out;
+  std::istringstream lines(narrow);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("/")) continue;  // the file
+    EXPECT_LE(line.size(), 70) << line;   // in bytes
   }
 }
 
 TEST(Explain, WritesForMachines) {
   const std::string addInfo =
       R"({"pellionPnID": 41, "actionButton": [{"action": "later", "clickAction": "shop://x"}]})";
-  const std::string payload = compactJSON(Value::dictionary({{"addInfo", addInfo}}));
-  EXPECT_EQ(compactJSON(jsonOf(explain("p", payload, {.action = "later"}))),
+  const std::string payload =
+      compactJSON(Value::dictionary({{"aps", Value::dictionary({{"alert", "x"}})}, {"addInfo", addInfo}}));
+  const std::vector<Explanation> explanations{Explainer({.action = "later"}).explain("p", payload)};
+  EXPECT_EQ(compactJSON(readJSON("", jsonReport(explanations)).value),
             compactJSON(test::caseJSON("pellion/cases/explanation.json")));
-}
-
-TEST(Explain, RefusesWhatIsNoPayload) {
-  const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{PELLION_SOURCE_DIR "/nowhere.json"}, "nowhere.json: No such file or directory; give the path of a payload"},
-      {{payloads + "sale.json", "--scheme", "shop://"}, "--scheme shop://: not the scheme of a URL; give its name"},
-  };
-  for (const auto& [arguments, error] : cases) {
-    const Told told = tell(arguments);
-    EXPECT_EQ(told.status, 2);
-    EXPECT_THAT(told.text, HasSubstr(error));
-  }
+  const Value sarif = readJSON("", sarifReport(explanations)).value;
+  const Value& result = test::at(test::at(sarif, "runs").elements()[0], "results").elements()[0];
+  EXPECT_EQ(test::textAt(result, "ruleId"), "link-scheme-undeclared");
+  EXPECT_EQ(compactJSON(test::at(test::at(test::at(result, "locations").elements()[0], "physicalLocation"), "region")),
+            R"({"startLine":1,"startColumn":115})");
 }
 
 }  // namespace

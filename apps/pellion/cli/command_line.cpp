@@ -7,18 +7,17 @@
 #include <thread>
 
 #include "pellion/cli/backend_command.h"
+#include "pellion/cli/explain_command.h"
 #include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/server_probe.h"
 #include "pellion/cli/suite_reporter.h"
 #include "pellion/cli/test_command.h"
 #include "pellion/document/input_file.h"
-#include "pellion/document/json_writer.h"
 #include "pellion/document/notification_shape.h"
 #include "pellion/document/redaction.h"
 #include "pellion/document/similar_name.h"
 #include "pellion/document/text_width.h"
-#include "pellion/explain/explain.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/scenario_expectation.h"
 #include "pellion/steps/scenario_steps.h"
@@ -31,7 +30,6 @@ namespace {
 
 constexpr int passed = 0;
 constexpr int expectationFailed = 1;
-constexpr int somethingFound = 1;
 constexpr int inputUnusable = 2;
 
 constexpr int mostJobs = 256;
@@ -43,12 +41,6 @@ struct RunArguments {
   bool inRealTime = false;
   bool withLog = false;
   bool isStrict = false;
-};
-
-struct ExplainArguments {
-  std::string payload = "-";
-  ExplainOptions options;
-  bool asJSON = false;
 };
 
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
@@ -93,18 +85,6 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
     surroundings.out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
   }
   return passedCount == scenarios.size() ? passed : expectationFailed;
-}
-
-int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
-  const std::string text = readInputFile(arguments.payload, payloadFile);
-  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
-  const Explanation explanation = explain(inputName(arguments.payload), text, arguments.options);
-  if (arguments.asJSON) {
-    surroundings.out << prettyJSON(jsonOf(explanation)) << '\n';
-  } else {
-    writeText(surroundings.out, explanation, surroundings.inColour);
-  }
-  return explanation.findings.empty() ? passed : somethingFound;
 }
 
 void defineRun(CLI::App& app, RunArguments& arguments) {
@@ -152,18 +132,27 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
 
 void defineExplain(CLI::App& app, ExplainArguments& arguments) {
   CLI::App& command =
-      *app.add_subcommand("explain", "Tell what comes of a notification's payload, and why something does not");
-  command.add_option("PAYLOAD", arguments.payload,
-                     "A JSON object as the platform delivers it; standard input where it is - or left out");
-  command.add_option("--action", arguments.options.action, "Only this one: tap, dismiss or a button's identifier")
-      ->type_name("ID");
+      *app.add_subcommand("explain", "Find mistakes in push payloads, and show what a payload leads to");
+  command.add_option("PAYLOAD", arguments.paths,
+                     "JSON files as the platform delivers them, or directories of them; - or none: standard input");
   command
-      .add_option("--scheme", arguments.options.urlSchemes, "A URL scheme that the application declares; repeatable")
+      .add_option("--configuration", arguments.configuration,
+                  "Judge this configuration too: JSON, a scenario or a property list")
+      ->type_name("FILE");
+  command.add_option("--scheme", arguments.urlSchemes, "A URL scheme that the application declares; repeatable")
       ->type_name("NAME")
       ->expected(1);
-  command.add_flag("--json", arguments.asJSON, "Write JSON; docs/explain.md describes it");
+  command.add_option("--action", arguments.action, "Only this response: tap, dismiss or a button's identifier")
+      ->type_name("ID");
+  command.add_flag("--all", arguments.withAccount, "Show the full account of everything that can happen");
+  command.add_option("--format", arguments.format, "text, json, junit or sarif")
+      ->check(CLI::IsMember({"text", "json", "junit", "sarif"}))
+      ->type_name("FORMAT");
+  command.add_flag("--fix", arguments.fixes,
+                   "Write the corrected payload instead; what is left goes to standard error");
+  command.add_flag("--voip", arguments.isVoIP, "These are VoIP pushes, which may have 5120 bytes");
   command.footer(
-      "Exit status: 0 nothing deserves attention, 1 something does, 2 no payload.\n"
+      "Exit status: 0 no errors found (warnings may be), 1 errors found, 2 input that cannot be used.\n"
       "Example: pellion explain examples/payloads/sale.json --scheme shop");
 }
 
@@ -227,8 +216,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
       "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion test examples/scenarios\n"
       "  pellion new sale --from examples/payloads/sale.json\n"
       "  pellion explain examples/payloads/sale.json\n  pellion backend --port 8080\n\n"
-      "Exit status: 0 as expected, 1 an expectation failed or something deserves attention, 2 input that cannot be "
-      "used.");
+      "Exit status: 0 as expected, 1 an expectation failed or a payload has errors, 2 input that cannot be used.");
   RunArguments runArguments;
   TestArguments testArguments;
   testArguments.suite.jobs = std::max(1U, std::thread::hardware_concurrency());

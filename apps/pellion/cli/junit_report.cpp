@@ -16,36 +16,14 @@
 
 #include "pellion/document/input_error.h"
 #include "pellion/document/text_width.h"
+#include "pellion/document/xml_text.h"
 
 namespace pellion {
 namespace {
 
 using SuiteOutcome = SuiteResult::Outcome;
 
-/// Escapes printable text for XML.
-std::string escaped(std::string_view text) {
-  std::string copy;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    switch (text[at]) {
-      case '&': copy += "&amp;"; break;
-      case '<': copy += "&lt;"; break;
-      case '>': copy += "&gt;"; break;
-      case '"': copy += "&quot;"; break;
-      case '\xEF':  // U+FFFE and U+FFFF are not XML characters
-        copy += text.substr(at).starts_with("\xEF\xBF\xBE") || text.substr(at).starts_with("\xEF\xBF\xBF")
-                    ? "\uFFFD"
-                    : text.substr(at, 3);
-        at += 2;
-        break;
-      default: copy += text[at];
-    }
-  }
-  return copy;
-}
-
-std::string attribute(const char* name, std::string_view text) {
-  return std::string(" ") + name + "=\"" + escaped(printable(text)) + '"';
-}
+std::string attribute(const char* name, std::string_view text) { return xmlAttribute(name, text); }
 
 std::string attribute(const char* name, std::chrono::duration<double> seconds) {
   std::array<char, 32> text{};
@@ -106,7 +84,7 @@ void writeCase(std::ostream& out, const SuiteResult& result) {
   const std::string problem = problemPlace(result) + ": " + problemTexts(result).front();
   out << ">\n      <" << element << attribute("message", problem)
       << attribute("type", hasFailed ? "expectation" : "input") << '>'
-      << escaped(hasFailed ? failureText(result) : problem) << "</" << element << ">\n    </testcase>\n";
+      << xmlEscaped(hasFailed ? failureText(result) : problem) << "</" << element << ">\n    </testcase>\n";
 }
 
 void writeSuite(std::ostream& out, std::span<const SuiteResult> results, std::chrono::system_clock::time_point started,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <ostream>
 
@@ -10,7 +11,9 @@ struct Surroundings {
   std::ostream& out;
   std::ostream& err;
   bool inColour = false;
-  bool showsProgress = false;  ///< `err` is a terminal, where a line can be overwritten
+  bool showsProgress = false;    ///< `err` is a terminal, where a line can be overwritten
+  bool inputIsTerminal = false;  ///< standard input is a terminal, where a person has to type
+  std::size_t columns = 100;     ///< the width of the output
   /// Calls `start`, which leaves threads running, and returns when the command receives the request to end.
   std::function<void(const std::function<void()>& start)> runUntilTold = {};
   /// Arranges that a signal that ends the program calls `cleanUp` first.

@@ -8,12 +8,7 @@
 #include "value/ascii.h"
 
 namespace pellion {
-namespace {
 
-/// Longer names are compared with none: the effort grows with the square of the length.
-constexpr std::size_t longestName = 40;
-
-/// The number of insertions, deletions, replacements and swaps of neighbours that change one into the other.
 std::size_t editDistance(std::string_view from, std::string_view to) {
   std::vector<std::vector<std::size_t>> cost(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
   for (std::size_t i = 0; i <= from.size(); ++i) cost[i][0] = i;
@@ -28,6 +23,11 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
   }
   return cost[from.size()][to.size()];
 }
+
+namespace {
+
+/// Longer names are compared with none: the effort grows with the square of the length.
+constexpr std::size_t longestName = 40;
 
 /// Lower case, without what separates the words.
 std::string plain(std::string_view name) {

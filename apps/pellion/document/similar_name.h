@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -9,6 +10,9 @@
 namespace pellion {
 
 // For names that a person has misspelt.
+
+/// The number of insertions, deletions, replacements and swaps of neighbours that change one into the other.
+std::size_t editDistance(std::string_view from, std::string_view to);
 
 /// Whether `name` was probably meant to be `known`: the same except for capitals, separators and a slip or two.
 bool looksLike(std::string_view name, std::string_view known);

@@ -4,6 +4,7 @@
 #include "pellion/explain/explain_happenings.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <utility>
 
@@ -12,7 +13,9 @@
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
-#include "pellion/explain/explain_problems.h"
+#include "pellion/payload/button_problems.h"
+#include "pellion/payload/content_problems.h"
+#include "pellion/payload/link_problems.h"
 #include "pellion/timeline/text_lines.h"
 #include "platform/block.h"
 #include "platform/user_notifications.h"
@@ -41,10 +44,10 @@ const ModuleStep findAddInfo{
 const ModuleStep readAddInfo{"read addInfo", [](const Observation& o) { return o.hasLogged(parsed); }};
 const ModuleStep readID{"read the id", [](const Observation& o) { return o.id.has_value(); }};
 const ModuleStep rememberGoal{"remember the goal", [](const Observation& o) { return o.goal.has_value(); }};
-const ModuleStep findButton{"find the button", [](const Observation& o) { return !o.entries.empty(); }};
+const ModuleStep findButton{"find the button", [](const Observation& o) { return !o.entries.empty() || !o.raised; }};
 const ModuleStep openLink{"open the click action", [](const Observation& o) { return !o.raised; }};
 const ModuleStep sendEntry{"send the entry", [](const Observation& o) { return !o.entries.empty(); }};
-const ModuleStep setBadge{"hear of a badge", [](const Observation& o) { return !o.badges.empty(); }};
+const ModuleStep setBadge{"store a badge", [](const Observation& o) { return !o.badges.empty(); }};
 const ModuleStep matchGoal{"match the goal", [](const Observation& o) { return !o.entries.empty(); }};
 
 // In the order in which the module performs them.
@@ -95,7 +98,7 @@ class Observer {
     std::vector<Happening> happenings;
     if (pending.state != State::happened) return {reportNothing(pending)};
     happenings.push_back(report(*seen.goal));
-    const std::optional<std::string> spelled = spelledGoal();
+    const std::optional<std::string> spelled = spelledGoal(payload_);
     if (spelled && *spelled != *seen.goal) happenings.push_back(report(*spelled));
     return happenings;
   }
@@ -129,7 +132,7 @@ class Observer {
   Outcome recorded(const Observation& seen, std::span<const ModuleStep* const> steps, const Value* identifier) {
     if (!seen.entries.empty()) return happened(seen.entries);
     const ModuleStep* step = stop(seen, steps);
-    return step == nullptr ? stoppedAt(sendEntry, "the phone sent no entry") : stopped(*step, identifier);
+    return step == nullptr || step == &sendEntry ? unsent() : stopped(*step, identifier);
   }
 
   Outcome opened(const Observation& seen, std::span<const ModuleStep* const> steps, const Value& identifier) {
@@ -159,7 +162,7 @@ class Observer {
     });
     if (!seen.opened.empty()) return happened(seen.opened);
     if (resolved) {
-      const auto problem = inProcess([&] { return linkProblem(*resolved, {}); });
+      const auto problem = inProcess([&] { return linkProblem(payload_, *resolved, {}); });
       return stoppedAt(openLink, problem ? problem->text : "the platform did not open " + inQuotes(*resolved));
     }
     if (kind == Kind::dismissal) return notAskedFor(openLink, "a dismissal opens nothing");
@@ -172,6 +175,11 @@ class Observer {
     }
     return stoppedAt(findAddInfo,
                      "the handler looks for \"addInfo\" at the payload's top level alone, where it is not");
+  }
+
+  Outcome unsent() const {
+    const std::string& why = phone_.whyNothingIsSent();
+    return stoppedAt(sendEntry, why.empty() ? "the phone sent no entry" : why);
   }
 
   /// Why the module did not pass a step that it reached.
@@ -204,17 +212,8 @@ class Observer {
       } else if (payload_.info()->find("clickAction") == nullptr) {
         return std::nullopt;
       }
-      return linkProblem(nodeAt(*payload_.content, path).value, {true, path});
+      return linkProblem(payload_, nodeAt(*payload_.content, path).value, {true, path});
     });
-  }
-
-  /// Group and event as the payload spells them.
-  std::optional<std::string> spelledGoal() const {
-    const Value* conversion = payload_.info()->find("conversion");
-    const Value* group = conversion->find("group");
-    const Value* event = conversion->find("event");
-    if (group == nullptr || event == nullptr) return std::nullopt;
-    return std::string(group->text()) + "_" + std::string(event->text());
   }
 
   Happening report(const std::string& name) {
@@ -225,9 +224,14 @@ class Observer {
         [&] { host::deliverResponse(payload_.value(), tap); });
     Happening happening = reportNothing({});
     happening.name = name;
-    happening.recorded = !seen.entries.empty() ? happened(seen.entries)
-                                               : stoppedAt(matchGoal, "pending is " + inQuotes(seen.goal.value_or("")) +
-                                                                          ", and names are compared with capitals");
+    if (!seen.entries.empty()) {
+      happening.recorded = happened(seen.entries);
+    } else if (!phone_.whyNothingIsSent().empty()) {
+      happening.recorded = unsent();
+    } else {
+      happening.recorded = stoppedAt(
+          matchGoal, "pending is " + inQuotes(seen.goal.value_or("")) + ", and capitals count when names are compared");
+    }
     return complete(std::move(happening), seen);
   }
 
@@ -272,6 +276,39 @@ std::vector<Happening> observeHappenings(const Payload& payload, ExplainPhone& p
   happenings.push_back(observer.respond(Kind::dismissal, {}, dismissal));
   for (Happening& goal : observer.reachGoal()) happenings.push_back(std::move(goal));
   return happenings;
+}
+
+std::string nameOfStatus(const Value& status) {
+  constexpr std::array<const char*, 3> names{"delivered", "responded", "converted"};
+  const std::int64_t index = status.integer() - 4;
+  return index >= 0 && index < 3 ? names.at(static_cast<std::size_t>(index)) : "unknown";
+}
+
+std::optional<std::string> spelledGoal(const Payload& payload) {
+  const Value* conversion = payload.info() != nullptr ? payload.info()->find("conversion") : nullptr;
+  const Value* group = conversion != nullptr ? conversion->find("group") : nullptr;
+  const Value* event = conversion != nullptr ? conversion->find("event") : nullptr;
+  if (group == nullptr || event == nullptr) return std::nullopt;
+  return std::string(group->text()) + "_" + std::string(event->text());
+}
+
+QuickLook lookQuickly(const Payload& payload, ExplainPhone& phone) {
+  QuickLook look;
+  const auto judge = [&](const Observation& seen) {
+    if (seen.raised) {
+      look.failure = seen.raised->name + ": " + seen.raised->reason;
+    } else if (seen.entries.empty() && phone.whyNothingIsSent().empty()) {
+      look.failure = "the phone sent no entry";
+    }
+  };
+  judge(phone.observeNext([&] { host::deliverInForeground(payload.value()); }));
+  for (const std::string& button : buttonIdentifiers(payload)) {
+    judge(phone.observeNext([&] { host::deliverResponse(payload.value(), button); }));
+  }
+  const Observation tapped = phone.observeNext([&] { host::deliverResponse(payload.value(), tap); });
+  judge(tapped);
+  look.goal = tapped.goal;
+  return look;
 }
 
 Happening observeAction(const Payload& payload, ExplainPhone& phone, const std::string& action) {

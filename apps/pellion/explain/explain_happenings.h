@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "pellion/explain/explain_payload.h"
 #include "pellion/explain/explain_phone.h"
+#include "pellion/payload/payload.h"
 
 namespace pellion {
 
@@ -41,8 +41,21 @@ struct Happening {
   [[nodiscard]] bool isCounted() const { return recorded.state == Outcome::State::happened && !raised; }
 };
 
+/// "delivered", "responded" or "converted" for the number in an entry.
+std::string nameOfStatus(const platform::Value& status);
+
 /// Makes every possible happening occur, each in its own phone process.
 std::vector<Happening> observeHappenings(const Payload& payload, ExplainPhone& phone);
+/// The same for what the payload describes, in the process that runs: quick, but one happening may affect a later one.
+struct QuickLook {
+  std::optional<std::string> failure;  ///< why a happening is not counted, or what it raises
+  std::optional<std::string> goal;     ///< that is pending after a tap
+};
+QuickLook lookQuickly(const Payload& payload, ExplainPhone& phone);
+
+/// The goal as the payload spells it.
+std::optional<std::string> spelledGoal(const Payload& payload);
+
 /// `action` is "tap", "dismiss" or the identifier of a button.
 Happening observeAction(const Payload& payload, ExplainPhone& phone, const std::string& action);
 

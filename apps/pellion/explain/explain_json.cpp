@@ -1,6 +1,7 @@
 #include <array>
 
-#include "pellion/explain/explain.h"
+#include "pellion/document/json_writer.h"
+#include "pellion/explain/explanation_reports.h"
 
 namespace pellion {
 namespace {
@@ -29,11 +30,23 @@ Value jsonOf(const Outcome& outcome) {
   return Value::dictionary(entries);
 }
 
+/// The same for entries, with the names of their statuses.
+Value jsonOfEntries(const Outcome& recorded) {
+  std::vector<Value> names;
+  for (const Value& entry : recorded.results) {
+    if (const Value* status = entry.find("status")) names.emplace_back(nameOfStatus(*status));
+  }
+  std::vector<Value::Entry> entries{{"statuses", Value::list(names)}};
+  const Value plain = jsonOf(recorded);
+  entries.insert(entries.begin(), plain.entries().begin(), plain.entries().end());
+  return Value::dictionary(entries);
+}
+
 Value jsonOf(const Happening& happening) {
   std::vector<Value::Entry> entries{{"happening", nameOf(happening.kind)}};
   if (!happening.name.empty()) entries.push_back({"name", happening.name});
   if (!happening.note.empty()) entries.push_back({"note", happening.note});
-  entries.insert(entries.end(), {{"recorded", jsonOf(happening.recorded)},
+  entries.insert(entries.end(), {{"recorded", jsonOfEntries(happening.recorded)},
                                  {"opened", jsonOf(happening.opened)},
                                  {"openedByHandler", jsonOf(happening.openedByHandler)},
                                  {"goal", jsonOf(happening.goal)},
@@ -61,22 +74,40 @@ Value jsonOf(const Place& place) {
   return Value::dictionary(entries);
 }
 
-}  // namespace
-
 Value jsonOf(const Explanation& explanation) {
-  std::vector<Value> happenings;
-  for (const Happening& happening : explanation.happenings) happenings.push_back(jsonOf(happening));
+  if (!explanation.unusable.empty()) {
+    return Value::dictionary({{"file", explanation.file}, {"unusable", explanation.unusable}});
+  }
   std::vector<Value> findings;
   for (const Finding& finding : explanation.findings) {
-    findings.push_back(Value::dictionary({{"code", finding.code},
+    findings.push_back(Value::dictionary({{"level", nameOf(finding.level)},
+                                          {"code", finding.code},
                                           {"place", jsonOf(finding.place)},
                                           {"text", finding.text},
                                           {"remedy", finding.remedy}}));
   }
-  return Value::dictionary({{"file", explanation.file},
-                            {"bytes", explanation.size},
-                            {"happenings", Value::list(happenings)},
-                            {"findings", Value::list(findings)}});
+  std::vector<Value::Entry> entries{{"file", explanation.file}};
+  if (explanation.size > 0) entries.push_back({"bytes", explanation.size});
+  entries.push_back({"findings", Value::list(findings)});
+  std::vector<Value> happenings;
+  for (const Happening& happening : explanation.happenings) happenings.push_back(jsonOf(happening));
+  if (!happenings.empty()) entries.push_back({"happenings", Value::list(happenings)});
+  return Value::dictionary(entries);
+}
+
+}  // namespace
+
+std::string jsonReport(const std::vector<Explanation>& explanations) {
+  std::vector<Value> files;
+  std::size_t errors = 0;
+  std::size_t warnings = 0;
+  for (const Explanation& explanation : explanations) {
+    files.push_back(jsonOf(explanation));
+    errors += explanation.count(Level::error);
+    warnings += explanation.count(Level::warning);
+  }
+  return prettyJSON(Value::dictionary({{"errors", errors}, {"warnings", warnings}, {"files", Value::list(files)}})) +
+         '\n';
 }
 
 }  // namespace pellion

@@ -41,7 +41,7 @@ class ReadingSession : public platform::URLSession {
 };
 
 /// All entries that a request needs to be made.
-Value configuration() {
+Value completeConfiguration() {
   return Value::dictionary({{"SERVER_URL", "http://127.0.0.1"},
                             {"APP_VERSION_ID", "version"},
                             {"DEVICE_ID", "device"},
@@ -51,19 +51,33 @@ Value configuration() {
                             {"APP_GROUP", "group"}});
 }
 
+/// The caller's configuration, with what the phone needs to start and to be observed.
+Value observable(const Value& configuration) {
+  if (configuration.isNull()) return completeConfiguration();
+  std::vector<Value::Entry> entries{{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "secret"}};
+  entries.insert(entries.end(), configuration.entries().begin(), configuration.entries().end());
+  std::erase_if(entries, [](const Value::Entry& entry) {
+    return entry.key == Value("CA_FILE") || entry.value.isNull() || entry.value == Value("");
+  });
+  entries.push_back({"LOG_LEVEL", "verbose"});
+  return Value::dictionary(entries);
+}
+
 }  // namespace
 
 bool Observation::hasLogged(std::string_view beginning) const {
   return std::ranges::any_of(log, [&](const std::string& line) { return line.starts_with(beginning); });
 }
 
-ExplainPhone::ExplainPhone(std::vector<std::string> urlSchemes)
+ExplainPhone::ExplainPhone(Options options)
     : application_(readApplication({}, nullptr, nullptr)),
+      whyNothingIsSent_(std::move(options.whyNothingIsSent)),
       phone_(network_, {.storage = storage_.path(),
-                        .urlSchemes = {.own = std::move(urlSchemes)},
+                        .urlSchemes = std::move(options.urlSchemes),
+                        .linkedBefore17 = options.linkedBefore17,
                         .sink = [this](const host::Event& event) { receive(event); },
                         .listensToLog = true}) {
-  TemporaryDirectory::write([this] { phone_.configure(configuration()); });
+  TemporaryDirectory::write([&] { phone_.configure(observable(options.configuration)); });
 }
 
 ExplainPhone::~ExplainPhone() { phone_.terminate(); }

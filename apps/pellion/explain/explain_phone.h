@@ -37,8 +37,13 @@ class ExplainPhone {
  public:
   using Work = std::function<void()>;
 
-  /// The application's own URL schemes, in lower case.
-  explicit ExplainPhone(std::vector<std::string> urlSchemes);
+  struct Options {
+    host::URLSchemes urlSchemes = {};  ///< in lower case
+    bool linkedBefore17 = false;
+    platform::Value configuration = {};  ///< valid entries; what they leave out is left out, so that it shows
+    std::string whyNothingIsSent = {};   ///< with this configuration; empty if requests are sent
+  };
+  explicit ExplainPhone(Options options);
   ExplainPhone(const ExplainPhone&) = delete;
   ExplainPhone& operator=(const ExplainPhone&) = delete;
   ~ExplainPhone();
@@ -49,6 +54,7 @@ class ExplainPhone {
   Observation observeNext(const Work& work);
   /// Runs `work` in that process, unobserved; the caller handles what it raises.
   void inProcess(const Work& work);
+  [[nodiscard]] const std::string& whyNothingIsSent() const { return whyNothingIsSent_; }
 
  private:
   void receive(const host::Event& event);
@@ -56,6 +62,7 @@ class ExplainPhone {
   void attempt(const Work& work);
 
   const ApplicationDescription application_;
+  const std::string whyNothingIsSent_;
   TemporaryDirectory storage_;
   services::Network network_;
   Observation seen_;

@@ -1,7 +1,6 @@
 // What a payload leads to as a table for people: one block for all happenings with the same outcome.
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "pellion/document/text_width.h"
@@ -13,14 +12,15 @@ namespace {
 
 using platform::Value;
 using Kind = Happening::Kind;
+using State = Outcome::State;
 
-constexpr std::size_t widest = 100;
 constexpr std::size_t longestValue = 72;  // of a text from the payload, in bytes
 
 constexpr const char* legend =
     "Only a response opens anything and sets a goal. A badge is stored when the application sets it, not when a "
     "payload carries one. Whatever the payload: a tap on a button that it does not describe raises, and so does a "
-    "dismissal, which an application hears of only if it asks for that.";
+    "dismissal, which an application receives only if it asks for that. Requests carry the statuses as numbers: 4 "
+    "delivered, 5 responded, 6 converted.";
 
 std::string elided(std::string_view text) {
   return text.size() <= longestValue ? std::string(text) : std::string(beginning(text, longestValue)) + "\u2026";
@@ -40,11 +40,9 @@ std::string headingOf(const Happening& happening) {
                                 : "its goal reached, reported as " + elided(inQuotes(happening.name));
 }
 
-/// "delivered, notificationid 41"
+/// "delivered (status 4), notificationid 41"
 std::string entryText(const Value& entry) {
-  constexpr std::array<const char*, 3> names{"delivered", "responded", "converted"};
-  const std::int64_t status = at(entry, "status").integer() - 4;
-  std::string text = status >= 0 && status < 3 ? names.at(static_cast<std::size_t>(status)) : textAt(entry, "status");
+  std::string text = nameOfStatus(at(entry, "status")) + " (status " + textAt(entry, "status") + ")";
   for (const Value::Entry& field : entry.entries()) {
     if (field.key == Value("status") || field.key == Value("timestamp")) continue;
     const std::string value = field.value.ifString() ? inQuotes(field.value.text()) : textOf(field.value);
@@ -76,11 +74,11 @@ struct Row {
 
 class Table {
  public:
-  Table(std::ostream& out, bool inColour) : out_(out), inColour_(inColour) {}
+  Table(std::ostream& out, const TextLayout& layout)
+      : out_(out), inColour_(layout.inColour), width_(std::max<std::size_t>(layout.width, 40)) {}
 
   void write(const Explanation& explanation) {
-    out_ << painted(explanation.file, Ink::strong) << ": " << explanation.size << " bytes of "
-         << Explanation::largestPayload << '\n';
+    writeSize(explanation);
     const auto& happenings = explanation.happenings;
     for (std::size_t i = 0; i < happenings.size();) {
       const std::vector<Row> rows = rowsOf(happenings[i]);
@@ -92,14 +90,29 @@ class Table {
     }
     out_ << '\n';
     writeWrapped("", legend, Ink::faint);
-    out_ << '\n';
-    if (explanation.findings.empty()) {
-      out_ << painted("✓ Nothing deserves attention.", Ink::good) << '\n';
-      return;
+  }
+
+  /// One line for all happenings with the same short outcome.
+  void summarize(const Explanation& explanation) {
+    writeSize(explanation);
+    std::vector<Row> rows;
+    std::vector<std::string> headings;
+    for (const Happening& happening : explanation.happenings) {
+      const bool isShown = happening.isDescribed() || (happening.kind == Kind::goal && !happening.name.empty());
+      if (!isShown || !happening.note.empty()) continue;
+      Row row = shortRowOf(happening);
+      if (!rows.empty() && rows.back() == row) {
+        headings.back() += ", " + headingOf(happening);
+      } else {
+        rows.push_back(std::move(row));
+        headings.push_back(headingOf(happening));
+      }
     }
-    writeVerdict(happenings);
-    writeWrapped("", "What deserves attention", Ink::strong);
-    for (const Finding& finding : explanation.findings) writeFinding(explanation.file, finding);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      writeWrapped("  ", headings[i], Ink::strong);
+      writeWrapped("    " + std::string(rows[i].mark), rows[i].text, rows[i].ink);
+    }
+    if (rows.empty()) writeWrapped("  ", "the platform neither presents it nor wakes the application", Ink::faint);
   }
 
  private:
@@ -133,7 +146,7 @@ class Table {
       const bool isSaid = &*same != &row && row.ink == Ink::bad;
       out_ << "  " << painted(padded(row.label, labelWidth), Ink::actor) << painted(row.mark, row.ink);
       const std::string text = isSaid ? "as " + std::string(same->label) : row.text;
-      const auto lines = wrapped(text, widest - labelWidth - 4);
+      const auto lines = wrapped(text, width_ - labelWidth - 4);
       for (const std::string& line : lines) {
         if (&line != &lines.front()) out_ << std::string(labelWidth + 4, ' ');
         out_ << painted(line, isSaid ? Ink::faint : row.ink) << '\n';
@@ -141,35 +154,33 @@ class Table {
     }
   }
 
-  void writeVerdict(const std::vector<Happening>& happenings) {
-    std::string uncounted;
-    for (const Happening& happening : happenings) {
-      if (!happening.isDescribed() || happening.isCounted() || !happening.note.empty()) continue;
-      uncounted += (uncounted.empty() ? "" : ", ") + headingOf(happening);
-    }
-    if (uncounted.empty()) return;
-    writeWrapped("✗ ", "Not counted: " + uncounted, Ink::bad);
-    out_ << '\n';
+  void writeSize(const Explanation& explanation) {
+    out_ << painted(explanation.file, Ink::strong) << ": " << explanation.size << " bytes of " << explanation.limit
+         << '\n';
   }
 
-  void writeFinding(const std::string& file, const Finding& finding) {
-    const Place& place = finding.place;
-    out_ << '\n' << painted(placeText(file, place.position), Ink::actor) << "  " << painted(place.path, Ink::plain);
-    if (place.inText) {
-      out_ << painted(", in its text ", Ink::faint);
-      if (const auto& position = place.inText->position) {
-        out_ << position->line << ':' << position->column << "  ";
-      }
-      out_ << painted(place.inText->path, Ink::plain);
+  /// "recorded, opens https://shop.example/sale"
+  static Row shortRowOf(const Happening& happening) {
+    if (happening.raised) {
+      const bool isCounted = !happening.recorded.results.empty();
+      return {"", "✗ ",
+              std::string(isCounted ? "recorded, then" : "not recorded:") + " raises " + happening.raised->name,
+              Ink::bad};
     }
-    out_ << '\n';
-    writeWrapped("  ", finding.text, Ink::bad);
-    writeWrapped("  → ", finding.remedy, Ink::plain);
+    if (happening.recorded.results.empty()) {
+      return {"", "✗ ", "not recorded: " + happening.recorded.why, Ink::bad};
+    }
+    std::string text = "recorded";
+    const bool fails = happening.opened.state == State::stopped;
+    for (const Value& url : happening.opened.results) text += ", opens " + elided(textOf(url));
+    if (fails) text += ", opens nothing: " + happening.opened.why;
+    for (const Value& goal : happening.goal.results) text += ", waits for the goal " + elided(textOf(goal));
+    return {"", fails ? "✗ " : "✓ ", text, fails ? Ink::bad : Ink::good};
   }
 
   void writeWrapped(const std::string& indentation, const std::string& text, Ink ink) {
     const std::size_t width = columns(indentation);
-    const auto lines = wrapped(text, widest - width);
+    const auto lines = wrapped(text, width_ - width);
     for (const std::string& line : lines) {
       out_ << (&line == &lines.front() ? indentation : std::string(width, ' ')) << painted(line, ink) << '\n';
     }
@@ -181,12 +192,28 @@ class Table {
 
   std::ostream& out_;
   bool inColour_;
+  std::size_t width_;
 };
 
 }  // namespace
 
-void writeText(std::ostream& out, const Explanation& explanation, bool inColour) {
-  Table(out, inColour).write(explanation);
+void writeFindings(std::ostream& out, const Explanation& explanation, const TextLayout& layout) {
+  const auto write = [&](std::string_view text, Ink ink) { out << painted(text, ink, layout.inColour); };
+  for (const Finding& finding : explanation.findings) {
+    write(placeText(explanation.file, finding.place.position) + ": ", Ink::actor);
+    write(std::string(nameOf(finding.level)) + ": ", finding.level == Level::error ? Ink::bad : Ink::strong);
+    write(finding.text + "; " + finding.remedy, Ink::plain);
+    write(" [" + finding.code + "]", Ink::faint);
+    out << '\n';
+  }
+}
+
+void writeSummary(std::ostream& out, const Explanation& explanation, const TextLayout& layout) {
+  Table(out, layout).summarize(explanation);
+}
+
+void writeAccount(std::ostream& out, const Explanation& explanation, const TextLayout& layout) {
+  Table(out, layout).write(explanation);
 }
 
 }  // namespace pellion

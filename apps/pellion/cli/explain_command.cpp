@@ -1,0 +1,210 @@
+#include "pellion/cli/explain_command.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "pellion/document/input_error.h"
+#include "pellion/document/input_file.h"
+#include "pellion/document/json_reader.h"
+#include "pellion/document/text_width.h"
+#include "pellion/explain/explain.h"
+#include "pellion/explain/explanation_reports.h"
+#include "pellion/run/temporary_directory.h"
+
+namespace pellion {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int nothingFound = 0;
+constexpr int errorFound = 1;
+constexpr int someUnusable = 2;
+
+constexpr FileKind payloadFile{"a payload, a JSON object", "the push service takes 4096 bytes", 64U << 10};
+constexpr FileKind configurationFile{"a configuration: JSON, a scenario or a property list",
+                                     "a configuration is a page"};
+
+constexpr const char* standardInput = "standard input";
+
+/// A file to read, and the name that messages give it.
+struct Input {
+  std::string path;
+  std::string name;
+};
+
+Input inputAt(const std::string& path) { return path == "-" ? Input{"/dev/stdin", standardInput} : Input{path, path}; }
+
+std::vector<Input> payloadsBelow(const fs::path& directory) {
+  const auto isHidden = [](const fs::path& path) { return path.filename().native().starts_with('.'); };
+  std::vector<Input> inputs;
+  for (auto entry = fs::recursive_directory_iterator(directory); entry != fs::recursive_directory_iterator(); ++entry) {
+    if (isHidden(entry->path())) {
+      entry.disable_recursion_pending();
+    } else if (entry->is_regular_file() &&
+               (entry->path().extension() == ".json" || entry->path().extension() == ".apns")) {
+      inputs.push_back(inputAt(entry->path().lexically_normal().string()));
+    }
+  }
+  std::ranges::sort(inputs, {}, &Input::path);
+  return inputs;
+}
+
+std::vector<Input> inputsOf(const ExplainArguments& arguments) {
+  std::vector<Input> inputs;
+  for (const std::string& path : arguments.paths) {
+    std::error_code ignored;  // reading the file reports any error of the path
+    if (path == "-" || !fs::is_directory(path, ignored)) {
+      inputs.push_back(inputAt(path));
+      continue;
+    }
+    const std::vector<Input> below = payloadsBelow(path);
+    if (below.empty())
+      throw InputError(path + ": no .json or .apns file is there; give payloads, or directories that hold some");
+    inputs.insert(inputs.end(), below.begin(), below.end());
+  }
+  if (inputs.empty()) inputs.push_back(inputAt("-"));
+  const auto fromInput =
+      std::ranges::count(inputs, standardInput, &Input::name) + (arguments.configuration == "-" ? 1 : 0);
+  if (fromInput > 1) throw InputError("standard input is named twice; give one of the two as a file");
+  return inputs;
+}
+
+std::string read(const Input& input, const FileKind& kind, const Surroundings& surroundings) {
+  if (input.name == standardInput && surroundings.inputIsTerminal) {
+    surroundings.err << "Waiting for " << kind.name << ", on standard input; Ctrl-D ends it.\n" << std::flush;
+  }
+  try {
+    return readInputFile(input.path, kind);
+  } catch (const InputError& error) {
+    const std::string_view text = error.what();
+    if (input.name == input.path || !text.starts_with(input.path)) throw;
+    throw InputError(input.name + std::string(text.substr(input.path.size())));
+  }
+}
+
+std::string counted(std::size_t count, const char* name) {
+  return std::to_string(count) + " " + name + (count == 1 ? "" : "s");
+}
+
+class ExplainCommand {
+ public:
+  ExplainCommand(const ExplainArguments& arguments, const Surroundings& surroundings)
+      : arguments_(arguments), surroundings_(surroundings), inputs_(inputsOf(arguments)) {}
+
+  int run() {
+    ExplainOptions options{.urlSchemes = arguments_.urlSchemes,
+                           .action = arguments_.action,
+                           .configuration = {},
+                           .isVoIP = arguments_.isVoIP};
+    if (arguments_.configuration) {
+      const Input input = inputAt(*arguments_.configuration);
+      options.configuration = judgeConfiguration(input.name, read(input, configurationFile, surroundings_));
+      explanations_.push_back(
+          {.file = input.name, .happenings = {}, .findings = options.configuration->findings, .unusable = {}});
+    }
+    Explainer explainer(std::move(options));
+    return arguments_.fixes ? fix(explainer) : report(explainer);
+  }
+
+ private:
+  int fix(Explainer& explainer) {
+    if (inputs_.size() > 1)
+      throw InputError("--fix writes one payload, and " + std::to_string(inputs_.size()) + " are given; give one");
+    const Input& input = inputs_.front();
+    const std::string corrected = explainer.corrected(input.name, read(input, payloadFile, surroundings_));
+    surroundings_.out << corrected << '\n';
+    // What is left, at its place in what was written.
+    explanations_.push_back(
+        explainer.explain(input.name == standardInput ? input.name : input.name + ", corrected", corrected, false));
+    for (const Explanation& each : explanations_) writeFindings(surroundings_.err, each, {});
+    return status();
+  }
+
+  int report(Explainer& explainer) {
+    const bool isText = arguments_.format == "text";
+    const bool isForReports = arguments_.format == "junit" || arguments_.format == "sarif";
+    const bool withAccount = !isForReports && (arguments_.withAccount || inputs_.size() == 1);
+    if (isText) write();
+    for (const Input& input : inputs_) {
+      explanations_.push_back(explained(explainer, input, withAccount));
+      if (isText) write();
+    }
+    if (arguments_.format == "json") surroundings_.out << jsonReport(explanations_);
+    if (arguments_.format == "junit") surroundings_.out << junitReport(explanations_);
+    if (arguments_.format == "sarif") surroundings_.out << sarifReport(explanations_);
+    if (isText) writeTotal();
+    return status();
+  }
+
+  Explanation explained(Explainer& explainer, const Input& input, bool withAccount) const {
+    try {
+      return explainer.explain(input.name, read(input, payloadFile, surroundings_), withAccount);
+    } catch (const DocumentError& error) {
+      return {.file = input.name,
+              .happenings = {},
+              .findings = {},
+              .unusable = error.what(),
+              .unusableAt = error.position()};
+    } catch (const InputError& error) {
+      return {.file = input.name, .happenings = {}, .findings = {}, .unusable = error.what()};
+    }
+  }
+
+  /// Writes the last explanation, if there is one.
+  void write() {
+    if (explanations_.empty()) return;
+    const Explanation& explanation = explanations_.back();
+    const TextLayout layout{surroundings_.inColour, surroundings_.columns};
+    if (!explanation.unusable.empty()) {
+      surroundings_.out.flush();
+      surroundings_.err << "pellion: " << printable(explanation.unusable) << '\n';
+      return;
+    }
+    writeFindings(surroundings_.out, explanation, layout);
+    if (explanation.happenings.empty()) return;
+    if (!explanation.findings.empty()) surroundings_.out << '\n';
+    if (arguments_.withAccount || arguments_.action) {
+      writeAccount(surroundings_.out, explanation, layout);
+    } else {
+      writeSummary(surroundings_.out, explanation, layout);
+    }
+    surroundings_.out << '\n';
+  }
+
+  void writeTotal() const {
+    if (inputs_.size() == 1 && unusable() == 1) return;
+    surroundings_.out << counted(inputs_.size(), "payload") << ": " << counted(count(Level::error), "error") << ", "
+                      << counted(count(Level::warning), "warning");
+    if (unusable() > 0) surroundings_.out << ", " << unusable() << " unusable";
+    surroundings_.out << '\n';
+  }
+
+  [[nodiscard]] std::size_t count(Level level) const {
+    std::size_t sum = 0;
+    for (const Explanation& each : explanations_) sum += each.count(level);
+    return sum;
+  }
+  [[nodiscard]] std::size_t unusable() const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(explanations_, [](const Explanation& each) { return !each.unusable.empty(); }));
+  }
+  [[nodiscard]] int status() const {
+    if (unusable() > 0) return someUnusable;
+    return count(Level::error) > 0 ? errorFound : nothingFound;
+  }
+
+  const ExplainArguments& arguments_;
+  const Surroundings& surroundings_;
+  std::vector<Input> inputs_;
+  std::vector<Explanation> explanations_;
+};
+
+}  // namespace
+
+int runExplain(const ExplainArguments& arguments, const Surroundings& surroundings) {
+  surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
+  return ExplainCommand(arguments, surroundings).run();
+}
+
+}  // namespace pellion

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pellion/explain/explain_phone.h"
+#include "pellion/explain/finding.h"
+
+namespace pellion {
+
+/// A configuration, and what it lets the module send.
+struct ConfigurationJudgement {
+  ExplainPhone::Options phone;  ///< that has this configuration
+  bool knowsSchemes = false;    ///< the document is a scenario, which says what the application declares
+  std::vector<Finding> findings;
+};
+
+/// Judges the text of a file: a JSON object of configuration entries, a scenario, or the core library's property list.
+/// Throws InputError for anything else.
+ConfigurationJudgement judgeConfiguration(std::string_view file, std::string_view text);
+
+}  // namespace pellion

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "pellion/payload/problem.h"
+
+namespace pellion {
+
+/// A problem with its place in a file, as it is reported.
+struct Finding {
+  Level level = Level::error;
+  std::string code;
+  Place place;
+  std::string text;
+  std::string remedy;
+};
+
+inline const char* nameOf(Level level) { return level == Level::error ? "error" : "warning"; }
+
+}  // namespace pellion
