@@ -146,7 +146,7 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
       ->type_name("ID");
   command.add_flag("--all", arguments.withAccount, "Show the full account of everything that can happen");
   command.add_option("--format", arguments.format, "text, json, junit or sarif")
-      ->check(CLI::IsMember({"text", "json", "junit", "sarif"}))
+      ->check(CLI::IsMember({"text", "json", "junit", "sarif"}).description(""))
       ->type_name("FORMAT");
   command.add_flag("--fix", arguments.fixes,
                    "Write the corrected payload instead; what is left goes to standard error");

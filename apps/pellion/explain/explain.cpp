@@ -171,7 +171,7 @@ Problems Explainer::actionProblems(const Payload& payload, const Happening& happ
   return {{"action-raises",
            {},
            "the response raises " + happening.raised->name + ": " + happening.raised->reason,
-           "correct what the other findings name"}};
+           "pellion explain --all shows where processing stops"}};
 }
 
 Explanation Explainer::explain(std::string_view file, std::string_view text, bool withAccount) {
@@ -185,7 +185,9 @@ Explanation Explainer::explain(std::string_view file, std::string_view text, boo
                           .unusable = {}};
   if (options_.action) {
     explanation.happenings = {observeAction(payload, phone_, *options_.action)};
-    append(problems, actionProblems(payload, explanation.happenings.front()));
+    Problems ofAction = actionProblems(payload, explanation.happenings.front());
+    const bool isSaid = hasError(problems) && explanation.happenings.front().kind <= Happening::Kind::button;
+    if (!isSaid) append(problems, std::move(ofAction));
   } else if (withAccount) {
     explanation.happenings = observeHappenings(payload, phone_);
   }

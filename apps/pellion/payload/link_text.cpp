@@ -23,9 +23,9 @@ bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
 
 /// The end of scheme and authority.
 std::size_t endOfAuthority(std::string_view link) {
-  const std::size_t slashes = link.find("//");
-  if (slashes == std::string_view::npos) return std::min(link.find(':') + 1, link.size());
-  return std::min(link.find_first_of("/?#", slashes + 2), link.size());
+  const std::size_t scheme = std::min(link.find(':') + 1, link.size());  // 0 without one
+  if (!link.substr(scheme).starts_with("//")) return scheme;
+  return std::min(link.find_first_of("/?#", scheme + 2), link.size());
 }
 
 std::optional<std::size_t> wrongFrom(std::string_view link, std::size_t at) {
