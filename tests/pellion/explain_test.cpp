@@ -172,6 +172,8 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
       {{payloads, "--format", "junit"},
        2,
        {"<testsuite name=\"pellion explain\"", "<failure message=", "<error message="}},
+      {{examples + "scenarios"}, 0, {"not judged: ", "a_day.json:1:1: this is a scenario", "0 payloads: 0 errors"}},
+      {{examples + "scenarios/a_day.json"}, 2, {"play it with: pellion run "}},
       {{"-", "--configuration", "-"}, 2, {"standard input is named twice"}},
       {{sale, "--scheme", "shop://"}, 2, {"--scheme shop://: not the scheme of a URL; give its name"}},
       {{payloads, "--fix"}, 2, {"--fix writes one payload, and "}},

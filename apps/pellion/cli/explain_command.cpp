@@ -31,6 +31,7 @@ constexpr const char* standardInput = "standard input";
 struct Input {
   std::string path;
   std::string name;
+  bool isNamed = true;  ///< by the caller, not only found in a directory
 };
 
 Input inputAt(const std::string& path) { return path == "-" ? Input{"/dev/stdin", standardInput} : Input{path, path}; }
@@ -43,7 +44,8 @@ std::vector<Input> payloadsBelow(const fs::path& directory) {
       entry.disable_recursion_pending();
     } else if (entry->is_regular_file() &&
                (entry->path().extension() == ".json" || entry->path().extension() == ".apns")) {
-      inputs.push_back(inputAt(entry->path().lexically_normal().string()));
+      const std::string path = entry->path().lexically_normal().string();
+      inputs.push_back({path, path, false});
     }
   }
   std::ranges::sort(inputs, {}, &Input::path);
@@ -127,8 +129,7 @@ class ExplainCommand {
     const bool withAccount = !isForReports && (arguments_.withAccount || inputs_.size() == 1);
     if (isText) write();
     for (const Input& input : inputs_) {
-      explanations_.push_back(explained(explainer, input, withAccount));
-      if (isText) write();
+      if (explain(explainer, input, withAccount) && isText) write();
     }
     if (arguments_.format == "json") surroundings_.out << jsonReport(explanations_);
     if (arguments_.format == "junit") surroundings_.out << junitReport(explanations_);
@@ -137,18 +138,33 @@ class ExplainCommand {
     return status();
   }
 
+  /// Returns false for another document that a directory happens to hold.
+  bool explain(Explainer& explainer, const Input& input, bool withAccount) {
+    try {
+      explanations_.push_back(explained(explainer, input, withAccount));
+      ++judged_;
+      return true;
+    } catch (const OtherDocument& error) {
+      surroundings_.err << "not judged: " << printable(error.what()) << '\n';
+      return false;
+    }
+  }
+
   Explanation explained(Explainer& explainer, const Input& input, bool withAccount) const {
     try {
       return explainer.explain(input.name, read(input, payloadFile, surroundings_), withAccount);
+    } catch (const OtherDocument& error) {
+      if (!input.isNamed) throw;
+      return unusable(input, error.what(), error.position());
     } catch (const DocumentError& error) {
-      return {.file = input.name,
-              .happenings = {},
-              .findings = {},
-              .unusable = error.what(),
-              .unusableAt = error.position()};
+      return unusable(input, error.what(), error.position());
     } catch (const InputError& error) {
-      return {.file = input.name, .happenings = {}, .findings = {}, .unusable = error.what()};
+      return unusable(input, error.what(), {});
     }
+  }
+
+  static Explanation unusable(const Input& input, const char* why, Position at) {
+    return {.file = input.name, .happenings = {}, .findings = {}, .unusable = why, .unusableAt = at};
   }
 
   /// Writes the last explanation, if there is one.
@@ -173,8 +189,8 @@ class ExplainCommand {
   }
 
   void writeTotal() const {
-    if (inputs_.size() == 1 && unusable() == 1) return;
-    surroundings_.out << counted(inputs_.size(), "payload") << ": " << counted(count(Level::error), "error") << ", "
+    if (judged_ == 1 && unusable() == 1) return;
+    surroundings_.out << counted(judged_, "payload") << ": " << counted(count(Level::error), "error") << ", "
                       << counted(count(Level::warning), "warning");
     if (unusable() > 0) surroundings_.out << ", " << unusable() << " unusable";
     surroundings_.out << '\n';
@@ -198,6 +214,7 @@ class ExplainCommand {
   const Surroundings& surroundings_;
   std::vector<Input> inputs_;
   std::vector<Explanation> explanations_;
+  std::size_t judged_ = 0;
 };
 
 }  // namespace

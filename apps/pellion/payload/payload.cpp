@@ -66,13 +66,13 @@ void refuseOtherDocument(std::string_view file, const JSONNode& document) {
   const auto has = [&](const char* name) { return document.find(name) != nullptr; };
   if (has("aps") || has("addInfo")) return;
   if (has("steps")) {
-    throw errorAt(file, document.position,
-                  "this is a scenario, not a payload; play it with: pellion run " + std::string(file));
+    throw OtherDocument(file, document.position,
+                        "this is a scenario, not a payload; play it with: pellion run " + std::string(file));
   }
   if (has("SERVER_URL") || has("JWT_SECRET") || has("BEARER_TOKEN")) {
-    throw errorAt(file, document.position,
-                  "this is a configuration, not a payload; give it as: pellion explain PAYLOAD --configuration " +
-                      std::string(file));
+    throw OtherDocument(file, document.position,
+                        "this is a configuration, not a payload; give it as: pellion explain PAYLOAD --configuration " +
+                            std::string(file));
   }
 }
 

@@ -54,8 +54,14 @@ struct Payload {
   [[nodiscard]] Place place(const Spot& spot) const;
 };
 
-/// Reads the text of a file: a payload, or the request to a push provider that carries one. Throws DocumentError for
-/// anything else.
+/// A document of another kind was given as a payload.
+class OtherDocument : public DocumentError {
+ public:
+  using DocumentError::DocumentError;
+};
+
+/// Reads the text of a file: a payload, or the request to a push provider that carries one. Throws OtherDocument for a
+/// scenario or a configuration, DocumentError for anything else.
 Payload readPayload(std::string_view file, std::string_view text);
 
 /// Adds what the module finds in the payload. Inside a process.
