@@ -12,7 +12,7 @@
 #include "pellion/document/notification_shape.h"
 #include "pellion/document/output_file.h"
 #include "pellion/document/text_width.h"
-#include "pellion/explain/explain_payload.h"
+#include "pellion/payload/payload.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/temporary_directory.h"
 #include "pellion/steps/scenario_steps.h"
@@ -147,7 +147,11 @@ Draft draftOf(const NewArguments& arguments) {
     return draft;
   }
   const std::string& file = *arguments.payload;
-  const JSONNode payload = readPayload(file, readInputFile(file, payloadFile));
+  const Payload read = readPayload(file, readInputFile(file, payloadFile));
+  if (!read.envelope.empty()) {
+    throw InputError(file + ": " + read.envelope + "; write the payload alone to a file and give that");
+  }
+  const JSONNode& payload = read.root;
   const fs::path directory = fs::absolute(draft.file).parent_path();
   draft.notification = fs::path(file).stem().string();
   draft.content = "{ \"payload\": " + compactJSON(fs::proximate(file, directory).string()) + " }";
