@@ -66,9 +66,10 @@ class BackendCommand : public Test {
 
 TEST_F(BackendCommand, AnswersAsItsOptionsSay) {
   EXPECT_THAT(statuses({"--status", "503", "--delay", "0.01"}, 2), ElementsAre("503", "503"));
-  EXPECT_THAT(out_.str(), AllOf(HasSubstr("answers 503 after 10 ms"),
-                                ContainsRegex("\n[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}  backend       POST /\n"),
-                                ContainsRegex("\n[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}  backend       answers")));
+  EXPECT_THAT(out_.str(),
+              AllOf(HasSubstr("responds with 503 after 10 ms"),
+                    ContainsRegex("\n[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}  backend       POST /\n"),
+                    ContainsRegex("\n[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\\.[0-9]{3}  backend       responds with")));
   EXPECT_THAT(statuses({"--drop"}, 2), ElementsAre("", ""));
   const std::string script = write("script", R"([{"status": 503, "times": 2}, {"sends": "nothing"}, {"status": 202}])");
   EXPECT_THAT(statuses({"--script", script}, 5), ElementsAre("503", "503", "", "202", "202"));

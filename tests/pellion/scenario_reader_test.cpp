@@ -38,12 +38,15 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
       {std::string(65, '['), "s.json:1:65: nested too deeply; at most 64 levels are read"},
       {"{\"$schema\": \"\" /* é\n // */, // b\n /**/ \"name\": /*/*/ 7}",
        "s.json:3:21: \"name\" cannot be 7; expected a string"},
-      {"// a\n{\"name\": [1, /* b */ ], \"x\": /", "s.json:2:31: not JSON: Unspecific syntax error"},
-      {"{\"name\": /* a */ \"n\", // b\n}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
-      {"{} /* a", "s.json:1:8: not JSON: Unspecific syntax error"},
+      {"// a\n{\"name\": [1, /* b */ ], \"x\": /",
+       "s.json:2:31: not JSON: the document ends here; a bracket or a quotation mark before is not closed"},
+      {"{\"name\": /* a */ \"n\", // b\n}",
+       "s.json:1:1: a scenario has no \"steps\"; add it as a list of at least one step, such as \"launch\""},
+      {"{} /* a", "s.json:1:8: not JSON: the document ends here; a bracket or a quotation mark before is not closed"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
       {"{\"aps\": {}}", "s.json:1:1: this is a payload, not a scenario; explain it with: pellion explain s.json"},
-      {"{\"name\": \"n\"}", "s.json:1:1: a scenario has no \"steps\"; add it as a list of steps"},
+      {"{\"name\": \"n\"}",
+       "s.json:1:1: a scenario has no \"steps\"; add it as a list of at least one step, such as \"launch\""},
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},
       {R"({"naem": "n"})",
        "s.json:1:2: a scenario has no \"naem\"; did you mean \"name\"? It may have \"$schema\", \"application\", "
@@ -103,7 +106,7 @@ TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
   EXPECT_EQ(errorWith("{\"GZIP\": true}", configuration), "");
   EXPECT_EQ(errorWith("[]", notification), file + ":1:50: " + named + ":1:1" + content);
   EXPECT_EQ(errorWith("{ // a\n}", notification),
-            file + ":1:50: " + named + ":1:3: not JSON: Missing a name for object member");
+            file + ":1:50: " + named + ":1:3: not JSON: a comment stands here, and JSON has none; remove it");
   EXPECT_THAT(errorWith("[]", step), EndsWith("/./a.json:1:1" + content));
   EXPECT_THAT(errorWith("{\"addInfo\": \"{}\"}", step), StartsWith(file + ":1:43: \"tap\" cannot be this object; "));
   EXPECT_THAT(errorWith("{\n\"GZPI\": true}", configuration),

@@ -129,11 +129,12 @@ std::string scenario(const std::string& name, const std::string& steps) {
 TEST_F(SuiteWatch, RunsAgainWhatChanged) {
   const fs::path b = root_ / "below/b.json";
   const std::string failing = R"({"expect": {"badge": 3}})";
+  const std::string passing = R"({"expect": {"opened": []}})";
   write(root_ / "a.json", scenario("A", failing));
-  write(b, scenario("B", ""));
+  write(b, scenario("B", passing));
   Person person({[&] { write(outside_ / "new", scenario("B", failing)), fs::rename(outside_ / "new", b); },
                  [&] { write(root_ / "notes.json"); },
-                 [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", "")); },
+                 [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", passing)); },
                  [&] { fs::remove_all(root_); }});
   std::ostream out(&person);
   std::ostringstream err;
@@ -150,7 +151,7 @@ TEST_F(SuiteWatch, RunsAgainWhatChanged) {
 }
 
 TEST_F(SuiteWatch, ASignalEndsIt) {
-  write(root_ / "a.json", scenario("A", ""));
+  write(root_ / "a.json", scenario("A", "\"launch\""));
   Person person({[] { kill(getpid(), SIGINT); }});
   std::ostream out(&person);
   EXPECT_EXIT(runCommandLine({"test", root_, "--watch"}, {.out = out, .err = out, .cleanUpOnSignal = cleanUpOnSignal}),

@@ -102,7 +102,7 @@ TEST_F(Traces, AreCompleteWhenASignalEndsTheProgram) {
   write(R"("launch", {"say": "now"}, {"advance": 60})");
   for (const int signal : {SIGINT, SIGTERM}) {
     const auto runIt = [&] {
-      Watch watch("moves on", [&] { kill(getpid(), signal); });
+      Watch watch("advances by", [&] { kill(getpid(), signal); });
       std::ostream out(&watch);
       runCommandLine({"run", scenario_, "--realtime", "--trace", trace_},
                      {.out = out, .err = out, .cleanUpOnSignal = cleanUpOnSignal});

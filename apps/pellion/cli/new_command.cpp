@@ -173,7 +173,7 @@ Value expectedRequest(const ReceivedRequest& request) {
 void observe(ScenarioRun& run, const JSONNode& /*anything*/) {
   std::vector<Value> requests;
   std::vector<Value> statistics;
-  for (const ReceivedRequest& request : run.backend().takeRequests()) {
+  for (const ReceivedRequest& request : run.takeRequests()) {
     const Value* entries =
         request.decodedBody && request.decodedBody->json ? request.decodedBody->json->find("pnstats") : nullptr;
     if (entries == nullptr) {

@@ -82,7 +82,8 @@ void runScenario(const Scenario& scenario, services::Network& network, const Sui
     refuseBackendSteps(scenario);
     checkServerURL(*options.server, scenario);
   }
-  ScenarioRun run(scenario, network, {.server = options.server, .sink = std::ref(*record), .isStrict = options.isStrict});
+  ScenarioRun run(scenario, network,
+                  {.server = options.server, .sink = std::ref(*record), .isStrict = options.isStrict});
   if (run.run()) {
     result.warnings = record->warnings();
     return;
@@ -97,7 +98,7 @@ void readAndRun(const SuiteFile& file, services::Network& network, const SuiteOp
   const auto fail = [&](std::string_view error) {
     result.outcome = !file.isNamed && isOtherDocument(file.path) ? SuiteOutcome::noScenario : SuiteOutcome::unusable;
     result.error = withoutUserInfo(error);
-    const std::string place = file.path + ": ";
+    const std::string place = inputName(file.path) + ": ";
     if (result.error.starts_with(place)) result.error.erase(0, place.size());
   };
   try {
@@ -115,7 +116,7 @@ void readAndRun(const SuiteFile& file, services::Network& network, const SuiteOp
 
 SuiteResult resultOf(const SuiteFile& file, services::Network& network, const SuiteOptions& options) {
   const auto started = std::chrono::steady_clock::now();
-  SuiteResult result{.file = file.path, .name = file.path};
+  SuiteResult result{.file = inputName(file.path), .name = inputName(file.path)};
   readAndRun(file, network, options, result);
   result.seconds = std::chrono::steady_clock::now() - started;
   return result;

@@ -18,8 +18,7 @@ namespace {
 
 constexpr std::size_t deepestLevel = 64;
 constexpr unsigned strictFlags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
-constexpr unsigned commentedFlags =
-    strictFlags | rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
+constexpr unsigned commentedFlags = strictFlags | rapidjson::kParseCommentsFlag | rapidjson::kParseTrailingCommasFlag;
 
 /// Converts increasing offsets into positions; looks at each byte once.
 class PositionCounter {

@@ -55,8 +55,8 @@ enum class JSONForm : std::uint8_t {
   commented,  ///< the same with comments, // and /* */, and with a comma after the last entry or element
 };
 
-/// Reads one JSON document (UTF-8, at most 64 levels, no repeated names). Positions do not count a byte order mark at the
-/// beginning. Throws DocumentError, which names the usual mistakes.
+/// Reads one JSON document (UTF-8, at most 64 levels, no repeated names). Positions do not count a byte order mark at
+/// the beginning. Throws DocumentError, which names the usual mistakes.
 JSONNode readJSON(std::string_view file, std::string_view text, JSONForm form = JSONForm::strict);
 
 std::string_view withoutByteOrderMark(std::string_view text);

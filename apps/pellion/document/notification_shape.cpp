@@ -21,7 +21,8 @@ const Shape notificationShape{
     "an object with the content of a notification: \"payload\", and \"addInfo\" unless the payload has one",
     isNotification, notificationFields};
 const Shape namedNotificationShape{
-    "the name of a notification, or an object with its content: \"payload\", and \"addInfo\" unless the payload has one",
+    "the name of a notification, or an object with its content: \"payload\", and \"addInfo\" unless the payload has "
+    "one",
     [](const Value& value) { return value.ifString() || isNotification(value); }, notificationFields};
 
 }  // namespace pellion

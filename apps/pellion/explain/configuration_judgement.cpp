@@ -175,7 +175,7 @@ class ConfigurationCheck {
       usable_.push_back(entry);
     } catch (const host::ConfigurationError& error) {
       const std::size_t split = std::min(error.problem().find("; "), error.problem().size());
-      const bool isUnknown = error.problem().find(" is not known") != std::string::npos;
+      const bool isUnknown = error.problem().find(" is not a known key") != std::string::npos;
       const std::string remedy =
           split < error.problem().size() ? error.problem().substr(split + 2) : "correct the entry, or leave it out";
       add(isUnknown ? "configuration-unknown" : "configuration-value", name, error.problem().substr(0, split),

@@ -55,13 +55,6 @@ void moveInto(Payload& payload, Position string) {
   payload.source.clear();  // an escape of the payload is itself escaped there
 }
 
-JSONNode readDocument(std::string_view file, std::string_view text) try {
-  return readJSON(file, text);
-} catch (const DocumentError& error) {
-  if (!error.text().starts_with("not JSON") || error.text().find(';') != std::string::npos) throw;
-  throw errorAt(file, error.position(), error.text() + "; correct it there, or let a JSON library write the payload");
-}
-
 void refuseOtherDocument(std::string_view file, const JSONNode& document) {
   const auto has = [&](const char* name) { return document.find(name) != nullptr; };
   if (has("aps") || has("addInfo")) return;
@@ -74,6 +67,22 @@ void refuseOtherDocument(std::string_view file, const JSONNode& document) {
                         "this is a configuration, not a payload; give it as: pellion explain PAYLOAD --configuration " +
                             std::string(file));
   }
+}
+
+/// Scenarios may have comments, which make them no payload either.
+void refuseCommentedScenario(std::string_view file, std::string_view text) try {
+  refuseOtherDocument(file, readJSON(file, text, JSONForm::commented));
+} catch (const OtherDocument&) {
+  throw;
+} catch (const DocumentError&) {  // the error of the strict reader says more
+}
+
+JSONNode readDocument(std::string_view file, std::string_view text) try {
+  return readJSON(file, text);
+} catch (const DocumentError& error) {
+  refuseCommentedScenario(file, text);
+  if (!error.text().starts_with("not JSON") || error.text().find(';') != std::string::npos) throw;
+  throw errorAt(file, error.position(), error.text() + "; correct it there, or let a JSON library write the payload");
 }
 
 bool isVoIPRequest(const Value& value) {

@@ -72,7 +72,7 @@ void RunWarnings::handOver(std::string_view name, const Value& payload) {
                          .name = std::string(name),
                          .id = carried->id.description(),
                          .fault = faultOf(*carried),
-                         .reason = hindrance_});
+                         .reason = obstacle_});
 }
 
 RunWarnings::HandedOver* RunWarnings::ofThisStep() {
@@ -85,29 +85,26 @@ void RunWarnings::observe(const host::Event& event) {
   };
   if (event.actor == "module") {
     observeModule(event);
-  } else if (is("backend", "request")) {
-    hindrance_.reset();
+  } else if (is("network", "sends")) {
+    obstacle_.reset();
     addIDs(sent_, at(at(at(event.details, "body"), "json"), "pnstats"));
-  } else if (is("network", "sends") && !readsRequests_) {
-    const bool isStatistics = at(event.details, "url").text().find("/channel/add?") != std::string_view::npos;
-    if (HandedOver* notification = ofThisStep()) notification->isCounted = notification->isCounted || isStatistics;
   } else if (is("shared store", "stored") && at(event.details, "key") == Value("pellionDidReceivePushNotification")) {
     pending_.clear();
     addIDs(pending_, at(event.details, "value"));
-  } else if (is("platform", "unheard")) {
+  } else if (is("platform", "undelivered")) {
     if (HandedOver* notification = ofThisStep()) {
       notification->reason = "no delegate has the method " + std::string(at(event.details, "callback").text()) +
                              "; start the messaging service, and set the delegate before";
     }
   } else if (is("app", "launched")) {
-    hindrance_.reset();
+    obstacle_.reset();
   }
 }
 
 void RunWarnings::observeModule(const host::Event& event) {
-  if (event.what == "hindered") {
-    hindrance_ = reasonAndRemedy(event.details);
-    if (HandedOver* notification = ofThisStep()) notification->reason = hindrance_;
+  if (event.what == "blocked") {
+    obstacle_ = reasonAndRemedy(event.details);
+    if (HandedOver* notification = ofThisStep()) notification->reason = obstacle_;
   } else if (event.what == "not accepted") {
     if (HandedOver* notification = ofThisStep()) notification->reason = reasonAndRemedy(event.details);
     const Value* status = event.details.find("status");
@@ -151,7 +148,7 @@ std::vector<Warning> RunWarnings::warnings() const {
   std::set<std::string> known(sent_.begin(), sent_.end());
   known.insert(pending_.begin(), pending_.end());
   for (const HandedOver& each : handedOver_) {
-    if (each.isCounted || isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
+    if (isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
     found.push_back(uncounted(each));
   }
   for (const auto& [step, status, reason] : unaccepted_) {

@@ -11,7 +11,7 @@
 
 namespace pellion {
 
-/// What deserves attention at the end of a run whose expectations hold.
+/// A warning at the end of a run whose expectations hold.
 struct Warning {
   Position position;
   std::string subject;
@@ -29,9 +29,7 @@ struct Warning {
 /// A scenario without any "expect".
 class RunWarnings {
  public:
-  /// Without the built-in backend the ids in the requests are not known. Then a notification is counted if its step
-  /// sends statistics.
-  RunWarnings(const Scenario& scenario, bool readsRequests) : scenario_(scenario), readsRequests_(readsRequests) {}
+  explicit RunWarnings(const Scenario& scenario) : scenario_(scenario) {}
 
   void begin(const Step& step) { step_ = static_cast<std::size_t>(&step - scenario_.steps.data()); }
   /// The present step hands over this notification; the name is empty if it has none.
@@ -48,7 +46,6 @@ class RunWarnings {
     std::string id;
     std::string fault;  ///< of the payload; empty if the module can read the id
     std::optional<std::string> reason = {};
-    bool isCounted = false;
   };
   struct Unaccepted {
     std::size_t step;
@@ -63,13 +60,12 @@ class RunWarnings {
   [[nodiscard]] Warning uncounted(const HandedOver& notification) const;
 
   const Scenario& scenario_;
-  const bool readsRequests_;
   std::size_t step_ = 0;
   std::vector<HandedOver> handedOver_;
   std::vector<Unaccepted> unaccepted_;
-  std::vector<std::string> sent_;         ///< ids
-  std::vector<std::string> pending_;      ///< ids
-  std::optional<std::string> hindrance_;  ///< the last one, unless a request has been sent since
+  std::vector<std::string> sent_;        ///< ids
+  std::vector<std::string> pending_;     ///< ids
+  std::optional<std::string> obstacle_;  ///< the last one, unless a request has been sent since
 };
 
 }  // namespace pellion

@@ -23,7 +23,7 @@ bool expectsRaised(const Step& step) { return step.kind->name == "expect" && ste
 ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, Options options)
     : scenario_(scenario),
       options_(std::move(options)),
-      warnings_(scenario, !options_.server),
+      warnings_(scenario),
       phone_(network, {.storage = storage_.path(),
                        .clock = options_.clock,
                        .urlSchemes = scenario.urlSchemes,
@@ -32,10 +32,10 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
                        .sink = [this](const host::Event& event) { receive(event); },
                        .listensToLog = true}) {
   if (options_.server) return;
-  backend_ = std::make_unique<Backend>(
-      Backend::Options{.tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
-                       .network = &network,
-                       .keepsRequests = false});
+  backend_ = std::make_unique<Backend>(Backend::Options{
+      .tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
+      .network = &network,
+      .keepsRequests = false});
 }
 
 // The process is destroyed first, so that no code uses a backend that is already destroyed.
@@ -235,10 +235,10 @@ void ScenarioRun::reportWarnings() {
       fail(position, {{subject, wanted, problem + ": " + reason}});
     } else {
       report("scenario", "warning",
-           Value::dictionary({{"place", placeText(scenario_.file, position)},
-                              {"problem", subject + " " + problem},
-                              {"reason", reason},
-                              {"remedy", remedy}}));
+             Value::dictionary({{"place", placeText(scenario_.file, position)},
+                                {"problem", subject + " " + problem},
+                                {"reason", reason},
+                                {"remedy", remedy}}));
     }
   }
 }

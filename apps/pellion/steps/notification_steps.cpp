@@ -108,15 +108,9 @@ void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
   deliverIn("background", run, notification, host::deliverInBackground);
 }
 
-void respond(ScenarioRun& run, const JSONNode& response) {
-  respondTo(run, *response.find("to"), actionIn(response));
-}
-void tap(ScenarioRun& run, const JSONNode& notification) {
-  respondTo(run, notification, "tap");
-}
-void dismiss(ScenarioRun& run, const JSONNode& notification) {
-  respondTo(run, notification, "dismiss");
-}
+void respond(ScenarioRun& run, const JSONNode& response) { respondTo(run, *response.find("to"), actionIn(response)); }
+void tap(ScenarioRun& run, const JSONNode& notification) { respondTo(run, notification, "tap"); }
+void dismiss(ScenarioRun& run, const JSONNode& notification) { respondTo(run, notification, "dismiss"); }
 
 void handleResponse(ScenarioRun& run, const JSONNode& response) {
   const auto handle = [&run](const Value& payload, const Value& identifier) {

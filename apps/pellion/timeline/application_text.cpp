@@ -85,7 +85,9 @@ Lines undelivered(const Value& details) {
            {subjectOf(textAt(details, "callback"), &CallbackKind::selector), Ink::bad}}};
 }
 
-Lines fetched(const Value& details) { return {{{"receives the fetch result "}, {textAt(details, "result"), Ink::good}}}; }
+Lines fetched(const Value& details) {
+  return {{{"receives the fetch result "}, {textAt(details, "result"), Ink::good}}};
+}
 
 Lines presents(const Value& details) { return {{{"shows "}, {joined(at(details, "options")), Ink::good}}}; }
 

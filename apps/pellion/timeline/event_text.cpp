@@ -254,9 +254,9 @@ Lines networkAnswered(const Value& details) {
 constexpr EventText otherTexts[] = {
     {"app", "launched", launched},
     {"app", "ended", ended},
-    {"module", "hindered", hindered},
+    {"module", "blocked", blocked},
     {"module", "not accepted", notAccepted},
-    {"platform", "hindered", hindered},
+    {"platform", "blocked", blocked},
     {"platform", "token", token},
     {"platform", "registration failed", registrationFailed},
     {"user", "consent", consent},

@@ -4,7 +4,7 @@ namespace pellion {
 
 using platform::Value;
 
-Lines hindered(const Value& details) {
+Lines blocked(const Value& details) {
   return {
       {{textAt(details, "effect"), Ink::bad}, {": " + textAt(details, "reason") + "; " + textAt(details, "remedy")}}};
 }

@@ -6,7 +6,7 @@ namespace pellion {
 
 // The timeline's texts for what did not happen, and why: rows of the table in event_text.cpp.
 
-Lines hindered(const platform::Value& details);
+Lines blocked(const platform::Value& details);
 Lines notAccepted(const platform::Value& details);
 Lines warning(const platform::Value& details);
 

@@ -51,7 +51,7 @@ void ReferenceCoreLibrary::report(bool isHindered, const char* effect, const std
     if (isHindered) reported_.insert(reason);
     if (!isHindered || wasReported) return;
   }
-  process_.report("module", "hindered", hindrance(effect, reason, remedy));
+  process_.report("module", "blocked", obstacle(effect, reason, remedy));
 }
 
 void ReferenceCoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {

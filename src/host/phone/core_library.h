@@ -33,7 +33,7 @@ class CoreLibrary {
 
 /// The host's own core library. It returns at once, on the caller's thread, with data from a configuration that may be
 /// replaced at any moment, for example when consent changes. When the module asks for an entry that the configuration
-/// lacks, the event "hindered" of the module says what follows from that.
+/// lacks, the event "blocked" of the module says what follows from that.
 class ReferenceCoreLibrary : public CoreLibrary,
                              public platform::QVPIIManager,
                              public platform::Analytics,

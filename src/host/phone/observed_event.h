@@ -17,9 +17,9 @@ struct Event {
   platform::Value details = platform::Value::dictionary({});
 };
 
-/// The details of the event "hindered" of any actor: what it does not do or does otherwise than meant ("sends no
+/// The details of the event "blocked" of any actor: what it does not do or does otherwise than meant ("sends no
 /// statistics"), why, and what to change.
-inline platform::Value hindrance(const std::string& effect, const std::string& reason, const std::string& remedy) {
+inline platform::Value obstacle(const std::string& effect, const std::string& reason, const std::string& remedy) {
   return platform::Value::dictionary({{"effect", effect}, {"reason", reason}, {"remedy", remedy}});
 }
 

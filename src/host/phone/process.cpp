@@ -158,11 +158,11 @@ void services::noteTextWithoutURL(std::string_view text) {
   host::Process* process = host::Process::currentOrNull();
   if (process == nullptr || !process->hasListener()) return;
   const std::string effect = "makes no URL of " + std::string(text);
-  process->report("platform", "hindered",
-                process->isLinkedBefore17()
-                    ? host::hindrance(effect,
-                                      "RFC 3986 does not allow the text, and for an application linked before release "
-                                      "17 the platform encodes nothing",
-                                      "percent-encode it")
-                    : host::hindrance(effect, "RFC 3986 does not allow the text, even percent-encoded", "correct it"));
+  process->report("platform", "blocked",
+                  process->isLinkedBefore17()
+                      ? host::obstacle(effect,
+                                       "RFC 3986 does not allow the text, and for an application linked before release "
+                                       "17 the platform encodes nothing",
+                                       "percent-encode it")
+                      : host::obstacle(effect, "RFC 3986 does not allow the text, even percent-encoded", "correct it"));
 }

@@ -49,7 +49,7 @@ std::optional<std::string> schemeOf(id url) {
 // Each time, because each refusal is the whole result of a user's tap.
 void tellWhyNot(const std::string& url, const std::optional<std::string>& scheme, bool isDeclared) {
   const auto tell = [&](const char* reason, const char* remedy) {
-    Process::current().report("platform", "hindered", hindrance("would not open " + url, reason, remedy));
+    Process::current().report("platform", "blocked", obstacle("would not open " + url, reason, remedy));
   };
   if (!scheme) return tell("it has no scheme", "begin it with one, such as https:");
   if (isDeclared) return tell("nothing installed opens the scheme", R"(add it to "installedSchemes")");

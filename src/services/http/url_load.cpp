@@ -108,14 +108,14 @@ void Load::reportRequest() {
   isSent_ = true;
   const platform::URLRequest& request = task_.request;
   owner().report("sends", Value::dictionary({{"method", request.httpMethod},
-                                           {"url", textOf(request.url)},
-                                           {"headers", pairs(transfer_->fields())},
-                                           {"body", request.httpBody.value_or(nullptr)}}));
+                                             {"url", textOf(request.url)},
+                                             {"headers", pairs(transfer_->fields())},
+                                             {"body", request.httpBody.value_or(nullptr)}}));
 }
 
 void Load::reportRedirect() const {
   owner().report("redirected",
-               Value::dictionary({{"status", response_->statusCode}, {"url", textOf(task_.request.url)}}));
+                 Value::dictionary({{"status", response_->statusCode}, {"url", textOf(task_.request.url)}}));
 }
 
 void Load::reportOutcome(const Value* data) const {
