@@ -2,6 +2,7 @@
 // Ten live at the same time and share a network; the network and the backend are destroyed with each group of ten.
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -32,8 +33,10 @@ std::vector<std::string> filesBelow(const std::filesystem::path& directory) {
   return files;
 }
 
-/// Plays a whole life, except that it ends before the answer to its last request.
-void use(SoakPhone& phone) {
+/// Plays a whole life, except that it ends before the answer to its last request. Returns the number of the others: the
+/// last one may or may not reach the network.
+int use(SoakPhone& phone) {
+  phone.outcome().clear();
   const Value token = Value::bytes("\x0a\xff");
   const Value payload = Value::dictionary(
       {{"addInfo", R"({"pellionPnID":12,"clickAction":"shop://sale","conversion":{"event":"e","group":"g"}})"}});
@@ -43,7 +46,9 @@ void use(SoakPhone& phone) {
   phone.run([&] { host::announceEngagement(Value::dictionary({{"action", "event"}, {"name", "g_e"}})); });
   phone.run([] { setBadge(3); });
   phone.run([] { answerNotificationsAs<MemberNotifications>(); });
+  const int requests = phone.outcome().requests;
   phone.run([&] { host::deliverInBackground(payload); }, false);
+  return requests;
 }
 
 class Phones {
@@ -80,16 +85,17 @@ class Phones {
     for (std::size_t i = 0; i < count; ++i) {
       phones.push_back(std::make_unique<SoakPhone>(network, backend.url()));
     }
-    for (int launch = 0; launch < 2; ++launch) {
+    for (int& first : firstRequests_) {
       for (const auto& phone : phones) phone->launch();
-      for (const auto& phone : phones) use(*phone);
+      for (const auto& phone : phones) {
+        const int requests = use(*phone);
+        requests_ += static_cast<std::size_t>(requests);
+        if (first == 0) first = requests;
+        isRequestsEven_ = isRequestsEven_ && requests == first;
+      }
       for (const auto& phone : phones) (*phone)->terminate();
     }
     for (const auto& phone : phones) {
-      const int requests = phone->outcome().requests;
-      requests_ += static_cast<std::size_t>(requests);
-      if (firstRequests_ == 0) firstRequests_ = requests;
-      isRequestsEven_ = isRequestsEven_ && requests == firstRequests_;
       const std::vector<std::string> files = filesBelow(phone->storage());
       for (const std::string& file : files) {
         if (std::ranges::find(storedFiles, file) == storedFiles.end()) strange_ = file;
@@ -100,7 +106,7 @@ class Phones {
 
   std::size_t count_;
   std::size_t requests_ = 0;
-  int firstRequests_ = 0;
+  std::array<int, 2> firstRequests_{};  // in each launch
   bool isRequestsEven_ = true;
   std::string strange_;
 };
