@@ -12,6 +12,7 @@
 #include "services/gzip.h"
 #include "services/jwt.h"
 #include "tests/pellion/raw_client.h"
+#include "tests/support/bytes.h"
 #include "tests/support/cases.h"
 #include "tests/support/certificates.h"
 
@@ -19,12 +20,10 @@ namespace pellion {
 namespace {
 
 using namespace testing;
-using platform::ByteView;
 using platform::Value;
+using test::bytesOf;
 
-ByteView bytesOf(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
-
-std::string signedBy(const char* secret, ByteView content) {
+std::string signedBy(const char* secret, platform::ByteView content) {
   return services::signedJWT(R"({"alg":"HS256"})", content, secret).value();
 }
 

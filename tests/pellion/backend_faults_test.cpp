@@ -27,7 +27,7 @@ using Endless = Answer::Endless;
 using Part = Answer::Part;
 
 constexpr int timedOut = -1001;
-constexpr int refused = -1004;
+constexpr int connectionRefused = -1004;
 constexpr int lost = -1005;
 constexpr int redirectedTooOften = -1007;
 constexpr int undecodable = -1015;
@@ -210,7 +210,7 @@ TEST_F(BackendFaults, OfConnectionsAreReportedAsErrors) {
     std::string url;
     int outcome;
   } rows[] = {
-      {Connections::refused, backend_->url(), refused},
+      {Connections::refused, backend_->url(), connectionRefused},
       {Connections::closed, backend_->url(), lost},
       {Connections::closed, secureURL, insecure},    // in the handshake
       {Connections::accepted, secureURL, insecure},  // answered in clear text

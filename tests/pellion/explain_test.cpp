@@ -19,7 +19,7 @@ using platform::Value;
 
 const std::string examples = PELLION_SOURCE_DIR "/examples/";
 const std::string payloads = examples + "payloads/";
-const std::string broken = payloads + "broken/";
+const std::string brokenPayloads = payloads + "broken/";
 
 struct Told {
   int status;
@@ -82,7 +82,7 @@ TEST(Explain, FindsNothingInGoodExamples) {
 }
 
 TEST(Explain, CorrectsWhatIsCertain) {
-  for (const auto& entry : std::filesystem::directory_iterator(broken)) {
+  for (const auto& entry : std::filesystem::directory_iterator(brokenPayloads)) {
     const std::string file = entry.path();
     if (file.find("scenario") != std::string::npos) continue;
     const Told told = tell({file, "--fix"});
@@ -99,7 +99,7 @@ TEST(Explain, CorrectsWhatIsCertain) {
       Value::dictionary({{"aps", Value::dictionary({{"alert", alert}})}, {"addInfo", compactJSON(content)}});
   for (const char* name : {"addinfo_as_object", "addinfo_base64", "addinfo_url_encoded", "addinfo_html_escaped",
                            "aps_as_text", "link_one_slash", "link_scheme_misspelt", "link_space_at_end"}) {
-    const Told told = tell({broken + name + ".json", "--fix"});
+    const Told told = tell({brokenPayloads + name + ".json", "--fix"});
     EXPECT_EQ(told.status, 0) << told.err;
     const Value fixed = readJSON(name, told.out).value;
     EXPECT_EQ(test::at(fixed, "aps"), test::at(good, "aps")) << name;
@@ -136,7 +136,7 @@ TEST(Explain, FindsWhatIsWrong) {
 
 TEST(Explain, SaysWhatResponsesLeadTo) {
   const std::string sale = payloads + "sale.json";
-  const std::string same = broken + "buttons_same_action.json";
+  const std::string same = brokenPayloads + "buttons_same_action.json";
   const std::string configurations = examples + "configurations/broken/";
   const struct {
     std::vector<std::string> arguments;
@@ -153,11 +153,11 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
        1,
        {"error: no button has the action \"snooze\", and a tap on it raises; the buttons are \"open\", \"later\""}},
       {{sale, "--action", "dismiss"}, 1, {"error: a dismissal raises NSInvalidArgumentException"}},
-      {{broken + "no_such_file.json"}, 2, {"No such file or directory"}},
-      {{broken + "addinfo_as_object.json", "--all"},
+      {{brokenPayloads + "no_such_file.json"}, 2, {"No such file or directory"}},
+      {{brokenPayloads + "addinfo_as_object.json", "--all"},
        1,
        {"recorded ✗ stops at \"read addInfo\"", "raises ✗ NSInvalidArgumentException"}},
-      {{broken + "goal_with_capitals.json"},
+      {{brokenPayloads + "goal_with_capitals.json"},
        0,
        {"reported as \"Shop_Purchase\" ✗ not recorded: pending is \"shop_purchase\""}},
       {{same, "--action", "open"}, 1, {"opens ✓ https://shop.example/sale"}},
@@ -165,10 +165,10 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
        1,
        {"error: APP_META is missing", "✗ not recorded: APP_META is missing in the configuration"}},
       {{sale, "--configuration", examples + "scenarios/a_day.json"}, 0, {"opens shop://sale"}},
-      {{broken + "link_with_space.json", "--configuration", examples + "scenarios/linked_before_17.json"},
+      {{brokenPayloads + "link_with_space.json", "--configuration", examples + "scenarios/linked_before_17.json"},
        1,
        {"tapped ✗ recorded, opens nothing", "and no URL is formed of it"}},
-      {{broken + "payload_too_large.json", "--voip"}, 1, {"5310 bytes of 5120"}},
+      {{brokenPayloads + "payload_too_large.json", "--voip"}, 1, {"5310 bytes of 5120"}},
       {{payloads, "--format", "junit"},
        2,
        {"<testsuite name=\"pellion explain\"", "<failure message=", "<error message="}},

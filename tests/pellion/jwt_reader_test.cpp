@@ -5,14 +5,14 @@
 #include "pellion/document/json_writer.h"
 #include "services/gzip.h"
 #include "services/jwt.h"
+#include "tests/support/bytes.h"
 
 namespace pellion {
 namespace {
 
-using platform::ByteView;
 using platform::Value;
+using test::bytesOf;
 
-ByteView bytesOf(std::string_view text) { return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}; }
 std::string signedBy(const char* secret, std::string_view payload, const char* header = R"({"alg":"HS256"})") {
   return services::signedJWT(header, bytesOf(payload), secret).value();
 }

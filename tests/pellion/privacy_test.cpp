@@ -43,7 +43,7 @@ const auto isWithoutSecrets = AllOf(Not(HasSubstr("-alpha")), Not(HasSubstr("-om
 const std::string bearer = R"(bear-alpha\"\\ü <&>/+%41)";  // as it stands in JSON
 const std::string secret = R"(sign-omega\"\\ü <&>/+%41)";
 
-const std::string configuration =
+const std::string ownConfiguration =
     R"("configuration": {"BEARER_TOKEN": ")" + bearer + R"(", "JWT_SECRET": ")" + secret + "\"}";
 
 TEST_F(Privacy, NoOutputShowsASecretFromAnyPlace) {
@@ -57,7 +57,7 @@ TEST_F(Privacy, NoOutputShowsASecretFromAnyPlace) {
 TEST_F(Privacy, NoErrorShowsASecretInTheWrongPlace) {
   const std::string long_ = "\"" + bearer + std::string(60, 'x') + "\"";
   const auto with = [](const std::string& steps) {
-    return R"({"name": "N", )" + configuration + R"(, "steps": [)" + steps + "]}";
+    return R"({"name": "N", )" + ownConfiguration + R"(, "steps": [)" + steps + "]}";
   };
   const std::string broken[] = {
       R"({"name": "N", "configuration": ["BEARER_TOKEN", "x-alpha"], "steps": []})",
@@ -99,7 +99,7 @@ TEST_F(Privacy, NoOutputShowsASecretOfASharedConfiguration) {
 TEST_F(Privacy, OutputFilesAreReadableOnlyByTheirOwnerForAnyUmask) {
   const auto rights = [](const std::string& path) { return std::filesystem::status(path).permissions(); };
   const mode_t umaskBefore = umask(0);
-  const std::string file = write(R"({"name": "N", )" + configuration + R"(, "steps": ["launch"]})");
+  const std::string file = write(R"({"name": "N", )" + ownConfiguration + R"(, "steps": ["launch"]})");
   run({"run", file, "--trace", trace_}, 0);
   run({"test", file, "--junit", report_}, 0);
   umask(umaskBefore);

@@ -8,14 +8,11 @@
 #include <vector>
 
 #include "platform/json_serialization.h"
+#include "tests/support/bytes.h"
 #include "tests/support/offline_session.h"
 #include "tests/support/test_phone.h"
 
 namespace test {
-
-inline platform::ByteView bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 inline platform::Value json(std::string_view text) {
   platform::Error error;

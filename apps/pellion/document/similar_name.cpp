@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <numeric>
-#include <ranges>
 
 #include "value/ascii.h"
 
@@ -78,13 +77,27 @@ std::string remedyForName(std::string_view name, std::vector<std::string_view> k
   return text;
 }
 
+namespace {
+
+/// What stands between single spaces.
+std::vector<std::string_view> wordsOf(std::string_view text) {
+  std::vector<std::string_view> words;
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(' ', at), text.size());
+    words.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return words;
+}
+
+}  // namespace
+
 std::string withWrappedNames(std::string_view error) {
   constexpr std::size_t width = 100;
   constexpr std::size_t shortestList = 8;
   constexpr std::string_view indentation = "    ";
   if (error.size() <= width) return std::string(error);
-  std::vector<std::string_view> words;
-  for (const auto word : std::views::split(error, ' ')) words.emplace_back(word.begin(), word.end());
+  const std::vector<std::string_view> words = wordsOf(error);
   std::string text;
   std::size_t column = 0;
   for (std::size_t i = 0; i < words.size();) {

@@ -18,8 +18,6 @@
 namespace pellion {
 namespace {
 
-using platform::Value;
-
 ExplainPhone::Options phoneFor(const ExplainOptions& options) {
   ExplainPhone::Options phone = options.configuration ? options.configuration->phone : ExplainPhone::Options{};
   for (const std::string& name : options.urlSchemes) {

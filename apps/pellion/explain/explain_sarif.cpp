@@ -59,6 +59,7 @@ std::string sarifReport(const std::vector<Explanation>& explanations) {
     }
   }
   std::vector<Value> rules;
+  rules.reserve(codes.size());
   for (const std::string& code : codes) rules.push_back(Value::dictionary({{"id", code}}));
   const Value driver = Value::dictionary(
       {{"name", "pellion explain"}, {"semanticVersion", PELLION_VERSION}, {"rules", Value::list(rules)}});

@@ -19,6 +19,7 @@ Value textOf(const std::optional<platform::URL>& url) { return url ? Value(url->
 template <class Fields>
 Value pairs(const Fields& fields) {
   std::vector<Value> list;
+  list.reserve(fields.size());
   for (const auto& [name, value] : fields) list.push_back(Value::list({name, value}));
   return Value::list(list);
 }
