@@ -25,8 +25,8 @@ inline std::string textOf(const platform::Value& bytes) { return {bytes.bytes().
 
 /// The host's core library. It reports each call in an event "asked", in order, and fails as a test wishes. What it
 /// encodes shows the method: "dictionary", or "data: " and the compressed bytes, which begin with their level.
-class RecordingCoreLibrary : public host::ReferenceCoreLibrary {
-  using Base = ReferenceCoreLibrary;
+class RecordingCoreLibrary : public host::CoreLibrary {
+  using Base = CoreLibrary;
   using Text = platform::OptionalString;
 
  public:

@@ -20,7 +20,7 @@ class PropertyListError;
 
 namespace host {
 
-/// The data of the reference core library, all from one property list (XML or binary). Optional entries may be absent:
+/// The data of the core library, all from one property list (XML or binary). Optional entries may be absent:
 /// the calls that read them then return nothing.
 struct Configuration {
   std::optional<std::string> serverURL;  // SERVER_URL; this or DOMAIN must be present

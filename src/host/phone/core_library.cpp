@@ -24,52 +24,52 @@ std::optional<Value> bytesOf(const std::optional<std::string>& text) {
 
 }  // namespace
 
-ReferenceCoreLibrary::ReferenceCoreLibrary(Process& process, std::filesystem::path bundle,
-                                           services::ItemStore& keychain, Configuration configuration)
+CoreLibrary::CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
+                         Configuration configuration)
     : process_(process),
       bundle_(std::move(bundle)),
       keychain_(keychain),
       configuration_(std::make_shared<const Configuration>(std::move(configuration))) {}
 
-std::shared_ptr<const Configuration> ReferenceCoreLibrary::configuration() const {
+std::shared_ptr<const Configuration> CoreLibrary::configuration() const {
   const std::lock_guard lock(mutex_);
   return configuration_;
 }
 
-void ReferenceCoreLibrary::setConfiguration(Configuration configuration) {
+void CoreLibrary::setConfiguration(Configuration configuration) {
   auto next = std::make_shared<const Configuration>(std::move(configuration));
   const std::lock_guard lock(mutex_);
   configuration_.swap(next);
 }
 
 // Once in each life while a reason holds: every notification meets the same lack, and the first line says all there is.
-void ReferenceCoreLibrary::report(bool isHindered, const char* effect, const std::string& reason, const char* remedy) {
+void CoreLibrary::report(bool isBlocked, const char* effect, const std::string& reason, const char* remedy) {
   if (!process_.hasListener()) return;
   {
     const std::lock_guard lock(mutex_);
     const bool wasReported = reported_.erase(reason) > 0;
-    if (isHindered) reported_.insert(reason);
-    if (!isHindered || wasReported) return;
+    if (isBlocked) reported_.insert(reason);
+    if (!isBlocked || wasReported) return;
   }
   process_.report("module", "blocked", obstacle(effect, reason, remedy));
 }
 
-void ReferenceCoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {
+void CoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {
   const auto current = configuration();
   const bool isAnonymous = current->isAnonymousUser && current->isAnonymousTrackingEnabled;  // the id is not used then
   block(isAnonymous ? current->deviceID : asked(current->deviceID, "names no device to the backend", "DEVICE_ID"));
 }
 
 // Asked only for a user who wants to be anonymous.
-bool ReferenceCoreLibrary::enableAnonymousTracking() {
+bool CoreLibrary::enableAnonymousTracking() {
   const bool isEnabled = configuration()->isAnonymousTrackingEnabled;
   report(!isEnabled, "names the device to the backend, although the user is anonymous",
          "the configuration does not set ANONYMOUS_TRACKING", "set it to true to send the anonymous id");
   return isEnabled;
 }
 
-void ReferenceCoreLibrary::getAppVersionID(std::function<void(const std::string&)> success,
-                                           std::function<void(const platform::Error&)> failure) {
+void CoreLibrary::getAppVersionID(std::function<void(const std::string&)> success,
+                                  std::function<void(const platform::Error&)> failure) {
   const auto appVersionID = asked(configuration()->appVersionID, "sends nothing", "APP_VERSION_ID");
   if (appVersionID) {
     success(*appVersionID);
@@ -78,14 +78,14 @@ void ReferenceCoreLibrary::getAppVersionID(std::function<void(const std::string&
   }
 }
 
-void ReferenceCoreLibrary::processError(const Value& json, platform::PLAAAUtil& authentication) {
+void CoreLibrary::processError(const Value& json, platform::PLAAAUtil& authentication) {
   process_.report("core library", "rejected response",
                   Value::dictionary({{"identity", &authentication == &anonymousUser_ ? "anonymous user" : "device"},
                                      {"json", json}}));
 }
 
 // Milliseconds since 1970.
-std::int64_t ReferenceCoreLibrary::timeInLong() {
+std::int64_t CoreLibrary::timeInLong() {
   using std::chrono::milliseconds;
   if (process_.clock().isVirtual()) {
     return (virtualEpoch + std::chrono::duration_cast<milliseconds>(process_.clock().now())).count();
@@ -94,11 +94,11 @@ std::int64_t ReferenceCoreLibrary::timeInLong() {
   return std::chrono::duration_cast<milliseconds>(sinceEpoch).count();
 }
 
-std::optional<Value> ReferenceCoreLibrary::gzip(const Value& data, float level) {
+std::optional<Value> CoreLibrary::gzip(const Value& data, float level) {
   return services::gzip(data.asBytes("bytes"), level);
 }
 
-platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::OptionalString& name, const char* type) {
+platform::OptionalString CoreLibrary::pathForResource(const platform::OptionalString& name, const char* type) {
   if (!name) return std::nullopt;
   std::filesystem::path path = bundle_ / (*name + "." + type);
   std::error_code ignored;  // a missing file and an unreadable folder are the same to a bundle
@@ -106,13 +106,13 @@ platform::OptionalString ReferenceCoreLibrary::pathForResource(const platform::O
   return path.string();
 }
 
-std::optional<Value> ReferenceCoreLibrary::encodeWithJWT(const Value& payload) {
+std::optional<Value> CoreLibrary::encodeWithJWT(const Value& payload) {
   const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
   return bytesOf(services::signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
 }
 
 // The compressed bytes are the signed payload themselves; "cty" tells the reader the payload's type (RFC 7515, 4.1.10).
-std::optional<Value> ReferenceCoreLibrary::encodeDataWithJWT(const Value& bytes) {
+std::optional<Value> CoreLibrary::encodeDataWithJWT(const Value& bytes) {
   return bytesOf(services::signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"),
                                      configuration()->jwtSecret));
 }
@@ -132,17 +132,17 @@ host::CoreLibrary& coreLibrary() { return host::Process::current().coreLibrary()
 
 }  // namespace
 
-QVPIIManager& QVPIIManager::getInstance() { return coreLibrary().personalInformation(); }
-Analytics& Analytics::getInstance() { return coreLibrary().analytics(); }
+QVPIIManager& QVPIIManager::getInstance() { return coreLibrary(); }
+Analytics& Analytics::getInstance() { return coreLibrary(); }
 PLAAAUtil& PLAAAUtil::sharedManagerForDevice() { return coreLibrary().authentication(false); }
 PLAAAUtil& PLAAAUtil::sharedManagerForAnonymousUser() { return coreLibrary().authentication(true); }
-QVSystemProperties& QVSystemProperties::sharedInstance() { return coreLibrary().systemProperties(); }
+QVSystemProperties& QVSystemProperties::sharedInstance() { return coreLibrary(); }
 void QVSystemProperties::getAppVersionID(std::function<void(const std::string&)> success,
                                          std::function<void(const Error&)> failure) {
   coreLibrary().getAppVersionID(std::move(success), std::move(failure));
 }
 std::optional<Value> QVSystemProperties::appMeta() { return coreLibrary().appMeta(); }
-QVFileManager& QVFileManager::sharedInstance() { return coreLibrary().fileManager(); }
+QVFileManager& QVFileManager::sharedInstance() { return coreLibrary(); }
 PLBundle& PLBundle::getMainBundle() { return coreLibrary().mainBundle(); }
 PLJWTWrapper& PLJWTWrapper::sharedManager() { return coreLibrary().jwtWrapper(); }
 void QVNetworking::processError(const Value& json, PLAAAUtil& aaaUtil) { coreLibrary().processError(json, aaaUtil); }

@@ -11,60 +11,36 @@
 
 namespace host {
 
-/// The core library of one process, which the class-level calls of platform/core_library.h reach.
-class CoreLibrary {
- public:
-  virtual ~CoreLibrary() = default;
-  virtual platform::QVPIIManager& personalInformation() = 0;
-  virtual platform::Analytics& analytics() = 0;
-  virtual platform::PLAAAUtil& authentication(bool anonymous) = 0;
-  virtual platform::QVSystemProperties& systemProperties() = 0;
-  virtual platform::QVFileManager& fileManager() = 0;
-  virtual platform::PLBundle& mainBundle() = 0;
-  virtual platform::PLJWTWrapper& jwtWrapper() = 0;
-  virtual std::optional<platform::Value> appMeta() = 0;
-  virtual void getAppVersionID(std::function<void(const std::string&)> success,
-                               std::function<void(const platform::Error&)> failure) = 0;
-  virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication) = 0;
-  virtual std::int64_t timeInLong() = 0;
-  virtual services::ItemStore& keychain() = 0;
-  virtual std::optional<platform::Value> gzip(const platform::Value& data, float level) = 0;
-};
-
-/// The host's own core library. It returns at once, on the caller's thread, with data from a configuration that may be
-/// replaced at any moment, for example when consent changes. When the module asks for an entry that the configuration
-/// lacks, the event "blocked" of the module says what follows from that.
-class ReferenceCoreLibrary : public CoreLibrary,
-                             public platform::QVPIIManager,
-                             public platform::Analytics,
-                             public platform::QVSystemProperties,
-                             public platform::QVFileManager,
-                             public platform::PLBundle,
-                             public platform::PLJWTWrapper {
+/// The core library of one process, which the class-level calls of platform/core_library.h reach. It returns at once,
+/// on the caller's thread, with data from a configuration that may be replaced at any moment, for example when consent
+/// changes. When the module asks for an entry that the configuration lacks, the event "blocked" of the module says what
+/// follows from that. Tests override its calls.
+class CoreLibrary : public platform::QVPIIManager,
+                    public platform::Analytics,
+                    public platform::QVSystemProperties,
+                    public platform::QVFileManager,
+                    public platform::PLBundle,
+                    public platform::PLJWTWrapper {
  public:
   /// The configuration is the bundle's resource of this name and of type "plist".
   static constexpr const char* configurationResource = "PellionInfo";
 
-  ReferenceCoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
-                       Configuration configuration);
+  CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
+              Configuration configuration);
   void setConfiguration(Configuration configuration);
 
-  QVPIIManager& personalInformation() override { return *this; }
-  Analytics& analytics() override { return *this; }
-  platform::PLAAAUtil& authentication(bool anonymous) override { return anonymous ? anonymousUser_ : device_; }
-  QVSystemProperties& systemProperties() override { return *this; }
-  QVFileManager& fileManager() override { return *this; }
-  PLBundle& mainBundle() override { return *this; }
-  PLJWTWrapper& jwtWrapper() override { return *this; }
-  std::optional<platform::Value> appMeta() override {
+  virtual platform::PLAAAUtil& authentication(bool anonymous) { return anonymous ? anonymousUser_ : device_; }
+  virtual PLBundle& mainBundle() { return *this; }
+  virtual PLJWTWrapper& jwtWrapper() { return *this; }
+  std::optional<platform::Value> appMeta() {
     return asked(configuration()->appMeta, "sends no statistics", "APP_META");
   }
   void getAppVersionID(std::function<void(const std::string&)> success,
-                       std::function<void(const platform::Error&)> failure) override;
-  void processError(const platform::Value& json, platform::PLAAAUtil& authentication) override;
-  std::int64_t timeInLong() override;
-  services::ItemStore& keychain() override { return keychain_; }
-  std::optional<platform::Value> gzip(const platform::Value& data, float level) override;
+                       std::function<void(const platform::Error&)> failure);
+  virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication);
+  virtual std::int64_t timeInLong();
+  services::ItemStore& keychain() { return keychain_; }
+  virtual std::optional<platform::Value> gzip(const platform::Value& data, float level);
 
   void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
   bool isAnonymousUser() override { return configuration()->isAnonymousUser; }
@@ -94,13 +70,13 @@ class ReferenceCoreLibrary : public CoreLibrary,
   /// Both identities have the same bearer token, but processError depends on which manager was asked.
   class Authentication : public platform::PLAAAUtil {
    public:
-    explicit Authentication(ReferenceCoreLibrary& library) : library_(library) {}
+    explicit Authentication(CoreLibrary& library) : library_(library) {}
     void getTokenWithSuccess(std::function<void(platform::OptionalString)> block) override {
       block(library_.asked(library_.configuration()->bearerToken, "sends nothing", "BEARER_TOKEN"));
     }
 
    private:
-    ReferenceCoreLibrary& library_;
+    CoreLibrary& library_;
   };
 
   [[nodiscard]] std::shared_ptr<const Configuration> configuration() const;
@@ -110,7 +86,7 @@ class ReferenceCoreLibrary : public CoreLibrary,
     report(!entry, effect, "the configuration has no " + key, "add it");
     return entry;
   }
-  void report(bool isHindered, const char* effect, const std::string& reason, const char* remedy);
+  void report(bool isBlocked, const char* effect, const std::string& reason, const char* remedy);
 
   Process& process_;
   std::filesystem::path bundle_;

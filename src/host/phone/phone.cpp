@@ -54,7 +54,7 @@ Phone::Phone(services::Network& network, Options options)
 Phone::~Phone() = default;
 
 std::filesystem::path Phone::configurationPath() const {
-  return options_.storage / "bundle" / (std::string(ReferenceCoreLibrary::configurationResource) + ".plist");
+  return options_.storage / "bundle" / (std::string(CoreLibrary::configurationResource) + ".plist");
 }
 
 void Phone::configure(const Value& configuration) {
@@ -83,8 +83,8 @@ Process& Phone::launch() {
                                                             .linkedBefore17 = options_.linkedBefore17,
                                                             .sink = options_.sink});
   process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
-  coreLibrary_ = std::make_shared<ReferenceCoreLibrary>(*process_, configurationPath().parent_path(), keychain_,
-                                                        std::move(configuration));
+  coreLibrary_ =
+      std::make_shared<CoreLibrary>(*process_, configurationPath().parent_path(), keychain_, std::move(configuration));
   process_->setCoreLibrary(coreLibrary_);
   const ProcessScope scope(*process_);
   UIApplication::install();

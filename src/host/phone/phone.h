@@ -64,7 +64,7 @@ class Phone {
   Clock clock_;
   services::ItemStore keychain_;
   std::unique_ptr<Process> process_;
-  std::shared_ptr<ReferenceCoreLibrary> coreLibrary_;
+  std::shared_ptr<CoreLibrary> coreLibrary_;
 };
 
 }  // namespace host
