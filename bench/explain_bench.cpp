@@ -6,8 +6,8 @@
 #include <string>
 
 #include "host/phone/system_events.h"
-#include "pellion/document/json_writer.h"
 #include "pellion/explain/explain.h"
+#include "pellion/text/json_writer.h"
 #include "platform/class_face.h"
 #include "tests/support/test_phone.h"
 

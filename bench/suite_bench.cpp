@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "pellion/cli/scenario_suite.h"
+#include "pellion/suite/scenario_suite.h"
 
 namespace {
 

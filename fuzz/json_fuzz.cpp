@@ -1,5 +1,5 @@
 #include "fuzz/target.h"
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 #include "platform/json_serialization.h"
 
 // Converts JSON text to Value and back. Compares with the reader of scenarios, which uses another library and rejects

@@ -3,7 +3,7 @@
 #include "fuzz/target.h"
 #include "pellion/backend/received_request.h"
 #include "pellion/backend/strictness.h"
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 #include "platform/json_serialization.h"
 #include "services/gzip.h"
 #include "services/jwt.h"

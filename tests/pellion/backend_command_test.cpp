@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
-#include "pellion/document/json_reader.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/text/json_reader.h"
 #include "services/gzip.h"
 #include "services/jwt.h"
 #include "tests/pellion/raw_client.h"

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <future>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/redaction.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/redaction.h"
 #include "tests/pellion/raw_client.h"
 
 namespace pellion {

@@ -14,8 +14,8 @@
 
 #include "pellion/backend/backend.h"
 #include "pellion/cli/end_signals.h"
-#include "pellion/document/json_writer.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/text/json_writer.h"
 #include "tests/pellion/raw_client.h"
 #include "tests/support/cases.h"
 

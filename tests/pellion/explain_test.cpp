@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
-#include "pellion/document/json_reader.h"
-#include "pellion/document/json_writer.h"
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/json_writer.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 #include "services/gzip.h"
 #include "services/jwt.h"
 #include "tests/support/bytes.h"

@@ -9,8 +9,8 @@
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
-#include "pellion/document/json_writer.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/text/json_writer.h"
 #include "tests/support/temporary_directory.h"
 
 namespace pellion {

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "pellion/document/json_reader.h"
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/json_writer.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <functional>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/run/temporary_directory.h"
 #include "pellion/steps/scenario_steps.h"
+#include "pellion/text/json_writer.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

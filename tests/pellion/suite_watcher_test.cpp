@@ -1,4 +1,4 @@
-#include "pellion/cli/suite_watcher.h"
+#include "pellion/suite/suite_watcher.h"
 
 #include <gmock/gmock.h>
 
@@ -14,7 +14,7 @@
 
 #include "pellion/cli/command_line.h"
 #include "pellion/cli/end_signals.h"
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 #include "tests/support/temporary_directory.h"
 
 namespace pellion {

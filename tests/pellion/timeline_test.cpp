@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 #include "pellion/timeline/trace.h"
 #include "tests/support/cases.h"
 

@@ -14,8 +14,8 @@
 #include "pellion/cli/command_line.h"
 #include "pellion/cli/end_signals.h"
 #include "pellion/cli/standard_output.h"
-#include "pellion/document/json_reader.h"
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/json_writer.h"
 #include "tests/support/cases.h"
 #include "tests/support/temporary_directory.h"
 

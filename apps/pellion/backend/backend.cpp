@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "pellion/backend/backend_connection.h"
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 
 namespace pellion {
 namespace {

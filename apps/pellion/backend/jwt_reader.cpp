@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 namespace {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "pellion/document/redaction.h"
+#include "pellion/text/redaction.h"
 
 namespace pellion {
 namespace {

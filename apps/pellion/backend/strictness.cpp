@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -12,10 +12,10 @@
 #include "pellion/backend/backend.h"
 #include "pellion/backend/strictness.h"
 #include "pellion/cli/server_identity.h"
-#include "pellion/document/input_file.h"
-#include "pellion/document/json_writer.h"
-#include "pellion/document/redaction.h"
 #include "pellion/steps/backend_step.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/redaction.h"
 #include "pellion/timeline/timeline.h"
 
 namespace pellion {

@@ -4,13 +4,13 @@
 #include <filesystem>
 #include <utility>
 
-#include "pellion/document/input_error.h"
-#include "pellion/document/input_file.h"
-#include "pellion/document/json_reader.h"
-#include "pellion/document/text_width.h"
 #include "pellion/explain/explain.h"
 #include "pellion/explain/explanation_reports.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "pellion/cli/surroundings.h"
+#include "pellion/run/surroundings.h"
 
 namespace pellion {
 

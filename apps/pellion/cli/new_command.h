@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "pellion/cli/surroundings.h"
+#include "pellion/run/surroundings.h"
 
 namespace pellion {
 

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-#include "pellion/document/input_error.h"
-#include "pellion/document/input_file.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/input_file.h"
 
 namespace pellion {
 namespace {

@@ -7,14 +7,14 @@
 #include <system_error>
 #include <utility>
 
-#include "pellion/cli/junit_report.h"
-#include "pellion/cli/server_probe.h"
-#include "pellion/cli/suite_reporter.h"
-#include "pellion/cli/suite_watcher.h"
-#include "pellion/document/input_error.h"
-#include "pellion/document/input_file.h"
-#include "pellion/document/text_width.h"
+#include "pellion/run/server_probe.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/suite/junit_report.h"
+#include "pellion/suite/suite_reporter.h"
+#include "pellion/suite/suite_watcher.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

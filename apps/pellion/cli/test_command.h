@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "pellion/cli/scenario_suite.h"
-#include "pellion/cli/surroundings.h"
+#include "pellion/run/surroundings.h"
+#include "pellion/suite/scenario_suite.h"
 
 namespace pellion {
 

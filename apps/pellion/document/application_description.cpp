@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "pellion/document/similar_name.h"
+#include "pellion/text/similar_name.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
 

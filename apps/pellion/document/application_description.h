@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "pellion/document/json_reader.h"
 #include "pellion/document/shape.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 

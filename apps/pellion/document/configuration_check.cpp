@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "host/phone/configuration.h"
-#include "pellion/document/similar_name.h"
+#include "pellion/text/similar_name.h"
 #include "services/property_list/property_list.h"
 
 namespace pellion {

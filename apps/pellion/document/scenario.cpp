@@ -5,7 +5,7 @@
 
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
-#include "pellion/document/similar_name.h"
+#include "pellion/text/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -7,9 +7,9 @@
 
 #include "host/phone/process.h"
 #include "pellion/document/application_description.h"
-#include "pellion/document/json_reader.h"
-#include "pellion/document/redaction.h"
 #include "pellion/document/shape.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/redaction.h"
 
 namespace pellion {
 

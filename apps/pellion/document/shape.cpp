@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/redaction.h"
-#include "pellion/document/similar_name.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/redaction.h"
+#include "pellion/text/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -4,8 +4,8 @@
 #include <span>
 #include <string_view>
 
-#include "pellion/document/input_file.h"
-#include "pellion/document/json_reader.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 

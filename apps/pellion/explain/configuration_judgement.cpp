@@ -7,9 +7,9 @@
 
 #include "host/phone/configuration.h"
 #include "pellion/document/application_description.h"
-#include "pellion/document/json_path.h"
-#include "pellion/document/similar_name.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/json_path.h"
+#include "pellion/text/similar_name.h"
 #include "services/property_list/property_list.h"
 #include "services/url_components.h"
 #include "value/ascii.h"

@@ -5,13 +5,13 @@
 #include <tuple>
 #include <utility>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/payload/aps_problems.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/content_problems.h"
 #include "pellion/payload/envelope.h"
 #include "pellion/payload/key_problems.h"
 #include "pellion/payload/link_problems.h"
+#include "pellion/text/json_writer.h"
 #include "services/url_components.h"
 #include "value/ascii.h"
 

@@ -1,7 +1,7 @@
 #include <array>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

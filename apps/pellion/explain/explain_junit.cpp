@@ -1,8 +1,8 @@
 #include <sstream>
 
-#include "pellion/document/text_width.h"
-#include "pellion/document/xml_text.h"
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/text/text_width.h"
+#include "pellion/text/xml_text.h"
 
 namespace pellion {
 namespace {

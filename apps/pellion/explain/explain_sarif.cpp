@@ -1,8 +1,8 @@
 #include <cctype>
 #include <set>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "pellion/document/text_width.h"
 #include "pellion/explain/explain.h"
+#include "pellion/text/text_width.h"
 #include "pellion/timeline/text_lines.h"
 
 namespace pellion {

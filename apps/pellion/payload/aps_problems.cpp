@@ -4,10 +4,10 @@
 #include <array>
 #include <charconv>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/similar_name.h"
 #include "pellion/payload/envelope.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {

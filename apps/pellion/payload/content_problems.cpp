@@ -5,10 +5,10 @@
 
 #include <utility>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/payload/encoded_text.h"
 #include "pellion/payload/key_problems.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 #include "value/printable_text.h"
 
 namespace pellion {

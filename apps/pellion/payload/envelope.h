@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "pellion/document/json_path.h"
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_path.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 

@@ -6,9 +6,9 @@
 #include <span>
 
 #include "messaging/PLMessaging.h"
-#include "pellion/document/json_writer.h"
-#include "pellion/document/similar_name.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/similar_name.h"
 
 namespace pellion {
 namespace {

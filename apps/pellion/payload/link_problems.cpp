@@ -1,9 +1,9 @@
 #include "pellion/payload/link_problems.h"
 
 #include "host/phone/ui_application.h"
-#include "pellion/document/text_width.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/text_width.h"
 #include "platform/ui_application.h"
 #include "platform/url.h"
 #include "services/url_components.h"

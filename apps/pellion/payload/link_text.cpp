@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
-#include "pellion/document/similar_name.h"
-#include "pellion/document/text_width.h"
 #include "pellion/payload/encoded_text.h"
 #include "pellion/payload/problem.h"
+#include "pellion/text/similar_name.h"
+#include "pellion/text/text_width.h"
 #include "services/url_components.h"
 #include "services/url_encoding.h"
 #include "value/ascii.h"

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "pellion/document/json_path.h"
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_path.h"
+#include "pellion/text/json_reader.h"
 #include "platform/value.h"
 
 namespace pellion {

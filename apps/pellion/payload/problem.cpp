@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <span>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "pellion/document/application_description.h"
-#include "pellion/document/redaction.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/redaction.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 
 namespace pellion {
 namespace {

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <utility>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/run/scenario_run.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

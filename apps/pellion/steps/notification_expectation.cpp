@@ -1,9 +1,9 @@
 #include "pellion/steps/notification_expectation.h"
 
-#include "pellion/document/json_writer.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/extension_step.h"
 #include "pellion/steps/request_expectation.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

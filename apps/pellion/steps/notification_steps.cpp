@@ -5,9 +5,9 @@
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
 #include "messaging/PLNotificationHandler.h"
-#include "pellion/document/json_writer.h"
-#include "pellion/document/similar_name.h"
 #include "pellion/run/scenario_run.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/similar_name.h"
 #include "platform/send.h"
 #include "platform/user_notifications.h"
 

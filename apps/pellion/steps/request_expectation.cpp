@@ -4,9 +4,9 @@
 #include <array>
 #include <functional>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/redaction.h"
 #include "pellion/document/statistics_status.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/redaction.h"
 
 namespace pellion {
 namespace {

@@ -5,7 +5,6 @@
 
 #include "host/phone/system_events.h"
 #include "pellion/document/configuration_check.h"
-#include "pellion/document/input_file.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/application_steps.h"
 #include "pellion/steps/backend_step.h"
@@ -13,6 +12,7 @@
 #include "pellion/steps/notification_steps.h"
 #include "pellion/steps/other_kit.h"
 #include "pellion/steps/scenario_expectation.h"
+#include "pellion/text/input_file.h"
 
 namespace pellion {
 namespace {

@@ -6,8 +6,8 @@
 #include <functional>
 #include <utility>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 #include "pellion/timeline/event_text_table.h"
 #include "pellion/timeline/reason_text.h"
 #include "pellion/timeline/statistics_text.h"

@@ -1,7 +1,7 @@
 #include "pellion/timeline/event_text_table.h"
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 #include "platform/json_serialization.h"
 
 namespace pellion {

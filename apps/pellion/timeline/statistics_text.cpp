@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/document/statistics_status.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 #include "value/hexadecimal.h"
 
 namespace pellion {

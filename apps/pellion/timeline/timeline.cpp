@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "pellion/document/text_width.h"
+#include "pellion/text/text_width.h"
 #include "pellion/timeline/text_lines.h"
 
 namespace pellion {

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <vector>
 
-#include "pellion/document/json_writer.h"
 #include "pellion/document/statistics_status.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 

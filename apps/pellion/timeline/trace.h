@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/phone/observed_event.h"
-#include "pellion/document/output_file.h"
+#include "pellion/text/output_file.h"
 
 namespace pellion {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 #include "platform/value.h"
 
 namespace pellion {

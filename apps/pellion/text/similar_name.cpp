@@ -1,4 +1,4 @@
-#include "pellion/document/similar_name.h"
+#include "pellion/text/similar_name.h"
 
 #include <algorithm>
 #include <cctype>

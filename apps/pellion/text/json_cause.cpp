@@ -1,4 +1,4 @@
-#include "pellion/document/json_cause.h"
+#include "pellion/text/json_cause.h"
 
 #include <algorithm>
 #include <array>

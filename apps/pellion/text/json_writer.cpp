@@ -1,11 +1,11 @@
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <cmath>
 
-#include "pellion/document/text_width.h"
+#include "pellion/text/text_width.h"
 #include "value/hexadecimal.h"
 
 namespace pellion {

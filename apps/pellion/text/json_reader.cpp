@@ -1,4 +1,4 @@
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
@@ -10,8 +10,8 @@
 #include <optional>
 #include <set>
 
-#include "pellion/document/json_cause.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_cause.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

@@ -1,4 +1,4 @@
-#include "pellion/cli/suite_watcher.h"
+#include "pellion/suite/suite_watcher.h"
 
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 
 namespace pellion {
 namespace {

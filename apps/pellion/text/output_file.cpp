@@ -1,4 +1,4 @@
-#include "pellion/document/output_file.h"
+#include "pellion/text/output_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <utility>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 
 namespace pellion {
 

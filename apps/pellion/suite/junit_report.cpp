@@ -1,4 +1,4 @@
-#include "pellion/cli/junit_report.h"
+#include "pellion/suite/junit_report.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,9 +14,9 @@
 #include <string_view>
 #include <system_error>
 
-#include "pellion/document/input_error.h"
-#include "pellion/document/text_width.h"
-#include "pellion/document/xml_text.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/text_width.h"
+#include "pellion/text/xml_text.h"
 
 namespace pellion {
 namespace {

@@ -1,10 +1,10 @@
-#include "pellion/document/json_path.h"
+#include "pellion/text/json_path.h"
 
 #include <algorithm>
 #include <cctype>
 #include <span>
 
-#include "pellion/document/json_writer.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {

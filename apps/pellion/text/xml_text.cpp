@@ -1,4 +1,4 @@
-#include "pellion/document/xml_text.h"
+#include "pellion/text/xml_text.h"
 
 #include "value/printable_text.h"
 

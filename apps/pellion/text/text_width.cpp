@@ -1,4 +1,4 @@
-#include "pellion/document/text_width.h"
+#include "pellion/text/text_width.h"
 
 #include "value/utf8.h"
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "pellion/cli/suite_files.h"
-#include "pellion/document/json_reader.h"
 #include "pellion/run/mismatch.h"
+#include "pellion/suite/suite_files.h"
+#include "pellion/text/json_reader.h"
 
 namespace pellion {
 

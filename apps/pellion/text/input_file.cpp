@@ -1,11 +1,11 @@
-#include "pellion/document/input_file.h"
+#include "pellion/text/input_file.h"
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 
 namespace pellion {
 namespace {

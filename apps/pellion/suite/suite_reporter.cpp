@@ -1,4 +1,4 @@
-#include "pellion/cli/suite_reporter.h"
+#include "pellion/suite/suite_reporter.h"
 
 #include <ostream>
 #include <random>
@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {

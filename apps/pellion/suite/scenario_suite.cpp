@@ -1,4 +1,4 @@
-#include "pellion/cli/scenario_suite.h"
+#include "pellion/suite/scenario_suite.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,12 +9,12 @@
 #include <thread>
 #include <utility>
 
-#include "pellion/cli/server_probe.h"
-#include "pellion/document/redaction.h"
-#include "pellion/document/text_width.h"
 #include "pellion/run/scenario_run.h"
+#include "pellion/run/server_probe.h"
 #include "pellion/steps/scenario_expectation.h"
 #include "pellion/steps/scenario_steps.h"
+#include "pellion/text/redaction.h"
+#include "pellion/text/text_width.h"
 #include "pellion/timeline/text_lines.h"
 #include "pellion/timeline/timeline.h"
 #include "services/http/network.h"

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 
-#include "pellion/cli/scenario_suite.h"
-#include "pellion/cli/surroundings.h"
+#include "pellion/run/surroundings.h"
+#include "pellion/suite/scenario_suite.h"
 
 namespace pellion {
 

@@ -1,4 +1,4 @@
-#include "pellion/cli/suite_files.h"
+#include "pellion/suite/suite_files.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -6,8 +6,8 @@
 #include <set>
 #include <system_error>
 
-#include "pellion/document/input_file.h"
-#include "pellion/document/json_reader.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/json_reader.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -1,4 +1,4 @@
-#include "pellion/cli/server_probe.h"
+#include "pellion/run/server_probe.h"
 
 #include <netdb.h>
 #include <poll.h>
@@ -11,7 +11,7 @@
 #include <string_view>
 #include <variant>
 
-#include "pellion/document/input_error.h"
+#include "pellion/text/input_error.h"
 #include "services/http/http_url.h"
 #include "services/url_components.h"
 

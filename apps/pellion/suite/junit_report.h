@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "pellion/cli/scenario_suite.h"
+#include "pellion/suite/scenario_suite.h"
 
 namespace pellion {
 

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "pellion/document/json_reader.h"
+#include "pellion/text/json_reader.h"
 #include "platform/value.h"
 
 namespace pellion {

@@ -1,10 +1,10 @@
-#include "pellion/document/redaction.h"
+#include "pellion/text/redaction.h"
 
 #include <algorithm>
 #include <set>
 
-#include "pellion/document/json_writer.h"
-#include "pellion/document/text_width.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {
