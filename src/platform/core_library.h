@@ -58,8 +58,8 @@ class QVSystemProperties {
   virtual OptionalString projectid() = 0;
 
   /// Makes the application version id available, then calls one of the two, on any thread.
-  static void getAppVersionID(std::function<void(const std::string& appVersionID)> success,
-                              std::function<void(const Error& error)> failure);
+  static void getAppVersionID(const std::function<void(const std::string& appVersionID)>& success,
+                              const std::function<void(const Error& error)>& failure);
   /// The application's meta object, or nothing when it is not available.
   static std::optional<Value> appMeta();
 };

@@ -68,8 +68,8 @@ bool CoreLibrary::enableAnonymousTracking() {
   return isEnabled;
 }
 
-void CoreLibrary::getAppVersionID(std::function<void(const std::string&)> success,
-                                  std::function<void(const platform::Error&)> failure) {
+void CoreLibrary::getAppVersionID(const std::function<void(const std::string&)>& success,
+                                  const std::function<void(const platform::Error&)>& failure) {
   const auto appVersionID = asked(configuration()->appVersionID, "sends nothing", "APP_VERSION_ID");
   if (appVersionID) {
     success(*appVersionID);
@@ -137,9 +137,9 @@ Analytics& Analytics::getInstance() { return coreLibrary(); }
 PLAAAUtil& PLAAAUtil::sharedManagerForDevice() { return coreLibrary().authentication(false); }
 PLAAAUtil& PLAAAUtil::sharedManagerForAnonymousUser() { return coreLibrary().authentication(true); }
 QVSystemProperties& QVSystemProperties::sharedInstance() { return coreLibrary(); }
-void QVSystemProperties::getAppVersionID(std::function<void(const std::string&)> success,
-                                         std::function<void(const Error&)> failure) {
-  coreLibrary().getAppVersionID(std::move(success), std::move(failure));
+void QVSystemProperties::getAppVersionID(const std::function<void(const std::string&)>& success,
+                                         const std::function<void(const Error&)>& failure) {
+  coreLibrary().getAppVersionID(success, failure);
 }
 std::optional<Value> QVSystemProperties::appMeta() { return coreLibrary().appMeta(); }
 QVFileManager& QVFileManager::sharedInstance() { return coreLibrary(); }

@@ -35,8 +35,8 @@ class CoreLibrary : public platform::QVPIIManager,
   std::optional<platform::Value> appMeta() {
     return asked(configuration()->appMeta, "sends no statistics", "APP_META");
   }
-  void getAppVersionID(std::function<void(const std::string&)> success,
-                       std::function<void(const platform::Error&)> failure);
+  void getAppVersionID(const std::function<void(const std::string&)>& success,
+                       const std::function<void(const platform::Error&)>& failure);
   virtual void processError(const platform::Value& json, platform::PLAAAUtil& authentication);
   virtual std::int64_t timeInLong();
   services::ItemStore& keychain() { return keychain_; }
