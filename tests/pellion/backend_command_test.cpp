@@ -40,7 +40,7 @@ class BackendCommand : public Test {
       const std::string listening = out_.str() + err_.str();
       work(static_cast<std::uint16_t>(std::stoi(listening.substr(listening.rfind(':') + 1))));
     };
-    return runCommandLine(arguments, {.out = out_, .err = err_, .runUntilTold = whileRunning});
+    return runCommandLine(arguments, {.out = out_, .err = err_, .runUntilEnd = whileRunning});
   }
   std::string write(const std::string& name, const std::string& text) {
     const std::string path = directory_.path() / name;

@@ -38,7 +38,7 @@ TEST(Backend, RecordsARequestAsItWasOnTheWire) {
 TEST(Backend, ReportsTheSenderAndMasksBearerTokens) {
   std::string events;
   std::mutex mutex;
-  Backend backend({.tell = [&](std::string_view what, const platform::Value& details) {
+  Backend backend({.notify = [&](std::string_view what, const platform::Value& details) {
     const std::lock_guard lock(mutex);
     events.append(what).append(compactJSON(details)).append("\n");
   }});

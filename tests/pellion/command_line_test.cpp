@@ -31,7 +31,7 @@ class CommandLine : public Test {
   int run(const std::vector<std::string>& arguments) {
     out_.str("");
     err_.str("");
-    return runCommandLine(arguments, {.out = out_, .err = err_, .runUntilTold = whileRunning_});
+    return runCommandLine(arguments, {.out = out_, .err = err_, .runUntilEnd = whileRunning_});
   }
   std::string scenario(const std::string& steps, const std::string& configuration = "") {
     const std::string path = directory_.path() / "s.json";

@@ -106,7 +106,7 @@ TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
   EXPECT_EQ(errorWith("{\"GZIP\": true}", configuration), "");
   EXPECT_EQ(errorWith("[]", notification), file + ":1:50: " + named + ":1:1" + content);
   EXPECT_EQ(errorWith("{ // a\n}", notification),
-            file + ":1:50: " + named + ":1:3: not JSON: a comment stands here, and JSON has none; remove it");
+            file + ":1:50: " + named + ":1:3: not JSON: this is a comment, and JSON has none; remove it");
   EXPECT_THAT(errorWith("[]", step), EndsWith("/./a.json:1:1" + content));
   EXPECT_THAT(errorWith("{\"addInfo\": \"{}\"}", step), StartsWith(file + ":1:43: \"tap\" cannot be this object; "));
   EXPECT_THAT(errorWith("{\n\"GZPI\": true}", configuration),

@@ -99,7 +99,7 @@ struct Backend::Callbacks {
 };
 
 Backend::Backend(Options options)
-    : tell_(std::move(options.tell)),
+    : notify_(std::move(options.notify)),
       network_(options.network),
       keepsRequests_(options.keepsRequests),
       refuses_(std::move(options.refuses)),
@@ -188,7 +188,7 @@ void Backend::complete(MHD_Connection* connection, Incoming& incoming) {
   const Answer answer = record(incoming);
   const BackendConnection end(socketOf(connection), tlsSessionOf(connection), *ending_, network_);
   if (answer.delay.count() > 0 && !end.waitFor(std::min(answer.delay, Answer::longestDelay))) return;
-  tell_("answer", details(answer, incoming.request.number));
+  notify_("answer", details(answer, incoming.request.number));
   end.give(answer, incoming.request.method);
 }
 
@@ -217,7 +217,7 @@ Answer Backend::record(Incoming& incoming) {
     next_.pop_front();
   }
   lock.unlock();
-  tell_("request", request.details());
+  notify_("request", request.details());
   return answer;
 }
 

@@ -18,10 +18,6 @@
 struct MHD_Connection;
 struct MHD_Daemon;
 
-namespace services {
-class Network;
-}
-
 namespace pellion {
 
 class Descriptor;
@@ -42,15 +38,15 @@ class Backend {
  public:
   /// `what` is "request" (ReceivedRequest::details) or "answer" (pellion::details of the answer). Called on the
   /// connection's thread, before the other side can notice the event.
-  using Teller = std::function<void(std::string_view what, const platform::Value& details)>;
+  using Notify = std::function<void(std::string_view what, const platform::Value& details)>;
 
-  /// Returns the answer to a request that is refused whatever the backend was told. Called like a Teller.
+  /// Returns the answer to a request that is refused whatever answers are set. Called like Notify.
   using Refusal = std::function<std::optional<Answer>(const ReceivedRequest& request)>;
 
   struct Options {
     std::uint16_t port = 0;  ///< 0 for any free port
     std::optional<std::string> secret = {};
-    Teller tell = [](std::string_view, const platform::Value&) {};
+    Notify notify = [](std::string_view, const platform::Value&) {};
     services::Network* network = nullptr;  ///< of phones in this program; their time passes during a slow answer
     bool keepsRequests = true;             ///< for takeRequests(); false for a backend that runs for days
     Answer answer = {};                    ///< as answerWith()
@@ -74,7 +70,7 @@ class Backend {
 
   void setSecret(std::optional<std::string> secret);
   enum class Connections { accepted, refused, closed };  ///< closed: before anything is read
-  /// How new connections are treated. Refusing them also cuts the existing ones. A Teller must not call this.
+  /// How new connections are treated. Refusing them also cuts the existing ones. Notify must not call this.
   void setConnections(Connections connections);
   /// Answers all requests from now on; replaces earlier instructions.
   void answerWith(Answer answer);
@@ -92,7 +88,7 @@ class Backend {
   void listen();
   void stopListening();
 
-  const Teller tell_;
+  const Notify notify_;
   services::Network* const network_;
   const bool keepsRequests_;
   const Refusal refuses_;

@@ -1,5 +1,4 @@
 #include "pellion/backend/backend_connection.h"
-#include "services/http/network.h"
 
 #include <arpa/inet.h>
 #include <gnutls/gnutls.h>
@@ -16,6 +15,8 @@
 #include <memory>
 #include <span>
 #include <system_error>
+
+#include "services/http/network.h"
 
 namespace pellion {
 namespace {

@@ -1,6 +1,5 @@
 #include "pellion/backend/strictness.h"
 
-#include <algorithm>
 #include <vector>
 
 #include "pellion/text/json_writer.h"

@@ -150,9 +150,9 @@ void runBackend(const BackendArguments& arguments, const Surroundings& surroundi
     options.refuses = [&](const ReceivedRequest& request) { return refusal(request, arguments.bearer); };
   }
   Output output(surroundings, arguments);
-  options.tell = std::ref(output);
+  options.notify = std::ref(output);
   std::optional<Backend> backend;
-  surroundings.runUntilTold([&] {
+  surroundings.runUntilEnd([&] {
     backend.emplace(std::move(options));
     output.say(arguments.asJSON ? surroundings.err : surroundings.out,
                "Listening on " + backend->url() + "; Ctrl-C ends it.");

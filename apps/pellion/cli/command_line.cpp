@@ -11,7 +11,6 @@
 #include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/test_command.h"
-#include "pellion/document/notification_shape.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/server_probe.h"
 #include "pellion/steps/scenario_expectation.h"
@@ -60,7 +59,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
                                        .withLog = arguments.withLog,
                                        .abridges = true,
                                        .withNetwork = arguments.server.has_value()});
-  const auto tell = [&](const host::Event& event) {
+  const auto show = [&](const host::Event& event) {
     if (trace) (*trace)(event);
     timeline(event);
   };
@@ -76,7 +75,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
         scenario, network,
         {.server = arguments.server,
          .clock = arguments.inRealTime ? host::Clock::Kind::realTime : host::Clock::Kind::virtualTime,
-         .sink = tell,
+         .sink = show,
          .isStrict = arguments.isStrict});
     if (scenarioRun.run()) ++passedCount;
   }

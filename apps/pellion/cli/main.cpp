@@ -34,6 +34,6 @@ int main(int count, char** arguments) {
                                   .showsProgress = pellion::isTerminal(STDERR_FILENO),
                                   .inputIsTerminal = pellion::isTerminal(STDIN_FILENO),
                                   .columns = columns(),
-                                  .runUntilTold = pellion::runUntilSignal,
+                                  .runUntilEnd = pellion::runUntilSignal,
                                   .cleanUpOnSignal = pellion::cleanUpOnSignal});
 }

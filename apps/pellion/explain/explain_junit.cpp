@@ -1,7 +1,6 @@
 #include <sstream>
 
 #include "pellion/explain/explanation_reports.h"
-#include "pellion/text/text_width.h"
 #include "pellion/text/xml_text.h"
 
 namespace pellion {

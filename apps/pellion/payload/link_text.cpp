@@ -4,7 +4,6 @@
 #include <array>
 #include <cctype>
 #include <utility>
-#include <vector>
 
 #include "pellion/payload/encoded_text.h"
 #include "pellion/payload/problem.h"

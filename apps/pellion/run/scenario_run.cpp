@@ -33,7 +33,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
                        .listensToLog = true}) {
   if (options_.server) return;
   backend_ = std::make_unique<Backend>(Backend::Options{
-      .tell = [this](std::string_view what, const Value& details) { report("backend", what, details); },
+      .notify = [this](std::string_view what, const Value& details) { report("backend", what, details); },
       .network = &network,
       .keepsRequests = false});
 }

@@ -71,7 +71,8 @@ class ScenarioRun {
   void attempt(std::string_view actor, const std::function<void()>& work);
   /// The details of the events of this kind since the last call for this kind.
   std::vector<platform::Value> take(std::string_view actor, std::string_view what);
-  /// The requests that the phone has sent since the last call, in the order in which their connections stood.
+  /// The requests that the phone has sent since the last call, in the order in which their connections were
+  /// established.
   std::vector<ReceivedRequest> takeRequests();
   /// The exceptions raised since the last call, as "name: reason".
   std::vector<std::string> takeRaised() { return std::exchange(raised_, {}); }

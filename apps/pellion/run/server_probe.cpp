@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <string_view>
 #include <variant>
 
 #include "pellion/text/input_error.h"

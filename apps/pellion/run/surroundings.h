@@ -15,7 +15,7 @@ struct Surroundings {
   bool inputIsTerminal = false;  ///< standard input is a terminal, where a person has to type
   std::size_t columns = 100;     ///< the width of the output
   /// Calls `start`, which leaves threads running, and returns when the command receives the request to end.
-  std::function<void(const std::function<void()>& start)> runUntilTold = {};
+  std::function<void(const std::function<void()>& start)> runUntilEnd = {};
   /// Arranges that a signal that ends the program calls `cleanUp` first.
   std::function<void(std::function<void()> cleanUp)> cleanUpOnSignal = [](const auto&) {};
 };

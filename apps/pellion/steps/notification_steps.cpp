@@ -37,8 +37,8 @@ Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
 }
 
 /// Reports a notification by its name, if it has one; its content is reported only once.
-void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
-            std::string_view what, const Value::Entry& circumstance) {
+void reportNotification(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
+                        std::string_view what, const Value::Entry& circumstance) {
   std::vector<Value::Entry> details{circumstance};
   const auto name = notification.value.ifString();
   if (name) details.push_back({"notification", *name});
@@ -49,7 +49,7 @@ void tellOf(ScenarioRun& run, const JSONNode& notification, const Value& payload
 void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
   const Value payload = payloadOf(run, notification);
   run.handsOver(notification.value.text(), payload);
-  tellOf(run, notification, payload, "platform", "delivered", {"in", state});
+  reportNotification(run, notification, payload, "platform", "delivered", {"in", state});
   run.inProcess([&] { deliver(payload); });
 }
 
@@ -63,7 +63,7 @@ void answer(ScenarioRun& run, const JSONNode& notification, const Value& action,
             std::string_view what,
             const std::function<void(const Value& payload, const Value& actionIdentifier)>& work) {
   const Value payload = payloadOf(run, notification);
-  tellOf(run, notification, payload, actor, what, {"with", action});
+  reportNotification(run, notification, payload, actor, what, {"with", action});
   run.inProcess([&] { work(payload, identifierOf(action)); });
 }
 

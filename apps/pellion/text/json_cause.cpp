@@ -88,12 +88,12 @@ std::optional<JSONCause> commentCause(std::string_view text, std::size_t offset)
   } else {
     return std::nullopt;
   }
-  return JSONCause{offset, "a comment stands here, and JSON has none; remove it", JSONCause::Repair{length, ""}};
+  return JSONCause{offset, "this is a comment, and JSON has none; remove it", JSONCause::Repair{length, ""}};
 }
 
 std::optional<JSONCause> singleQuoteCause(std::string_view text, std::size_t offset) {
   if (text[offset] != '\'') return std::nullopt;
-  JSONCause cause{offset, "a text stands in single quotes here; write \" before and after it"};
+  JSONCause cause{offset, "this text is in single quotes; write \" before and after it"};
   std::string replacement = "\"";
   for (std::size_t at = offset + 1; at < text.size(); ++at) {
     if (text[at] == '\'') {
@@ -114,10 +114,10 @@ std::optional<JSONCause> surplusCommaCause(std::string_view text, std::size_t of
   const char before = text[*previous];
   const char here = text[offset];
   if ((here == '}' || here == ']') && before == ',') {
-    return JSONCause{*previous, "a comma stands after the last entry; remove it", JSONCause::Repair{1, ""}};
+    return JSONCause{*previous, "a comma follows the last entry; remove it", JSONCause::Repair{1, ""}};
   }
   if (here == ',' && (before == ',' || before == '{' || before == '[')) {
-    return JSONCause{offset, "a comma stands where an entry is expected; remove it", JSONCause::Repair{1, ""}};
+    return JSONCause{offset, "an entry is missing before this comma; remove the comma", JSONCause::Repair{1, ""}};
   }
   return std::nullopt;
 }
@@ -151,7 +151,7 @@ std::optional<JSONCause> wordCause(std::string_view text, std::size_t offset) {
   const bool isName = previous && (text[*previous] == '{' || text[*previous] == ',');
   const std::size_t next = text.find_first_not_of(whiteSpace, start + word.size());
   if (word.empty() || !isName || next == std::string_view::npos || text[next] != ':') return std::nullopt;
-  return JSONCause{start, "the name " + word + " stands without quotation marks; write \"" + word + "\"",
+  return JSONCause{start, "the name " + word + " has no quotation marks; write \"" + word + "\"",
                    JSONCause::Repair{word.size(), "\"" + word + "\""}};
 }
 
@@ -160,7 +160,7 @@ std::optional<JSONCause> stringCause(std::string_view text, std::size_t offset) 
     return JSONCause{offset, R"(the line ends inside a text; close it with ", or write \n for a line break)"};
   }
   if (text[offset] == '\t') {
-    return JSONCause{offset, R"(a tab stands inside a text; write \t)", JSONCause::Repair{1, R"(\t)"}};
+    return JSONCause{offset, R"(a tab is inside a text; write \t)", JSONCause::Repair{1, R"(\t)"}};
   }
   if (text[offset] == '\\' && offset + 1 < text.size()) {
     return JSONCause{offset, "the text holds the unknown escape \\" + std::string(1, text[offset + 1]) +
@@ -180,7 +180,7 @@ std::optional<JSONCause> causeOfJSONError(std::string_view text, std::size_t off
   }
   const std::string_view rest = text.substr(offset);
   if (rest.starts_with(byteOrderMark)) {
-    return JSONCause{offset, "a byte order mark stands here, inside the document; remove it",
+    return JSONCause{offset, "a byte order mark is inside the document; remove it",
                      JSONCause::Repair{byteOrderMark.size(), ""}};
   }
   if (const std::string_view quote = quoteAt(rest); !quote.empty()) {

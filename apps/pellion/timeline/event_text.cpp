@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <functional>
 #include <utility>
 
 #include "pellion/text/json_writer.h"

@@ -1,6 +1,5 @@
 #include "host/phone/process.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>

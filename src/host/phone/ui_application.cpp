@@ -47,13 +47,13 @@ std::optional<std::string> schemeOf(id url) {
 }
 
 // Each time, because each refusal is the whole result of a user's tap.
-void tellWhyNot(const std::string& url, const std::optional<std::string>& scheme, bool isDeclared) {
-  const auto tell = [&](const char* reason, const char* remedy) {
+void reportRefusal(const std::string& url, const std::optional<std::string>& scheme, bool isDeclared) {
+  const auto report = [&](const char* reason, const char* remedy) {
     Process::current().report("platform", "blocked", obstacle("would not open " + url, reason, remedy));
   };
-  if (!scheme) return tell("it has no scheme", "begin it with one, such as https:");
-  if (isDeclared) return tell("nothing installed opens the scheme", R"(add it to "installedSchemes")");
-  tell(
+  if (!scheme) return report("it has no scheme", "begin it with one, such as https:");
+  if (isDeclared) return report("nothing installed opens the scheme", R"(add it to "installedSchemes")");
+  report(
       "the application does not declare the scheme",
       UIApplication::isInstalled(*scheme)
           ? R"(add it to "queriedSchemes")"
@@ -121,7 +121,7 @@ bool UIApplication::canOpenURL(id url) {
   const bool isDeclared = scheme && (*scheme == "http" || *scheme == "https" || holds(schemes.own, *scheme) ||
                                      holds(schemes.queried, *scheme));
   const bool canOpen = isDeclared && isInstalled(*scheme);
-  if (!canOpen && url != nullptr) tellWhyNot(NSURL::textOf(url), scheme, isDeclared);
+  if (!canOpen && url != nullptr) reportRefusal(NSURL::textOf(url), scheme, isDeclared);
   return canOpen;
 }
 

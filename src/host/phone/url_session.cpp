@@ -24,8 +24,8 @@ const char* consequence(bool isRegistration) {
 }
 
 /// Every failure is reported, because each request carries something of its own.
-void tellUnlessAccepted(Process& process, bool isRegistration, const Value* data, const HTTPURLResponse* response,
-                        const Error* error) {
+void reportUnlessAccepted(Process& process, bool isRegistration, const Value* data, const HTTPURLResponse* response,
+                          const Error* error) {
   std::vector<Value::Entry> details;
   if (error != nullptr || response == nullptr) {
     details.push_back({"reason", error != nullptr ? "the request failed with error " + std::to_string(error->code)
@@ -56,7 +56,7 @@ class ObservedSession final : public URLSession {
     return session_->dataTaskWithRequest(std::move(request),
                                          [&process = process_, isRegistration, handler = std::move(handler)](
                                              const Value* data, const HTTPURLResponse* response, const Error* error) {
-                                           tellUnlessAccepted(process, isRegistration, data, response, error);
+                                           reportUnlessAccepted(process, isRegistration, data, response, error);
                                            handler(data, response, error);
                                          });
   }

@@ -81,8 +81,8 @@ void Transfer::describeRequest() {
   set(CURLOPT_HTTPHEADER, lines_.get());
 }
 
-void Transfer::onConnected(std::function<void()> tell) {
-  isConnected_ = std::move(tell);
+void Transfer::onConnected(std::function<void()> callback) {
+  isConnected_ = std::move(callback);
   constexpr auto notify = [](void* self, char*, char*, int, int) {
     static_cast<Transfer*>(self)->isConnected_();
     return CURL_PREREQFUNC_OK;

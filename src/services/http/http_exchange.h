@@ -33,8 +33,8 @@ class Transfer {
   Transfer& operator=(const Transfer&) = delete;
 
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
-  /// Calls `tell` when the connection stands, before the first byte of the request. It must not throw.
-  void onConnected(std::function<void()> tell);
+  /// Calls `callback` when the connection is established, before the first byte of the request. It must not throw.
+  void onConnected(std::function<void()> callback);
   /// The header fields that are sent, in the order of the wire.
   [[nodiscard]] std::vector<WireField> fields() const;
   /// When a byte last moved, in either direction; initially, when the transfer was made.

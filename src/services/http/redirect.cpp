@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <string>
-#include <utility>
 
 #include "services/http/http_url.h"
 #include "services/http/url_loading_errors.h"

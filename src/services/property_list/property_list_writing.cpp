@@ -6,7 +6,6 @@
 #include <bit>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
