@@ -133,11 +133,11 @@ class ConfigurationCheck {
     for (const NeededEntry& entry : neededEntries) {
       if (has(entry.name)) continue;
       const bool isGiven = !text(entry.name).empty() || file_.entries().find(entry.name) != nullptr;
+      if (entry.stopsStatistics) stopSending(std::string(entry.name) + faultOf(entry.name));
       if (isGiven && isFound(entry.name)) continue;  // is wrong, which is said
       add("configuration-missing", entry.name,
           std::string(entry.name) + (isGiven ? " is empty, " : " is missing, ") + entry.otherwise, entry.remedy,
           entry.level);
-      if (entry.stopsStatistics) stopSending(std::string(entry.name) + " is missing in the configuration");
     }
     checkServer();
     checkIdentity();
@@ -186,23 +186,27 @@ class ConfigurationCheck {
   void checkServer() {
     const std::string url = text("SERVER_URL");
     if (url.empty()) {
-      if (!file_.isScenario() && !has("DOMAIN") && !isFound("SERVER_URL")) {
-        add("configuration-missing", "SERVER_URL", "SERVER_URL and DOMAIN are missing, so requests have no host",
-            "give the server's URL as SERVER_URL");
-        stopSending("SERVER_URL is missing in the configuration");
-      }
+      const bool isWrong = isFound("SERVER_URL");
+      if (!isWrong && (file_.isScenario() || has("DOMAIN"))) return;
+      stopSending("SERVER_URL" + faultOf("SERVER_URL"));
+      if (isWrong) return;  // which is said
+      add("configuration-missing", "SERVER_URL", "SERVER_URL and DOMAIN are missing, so requests have no host",
+          "give the server's URL as SERVER_URL");
       return;
     }
     const auto parts = services::parseURLComponents(url);
+    constexpr const char* otherwise = "SERVER_URL in the configuration makes every request fail";
     const bool isWeb = parts && (parts->scheme == "https" || parts->scheme == "http");
     if (!isWeb || parts->host.value_or("").empty()) {
       add("configuration-server", "SERVER_URL",
           "SERVER_URL is " + inQuotes(url) + ", which is no https URL with a host, so every request fails",
           "write it as in https://push.example.com");
+      stopSending(otherwise);
     } else if (url.find_first_of("?#") != std::string::npos) {
       add("configuration-server", "SERVER_URL",
           "SERVER_URL has a query or a fragment, behind which the path of every request is lost",
           "give scheme, host and port alone");
+      stopSending("SERVER_URL in the configuration loses the path of every request");
     } else if (url.ends_with('/')) {
       add("configuration-server", "SERVER_URL", "SERVER_URL ends with a slash, so every path begins with \"//sdk\"",
           "remove the slash at its end", Level::warning);
@@ -210,6 +214,7 @@ class ConfigurationCheck {
       add("configuration-server", "SERVER_URL",
           "SERVER_URL is clear-text http to a host that is not allowed it, so every request fails with -1022",
           "use https, or name the host in CLEAR_TEXT_HOSTS");
+      stopSending(otherwise);
     }
   }
 
@@ -240,6 +245,12 @@ class ConfigurationCheck {
           "the user is anonymous, but ANONYMOUS_TRACKING is not true, so requests carry the device's id",
           "set ANONYMOUS_TRACKING to true if the device is not to be identified", Level::warning);
     }
+  }
+
+  [[nodiscard]] std::string faultOf(std::string_view name) const {
+    if (isFound(name)) return " in the configuration cannot be used";
+    return file_.entries().find(name) != nullptr ? " is empty in the configuration"
+                                                 : " is missing in the configuration";
   }
 
   void stopSending(std::string why) {

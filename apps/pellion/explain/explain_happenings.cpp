@@ -13,6 +13,7 @@
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
+#include "pellion/payload/aps_problems.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/content_problems.h"
 #include "pellion/payload/link_problems.h"
@@ -86,7 +87,8 @@ class Observer {
                         .recorded = recorded(seen, steps, &identifier),
                         .opened = opened(seen, steps, identifier),
                         .openedByHandler = {},
-                        .goal = pendingGoal(seen, steps, identifier)};
+                        .goal = pendingGoal(seen, steps, identifier),
+                        .note = responseNote()};
     happening.openedByHandler = handled(kind, identifier);
     return complete(std::move(happening), seen);
   }
@@ -119,8 +121,14 @@ class Observer {
       const bool wakes = has("content-available") && *aps->find("content-available") == Value(1);
       return wakes ? "" : "the platform wakes the application only for \"content-available\": 1 in aps";
     }
-    const bool isShown = has("alert") || has("sound") || has("badge");
-    return isShown ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
+    const bool isPresented = showsAlert(payload_) || has("sound") || has("badge");
+    return isPresented ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
+  }
+
+  /// What a VoIP push shows is the application's decision.
+  std::string responseNote() const {
+    const bool isPossible = payload_.isVoIP || showsAlert(payload_);
+    return isPossible ? "" : "without an alert in aps the platform shows nothing to respond to";
   }
 
   /// The first step that has not passed.
@@ -130,7 +138,7 @@ class Observer {
   }
 
   Outcome recorded(const Observation& seen, std::span<const ModuleStep* const> steps, const Value* identifier) {
-    if (!seen.entries.empty()) return happened(seen.entries);
+    if (!seen.entries.empty()) return phone_.whyNothingIsSent().empty() ? happened(seen.entries) : unsent();
     const ModuleStep* step = stop(seen, steps);
     return step == nullptr || step == &sendEntry ? unsent() : stopped(*step, identifier);
   }
@@ -224,10 +232,11 @@ class Observer {
         [&] { host::deliverResponse(payload_.value(), tap); });
     Happening happening = reportNothing({});
     happening.name = name;
-    if (!seen.entries.empty()) {
-      happening.recorded = happened(seen.entries);
-    } else if (!phone_.whyNothingIsSent().empty()) {
+    happening.note = responseNote();
+    if (!phone_.whyNothingIsSent().empty()) {
       happening.recorded = unsent();
+    } else if (!seen.entries.empty()) {
+      happening.recorded = happened(seen.entries);
     } else {
       happening.recorded = stoppedAt(
           matchGoal, "pending is " + inQuotes(seen.goal.value_or("")) + ", and capitals count when names are compared");

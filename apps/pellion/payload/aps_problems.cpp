@@ -262,4 +262,13 @@ class PushCheck {
 
 Problems apsProblems(const Payload& payload) { return PushCheck(payload).run(); }
 
+bool showsAlert(const Payload& payload) {
+  const Value* aps = payload.value().find("aps");
+  const Value* alert = aps == nullptr ? nullptr : aps->find("alert");
+  return alert != nullptr && (isText(*alert) || std::ranges::any_of(shownTexts, [&](std::string_view name) {
+                                const Value* text = alert->find(name);
+                                return text != nullptr && isText(*text);
+                              }));
+}
+
 }  // namespace pellion
