@@ -113,7 +113,7 @@ TEST_F(CommandLine, KnowsWhatIsCountedByAnotherServer) {
   EXPECT_THAT(
       test::singleSpaced(out_.str()),
       HasSubstr("s.json:3:11 answer 500 wanted an accepted answer, or a \"backend\" step that asks for this one "
-                "found is not accepted, and no \"backend\" step asks for it: its status is not 200"));
+                "found an answer that is not accepted: its status is not 200; let"));
 }
 
 TEST_F(CommandLine, ReportsUnusableInputInOneLine) {

@@ -39,9 +39,11 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
       throw errorAt(file, entry.position,
                     entry.name + " is not known; " + remedyForName(entry.name, keys, "known are", ""));
     }
-    // Adds what every configuration needs to the entry.
-    const Value dictionary =
-        Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, {entry.name, entry.value.value}});
+    // Adds what every configuration needs to the entry; an empty SERVER_URL counts as absent.
+    const Value dictionary = Value::dictionary({{"SERVER_URL", "http://127.0.0.1"},
+                                                {"DOMAIN", "example.org"},
+                                                {"JWT_SECRET", "-"},
+                                                {entry.name, entry.value.value}});
     try {
       host::configurationFrom(dictionary, placeText(file, entry.position));
     } catch (const host::ConfigurationError& error) {

@@ -1,7 +1,9 @@
 #include "pellion/run/run_warnings.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
+#include <utility>
 
 #include "platform/json_serialization.h"
 
@@ -63,6 +65,28 @@ std::string faultOf(const CarriedID& carried) {
   return isPositive ? "" : "the id is not an integer above 0; give it one";
 }
 
+/// Whether the step makes the built-in backend respond in a way that a phone may take for no answer.
+bool mayFail(const Step& step) {
+  constexpr std::string_view causes[] = {"connection", "sends", "then", "endless", "raw", "headers", "bytes"};
+  constexpr std::chrono::seconds longestWait{60};  // the phone waits no longer for a byte
+  if (step.kind->name != "backend") return false;
+  const JSONNode* delay = step.argument.find("delay");
+  const JSONNode* pace = step.argument.find("pace");
+  return std::ranges::any_of(causes, [&](std::string_view name) { return step.argument.find(name) != nullptr; }) ||
+         (delay != nullptr && std::chrono::milliseconds(delay->value.integer()) >= longestWait) ||
+         (pace != nullptr && durationOf(pace->value) >= longestWait);
+}
+
+/// Whether the step expects what a failed request leads to.
+bool namesFailure(const Step& step) {
+  if (step.kind->name != "expect") return false;
+  const JSONNode* requests = step.argument.find("requests");
+  const JSONNode* keychain = step.argument.find("keychain");
+  const auto isNull = [](const JSONMember& item) { return item.value.value.isNull(); };
+  return step.argument.find("log") != nullptr || (requests != nullptr && requests->elements.empty()) ||
+         (keychain != nullptr && std::ranges::any_of(keychain->members, isNull));
+}
+
 }  // namespace
 
 void RunWarnings::handOver(std::string_view name, const Value& payload) {
@@ -108,8 +132,9 @@ void RunWarnings::observeModule(const host::Event& event) {
   } else if (event.what == "not accepted") {
     if (HandedOver* notification = ofThisStep()) notification->reason = reasonAndRemedy(event.details);
     const Value* status = event.details.find("status");
-    if (status == nullptr) return;
-    unaccepted_.push_back({step_, status->integer(), std::string(at(event.details, "reason").text())});
+    unaccepted_.push_back({step_, status == nullptr ? std::nullopt : std::optional(status->integer()),
+                           std::string(at(event.details, "reason").text()),
+                           std::string(at(event.details, "remedy").text())});
   }
 }
 
@@ -131,16 +156,47 @@ bool RunWarnings::isAskedFor(std::int64_t status) const {
   });
 }
 
+/// Whether a "backend" step asks for a response that may fail, or a later "expect" names a failure of the request: its
+/// line in the log, or that nothing is sent or stored.
+bool RunWarnings::isFailureMeant(std::size_t step) const {
+  return std::ranges::any_of(scenario_.steps, mayFail) ||
+         std::any_of(scenario_.steps.begin() + static_cast<std::ptrdiff_t>(step), scenario_.steps.end(), namesFailure);
+}
+
+std::optional<Warning> RunWarnings::unaccepted(const Unaccepted& answer) const {
+  const Position position = scenario_.steps[answer.step].position;
+  if (!answer.status) {
+    if (isFailureMeant(answer.step)) return std::nullopt;
+    return Warning{.position = position,
+                   .subject = "a request",
+                   .problem = R"(gets no answer, and no "backend" step asks for that)",
+                   .reason = answer.reason,
+                   .remedy = answer.remedy,
+                   .wanted = R"(an accepted answer, or a "backend" step that asks for the failure)",
+                   .found = "no answer: " + answer.reason + "; " + answer.remedy};
+  }
+  if (isAskedFor(*answer.status)) return std::nullopt;
+  return Warning{.position = position,
+                 .subject = "answer " + std::to_string(*answer.status),
+                 .problem = R"(is not accepted, and no "backend" step asks for it)",
+                 .reason = answer.reason,
+                 .remedy = answer.remedy,
+                 .wanted = R"(an accepted answer, or a "backend" step that asks for this one)",
+                 .found = "an answer that is not accepted: " + answer.reason + "; " + answer.remedy};
+}
+
 Warning RunWarnings::uncounted(const HandedOver& notification) const {
   const std::string fallback =
       "the module did not record it; --log shows what it did, and pellion explain reads its payload";
+  const std::string reason = notification.fault.empty() ? notification.reason.value_or(fallback) : notification.fault;
   return {.position = scenario_.steps[notification.step].position,
           .subject = (notification.name.empty() ? "a notification" : '"' + notification.name + '"') + " with id " +
                      notification.id,
           .problem = "leads to no statistics entry",
-          .reason = notification.fault.empty() ? notification.reason.value_or(fallback) : notification.fault,
+          .reason = reason,
           .remedy = R"(if this is meant, expect it: {"expect": {"statistics": []}})",
-          .wanted = R"(a statistics entry, or an "expect" with "statistics")"};
+          .wanted = R"(a statistics entry, or an "expect" with "statistics")",
+          .found = "no statistics entry: " + reason};
 }
 
 std::vector<Warning> RunWarnings::warnings() const {
@@ -151,14 +207,8 @@ std::vector<Warning> RunWarnings::warnings() const {
     if (isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
     found.push_back(uncounted(each));
   }
-  for (const auto& [step, status, reason] : unaccepted_) {
-    if (isAskedFor(status)) continue;
-    found.push_back({.position = scenario_.steps[step].position,
-                     .subject = "answer " + std::to_string(status),
-                     .problem = R"(is not accepted, and no "backend" step asks for it)",
-                     .reason = reason,
-                     .remedy = "correct the server, or what the scenario sends",
-                     .wanted = R"(an accepted answer, or a "backend" step that asks for this one)"});
+  for (const Unaccepted& answer : unaccepted_) {
+    if (auto warning = unaccepted(answer)) found.push_back(*std::move(warning));
   }
   if (std::ranges::none_of(scenario_.steps, [](const Step& step) { return step.kind->name == "expect"; })) {
     found.push_back({.position = scenario_.steps.front().position,

@@ -19,13 +19,15 @@ struct Warning {
   std::string reason;
   std::string remedy;
   std::string wanted = {};  ///< empty if it fails no strict run either
+  std::string found = {};   ///< in the place of `wanted`
 };
 
 /// Watches the events of a run and finds three things that its expectations miss:
 ///
 /// A notification that is not counted: a step delivers it or the user responds to it, it carries an id, no statistics
 /// entry with that id is sent or still pending at the end, and no later "expect" shows that this is meant.
-/// An answer that the module does not accept, of a status that no "backend" step asks for.
+/// An answer that the module does not accept, of a status that no "backend" step asks for, or a request without an
+/// answer, when no "backend" step asks for that and no later "expect" shows that it is meant.
 /// A scenario without any "expect".
 class RunWarnings {
  public:
@@ -49,14 +51,17 @@ class RunWarnings {
   };
   struct Unaccepted {
     std::size_t step;
-    std::int64_t status;
+    std::optional<std::int64_t> status;  ///< nothing for no answer at all
     std::string reason;
+    std::string remedy;
   };
 
   HandedOver* ofThisStep();
   void observeModule(const host::Event& event);
   [[nodiscard]] bool isExpectedAfter(std::size_t step) const;
   [[nodiscard]] bool isAskedFor(std::int64_t status) const;
+  [[nodiscard]] bool isFailureMeant(std::size_t step) const;
+  [[nodiscard]] std::optional<Warning> unaccepted(const Unaccepted& answer) const;
   [[nodiscard]] Warning uncounted(const HandedOver& notification) const;
 
   const Scenario& scenario_;

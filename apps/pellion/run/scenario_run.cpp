@@ -48,6 +48,7 @@ bool ScenarioRun::run() {
   std::vector<Value::Entry> heading{
       {"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}};
   if (scenario_.hasDefaultConfiguration) heading.push_back({"configuration", "default"});
+  if (const auto server = configuredServer()) heading.push_back({"server", *server});
   report("scenario", "begins", Value::dictionary(heading));
   runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
   for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
@@ -145,7 +146,7 @@ std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) co
   if (options_.server) return options_.server;
   const std::pair<std::string_view, std::string> placeholders[] = {{"{backend}", backend_->url()},
                                                                    {"{backendPort}", std::to_string(backend_->port())}};
-  if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && url->ifString()) {
+  if (const Value* url = configuration.find("SERVER_URL"); url != nullptr && !url->text().empty()) {
     const std::string_view text = url->text();
     for (const auto& [placeholder, value] : placeholders) {
       const std::size_t found = text.find(placeholder);
@@ -153,7 +154,17 @@ std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) co
     }
     return std::nullopt;
   }
-  return configuration.find("DOMAIN") == nullptr ? std::optional(backend_->url()) : std::nullopt;
+  const Value* domain = configuration.find("DOMAIN");
+  return domain == nullptr || domain->text().empty() ? std::optional(backend_->url()) : std::nullopt;
+}
+
+/// The server that the scenario's configuration puts in the place of the built-in backend.
+std::optional<std::string> ScenarioRun::configuredServer() const {
+  const Value& configuration = scenario_.configuration.value;
+  if (serverURL(configuration)) return std::nullopt;
+  const Value* url = configuration.find("SERVER_URL");
+  if (url != nullptr && !url->text().empty()) return std::string(url->text());
+  return "the domain " + std::string(configuration.find("DOMAIN")->text());
 }
 
 std::optional<std::string> ScenarioRun::appGroup() const {
@@ -230,9 +241,9 @@ void ScenarioRun::reportWarnings() {
   std::unique_lock lock(mutex_);
   const std::vector<Warning> warnings = warnings_.warnings();
   lock.unlock();
-  for (const auto& [position, subject, problem, reason, remedy, wanted] : warnings) {
+  for (const auto& [position, subject, problem, reason, remedy, wanted, found] : warnings) {
     if (options_.isStrict && !wanted.empty()) {
-      fail(position, {{subject, wanted, problem + ": " + reason}});
+      fail(position, {{subject, wanted, found}});
     } else {
       report("scenario", "warning",
              Value::dictionary({{"place", placeText(scenario_.file, position)},

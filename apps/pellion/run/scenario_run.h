@@ -87,6 +87,7 @@ class ScenarioRun {
   void failForRaised(Position position);
   void reportWarnings();
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
+  [[nodiscard]] std::optional<std::string> configuredServer() const;
 
   const Scenario& scenario_;
   const Options options_;

@@ -121,7 +121,7 @@ void Timeline::operator()(const host::Event& event) {
 bool Timeline::passesOver(const host::Event& event) const {
   if (event.what == "log") return !options_.withLog;
   if (event.what == "synchronized") return true;  // follows the event of what was stored, at the same moment
-  return event.actor == "network" && event.what != "failed" && !options_.withNetwork;
+  return event.actor == "network" && event.what != "failed" && !options_.withNetwork && !hasServer_;
 }
 
 bool Timeline::writeHeading(const host::Event& event) {
@@ -131,6 +131,9 @@ bool Timeline::writeHeading(const host::Event& event) {
     lastRequest_ = {};
     out_ << painted(textAt(event.details, "name"), Ink::strong);
     if (event.details.find("configuration") != nullptr) out_ << painted("  with the default configuration", Ink::faint);
+    hasServer_ = event.details.find("server") != nullptr;
+    if (hasServer_)
+      out_ << painted("  with " + textAt(event.details, "server") + ", not the built-in backend", Ink::faint);
     out_ << '\n';
     if (const std::string text = textAt(event.details, "description"); !text.empty()) {
       out_ << painted(text, Ink::plain) << '\n';

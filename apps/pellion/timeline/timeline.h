@@ -31,6 +31,7 @@ class Timeline {
 
   std::ostream& out_;
   Options options_;
+  bool hasServer_ = false;  ///< the scenario's configuration names a server
   std::string timeShown_;
   platform::Value lastRequest_;
 };

@@ -1,12 +1,15 @@
 #include "platform/url_session.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/phone/process.h"
 #include "platform/json_serialization.h"
 #include "services/http/url_session.h"
+#include "value/printable_text.h"
 
 namespace host {
 namespace {
@@ -23,21 +26,55 @@ const char* consequence(bool isRegistration) {
                         : "the statistics are dropped, and nothing sends them again";
 }
 
+const char* remedyFor(const Error* error) {
+  constexpr std::int64_t cannotFindHost = -1003;
+  return error != nullptr && error->code == cannotFindHost
+             ? "check SERVER_URL, or DOMAIN, in the configuration; a scenario that configures one of them does not use "
+               "the built-in backend"
+             : R"(docs/troubleshooting.md lists the errors under "Requests fail")";
+}
+
+/// The server's own words in a response: the message in its JSON, or a body of one short line; empty if there are none.
+std::string messageIn(platform::ByteView body) {
+  constexpr std::size_t longest = 200;  // bytes
+  const auto isShortLine = [](std::string_view text) {
+    return !text.empty() && text.size() <= longest && text.find_first_of("<\r\n") == std::string_view::npos &&
+           value::wellFormed(text) == text;
+  };
+  const auto json = platform::JSONSerialization::JSONObjectWithData(body, nullptr);
+  for (const char* name : {"message", "error_description", "error", "detail", "reason"}) {
+    const Value* message = json ? json->find(name) : nullptr;
+    if (message != nullptr && isShortLine(message->text())) return std::string(message->text());
+  }
+  const std::string_view text(reinterpret_cast<const char*>(body.data()), body.size());
+  return !json && isShortLine(text) ? std::string(text) : std::string();
+}
+
+/// What is wrong with the response, and what to change; nothing for one that the module accepts.
+std::vector<Value::Entry> faultOf(const HTTPURLResponse& response, platform::ByteView body) {
+  const bool isOK = response.statusCode == 200;
+  if (isOK && platform::JSONSerialization::JSONObjectWithData(body, nullptr)) return {};
+  const bool isUnauthorized = response.statusCode == 401 || response.statusCode == 403;
+  const std::string message = isOK ? "" : messageIn(body);
+  return {{"status", response.statusCode},
+          {"reason", std::string(isOK ? "its body is not JSON" : "its status is not 200") +
+                         (message.empty() ? "" : "; the server says \"" + message + '"')},
+          {"remedy", isUnauthorized
+                         ? "give the BEARER_TOKEN and the JWT_SECRET that the server accepts in the configuration"
+                         : "let the backend answer 200 with a JSON body"}};
+}
+
 /// Every failure is reported, because each request carries something of its own.
 void reportUnlessAccepted(Process& process, bool isRegistration, const Value* data, const HTTPURLResponse* response,
                           const Error* error) {
   std::vector<Value::Entry> details;
-  if (error != nullptr || response == nullptr) {
-    details.push_back({"reason", error != nullptr ? "the request failed with error " + std::to_string(error->code)
-                                                  : "there is no response"});
-    details.push_back({"remedy", R"(docs/troubleshooting.md lists the errors under "Requests fail")"});
+  if (error == nullptr && response != nullptr) {
+    details = faultOf(*response, data != nullptr ? data->bytes() : platform::ByteView());
+    if (details.empty()) return;
   } else {
-    const bool isOK = response->statusCode == 200;
-    const platform::ByteView body = data != nullptr ? data->bytes() : platform::ByteView();
-    if (isOK && platform::JSONSerialization::JSONObjectWithData(body, nullptr)) return;
-    details.push_back({"status", response->statusCode});
-    details.push_back({"reason", isOK ? "its body is not JSON" : "its status is not 200"});
-    details.push_back({"remedy", "let the backend answer 200 with a JSON body"});
+    details = {{"reason", error != nullptr ? "the request failed with error " + std::to_string(error->code)
+                                           : "there is no response"},
+               {"remedy", remedyFor(error)}};
   }
   details.push_back({"consequence", consequence(isRegistration)});
   process.report("module", "not accepted", Value::dictionary(details));
