@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <set>
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
@@ -188,12 +189,46 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
       {{"-", "--configuration", "-"}, 2, {"standard input is named twice"}},
       {{sale, "--scheme", "shop://"}, 2, {"--scheme shop://: not the scheme of a URL; give its name"}},
       {{payloads, "--fix"}, 2, {"--fix writes one payload, and "}},
+      {{sale, "--fix", "--format", "json"}, 2, {"--format excludes --fix"}},
+      {{brokenPayloads + "simulator_file_without_target.apns", "--fix"},
+       0,
+       {"target.apns, corrected:1:1: warning: the file has no \"Simulator Target Bundle\""}},
+      {{brokenPayloads + "payload_not_json.json", "--format", "json"},
+       2,
+       {R"("unusable": "not JSON: )", R"("place": {"line":2,"column":47})"}},
   };
   for (const auto& [arguments, status, says] : cases) {
     const Told told = tell(arguments);
     EXPECT_EQ(told.status, status) << told.text();
     for (const std::string& text : says) EXPECT_THAT(told.text(), HasSubstr(text));
   }
+}
+
+TEST(Explain, DescribesTheRuleOfEachFindingInSARIF) {
+  std::set<std::string> rules;
+  for (const std::string folder : {"payloads", "payloads/broken", "configurations/broken"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(examples + folder)) {
+      if (entry.is_directory()) continue;
+      const bool isConfiguration = folder.starts_with("configurations");
+      std::vector<std::string> arguments{isConfiguration ? payloads + "news.json" : entry.path().string(), "--format",
+                                         "sarif"};
+      if (isConfiguration) arguments.insert(arguments.end(), {"--configuration", entry.path()});
+      const Told told = tell(arguments);
+      if (told.out.empty()) continue;  // a configuration that cannot be judged
+      const Value report = readJSON("", told.out).value;
+      const Value& run = test::at(report, "runs").elements()[0];
+      for (const Value& rule : test::at(test::at(test::at(run, "tool"), "driver"), "rules").elements()) {
+        rules.insert(test::textAt(rule, "id"));
+        for (const char* part : {"shortDescription", "fullDescription", "help"}) {
+          EXPECT_FALSE(test::textAt(test::at(rule, part), "text").empty());
+        }
+      }
+      for (const Value& result : test::at(run, "results").elements()) {
+        EXPECT_THAT(test::textAt(test::at(result, "message"), "text"), Not(HasSubstr(entry.path().string() + ":")));
+      }
+    }
+  }
+  EXPECT_GT(rules.size(), 40U);
 }
 
 TEST(Explain, FollowsTheWidthOfTheTerminal) {

@@ -45,6 +45,7 @@ struct RunArguments {
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
   // Reads everything before anything runs, so that an error in the last scenario shows at once.
   std::vector<Scenario> scenarios;
+  refuseStandardInputTwice(arguments.scenarios);
   for (const std::string& file : arguments.scenarios) scenarios.push_back(readScenario(file));
   if (arguments.server) {
     for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
@@ -144,11 +145,12 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
   command.add_option("--action", arguments.action, "Only this response: tap, dismiss or a button's identifier")
       ->type_name("ID");
   command.add_flag("--all", arguments.withAccount, "Show the full account of everything that can happen");
-  command.add_option("--format", arguments.format, "text, json, junit or sarif")
-      ->check(CLI::IsMember({"text", "json", "junit", "sarif"}).description(""))
-      ->type_name("FORMAT");
-  command.add_flag("--fix", arguments.fixes,
-                   "Write the corrected payload instead; what is left goes to standard error");
+  CLI::Option* format = command.add_option("--format", arguments.format, "text, json, junit or sarif")
+                            ->check(CLI::IsMember({"text", "json", "junit", "sarif"}).description(""))
+                            ->type_name("FORMAT");
+  command
+      .add_flag("--fix", arguments.fixes, "Write the corrected payload instead; what is left goes to standard error")
+      ->excludes(format);
   command.add_flag("--voip", arguments.isVoIP, "These are VoIP pushes, which may have 5120 bytes");
   command.footer(
       "Exit status: 0 no errors found (warnings may be), 1 errors found, 2 input that cannot be used.\n"

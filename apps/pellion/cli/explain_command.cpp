@@ -25,16 +25,11 @@ constexpr FileKind payloadFile{"a payload, a JSON object", "the push service tak
 constexpr FileKind configurationFile{"a configuration: JSON, a scenario or a property list",
                                      "a configuration is a page"};
 
-constexpr const char* standardInput = "standard input";
-
-/// A file to read, and the name that messages give it.
+/// A file to read, or "-" for standard input.
 struct Input {
   std::string path;
-  std::string name;
   bool isNamed = true;  ///< by the caller, not only found in a directory
 };
-
-Input inputAt(const std::string& path) { return path == "-" ? Input{"/dev/stdin", standardInput} : Input{path, path}; }
 
 std::vector<Input> payloadsBelow(const fs::path& directory) {
   const auto isHidden = [](const fs::path& path) { return path.filename().native().starts_with('.'); };
@@ -44,8 +39,7 @@ std::vector<Input> payloadsBelow(const fs::path& directory) {
       entry.disable_recursion_pending();
     } else if (entry->is_regular_file() &&
                (entry->path().extension() == ".json" || entry->path().extension() == ".apns")) {
-      const std::string path = entry->path().lexically_normal().string();
-      inputs.push_back({path, path, false});
+      inputs.push_back({entry->path().lexically_normal().string(), false});
     }
   }
   std::ranges::sort(inputs, {}, &Input::path);
@@ -57,7 +51,7 @@ std::vector<Input> inputsOf(const ExplainArguments& arguments) {
   for (const std::string& path : arguments.paths) {
     std::error_code ignored;  // reading the file reports any error of the path
     if (path == "-" || !fs::is_directory(path, ignored)) {
-      inputs.push_back(inputAt(path));
+      inputs.push_back({path});
       continue;
     }
     const std::vector<Input> below = payloadsBelow(path);
@@ -65,24 +59,18 @@ std::vector<Input> inputsOf(const ExplainArguments& arguments) {
       throw InputError(path + ": no .json or .apns file is there; give payloads, or directories that hold some");
     inputs.insert(inputs.end(), below.begin(), below.end());
   }
-  if (inputs.empty()) inputs.push_back(inputAt("-"));
-  const auto fromInput =
-      std::ranges::count(inputs, standardInput, &Input::name) + (arguments.configuration == "-" ? 1 : 0);
-  if (fromInput > 1) throw InputError("standard input is named twice; give one of the two as a file");
+  if (inputs.empty()) inputs.push_back({"-"});
+  std::vector<std::string> paths{arguments.configuration.value_or("")};
+  for (const Input& input : inputs) paths.push_back(input.path);
+  refuseStandardInputTwice(paths);
   return inputs;
 }
 
-std::string read(const Input& input, const FileKind& kind, const Surroundings& surroundings) {
-  if (input.name == standardInput && surroundings.inputIsTerminal) {
+std::string read(const std::string& path, const FileKind& kind, const Surroundings& surroundings) {
+  if (path == "-" && surroundings.inputIsTerminal) {
     surroundings.err << "Waiting for " << kind.name << ", on standard input; Ctrl-D ends it.\n" << std::flush;
   }
-  try {
-    return readInputFile(input.path, kind);
-  } catch (const InputError& error) {
-    const std::string_view text = error.what();
-    if (input.name == input.path || !text.starts_with(input.path)) throw;
-    throw InputError(input.name + std::string(text.substr(input.path.size())));
-  }
+  return readInputFile(path, kind);
 }
 
 std::string counted(std::size_t count, const char* name) {
@@ -100,10 +88,10 @@ class ExplainCommand {
                            .configuration = {},
                            .isVoIP = arguments_.isVoIP};
     if (arguments_.configuration) {
-      const Input input = inputAt(*arguments_.configuration);
-      options.configuration = judgeConfiguration(input.name, read(input, configurationFile, surroundings_));
+      const std::string& path = *arguments_.configuration;
+      options.configuration = judgeConfiguration(inputName(path), read(path, configurationFile, surroundings_));
       explanations_.push_back(
-          {.file = input.name, .happenings = {}, .findings = options.configuration->findings, .unusable = {}});
+          {.file = inputName(path), .happenings = {}, .findings = options.configuration->findings, .unusable = {}});
     }
     Explainer explainer(std::move(options));
     return arguments_.fixes ? fix(explainer) : report(explainer);
@@ -113,12 +101,13 @@ class ExplainCommand {
   int fix(Explainer& explainer) {
     if (inputs_.size() > 1)
       throw InputError("--fix writes one payload, and " + std::to_string(inputs_.size()) + " are given; give one");
-    const Input& input = inputs_.front();
-    const std::string corrected = explainer.corrected(input.name, read(input, payloadFile, surroundings_));
+    const std::string& path = inputs_.front().path;
+    const std::string name = inputName(path);
+    const std::string corrected = explainer.corrected(name, read(path, payloadFile, surroundings_));
     surroundings_.out << corrected << '\n';
     // What is left, at its place in what was written.
-    explanations_.push_back(
-        explainer.explain(input.name == standardInput ? input.name : input.name + ", corrected", corrected, false));
+    explanations_.push_back(explainer.explain(name, corrected, false));
+    if (path != "-") explanations_.back().file += ", corrected";
     for (const Explanation& each : explanations_) writeFindings(surroundings_.err, each, {});
     return status();
   }
@@ -152,19 +141,26 @@ class ExplainCommand {
 
   Explanation explained(Explainer& explainer, const Input& input, bool withAccount) const {
     try {
-      return explainer.explain(input.name, read(input, payloadFile, surroundings_), withAccount);
+      return explainer.explain(inputName(input.path), read(input.path, payloadFile, surroundings_), withAccount);
     } catch (const OtherDocument& error) {
       if (!input.isNamed) throw;
-      return unusable(input, error.what(), error.position());
+      return unusable(input, error.text(), error.position());
     } catch (const DocumentError& error) {
-      return unusable(input, error.what(), error.position());
+      return unusable(input, error.text(), error.position());
     } catch (const InputError& error) {
-      return unusable(input, error.what(), {});
+      std::string_view text = error.what();
+      const std::string place = inputName(input.path) + ": ";
+      if (text.starts_with(place)) text.remove_prefix(place.size());
+      return unusable(input, text, std::nullopt);
     }
   }
 
-  static Explanation unusable(const Input& input, const char* why, Position at) {
-    return {.file = input.name, .happenings = {}, .findings = {}, .unusable = why, .unusableAt = at};
+  static Explanation unusable(const Input& input, std::string_view why, std::optional<Position> at) {
+    return {.file = inputName(input.path),
+            .happenings = {},
+            .findings = {},
+            .unusable = std::string(why),
+            .unusableAt = at};
   }
 
   /// Writes the last explanation, if there is one.
@@ -174,7 +170,7 @@ class ExplainCommand {
     const TextLayout layout{surroundings_.inColour, surroundings_.columns};
     if (!explanation.unusable.empty()) {
       surroundings_.out.flush();
-      surroundings_.err << "pellion: " << printable(explanation.unusable) << '\n';
+      surroundings_.err << "pellion: " << printable(explanation.unusableText()) << '\n';
       return;
     }
     writeFindings(surroundings_.out, explanation, layout);

@@ -77,6 +77,10 @@ std::string buttonNames(const Payload& payload) {
 
 }  // namespace
 
+std::string Explanation::unusableText() const {
+  return (unusableAt ? placeText(file, *unusableAt) : file) + ": " + unusable;
+}
+
 std::size_t Explanation::count(Level level) const {
   return static_cast<std::size_t>(std::ranges::count(findings, level, &Finding::level));
 }

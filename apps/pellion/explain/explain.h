@@ -26,9 +26,11 @@ struct Explanation {
   std::size_t limit = largestPayload;
   std::vector<Happening> happenings;  ///< the account; empty if none is asked for
   std::vector<Finding> findings;
-  std::string unusable;  ///< why the file is no payload, with its place; the rest is empty then
-  Position unusableAt = {};
+  std::string unusable;  ///< why the file is no payload, without its place; the rest is empty then
+  std::optional<Position> unusableAt = {};
 
+  /// The same with the file, and the position where that is known.
+  [[nodiscard]] std::string unusableText() const;
   [[nodiscard]] std::size_t count(Level level) const;
 };
 

@@ -76,7 +76,12 @@ Value jsonOf(const Place& place) {
 
 Value jsonOf(const Explanation& explanation) {
   if (!explanation.unusable.empty()) {
-    return Value::dictionary({{"file", explanation.file}, {"unusable", explanation.unusable}});
+    std::vector<Value::Entry> entries{{"file", explanation.file}, {"unusable", explanation.unusable}};
+    if (explanation.unusableAt) {
+      entries.push_back(
+          {"place", Value::dictionary({lineOf(*explanation.unusableAt), columnOf(*explanation.unusableAt)})});
+    }
+    return Value::dictionary(entries);
   }
   std::vector<Value> findings;
   for (const Finding& finding : explanation.findings) {

@@ -23,7 +23,7 @@ std::string messageFor(const Explanation& explanation) {
 void writeCase(std::ostream& out, const Explanation& explanation) {
   out << "    <testcase" << xmlAttribute("name", explanation.file) << R"( classname="pellion.explain" time="0")";
   if (!explanation.unusable.empty()) {
-    out << ">\n      <error" << xmlAttribute("message", explanation.unusable) << R"( type="input"/>)"
+    out << ">\n      <error" << xmlAttribute("message", explanation.unusableText()) << R"( type="input"/>)"
         << "\n    </testcase>\n";
   } else if (explanation.findings.empty()) {
     out << "/>\n";

@@ -2,6 +2,7 @@
 #include <set>
 
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/explain/finding_rules.h"
 #include "pellion/text/json_writer.h"
 
 namespace pellion {
@@ -40,6 +41,16 @@ Value resultFor(const Explanation& explanation, const char* level, const std::st
                             {"locations", Value::list({location})}});
 }
 
+Value jsonOf(const FindingRule& rule) {
+  const auto message = [](const std::string& text) { return Value::dictionary({{"text", text}}); };
+  const std::string summary(rule.summary);
+  const std::string remedy(rule.remedy);
+  return Value::dictionary({{"id", rule.code},
+                            {"shortDescription", message(summary)},
+                            {"fullDescription", message(summary + ". " + std::string(rule.consequence))},
+                            {"help", message(remedy + " See \"Findings\" in docs/explain.md.")}});
+}
+
 }  // namespace
 
 std::string sarifReport(const std::vector<Explanation>& explanations) {
@@ -49,8 +60,8 @@ std::string sarifReport(const std::vector<Explanation>& explanations) {
   for (const Explanation& explanation : explanations) {
     if (!explanation.unusable.empty()) {
       codes.insert(unusable);
-      results.push_back(
-          resultFor(explanation, "error", unusable, explanation.unusable, {explanation.unusableAt, "$", {}}));
+      results.push_back(resultFor(explanation, "error", unusable, explanation.unusable,
+                                  {explanation.unusableAt.value_or(Position{}), "$", {}}));
     }
     for (const Finding& finding : explanation.findings) {
       codes.insert(finding.code);
@@ -60,7 +71,7 @@ std::string sarifReport(const std::vector<Explanation>& explanations) {
   }
   std::vector<Value> rules;
   rules.reserve(codes.size());
-  for (const std::string& code : codes) rules.push_back(Value::dictionary({{"id", code}}));
+  for (const std::string& code : codes) rules.push_back(jsonOf(ruleOf(code)));
   const Value driver = Value::dictionary(
       {{"name", "pellion explain"}, {"semanticVersion", PELLION_VERSION}, {"rules", Value::list(rules)}});
   const Value run = Value::dictionary({{"tool", Value::dictionary({{"driver", driver}})},

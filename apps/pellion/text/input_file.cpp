@@ -1,5 +1,6 @@
 #include "pellion/text/input_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -18,6 +19,13 @@ std::string sizeText(std::size_t bytes) {
 }  // namespace
 
 std::string inputName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+void refuseStandardInputTwice(std::span<const std::string> paths) {
+  const auto isStandardInput = [](const std::string& path) { return path == "-" || path == "/dev/stdin"; };
+  if (std::ranges::count_if(paths, isStandardInput) > 1) {
+    throw InputError("standard input is named twice; give one of the two as a file");
+  }
+}
 
 std::string readInputFile(const std::string& path, const FileKind& kind) {
   const bool isStandardInput = path == "-";

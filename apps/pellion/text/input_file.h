@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,9 @@ struct FileKind {
 
 /// The name of an input in messages: "-" is standard input.
 std::string inputName(const std::string& path);
+
+/// Throws InputError when more than one of the inputs is standard input, which can be read only once.
+void refuseStandardInputTwice(std::span<const std::string> paths);
 
 /// Returns the whole text of a file, or of standard input for "-". Throws InputError for a file that cannot be read or
 /// is too large.
