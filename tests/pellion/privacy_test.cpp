@@ -91,6 +91,11 @@ TEST_F(Privacy, NoOutputShowsASecretOfASharedConfiguration) {
   };
   EXPECT_THAT(run({"run", write(with("c.json", "{\"say\": \"" + bearer + secret + "\"}")), "--trace", trace_}, 0),
               AllOf(isWithoutSecrets, HasSubstr("Bearer bear")));
+  std::ofstream(directory_.path() / "p.json") << R"({"aps": {}, "BEARER_TOKEN": "file-omega"})";
+  EXPECT_THAT(run({"run", write(with("c.json", R"({"deliver": {"payload": "p.json"}}, {"say": "file-omega"})")),
+                   "--trace", trace_},
+                  0),
+              AllOf(Not(HasSubstr("file-omega")), HasSubstr("file… (10 characters)")));
   EXPECT_THAT(run({"run", write(with("c.json", "{\"" + bearer + "\": 7}"))}, 2), isWithoutSecrets);
   EXPECT_THAT(run({"run", write(with("wrong.json", "\"activate\""))}, 2),
               AllOf(isWithoutSecrets, HasSubstr("did you mean GZIP?")));

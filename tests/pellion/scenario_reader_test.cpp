@@ -89,6 +89,12 @@ TEST(ScenarioReader, AcceptsALargeConfigurationAndEightKits) {
   EXPECT_THAT(errorOf(withSteps(kits + kit)), HasSubstr("a scenario may have at most 8 steps \"kit\""));
 }
 
+TEST(ScenarioReader, NamesAScenarioAfterItsFile) {
+  EXPECT_EQ(readScenario("suite/big sale.v2.json", R"({"steps": ["launch"]})").name, "big sale.v2");
+  EXPECT_EQ(readScenario("s.json", R"({"name": "", "steps": ["launch"]})").name, "");
+  EXPECT_THAT(errorOf(R"({"steps": ["lunch"]})"), StartsWith("s.json:1:12: there is no step"));
+}
+
 TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
   const TemporaryDirectory directory;
   const std::string file = directory.path() / "s.json";

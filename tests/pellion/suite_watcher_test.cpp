@@ -104,16 +104,17 @@ TEST_F(SuiteWatch, EndsWhenNothingIsLeft) {
   EXPECT_THROW(watcher.changedPaths(), InputError);
 }
 
-/// Does one thing each time the command says that it watches.
+/// Does one thing each time the command waits: once it says that it watches, and after each run.
 class Person : public std::stringbuf {
  public:
   explicit Person(std::vector<std::function<void()>> actions) : actions_(std::move(actions)) {}
 
  private:
   int sync() override {
-    constexpr std::string_view told = "Ctrl-C ends it.\n";
     const std::string_view shown = view();
-    if (shown.ends_with(told) && shown.size() > read_ && next_ < actions_.size()) actions_[next_++]();
+    const bool waits =
+        shown.ends_with("Ctrl-C ends it.\n") || shown.ends_with(" failed\n") || shown.ends_with(" unusable\n");
+    if (waits && shown.size() > read_ && next_ < actions_.size()) actions_[next_++]();
     read_ = shown.size();
     return 0;
   }
@@ -130,24 +131,26 @@ TEST_F(SuiteWatch, RunsAgainWhatChanged) {
   const fs::path b = root_ / "below/b.json";
   const std::string failing = R"({"expect": {"badge": 3}})";
   const std::string passing = R"({"expect": {"opened": []}})";
+  const std::string naming = R"("launch", {"tap": {"payload": "../../outside/payload.json"}}, )" + passing;
+  write(outside_ / "payload.json");
   write(root_ / "a.json", scenario("A", failing));
   write(b, scenario("B", passing));
   Person person({[&] { write(outside_ / "new", scenario("B", failing)), fs::rename(outside_ / "new", b); },
                  [&] { write(root_ / "notes.json"); },
-                 [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", passing)); },
-                 [&] { fs::remove_all(root_); }});
+                 [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", naming)); },
+                 [&] { write(outside_ / "payload.json", "[]"); }, [&] { write(outside_ / "payload.json", "{}"); },
+                 [&] { fs::remove_all(root_), fs::remove_all(outside_); }});
   std::ostream out(&person);
   std::ostringstream err;
   EXPECT_EQ(runCommandLine({"test", root_, "--watch"}, {.out = out, .err = err}), 2);
-  const std::string a = root_ / "a.json:1:74: badge: wanted 3, found (absent)\n";
-  const std::string watching = "Watching " + root_.string() + "; Ctrl-C ends it.\n";
-  EXPECT_EQ(person.str(),
-            a + "1 passed, 1 failed\n" + watching + b.string() +
-                ":1:74: badge: wanted 3, found (absent)\n0 passed, 1 failed\n" + watching +  //
-                "not run: " + (root_ / "notes.json").string() + " has no \"steps\"\n0 passed, 0 failed\n" +
-                watching +  //
-                "1 passed, 0 failed\n" + watching);
   EXPECT_THAT(err.str(), HasSubstr("nothing is left to watch"));
+  const std::string a = root_ / "a.json:1:74: badge: wanted 3, found (absent)\n";
+  EXPECT_EQ(person.str(),
+            a + "1 passed, 1 failed\nWatching " + root_.string() + "; Ctrl-C ends it.\n" + b.string() +
+                ":1:74: badge: wanted 3, found (absent)\n0 passed, 1 failed\n" +  //
+                "not run: " + (root_ / "notes.json").string() + " has no \"steps\"\n0 passed, 0 failed\n" +
+                "1 passed, 0 failed\n0 passed, 0 failed, 1 unusable\n1 passed, 0 failed\n");
+  EXPECT_THAT(err.str(), HasSubstr("payload.json:1:1: the content cannot be []"));
 }
 
 TEST_F(SuiteWatch, ASignalEndsIt) {

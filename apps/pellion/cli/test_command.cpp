@@ -1,5 +1,6 @@
 #include "pellion/cli/test_command.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <ostream>
@@ -9,6 +10,7 @@
 
 #include "pellion/run/server_probe.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/steps/scenario_steps.h"
 #include "pellion/suite/junit_report.h"
 #include "pellion/suite/suite_reporter.h"
 #include "pellion/suite/suite_watcher.h"
@@ -82,15 +84,23 @@ std::string joined(const std::vector<std::string>& paths) {
   return text;
 }
 
-/// The files in the order in which they were found, without those that did not change.
-std::vector<SuiteFile> changedFiles(std::vector<SuiteFile> files, const std::set<std::filesystem::path>& changed) {
+bool hasChanged(const std::string& file, const std::set<std::filesystem::path>& changed) {
+  std::error_code ignored;
+  for (std::filesystem::path path = std::filesystem::weakly_canonical(file, ignored);; path = path.parent_path()) {
+    if (changed.contains(path)) return true;
+    if (path == path.parent_path()) return false;
+  }
+}
+
+/// The files in the order in which they were found, without those that did not change and name no file that did. From
+/// now on the watcher also notices what they name.
+std::vector<SuiteFile> changedFiles(std::vector<SuiteFile> files, const std::set<std::filesystem::path>& changed,
+                                    SuiteWatcher& watcher) {
   std::erase_if(files, [&](const SuiteFile& file) {
-    std::error_code ignored;
-    for (std::filesystem::path path = std::filesystem::weakly_canonical(file.path, ignored);;
-         path = path.parent_path()) {
-      if (changed.contains(path)) return false;
-      if (path == path.parent_path()) return true;
-    }
+    const std::vector<std::string> named = filesNamedBy(file.path);
+    watcher.watchFiles(named);
+    return !hasChanged(file.path, changed) &&
+           std::ranges::none_of(named, [&](const std::string& path) { return hasChanged(path, changed); });
   });
   return files;
 }
@@ -98,7 +108,10 @@ std::vector<SuiteFile> changedFiles(std::vector<SuiteFile> files, const std::set
 std::vector<SuiteFile> selectFiles(const TestArguments& arguments) {
   std::vector<SuiteFile> files = findSuiteFiles(arguments.paths);
   if (arguments.junit) {  // also one that is not run stays as it is
-    for (const SuiteFile& file : files) refuseToOverwrite(file.path, "--junit", *arguments.junit);
+    for (const SuiteFile& file : files) {
+      refuseToOverwrite(file.path, "--junit", *arguments.junit);
+      for (const std::string& named : filesNamedBy(file.path)) refuseToOverwrite(named, "--junit", *arguments.junit);
+    }
   }
   if (arguments.filter) keepMatching(files, *arguments.filter);
   return files;
@@ -147,18 +160,24 @@ SuiteCounts runFiles(const std::vector<SuiteFile>& files, const TestArguments& a
 
 SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroundings) {
   refuseContradictions(arguments);
+  if (arguments.junit == "-") {
+    throw InputError("--junit -: standard output has the results; give --junit the path of a file");
+  }
   if (arguments.suite.server) checkServer(*arguments.suite.server, {});
   std::optional<SuiteWatcher> watcher;
   if (arguments.watches) watcher.emplace(arguments.paths);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
   const std::vector<SuiteFile> files = selectFiles(arguments);
   if (files.empty()) refuseEmptySuite(arguments);
+  if (watcher) {
+    for (const SuiteFile& file : files) watcher->watchFiles(filesNamedBy(file.path));
+  }
   const SuiteCounts counts = runFiles(files, arguments, surroundings);
   if (counts.passed + counts.failed + counts.unusable == 0) refuseEmptySuite(arguments);
-  while (watcher && surroundings.out << "Watching " << printable(joined(arguments.paths)) << "; Ctrl-C ends it.\n"
-                                     << std::flush) {
+  if (watcher) surroundings.out << "Watching " << printable(joined(arguments.paths)) << "; Ctrl-C ends it.\n";
+  while (watcher && surroundings.out.flush()) {
     const std::set<std::filesystem::path> changed = watcher->changedPaths();
-    const std::vector<SuiteFile> again = changedFiles(selectFiles(arguments), changed);
+    const std::vector<SuiteFile> again = changedFiles(selectFiles(arguments), changed, *watcher);
     if (!again.empty()) runFiles(again, arguments, surroundings);
   }
   return counts;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
@@ -25,7 +26,7 @@ const Shape listOfSchemes{"a list of schemes", isList, {}, &schemeShape};
 const Shape notificationsByName{"an object of notifications by name", isObject, {}, &notificationShape};
 const Shape listOfSteps{"a list of at least one step, such as \"launch\"",
                         [](const platform::Value& value) { return isList(value) && !value.elements().empty(); }};
-const Field documentFields[] = {{"name", &shapes::text, true},
+const Field documentFields[] = {{"name", &shapes::text},
                                 {"description", &shapes::text},
                                 {"configuration", &sharedConfigurationShape},
                                 {"urlSchemes", &listOfSchemes},
@@ -51,8 +52,19 @@ const StepKind& kindNamed(std::string_view file, Position position, std::string_
   return *kind;
 }
 
+/// Collects secrets wherever they occur, so that no error shows one in the wrong place.
+void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
+  for (const JSONMember& member : node.members) {
+    const bool isSecret = member.name == "BEARER_TOKEN" || member.name == "JWT_SECRET";
+    if (isSecret) secrets.emplace_back(member.value.value.text());
+    collectSecrets(member.value, secrets);
+  }
+  for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
+}
+
 /// {"name": argument}, or "name" alone for {"name": {}}. An argument that is no object may be short for one.
-Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
+/// Adds the secrets in the files that it names.
+Step readStep(std::string_view file, const JSONNode& node, Kinds kinds, std::vector<std::string>& secrets) {
   Step step{nullptr, node.position, {node.position, platform::Value::dictionary({}), {}, {}}};
   if (const auto name = node.value.ifString()) {
     step.kind = &kindNamed(file, node.position, *name, kinds);
@@ -70,6 +82,7 @@ Step readStep(std::string_view file, const JSONNode& node, Kinds kinds) {
         entry.position, platform::Value::dictionary({{name, entry.value}}), {{entry.position, name, entry}}, {}};
   }
   includeFiles(file, step.argument, *step.kind->shape);
+  collectSecrets(step.argument, secrets);
   checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
   return step;
 }
@@ -101,16 +114,6 @@ std::vector<std::string> readSchemes(const JSONNode& document, std::string_view 
   return schemes;
 }
 
-/// Collects secrets wherever they occur, so that no error shows one in the wrong place.
-void collectSecrets(const JSONNode& node, std::vector<std::string>& secrets) {
-  for (const JSONMember& member : node.members) {
-    const bool isSecret = member.name == "BEARER_TOKEN" || member.name == "JWT_SECRET";
-    if (isSecret) secrets.emplace_back(member.value.value.text());
-    collectSecrets(member.value, secrets);
-  }
-  for (const JSONNode& element : node.elements) collectSecrets(element, secrets);
-}
-
 void refusePayload(std::string_view file, const JSONNode& document) {
   if (document.find("steps") != nullptr || (document.find("aps") == nullptr && document.find("addInfo") == nullptr))
     return;
@@ -118,11 +121,15 @@ void refusePayload(std::string_view file, const JSONNode& document) {
                 "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
 }
 
-Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds, const Redaction& redaction) {
+/// The name that a scenario without one has: that of its file, without the extension.
+std::string defaultName(std::string_view file) { return std::filesystem::path(file).stem().string(); }
+
+Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds,
+                         std::vector<std::string>& secrets) {
   refusePayload(file, document);
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
-                    .name = std::string(document.find("name")->value.text()),
+                    .name = defaultName(file),
                     .description = {},
                     .configuration = {},
                     .hasDefaultConfiguration = document.find("configuration") == nullptr,
@@ -132,11 +139,16 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
                     .notifications = platform::Value::dictionary({}),
                     .application = readApplication(file, document.find("delegates"), document.find("application")),
                     .steps = {},
-                    .redaction = redaction};
+                    .redaction = Redaction({}),
+                    .files = {}};
+  if (const JSONNode* name = document.find("name")) scenario.name = name->value.text();
   scenario.configuration = scenario.hasDefaultConfiguration ? defaultConfiguration() : *document.find("configuration");
   if (const JSONNode* description = document.find("description")) scenario.description = description->value.text();
   if (const JSONNode* notifications = document.find("notifications")) scenario.notifications = notifications->value;
-  for (const JSONNode& step : document.find("steps")->elements) scenario.steps.push_back(readStep(file, step, kinds));
+  for (const JSONNode& step : document.find("steps")->elements) {
+    scenario.steps.push_back(readStep(file, step, kinds, secrets));
+  }
+  scenario.redaction = Redaction(secrets);
   checkOrder(scenario);
   for (const Step& step : scenario.steps) {
     if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
@@ -145,16 +157,41 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
   return scenario;
 }
 
+/// Passes over what is not as it should be: reading the scenario reports that.
+std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, Kinds kinds) {
+  std::vector<std::string> paths;
+  collectFiles(file, document, documentShape, paths);
+  const JSONNode* steps = document.find("steps");
+  if (steps == nullptr) return paths;
+  for (const JSONNode& step : steps->elements) {
+    if (step.members.size() != 1) continue;
+    const auto kind = std::ranges::find(kinds, step.members.front().name, &StepKind::name);
+    if (kind != kinds.end()) collectFiles(file, step.members.front().value, *kind->shape, paths);
+  }
+  return paths;
+}
+
 }  // namespace
+
+std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
+  try {
+    return filesNamedIn(file, readJSON(file, text, JSONForm::commented), kinds);
+  } catch (const DocumentError&) {
+    return {};
+  }
+}
 
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
   JSONNode document = readJSON(file, text, JSONForm::commented);
+  const std::vector<std::string> files = filesNamedIn(file, document, kinds);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
   try {
     includeFiles(file, document, documentShape);
     collectSecrets(document.find("configuration") == nullptr ? defaultConfiguration() : document, secrets);
-    return checkedScenario(file, document, kinds, Redaction(secrets));
+    Scenario scenario = checkedScenario(file, document, kinds, secrets);
+    scenario.files = files;
+    return scenario;
   } catch (const DocumentError& error) {  // keeps its place, even where the place reads like a secret
     throw errorAt(file, error.position(), Redaction(secrets).text(error.text()));
   }

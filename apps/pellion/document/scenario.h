@@ -40,7 +40,7 @@ struct Step {
 /// A checked scenario document. docs/scenario.md describes it; docs/scenario.schema.json describes it for tools.
 struct Scenario {
   std::string file;
-  std::string name;
+  std::string name;  ///< the file's, without extension, if it has none of its own
   std::string description;
   JSONNode configuration;
   bool hasDefaultConfiguration = false;  ///< it brings none
@@ -48,11 +48,15 @@ struct Scenario {
   platform::Value notifications;  ///< by name, as in notificationShape
   ApplicationDescription application;
   std::vector<Step> steps;
-  Redaction redaction;  ///< of the secrets that occur anywhere in it
+  Redaction redaction;             ///< of the secrets that occur anywhere in it
+  std::vector<std::string> files;  ///< that it names, and that have been read: payloads and a configuration
 };
 
 /// Reads a scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
+
+/// The payload and configuration files that the text of a scenario names; none for a text that is not JSON.
+std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
 
 /// The configuration and the changes that the steps make to it.
 std::vector<const JSONNode*> configurationsOf(const Scenario& scenario);

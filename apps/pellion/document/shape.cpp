@@ -80,9 +80,20 @@ void checkFields(std::string_view file, const JSONNode& node, const Shape& shape
   }
 }
 
+/// The path of a file that the document names.
+std::string pathNamed(std::string_view file, const JSONNode& name) {
+  return (std::filesystem::path(file).parent_path() / name.value.text()).string();
+}
+
+/// The shape of an object's entry; null for an entry that it may not have.
+const Shape* shapeOf(const JSONMember& member, const Shape& shape) {
+  const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
+  return field == shape.fields.end() ? shape.item : field->shape;
+}
+
 /// The content at the position of the text that names its file, so that later errors are about the document.
 JSONNode contentOf(std::string_view file, const JSONNode& name, Shape shape) {
-  const std::string path = (std::filesystem::path(file).parent_path() / name.value.text()).string();
+  const std::string path = pathNamed(file, name);
   const FileKind& kind = *std::exchange(shape.file, nullptr);
   try {
     std::error_code ignored;
@@ -107,8 +118,7 @@ bool include(std::string_view file, JSONNode& node, const Shape& shape) {
   bool hasChanged = false;
   std::vector<Value::Entry> entries;
   for (JSONMember& member : node.members) {
-    const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
-    const Shape* inner = field == shape.fields.end() ? shape.item : field->shape;
+    const Shape* inner = shapeOf(member, shape);
     if (inner != nullptr && include(file, member.value, *inner)) hasChanged = true;
     entries.push_back({member.name, member.value.value});
   }
@@ -119,6 +129,13 @@ bool include(std::string_view file, JSONNode& node, const Shape& shape) {
 }  // namespace
 
 void includeFiles(std::string_view file, JSONNode& node, const Shape& shape) { include(file, node, shape); }
+
+void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<std::string>& paths) {
+  if (shape.file != nullptr && isText(node.value)) paths.push_back(pathNamed(file, node));
+  for (const JSONMember& member : node.members) {
+    if (const Shape* inner = shapeOf(member, shape)) collectFiles(file, member.value, *inner, paths);
+  }
+}
 
 bool isObject(const Value& value) { return value.ifDictionary() != nullptr; }
 bool isList(const Value& value) { return value.ifList() != nullptr; }

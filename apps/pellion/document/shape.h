@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "pellion/text/input_file.h"
 #include "pellion/text/json_reader.h"
@@ -57,6 +59,9 @@ void checkShape(std::string_view file, const JSONNode& node, const Shape& shape,
 /// shape permits it. The path is relative to the document. The node need not fit the shape yet. Throws InputError,
 /// which names the document and the file.
 void includeFiles(std::string_view file, JSONNode& node, const Shape& shape);
+
+/// Adds the paths of the files that includeFiles would read, whether they exist or not.
+void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<std::string>& paths);
 
 /// The duration of a number that fits shapes::seconds.
 std::chrono::nanoseconds durationOf(const platform::Value& seconds);

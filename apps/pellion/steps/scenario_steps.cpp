@@ -133,4 +133,13 @@ Scenario readScenario(const std::string& path) {
                       readInputFile(path, {"a scenario, a JSON document", "a scenario is a few pages of JSON"}));
 }
 
+std::vector<std::string> filesNamedBy(const std::string& path) {
+  if (path == "-") return {};  // it can be read only once
+  try {
+    return filesNamedIn(path, readInputFile(path, {}), kinds);
+  } catch (const InputError&) {
+    return {};
+  }
+}
+
 }  // namespace pellion

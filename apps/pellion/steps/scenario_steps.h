@@ -3,6 +3,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "pellion/document/scenario.h"
 
@@ -14,5 +15,8 @@ std::span<const StepKind> stepKinds();
 /// Reads a scenario of all these kinds. Throws InputError: "file:line:column: what is wrong; what would be right".
 Scenario readScenario(const std::string& path);
 Scenario readScenario(std::string_view file, std::string_view text);
+
+/// The payload and configuration files that a scenario names, also one with errors; none if it cannot be read.
+std::vector<std::string> filesNamedBy(const std::string& path);
 
 }  // namespace pellion

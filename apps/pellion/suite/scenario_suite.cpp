@@ -103,7 +103,7 @@ void readAndRun(const SuiteFile& file, services::Network& network, const SuiteOp
   };
   try {
     if (!file.error.empty()) throw InputError(file.error);
-    const Scenario scenario = readScenario(file.path);
+    const Scenario scenario = file.text ? readScenario(inputName(file.path), *file.text) : readScenario(file.path);
     result.name = scenario.redaction.text(scenario.name);
     if (!options.onlyReads) runScenario(scenario, network, options, result);
   } catch (const DocumentError& error) {

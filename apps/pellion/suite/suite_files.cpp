@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "pellion/text/input_file.h"
 #include "pellion/text/json_reader.h"
@@ -39,9 +40,11 @@ void addFilesBelow(const fs::path& directory, std::vector<SuiteFile>& files) {
 }
 
 /// Reads no more than it must, so that a scenario with an error elsewhere has its name.
-std::optional<std::string> nameIn(const std::string& path) {
+std::optional<std::string> nameIn(SuiteFile& file) {
   try {
-    const JSONNode document = readJSON(path, readInputFile(path, {}), JSONForm::commented);
+    std::string text = readInputFile(file.path, {});
+    const JSONNode document = readJSON(file.path, text, JSONForm::commented);
+    if (file.path == "-") file.text = std::move(text);
     const JSONNode* name = document.find("name");
     if (name != nullptr && name->value.ifString()) return std::string(name->value.text());
   } catch (const InputError&) {  // such a file has its path alone
@@ -79,9 +82,9 @@ void keepMatching(std::vector<SuiteFile>& files, std::string_view text) {
   const auto contains = [&](std::string_view where) {
     return value::asciiLowercase(where).find(wanted) != std::string::npos;
   };
-  std::erase_if(files, [&](const SuiteFile& file) {
-    if (!file.error.empty() || contains(file.path)) return false;
-    const std::optional<std::string> name = nameIn(file.path);
+  std::erase_if(files, [&](SuiteFile& file) {
+    if (!file.error.empty() || contains(inputName(file.path))) return false;
+    const std::optional<std::string> name = nameIn(file);
     return !name || !contains(*name);
   });
 }

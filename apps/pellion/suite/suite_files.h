@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,7 +13,8 @@ namespace pellion {
 struct SuiteFile {
   std::string path;
   bool isNamed = false;
-  std::string error = {};  ///< one line: why it cannot be read, where that is already known
+  std::string error = {};                ///< one line: why it cannot be read, where that is already known
+  std::optional<std::string> text = {};  ///< of standard input, once it has been read
 };
 
 /// The files themselves and every *.json below the directories, in the order of the paths and then by name, each once.

@@ -57,13 +57,11 @@ SuiteWatcher::SuiteWatcher(std::span<const std::string> paths) : descriptor_(ope
   try {
     for (const std::string& path : paths) {
       std::error_code ignored;  // reading the path reports any error
-      const fs::path named = fs::absolute(path, ignored);
-      const fs::path canonical = fs::weakly_canonical(named, ignored);
+      const fs::path canonical = fs::weakly_canonical(fs::absolute(path, ignored), ignored);
       if (fs::is_directory(canonical, ignored)) {
         watch(canonical, true);
-      } else {  // an editor may replace the file, or the link to it
-        watch(canonical.parent_path(), false);
-        watch(fs::weakly_canonical(named.parent_path(), ignored), false);
+      } else {
+        watchFile(path);
       }
     }
   } catch (...) {
@@ -73,6 +71,18 @@ SuiteWatcher::SuiteWatcher(std::span<const std::string> paths) : descriptor_(ope
 }
 
 SuiteWatcher::~SuiteWatcher() { close(descriptor_); }
+
+void SuiteWatcher::watchFiles(std::span<const std::string> paths) {
+  for (const std::string& path : paths) watchFile(path);
+}
+
+/// An editor may replace the file, or the link to it.
+void SuiteWatcher::watchFile(const fs::path& path) {
+  std::error_code ignored;  // reading the path reports any error
+  const fs::path named = fs::absolute(path, ignored);
+  watch(fs::weakly_canonical(named, ignored).parent_path(), false);
+  watch(fs::weakly_canonical(named.parent_path(), ignored), false);
+}
 
 std::set<fs::path> SuiteWatcher::changedPaths() {
   while (changed_.empty()) {

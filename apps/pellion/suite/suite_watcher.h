@@ -18,6 +18,9 @@ class SuiteWatcher {
   SuiteWatcher& operator=(const SuiteWatcher&) = delete;
   ~SuiteWatcher();
 
+  /// Also watches these files, which need not exist yet, from now on. Throws as the constructor.
+  void watchFiles(std::span<const std::string> paths);
+
   /// Waits for a change since the last call, or since construction. Returns the canonical paths of what was written,
   /// created or moved there; a directory stands for everything below it. Beside a named file it also returns its
   /// neighbours. Throws InputError when all that was watched is gone.
@@ -31,6 +34,7 @@ class SuiteWatcher {
   struct Event;
 
   void watch(const std::filesystem::path& directory, bool withSubdirectories);
+  void watchFile(const std::filesystem::path& path);
   void forgetBelow(const std::filesystem::path& directory);
   void read();
   void take(const Event& event);

@@ -77,7 +77,7 @@ std::string withoutUserInfo(std::string_view text) {
 
 Redaction::Redaction(const std::vector<std::string>& secrets) {
   constexpr std::size_t shortest = 6;
-  for (const std::string& secret : secrets) {
+  for (const std::string& secret : std::set(secrets.begin(), secrets.end())) {
     if (secret.size() < shortest) continue;
     // A log line may contain the description of JSON text.
     std::set<std::string> forms{secret};
