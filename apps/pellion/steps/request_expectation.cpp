@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <vector>
 
 #include "pellion/document/statistics_status.h"
 #include "pellion/text/json_writer.h"
 #include "pellion/text/redaction.h"
+#include "pellion/text/similar_name.h"
 
 namespace pellion {
 namespace {
@@ -51,6 +53,22 @@ void compareHeaders(const JSONNode& wanted, const ReceivedRequest& found, const 
   }
 }
 
+/// What was found in the place of a status, with the names of the statuses if the wanted one is none of them.
+std::string foundStatus(std::string_view wanted, std::string_view found) {
+  std::vector<std::string_view> names;
+  for (const auto& [number, name] : statusNames) names.push_back(name);
+  if (std::ranges::find(names, wanted) != names.end()) return std::string(found);
+  return std::string(found) + "; " + remedyForName(wanted, names, "the statuses are");
+}
+
+/// For an entry that is absent: the name in the object that was probably meant.
+std::string absentEntry(std::string_view name, const Value& object) {
+  std::vector<std::string_view> names;
+  for (const Value::Entry& entry : object.entries()) names.push_back(entry.key.text());
+  const auto similar = similarName(name, names);
+  return absent + (similar ? "; did you mean \"" + std::string(*similar) + "\"?" : "");
+}
+
 /// An object may have more entries than wanted; everything else must be equal. The status of a statistics entry may be
 /// wanted by its name.
 void compareJSON(const std::string& where, const Value& wanted, const Value* found, const Comparison& comparison) {
@@ -58,7 +76,14 @@ void compareJSON(const std::string& where, const Value& wanted, const Value* fou
     const std::string_view name = statusName(*found);
     for (const Value::Entry& entry : wanted.entries()) {
       if (!name.empty() && entry.key == Value("status") && entry.value.ifString()) {
-        comparison.compare(where + ".status", entry.value.text(), name);
+        if (entry.value.text() != name) {
+          comparison.differ(where + ".status", entry.value.text(), foundStatus(entry.value.text(), name));
+        }
+        continue;
+      }
+      if (found->find(entry.key.text()) == nullptr) {
+        comparison.differ(where + "." + std::string(entry.key.text()), compactJSON(entry.value),
+                          absentEntry(entry.key.text(), *found));
         continue;
       }
       compareJSON(where + "." + std::string(entry.key.text()), entry.value, found->find(entry.key.text()), comparison);
