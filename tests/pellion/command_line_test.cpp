@@ -122,6 +122,12 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   const std::string good = scenario("\"launch\"");
   const std::string missing = directory_.path() / "missing.json";
   const std::string pipe = directory_.path() / "pipe";
+  const std::string payload = directory_.path() / "payload.json";
+  const std::string json5 = directory_.path() / "s.json5";
+  const std::string naming = directory_.path() / "naming.json";
+  std::ofstream(payload) << "{}";
+  std::ofstream(json5) << "{}";
+  std::ofstream(naming) << R"({"steps": ["launch", {"deliver": {"payload": "payload.json"}}]})";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{},
@@ -146,6 +152,10 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
       {{"run", good, "--server", "http://nowhere.invalid"},
        "or name nowhere.invalid in the CLEAR_TEXT_HOSTS of " + good},
       {{"new"}, "NAME is required; pellion new --help shows"},
+      {{"run", naming, "--trace", payload}, "this is the input " + payload},
+      {{"test", naming, "--junit", payload}, "this is the input " + payload},
+      {{"test", good, "--junit", "-"}, "--junit -: standard output has the results; give"},
+      {{"new", json5}, json5 + ": exists already; give"},
       {{"new", good}, good + ": exists already; give another NAME, or replace it with --force"},
       {{"new", good, "--force", "--from", good},
        good + ":1:1: this is a scenario, not a payload; play it with: pellion"},
@@ -260,24 +270,36 @@ TEST_F(CommandLine, SendsToAServerAndTracesWithoutSecrets) {
 
 TEST_F(CommandLine, WritesAScenarioThatPassesForEachGoodPayload) {
   const std::string payloads = PELLION_SOURCE_DIR "/examples/payloads/";
-  const std::tuple<std::string, std::string, std::string> cases[] = {
+  const std::string counted = "Delivered, tapped, counted";
+  const struct {
+    std::string payload;
+    std::string one;
+    std::string other;
+    std::string name = "Delivered, tapped, counted";
+    std::string warning = "";
+  } cases[] = {
       {"", R"("opened": ["shop://sale"])", R"({ "goal": "shop_purchase" })"},
       {payloads + "sale.json", R"("urlSchemes": ["shop"])", R"([{ "notificationid": 41, "status": 6 }])"},
       {payloads + "parcel.json", R"("opened": ["https://shop.example/orders/7"])", R"("urlSchemes": [])"},
       {payloads + "news.json", R"([{ "notificationid": "43", "status": 5 }])",
        R"("headers": { "notificationid": "0aff)"},
-      {payloads + "broken/link_with_space.json", R"("status": 5)", R"("tap")"},
-      {payloads + "broken/addinfo_as_object.json", R"("statistics": [])", "// "}};
+      {payloads + "broken/link_with_space.json", R"("status": 5)", R"("tap")", counted, ": error: "},
+      {payloads + "broken/link_as_number.json", R"("status": 4)", "// Not every", counted + " in part", ": error: "},
+      {payloads + "broken/addinfo_as_object.json", R"("statistics": [])", "    // This is not counted. pellion explain",
+       "Delivered, tapped, not counted",
+       "warning: the scenario expects that nothing is counted: change it once the payload is correct\n" + payloads +
+           "broken/addinfo_as_object.json:5:14: error: "}};
   const std::string file = directory_.path() / "new.json";
-  for (const auto& [payload, one, other] : cases) {
+  for (const auto& [payload, one, other, name, warning] : cases) {
     std::vector<std::string> arguments{"new", directory_.path() / "new", "--force"};
     if (!payload.empty()) arguments.insert(arguments.end(), {"--from", payload});
     EXPECT_EQ(run(arguments), 0) << err_.str();
     EXPECT_EQ(out_.str(), file + " is written; it passes as it is: pellion run " + file + "\n");
+    EXPECT_EQ(err_.str().empty(), warning.empty()) << err_.str();
+    EXPECT_THAT(err_.str(), HasSubstr(warning));
     EXPECT_THAT(test::fileText(file), AllOf(HasSubstr(one), HasSubstr(other)));
     EXPECT_EQ(run({"run", file, "--trace", directory_.path() / "trace"}), 0) << test::fileText(file) << out_.str();
-    EXPECT_THAT(out_.str(), StartsWith("Delivered, tapped, counted"));
-    EXPECT_THAT(out_.str().substr(0, out_.str().find('\n')), EndsWith("  with the default configuration"));
+    EXPECT_THAT(out_.str(), StartsWith(name + "  with the default configuration\n"));
     // Nothing happens that no expectation names: with other requests or links one of them fails.
     const std::string trace = test::fileText(directory_.path() / "trace");
     EXPECT_LT(trace.rfind(R"("what":"request")"), trace.rfind(R"("what":"met")"));
@@ -318,6 +340,20 @@ TEST_F(CommandLine, ReadsStandardInputWhereverAFileIsRead) {
   const std::string good = test::fileText(scenario("\"launch\""));
   EXPECT_EQ(runWith(good, {"run", "-"}), 0) << err_.str();
   EXPECT_EQ(runWith(good, {"test", "-"}), 0) << err_.str();
+  EXPECT_EQ(runWith(good, {"test", "-", "--filter", "n"}), 0) << err_.str();
+  EXPECT_EQ(runWith(good, {"test", "-", "--filter", "none"}), 2);
+  EXPECT_EQ(runWith(test::fileText(PELLION_SOURCE_DIR "/examples/payloads/news.json"), {"new", "-", "--from", "-"}), 0);
+  EXPECT_THAT(out_.str(), HasSubstr(R"("notification": { "payload": {)"));
+  EXPECT_EQ(runWith(out_.str(), {"run", "-", "--trace", "-"}), 0) << err_.str();
+  EXPECT_THAT(out_.str(), AllOf(StartsWith("{\"time\""), Not(HasSubstr("✓ Delivered"))));
+  EXPECT_THAT(err_.str(), HasSubstr("✓ Delivered, tapped, counted"));
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"run", "-", "-"},
+                                                    {"explain", "-", "--configuration", "-"},
+                                                    {"backend", "--script", "-", "--tls", "-", "x"},
+                                                    {"backend", "--tls", "-", "-"}}) {
+    EXPECT_EQ(runWith("{}", arguments), 2);
+    EXPECT_EQ(err_.str(), "pellion: standard input is named twice; give one of the two as a file\n");
+  }
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"run", "-"}, {"test", "-"}, {"explain", "-"}, {"backend", "--script", "-"}}) {
     EXPECT_EQ(runWith("{", arguments), 2);

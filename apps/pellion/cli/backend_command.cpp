@@ -143,6 +143,9 @@ void defineBackend(CLI::App& app, BackendArguments& arguments) {
 }
 
 void runBackend(const BackendArguments& arguments, const Surroundings& surroundings) {
+  std::vector<std::string> inputs = arguments.tls;
+  inputs.push_back(arguments.script.value_or(""));
+  refuseStandardInputTwice(inputs);
   Backend::Options options{.port = arguments.port, .secret = arguments.secret, .keepsRequests = false};
   setAnswers(options, arguments);
   if (!arguments.tls.empty()) options.identity = readServerIdentity(arguments.tls.at(0), arguments.tls.at(1));

@@ -42,6 +42,18 @@ struct RunArguments {
   bool isStrict = false;
 };
 
+/// Null if none is asked for. Shared with the signal.
+std::shared_ptr<Trace> makeTrace(const RunArguments& arguments, const std::vector<Scenario>& scenarios,
+                                 const Surroundings& surroundings) {
+  if (!arguments.trace) return nullptr;
+  if (arguments.trace == "-") return std::make_shared<Trace>(surroundings.out);
+  for (const Scenario& scenario : scenarios) {
+    refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
+    for (const std::string& file : scenario.files) refuseToOverwrite(file, "--trace", *arguments.trace);
+  }
+  return std::make_shared<Trace>(*arguments.trace);
+}
+
 int run(const RunArguments& arguments, const Surroundings& surroundings) {
   // Reads everything before anything runs, so that an error in the last scenario shows at once.
   std::vector<Scenario> scenarios;
@@ -51,15 +63,13 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
     for (const Scenario& scenario : scenarios) refuseBackendSteps(scenario);
     checkServer(*arguments.server, scenarios);
   }
-  std::shared_ptr<Trace> trace;  // also the signal's
-  if (arguments.trace) {
-    for (const Scenario& scenario : scenarios) refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
-    trace = std::make_shared<Trace>(*arguments.trace);
-  }
-  Timeline timeline(surroundings.out, {.inColour = surroundings.inColour,
-                                       .withLog = arguments.withLog,
-                                       .abridges = true,
-                                       .withNetwork = arguments.server.has_value()});
+  const std::shared_ptr<Trace> trace = makeTrace(arguments, scenarios, surroundings);
+  const bool tracesToOutput = arguments.trace == "-";
+  std::ostream& out = tracesToOutput ? surroundings.err : surroundings.out;  // for people
+  Timeline timeline(out, {.inColour = surroundings.inColour && !tracesToOutput,
+                          .withLog = arguments.withLog,
+                          .abridges = true,
+                          .withNetwork = arguments.server.has_value()});
   const auto show = [&](const host::Event& event) {
     if (trace) (*trace)(event);
     timeline(event);
@@ -82,7 +92,7 @@ int run(const RunArguments& arguments, const Surroundings& surroundings) {
   }
   if (trace) trace->close();
   if (scenarios.size() > 1) {
-    surroundings.out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
+    out << passedCount << " of " << scenarios.size() << " scenarios passed\n";
   }
   return passedCount == scenarios.size() ? passed : expectationFailed;
 }
@@ -96,8 +106,12 @@ void defineRun(CLI::App& app, RunArguments& arguments) {
   command.add_flag("--realtime", arguments.inRealTime, "Let time pass by itself instead of at once");
   command.add_flag("--log", arguments.withLog, "Show the module's log lines too");
   command.add_flag("--strict", arguments.isStrict,
-                   "Fail also for a notification that is not counted and an answer that is not accepted");
-  command.add_option("--trace", arguments.trace, "Write every event as a line of JSON to this file")->type_name("FILE");
+                   "Fail also for a notification that is not counted, and a request that gets no accepted answer");
+  command
+      .add_option("--trace", arguments.trace,
+                  "Write every event as a line of JSON to this file, - for standard output; then the "
+                  "timeline goes to standard error")
+      ->type_name("FILE");
   command.footer("Example: pellion run examples/scenarios/a_day.json --log");
 }
 
@@ -126,7 +140,7 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
       ->check(CLI::Range(1, mostJobs))
       ->type_name("N");
   command.add_flag("!--no-strict", arguments.suite.isStrict,
-                   "Pass in spite of a notification that is not counted or an answer that is not accepted");
+                   "Pass in spite of a notification that is not counted, or a request that gets no accepted answer");
   command.footer("Example: pellion test examples/scenarios --filter sale --junit report.xml");
 }
 
@@ -159,8 +173,13 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
 
 void defineNew(CLI::App& app, NewArguments& arguments) {
   CLI::App& command = *app.add_subcommand("new", "Write a scenario that passes, to be changed");
-  command.add_option("NAME", arguments.name, "The file to write; .json is added")->required();
-  command.add_option("--from", arguments.payload, "Make it of the payload in this file instead of an example")
+  command
+      .add_option("NAME", arguments.name,
+                  "The file to write, - for standard output; .json is added where it is missing")
+      ->required();
+  command
+      .add_option("--from", arguments.payload,
+                  "Make it of the payload in this file, - for standard input, instead of an example")
       ->type_name("PAYLOAD");
   command.add_flag("--force", arguments.overwrites, "Replace the file if it exists");
   command.footer("Example: pellion new sale --from examples/payloads/sale.json");

@@ -8,6 +8,7 @@
 
 #include "pellion/backend/backend.h"
 #include "pellion/document/notification_shape.h"
+#include "pellion/explain/explain.h"
 #include "pellion/payload/payload.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/temporary_directory.h"
@@ -29,10 +30,12 @@ using platform::Value;
 /// What the scenario says of its notification.
 struct Draft {
   std::string file;
+  bool isForOutput = false;  ///< it is written to standard output
   std::string notification;  ///< its name
   std::string content;       ///< the lines that describe it
   std::vector<Value> urlSchemes;
-  std::optional<std::string> goal;  ///< the event that converts it
+  std::optional<std::string> goal;     ///< the event that converts it
+  std::optional<std::string> payload;  ///< the text of the caller's, if there is one
 };
 
 constexpr std::string_view exampleContent = R"({
@@ -59,11 +62,11 @@ std::string spacedJSON(const Value& value) {
 constexpr std::string_view scenarioForm = R"(// Run it: pellion run FILE
 // Each step and entry: docs/scenario.md. For editors: pellion schema > scenario.schema.json
 {
-  "name": "Delivered, tapped, counted",
+  "name": TITLE,
   // The application's own URL schemes: change them to those of your application.
   "urlSchemes": SCHEMES,
   "notifications": {
-    // Change the payload, or give the name of a file that holds one: "payload": "sale.json".
+COMMENT    // Change the payload, or give the name of a file that holds one: "payload": "sale.json".
     NAME: CONTENT
   },
   // Without a "configuration" a complete default one is used.
@@ -87,6 +90,30 @@ constexpr std::string_view conversionForm = R"(
     EXPECTED
 )";
 
+/// Whether the delivery and the responses are counted, as the trial run has shown: the expectations after the first,
+/// which follows the token. Yes as long as that is unknown.
+enum class Counted { all, some, none };
+Counted countedIn(const std::vector<Value>& expectations) {
+  const auto isCounted = [](const Value& expectation) {
+    const Value* statistics = expectation.find("statistics");
+    return statistics != nullptr && !statistics->elements().empty();
+  };
+  if (expectations.empty() || std::all_of(expectations.begin() + 1, expectations.end(), isCounted)) return Counted::all;
+  return std::any_of(expectations.begin() + 1, expectations.end(), isCounted) ? Counted::some : Counted::none;
+}
+
+std::string titleOf(Counted counted) {
+  constexpr const char* titles[] = {"Delivered, tapped, counted", "Delivered, tapped, counted in part",
+                                    "Delivered, tapped, not counted"};
+  return titles[static_cast<std::size_t>(counted)];
+}
+
+std::string commentOf(Counted counted) {
+  constexpr const char* comments[] = {"", "    // Not every event is counted. pellion explain shows why.\n",
+                                      "    // This is not counted. pellion explain shows why.\n"};
+  return comments[static_cast<std::size_t>(counted)];
+}
+
 /// Fills in the words in capital letters.
 std::string scenarioText(const Draft& draft, const std::vector<Value>& expectations) {
   auto expectation = expectations.begin();
@@ -95,7 +122,9 @@ std::string scenarioText(const Draft& draft, const std::vector<Value>& expectati
     return "{ \"expect\": " + spacedJSON(wanted) + " },";
   };
   const std::pair<std::string_view, std::function<std::string()>> words[] = {
-      {"FILE", [&] { return printable(fs::path(draft.file).filename().string()); }},
+      {"FILE", [&] { return draft.isForOutput ? "FILE" : printable(fs::path(draft.file).filename().string()); }},
+      {"TITLE", [&] { return compactJSON(titleOf(countedIn(expectations))); }},
+      {"COMMENT", [&] { return commentOf(countedIn(expectations)); }},
       {"SCHEMES", [&] { return spacedJSON(Value::list(draft.urlSchemes)); }},
       {"NAME", [&] { return compactJSON(draft.notification); }},
       {"CONTENT", [&] { return draft.content; }},
@@ -135,26 +164,43 @@ void readInfo(Draft& draft, const Value& info) {
   draft.goal = value::asciiLowercase(std::string(group->text()) + "_" + std::string(event->text()));
 }
 
+/// Also ".json5" and ".jsonc" are names for what a scenario is.
+std::string withExtension(const std::string& name) {
+  return fs::path(name).extension().native().starts_with(".json") ? name : name + ".json";
+}
+
+/// The lines that describe a payload in the scenario itself.
+std::string embedded(const Value& payload) {
+  std::string text = "{ \"payload\": ";
+  for (const char character : prettyJSON(payload)) text.append(1, character).append(character == '\n' ? "    " : "");
+  return text + " }";
+}
+
 Draft draftOf(const NewArguments& arguments) {
-  Draft draft{.file = arguments.name.ends_with(".json") ? arguments.name : arguments.name + ".json",
+  const bool isForOutput = arguments.name == "-";
+  Draft draft{.file = isForOutput ? "standard output" : withExtension(arguments.name),
+              .isForOutput = isForOutput,
               .notification = "sale",
               .content = std::string(exampleContent),
               .urlSchemes = {},
-              .goal = {}};
+              .goal = {},
+              .payload = {}};
   if (!arguments.payload) {
     const JSONNode example = readJSON("", exampleContent, JSONForm::commented);
     readInfo(draft, example.find("addInfo")->value);
     return draft;
   }
   const std::string& file = *arguments.payload;
-  const Payload read = readPayload(file, readInputFile(file, payloadFile));
+  draft.payload = readInputFile(file, payloadFile);
+  const Payload read = readPayload(inputName(file), *draft.payload);
   if (!read.envelope.empty()) {
-    throw InputError(file + ": " + read.envelope + "; write the payload alone to a file and give that");
+    throw InputError(inputName(file) + ": " + read.envelope + "; write the payload alone to a file and give that");
   }
   const JSONNode& payload = read.root;
   const fs::path directory = fs::absolute(draft.file).parent_path();
-  draft.notification = fs::path(file).stem().string();
-  draft.content = "{ \"payload\": " + compactJSON(fs::proximate(file, directory).string()) + " }";
+  draft.notification = file == "-" ? "notification" : fs::path(file).stem().string();
+  draft.content = file == "-" ? embedded(payload.value)
+                              : "{ \"payload\": " + compactJSON(fs::proximate(file, directory).string()) + " }";
   try {
     if (const JSONNode* info = payload.find("addInfo")) readInfo(draft, readJSON("", info->value.text()).value);
   } catch (const DocumentError&) {  // the module reads nothing there either, or raises, which the trial run shows
@@ -222,24 +268,48 @@ std::vector<Value> tryOut(const Draft& draft) {
   return found;
 }
 
+/// Throws InputError for a file that must not or cannot be written.
+void refuseUnusableFile(const std::string& file, const NewArguments& arguments) {
+  if (arguments.payload) refuseToOverwrite(*arguments.payload, "NAME", file);
+  std::error_code ignored;
+  if (!arguments.overwrites && fs::exists(fs::symlink_status(file, ignored))) {
+    throw InputError(file + ": exists already; give another NAME, or replace it with --force");
+  }
+  if (!fs::is_directory(fs::absolute(file).parent_path(), ignored)) {
+    throw InputError(file + ": No such file or directory; give a NAME in a directory that exists");
+  }
+}
+
+/// Says what is wrong with the payload: the scenario passes in spite of it.
+void warn(const Draft& draft, const std::string& payload, Counted counted, const Surroundings& surroundings) {
+  std::vector<std::string> schemes;
+  for (const Value& scheme : draft.urlSchemes) schemes.emplace_back(scheme.text());
+  const Explanation explanation = Explainer({.urlSchemes = schemes}).explain(payload, *draft.payload, false);
+  if (counted != Counted::all) {
+    surroundings.err << "warning: the scenario expects that "
+                     << (counted == Counted::none ? "nothing" : "not everything")
+                     << " is counted: change it once the payload is correct\n";
+  }
+  writeFindings(surroundings.err, explanation, {});
+}
+
 }  // namespace
 
 void writeNewScenario(const NewArguments& arguments, const Surroundings& surroundings) {
   const Draft draft = draftOf(arguments);
-  if (arguments.payload) refuseToOverwrite(*arguments.payload, "NAME", draft.file);
-  std::error_code ignored;
-  if (!arguments.overwrites && fs::exists(fs::symlink_status(draft.file, ignored))) {
-    throw InputError(draft.file + ": exists already; give another NAME, or replace it with --force");
-  }
-  if (!fs::is_directory(fs::absolute(draft.file).parent_path(), ignored)) {
-    throw InputError(draft.file + ": No such file or directory; give a NAME in a directory that exists");
-  }
+  if (!draft.isForOutput) refuseUnusableFile(draft.file, arguments);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
-  const std::string text = scenarioText(draft, tryOut(draft));
-  OutputFile file(draft.file, "NAME", OutputFile::toBeHandedOn);
-  file.stream() << text;
-  file.close("scenario");
-  surroundings.out << draft.file << " is written; it passes as it is: pellion run " << draft.file << '\n';
+  const std::vector<Value> expectations = tryOut(draft);
+  const std::string text = scenarioText(draft, expectations);
+  if (draft.isForOutput) {
+    surroundings.out << text;
+  } else {
+    OutputFile file(draft.file, "NAME", OutputFile::toBeHandedOn);
+    file.stream() << text;
+    file.close("scenario");
+    surroundings.out << draft.file << " is written; it passes as it is: pellion run " << draft.file << '\n';
+  }
+  if (draft.payload) warn(draft, inputName(*arguments.payload), countedIn(expectations), surroundings);
 }
 
 }  // namespace pellion

@@ -1,6 +1,7 @@
 #include "pellion/timeline/trace.h"
 
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "pellion/document/statistics_status.h"
@@ -10,16 +11,17 @@ namespace pellion {
 
 using platform::Value;
 
-Trace::Trace(const std::string& path) : file_(path, "--trace", OutputFile::forItsOwner) {}
+Trace::Trace(const std::string& path)
+    : file_(std::in_place, path, "--trace", OutputFile::forItsOwner), stream_(&file_->stream()) {}
 
 void Trace::operator()(const host::Event& event) {
   const std::lock_guard lock(mutex_);
-  file_.stream() << traceLine(event) << '\n' << std::flush;
+  *stream_ << traceLine(event) << '\n' << std::flush;
 }
 
 void Trace::close() {
   const std::lock_guard lock(mutex_);
-  file_.close("trace");
+  if (file_) file_->close("trace");
 }
 
 void Trace::stop() {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
+#include <ostream>
 #include <string>
 
 #include "host/phone/observed_event.h"
@@ -14,6 +16,8 @@ class Trace {
  public:
   /// Throws InputError when the file cannot be written.
   explicit Trace(const std::string& path);
+  /// Writes to this stream instead, whose owner finds out whether everything was written.
+  explicit Trace(std::ostream& stream) : stream_(&stream) {}
   void operator()(const host::Event& event);
   /// Throws InputError when something was not written.
   void close();
@@ -23,7 +27,8 @@ class Trace {
 
  private:
   std::timed_mutex mutex_;
-  OutputFile file_;
+  std::optional<OutputFile> file_;
+  std::ostream* stream_;
 };
 
 std::string traceLine(const host::Event& event);
