@@ -9,7 +9,7 @@ namespace pellion {
 namespace {
 
 // Ordered by code.
-constexpr std::array rules{
+constexpr std::array findingRules{
     FindingRule{"action-raises", "a response raises an exception",
                 "An exception leaves the application's callback, and the application crashes.",
                 "Let pellion explain --all show where processing stops."},
@@ -144,13 +144,13 @@ constexpr std::array rules{
     FindingRule{"unusable", "the file cannot be judged", "Nothing is known of this payload.",
                 "Give a payload: a JSON object as the platform delivers it."},
 };
-static_assert(std::ranges::is_sorted(rules, {}, &FindingRule::code));
+static_assert(std::ranges::is_sorted(findingRules, {}, &FindingRule::code));
 
 }  // namespace
 
 const FindingRule& ruleOf(std::string_view code) {
-  const auto* const found = std::ranges::lower_bound(rules, code, {}, &FindingRule::code);
-  if (found == rules.end() || found->code != code) {
+  const auto* const found = std::ranges::lower_bound(findingRules, code, {}, &FindingRule::code);
+  if (found == findingRules.end() || found->code != code) {
     throw std::out_of_range("there is no rule for the finding " + std::string(code));
   }
   return *found;
