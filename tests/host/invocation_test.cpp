@@ -22,7 +22,7 @@ class InvocationTest : public testing::Test {
 TEST_F(InvocationTest, PassesArgumentsOfEverySizeAndReturnsTheResult) {
   addMethod(
       cls, "a:b:c:d:e:f:", +[](id, SEL, bool a, std::int16_t b, std::uint32_t c, float d, double e, id f) {
-        return f == nullptr ? 0 : (a ? 1 : 0) + b + c + static_cast<double>(d) + e;
+        return f == nullptr ? 0 : (a ? 1 : 0) + b + static_cast<double>(c) + static_cast<double>(d) + e;
       });
   auto invocation = Invocation::invocationWithObjCTypes("d52@0:8B16s20I24f28d32@40");
   ASSERT_TRUE(invocation);

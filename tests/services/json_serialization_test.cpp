@@ -4,8 +4,9 @@
 
 #include <cmath>
 #include <limits>
-#include <ranges>
+#include <utility>
 
+#include "tests/support/cases.h"
 #include "tests/support/raised.h"
 
 namespace {
@@ -94,7 +95,7 @@ TEST(JSONDecoding, RejectsTextThatIsNotJSON) {
   std::vector<std::string> cases{"[]\0"s, "[\0\"\0\x3D\xD8\"\0]\0"s,
                                  "[\0]\0\0"s};  // UTF-16 with half a pair, half a unit
   const auto add = [&](std::string_view texts) {
-    for (const auto text : std::views::split(texts, '|')) cases.emplace_back(text.begin(), text.end());
+    for (std::string& text : test::parts(texts, '|')) cases.push_back(std::move(text));
   };
   add(R"(|  |1|"text"|null|[|[1|[1,]|[1 2]|{"a"}|{"a":}|{1:2}|{'a':1}|[tru]|[] x|[]]|[][]|["unclosed)");
   add("[01]|[+1]|[1.]|[.5]|[1e]|[-]|[0x1]|[NaN]|[Infinity]|[1e400]|[-1e400]|[99999999999999999999-1]");
@@ -144,7 +145,7 @@ TEST(JSONEncoding, RaisesForValuesThatJSONCannotContain) {
       {Value::list({Value::dictionary({{1, "a"}})}), "Invalid (non-string) key in JSON dictionary"},
   };
   for (const auto& [value, reason] : cases) {
-    EXPECT_EQ(test::raised([&] { dataWithJSONObject(value); }), "NSInvalidArgumentException: " + std::string(reason));
+    EXPECT_EQ(test::raised([&, &unencodable = value] { dataWithJSONObject(unencodable); }), "NSInvalidArgumentException: " + std::string(reason));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/json_serialization.h"
@@ -46,6 +47,17 @@ inline std::vector<std::string> textsAt(const platform::Value& row, const char* 
   std::vector<std::string> texts;
   for (const platform::Value& text : at(row, key).asList(key)) texts.emplace_back(text.asString(key));
   return texts;
+}
+
+/// The parts of a text between separators; the parts may be empty.
+inline std::vector<std::string> parts(std::string_view text, char separator) {
+  std::vector<std::string> found;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    found.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return found;
+    text.remove_prefix(end + 1);
+  }
 }
 
 /// A text with each run of white space replaced by one space, for cases that ignore the layout.
