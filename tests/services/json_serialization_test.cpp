@@ -145,7 +145,8 @@ TEST(JSONEncoding, RaisesForValuesThatJSONCannotContain) {
       {Value::list({Value::dictionary({{1, "a"}})}), "Invalid (non-string) key in JSON dictionary"},
   };
   for (const auto& [value, reason] : cases) {
-    EXPECT_EQ(test::raised([&, &unencodable = value] { dataWithJSONObject(unencodable); }), "NSInvalidArgumentException: " + std::string(reason));
+    EXPECT_EQ(test::raised([&, &unencodable = value] { dataWithJSONObject(unencodable); }),
+              "NSInvalidArgumentException: " + std::string(reason));
   }
 }
 

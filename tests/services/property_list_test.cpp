@@ -239,7 +239,8 @@ TEST_F(PropertyListFile, ReportsWhyAValueCannotBeWrittenAndKeepsTheOldFile) {
       {Value::bytes(std::string(4 << 20, 'x')), "larger than the 4 MiB that a property list may have"},
   };
   for (const auto& [value, problem] : cases) {
-    EXPECT_EQ(errorOf([&, &unwritable = value] { writePropertyList(path, unwritable); }), path + ": " + std::string(problem));
+    EXPECT_EQ(errorOf([&, &unwritable = value] { writePropertyList(path, unwritable); }),
+              path + ": " + std::string(problem));
   }
   EXPECT_THAT(errorOf([&] { writePropertyList(path, deep); }), testing::EndsWith("more than 512 levels"));
   EXPECT_NE(readPropertyList(path).find("text"), nullptr);

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-
 #include "platform/url_session.h"
 #include "platform/uuid.h"
 #include "services/url_components.h"

@@ -1,1 +1,0 @@
-// A target needs a source; cmake/precompiled.h is what it is for.
