@@ -6,6 +6,7 @@
 // The layout is the one that the compiler writes (clang, "Block Implementation Specification"). A block is counted in
 // its flags, in steps of two.
 #import "foundation/runtime/blocks.h"
+#import "foundation/runtime/objects.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -79,6 +80,7 @@ void *_Block_copy(const void *address) {
 void _Block_release(const void *address) {
   struct Block *block = (struct Block *)address;
   if (block == NULL || (block->flags & onHeap) == 0 || !wasLastReference(&block->flags)) return;
+  foundation_endSideData((id)block);
   if ((block->flags & hasHelpers) != 0) block->descriptor->dispose(block);
   free(block);
 }

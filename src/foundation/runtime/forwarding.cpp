@@ -6,6 +6,12 @@
 #include <string>
 
 #include "foundation/runtime/handles.h"
+#include "foundation/runtime/interposition.h"
+
+foundation::Names foundation::forwardingFunctions() {
+  static constexpr const char* names[] = {"class_getMethodImplementation"};
+  return names;
+}
 
 extern "C" {
 

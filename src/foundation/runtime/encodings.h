@@ -1,0 +1,8 @@
+#pragma once
+
+#include "foundation/runtime/handles.h"
+
+/// Returns the encoding with "@" in the place of each block ("@?", "@?<...>"). The text lives as long as the program.
+FOUNDATION_C const char *foundation_encodingWithoutBlocks(const char *types);
+/// Lets Foundation make method signatures of encodings that mention blocks.
+FOUNDATION_C void foundation_repairSignatures(void);

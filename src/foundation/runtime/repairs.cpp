@@ -1,0 +1,51 @@
+#include "foundation/runtime/repairs.h"
+
+#include <dlfcn.h>
+
+#include <initializer_list>
+#include <string>
+
+#include "foundation/runtime/blocks.h"
+#include "foundation/runtime/encodings.h"
+#include "foundation/runtime/interposition.h"
+#include "foundation/runtime/side_table.h"
+#include "platform/programming_error.h"
+
+namespace foundation {
+namespace {
+
+[[noreturn]] void endForLinkOrder(const char* name, const char* file) {
+  platform::programmingError(
+      std::string(name) + " is that of " + (file != nullptr ? file : "no library") +
+      ", so the repairs of the Objective-C runtime have no effect: link PellionFoundation before "
+      "libobjc and libgnustep-base");
+}
+
+/// The repairs work by standing before the runtime's own functions of these names, for every library of the process.
+void checkLinkOrder() {
+  Dl_info own{};
+  dladdr(reinterpret_cast<void*>(&foundation_repairRuntime), &own);
+  constexpr const char* blockFunctions[] = {"_Block_copy", "_Block_release", "_NSConcreteStackBlock"};
+  for (const Names names :
+       {objectMemoryFunctions(), dispatchTableFunctions(), forwardingFunctions(), protocolFunctions(),
+        weakReferenceFunctions(), associatedObjectFunctions(), Names(blockFunctions)}) {
+    for (const char* name : names) {
+      Dl_info found{};
+      dladdr(dlsym(RTLD_DEFAULT, name), &found);
+      if (found.dli_fbase != own.dli_fbase) endForLinkOrder(name, found.dli_fname);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace foundation
+
+void foundation_repairRuntime() {
+  static const bool once = [] {
+    foundation::checkLinkOrder();
+    foundation_repairSignatures();
+    foundation::watchEndsOfObjects();
+    return true;
+  }();
+  static_cast<void>(once);
+}
