@@ -9,11 +9,11 @@
 #include <string>
 
 #include "host/objc/objc_runtime.h"
-#include "host/objc/type_encoding.h"
 #include "platform/class_face.h"
 #include "platform/exception.h"
 #include "platform/process.h"
 #include "platform/text.h"
+#include "value/type_encoding.h"
 
 // An observed object is switched to a subclass of its class whose setters notify the observers. The subclass, made once
 // for each class, returns the original class when asked for its class.
@@ -160,7 +160,7 @@ class NotifyingClasses {
 void makeNotify(id object, const std::string& key, SEL setter) {
   const Method method = class_getInstanceMethod(object_getClass(object), setter);
   if (method == nullptr) return;
-  const auto letters = typeLetters(method->types);
+  const auto letters = value::typeLetters(method->types);
   const bool isSetter = letters && letters->size() == 4 && letters->front() == 'v';
   const IMP notifying = isSetter ? notifyingSetterFor(letters->back()) : nullptr;
   if (notifying == nullptr) raiseUnobservable(object, key, "its setter takes neither an object nor a number");

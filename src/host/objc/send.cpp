@@ -3,8 +3,8 @@
 #include <string>
 
 #include "host/objc/objc_runtime.h"
-#include "host/objc/type_encoding.h"
 #include "platform/exception.h"
+#include "value/type_encoding.h"
 
 namespace host {
 namespace {
@@ -27,8 +27,8 @@ constexpr int longestForwarding = 64;  // two objects that forward to each other
 /// A method added without an encoding accepts every call.
 bool fits(const char* call, const char* declared) {
   if (declared == nullptr || std::string_view(call) == declared) return true;
-  const auto letters = typeLetters(call);
-  return letters && letters == typeLetters(declared);
+  const auto letters = value::typeLetters(call);
+  return letters && letters == value::typeLetters(declared);
 }
 
 id forwardingTarget(id receiver, SEL selector) {

@@ -1,8 +1,8 @@
-#include "host/objc/type_encoding.h"
+#include "value/type_encoding.h"
 
 #include <string_view>
 
-namespace host {
+namespace value {
 namespace {
 
 constexpr std::string_view scalars = "cCsSiIlLqQfdB*@#:v";
@@ -91,4 +91,4 @@ std::optional<std::string> typeLetters(const char* types) {
   return isMethod ? std::optional(letters) : std::nullopt;
 }
 
-}  // namespace host
+}  // namespace value

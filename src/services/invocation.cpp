@@ -8,42 +8,24 @@
 #include <mutex>
 #include <string>
 
-#include "host/objc/objc_runtime.h"
-#include "host/objc/type_encoding.h"
 #include "platform/exception.h"
 #include "platform/send.h"
+#include "services/ffi_type.h"
+#include "value/type_encoding.h"
 
 namespace platform {
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "a short argument is stored at the start of its wide slot");
+using services::ffiType;
 
-ffi_type* typeOf(char letter) {
-  switch (letter) {
-    case 'v': return &ffi_type_void;
-    case 'c': return &ffi_type_sint8;
-    case 'B':
-    case 'C': return &ffi_type_uint8;
-    case 's': return &ffi_type_sint16;
-    case 'S': return &ffi_type_uint16;
-    case 'l':
-    case 'i': return &ffi_type_sint32;
-    case 'L':
-    case 'I': return &ffi_type_uint32;
-    case 'q': return &ffi_type_sint64;
-    case 'Q': return &ffi_type_uint64;
-    case 'f': return &ffi_type_float;
-    case 'd': return &ffi_type_double;
-    default: return &ffi_type_pointer;
-  }
-}
+static_assert(std::endian::native == std::endian::little, "a short argument is stored at the start of its wide slot");
 
 }  // namespace
 
 struct Invocation::Interface {
   Interface(const char* encoding, std::string_view letters)
-      : types(host::interned(encoding)), count(letters.size() - 1), result(typeOf(letters.front())) {
-    for (std::size_t i = 0; i < count; ++i) arguments[i] = typeOf(letters[i + 1]);
+      : types(encoding), count(letters.size() - 1), result(ffiType(letters.front())) {
+    for (std::size_t i = 0; i < count; ++i) arguments[i] = ffiType(letters[i + 1]);
     takesWords = count <= wordRegisters && letters.front() != 'f' && letters.front() != 'd' &&
                  letters.find_first_of("fdcs", 1) == std::string_view::npos;
     ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(count), result, arguments.data());
@@ -59,7 +41,7 @@ struct Invocation::Interface {
 #else
   static constexpr std::size_t wordRegisters = 0;
 #endif
-  const char* types;
+  const std::string types;
   std::size_t count;
   ffi_type* result;
   std::array<ffi_type*, mostArguments> arguments{};
@@ -72,13 +54,13 @@ struct Invocation::Interface {
 const Invocation::Interface* Invocation::Interface::find(const char* types) {
   if (types == nullptr) return nullptr;
   thread_local const Interface* last = nullptr;
-  if (last != nullptr && last->types == types) return last;  // protocols give interned texts
+  if (last != nullptr && last->types == types) return last;
   static auto& mutex = *new std::mutex;
   static auto& byTypes = *new std::map<std::string, Interface, std::less<>>;
   const std::lock_guard lock(mutex);
   auto known = byTypes.find(std::string_view(types));
   if (known == byTypes.end()) {
-    const auto letters = host::typeLetters(types);
+    const auto letters = value::typeLetters(types);
     if (!letters || letters->size() - 1 > mostArguments) return nullptr;
     known = byTypes.try_emplace(types, types, *letters).first;
   }
@@ -129,7 +111,7 @@ void Invocation::invoke() {
   result_ = 0;
   if (target == nullptr) return;
   if (selector == nullptr) throw Exception(invalidArgumentException, "-[NSInvocation invoke]: no selector is set");
-  const MethodCall call = methodForCall(target, selector, interface_->types);
+  const MethodCall call = methodForCall(target, selector, interface_->types.c_str());
   result_ = interface_->call(call.implementation, call.receiver, arguments_);
 }
 
