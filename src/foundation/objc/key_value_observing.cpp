@@ -1,0 +1,158 @@
+// Key-value observing as documented, which GNUstep Base does not do in all points: it notifies an observer that is
+// registered twice only once, notifies in the reverse order, ignores contexts when an observer is removed, and does not
+// report the removal of an observer that is not registered. So Foundation has one observer of ours for each observed
+// object and key path, a relay, which is attached to the object; the observers are registered with it.
+
+#include "platform/key_value_observing.h"
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "foundation/objc/key_value_relay.h"
+#include "platform/exception.h"
+#include "platform/object_messages.h"
+#include "platform/reference.h"
+#include "platform/text.h"
+
+namespace foundation {
+namespace {
+
+using platform::Strong;
+
+struct Observation {
+  Observation(id newObserver, std::uint64_t newOptions, void* newContext)
+      : identity(newObserver), observer(newObserver), options(newOptions), context(newContext) {}
+
+  id identity;  ///< for comparison only
+  platform::Weak observer;
+  std::uint64_t options;
+  void* context;
+  std::atomic<bool> isRemoved{false};
+};
+
+/// The state of a relay. Protected by observingMutex().
+struct Observations {
+  std::vector<std::shared_ptr<Observation>> all;
+};
+
+std::recursive_mutex& observingMutex() {
+  static auto& mutex = *new std::recursive_mutex;
+  return mutex;
+}
+
+/// The key under which the relay of a key path is attached: one address for each key path.
+const void* attachmentKey(const std::string& keyPath) {
+  static auto& known = *new std::set<std::string>;
+  return known.insert(keyPath).first->c_str();
+}
+
+Observations& observationsOf(id relay) { return *static_cast<Observations*>(foundation_relayState(relay)); }
+
+Strong makeRelay() {
+  return Strong::adopt(
+      foundation_makeRelay(new Observations, [](void* state) { delete static_cast<Observations*>(state); }));
+}
+
+std::string described(id object) {
+  return platform::format("<%@ %p>", {class_getName(platform::classOf(object)), object});
+}
+
+[[noreturn]] void raiseNotRegistered(id object, id observer, const std::string& keyPath) {
+  throw platform::Exception(platform::rangeException,
+                            "Cannot remove an observer " + described(observer) + " for the key path \"" + keyPath +
+                                "\" from " + described(object) + " because it is not registered as an observer.");
+}
+
+/// Of several matching registrations, removes the latest. An absent context matches any.
+void remove(id object, id observer, const char* keyPath, std::optional<void*> context) {
+  if (object == nullptr) return;
+  const std::string key(keyPath != nullptr ? keyPath : "");
+  std::shared_ptr<Observation> removed;
+  Strong idle;  // a relay without observers
+  {
+    const std::lock_guard lock(observingMutex());
+    const id relay = objc_getAssociatedObject(object, attachmentKey(key));
+    if (relay == nullptr) raiseNotRegistered(object, observer, key);
+    auto& all = observationsOf(relay).all;
+    const auto found = std::find_if(all.rbegin(), all.rend(), [&](const auto& each) {
+      return each->identity == observer && (!context || each->context == *context);
+    });
+    if (found == all.rend()) raiseNotRegistered(object, observer, key);
+    removed = *found;
+    removed->isRemoved = true;
+    all.erase(std::next(found).base());
+    if (all.empty()) {
+      idle = relay;
+      objc_setAssociatedObject(object, attachmentKey(key), nullptr, OBJC_ASSOCIATION_RETAIN);
+    }
+  }
+  if (!idle) return;
+  platform::send<void(id, id)>(object, sel_registerName("removeObserver:forKeyPath:"), idle.get(),
+                               platform::boxed(platform::Value(key)));
+}
+
+void notify(id relay, id keyPath, id object, id change) {
+  static const SEL callback = sel_registerName(platform::observeValueForKeyPathSelector);
+  const Strong kept(object);  // an observer may release the last reference
+  std::vector<std::shared_ptr<Observation>> all;
+  {
+    const std::lock_guard lock(observingMutex());
+    all = observationsOf(relay).all;
+  }
+  for (const auto& each : all) {
+    const Strong observer = each->observer.load();
+    if (!observer || each->isRemoved) continue;
+    const id wanted = foundation_changeWith(change, (each->options & platform::NSKeyValueObservingOptionNew) != 0,
+                                            (each->options & platform::NSKeyValueObservingOptionOld) != 0);
+    platform::send<void(id, id, id, void*)>(observer.get(), callback, keyPath, object, wanted, each->context);
+  }
+}
+
+}  // namespace
+}  // namespace foundation
+
+void foundation_relayChange(id relay, id keyPath, id object, id change) {
+  platform::enter([&] { foundation::notify(relay, keyPath, object, change); });
+}
+
+namespace platform {
+
+void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context) {
+  if (object == nullptr || observer == nullptr) return;
+  const std::string key(keyPath != nullptr ? keyPath : "");
+  auto observation = std::make_shared<foundation::Observation>(observer, options, context);
+  Strong made;
+  {
+    const std::lock_guard lock(foundation::observingMutex());
+    id relay = objc_getAssociatedObject(object, foundation::attachmentKey(key));
+    if (relay == nullptr) {
+      made = foundation::makeRelay();
+      relay = made.get();
+      objc_setAssociatedObject(object, foundation::attachmentKey(key), relay, OBJC_ASSOCIATION_RETAIN);
+    }
+    foundation::observationsOf(relay).all.push_back(std::move(observation));
+  }
+  if (!made) return;
+  try {
+    send<void(id, id, std::uint64_t, void*)>(object, sel_registerName("addObserver:forKeyPath:options:context:"),
+                                             made.get(), boxed(Value(key)),
+                                             NSKeyValueObservingOptionNew | NSKeyValueObservingOptionOld, nullptr);
+  } catch (const Exception&) {
+    const std::lock_guard lock(foundation::observingMutex());
+    objc_setAssociatedObject(object, foundation::attachmentKey(key), nullptr, OBJC_ASSOCIATION_RETAIN);
+    throw;
+  }
+}
+
+void removeObserver(id object, id observer, const char* keyPath) {
+  foundation::remove(object, observer, keyPath, std::nullopt);
+}
+void removeObserver(id object, id observer, const char* keyPath, void* context) {
+  foundation::remove(object, observer, keyPath, context);
+}
+
+}  // namespace platform

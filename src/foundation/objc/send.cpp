@@ -1,0 +1,146 @@
+// Sending messages from C++. Each signature has a guard: one function serves all that pass a few integers and pointers;
+// a closure of libffi is made for each other one. A thread remembers which classes' methods it has checked against the
+// types by which they are called.
+
+#include "platform/send.h"
+
+#include <array>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "foundation/objc/guard.h"
+#include "platform/programming_error.h"
+#include "services/ffi_type.h"
+#include "value/type_encoding.h"
+
+extern "C" bool class_isMetaClass(Class cls);
+
+namespace foundation {
+namespace {
+
+/// The compilers' encodings differ where the platform's do: a boolean is a character, and 64-bit integers, pointers and
+/// objects have several letters.
+std::optional<std::string> comparableLetters(const char* types) {
+  auto letters = value::typeLetters(types);
+  if (!letters) return std::nullopt;
+  for (char& letter : *letters) {
+    switch (letter) {
+      case 'c':
+      case 'C': letter = 'B'; break;
+      case 'l': letter = 'q'; break;
+      case 'L': letter = 'Q'; break;
+      case '?':
+      case '#':
+      case '^':
+      case '*': letter = '@'; break;
+      default: break;
+    }
+  }
+  return letters;
+}
+
+void checkTypes(id receiver, Method method, SEL selector, const char* types) {
+  const char* declared = method_getTypeEncoding(method);
+  const auto declaredLetters = comparableLetters(declared);
+  if (!declaredLetters || declaredLetters == comparableLetters(types)) return;
+  const Class cls = object_getClass(receiver);
+  const bool isClassMethod = class_isMetaClass(cls);
+  throw platform::Exception(platform::invalidArgumentException, std::string(isClassMethod ? "+[" : "-[") +
+                                                                    class_getName(cls) + " " + sel_getName(selector) +
+                                                                    "]: called as \"" + types +
+                                                                    "\" but declared as \"" + declared + "\"");
+}
+
+/// A guard for the methods of one signature.
+class GuardClosure {
+ public:
+  explicit GuardClosure(const std::string& letters) {
+    for (std::size_t i = 1; i < letters.size(); ++i) arguments_.push_back(services::ffiType(letters[i]));
+    const auto count = static_cast<unsigned>(arguments_.size());
+    void* code = nullptr;
+    closure_ = static_cast<ffi_closure*>(ffi_closure_alloc(sizeof(ffi_closure), &code));
+    if (closure_ == nullptr ||
+        ffi_prep_cif(&signature_, FFI_DEFAULT_ABI, count, services::ffiType(letters[0]), arguments_.data()) != FFI_OK ||
+        ffi_prep_closure_loc(closure_, &signature_, &GuardClosure::enter, nullptr, code) != FFI_OK) {
+      platform::programmingError("libffi makes no closure for a method of the types " + letters);
+    }
+    code_ = reinterpret_cast<IMP>(code);
+  }
+  [[nodiscard]] IMP code() const { return code_; }
+
+ private:
+  static void enter(ffi_cif* signature, void* result, void** arguments, void* /*data*/) {
+    foundation_guardedCall(signature, result, arguments);
+  }
+
+  std::vector<ffi_type*> arguments_;
+  ffi_cif signature_{};
+  ffi_closure* closure_ = nullptr;
+  IMP code_ = nullptr;
+};
+
+IMP guardFor(const char* types) {
+  const auto letters = value::typeLetters(types);
+  if (!letters) platform::programmingError(std::string("no method has the types ") + types);
+  const bool hasFloats = letters->find_first_of("fd") != std::string::npos;
+  if (!hasFloats && letters->size() <= 3 + foundation_guardedWordCount) {
+    return reinterpret_cast<IMP>(&foundation_guardedWords);
+  }
+  static auto& mutex = *new std::mutex;
+  static auto& closures = *new std::map<std::string, GuardClosure>;  // signatures are few
+  const std::lock_guard lock(mutex);
+  return closures.try_emplace(*letters, *letters).first->second.code();
+}
+
+struct CheckedCall {
+  Class cls;
+  SEL selector;
+  const char* types;
+  IMP code;
+};
+
+[[gnu::noinline]] IMP checkedGuard(id receiver, SEL selector, const char* types, CheckedCall& remembered) {
+  const Class cls = object_getClass(receiver);
+  const Method method = class_getInstanceMethod(cls, selector);
+  const IMP code = guardFor(types);
+  if (method != nullptr) {  // the runtime forwards, or raises, what the class does not implement
+    checkTypes(receiver, method, selector, types);
+    remembered = {cls, selector, types, code};
+  }
+  return code;
+}
+
+std::size_t placeOf(const void* first, const void* second) {
+  return (reinterpret_cast<std::uintptr_t>(first) >> 4U) ^ (reinterpret_cast<std::uintptr_t>(second) >> 3U);
+}
+
+}  // namespace
+}  // namespace foundation
+
+namespace platform {
+
+MethodCall methodForCall(id receiver, SEL selector, const char* types) {
+  thread_local std::array<foundation::CheckedCall, 256> checked{};
+  const Class cls = object_getClass(receiver);
+  foundation::CheckedCall& known = checked[foundation::placeOf(cls, selector) % checked.size()];
+  if (known.cls == cls && known.selector == selector && known.types == types) [[likely]] {
+    return {receiver, known.code};
+  }
+  return {receiver, foundation::checkedGuard(receiver, selector, types, known)};
+}
+
+SEL uniqueSelector(SEL selector) {
+  struct Known {
+    SEL selector;
+    SEL unique;
+  };
+  thread_local std::array<Known, 64> all{};  // selectors live as long as the program
+  Known& known = all[foundation::placeOf(selector, nullptr) % all.size()];
+  if (known.selector != selector) known = {selector, sel_registerName(sel_getName(selector))};
+  return known.unique;
+}
+
+}  // namespace platform

@@ -1,0 +1,8 @@
+#pragma once
+
+#include "foundation/runtime/handles.h"
+
+/// The entry of the application's Info.plist, or null.
+FOUNDATION_C id foundation_infoEntry(id key);
+/// Writes a line to the system's log.
+FOUNDATION_C void foundation_systemLog(const char *text);

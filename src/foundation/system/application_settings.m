@@ -1,0 +1,4 @@
+#import "foundation/system/application_settings.h"
+
+id foundation_infoEntry(id key) { return [[[NSBundle mainBundle] infoDictionary] objectForKey:key]; }
+void foundation_systemLog(const char *text) { NSLog(@"%@", [NSString stringWithUTF8String:text]); }

@@ -1,0 +1,135 @@
+#include "platform/dispatch.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "foundation/runtime/threads.h"
+#include "foundation/system/main_queue.h"
+#include "platform/exception.h"
+#include "platform/programming_error.h"
+#include "platform/reference.h"
+
+namespace foundation {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Work = std::function<void()>;
+
+/// What the main thread's run loop has to do, by time and then in the order of the calls.
+class MainQueue {
+ public:
+  static MainQueue& shared() {
+    static auto& queue = *new MainQueue;
+    return queue;
+  }
+
+  void add(std::chrono::nanoseconds delay, Work work) {
+    foundation_registerThread();
+    const platform::AutoreleasePool pool;
+    {
+      const std::lock_guard lock(mutex_);
+      items_.push_back(
+          {Clock::now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
+      std::push_heap(items_.begin(), items_.end(), &MainQueue::isLater);
+    }
+    if (delay > std::chrono::nanoseconds::zero()) {
+      foundation_wakeMainQueueAfter(secondsIn(delay));
+    } else {
+      foundation_wakeMainQueue();
+    }
+  }
+
+  /// Runs what is due at the beginning. A timer may be early by less than the clock's resolution: then it is set again.
+  void turn() {
+    const Clock::time_point begin = Clock::now();
+    std::unique_lock lock(mutex_);
+    while (!items_.empty() && items_.front().due <= begin) runNext(lock);
+    if (items_.empty()) return;
+    const std::chrono::nanoseconds rest = items_.front().due - begin;
+    lock.unlock();
+    if (rest < std::chrono::milliseconds(5)) foundation_wakeMainQueueAfter(std::max(0.0, secondsIn(rest)));
+  }
+
+ private:
+  struct Item {
+    Clock::time_point due;
+    std::uint64_t order;
+    Work work;
+  };
+  static bool isLater(const Item& left, const Item& right) {
+    return left.due != right.due ? left.due > right.due : left.order > right.order;
+  }
+  static double secondsIn(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
+
+  // Work that raises ends the turn; what is due then runs in the next one, which was asked for when it was added.
+  void runNext(std::unique_lock<std::mutex>& lock) {
+    std::pop_heap(items_.begin(), items_.end(), &MainQueue::isLater);
+    Work work = std::move(items_.back().work);
+    items_.pop_back();
+    lock.unlock();
+    {
+      const platform::AutoreleasePool pool;
+      work();
+      work = nullptr;
+    }
+    lock.lock();
+  }
+
+  std::mutex mutex_;
+  std::vector<Item> items_;  // a heap, the next one in front
+  std::uint64_t nextOrder_ = 0;
+};
+
+}  // namespace
+}  // namespace foundation
+
+void foundation_turnMainQueue() {
+  platform::enter([] { foundation::MainQueue::shared().turn(); });
+}
+
+namespace platform {
+
+void dispatchAsyncOnMainQueue(std::function<void()> work) {
+  foundation::MainQueue::shared().add(std::chrono::nanoseconds::zero(), std::move(work));
+}
+void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void()> work) {
+  foundation::MainQueue::shared().add(delay, std::move(work));
+}
+
+struct DispatchGroup::State {
+  std::mutex mutex;
+  std::size_t entered = 0;
+  std::vector<std::function<void()>> notifications;
+
+  void notifyWhenEmpty(std::unique_lock<std::mutex> lock) {
+    if (entered != 0) return;
+    auto ready = std::exchange(notifications, {});
+    lock.unlock();
+    for (std::function<void()>& work : ready) dispatchAsyncOnMainQueue(std::move(work));
+  }
+};
+
+DispatchGroup::DispatchGroup() : state_(std::make_shared<State>()) {}
+
+void DispatchGroup::enter() const {
+  const std::lock_guard lock(state_->mutex);
+  ++state_->entered;
+}
+
+void DispatchGroup::leave() const {
+  std::unique_lock lock(state_->mutex);
+  if (state_->entered == 0) programmingError("a dispatch group was left more often than it was entered");
+  --state_->entered;
+  state_->notifyWhenEmpty(std::move(lock));
+}
+
+void DispatchGroup::notifyOnMainQueue(std::function<void()> work) const {
+  std::unique_lock lock(state_->mutex);
+  state_->notifications.push_back(std::move(work));
+  state_->notifyWhenEmpty(std::move(lock));
+}
+
+}  // namespace platform

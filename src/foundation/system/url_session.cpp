@@ -1,0 +1,87 @@
+// URL sessions, which GNUstep Base has not, over libcurl.
+
+#include "platform/url_session.h"
+
+#include "foundation/objc/guarded.h"
+#include "foundation/runtime/threads.h"
+#include "foundation/system/application_settings.h"
+#include "platform/dispatch.h"
+#include "platform/exception.h"
+#include "platform/process.h"
+#include "platform/reference.h"
+#include "services/http/network.h"
+#include "services/http/request_owner.h"
+#include "services/http/url_session.h"
+#include "services/url_release.h"
+
+namespace foundation {
+namespace {
+
+using platform::Value;
+
+std::optional<Value> infoEntry(const char* key) {
+  const platform::AutoreleasePool pool;
+  platform::Strong entry;
+  guarded([&] { entry = foundation_infoEntry(platform::boxed(Value(key))); });
+  return platform::unboxed(entry.get());
+}
+
+/// The hosts that the application's NSAppTransportSecurity allows clear-text http to.
+services::NetworkPolicy declaredPolicy() {
+  services::NetworkPolicy policy;
+  const auto security = infoEntry("NSAppTransportSecurity");
+  const Value* domains = security ? security->find("NSExceptionDomains") : nullptr;
+  if (domains == nullptr) return policy;
+  for (const auto& [host, settings] : domains->entries()) {
+    const Value* isAllowed = settings.find("NSExceptionAllowsInsecureHTTPLoads");
+    if (isAllowed != nullptr && *isAllowed == Value(true)) policy.clearTextHosts.emplace_back(host.text());
+  }
+  return policy;
+}
+
+/// This program, as the owner of its requests.
+class Program final : public services::RequestOwner {
+ public:
+  static Program& shared() {
+    static auto& program = *new Program;  // its threads may outlive main
+    return program;
+  }
+
+  services::Network& network() override { return network_; }
+  [[nodiscard]] services::NetworkPolicy networkPolicy() const override { return policy_; }
+  void beginOutsideWork() override {}  // real time passes by itself
+  void endOutsideWork() override {}
+  void after(std::chrono::nanoseconds delay, std::function<void()> work) override {
+    platform::dispatchAfterOnMainQueue(delay, std::move(work));
+  }
+  void run(const std::function<void()>& handler) override {
+    foundation_registerThread();
+    const platform::AutoreleasePool pool;
+    platform::enter(handler);
+  }
+  [[nodiscard]] bool hasListener() const override { return false; }
+  void report(std::string_view /*what*/, Value /*details*/) override {}
+
+ private:
+  services::Network network_;
+  services::NetworkPolicy policy_ = declaredPolicy();
+};
+
+}  // namespace
+}  // namespace foundation
+
+std::shared_ptr<platform::URLSession> platform::URLSession::sessionWithDefaultConfiguration() {
+  return services::makeURLSession(foundation::Program::shared());
+}
+
+bool services::isLinkedBefore17() {
+  static const bool isBefore = [] {
+    const auto release = foundation::infoEntry("DTPlatformVersion");
+    return release && release->ifString() && release->integerValue() < 17;
+  }();
+  return isBefore;
+}
+
+void services::noteTextWithoutURL(std::string_view text) {
+  foundation_systemLog(("PellionMessaging: no URL can be made of " + std::string(text)).c_str());
+}

@@ -1,0 +1,92 @@
+#include "platform/user_defaults.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "foundation/objc/guarded.h"
+#include "foundation/system/defaults_domain.h"
+#include "platform/exception.h"
+#include "platform/reference.h"
+#include "platform/text.h"
+
+namespace foundation {
+namespace {
+
+using platform::Value;
+
+/// Held while a suite is changed: Foundation stores whole suites, and the application and its extension share one.
+class DefaultsLock {
+ public:
+  DefaultsLock() {
+    const auto path = platform::unboxed(foundation_defaultsLockPath());
+    if (!path) return;
+    file_ = ::open(std::string(path->text()).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (file_ >= 0) ::flock(file_, LOCK_EX);
+  }
+  DefaultsLock(const DefaultsLock&) = delete;
+  DefaultsLock& operator=(const DefaultsLock&) = delete;
+  ~DefaultsLock() {
+    if (file_ >= 0) ::close(file_);
+  }
+
+ private:
+  int file_ = -1;  // a folder that cannot be written needs no lock: nothing changes there
+};
+
+void checkPropertyList(const Value& value, std::string_view key) {
+  std::vector<const Value*> unchecked{&value};
+  while (!unchecked.empty()) {
+    const Value& next = *unchecked.back();
+    unchecked.pop_back();
+    const bool hasOddKey =
+        std::ranges::any_of(next.entries(), [](const Value::Entry& entry) { return !entry.key.ifString(); });
+    if (next.isNull() || hasOddKey) {
+      throw platform::Exception(
+          platform::invalidArgumentException,
+          platform::format("Attempt to insert non-property list object %@ for key %@", {value, key}));
+    }
+    for (const Value& element : next.elements()) unchecked.push_back(&element);
+    for (const Value::Entry& entry : next.entries()) unchecked.push_back(&entry.value);
+  }
+}
+
+class UserDefaults final : public platform::UserDefaults {
+ public:
+  explicit UserDefaults(std::string_view suite) : suite_(suite) {}
+
+  std::optional<Value> objectForKey(std::string_view key) override {
+    const platform::AutoreleasePool pool;
+    platform::Strong value;
+    guarded([&] { value = foundation_defaultsValue(platform::boxed(suite_), platform::boxed(Value(key))); });
+    return platform::unboxed(value.get());
+  }
+
+  // Foundation itself refuses other objects than those of property lists.
+  void setObject(const Value& value, std::string_view key) override {
+    checkPropertyList(value, key);
+    const platform::AutoreleasePool pool;
+    const id object = platform::boxed(value);
+    const DefaultsLock lock;
+    guarded([&] { foundation_setDefaultsValue(platform::boxed(suite_), platform::boxed(Value(key)), object); });
+  }
+
+  void synchronize() override {
+    const platform::AutoreleasePool pool;
+    guarded(&foundation_synchronizeDefaults);
+  }
+
+ private:
+  Value suite_;
+};
+
+}  // namespace
+}  // namespace foundation
+
+std::shared_ptr<platform::UserDefaults> platform::UserDefaults::initWithSuiteName(std::string_view name) {
+  return std::make_shared<foundation::UserDefaults>(name);
+}
