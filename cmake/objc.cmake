@@ -72,3 +72,11 @@ function(pellion_objc_sources target)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
   target_link_libraries(${target} PUBLIC $<BUILD_INTERFACE:pellion_objc>)
 endfunction()
+
+# A program over the Foundation backend. It links the module's library alone: as a target, that would bring the backend of
+# this build with it.
+function(pellion_foundation_program target)
+  pellion_objc_sources(${target})
+  add_dependencies(${target} PellionMessaging)
+  target_link_libraries(${target} PRIVATE $<TARGET_LINKER_FILE:PellionMessaging> PellionFoundation)
+endfunction()

@@ -1,0 +1,67 @@
+#import "UIKit.h"
+
+#import "UISystemEvents.h"
+#import "UIWeakSlot.h"
+
+NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBecomeActiveNotification";
+
+@interface UIApplication (Delegate)
+- (id)delegateAnswering:(SEL)callback;
+@end
+
+@implementation UIApplication
++ (UIApplication *)sharedApplication {
+  static UIApplication *shared;
+  if (shared == nil) shared = [UIApplication new];
+  return shared;
+}
+
+- (id<UIApplicationDelegate>)delegate {
+  return UILoadWeakSlot(&_delegate);
+}
+
+- (void)setDelegate:(id<UIApplicationDelegate>)delegate {
+  static NSString *const callbacks[] = {@"application:didFinishLaunchingWithOptions:", @"applicationDidBecomeActive:",
+                                        @"application:didRegisterForRemoteNotificationsWithDeviceToken:",
+                                        @"application:didFailToRegisterForRemoteNotificationsWithError:",
+                                        @"application:didReceiveRemoteNotification:fetchCompletionHandler:"};
+  UIStoreWeakSlot(&_delegate, delegate);
+  NSMutableSet *answered = [NSMutableSet set];
+  for (size_t i = 0; i < sizeof callbacks / sizeof *callbacks; ++i) {
+    if ([delegate respondsToSelector:NSSelectorFromString(callbacks[i])]) [answered addObject:callbacks[i]];
+  }
+  [_answered release];
+  _answered = [answered copy];
+}
+
+- (id)delegateAnswering:(SEL)callback {
+  return [_answered containsObject:NSStringFromSelector(callback)] ? [self delegate] : nil;
+}
+
+- (NSInteger)applicationIconBadgeNumber {
+  return _badge;
+}
+- (void)setApplicationIconBadgeNumber:(NSInteger)number {
+  _badge = number;
+  UISystemTell(@"set badge", [NSNumber numberWithInteger:number]);
+}
+
+- (BOOL)canOpenURL:(NSURL *)url {
+  return [[NSArray arrayWithObjects:@"http", @"https", @"mailto", @"tel", nil]
+      containsObject:[[url scheme] lowercaseString]];
+}
+
+- (void)openURL:(NSURL *)url options:(NSDictionary *)options completionHandler:(void (^)(BOOL success))handler {
+  (void)options;
+  void (^completion)(BOOL) = [[handler copy] autorelease];
+  BOOL isOpened = [self canOpenURL:url];
+  UISystemRunLater(^{
+    UISystemTell(isOpened ? @"opened URL" : @"refused URL", [url absoluteString]);
+    if (completion != nil) completion(isOpened);
+  });
+}
+
+- (void)registerForRemoteNotifications {
+  UISystemTell(@"asks for a device token", nil);
+}
+@end
