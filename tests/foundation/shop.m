@@ -1,6 +1,6 @@
 #import "tests/foundation/shop.h"
 
-#import "UISystemEvents.h"
+#import "objc_app/uikit/UISystemEvents.h"
 
 static NSMutableArray *events;
 

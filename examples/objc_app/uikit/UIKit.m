@@ -1,6 +1,6 @@
 #import "UIKit.h"
 
-#import "UISystemEvents.h"
+#import "UISystemListener.h"
 #import "UIWeakSlot.h"
 
 NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBecomeActiveNotification";

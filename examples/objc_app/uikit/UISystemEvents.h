@@ -6,16 +6,8 @@
 #import <Foundation/Foundation.h>
 
 #import "UIKit.h"
+#import "UISystemListener.h"
 #import "UserNotifications.h"
-
-/// Receives what the classes here do in the place of the system: "opened URL" and its text, "set badge" and the number,
-/// and so on.
-typedef void (^UISystemListener)(NSString *what, id details);
-void UISystemSetListener(UISystemListener listener);
-void UISystemTell(NSString *what, id details);
-
-/// Runs the work on the main thread's run loop, later.
-void UISystemRunLater(void (^work)(void));
 
 void UISystemDeliverDeviceToken(NSData *token);
 void UISystemFailToRegister(NSError *error);

@@ -1,6 +1,6 @@
 #import "UserNotifications.h"
 
-#import "UISystemEvents.h"
+#import "UISystemListener.h"
 #import "UIWeakSlot.h"
 
 NSString *const UNNotificationDefaultActionIdentifier = @"com.apple.UNNotificationDefaultActionIdentifier";

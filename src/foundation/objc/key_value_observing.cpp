@@ -6,6 +6,7 @@
 #include "platform/key_value_observing.h"
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <set>

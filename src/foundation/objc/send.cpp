@@ -6,10 +6,10 @@
 
 #include <array>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "foundation/objc/guard.h"
 #include "platform/programming_error.h"

@@ -2,7 +2,7 @@
 // that declares the method, and not always those of its subclasses; and it takes a metaclass that clang compiled for
 // one that is still being made, so a method added there is never found. Not needed on libobjc2 and on a phone.
 
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/runtime/class_layout.h"
