@@ -102,15 +102,39 @@ struct CheckedCall {
   IMP code;
 };
 
-[[gnu::noinline]] IMP checkedGuard(id receiver, SEL selector, const char* types, CheckedCall& remembered) {
+[[noreturn]] void raiseUnrecognized(id receiver, SEL selector) {
   const Class cls = object_getClass(receiver);
-  const Method method = class_getInstanceMethod(cls, selector);
+  platform::raiseUnrecognizedSelector(class_getName(cls), sel_getName(selector), receiver, class_isMetaClass(cls));
+}
+
+/// Asks the receiver about a message that its class has no method for. Null: nothing.
+id asked(id receiver, const char* question, SEL selector) {
+  const SEL questionSelector = sel_registerName(question);
+  if (class_getInstanceMethod(object_getClass(receiver), questionSelector) == nullptr) return nullptr;
+  return platform::send<id(SEL)>(receiver, questionSelector, selector);
+}
+
+constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
+
+[[gnu::noinline]] platform::MethodCall checkedCall(id receiver, SEL selector, const char* types,
+                                                   CheckedCall& remembered) {
   const IMP code = guardFor(types);
-  if (method != nullptr) {  // the runtime forwards, or raises, what the class does not implement
-    checkTypes(receiver, method, selector, types);
-    remembered = {cls, selector, types, code};
+  for (int hop = 0; hop < longestForwarding; ++hop) {
+    const Class cls = object_getClass(receiver);
+    if (const Method method = class_getInstanceMethod(cls, selector)) {
+      checkTypes(receiver, method, selector, types);
+      remembered = {cls, selector, types, code};
+      return {receiver, code};
+    }
+    const id target = asked(receiver, "forwardingTargetForSelector:", selector);
+    if (target == nullptr || target == receiver) {
+      // With a signature, the runtime sends -forwardInvocation:.
+      if (asked(receiver, "methodSignatureForSelector:", selector) == nullptr) raiseUnrecognized(receiver, selector);
+      return {receiver, code};
+    }
+    receiver = target;
   }
-  return code;
+  raiseUnrecognized(receiver, selector);
 }
 
 std::size_t placeOf(const void* first, const void* second) {
@@ -129,7 +153,7 @@ MethodCall methodForCall(id receiver, SEL selector, const char* types) {
   if (known.cls == cls && known.selector == selector && known.types == types) [[likely]] {
     return {receiver, known.code};
   }
-  return {receiver, foundation::checkedGuard(receiver, selector, types, known)};
+  return foundation::checkedCall(receiver, selector, types, known);
 }
 
 SEL uniqueSelector(SEL selector) {
