@@ -327,7 +327,7 @@ TEST_F(Runtime, ObserversOfNotificationsAreCalledAsDocumented) {
 }
 
 TEST_F(Runtime, WorkOnTheMainQueueRunsLaterAndInOrder) {
-  platform::dispatchAfterOnMainQueue(std::chrono::milliseconds(20), [&] { seen_.emplace_back("after"); });
+  platform::dispatchAfterOnMainQueue(std::chrono::milliseconds(300), [&] { seen_.emplace_back("after"); });
   std::thread([&] { platform::dispatchAsyncOnMainQueue([&] { seen_.emplace_back("from a thread"); }); }).join();
   platform::dispatchAsyncOnMainQueue([&] {
     seen_.emplace_back("first");

@@ -68,12 +68,27 @@ std::string described(id object) {
                                 "\" from " + described(object) + " because it is not registered as an observer.");
 }
 
+/// With the lock held. Returns the relay when it has no observers any more, and forgets it: the caller stops it,
+/// unlocked.
+Strong takeIdleRelay(id object, const std::string& key) {
+  Strong relay = objc_getAssociatedObject(object, attachmentKey(key));
+  if (!relay || !observationsOf(relay.get()).all.empty()) return {};
+  objc_setAssociatedObject(object, attachmentKey(key), nullptr, OBJC_ASSOCIATION_RETAIN);
+  return relay;
+}
+
+void stop(const Strong& relay, id object, const std::string& key) {
+  if (!relay) return;
+  platform::send<void(id, id)>(object, sel_registerName("removeObserver:forKeyPath:"), relay.get(),
+                               platform::boxed(platform::Value(key)));
+}
+
 /// Of several matching registrations, removes the latest. An absent context matches any.
 void remove(id object, id observer, const char* keyPath, std::optional<void*> context) {
   if (object == nullptr) return;
   const std::string key(keyPath != nullptr ? keyPath : "");
   std::shared_ptr<Observation> removed;
-  Strong idle;  // a relay without observers
+  Strong idle;
   {
     const std::lock_guard lock(observingMutex());
     const id relay = objc_getAssociatedObject(object, attachmentKey(key));
@@ -86,14 +101,22 @@ void remove(id object, id observer, const char* keyPath, std::optional<void*> co
     removed = *found;
     removed->isRemoved = true;
     all.erase(std::next(found).base());
-    if (all.empty()) {
-      idle = relay;
-      objc_setAssociatedObject(object, attachmentKey(key), nullptr, OBJC_ASSOCIATION_RETAIN);
-    }
+    idle = takeIdleRelay(object, key);
   }
-  if (!idle) return;
-  platform::send<void(id, id)>(object, sel_registerName("removeObserver:forKeyPath:"), idle.get(),
-                               platform::boxed(platform::Value(key)));
+  stop(idle, object, key);
+}
+
+/// Foundation loses memory when an object ends that is observed, so observers that have ended do not keep their relay.
+void forgetEndedObservers(id relay, id object, const std::string& key) {
+  std::vector<Strong> alive;  // outlives the lock: a last release may remove observers
+  Strong idle;
+  {
+    const std::lock_guard lock(observingMutex());
+    std::erase_if(observationsOf(relay).all,
+                  [&](const auto& each) { return !alive.emplace_back(each->observer.load()); });
+    idle = takeIdleRelay(object, key);
+  }
+  stop(idle, object, key);
 }
 
 void notify(id relay, id keyPath, id object, id change) {
@@ -104,13 +127,16 @@ void notify(id relay, id keyPath, id object, id change) {
     const std::lock_guard lock(observingMutex());
     all = observationsOf(relay).all;
   }
+  bool hasEnded = false;
   for (const auto& each : all) {
     const Strong observer = each->observer.load();
+    hasEnded = hasEnded || !observer;
     if (!observer || each->isRemoved) continue;
     const id wanted = foundation_changeWith(change, (each->options & platform::NSKeyValueObservingOptionNew) != 0,
                                             (each->options & platform::NSKeyValueObservingOptionOld) != 0);
     platform::send<void(id, id, id, void*)>(observer.get(), callback, keyPath, object, wanted, each->context);
   }
+  if (hasEnded) forgetEndedObservers(relay, object, std::string(platform::unboxed(keyPath)->text()));
 }
 
 }  // namespace

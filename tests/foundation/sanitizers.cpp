@@ -1,0 +1,20 @@
+// What the sanitizers report of the libraries below: memory that they allocate once and never free, and the order of
+// their own locks. Only whole call stacks tell their memory from ours, because Foundation allocates every object.
+
+extern "C" {
+
+const char* __asan_default_options();       // NOLINT(bugprone-reserved-identifier): the sanitizers'
+const char* __lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
+const char* __tsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
+
+const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
+const char* __lsan_default_suppressions() {
+  return "leak:libobjc.so\n"         // selectors, classes
+         "leak:upToDateDefaults\n";  // the domains of NSUserDefaults
+}
+const char* __tsan_default_suppressions() {
+  return "deadlock:libobjc.so\n"
+         "deadlock:libgnustep-base.so\n";
+}
+
+}  // extern "C"
