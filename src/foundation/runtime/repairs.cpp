@@ -2,23 +2,24 @@
 
 #include <dlfcn.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <initializer_list>
-#include <string>
 
 #include "foundation/runtime/blocks.h"
 #include "foundation/runtime/encodings.h"
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/side_table.h"
-#include "platform/programming_error.h"
 
 namespace foundation {
 namespace {
 
 [[noreturn]] void endForLinkOrder(const char* name, const char* file) {
-  platform::programmingError(
-      std::string(name) + " is that of " + (file != nullptr ? file : "no library") +
-      ", so the repairs of the Objective-C runtime have no effect: link PellionFoundation before "
-      "libobjc and libgnustep-base");
+  std::fprintf(stderr,
+               "PellionFoundation: %s is that of %s, so the repairs of the Objective-C runtime have no effect: link "
+               "PellionFoundation before libobjc and libgnustep-base\n",
+               name, file != nullptr ? file : "no library");
+  std::_Exit(EXIT_FAILURE);
 }
 
 /// The repairs work by standing before the runtime's own functions of these names, for every library of the process.

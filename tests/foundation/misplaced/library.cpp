@@ -1,0 +1,1 @@
+// All of the backend as a shared library.
