@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/runtime/threads.h"
 #include "platform/class_face.h"
 #include "platform/dispatch.h"
 #include "platform/key_value_observing.h"
@@ -122,7 +121,6 @@ TEST_F(Runtime, WeakSlotsMayBeReadWhileTheirObjectsEnd) {
   platform::Weak weak;
   std::atomic<bool> isOver = false;
   std::thread reader([&] {
-    foundation_registerThread();
     const platform::AutoreleasePool pool;
     while (!isOver) {
       const Strong object = weak.load();

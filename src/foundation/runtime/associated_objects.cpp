@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <mutex>
 
-#include "foundation/runtime/interposition.h"
 #include "foundation/runtime/objects.h"
 #include "foundation/runtime/side_table.h"
 
@@ -20,11 +19,6 @@ id kept(id value, objc_AssociationPolicy policy) {
 }
 
 }  // namespace
-
-foundation::Names foundation::associatedObjectFunctions() {
-  static constexpr const char* names[] = {"objc_setAssociatedObject"};
-  return names;
-}
 
 extern "C" {
 

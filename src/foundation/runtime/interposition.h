@@ -13,7 +13,5 @@ Names objectMemoryFunctions();
 Names dispatchTableFunctions();
 Names forwardingFunctions();
 Names protocolFunctions();
-Names weakReferenceFunctions();
-Names associatedObjectFunctions();
 
 }  // namespace foundation

@@ -27,9 +27,8 @@ void checkLinkOrder() {
   Dl_info own{};
   dladdr(reinterpret_cast<void*>(&foundation_repairRuntime), &own);
   constexpr const char* blockFunctions[] = {"_Block_copy", "_Block_release", "_NSConcreteStackBlock"};
-  for (const Names names :
-       {objectMemoryFunctions(), dispatchTableFunctions(), forwardingFunctions(), protocolFunctions(),
-        weakReferenceFunctions(), associatedObjectFunctions(), Names(blockFunctions)}) {
+  for (const Names names : {objectMemoryFunctions(), dispatchTableFunctions(), forwardingFunctions(),
+                            protocolFunctions(), Names(blockFunctions)}) {
     for (const char* name : names) {
       Dl_info found{};
       dladdr(dlsym(RTLD_DEFAULT, name), &found);

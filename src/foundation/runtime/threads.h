@@ -2,6 +2,5 @@
 
 #include "foundation/runtime/handles.h"
 
-/// Makes this thread known to Foundation, once; needed before a thread that others started touches an object.
+/// Makes this thread known to Foundation, once. The first pool of a thread does it.
 FOUNDATION_C void foundation_registerThread(void);
-FOUNDATION_C bool foundation_isMainThread(void);

@@ -8,4 +8,3 @@ void foundation_registerThread(void) {
   isRegistered = true;
   GSRegisterCurrentThread();
 }
-bool foundation_isMainThread(void) { return [NSThread isMainThread]; }

@@ -11,7 +11,6 @@
 #include <mutex>
 #include <utility>
 
-#include "foundation/runtime/interposition.h"
 #include "foundation/runtime/objects.h"
 #include "foundation/runtime/side_table.h"
 #include "platform/programming_error.h"
@@ -142,11 +141,6 @@ void foundation_endSideData(id object) {
   for (const Attachment& each : ended.attachments) {
     if (each.policy != OBJC_ASSOCIATION_ASSIGN) foundation_release(each.value);
   }
-}
-
-foundation::Names foundation::weakReferenceFunctions() {
-  static constexpr const char* names[] = {"objc_storeWeak", "objc_loadWeakRetained"};
-  return names;
 }
 
 extern "C" {

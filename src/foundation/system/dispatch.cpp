@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/runtime/threads.h"
 #include "foundation/system/main_queue.h"
 #include "platform/exception.h"
 #include "platform/programming_error.h"
@@ -27,7 +26,6 @@ class MainQueue {
   }
 
   void add(std::chrono::nanoseconds delay, Work work) {
-    foundation_registerThread();
     const platform::AutoreleasePool pool;
     {
       const std::lock_guard lock(mutex_);

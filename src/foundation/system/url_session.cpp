@@ -3,7 +3,6 @@
 #include "platform/url_session.h"
 
 #include "foundation/objc/guarded.h"
-#include "foundation/runtime/threads.h"
 #include "foundation/system/application_settings.h"
 #include "platform/dispatch.h"
 #include "platform/exception.h"
@@ -55,7 +54,6 @@ class Program final : public services::RequestOwner {
     platform::dispatchAfterOnMainQueue(delay, std::move(work));
   }
   void run(const std::function<void()>& handler) override {
-    foundation_registerThread();
     const platform::AutoreleasePool pool;
     platform::enter(handler);
   }
