@@ -3,10 +3,9 @@
 #include "foundation/runtime/handles.h"
 
 /// Makes a block on the heap, with one reference, that has `size` bytes of state behind it; `end` destroys the state.
-FOUNDATION_C id foundation_blockCreate(void (*invoke)(void), size_t size, void (*end)(void *state));
-FOUNDATION_C void (*foundation_blockInvoke(id block))(void);
+FOUNDATION_C id foundation_blockCreate(FoundationCode invoke, size_t size, void (*end)(void *state));
+FOUNDATION_C FoundationCode foundation_blockInvoke(id block);
 FOUNDATION_C void *foundation_blockState(id block);
 /// Returns a copy on the heap, or another reference to a block that is there already. Null gives null.
 FOUNDATION_C id foundation_blockCopy(id block);
 FOUNDATION_C void foundation_blockRelease(id block);
-FOUNDATION_C bool foundation_isBlockOnStack(id object);

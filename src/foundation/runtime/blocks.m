@@ -50,7 +50,6 @@ struct Variable {
 __asm__(".globl _NSConcreteStackBlock\n.set _NSConcreteStackBlock, _OBJC_CLASS_PLStackBlock\n"
         ".globl _NSConcreteMallocBlock\n.set _NSConcreteMallocBlock, _OBJC_CLASS_PLMallocBlock\n"
         ".globl _NSConcreteGlobalBlock\n.set _NSConcreteGlobalBlock, _OBJC_CLASS_PLGlobalBlock\n");
-extern char _NSConcreteStackBlock[];
 extern char _NSConcreteMallocBlock[];
 
 static void *allocate(size_t size) {
@@ -190,15 +189,14 @@ static void endState(const void *block) {
   if (ended->end != NULL) ended->end(ended->state);
 }
 
-id foundation_blockCreate(void (*invoke)(void), size_t size, void (*end)(void *state)) {
+id foundation_blockCreate(FoundationCode invoke, size_t size, void (*end)(void *state)) {
   static const struct Descriptor descriptor = {0, sizeof(struct BlockWithState), copyNothing, endState};
   struct BlockWithState *block = allocate(sizeof(struct BlockWithState) + size);
   block->head = (struct Block){_NSConcreteMallocBlock, onHeap | hasHelpers | 2, 0, invoke, &descriptor};
   block->end = end;
   return (id)block;
 }
-void (*foundation_blockInvoke(id block))(void) { return ((struct Block *)block)->invoke; }
+FoundationCode foundation_blockInvoke(id block) { return ((struct Block *)block)->invoke; }
 void *foundation_blockState(id block) { return ((struct BlockWithState *)block)->state; }
 id foundation_blockCopy(id block) { return _Block_copy(block); }
 void foundation_blockRelease(id block) { _Block_release(block); }
-bool foundation_isBlockOnStack(id object) { return *(void **)object == (void *)_NSConcreteStackBlock; }
