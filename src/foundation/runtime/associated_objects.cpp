@@ -14,7 +14,7 @@ id kept(id value, objc_AssociationPolicy policy) {
     case OBJC_ASSOCIATION_ASSIGN: return value;
     case OBJC_ASSOCIATION_COPY:
     case OBJC_ASSOCIATION_COPY_NONATOMIC: return foundation_copy(value);
-    default: return foundation_retain(value);
+    default: return objc_retain(value);
   }
 }
 
@@ -39,7 +39,7 @@ void objc_setAssociatedObject(id object, const void* key, id value, objc_Associa
     if (value != nullptr) all.push_back(next);
     SideTable::removeIfEmpty(stripe, object);
   }
-  if (former.policy != OBJC_ASSOCIATION_ASSIGN) foundation_release(former.value);
+  if (former.policy != OBJC_ASSOCIATION_ASSIGN) objc_release(former.value);
 }
 
 id objc_getAssociatedObject(id object, const void* key) {
@@ -56,7 +56,7 @@ id objc_getAssociatedObject(id object, const void* key) {
     }
     const bool isAtomic = found.policy == OBJC_ASSOCIATION_RETAIN || found.policy == OBJC_ASSOCIATION_COPY;
     if (!isAtomic) return found.value;
-    foundation_retain(found.value);
+    objc_retain(found.value);
   }
   return objc_autorelease(found.value);
 }

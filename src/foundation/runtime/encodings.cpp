@@ -1,6 +1,6 @@
 // Repairs: type encodings that mention blocks, on GCC's libobjc. Its parser ends the program at "@?" ("unknown type
-// ?"). Such encodings are rewritten where Foundation makes a method signature (method_signatures.m) and where a method
-// is added. Not needed on libobjc2 and on a phone.
+// ?"). Such encodings are rewritten where a method is added, and where Foundation makes a method signature, which one
+// method of it does. Not needed on libobjc2 and on a phone.
 
 #include "foundation/runtime/encodings.h"
 
@@ -28,6 +28,14 @@ std::string withoutBlocks(std::string_view types) {
   return plain;
 }
 
+using MakeSignature = id (*)(id, SEL, const char*);
+MakeSignature inheritedSignature;
+
+id signatureWithObjCTypes(id self, SEL selector, const char* types) {
+  const bool hasBlocks = types != nullptr && std::strstr(types, "@?") != nullptr;
+  return inheritedSignature(self, selector, hasBlocks ? foundation_encodingWithoutBlocks(types) : types);
+}
+
 }  // namespace
 
 // Encodings are few, so the rewritten ones are kept.
@@ -38,4 +46,11 @@ const char* foundation_encodingWithoutBlocks(const char* types) {
   std::string plain = withoutBlocks(types);
   const std::lock_guard lock(mutex);
   return kept.insert(std::move(plain)).first->c_str();
+}
+
+void foundation_repairSignatures() {
+  const Class meta = object_getClass(reinterpret_cast<id>(objc_getClass("NSMethodSignature")));
+  const Method method = class_getInstanceMethod(meta, sel_registerName("signatureWithObjCTypes:"));
+  inheritedSignature = reinterpret_cast<MakeSignature>(method_getImplementation(method));
+  method_setImplementation(method, reinterpret_cast<IMP>(&signatureWithObjCTypes));
 }

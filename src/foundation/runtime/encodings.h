@@ -5,4 +5,4 @@
 /// Returns the encoding with "@" in the place of each block ("@?", "@?<...>"). The text lives as long as the program.
 FOUNDATION_C const char *foundation_encodingWithoutBlocks(const char *types);
 /// Lets Foundation make method signatures of encodings that mention blocks.
-FOUNDATION_C void foundation_repairSignatures(void);
+FOUNDATION_C void foundation_repairSignatures();

@@ -1,4 +1,4 @@
-// Runs the repairs before the program's first object exists.
+// Runs the repairs while the program is loaded, before its own code.
 #import "foundation/runtime/repairs.h"
 
 void foundation_requireRepairs(void) { foundation_repairRuntime(); }

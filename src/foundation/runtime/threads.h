@@ -3,4 +3,4 @@
 #include "foundation/runtime/handles.h"
 
 /// Makes this thread known to Foundation, once. The first pool of a thread does it.
-FOUNDATION_C void foundation_registerThread(void);
+FOUNDATION_C void foundation_registerThread();

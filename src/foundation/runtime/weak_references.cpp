@@ -15,6 +15,14 @@
 #include "foundation/runtime/side_table.h"
 #include "platform/programming_error.h"
 
+extern "C" {
+
+void NSIncrementExtraRefCount(id object);
+std::size_t NSExtraRefCount(id object);  // Foundation's NSUInteger
+void NSDeallocateObject(id object);
+
+}  // extern "C"
+
 namespace foundation {
 namespace {
 
@@ -104,13 +112,12 @@ void watchRoot(const char* name) {
 /// Where Foundation keeps the count is its own affair, so one object is asked.
 void checkCount() {
   const id object = foundation_allocate(objc_getClass("NSObject"), 0);
-  foundation_retain(object);
-  foundation_retain(object);
-  const std::int64_t count = extraReferences(object);
-  if (count != 2 || foundation_extraReferences(object) != 2) {
+  NSIncrementExtraRefCount(object);
+  NSIncrementExtraRefCount(object);
+  if (extraReferences(object) != 2 || NSExtraRefCount(object) != 2) {
     platform::programmingError("this Foundation keeps reference counts elsewhere than GNUstep Base 1.28 does");
   }
-  for (int i = 0; i < 3; ++i) foundation_release(object);
+  NSDeallocateObject(object);
 }
 
 }  // namespace
@@ -139,7 +146,7 @@ void foundation_endSideData(id object) {
     clearWeakSlots(ended);
   }
   for (const Attachment& each : ended.attachments) {
-    if (each.policy != OBJC_ASSOCIATION_ASSIGN) foundation_release(each.value);
+    if (each.policy != OBJC_ASSOCIATION_ASSIGN) objc_release(each.value);
   }
 }
 
@@ -170,7 +177,7 @@ id objc_loadWeakRetained(id* slot) {
     const id object = place.load(std::memory_order_relaxed);
     if (object == nullptr) return nullptr;
     const std::lock_guard lock(foundation::SideTable::stripeOf(object).mutex);
-    if (place.load(std::memory_order_relaxed) == object) return foundation_retain(object);
+    if (place.load(std::memory_order_relaxed) == object) return objc_retain(object);
   }
 }
 
