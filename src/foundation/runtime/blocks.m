@@ -200,3 +200,9 @@ FoundationCode foundation_blockInvoke(id block) { return ((struct Block *)block)
 void *foundation_blockState(id block) { return ((struct BlockWithState *)block)->state; }
 id foundation_blockCopy(id block) { return _Block_copy(block); }
 void foundation_blockRelease(id block) { _Block_release(block); }
+
+const char *const *foundation_blockFunctions(size_t *count) {
+  static const char *const names[] = {"_Block_copy", "_Block_release", "_NSConcreteStackBlock"};
+  *count = sizeof names / sizeof *names;
+  return names;
+}

@@ -26,9 +26,10 @@ namespace {
 void checkLinkOrder() {
   Dl_info own{};
   dladdr(reinterpret_cast<void*>(&foundation_repairRuntime), &own);
-  constexpr const char* blockFunctions[] = {"_Block_copy", "_Block_release", "_NSConcreteStackBlock"};
+  std::size_t blockFunctionCount = 0;
+  const char* const* blockFunctions = foundation_blockFunctions(&blockFunctionCount);
   for (const Names names : {objectMemoryFunctions(), dispatchTableFunctions(), forwardingFunctions(),
-                            protocolFunctions(), Names(blockFunctions)}) {
+                            protocolFunctions(), Names(blockFunctions, blockFunctionCount)}) {
     for (const char* name : names) {
       Dl_info found{};
       dladdr(dlsym(RTLD_DEFAULT, name), &found);
