@@ -23,6 +23,10 @@ FOUNDATION_C void shop_announce(id report);
 FOUNDATION_C void shop_setBadges(int application, int center);
 FOUNDATION_C void shop_replaceApplicationDelegate(void);
 FOUNDATION_C void shop_replaceCenterDelegate(void);
+/// The center's delegate becomes a proxy that forwards to the former one.
+FOUNDATION_C void shop_useProxy(void);
+/// Sends the proxy a notification, whatever the center's delegate is.
+FOUNDATION_C void shop_presentThroughProxy(id userInfo);
 
 /// The names of exceptions that Objective-C catches: of the application's own method, and of what C++ raises in `work`,
 /// behind a @finally that must run.

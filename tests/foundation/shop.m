@@ -70,8 +70,30 @@ static void add(NSString *format, ...) {
 }
 @end
 
+@interface ShopProxy : NSProxy {
+  id _target;
+}
+@end
+@implementation ShopProxy
+- (id)initWithTarget:(id)target {
+  _target = [target retain];
+  return self;
+}
+- (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+  return [_target methodSignatureForSelector:selector];
+}
+- (void)forwardInvocation:(NSInvocation *)invocation {
+  [invocation invokeWithTarget:_target];
+}
+- (void)dealloc {
+  [_target release];
+  [super dealloc];
+}
+@end
+
 static id applicationDelegate;
 static id centerDelegate;
+static id proxy;
 
 void shop_launch(void) {
   events = [NSMutableArray new];
@@ -130,6 +152,18 @@ void shop_replaceCenterDelegate(void) {
   centerDelegate = [OtherCenterDelegate new];
   [[UNUserNotificationCenter currentNotificationCenter] setDelegate:centerDelegate];
   [former release];
+}
+
+void shop_useProxy(void) {
+  proxy = [[ShopProxy alloc] initWithTarget:centerDelegate];
+  [[UNUserNotificationCenter currentNotificationCenter] setDelegate:proxy];
+}
+void shop_presentThroughProxy(id userInfo) {
+  [proxy userNotificationCenter:[UNUserNotificationCenter currentNotificationCenter]
+        willPresentNotification:[UNNotification notificationWithUserInfo:userInfo]
+          withCompletionHandler:^(UNNotificationPresentationOptions options) {
+            add(@"presents %u", (unsigned)options);
+          }];
 }
 
 id shop_caughtFromDelegate(void) {

@@ -124,6 +124,16 @@ TEST_F(Shop, BothBadgeSettersStoreTheNumber) {
   EXPECT_EQ(PLMessaging::shared().getBadgeCount(), 6);
 }
 
+TEST_F(Shop, ProxyForwardsAgainOnceAnotherDelegateIsSet) {
+  shop_useProxy();
+  shop_deliverInForeground(platform::boxed(offer()));
+  EXPECT_EQ(awaitStatus(), 4);
+  EXPECT_THAT(takeEvents(), IsEmpty());  // it has no method of its own that could be called
+  shop_replaceCenterDelegate();
+  shop_presentThroughProxy(platform::boxed(offer()));
+  EXPECT_THAT(takeEvents(), Contains("will present 2"));
+}
+
 TEST_F(Shop, ReplacedDelegatesAreFollowedAsOnThePlatform) {
   shop_replaceCenterDelegate();
   shop_deliverInForeground(platform::boxed(offer()));
