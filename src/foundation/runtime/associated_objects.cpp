@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "foundation/runtime/objects.h"
+#include "foundation/runtime/repairs.h"
 #include "foundation/runtime/side_table.h"
 
 namespace {
@@ -25,6 +26,7 @@ extern "C" {
 void objc_setAssociatedObject(id object, const void* key, id value, objc_AssociationPolicy policy) {
   using namespace foundation;
   if (object == nullptr) return;
+  foundation_requireRepairs();  // without them, what is attached would outlive the object
   const Attachment next{key, kept(value, policy), policy};
   Attachment former{key, nullptr, OBJC_ASSOCIATION_ASSIGN};
   {

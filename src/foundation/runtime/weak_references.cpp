@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "foundation/runtime/objects.h"
+#include "foundation/runtime/repairs.h"
 #include "foundation/runtime/side_table.h"
 #include "platform/programming_error.h"
 
@@ -154,6 +155,7 @@ extern "C" {
 
 id objc_storeWeak(id* slot, id object) {
   using namespace foundation;
+  foundation_requireRepairs();  // without them, no slot would be cleared
   const std::atomic_ref<id> place(*slot);
   for (;;) {
     const id former = place.load(std::memory_order_relaxed);
