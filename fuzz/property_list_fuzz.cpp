@@ -1,5 +1,5 @@
 #include "fuzz/target.h"
-#include "host/phone/configuration.h"
+#include "services/core_library/configuration.h"
 #include "services/property_list/property_list.h"
 
 // Converts a property list, XML or binary, to Value, to the binary form and back; also reads it as a configuration.
@@ -29,11 +29,11 @@ void requireRoundTrip(const Value& value) {
 
 void requireWholeConfiguration(const Value& dictionary) {
   try {
-    const host::Configuration configuration = host::configurationFrom(dictionary, file);
+    const services::Configuration configuration = services::configurationFrom(dictionary, file);
     require(!configuration.serverURL.value_or("").empty() || !configuration.domain.value_or("").empty(),
             "a configuration names the server");
     require(!configuration.jwtSecret.empty(), "a configuration has a signing secret");
-  } catch (const host::ConfigurationError& error) {
+  } catch (const services::ConfigurationError& error) {
     requireOneLineAbout(file, error.what());
   }
 }

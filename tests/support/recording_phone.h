@@ -32,7 +32,7 @@ class RecordingCoreLibrary : public host::CoreLibrary {
  public:
   RecordingCoreLibrary(host::Process& process, const std::filesystem::path& configuration,
                        services::ItemStore& keychain)
-      : Base(process, configuration.parent_path(), keychain, host::readConfiguration(configuration)),
+      : Base(process, configuration.parent_path(), keychain, services::readConfiguration(configuration)),
         process_(process) {}
 
   std::vector<platform::Value> payloads;  ///< the encoded ones

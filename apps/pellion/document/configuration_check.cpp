@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "host/phone/configuration.h"
 #include "pellion/text/similar_name.h"
+#include "services/core_library/configuration.h"
 #include "services/property_list/property_list.h"
 
 namespace pellion {
@@ -32,7 +32,7 @@ std::size_t largestSize(const Value& value) {
 }
 
 void checkConfiguration(std::string_view file, const JSONNode& node) {
-  const std::vector<std::string_view> keys = host::configurationKeys();
+  const std::vector<std::string_view> keys = services::configurationKeys();
   for (const JSONMember& entry : node.members) {
     if (entry.value.value.isNull()) continue;
     if (std::ranges::find(keys, entry.name) == keys.end()) {
@@ -45,8 +45,8 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
                                                 {"JWT_SECRET", "-"},
                                                 {entry.name, entry.value.value}});
     try {
-      host::configurationFrom(dictionary, placeText(file, entry.position));
-    } catch (const host::ConfigurationError& error) {
+      services::configurationFrom(dictionary, placeText(file, entry.position));
+    } catch (const services::ConfigurationError& error) {
       throw errorAt(file, entry.position, error.problem());
     }
     if (entry.name == "APP_META") checkMeta(file, entry.value);

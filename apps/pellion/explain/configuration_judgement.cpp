@@ -5,11 +5,11 @@
 #include <cctype>
 #include <utility>
 
-#include "host/phone/configuration.h"
 #include "pellion/document/application_description.h"
 #include "pellion/payload/link_text.h"
 #include "pellion/text/json_path.h"
 #include "pellion/text/similar_name.h"
+#include "services/core_library/configuration.h"
 #include "services/property_list/property_list.h"
 #include "services/url_components.h"
 #include "value/ascii.h"
@@ -171,9 +171,9 @@ class ConfigurationCheck {
     if (name == "CA_FILE") return;  // nothing is sent from here, and the file may be on the phone alone
     try {
       const Value alone = Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, entry});
-      if (entry.value != Value("")) host::configurationFrom(alone, name);
+      if (entry.value != Value("")) services::configurationFrom(alone, name);
       usable_.push_back(entry);
-    } catch (const host::ConfigurationError& error) {
+    } catch (const services::ConfigurationError& error) {
       const std::size_t split = std::min(error.problem().find("; "), error.problem().size());
       const bool isUnknown = error.problem().find(" is not a known key") != std::string::npos;
       const std::string remedy =

@@ -74,7 +74,7 @@ void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
   };
   try {
     work();
-  } catch (const host::ConfigurationError& error) {
+  } catch (const services::ConfigurationError& error) {
     fail(error.what());
   } catch (const services::PropertyListError& error) {
     fail(error.what());

@@ -5,10 +5,9 @@
 #include <utility>
 
 #include "host/phone/process.h"
-#include "platform/json_serialization.h"
 #include "platform/notification_center.h"
+#include "services/core_library/signed_body.h"
 #include "services/gzip.h"
-#include "services/jwt.h"
 
 namespace host {
 namespace {
@@ -18,26 +17,22 @@ using platform::Value;
 // The start of a virtual clock. It is fixed, so that a run gives the same timestamps every time.
 constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
 
-std::optional<Value> bytesOf(const std::optional<std::string>& text) {
-  return text ? std::optional(Value::bytes(*text)) : std::nullopt;
-}
-
 }  // namespace
 
 CoreLibrary::CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
-                         Configuration configuration)
+                         services::Configuration configuration)
     : process_(process),
       bundle_(std::move(bundle)),
       keychain_(keychain),
-      configuration_(std::make_shared<const Configuration>(std::move(configuration))) {}
+      configuration_(std::make_shared<const services::Configuration>(std::move(configuration))) {}
 
-std::shared_ptr<const Configuration> CoreLibrary::configuration() const {
+std::shared_ptr<const services::Configuration> CoreLibrary::configuration() const {
   const std::lock_guard lock(mutex_);
   return configuration_;
 }
 
-void CoreLibrary::setConfiguration(Configuration configuration) {
-  auto next = std::make_shared<const Configuration>(std::move(configuration));
+void CoreLibrary::setConfiguration(services::Configuration configuration) {
+  auto next = std::make_shared<const services::Configuration>(std::move(configuration));
   const std::lock_guard lock(mutex_);
   configuration_.swap(next);
 }
@@ -107,14 +102,11 @@ platform::OptionalString CoreLibrary::pathForResource(const platform::OptionalSt
 }
 
 std::optional<Value> CoreLibrary::encodeWithJWT(const Value& payload) {
-  const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
-  return bytesOf(services::signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), configuration()->jwtSecret));
+  return services::signedPayload(payload, configuration()->jwtSecret);
 }
 
-// The compressed bytes are the signed payload themselves; "cty" tells the reader the payload's type (RFC 7515, 4.1.10).
 std::optional<Value> CoreLibrary::encodeDataWithJWT(const Value& bytes) {
-  return bytesOf(services::signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"),
-                                     configuration()->jwtSecret));
+  return services::signedGzip(bytes, configuration()->jwtSecret);
 }
 
 void announceEngagement(const Value& report) {

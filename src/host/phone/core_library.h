@@ -5,8 +5,9 @@
 #include <set>
 #include <string>
 
-#include "host/phone/configuration.h"
+#include "host/phone/process.h"
 #include "platform/core_library.h"
+#include "services/core_library/configuration.h"
 #include "services/item_store.h"
 
 namespace host {
@@ -26,8 +27,8 @@ class CoreLibrary : public platform::QVPIIManager,
   static constexpr const char* configurationResource = "PellionInfo";
 
   CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
-              Configuration configuration);
-  void setConfiguration(Configuration configuration);
+              services::Configuration configuration);
+  void setConfiguration(services::Configuration configuration);
 
   virtual platform::PLAAAUtil& authentication(bool anonymous) { return anonymous ? anonymousUser_ : device_; }
   virtual PLBundle& mainBundle() { return *this; }
@@ -79,7 +80,7 @@ class CoreLibrary : public platform::QVPIIManager,
     CoreLibrary& library_;
   };
 
-  [[nodiscard]] std::shared_ptr<const Configuration> configuration() const;
+  [[nodiscard]] std::shared_ptr<const services::Configuration> configuration() const;
   /// Returns the entry that the module asks for, and reports the effect of its absence.
   template <class Entry>
   Entry asked(Entry entry, const char* effect, const std::string& key) {
@@ -94,7 +95,7 @@ class CoreLibrary : public platform::QVPIIManager,
   Authentication device_{*this};
   Authentication anonymousUser_{*this};
   mutable std::mutex mutex_;
-  std::shared_ptr<const Configuration> configuration_;
+  std::shared_ptr<const services::Configuration> configuration_;
   std::set<std::string> reported_;  ///< reasons that still hold
 };
 

@@ -58,7 +58,7 @@ std::filesystem::path Phone::configurationPath() const {
 }
 
 void Phone::configure(const Value& configuration) {
-  Configuration read = configurationFrom(configuration, configurationPath());
+  services::Configuration read = services::configurationFrom(configuration, configurationPath());
   services::writePropertyList(configurationPath(), configuration);
   if (!process_) return;
   process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
@@ -73,7 +73,7 @@ void Phone::announceTrackingStatus() {
 }
 
 Process& Phone::launch() {
-  Configuration configuration = readConfiguration(configurationPath());
+  services::Configuration configuration = services::readConfiguration(configurationPath());
   terminate();
   process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
                                                             .network = network_,

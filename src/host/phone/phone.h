@@ -4,9 +4,9 @@
 #include <functional>
 #include <memory>
 
-#include "host/phone/configuration.h"
 #include "host/phone/core_library.h"
 #include "host/phone/process.h"
+#include "services/core_library/configuration.h"
 #include "services/http/network.h"
 #include "services/item_store.h"
 
@@ -36,15 +36,15 @@ class Phone {
 
   /// The configuration file. It may be written by hand before the first launch.
   [[nodiscard]] std::filesystem::path configurationPath() const;
-  /// Writes the whole configuration file; a running process applies it at once. When this raises ConfigurationError,
-  /// nothing has changed.
+  /// Writes the whole configuration file; a running process applies it at once. When this raises
+  /// services::ConfigurationError, nothing has changed.
   void configure(const platform::Value& configuration);
   /// The directory of the App Groups' stores, which the notification extension shares.
   [[nodiscard]] std::filesystem::path appGroups() const { return options_.storage / "groups"; }
   /// Makes the core library notify the running process that the tracking consent has changed.
   void announceTrackingStatus();
 
-  /// Starts the application and first ends a process that is still running. Raises ConfigurationError.
+  /// Starts the application and first ends a process that is still running. Raises services::ConfigurationError.
   Process& launch();
   /// Ends the process as the system does: no code of it runs any more.
   void terminate();

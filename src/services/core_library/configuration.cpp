@@ -1,4 +1,4 @@
-#include "host/phone/configuration.h"
+#include "services/core_library/configuration.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include "services/property_list/property_list.h"
 #include "value/printable_text.h"
 
-namespace host {
+namespace services {
 namespace {
 
 using platform::Value;
@@ -69,7 +69,7 @@ class ConfigurationReader {
     } else if (name == "LOG_LEVEL") {
       const auto level = std::ranges::find(logLevels, string(name, value));
       if (level == logLevels.end()) fail(name, "must be one of none, warning, info, verbose");
-      configuration_.logLevel = static_cast<LogLevel>(level - logLevels.begin());
+      configuration_.logLevel = static_cast<platform::LogLevel>(level - logLevels.begin());
     } else if (name == "CA_FILE") {
       configuration_.networkPolicy.certificateAuthorities = path_.parent_path() / string(name, value);
       std::error_code problem;  // a name whose look-up fails is no file either
@@ -123,7 +123,7 @@ class ConfigurationReader {
 ConfigurationError::ConfigurationError(const std::filesystem::path& path, std::string_view problem)
     : std::runtime_error(value::printable(path.string() + ": " + std::string(problem))),
       problem_(value::printable(problem)) {}
-ConfigurationError::ConfigurationError(const services::PropertyListError& error)
+ConfigurationError::ConfigurationError(const PropertyListError& error)
     : std::runtime_error(error.what()), problem_(error.what()) {}
 
 std::vector<std::string_view> configurationKeys() {
@@ -135,10 +135,10 @@ std::vector<std::string_view> configurationKeys() {
 
 Configuration readConfiguration(const std::filesystem::path& path) {
   try {
-    const Value list = services::readPropertyList(path);
+    const Value list = readPropertyList(path);
     if (list.ifDictionary() == nullptr) throw ConfigurationError(path, "must contain a dictionary");
     return configurationFrom(list, path);
-  } catch (const services::PropertyListError& error) {
+  } catch (const PropertyListError& error) {
     throw ConfigurationError(error);
   }
 }
@@ -147,4 +147,4 @@ Configuration configurationFrom(const Value& dictionary, const std::filesystem::
   return ConfigurationReader(dictionary, path).read();
 }
 
-}  // namespace host
+}  // namespace services

@@ -7,17 +7,13 @@
 #include <string_view>
 #include <vector>
 
-#include "host/phone/process.h"
+#include "platform/log.h"
 #include "platform/value.h"
 #include "services/http/network_policy.h"
 
 namespace services {
 
 class PropertyListError;
-
-}  // namespace services
-
-namespace host {
 
 /// The data of the core library, all from one property list (XML or binary). Optional entries may be absent:
 /// the calls that read them then return nothing.
@@ -39,15 +35,15 @@ struct Configuration {
   bool isAnonymousUser = false;
   bool isAnonymousTrackingEnabled = false;
   bool isGzipEnabled = false;
-  LogLevel logLevel = LogLevel::verbose;
-  services::NetworkPolicy networkPolicy;
+  platform::LogLevel logLevel = platform::LogLevel::verbose;
+  NetworkPolicy networkPolicy;
 };
 
 /// Its text is one line: the file, the key and what was expected.
 class ConfigurationError : public std::runtime_error {
  public:
   ConfigurationError(const std::filesystem::path& path, std::string_view problem);
-  explicit ConfigurationError(const services::PropertyListError& error);
+  explicit ConfigurationError(const PropertyListError& error);
   [[nodiscard]] const std::string& problem() const { return problem_; }  ///< without the file, unless it is unreadable
 
  private:
@@ -64,4 +60,4 @@ Configuration readConfiguration(const std::filesystem::path& path);
 /// Does the same for a dictionary that will become the file `path`.
 Configuration configurationFrom(const platform::Value& dictionary, const std::filesystem::path& path);
 
-}  // namespace host
+}  // namespace services

@@ -1,4 +1,4 @@
-#include "host/phone/configuration.h"
+#include "services/core_library/configuration.h"
 
 #include <gmock/gmock.h>
 
@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 template <class Work>
 std::string errorOf(const Work& work) {
-  return test::thrown<host::ConfigurationError>(work);
+  return test::thrown<services::ConfigurationError>(work);
 }
 
 TEST(Configuration, namesTheFileTheKeyAndTheExpectedValue) {
@@ -38,7 +38,7 @@ TEST(Configuration, namesTheFileTheKeyAndTheExpectedValue) {
   };
   for (const auto& [overrides, expected] : cases) {
     const Value dictionary = test::configuration("https://example.test", overrides);
-    EXPECT_THAT(errorOf([&] { host::configurationFrom(dictionary, "/bundle/PellionInfo.plist"); }),
+    EXPECT_THAT(errorOf([&] { services::configurationFrom(dictionary, "/bundle/PellionInfo.plist"); }),
                 HasSubstr(expected));
   }
 }
@@ -49,16 +49,16 @@ TEST(Configuration, readsTheFileAndFindsTheAuthoritiesBesideIt) {
   std::ofstream(directory.path() / "ca.pem") << "";
   services::writePropertyList(
       path, test::configuration("https://example.test", {{"LOG_LEVEL", "warning"}, {"CA_FILE", "ca.pem"}}));
-  const host::Configuration configuration = host::readConfiguration(path);
+  const services::Configuration configuration = services::readConfiguration(path);
   EXPECT_EQ(configuration.serverURL, "https://example.test");
-  EXPECT_EQ(configuration.logLevel, host::LogLevel::warning);
+  EXPECT_EQ(configuration.logLevel, platform::LogLevel::warning);
   EXPECT_EQ(configuration.networkPolicy.certificateAuthorities, directory.path() / "ca.pem");
 }
 
 TEST(Configuration, reportsWhyAFileCannotBeRead) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
-  const auto error = [&] { return errorOf([&] { host::readConfiguration(path); }); };
+  const auto error = [&] { return errorOf([&] { services::readConfiguration(path); }); };
   EXPECT_THAT(error(), HasSubstr(path.string()));
   for (const char* text : {"<plist><array/></plist>", "not a property list"}) {
     std::ofstream(path) << text;

@@ -1,0 +1,35 @@
+#import <PellionMessaging/PLNotificationHandler.h>
+
+#import "framework/PellionMessaging/class_misuse.h"
+#import "framework/PellionMessaging/module_calls.h"
+
+@implementation PLNotificationHandler
+
++ (PLNotificationHandler *)shared {
+  static PLNotificationHandler *shared;
+  PLRefuseSubclass(self, [PLNotificationHandler class], _cmd);
+  @synchronized(self) {
+    if (shared == nil) shared = NSAllocateObject(self, 0, NULL);
+  }
+  return shared;
+}
+
++ (instancetype)alloc {
+  PLRefuseInstance(self, _cmd, @"use +[PLNotificationHandler shared]");
+}
++ (instancetype)allocWithZone:(NSZone *)zone {
+  (void)zone;
+  PLRefuseInstance(self, _cmd, @"use +[PLNotificationHandler shared]");
+}
++ (instancetype)new {
+  PLRefuseInstance(self, _cmd, @"use +[PLNotificationHandler shared]");
+}
+- (instancetype)init {
+  return self;
+}
+
+- (void)handleNotificationResponse:(id)response completionHandler:(void (^)(void))completion {
+  pl_handleNotificationResponse(response, completion);
+}
+
+@end
