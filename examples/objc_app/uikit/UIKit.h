@@ -49,4 +49,12 @@ extern NSString *const UIApplicationDidBecomeActiveNotification;
 
 /// Asks for a device token, which the delegate receives.
 - (void)registerForRemoteNotifications;
+
+/// Sends an action of the user interface. A nil target means the delegate, the last of the responder chain. Returns
+/// whether the target has the action.
+- (BOOL)sendAction:(SEL)action to:(id)target from:(id)sender forEvent:(id)event;
 @end
+
+/// Makes the delegate and keeps it, notifies it that launching has finished, and runs the main run loop. The system's
+/// events come as in UISystemMain.h. Both class names may be nil.
+int UIApplicationMain(int argc, char *argv[], NSString *principalClassName, NSString *delegateClassName);

@@ -46,14 +46,19 @@ NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBec
   UISystemTell(@"set badge", [NSNumber numberWithInteger:number]);
 }
 
+// The schemes of the system, and those that the application's Info.plist declares.
 - (BOOL)canOpenURL:(NSURL *)url {
-  return [[NSArray arrayWithObjects:@"http", @"https", @"mailto", @"tel", nil]
-      containsObject:[[url scheme] lowercaseString]];
+  NSMutableArray *schemes = [NSMutableArray arrayWithObjects:@"http", @"https", @"mailto", @"tel", nil];
+  for (NSDictionary *type in [[[NSBundle mainBundle] infoDictionary] objectForKey:@"CFBundleURLTypes"]) {
+    [schemes addObjectsFromArray:[type objectForKey:@"CFBundleURLSchemes"]];
+  }
+  return [schemes containsObject:[[url scheme] lowercaseString]];
 }
 
 - (void)openURL:(NSURL *)url options:(NSDictionary *)options completionHandler:(void (^)(BOOL success))handler {
   (void)options;
   void (^completion)(BOOL) = [[handler copy] autorelease];
+  if (![NSThread isMainThread]) UISystemTell(@"openURL: on a thread other than the main thread", nil);
   BOOL isOpened = [self canOpenURL:url];
   UISystemRunLater(^{
     UISystemTell(isOpened ? @"opened URL" : @"refused URL", [url absoluteString]);
@@ -63,5 +68,13 @@ NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBec
 
 - (void)registerForRemoteNotifications {
   UISystemTell(@"asks for a device token", nil);
+}
+
+- (BOOL)sendAction:(SEL)action to:(id)target from:(id)sender forEvent:(id)event {
+  (void)event;
+  if (target == nil) target = [self delegate];
+  if (![target respondsToSelector:action]) return NO;
+  [target performSelector:action withObject:sender];
+  return YES;
 }
 @end

@@ -5,7 +5,9 @@
 #import "framework/PellionMessaging/module_calls.h"
 
 // The methods that are copied into the delegate's subclass are added in C++.
-@interface PLAppDelegateSwizzler () <PLCompletedClass>
+@interface PLAppDelegateSwizzler (CompletedClass) <PLCompletedClass>
+@end
+@implementation PLAppDelegateSwizzler (CompletedClass)
 @end
 
 @implementation PLAppDelegateSwizzler

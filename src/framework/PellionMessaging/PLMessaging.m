@@ -5,7 +5,9 @@
 #import "framework/PellionMessaging/module_calls.h"
 
 // The observers' methods and the state are added in C++.
-@interface PLMessaging () <PLCompletedClass>
+@interface PLMessaging (CompletedClass) <PLCompletedClass>
+@end
+@implementation PLMessaging (CompletedClass)
 @end
 
 @implementation PLMessaging
