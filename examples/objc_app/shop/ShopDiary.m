@@ -32,13 +32,14 @@ void ShopNoteAnswer(NSString *object, NSString *callback, id answer) { note(@"an
   return self;
 }
 
-/// The extension's changes arrive as well; it notes them itself.
 - (void)noteChanges:(NSNotification *)notification {
   (void)notification;
   NSDictionary *present = [[NSUserDefaults standardUserDefaults] persistentDomainForName:appGroup];
   for (NSString *key in present) {
     id value = [present objectForKey:key];
     if ([value isEqual:[_known objectForKey:key]]) continue;
+    // The extension writes lists with entries, and notes that itself; the application only empties them.
+    if ([value isKindOfClass:[NSArray class]] && [value count] > 0) continue;
     UISystemReport(@"shared store", @"stored",
                    [NSDictionary dictionaryWithObjectsAndKeys:key, @"key", value, @"value", nil]);
   }

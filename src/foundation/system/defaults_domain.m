@@ -7,19 +7,21 @@ id foundation_defaultsLockPath(void) {
   return exists && isFolder ? [folder stringByAppendingPathComponent:@".pellion.lock"] : nil;
 }
 
-static NSUserDefaults *upToDateDefaults(void) {
-  NSUserDefaults *defaults = [NSUserDefaults standardUserDefaults];
-  [defaults synchronize];  // reads what other processes have written
-  return defaults;
+// GNUstep compares whole seconds to see whether another process has changed a domain, and misses a change in the same
+// second. So the domain is read from its file, after this process's own changes were written there.
+static NSDictionary *presentDomain(NSString *suite) {
+  [[NSUserDefaults standardUserDefaults] synchronize];
+  NSString *folder = GSDefaultsRootForUser(NSUserName());
+  NSString *file = [[folder stringByAppendingPathComponent:suite] stringByAppendingPathExtension:@"plist"];
+  NSDictionary *domain = [NSDictionary dictionaryWithContentsOfFile:file];
+  return domain != nil ? domain : [[NSUserDefaults standardUserDefaults] persistentDomainForName:suite];
 }
 
-id foundation_defaultsValue(id suite, id key) {
-  return [[upToDateDefaults() persistentDomainForName:suite] objectForKey:key];
-}
+id foundation_defaultsValue(id suite, id key) { return [presentDomain(suite) objectForKey:key]; }
 
 void foundation_setDefaultsValue(id suite, id key, id value) {
-  NSUserDefaults *defaults = upToDateDefaults();
-  NSMutableDictionary *domain = [NSMutableDictionary dictionaryWithDictionary:[defaults persistentDomainForName:suite]];
+  NSUserDefaults *defaults = [NSUserDefaults standardUserDefaults];
+  NSMutableDictionary *domain = [NSMutableDictionary dictionaryWithDictionary:presentDomain(suite)];
   [domain setObject:value forKey:key];
   [defaults setPersistentDomain:domain forName:suite];
   [defaults synchronize];

@@ -1,0 +1,251 @@
+#include "objc_app/day/shop_day.h"
+
+#include <algorithm>
+#include <fstream>
+#include <utility>
+
+#include "pellion/run/event_details.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/json_writer.h"
+#include "platform/json_serialization.h"
+#include "platform/user_notifications.h"
+#include "services/property_list/property_list.h"
+
+using pellion::InputError;
+using platform::Value;
+
+namespace {
+
+constexpr std::chrono::seconds longestWait{5};  // a longer time passes at once: nothing of the module waits so long
+
+const Value& at(const Value& dictionary, std::string_view key) {
+  static const Value null;
+  const Value* value = dictionary.find(key);
+  return value != nullptr ? *value : null;
+}
+
+bool is(const PhoneEvent& event, std::string_view actor, std::string_view what) {
+  return event.actor == actor && event.what == what;
+}
+
+/// What follows from the fact that these are other programs, or is shown on request alone.
+bool isLeftOut(const PhoneEvent& event) {
+  return event.actor == "network" || event.what == "synchronized" || is(event, "module", "log");
+}
+
+/// The port that the system chose, and the thread that only the simulated phone knows.
+Value comparable(const Value& details) {
+  std::vector<Value::Entry> entries;
+  for (const auto& [name, value] : details.entries()) {
+    if (name == Value("calledOnMainThread")) continue;
+    if (name != Value("headers")) {
+      entries.push_back({name, value});
+      continue;
+    }
+    std::vector<Value> fields;
+    for (const Value& field : value.elements()) {
+      if (field.elements()[0] != Value("Host")) fields.push_back(field);
+    }
+    entries.push_back({name, Value::list(fields)});
+  }
+  return Value::dictionary(entries);
+}
+
+/// As JSON, where the order of names and the kind of a number do not count.
+std::string textOf(const Value& value) {
+  if (value.kind() != Value::Kind::dictionary && value.kind() != Value::Kind::list) return pellion::compactJSON(value);
+  std::vector<std::string> parts;
+  for (const Value& element : value.elements()) parts.push_back(textOf(element));
+  for (const auto& [name, entry] : value.entries()) parts.push_back(name.description() + ": " + textOf(entry));
+  if (value.kind() == Value::Kind::dictionary) std::ranges::sort(parts);
+  std::string text;
+  for (const std::string& part : parts) text.append(text.empty() ? "" : ", ").append(part);
+  return '{' + text + '}';
+}
+
+Value actionIdentifier(const Value& with) {
+  if (with == Value("tap")) return platform::UNNotificationDefaultActionIdentifier;
+  if (with == Value("dismiss")) return platform::UNNotificationDismissActionIdentifier;
+  return with;
+}
+
+/// Adds an entry at the front.
+Value with(Value::Entry first, const Value& dictionary) {
+  std::vector<Value::Entry> entries{std::move(first)};
+  entries.insert(entries.end(), dictionary.entries().begin(), dictionary.entries().end());
+  return Value::dictionary(entries);
+}
+
+}  // namespace
+
+ShopDay::ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle, std::ostream& out, bool inColour)
+    : scenario_(scenario),
+      bundle_(std::move(bundle)),
+      timeline_(out, {.inColour = inColour, .abridges = true}),
+      out_(out),
+      backend_({.secret = std::string(at(scenario.configuration.value, "JWT_SECRET").text()),
+                .tell =
+                    [this](std::string_view what, const Value& details) {
+                      events_.add({"backend", std::string(what), details});
+                    },
+                .keepsRequests = false}) {
+  pellion::TemporaryDirectory::write([this] { configure(); });
+}
+
+void ShopDay::configure() const {
+  services::writePropertyList(storage_.path() / "PellionInfo.plist",
+                              with({"SERVER_URL", backend_.url()}, scenario_.configuration.value));
+  const std::filesystem::path defaults = storage_.path() / "defaults";
+  const std::filesystem::path file = storage_.path() / "GNUstep.conf";
+  std::filesystem::create_directory(defaults);
+  std::ofstream(file) << "GNUSTEP_USER_DEFAULTS_DIR=" << defaults.string() << '\n';
+  // Foundation reads no file that others could have written.
+  std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+bool ShopDay::play(const std::vector<PhoneEvent>& phoneDay) {
+  for (const PhoneEvent& event : phoneDay) {
+    if (isLeftOut(event)) continue;
+    time_ = std::chrono::duration<double>(event.time).count();
+    if (event.actor == "scenario" || event.actor == "expectation") {
+      if (is(event, "scenario", "passed")) end();
+      const bool claimsSuccess = event.actor == "expectation" || event.what == "passed";
+      if (isSame_ || !claimsSuccess) show(event, event.details);
+    } else if (!repeat(event)) {
+      follow(event);
+    }
+  }
+  return isSame_;
+}
+
+/// Does again what the scenario, the system or the user did; returns false for what came of it.
+bool ShopDay::repeat(const PhoneEvent& event) {
+  const auto action = [&](const char* name, const Value& sender) {
+    show(event, event.details);
+    send({{"event", "action"}, {"action", name}, {"sender", sender}});
+    return true;
+  };
+  if (is(event, "app", "launched")) {
+    show(event, event.details);
+    launch();
+  } else if (is(event, "platform", "token")) {
+    show(event, event.details);
+    send({{"event", "token"}, {"token", at(event.details, "token").description()}});
+  } else if (is(event, "platform", "delivered")) {
+    show(event, event.details);
+    send({{"event", at(event.details, "in")}, {"payload", payloadOf(event)}});
+  } else if (is(event, "user", "responded")) {
+    show(event, event.details);
+    send({{"event", "response"},
+          {"payload", payloadOf(event)},
+          {"action", actionIdentifier(at(event.details, "with"))}});
+  } else if (is(event, "core library", "goal")) {
+    return action("count:", with({"action", "event"}, event.details));
+  } else if (is(event, "core library", "session ended")) {
+    return action("count:", with({"action", "session"}, event.details));
+  } else if (is(event, "app", "sets delegate")) {
+    return action("signIn:", nullptr);
+  } else if (is(event, "app", "sets badge")) {
+    const bool isApplications = at(event.details, "through") == Value("application");
+    return action(isApplications ? "fillBasket:" : "order:", at(event.details, "count"));
+  } else if (is(event, "app", "active")) {
+    show(event, event.details);
+    send({{"event", "active"}});
+  } else if (is(event, "extension", "leaves")) {
+    show(event, event.details);
+    runExtension(event);
+  } else if (is(event, "clock", "advances")) {
+    advance(event);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+void ShopDay::launch() {
+  shop_ = std::make_unique<ChildProcess>(
+      std::vector<std::string>{bundle_ / "Shop"},
+      std::map<std::string, std::string>{{"SHOP_CONFIGURATION", storage_.path() / "PellionInfo.plist"},
+                                         {"SHOP_STORAGE", storage_.path() / "keychain"},
+                                         {"GNUSTEP_CONFIG_FILE", storage_.path() / "GNUstep.conf"}},
+      [this](const std::string& line) { receive(line); });
+  awaitDone();
+}
+
+void ShopDay::runExtension(const PhoneEvent& event) {
+  std::vector<std::string> command{bundle_ / "PlugIns" / "ShopExtension"};
+  for (const Value& entry : at(event.details, "entries").elements()) {
+    command.push_back(at(entry, "notificationid").description() + ':' + at(entry, "timestamp").description());
+  }
+  ChildProcess extension(command, {{"GNUSTEP_CONFIG_FILE", storage_.path() / "GNUstep.conf"}},
+                         [this](const std::string& line) { receive(line); });
+  if (const int status = extension.wait(); status != 0) differ("the extension ends with " + std::to_string(status));
+}
+
+void ShopDay::advance(const PhoneEvent& event) {
+  show(event, event.details);
+  const Value& seconds = at(event.details, "seconds");
+  const double duration = seconds.floating() + static_cast<double>(seconds.integer());
+  time_ += duration;
+  if (duration <= std::chrono::duration<double>(longestWait).count()) {
+    send({{"event", "wait"}, {"seconds", seconds}});
+  }
+}
+
+void ShopDay::send(std::vector<Value::Entry> entries) {
+  if (!shop_) throw InputError("the day does not begin with the step \"launch\"; begin it so");
+  entries.push_back({"time", time_});
+  shop_->write(pellion::compactJSON(Value::dictionary(entries)));
+  awaitDone();
+}
+
+void ShopDay::awaitDone() {
+  if (!events_.take("system", "done")) throw InputError("the shop does not respond; see its messages above");
+}
+
+/// Only the first event of a notification has the payload.
+const Value& ShopDay::payloadOf(const PhoneEvent& event) {
+  const std::string name = at(event.details, "notification").description();
+  if (const Value* payload = event.details.find("payload")) payloads_.insert_or_assign(name, *payload);
+  return payloads_[name];
+}
+
+/// Waits for what the phone's event was, and compares.
+void ShopDay::follow(const PhoneEvent& event) {
+  const auto found = events_.take(event.actor, event.what);
+  if (!found) return differ("missing: " + event.actor + ", " + event.what + " " + textOf(event.details));
+  const Value readable =
+      scenario_.redaction.value(pellion::readableDetails({event.time, found->actor, found->what, found->details}));
+  show(event, readable);
+  const std::string wanted = textOf(comparable(event.details));
+  const std::string got = textOf(comparable(readable));
+  if (wanted != got) differ("on the simulated phone: " + wanted + "\nhere:                   " + got);
+}
+
+void ShopDay::show(const PhoneEvent& event, const Value& details) {
+  timeline_({event.time, event.actor, event.what, details});
+}
+
+void ShopDay::differ(const std::string& text) {
+  isSame_ = false;
+  out_ << "✗ " << text << '\n' << std::flush;
+}
+
+void ShopDay::receive(const std::string& line) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(line.data());
+  const auto event = platform::JSONSerialization::JSONObjectWithData({bytes, line.size()}, nullptr);
+  const bool isEvent = event && event->find("actor") != nullptr && event->find("what") != nullptr;
+  if (!isEvent) return events_.add({"shop", "writes", line});
+  events_.add({std::string(at(*event, "actor").text()), std::string(at(*event, "what").text()), at(*event, "details")});
+}
+
+void ShopDay::end() {
+  shop_->write(R"({"event": "end"})");
+  if (const int status = shop_->wait(); status != 0) differ("the shop ends with " + std::to_string(status));
+  events_.close();
+  for (const auto& [actor, what, details] : events_.takeAll()) {
+    if (actor == "module" && what == "log") continue;
+    differ("only here: " + actor + ", " + what + " " + textOf(scenario_.redaction.value(details)));
+  }
+  shop_.reset();
+}
