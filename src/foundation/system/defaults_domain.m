@@ -17,6 +17,17 @@ static NSDictionary *presentDomain(NSString *suite) {
   return domain != nil ? domain : [[NSUserDefaults standardUserDefaults] persistentDomainForName:suite];
 }
 
+/// Foundation says nothing; the values live on in this process alone.
+static void noteUnlessWritable(NSString *folder) {
+  static BOOL isNoted;
+  if (isNoted || [[NSFileManager defaultManager] isWritableFileAtPath:folder]) return;
+  isNoted = YES;
+  NSLog(
+      @"PellionMessaging: the folder of the user defaults, %@, cannot be written, so what is stored there is lost when "
+      @"the program ends, and no other process sees it; make it writable, or name another in GNUstep's configuration",
+      folder);
+}
+
 id foundation_defaultsValue(id suite, id key) { return [presentDomain(suite) objectForKey:key]; }
 
 void foundation_setDefaultsValue(id suite, id key, id value) {
@@ -25,6 +36,7 @@ void foundation_setDefaultsValue(id suite, id key, id value) {
   [domain setObject:value forKey:key];
   [defaults setPersistentDomain:domain forName:suite];
   [defaults synchronize];
+  noteUnlessWritable(GSDefaultsRootForUser(NSUserName()));
 }
 
 void foundation_synchronizeDefaults(void) { [[NSUserDefaults standardUserDefaults] synchronize]; }

@@ -8,7 +8,7 @@ namespace {
 
 using platform::Value;
 
-std::optional<Value> bytesOf(const std::optional<std::string>& text) {
+std::optional<Value> bodyOf(const std::optional<std::string>& text) {
   return text ? std::optional(Value::bytes(*text)) : std::nullopt;
 }
 
@@ -16,11 +16,11 @@ std::optional<Value> bytesOf(const std::optional<std::string>& text) {
 
 std::optional<Value> signedPayload(const Value& payload, std::string_view secret) {
   const Value claims = platform::JSONSerialization::dataWithJSONObject(payload);
-  return bytesOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), secret));
+  return bodyOf(signedJWT(R"({"alg":"HS256","typ":"JWT"})", claims.bytes(), secret));
 }
 
 std::optional<Value> signedGzip(const Value& bytes, std::string_view secret) {
-  return bytesOf(signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), secret));
+  return bodyOf(signedJWT(R"({"alg":"HS256","cty":"application/gzip"})", bytes.asBytes("bytes"), secret));
 }
 
 }  // namespace services

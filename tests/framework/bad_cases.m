@@ -1,0 +1,143 @@
+// What an application may do wrong. Nothing crashes; what cannot go on says why.
+#import "tests/framework/application.h"
+
+#include <objc/runtime.h>
+
+static void startsWithoutADelegate(void) {
+  setUp();
+  launch(nil, nil);
+  deliverToken("a");
+  deliverInForeground(1);
+  CHECK_EQUAL(takeNotes(), @"");
+  CHECK_EQUAL(seenToken(), @"");
+  [[UNUserNotificationCenter currentNotificationCenter] setDelegate:[CenterDelegate new]];  // may be set later
+  deliverInForeground(2);
+  CHECK_EQUAL(takeNotes(), @"present");
+  CHECK_EQUAL(seenNumber(), @"2");
+}
+
+static void startsTwice(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  [PLMessaging startService];
+  deliverToken("a");
+  deliverInForeground(1);
+  CHECK_EQUAL(takeNotes(), @"token, present");
+  CHECK(countOfLines(@"Push notification JSON payload") == 1);
+}
+
+@interface Starter : NSObject
+@end
+@implementation Starter
++ (void)start:(NSConditionLock *)lock {
+  NSAutoreleasePool *pool = [NSAutoreleasePool new];
+  [PLMessaging startService];
+  [pool drain];
+  [lock lock];
+  [lock unlockWithCondition:1];
+}
+@end
+
+static void startsOnAnotherThread(void) {
+  setUp();
+  [[UIApplication sharedApplication] setDelegate:[Delegate new]];
+  NSConditionLock *lock = [[NSConditionLock alloc] initWithCondition:0];
+  [NSThread detachNewThreadSelector:@selector(start:) toTarget:[Starter class] withObject:lock];
+  [lock lockWhenCondition:1];
+  [lock unlock];
+  deliverToken("a");  // it runs on the caller's thread
+  CHECK_EQUAL(takeNotes(), @"token");
+  CHECK_EQUAL(seenToken(), @"a");
+}
+
+static void delegatesMayBeDeallocated(void) {
+  setUp();
+  NSAutoreleasePool *pool = [NSAutoreleasePool new];
+  CenterDelegate *early = [CenterDelegate new];
+  [[UNUserNotificationCenter currentNotificationCenter] setDelegate:early];
+  [early release];  // the center does not keep it
+  Delegate *delegate = [Delegate new];
+  [[UIApplication sharedApplication] setDelegate:delegate];
+  [PLMessaging startService];
+  [delegate release];  // the module keeps this one
+  deliverToken("a");
+  CHECK_EQUAL(takeNotes(), @"token");
+  [[UIApplication sharedApplication] setDelegate:nil];
+  [pool drain];
+  deliverToken("b");
+  deliverInForeground(1);
+  CHECK_EQUAL(takeNotes(), @"");
+  CHECK_EQUAL(seenToken(), @"a");
+}
+
+/// An object of the application in a payload.
+@interface Article : NSObject
+@end
+@implementation Article
+@end
+
+static NSDictionary *payloadWith(id object) {
+  return [NSDictionary dictionaryWithObjectsAndKeys:@"{\"pellionPnID\": 5}", @"addInfo", object, @"object",
+                                                    [NSArray arrayWithObject:object], @"objects", nil];
+}
+
+static void payloadsMayHoldOtherObjects(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  id objects[] = {
+      [NSDate date], [NSURL URLWithString:@"https://shop.example/"], [[Article new] autorelease], [NSNull null]};
+  for (size_t i = 0; i < sizeof objects / sizeof *objects; ++i) {
+    UISystemDeliverInForeground(payloadWith(objects[i]));
+    UISystemDeliverInBackground(payloadWith(objects[i]));
+    UISystemDeliverResponse(payloadWith(objects[i]), UNNotificationDefaultActionIdentifier);
+    CHECK_EQUAL(takeNotes(), @"present, background, response");
+  }
+  CHECK_EQUAL(seenNumber(), @"5");
+}
+
+static void otherObjectsInPlaceOfTextsAreRefused(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  NSDictionary *wrong = [NSDictionary dictionaryWithObject:[[Article new] autorelease] forKey:@"addInfo"];
+  CHECK_CONTAINS(
+      raisedBy(^{
+        UISystemDeliverInForeground(wrong);
+      }),
+      @"NSInvalidArgumentException -[Article dataUsingEncoding:]: unrecognized selector sent to instance 0x");
+  UNNotificationResponse *response =
+      [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:wrong]
+                                           actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
+  [[PLNotificationHandler shared] handleNotificationResponse:response
+                                           completionHandler:^{
+                                             note(@"completed");
+                                           }];
+  CHECK_EQUAL(takeNotes(), @"completed");  // the handler checks every value
+}
+
+static void defineClass(const char *name) {
+  setUp();
+  objc_registerClassPair(objc_allocateClassPair([NSObject class], name, 0));
+  launch([Delegate new], [CenterDelegate new]);
+}
+static void theApplicationHasAClassOfOurName(void) { defineClass("PLMessagingRemoteNotificationsProxy"); }
+static void theApplicationHasAnotherClassOfOurName(void) {
+  defineClass("PLTokenManager");
+  deliverToken("a");
+}
+
+#define CASE(function) \
+  { #function, function, NULL }
+#define ENDS(function, words) \
+  { #function, function, words }
+const struct framework_Case framework_badCases[] = {
+    CASE(startsWithoutADelegate),
+    CASE(startsTwice),
+    CASE(startsOnAnotherThread),
+    CASE(delegatesMayBeDeallocated),
+    CASE(payloadsMayHoldOtherObjects),
+    CASE(otherObjectsInPlaceOfTextsAreRefused),
+    ENDS(theApplicationHasAClassOfOurName,
+         "PellionMessaging: the name of the class PLMessagingRemoteNotificationsProxy is already taken"),
+    ENDS(theApplicationHasAnotherClassOfOurName,
+         "PellionMessaging: the name of the class PLTokenManager is already taken"),
+    {NULL, NULL, NULL}};

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "foundation/runtime/handles.h"
+
+// Cases in Objective-C. Each runs in a process of its own, because the module changes classes and starts once.
+
+struct framework_Case {
+  const char *name;
+  void (*run)(void);
+  const char *lastWords;  ///< part of the sentence with which the program is expected to end; null: it goes on
+};
+
+FOUNDATION_C const struct framework_Case framework_faceCases[];
+FOUNDATION_C const struct framework_Case framework_conflictCases[];
+FOUNDATION_C const struct framework_Case framework_badCases[];
+FOUNDATION_C const struct framework_Case framework_coreLibraryCases[];
+
+/// How many checks have failed; each has written a line to standard error.
+FOUNDATION_C int framework_failures(void);

@@ -1,0 +1,120 @@
+// The core library, as the module uses it.
+#import "tests/framework/application.h"
+
+@protocol CoreLibrary
++ (id)getInstance;
++ (id)sharedInstance;
++ (id)sharedManager;
++ (id)getMainBundle;
++ (id)sharedManagerForDevice;
++ (id)sharedManagerForAnonymousUser;
++ (NSData *)dataForKey:(NSString *)key;
++ (void)setData:(NSData *)data forKey:(NSString *)key;
++ (int64_t)getTimeinLong;
++ (void)processError:(id)json aaaUtil:(id)manager;
++ (void)getAppVersionIDWithSuccess:(void (^)(NSString *))success failure:(void (^)(NSError *))failure;
+- (NSString *)deviceID;
+- (BOOL)isAnonymousUser;
+- (NSString *)anonid;
+- (NSString *)mapid;
+- (BOOL)enableGzip;
+- (NSString *)getQvInfoFilePath;
+- (NSString *)extensionAppGroup;
+- (NSString *)pathForResource:(NSString *)name ofType:(NSString *)type;
+- (NSData *)encodeWithJWT:(NSDictionary *)payload;
+- (NSData *)pl_gzippedDataWithCompressionLevel:(float)level;
+@end
+
+static Class<CoreLibrary> named(NSString *name) { return NSClassFromString(name); }
+
+static void itAnswersFromTheConfiguration(void) {
+  setUp();
+  NSString *folder = newFolder();
+  NSDictionary *entries =
+      [NSDictionary dictionaryWithObjectsAndKeys:@"m", @"MAP_ID", @"group", @"APP_GROUP", @"anonymous", @"ANONYMOUS_ID",
+                                                 [NSNumber numberWithBool:YES], @"ANONYMOUS_USER",
+                                                 [NSNumber numberWithBool:YES], @"GZIP", nil];
+  NSString *file = configurationFile(folder, entries);
+  CHECK([PLCoreLibrary useConfigurationFile:file storage:folder error:NULL]);
+  id<CoreLibrary> files = [named(@"QVFileManager") sharedInstance];
+  id<CoreLibrary> user = [named(@"QVPIIManager") getInstance];
+  CHECK([user isAnonymousUser] && [files enableGzip]);
+  CHECK_EQUAL([user anonid], @"anonymous");
+  CHECK_EQUAL([[named(@"QVSystemProperties") sharedInstance] mapid], @"m");
+  CHECK_EQUAL([files extensionAppGroup], @"group");
+  id<CoreLibrary> bundle = [named(@"PLBundle") getMainBundle];
+  CHECK_EQUAL([bundle pathForResource:[files getQvInfoFilePath] ofType:@"plist"], file);
+  CHECK([bundle pathForResource:@"Other" ofType:@"plist"] == nil);
+  [named(@"QVSystemProperties")
+      getAppVersionIDWithSuccess:^(NSString *appVersionID) {
+        note(appVersionID);
+      }
+      failure:^(NSError *error) {
+        note([error localizedDescription]);
+      }];
+  CHECK_EQUAL(takeNotes(), @"APP_VERSION_ID is not configured.");
+}
+
+static void aWrongConfigurationIsNamedAndLeavesTheFormerInUse(void) {
+  setUp();
+  NSString *folder = newFolder();
+  NSString *file = configurationFile(folder, [NSDictionary dictionaryWithObject:@"x" forKey:@"SERVER_ULR"]);
+  NSError *error = nil;
+  CHECK(![PLCoreLibrary useConfigurationFile:file storage:folder error:&error]);
+  CHECK_CONTAINS([error localizedDescription],
+                 ([NSString stringWithFormat:@"%@: SERVER_ULR is not a known key", file]));
+  CHECK(![PLCoreLibrary useConfigurationFile:@"/nowhere.plist" storage:folder error:&error]);
+  CHECK_CONTAINS([error localizedDescription], @"/nowhere.plist");
+  file = configurationFile(folder, [NSDictionary dictionary]);
+  CHECK(![PLCoreLibrary useConfigurationFile:file storage:@"/proc/nowhere" error:&error]);
+  CHECK_CONTAINS([error localizedDescription], @"/proc/nowhere: the folder for the keychain cannot be used");
+  CHECK_EQUAL([[named(@"QVFileManager") sharedInstance] extensionAppGroup], @"group.framework");
+}
+
+static void theKeychainKeepsItems(void) {
+  setUp();
+  Class<CoreLibrary> keychain = named(@"QVKeyChainWrapper");
+  CHECK([keychain dataForKey:@"a"] == nil);
+  [keychain setData:[NSData dataWithBytes:"1\0" length:2] forKey:@"a"];
+  CHECK_EQUAL([[keychain dataForKey:@"a"] description], [[NSData dataWithBytes:"1\0" length:2] description]);
+}
+
+static void bodiesAreSignedAndCompressed(void) {
+  setUp();
+  id<CoreLibrary> wrapper = [named(@"PLJWTWrapper") sharedManager];
+  NSData *body = [wrapper encodeWithJWT:[NSDictionary dictionaryWithObject:@"b" forKey:@"a"]];
+  NSString *text = [[[NSString alloc] initWithData:body encoding:NSASCIIStringEncoding] autorelease];
+  CHECK_CONTAINS(text, @"eyJhbGciOiJIUzI1NiIsInR5cCI6IkpXVCJ9.eyJhIjoiYiJ9.");
+  NSData *gzip = [(id<CoreLibrary>)body pl_gzippedDataWithCompressionLevel:1];
+  CHECK([gzip length] > 18 && memcmp([gzip bytes], "\x1f\x8b", 2) == 0);
+  CHECK_CONTAINS(raisedBy(^{
+                   [wrapper encodeWithJWT:[NSDictionary dictionaryWithObject:[NSDate date] forKey:@"a"]];
+                 }),
+                 @"NSInvalidArgumentException");
+}
+
+static void theClockAndRejectedResponsesAreTheApplications(void) {
+  setUp();
+  [PLCoreLibrary setClock:^int64_t {
+    return 12;
+  }];
+  CHECK([named(@"QVSystemInfo") getTimeinLong] == 12);
+  [PLCoreLibrary setClock:nil];
+  CHECK([named(@"QVSystemInfo") getTimeinLong] > 1700000000000);
+  [PLCoreLibrary setListener:^(NSString *actor, NSString *what, NSDictionary *details) {
+    note([NSString stringWithFormat:@"%@ %@ %@", actor, what, [details objectForKey:@"identity"]]);
+  }];
+  Class<CoreLibrary> managers = named(@"PLAAAUtil");
+  [named(@"QVNetworking") processError:nil aaaUtil:[managers sharedManagerForDevice]];
+  [named(@"QVNetworking") processError:@"x" aaaUtil:[managers sharedManagerForAnonymousUser]];
+  CHECK_EQUAL(takeNotes(), @"core library rejected response device, core library rejected response anonymous user");
+}
+
+#define CASE(function) \
+  { #function, function, NULL }
+const struct framework_Case framework_coreLibraryCases[] = {CASE(itAnswersFromTheConfiguration),
+                                                            CASE(aWrongConfigurationIsNamedAndLeavesTheFormerInUse),
+                                                            CASE(theKeychainKeepsItems),
+                                                            CASE(bodiesAreSignedAndCompressed),
+                                                            CASE(theClockAndRejectedResponsesAreTheApplications),
+                                                            {NULL, NULL, NULL}};

@@ -1,0 +1,136 @@
+// The public classes, as an application sees them.
+#import "tests/framework/application.h"
+
+#include <objc/runtime.h>
+
+static void theServiceHasOneInstanceAndItsProperties(void) {
+  setUp();
+  PLMessaging *messaging = [PLMessaging shared];
+  CHECK(messaging == [PLMessaging shared]);
+  CHECK(messaging.pnToken == nil && messaging.APNSToken == nil && messaging.pnID == nil);
+  CHECK(messaging.conversionEvent == nil && [messaging.pellionPnID count] == 0);
+  [messaging updateLogMsgIds:payload(12)];
+  CHECK_EQUAL([messaging.pnID description], @"12");
+  CHECK([messaging.pellionPnID containsObject:[NSNumber numberWithInt:12]]);
+  CHECK_EQUAL([[messaging valueForKey:@"pnID"] description], @"12");
+  messaging.APNSToken = [NSData dataWithBytes:"abc" length:3];
+  CHECK_EQUAL(seenToken(), @"abc");
+  [messaging updateBadgeCount:3];
+  CHECK([messaging getBadgeCount] == 3);
+  CHECK(countOfLines(@"APNs Device Token : 616263") == 1);
+}
+
+static void theServiceLooksValuesUp(void) {
+  setUp();
+  PLMessaging *messaging = [PLMessaging shared];
+  NSDictionary *parsed = [messaging parseBodyString:@"{\"a\": [{\"b\": {\"c\": 7}}]}"];
+  CHECK_EQUAL([[messaging findValueForKey:@"c" inDictionary:parsed] description], @"7");
+  CHECK([messaging findValueForKey:@"d" inDictionary:parsed] == nil);
+  CHECK([messaging parseBodyString:@"no JSON"] == nil);
+  NSDictionary *button = [NSDictionary dictionaryWithObject:@"track" forKey:@"action"];
+  NSArray *buttons = [NSArray arrayWithObject:button];
+  CHECK_EQUAL([[messaging getActionButtonById:@"track" inArray:buttons] description], [button description]);
+  CHECK([messaging getActionButtonById:@"other" inArray:buttons] == nil);
+}
+
+static void whatAPayloadRaisesReachesTheApplication(void) {
+  setUp();
+  NSDictionary *wrong = [NSDictionary dictionaryWithObject:[NSNumber numberWithInt:1] forKey:@"addInfo"];
+  CHECK_CONTAINS(raisedBy(^{
+                   [[PLMessaging shared] updateLogMsgIds:wrong];
+                 }),
+                 @"NSInvalidArgumentException");
+}
+
+static void instancesCannotBeMade(void) {
+  static NSString *const names[] = {@"PLMessaging", @"PLNotificationHandler", @"PLAppDelegateSwizzler"};
+  setUp();
+  for (int isStarted = 0; isStarted < 2; ++isStarted) {
+    for (size_t i = 0; i < sizeof names / sizeof *names; ++i) {
+      id cls = NSClassFromString(names[i]);
+      NSString *raised = raisedBy(^{
+        [cls alloc];
+      });
+      NSString *start = [NSString stringWithFormat:@"NSInvalidArgumentException +[%@ alloc]: the application makes no "
+                                                   @"instances of this class; use ",
+                                                   names[i]];
+      CHECK_CONTAINS(raised, start);
+    }
+    [PLMessaging startService];
+  }
+}
+
+static void subclassesAreRefused(void) {
+  setUp();
+  Class subclass = objc_allocateClassPair([PLMessaging class], "ShopMessaging", 0);
+  objc_registerClassPair(subclass);
+  NSString *const refusal = @"PLMessaging cannot be subclassed; send the message to PLMessaging itself";
+  CHECK_CONTAINS(raisedBy(^{
+                   [(id)subclass shared];
+                 }),
+                 refusal);
+  CHECK_CONTAINS(raisedBy(^{
+                   [(id)subclass startService];
+                 }),
+                 refusal);
+  CHECK_CONTAINS(raisedBy(^{
+                   [[(id)subclass alloc] release];
+                 }),
+                 @"+[ShopMessaging alloc]");
+}
+
+static void theHandlerOpensTheClickActionAndCompletesOnce(void) {
+  setUp();
+  UISystemSetListener(^(NSString *what, id details) {
+    note([NSString stringWithFormat:@"%@ %@", what, details]);
+  });
+  NSDictionary *info = [NSDictionary dictionaryWithObject:@"{\"clickAction\": \"https://shop.example/\"}"
+                                                   forKey:@"addInfo"];
+  UNNotificationResponse *response =
+      [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:info]
+                                           actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
+  PLNotificationHandler *handler = [PLNotificationHandler shared];
+  CHECK(handler == [PLNotificationHandler shared]);
+  [handler handleNotificationResponse:response
+                    completionHandler:^{
+                      note(@"completed");
+                    }];
+  CHECK_EQUAL(takeNotes(), @"completed");
+  [handler handleNotificationResponse:nil completionHandler:nil];
+  runUntilNoted();
+  CHECK_EQUAL(takeNotes(), @"opened URL https://shop.example/");
+}
+
+static void interceptorsAreRegisteredForAsLongAsTheyLive(void) {
+  setUp();
+  Delegate *delegate = [Delegate new];
+  launch(delegate, nil);
+  Delegate *interceptor = [Delegate new];
+  NSString *identifier = [PLAppDelegateSwizzler registerAppDelegateInterceptor:interceptor];
+  CHECK([identifier hasPrefix:@"PLX_0x"]);
+  CHECK_EQUAL([PLAppDelegateSwizzler registerAppDelegateInterceptor:interceptor], identifier);
+  CHECK([PLAppDelegateSwizzler registerAppDelegateInterceptor:nil] == nil);
+  CHECK([PLAppDelegateSwizzler registerAppDelegateInterceptor:@"no interceptor"] == nil);
+  CHECK([PLAppDelegateSwizzler isAppDelegateProxyEnabled]);
+  deliverToken("a");
+  CHECK_EQUAL(takeNotes(), @"token, token");
+  [PLAppDelegateSwizzler unregisterAppDelegateInterceptorWithIdentifier:identifier];
+  [PLAppDelegateSwizzler unregisterAppDelegateInterceptorWithIdentifier:nil];
+  deliverToken("b");
+  CHECK_EQUAL(takeNotes(), @"token");
+  [PLAppDelegateSwizzler registerAppDelegateInterceptor:interceptor];
+  [interceptor release];
+  deliverToken("c");
+  CHECK_EQUAL(takeNotes(), @"token");
+  CHECK(countOfLines(@"cannot find interceptor with ID") == 1);
+}
+
+const struct framework_Case framework_faceCases[] = {
+    {"theServiceHasOneInstanceAndItsProperties", theServiceHasOneInstanceAndItsProperties, NULL},
+    {"theServiceLooksValuesUp", theServiceLooksValuesUp, NULL},
+    {"whatAPayloadRaisesReachesTheApplication", whatAPayloadRaisesReachesTheApplication, NULL},
+    {"instancesCannotBeMade", instancesCannotBeMade, NULL},
+    {"subclassesAreRefused", subclassesAreRefused, NULL},
+    {"theHandlerOpensTheClickActionAndCompletesOnce", theHandlerOpensTheClickActionAndCompletesOnce, NULL},
+    {"interceptorsAreRegisteredForAsLongAsTheyLive", interceptorsAreRegisteredForAsLongAsTheyLive, NULL},
+    {NULL, NULL, NULL}};
