@@ -83,6 +83,6 @@ std::string nameOf(const testing::TestParamInfo<framework_Case>& info) { return 
 INSTANTIATE_TEST_SUITE_P(Face, FrameworkTest, testing::ValuesIn(allIn(framework_faceCases)), nameOf);
 INSTANTIATE_TEST_SUITE_P(Conflicts, FrameworkTest, testing::ValuesIn(allIn(framework_conflictCases)), nameOf);
 INSTANTIATE_TEST_SUITE_P(BadCases, FrameworkTest, testing::ValuesIn(allIn(framework_badCases)), nameOf);
-INSTANTIATE_TEST_SUITE_P(CoreLibrary, FrameworkTest, testing::ValuesIn(allIn(framework_coreLibraryCases)), nameOf);
+INSTANTIATE_TEST_SUITE_P(Library, FrameworkTest, testing::ValuesIn(allIn(framework_coreLibraryCases)), nameOf);
 
 }  // namespace

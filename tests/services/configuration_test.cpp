@@ -15,7 +15,7 @@ using platform::Value;
 using testing::HasSubstr;
 
 template <class Work>
-std::string errorOf(const Work& work) {
+std::string configurationErrorOf(const Work& work) {
   return test::thrown<services::ConfigurationError>(work);
 }
 
@@ -38,7 +38,7 @@ TEST(Configuration, namesTheFileTheKeyAndTheExpectedValue) {
   };
   for (const auto& [overrides, expected] : cases) {
     const Value dictionary = test::configuration("https://example.test", overrides);
-    EXPECT_THAT(errorOf([&] { services::configurationFrom(dictionary, "/bundle/PellionInfo.plist"); }),
+    EXPECT_THAT(configurationErrorOf([&] { services::configurationFrom(dictionary, "/bundle/PellionInfo.plist"); }),
                 HasSubstr(expected));
   }
 }
@@ -58,7 +58,7 @@ TEST(Configuration, readsTheFileAndFindsTheAuthoritiesBesideIt) {
 TEST(Configuration, reportsWhyAFileCannotBeRead) {
   const test::TemporaryDirectory directory;
   const std::filesystem::path path = directory.path() / "PellionInfo.plist";
-  const auto error = [&] { return errorOf([&] { services::readConfiguration(path); }); };
+  const auto error = [&] { return configurationErrorOf([&] { services::readConfiguration(path); }); };
   EXPECT_THAT(error(), HasSubstr(path.string()));
   for (const char* text : {"<plist><array/></plist>", "not a property list"}) {
     std::ofstream(path) << text;

@@ -84,7 +84,7 @@ ShopDay::ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle
       timeline_(out, {.inColour = inColour, .abridges = true}),
       out_(out),
       backend_({.secret = std::string(at(scenario.configuration.value, "JWT_SECRET").text()),
-                .tell =
+                .notify =
                     [this](std::string_view what, const Value& details) {
                       events_.add({"backend", std::string(what), details});
                     },
