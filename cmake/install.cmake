@@ -1,5 +1,6 @@
 # What `cmake --install` installs, and where. Component `program`: what users run (command line, module, their pages).
-# Component `development`: what other projects need to build with the module.
+# Component `development`: what other projects need to build with the module. Component `foundation`: what projects in
+# Objective-C need besides.
 
 include(CMakePackageConfigHelpers)
 set(PELLION_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
@@ -49,6 +50,23 @@ set(backend_headers answer backend jwt_reader received_request)
 list(TRANSFORM backend_headers REPLACE ".+" "pellion/backend/\\0.h")
 pellion_install_headers(${PROJECT_SOURCE_DIR}/apps ${backend_headers})
 
+# Objective-C: <PellionMessaging/PellionMessaging.h> and @import PellionMessaging, as a framework has them.
+if(PELLION_HAS_OBJC)
+  install(TARGETS PellionObjC PellionFoundation PellionCoreLibrary EXPORT PellionMessagingFoundation
+          ARCHIVE COMPONENT foundation)
+  install(EXPORT PellionMessagingFoundation NAMESPACE PellionMessaging:: DESTINATION ${config_dir} COMPONENT foundation)
+  install(FILES cmake/PellionObjC.cmake DESTINATION ${config_dir} COMPONENT foundation)
+  set(framework src/framework/PellionMessaging)
+  set(framework_headers PellionMessaging PLAppDelegateSwizzler PLDefines PLMessaging PLNotificationHandler)
+  list(TRANSFORM framework_headers REPLACE ".+" "${framework}/\\0.h")
+  install(FILES ${framework_headers} ${framework}/module.modulemap DESTINATION ${include_dir} COMPONENT foundation)
+  # GNUstep's headers need it; behind all other folders, so that a package's own comes first.
+  set(objc_headers ${CMAKE_INSTALL_LIBDIR}/PellionMessaging/include)
+  install(FILES src/foundation/headers/objc/blocks_runtime.h DESTINATION ${objc_headers}/objc COMPONENT foundation)
+  install(FILES src/framework/PellionCoreLibrary/PellionCoreLibrary.h
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/PellionCoreLibrary COMPONENT foundation)
+endif()
+
 # Files with which other projects find them: by find_package(PellionMessaging) or by pkg-config.
 install(EXPORT PellionMessaging NAMESPACE PellionMessaging:: DESTINATION ${config_dir} COMPONENT development)
 configure_package_config_file(cmake/PellionMessagingConfig.cmake.in PellionMessagingConfig.cmake
@@ -68,6 +86,18 @@ pellion_install_pkgconfig(PellionMessaging "${PROJECT_DESCRIPTION}" PellionHost)
 pellion_install_pkgconfig(PellionHost "A simulated phone for the module to run on" ${PELLION_HOST_MODULES})
 pellion_install_pkgconfig(PellionBackend "A backend on loopback that records and decodes the module's requests"
                           PellionHost ${PELLION_BACKEND_MODULES})
+
+if(PELLION_HAS_OBJC)
+  list(JOIN PELLION_HOST_MODULES " " requires)
+  list(JOIN PELLION_OBJC_FLAGS " " objc_flags)
+  list(TRANSFORM PELLION_OBJC_DEFINITIONS PREPEND -D OUTPUT_VARIABLE objc_definitions)
+  list(JOIN objc_definitions " " objc_definitions)
+  list(JOIN PELLION_CORE_LIBRARY_SYMBOLS " " core_library_symbols)
+  foreach(name IN ITEMS PellionFoundation PellionCoreLibrary)
+    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pkgconfig_dir} COMPONENT foundation)
+  endforeach()
+endif()
 
 # Manual page, changelog, documents, shell completions.
 function(pellion_install_compressed source directory name)

@@ -1,4 +1,5 @@
-# What `cpack --preset package` makes: pellion_*.deb for users, libpellionmessaging-dev_*.deb for developers.
+# What `cpack --preset package` makes: pellion_*.deb for users, libpellionmessaging-dev_*.deb for developers,
+# libpellionfoundation-dev_*.deb for developers in Objective-C.
 
 set(CPACK_PACKAGE_CONTACT "PellionMessaging maintainers <pellion@example.org>" CACHE STRING "Debian's Maintainer")
 set(CPACK_GENERATOR DEB)
@@ -30,5 +31,16 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "pellion (= ${PROJECT_VERSION}-1), 
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
     "Headers, the simulated phone and the local backend as static libraries, and
 what CMake and pkg-config need to find them.")
+
+if(PELLION_HAS_OBJC)
+  list(APPEND CPACK_COMPONENTS_ALL foundation)
+  set(CPACK_DEBIAN_FOUNDATION_PACKAGE_NAME libpellionfoundation-dev)
+  set(CPACK_DEBIAN_FOUNDATION_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_FOUNDATION_PACKAGE_DEPENDS
+      "libpellionmessaging-dev (= ${PROJECT_VERSION}-1), clang, gobjc, libgnustep-base-dev")
+  set(CPACK_DEBIAN_FOUNDATION_DESCRIPTION
+      "For programs in Objective-C: the module over GCC's runtime and GNUstep Base,
+its Objective-C headers, and a core library for programs that have none.")
+endif()
 
 include(CPack)
