@@ -56,6 +56,16 @@ static void methodsOfTheApplicationsDelegateExchangedAfterTheStart(void) {
   CHECK_EQUAL(seenToken(), @"a");
 }
 
+static void methodsOfTheDelegatesSubclassExchangedAfterTheStart(void) {
+  setUp();
+  Delegate *delegate = [Delegate new];
+  launch(delegate, nil);
+  exchange(object_getClass(delegate), tokenSelector(), @selector(kit_application:didRegister:));
+  deliverToken("a");
+  CHECK_EQUAL(takeNotes(), @"kit, token");
+  CHECK_EQUAL(seenToken(), @"a");
+}
+
 static void methodsOfTheCenterDelegateExchangedAfterTheStart(void) {
   setUp();
   launch(nil, [CenterDelegate new]);
@@ -293,6 +303,7 @@ static void theCenterDelegateForwards(void) {
   { #function, function, NULL }
 const struct framework_Case framework_conflictCases[] = {CASE(methodsExchangedBeforeTheStart),
                                                          CASE(methodsOfTheApplicationsDelegateExchangedAfterTheStart),
+                                                         CASE(methodsOfTheDelegatesSubclassExchangedAfterTheStart),
                                                          CASE(methodsOfTheCenterDelegateExchangedAfterTheStart),
                                                          CASE(subclassDerivedBeforeTheStart),
                                                          CASE(hiddenSubclassDerivedBeforeTheStart),

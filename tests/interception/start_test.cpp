@@ -12,6 +12,7 @@
 #include "host/objc/runtime_functions.h"
 #include "interception/badge_hooks.h"
 #include "network/PLTokenManager.h"
+#include "platform/key_value_observing.h"
 #include "tests/interception/interception_fixture.h"
 
 namespace {
@@ -42,6 +43,51 @@ TEST_F(Interception, StartsOnceAndDoesNotRetry) {
   proxy().unswizzleAllMethods();
   host::deliverDeviceToken(&token);
   EXPECT_THAT(phone_.takeLog(), IsEmpty()) << "no interceptor any more";
+}
+
+id noName(id, SEL) { return nullptr; }
+void ignoreName(id, SEL, id) {}
+void noteName(id, SEL, id, id, id, void*) { note('N', "name"); }
+
+// Key-value observing makes an object an instance of a subclass that `class` hides.
+TEST_F(Interception, InterceptsDelegatesThatAreObservedBeforeOrAfterTheStart) {
+  const Class observing = makeClass("NameObserver");
+  addMethod(observing, platform::observeValueForKeyPathSelector, noteName);
+  const Strong observer = makeInstance(observing);
+  const Class delegateClass = appDelegateClass("ShopDelegate");
+  const Class centerClass = centerDelegateClass<'A'>("CenterDelegate");
+  const Strong delegate = makeInstance(delegateClass);
+  const Strong first = makeInstance(centerClass);
+  const Strong second = makeInstance(makeClass("Second", centerClass));
+  for (const Class cls : {delegateClass, centerClass}) {
+    addMethod(cls, "name", noName);
+    addMethod(cls, "setName:", ignoreName);
+  }
+  const auto observe = [&](const Strong& object) {
+    platform::addObserver(object.get(), observer.get(), "name", 0, nullptr);
+  };
+  const auto rename = [&](const Strong& object) {
+    platform::send<void(id)>(object.get(), sel("setName:"), nullptr);
+    return takeCalls();
+  };
+  observe(delegate);
+  observe(first);
+  setCenterDelegate(first.get());
+  host::startApplication(delegate);
+  PLMessaging::startService();
+  EXPECT_THAT(rename(delegate), IsEmpty()) << "its observing has ended";
+  EXPECT_THAT(rename(first), ElementsAre("N name"));
+  present();
+  EXPECT_THAT(takeCalls(), ElementsAre("A present after 7"));
+  setCenterDelegate(second.get());
+  observe(delegate);
+  observe(second);
+  EXPECT_THAT(rename(second), ElementsAre("N name"));
+  present();
+  EXPECT_THAT(takeCalls(), ElementsAre("A present after 7"));
+  const Value token = Value::bytes("\x0a");
+  host::deliverDeviceToken(&token);
+  EXPECT_EQ(PLMessaging::shared().APNSToken(), token);
 }
 
 // What other code may look up, and what a debugger shows: a class, its superclass and methods that others send to it.
