@@ -15,9 +15,11 @@ static NSDictionary *entryOf(NSString *argument) {
                                                     [NSNumber numberWithInt:4], @"status", nil];
 }
 
+static NSUserDefaults *defaultsOfAccount(void) { return [NSUserDefaults standardUserDefaults]; }
+
 int main(int argc, char *argv[]) {
   NSAutoreleasePool *pool = [NSAutoreleasePool new];
-  NSUserDefaults *defaults = [NSUserDefaults standardUserDefaults];
+  NSUserDefaults *defaults = defaultsOfAccount();
   NSMutableDictionary *shared =
       [NSMutableDictionary dictionaryWithDictionary:[defaults persistentDomainForName:appGroup]];
   NSMutableArray *pending = [NSMutableArray arrayWithArray:[shared objectForKey:pendingKey]];

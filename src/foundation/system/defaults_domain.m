@@ -7,14 +7,16 @@ id foundation_defaultsLockPath(void) {
   return exists && isFolder ? [folder stringByAppendingPathComponent:@".pellion.lock"] : nil;
 }
 
+static NSUserDefaults *defaultsOfAccount(void) { return [NSUserDefaults standardUserDefaults]; }
+
 // GNUstep compares whole seconds to see whether another process has changed a domain, and misses a change in the same
 // second. So the domain is read from its file, after this process's own changes were written there.
 static NSDictionary *presentDomain(NSString *suite) {
-  [[NSUserDefaults standardUserDefaults] synchronize];
+  [defaultsOfAccount() synchronize];
   NSString *folder = GSDefaultsRootForUser(NSUserName());
   NSString *file = [[folder stringByAppendingPathComponent:suite] stringByAppendingPathExtension:@"plist"];
   NSDictionary *domain = [NSDictionary dictionaryWithContentsOfFile:file];
-  return domain != nil ? domain : [[NSUserDefaults standardUserDefaults] persistentDomainForName:suite];
+  return domain != nil ? domain : [defaultsOfAccount() persistentDomainForName:suite];
 }
 
 /// Foundation says nothing; the values live on in this process alone.
@@ -31,7 +33,7 @@ static void noteUnlessWritable(NSString *folder) {
 id foundation_defaultsValue(id suite, id key) { return [presentDomain(suite) objectForKey:key]; }
 
 void foundation_setDefaultsValue(id suite, id key, id value) {
-  NSUserDefaults *defaults = [NSUserDefaults standardUserDefaults];
+  NSUserDefaults *defaults = defaultsOfAccount();
   NSMutableDictionary *domain = [NSMutableDictionary dictionaryWithDictionary:presentDomain(suite)];
   [domain setObject:value forKey:key];
   [defaults setPersistentDomain:domain forName:suite];
@@ -39,4 +41,4 @@ void foundation_setDefaultsValue(id suite, id key, id value) {
   noteUnlessWritable(GSDefaultsRootForUser(NSUserName()));
 }
 
-void foundation_synchronizeDefaults(void) { [[NSUserDefaults standardUserDefaults] synchronize]; }
+void foundation_synchronizeDefaults(void) { [defaultsOfAccount() synchronize]; }
