@@ -63,6 +63,45 @@ std::string textOf(const Value& value) {
   return '{' + text + '}';
 }
 
+/// The shop is an application of its own, so it cannot be what any scenario describes.
+void refuseOtherSteps(const pellion::Scenario& scenario) {
+  constexpr std::string_view played[] = {"say",
+                                         "launch",
+                                         "token",
+                                         "deliver",
+                                         "deliverInBackground",
+                                         "tap",
+                                         "respond",
+                                         "dismiss",
+                                         "goal",
+                                         "endSession",
+                                         "badge",
+                                         "extension",
+                                         "activate",
+                                         "advance",
+                                         "expect",
+                                         "setNotificationDelegate"};
+  std::string known;
+  for (const std::string_view name : played) known.append(known.empty() ? "" : ", ").append(name);
+  std::size_t launches = 0;
+  for (const pellion::Step& step : scenario.steps) {
+    const std::string_view name = step.kind->name;
+    if (std::ranges::find(played, name) == std::end(played)) {
+      throw pellion::errorAt(
+          scenario.file, step.position,
+          "the shop in Objective-C does not play the step \"" + std::string(name) + "\"; it plays " + known);
+    }
+    if (name == "setNotificationDelegate" && step.argument.value != Value("MemberNotificationDelegate")) {
+      throw pellion::errorAt(scenario.file, step.argument.position,
+                             "the shop in Objective-C has no such delegate to set; it has MemberNotificationDelegate");
+    }
+    if (name == "launch" && ++launches > 1) {
+      throw pellion::errorAt(scenario.file, step.position,
+                             "the shop in Objective-C is launched once; remove this step");
+    }
+  }
+}
+
 Value actionIdentifier(const Value& with) {
   if (with == Value("tap")) return platform::UNNotificationDefaultActionIdentifier;
   if (with == Value("dismiss")) return platform::UNNotificationDismissActionIdentifier;
@@ -89,6 +128,7 @@ ShopDay::ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle
                       events_.add({"backend", std::string(what), details});
                     },
                 .keepsRequests = false}) {
+  refuseOtherSteps(scenario);
   pellion::TemporaryDirectory::write([this] { configure(); });
 }
 

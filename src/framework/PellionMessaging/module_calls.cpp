@@ -13,7 +13,6 @@
 namespace framework {
 namespace {
 
-using platform::enter;
 using platform::Value;
 
 /// A value of the application, null for null.
