@@ -30,7 +30,7 @@ class FormatArgument {
   }
   FormatArgument(const Value& value) : kind_(Kind::value), pointer_(&value) {}
   FormatArgument(const Value* value) : kind_(value == nullptr ? Kind::nil : Kind::value), pointer_(value) {}
-  FormatArgument(const std::optional<Value>& value) : FormatArgument(value ? &*value : nullptr) {}
+  FormatArgument(const std::optional<Value>& value) : FormatArgument(orNull(value)) {}
   FormatArgument(const Error& error) : kind_(Kind::error), pointer_(&error) {}
   FormatArgument(const Exception& exception) : FormatArgument(exception.reason()) {}
   FormatArgument(id object) : kind_(object == nullptr ? Kind::nil : Kind::object), pointer_(object) {}

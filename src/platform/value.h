@@ -204,7 +204,10 @@ inline const Value& Value::asDictionary(const char* selector) const {
 }
 
 /// Convert between the two forms of a value that may be absent.
-inline const Value* orNull(const std::optional<Value>& value) { return value ? &*value : nullptr; }
+template <class T>
+const T* orNull(const std::optional<T>& value) {
+  return value ? &*value : nullptr;
+}
 inline std::optional<Value> copied(const Value* value) { return value ? std::optional(*value) : std::nullopt; }
 
 /// Convert a Value to a runtime object (the platform's string, number, dictionary …) and back. Boxing a Kind::object
