@@ -1,3 +1,4 @@
+#include "host/objc/nsinvocation.h"
 #include "host/objc/objc_runtime.h"
 #include "platform/class_face.h"
 #include "platform/exception.h"
@@ -40,7 +41,18 @@ struct Root {
   static void release(id self, SEL) { objc_release(self); }
   static id autorelease(id self, SEL) { return objc_autorelease(self); }
   static void dealloc(id self, SEL) { disposeObject(self); }
-  static id forwardingTarget(id, SEL, SEL) { return nullptr; }
+  static id methodSignature(id self, SEL, SEL selector) { return signatureIn(object_getClass(self), selector); }
+  static id instanceMethodSignature(id self, SEL, SEL selector) { return signatureIn(asClass(self), selector); }
+  static id signatureIn(Class cls, SEL selector) {
+    return makeMethodSignature(method_getTypeEncoding(class_getInstanceMethod(cls, selector)));
+  }
+  static id forwardingTargetForSelector(id, SEL, SEL) { return nullptr; }
+  static void forwardInvocation(id self, SEL, id invocation) {
+    const SEL selector = platform::send<SEL()>(invocation, sel_registerName("selector"));
+    platform::send<void(SEL)>(self, sel_registerName("doesNotRecognizeSelector:"), selector);
+  }
+  static void doesNotRecognizeSelector(id self, SEL, SEL selector) { raiseUnrecognized(self, selector); }
+  static bool resolveNothing(id, SEL, SEL) { return false; }
 
   static id alloc(id self, SEL) { return class_createInstance(asClass(self), 0); }
   static Class classClass(id self, SEL) { return asClass(self); }
@@ -82,13 +94,19 @@ void defineRoot(Class cls) {
       .method<Root::release>("release")
       .method<Root::autorelease>("autorelease")
       .method<Root::dealloc>("dealloc")
-      .method<Root::forwardingTarget>("forwardingTargetForSelector:")
+      .method<Root::forwardingTargetForSelector>("forwardingTargetForSelector:")
+      .method<Root::methodSignature>("methodSignatureForSelector:")
+      .method<Root::forwardInvocation>("forwardInvocation:")
+      .method<Root::doesNotRecognizeSelector>("doesNotRecognizeSelector:")
       .classMethod<Root::alloc>("alloc")
       .classMethod<Root::classClass>("class")
       .classMethod<Root::classSuperclass>("superclass")
       .classMethod<Root::isSubclassOfClass>("isSubclassOfClass:")
       .classMethod<Root::classConforms>("conformsToProtocol:")
       .classMethod<Root::instancesRespond>("instancesRespondToSelector:")
+      .classMethod<Root::instanceMethodSignature>("instanceMethodSignatureForSelector:")
+      .classMethod<Root::resolveNothing>("resolveInstanceMethod:")
+      .classMethod<Root::resolveNothing>("resolveClassMethod:")
       .classMethod<Root::classDescription>("description");
 }
 
@@ -97,6 +115,8 @@ void defineRoot(Class cls) {
 void defineRootClasses(Runtime& runtime) {
   runtime.object = runtime.allocateClassPair(nullptr, "NSObject");
   defineRoot(runtime.object);
+  runtime.resolvesNothing =
+      method_getImplementation(class_getClassMethod(runtime.object, sel_registerName("resolveInstanceMethod:")));
   ClassFace<Object>(runtime.object)
       .method<Object::init>("init")
       .method<Object::copy>("copy")
