@@ -3,6 +3,7 @@
 #include "host/objc/runtime_functions.h"
 #include "platform/exception.h"
 #include "platform/invocation.h"
+#include "platform/object_messages.h"
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"
 
@@ -272,6 +273,57 @@ TEST_F(Forwarding, ClassAddsTheMissingMethodInItsResolver) {
     EXPECT_TRUE(isThere(sub)) << question;
     EXPECT_THROW(ask(makeInstance(sub).get(), "other"), platform::Exception);
   }
+}
+
+TEST_F(Forwarding, ProxyForwardsNearlyEverything) {
+  cls = makeClass("Proxy", objc_getClass("NSProxy"));
+  const Strong proxy = makeInstance(cls);
+  target = makeInstance(makeClass("Model"));
+  const Class model = object_getClass(target.get());
+  addMethod(model, "answer", answer<4>);
+  addMethod(
+      model, "isEqual:", +[](id, SEL, id) { return true; });
+  addMethod(
+      cls, "methodSignatureForSelector:", +[](id, SEL, SEL selector) {
+        return send<id(SEL)>(current->target.get(), sel("methodSignatureForSelector:"), selector);
+      });
+  addMethod(
+      cls, "forwardInvocation:", +[](id, SEL, id invocation) {
+        current->asked.emplace_back(sel_getName(send<SEL()>(invocation, sel("selector"))));
+        send<void(id)>(invocation, sel("invokeWithTarget:"), current->target.get());
+      });
+  EXPECT_EQ(ask(proxy.get()), 4);
+  EXPECT_TRUE(platform::respondsToSelector(proxy.get(), sel("answer")));
+  EXPECT_FALSE(platform::respondsToSelector(proxy.get(), sel("missing")));
+  EXPECT_TRUE(platform::isKindOfClass(proxy.get(), model));
+  EXPECT_TRUE(send<bool(Class)>(proxy.get(), sel("isMemberOfClass:"), model));
+  EXPECT_TRUE(platform::conformsToProtocol(proxy.get(), objc_getProtocol("NSObject")));
+  EXPECT_THAT(asked, ElementsAre("answer", "respondsToSelector:", "respondsToSelector:", "isKindOfClass:",
+                                 "isMemberOfClass:", "conformsToProtocol:"));
+  EXPECT_THAT(raised([&] { ask(proxy.get(), "missing"); }), HasSubstr("-[Proxy missing]: unrecognized selector sent"));
+
+  asked.clear();
+  EXPECT_EQ(platform::classOf(proxy.get()), cls);
+  EXPECT_EQ(send<Class()>(proxy.get(), sel("superclass")), objc_getClass("NSProxy"));
+  EXPECT_FALSE(send<bool(id)>(proxy.get(), sel("isEqual:"), target.get()));
+  EXPECT_TRUE(send<bool()>(proxy.get(), sel("isProxy")));
+  EXPECT_FALSE(send<bool()>(target.get(), sel("isProxy")));
+  EXPECT_EQ(describe(proxy.get()), platform::format("<Proxy: %p>", {proxy.get()}));
+  EXPECT_THAT(asked, ElementsAre()) << "it answers these itself";
+}
+
+TEST_F(Forwarding, ProxyWithoutForwardingRaisesAndItsClassAnswers) {
+  const Class proxyClass = objc_getClass("NSProxy");
+  const Strong proxy = makeInstance(proxyClass);
+  EXPECT_THAT(raised([&] { platform::respondsToSelector(proxy.get(), sel("class")); }),
+              HasSubstr("-[NSProxy respondsToSelector:]: unrecognized selector sent to instance"));
+  EXPECT_THAT(raised([&] { send<id()>(proxy.get(), sel("init")); }), HasSubstr("-[NSProxy init]: unrecognized"));
+  const id asObject = platform::classObject(proxyClass);
+  EXPECT_TRUE(platform::respondsToSelector(asObject, sel("alloc")));
+  EXPECT_FALSE(platform::respondsToSelector(asObject, sel("init")));
+  EXPECT_FALSE(platform::isKindOfClass(asObject, objc_getClass("NSObject")));
+  EXPECT_TRUE(platform::conformsToProtocol(asObject, objc_getProtocol("NSObject")));
+  EXPECT_TRUE(send<bool(SEL)>(asObject, sel("instancesRespondToSelector:"), sel("isProxy")));
 }
 
 }  // namespace

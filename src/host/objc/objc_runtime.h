@@ -171,7 +171,7 @@ struct MethodDeclaration {
   const char* selector;
   const char* types;
 };
-/// Registers a protocol whose methods are optional instance methods.
+/// Registers a protocol that adopts NSObject and whose methods are optional instance methods.
 void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods);
 
 /// Returns the first class from `cls` upwards that `test` accepts, or null.
