@@ -16,7 +16,8 @@
 #include "value/type_encoding.h"
 
 // An observed object is switched to a subclass of its class whose setters notify the observers. The subclass, made once
-// for each class, returns the original class when asked for its class.
+// for each class, returns the original class when asked for its class. When its name is taken, objects keep their
+// class: then only willChangeValueForKey: and didChangeValueForKey: notify the observers.
 
 namespace host {
 
@@ -59,13 +60,13 @@ SEL setterOf(std::string key) {
 
 using Observations = std::vector<std::shared_ptr<Observation>>;
 
-Observations observationsOf(id object, SEL setter) {
+template <class Test>
+Observations observationsOf(id object, Test test) {
   const std::lock_guard lock(objectLock(object));
   Observations found;
   if (headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return found;
   const Observations& all = sideData(object).observations;
-  std::copy_if(all.begin(), all.end(), std::back_inserter(found),
-               [&](const auto& each) { return each->setter == setter; });
+  std::copy_if(all.begin(), all.end(), std::back_inserter(found), [&](const auto& each) { return test(*each); });
   return found;
 }
 
@@ -105,7 +106,7 @@ void notifyingSetter(id self, SEL setter, T value) {
   const Strong kept(self);  // an observer may release the last reference
   const Class original = class_getSuperclass(notifyingClassOf(self));
   const auto set = reinterpret_cast<void (*)(id, SEL, T)>(class_getMethodImplementation(original, setter));
-  const Observations observations = observationsOf(self, setter);
+  const Observations observations = observationsOf(self, [&](const auto& each) { return each.setter == setter; });
   if (observations.empty()) return set(self, setter, value);
   const std::string key = observations.front()->key;
   const Value oldValue = currentValue<T>(self, key);
@@ -113,39 +114,101 @@ void notifyingSetter(id self, SEL setter, T value) {
   notifyObservers(observations, self, oldValue, currentValue<T>(self, key));
 }
 
-template <class T>
-IMP notifyingSetterIf(char letter) {
-  return letter == *platform::encodingOf<T>() ? host::implementationOf(&notifyingSetter<T>) : nullptr;
-}
+/// What observing needs of a property's type.
+struct PropertyType {
+  char letter;
+  IMP notifyingSetter;
+  Value (*currentValue)(id object, const std::string& key);
+};
 template <class... T>
-IMP notifyingSetterAmong(char letter) {
-  IMP found = nullptr;
-  ((found = found != nullptr ? found : notifyingSetterIf<T>(letter)), ...);
-  return found;
+const PropertyType* propertyTypeAmong(char letter) {
+  static const PropertyType types[] = {
+      {*platform::encodingOf<T>(), host::implementationOf(&notifyingSetter<T>), &currentValue<T>}...};
+  const auto* found = std::ranges::find(types, letter, &PropertyType::letter);
+  return found == std::end(types) ? nullptr : found;
 }
-/// Selects by the letter of the property's type; returns null for a type that cannot be observed.
-IMP notifyingSetterFor(char letter) {
-  return notifyingSetterAmong<id, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t, float, double>(
-      letter);
+/// Returns null for a type that cannot be observed.
+const PropertyType* propertyTypeOf(char letter) {
+  return propertyTypeAmong<id, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t, float, double>(letter);
+}
+
+/// Of a key whose setter may be missing: the getter gives the type.
+Value currentValueByGetter(id object, const std::string& key) {
+  const Method getter = class_getInstanceMethod(object_getClass(object), sel_registerName(key.c_str()));
+  const auto letters = typeLetters(method_getTypeEncoding(getter));
+  const PropertyType* type = letters && letters->size() == 3 ? propertyTypeOf(letters->front()) : nullptr;
+  if (type != nullptr) return type->currentValue(object, key);
+  throw platform::Exception("NSUnknownKeyException",
+                            platform::format("[<%@ %p> valueForUndefinedKey:]: this class is not key value "
+                                             "coding-compliant for the key %@.",
+                                             {class_getName(apparentClassOf(object)), object, key}));
+}
+
+Observations observationsOfKey(id object, const std::string& key) {
+  return observationsOf(object, [&](const auto& each) { return each.key == key; });
+}
+std::string keyText(id key) { return std::string(platform::unboxed(key).value_or(Value("")).text()); }
+
+void willChangeValue(id self, SEL, id boxedKey) {
+  std::string key = keyText(boxedKey);
+  if (observationsOfKey(self, key).empty()) return;
+  Value oldValue = currentValueByGetter(self, key);
+  const std::lock_guard lock(objectLock(self));
+  sideData(self).announcedChanges.push_back({std::move(key), std::move(oldValue)});
+}
+
+/// Returns the old value of the latest announced change of the key, which it ends, or nothing.
+std::optional<Value> endAnnouncedChange(id object, const std::string& key) {
+  const std::lock_guard lock(objectLock(object));
+  if (headerOf(object).side.load(std::memory_order_relaxed) == nullptr) return std::nullopt;
+  auto& changes = sideData(object).announcedChanges;
+  const auto latest = std::find_if(changes.rbegin(), changes.rend(), [&](const auto& each) { return each.key == key; });
+  if (latest == changes.rend()) return std::nullopt;
+  std::optional<Value> oldValue = std::move(latest->oldValue);
+  changes.erase(std::next(latest).base());
+  return oldValue;
+}
+
+void didChangeValue(id self, SEL, id boxedKey) {
+  const std::string key = keyText(boxedKey);
+  const std::optional<Value> oldValue = endAnnouncedChange(self, key);
+  if (!oldValue) return;    // not observed when it was announced
+  const Strong kept(self);  // an observer may release the last reference
+  notifyObservers(observationsOfKey(self, key), self, *oldValue, currentValueByGetter(self, key));
 }
 
 class NotifyingClasses {
  public:
+  /// Returns null when its name is taken; the first time, this is reported.
   Class subclassOf(Class original) {
+    const std::string name = "NSKVONotifying_" + original->name;
+    const auto [cls, isFirst] = makeOnce(original, name);
+    if (cls == nullptr && isFirst) {
+      reportObstacle("does not notify observers of " + original->name + " when a setter is called",
+                     "key-value observing needs a class named " + name + ", and the name is taken",
+                     "rename that class, or call willChangeValueForKey: and didChangeValueForKey:");
+    }
+    return cls;
+  }
+
+ private:
+  std::pair<Class, bool> makeOnce(Class original, const std::string& name) {
     const std::lock_guard lock(mutex_);
-    Class& cls = classes_[original];
-    if (cls != nullptr) return cls;
-    Class made = objc_allocateClassPair(original, (std::string("NSKVONotifying_") + original->name).c_str(), 0);
+    const auto [place, isFirst] = classes_.try_emplace(original, nullptr);
+    if (isFirst) place->second = make(original, name);
+    return {place->second, isFirst};
+  }
+  static Class make(Class original, const std::string& name) {
+    const Class made = objc_allocateClassPair(original, name.c_str(), 0);
     if (made == nullptr) return nullptr;
     made->notifiesObservers = true;
     constexpr auto apparent = +[](id self, SEL) { return apparentClassOf(self); };
     class_addMethod(made, sel_registerName("class"), host::implementationOf(apparent),
                     platform::encodingOfFunction(apparent));
     objc_registerClassPair(made);
-    return cls = made;
+    return made;
   }
 
- private:
   std::mutex mutex_;
   std::map<Class, Class> classes_;
 };
@@ -162,15 +225,15 @@ void makeNotify(id object, const std::string& key, SEL setter) {
   if (method == nullptr) return;
   const auto letters = value::typeLetters(method->types);
   const bool isSetter = letters && letters->size() == 4 && letters->front() == 'v';
-  const IMP notifying = isSetter ? notifyingSetterFor(letters->back()) : nullptr;
-  if (notifying == nullptr) raiseUnobservable(object, key, "its setter takes neither an object nor a number");
+  const PropertyType* type = isSetter ? propertyTypeOf(letters->back()) : nullptr;
+  if (type == nullptr) raiseUnobservable(object, key, "its setter takes neither an object nor a number");
   Class cls = notifyingClassOf(object);
   if (cls == nullptr) {
     cls = platform::Process::shared<NotifyingClasses>().subclassOf(object_getClass(object));
-    if (cls == nullptr) raiseUnobservable(object, key, "the name of the notifying class is already taken");
+    if (cls == nullptr) return;
     object_setClass(object, cls);
   }
-  class_addMethod(cls, setter, notifying, method->types);
+  class_addMethod(cls, setter, type->notifyingSetter, method->types);
 }
 
 /// Of several matching registrations, removes the latest. An absent context matches any.
@@ -202,6 +265,13 @@ void removeObservation(id object, id observer, const char* keyPath, std::optiona
 }
 
 }  // namespace
+
+void defineObserving(Runtime& runtime) {
+  platform::ClassFace<Observation>(runtime.object)
+      .method<willChangeValue>("willChangeValueForKey:")
+      .method<didChangeValue>("didChangeValueForKey:");
+}
+
 }  // namespace host
 
 namespace platform {

@@ -25,6 +25,7 @@ struct Runtime::ClassPair {
 
 Runtime::Runtime() {
   defineRootClasses(*this);
+  defineObserving(*this);
   defineBlockClasses(*this);
   defineBoxClasses(*this);
   defineNotificationClass(*this);

@@ -97,11 +97,18 @@ struct Association {
   platform::Strong held;  ///< empty for OBJC_ASSOCIATION_ASSIGN
 };
 
+/// A change that an object has announced by willChangeValueForKey: and not yet ended.
+struct AnnouncedChange {
+  std::string key;
+  platform::Value oldValue;
+};
+
 /// Data that few objects have, made on first use.
 struct SideData {
   std::unordered_set<id*> weakSlots;
   std::vector<Association> associations;
   std::vector<std::shared_ptr<Observation>> observations;
+  std::vector<AnnouncedChange> announcedChanges;
 };
 
 /// Directly precedes every object in memory, classes included.
@@ -143,6 +150,9 @@ inline bool tryRetain(id object) {
 }
 /// The end of every object: weak slots read null, associations and observations end, the memory is freed.
 void disposeObject(id object);
+
+/// Implemented by the phone: reports what the runtime does not do, why, and what to change.
+void reportObstacle(const std::string& effect, const std::string& reason, const std::string& remedy);
 
 /// Returns a copy of `text` that lives as long as the program, the same one for equal texts.
 const char* interned(std::string_view text);
@@ -224,8 +234,9 @@ class Runtime {
   std::map<std::string, Protocol*, std::less<>> protocols_;
 };
 
-// Each function defines its classes in a new runtime, in this order.
+// Each function defines its classes, or methods of NSObject, in a new runtime, in this order.
 void defineRootClasses(Runtime& runtime);
+void defineObserving(Runtime& runtime);
 void defineBlockClasses(Runtime& runtime);
 void defineBoxClasses(Runtime& runtime);
 void defineNotificationClass(Runtime& runtime);

@@ -130,6 +130,10 @@ void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*), bo
   return slot.object.load(std::memory_order_acquire);
 }
 
+void reportObstacle(const std::string& effect, const std::string& reason, const std::string& remedy) {
+  Process::current().report("platform", "blocked", obstacle(effect, reason, remedy));
+}
+
 ProcessScope::ProcessScope(Process& process)
     : previous_(std::exchange(currentProcess, &process)), pool_(objc_autoreleasePoolPush()) {}
 
