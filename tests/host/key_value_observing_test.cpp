@@ -167,6 +167,22 @@ TEST_F(KeyValueObserving, UnhandledChangeRaises) {
                                     "handled.\nKey path: delegate\n.*"));
 }
 
+TEST_F(KeyValueObserving, ProxyForwardsObservingToItsTarget) {
+  static id target = nullptr;
+  target = application.get();
+  const Class cls = makeClass("Proxy", objc_getClass("NSProxy"));
+  addMethod(
+      cls, "forwardingTargetForSelector:", +[](id, SEL, SEL) { return target; });
+  const Strong proxy = makeInstance(cls);
+  platform::addObserver(proxy.get(), watcher.get(), "delegate", newAndOld, nullptr);
+  platform::send<void(id)>(proxy.get(), sel("setDelegate:"), delegate.get());
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].object, application.get());
+  platform::removeObserver(proxy.get(), watcher.get(), "delegate");
+  setDelegate(nullptr);
+  EXPECT_EQ(changes.size(), 1U);
+}
+
 TEST_F(KeyValueObserving, AnnouncedChangesNotifyWithTheValuesAroundThem) {
   const auto change = [&](const char* phase, const char* key) {
     platform::send<void(id)>(application.get(), sel(phase), platform::boxed(Value(key)));

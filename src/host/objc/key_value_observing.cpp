@@ -237,9 +237,7 @@ void makeNotify(id object, const std::string& key, SEL setter) {
 }
 
 /// Of several matching registrations, removes the latest. An absent context matches any.
-void removeObservation(id object, id observer, const char* keyPath, std::optional<void*> context) {
-  if (object == nullptr) return;
-  const std::string key(keyPath == nullptr ? "" : keyPath);
+void removeObservation(id object, id observer, const std::string& key, std::optional<void*> context) {
   std::shared_ptr<Observation> removed;  // destroyed outside the lock
   {
     const std::lock_guard lock(objectLock(object));
@@ -264,10 +262,38 @@ void removeObservation(id object, id observer, const char* keyPath, std::optiona
           {class_getName(apparentClassOf(observer)), observer, key, class_getName(apparentClassOf(object)), object}));
 }
 
+// The messages of observing: a proxy forwards them to the object whose setters are called.
+
+void addObservation(id self, SEL, id observer, id keyPath, std::uint64_t options, void* context) {
+  if (observer == nullptr) return;
+  const std::string key = keyText(keyPath);
+  if (key.empty() || key.find('.') != std::string::npos) raiseUnobservable(self, key, "it is not a single key");
+  const SEL setter = setterOf(key);
+  makeNotify(self, key, setter);
+  auto observation = std::make_shared<Observation>(observer, key, setter, options, context);
+  const std::lock_guard lock(objectLock(self));
+  sideData(self).observations.push_back(std::move(observation));
+}
+void removeLatestObservation(id self, SEL, id observer, id keyPath) {
+  removeObservation(self, observer, keyText(keyPath), std::nullopt);
+}
+void removeObservationOfContext(id self, SEL, id observer, id keyPath, void* context) {
+  removeObservation(self, observer, keyText(keyPath), context);
+}
+
+constexpr const char* addSelector = "addObserver:forKeyPath:options:context:";
+constexpr const char* removeSelector = "removeObserver:forKeyPath:";
+constexpr const char* removeContextSelector = "removeObserver:forKeyPath:context:";
+
+id boxedKeyPath(const char* keyPath) { return platform::boxed(Value(keyPath == nullptr ? "" : keyPath)); }
+
 }  // namespace
 
 void defineObserving(Runtime& runtime) {
   platform::ClassFace<Observation>(runtime.object)
+      .method<addObservation>(addSelector)
+      .method<removeLatestObservation>(removeSelector)
+      .method<removeObservationOfContext>(removeContextSelector)
       .method<willChangeValue>("willChangeValueForKey:")
       .method<didChangeValue>("didChangeValueForKey:");
 }
@@ -277,22 +303,20 @@ void defineObserving(Runtime& runtime) {
 namespace platform {
 
 void addObserver(id object, id observer, const char* keyPath, std::uint64_t options, void* context) {
-  if (object == nullptr || observer == nullptr) return;
-  const std::string key(keyPath == nullptr ? "" : keyPath);
-  if (key.empty() || key.find('.') != std::string::npos) host::raiseUnobservable(object, key, "it is not a single key");
-  const SEL setter = host::setterOf(key);
-  host::makeNotify(object, key, setter);
-  auto observation = std::make_shared<host::Observation>(observer, key, setter, options, context);
-  const std::lock_guard lock(host::objectLock(object));
-  host::sideData(object).observations.push_back(std::move(observation));
+  const AutoreleasePool pool;
+  send<void(id, id, std::uint64_t, void*)>(object, sel_registerName(host::addSelector), observer,
+                                           host::boxedKeyPath(keyPath), options, context);
 }
 
 void removeObserver(id object, id observer, const char* keyPath) {
-  host::removeObservation(object, observer, keyPath, std::nullopt);
+  const AutoreleasePool pool;
+  send<void(id, id)>(object, sel_registerName(host::removeSelector), observer, host::boxedKeyPath(keyPath));
 }
 
 void removeObserver(id object, id observer, const char* keyPath, void* context) {
-  host::removeObservation(object, observer, keyPath, context);
+  const AutoreleasePool pool;
+  send<void(id, id, void*)>(object, sel_registerName(host::removeContextSelector), observer,
+                            host::boxedKeyPath(keyPath), context);
 }
 
 }  // namespace platform
