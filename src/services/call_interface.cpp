@@ -48,6 +48,7 @@ std::uint64_t CallInterface::call(IMP code, id receiver, std::span<const std::ui
   std::vector<std::uint64_t> copies(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(count()));
   copies[0] = std::bit_cast<std::uint64_t>(receiver);
   std::vector<void*> places;
+  places.reserve(copies.size());
   for (std::uint64_t& word : copies) places.push_back(&word);
   std::uint64_t answer = 0;
   ffi_call(&cif_, code, &answer, places.data());

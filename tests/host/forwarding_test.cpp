@@ -245,8 +245,9 @@ TEST_F(Forwarding, ClassAddsTheMissingMethodInItsResolver) {
   const Class meta = object_getClass(platform::classObject(cls));
   addMethod(
       meta, "resolveInstanceMethod:", +[](id self, SEL, SEL selector) {
-        return std::string(sel_getName(selector)) == "answer" &&
-               addMethod(reinterpret_cast<Class>(self), "answer", answer<2>);
+        const auto receiver = reinterpret_cast<Class>(self);
+        return !class_respondsToSelector(receiver, selector) && std::string(sel_getName(selector)) == "answer" &&
+               addMethod(receiver, "answer", answer<2>);
       });
   addMethod(
       meta, "resolveClassMethod:", +[](id self, SEL, SEL selector) {

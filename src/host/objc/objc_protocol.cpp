@@ -30,9 +30,10 @@ std::unique_lock<std::mutex> lockUnlessRegistered(const objc_protocol& protocol)
   return std::unique_lock(protocol.runtime->mutex());
 }
 
-bool conforms(const objc_protocol* protocol, const objc_protocol* wanted) {
-  return protocol == wanted ||
-         std::ranges::any_of(protocol->adopted, [wanted](const objc_protocol* each) { return conforms(each, wanted); });
+bool protocolConforms(const objc_protocol* protocol, const objc_protocol* wanted) {
+  return protocol == wanted || std::ranges::any_of(protocol->adopted, [wanted](const objc_protocol* each) {
+           return protocolConforms(each, wanted);
+         });
 }
 
 /// The protocol's own descriptions come first, then those of the protocols that it adopts, in the order of adoption.
@@ -96,7 +97,7 @@ void protocol_addProtocol(Protocol* protocol, Protocol* addition) {
 bool protocol_conformsToProtocol(Protocol* protocol, Protocol* other) {
   if (protocol == nullptr || other == nullptr) return false;
   const auto lock = host::lockUnlessRegistered(*protocol);
-  return host::conforms(protocol, other);
+  return host::protocolConforms(protocol, other);
 }
 
 bool class_addProtocol(Class cls, Protocol* protocol) {
@@ -109,5 +110,6 @@ bool class_addProtocol(Class cls, Protocol* protocol) {
 bool class_conformsToProtocol(Class cls, Protocol* protocol) {
   if (cls == nullptr || protocol == nullptr) return false;
   const std::lock_guard lock(cls->runtime->mutex());
-  return std::ranges::any_of(cls->protocols, [protocol](Protocol* each) { return host::conforms(each, protocol); });
+  return std::ranges::any_of(cls->protocols,
+                             [protocol](Protocol* each) { return host::protocolConforms(each, protocol); });
 }
