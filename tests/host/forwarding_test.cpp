@@ -226,7 +226,8 @@ TEST_F(Forwarding, MethodSignatureDescribesItsEncoding) {
     parts.emplace_back(send<const char*(std::uint64_t)>(signature, sel("getArgumentTypeAtIndex:"), i));
   }
   EXPECT_THAT(parts, ElementsAre("B", "s", "@\"NSString\"", "^{Point=ii}", "@?<v@?>"));
-  EXPECT_THROW(send<const char*(std::uint64_t)>(signature, sel("getArgumentTypeAtIndex:"), 7), platform::Exception);
+  EXPECT_THROW(send<const char*(std::uint64_t)>(signature, sel("getArgumentTypeAtIndex:"), std::uint64_t{7}),
+               platform::Exception);
   EXPECT_TRUE(send<bool(id)>(signatureOf("i@:@"), sel("isEqual:"), signatureOf("i24@0:8@16")));
   EXPECT_FALSE(send<bool(id)>(signatureOf("i@:@"), sel("isEqual:"), object.get()));
   for (const char* wrong : {static_cast<const char*>(nullptr), "", "v@", "v@:{CGSize=dd}"}) {

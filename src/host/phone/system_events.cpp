@@ -1,6 +1,6 @@
 #include "host/phone/system_events.h"
 
-#include "host/objc/nserror.h"
+#include "host/objects/nserror.h"
 #include "host/phone/process.h"
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"

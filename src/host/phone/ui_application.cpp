@@ -8,8 +8,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/objc/nsurl.h"
 #include "host/objc/objc_runtime.h"
+#include "host/objects/nsurl.h"
 #include "host/phone/process.h"
 #include "platform/object_messages.h"
 #include "platform/send.h"

@@ -1,5 +1,5 @@
-#include "host/objc/nsinvocation.h"
 #include "host/objc/objc_runtime.h"
+#include "host/objects/nsinvocation.h"
 #include "platform/class_face.h"
 #include "platform/exception.h"
 #include "platform/key_value_observing.h"

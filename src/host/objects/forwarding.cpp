@@ -1,8 +1,8 @@
 #include <bit>
 #include <string>
 
-#include "host/objc/nsinvocation.h"
 #include "host/objc/objc_runtime.h"
+#include "host/objects/nsinvocation.h"
 #include "platform/exception.h"
 #include "platform/send.h"
 #include "services/call_interface.h"

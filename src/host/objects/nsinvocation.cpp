@@ -1,4 +1,4 @@
-#include "host/objc/nsinvocation.h"
+#include "host/objects/nsinvocation.h"
 
 #include <algorithm>
 #include <bit>

@@ -135,7 +135,7 @@ const PropertyType* propertyTypeOf(char letter) {
 /// Of a key whose setter may be missing: the getter gives the type.
 Value currentValueByGetter(id object, const std::string& key) {
   const Method getter = class_getInstanceMethod(object_getClass(object), sel_registerName(key.c_str()));
-  const auto letters = typeLetters(method_getTypeEncoding(getter));
+  const auto letters = value::typeLetters(method_getTypeEncoding(getter));
   const PropertyType* type = letters && letters->size() == 3 ? propertyTypeOf(letters->front()) : nullptr;
   if (type != nullptr) return type->currentValue(object, key);
   throw platform::Exception("NSUnknownKeyException",

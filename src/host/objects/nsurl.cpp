@@ -1,4 +1,4 @@
-#include "host/objc/nsurl.h"
+#include "host/objects/nsurl.h"
 
 #include "platform/object_messages.h"
 #include "platform/value.h"
