@@ -37,7 +37,7 @@ class FormatArgument {
   FormatArgument(std::integral auto number) : kind_(Kind::integer), integer_(static_cast<std::int64_t>(number)) {}
 
  private:
-  friend class Formatter;  // implemented by the backend
+  friend class Formatter;  // src/value
   enum class Kind : std::uint8_t { nil, text, value, error, object, integer };
 
   Kind kind_ = Kind::nil;

@@ -55,7 +55,7 @@ Process::~Process() {
   for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
 }
 
-// No other thread is in this process any more. A destructor may ask for slots, ended ones too, and so make more to end.
+// No other thread is in this process now. A destructor may ask for slots, also for ended ones, and so make new ones.
 void Process::endSlots(std::vector<Slot*>& made) {
   while (!made.empty()) {
     const platform::AutoreleasePool pool;  // drained while the classes, which were made first, still exist
