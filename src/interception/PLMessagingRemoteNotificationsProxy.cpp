@@ -3,6 +3,7 @@
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
+#include "appdelegate/donor_methods.h"
 #include "interception/badge_hooks.h"
 #include "interception/platform_access.h"
 #include "messaging/PLMessaging.h"
@@ -19,10 +20,10 @@ void Proxy::defineClass(platform::ClassFace<Proxy>& face) {
       .classMethod<&Proxy::load>("load")
       .classMethod<&Proxy::canPerformMethodSwizzling>("canPerformMethodSwizzling")
       .method<&Proxy::observeValueForKeyPath>(platform::observeValueForKeyPathSelector)
-      .method<&pellionSetApplicationIconBadgeNumber>("pellionSetApplicationIconBadgeNumber:")
-      .method<&Proxy::didRegister>("application:didRegisterForRemoteNotificationsWithDeviceToken:")
-      .method<&Proxy::didFailToRegister>("application:didFailToRegisterForRemoteNotificationsWithError:")
-      .method<&Proxy::didReceiveRemoteNotification>("application:didReceiveRemoteNotification:fetchCompletionHandler:");
+      .method<&pellionSetApplicationIconBadgeNumber>(badgeNumberDonor)
+      .method<&Proxy::didRegister>(::didRegister.target)
+      .method<&Proxy::didFailToRegister>(::didFailToRegister.target)
+      .method<&Proxy::didReceiveRemoteNotification>(didReceive.target);
 }
 
 void Proxy::dealloc() {
@@ -35,10 +36,9 @@ void Proxy::performMethodSwizzlingIfPossible() {
   if (didSwizzleMethods_) return;
   PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods();
   injectSelector(objc_getClass("UIApplication"), sel_registerName("setApplicationIconBadgeNumber:"),
-                 platform::classOf<Proxy>(), sel_registerName("pellionSetApplicationIconBadgeNumber:"));
+                 platform::classOf<Proxy>(), sel_registerName(badgeNumberDonor));
   injectSelector(objc_getClass("UNUserNotificationCenter"), sel_registerName("setBadgeCount:withCompletionHandler:"),
-                 platform::classOf<PLUserNotificationCenter>(),
-                 sel_registerName("pellionSetBadgeCount:withCompletionHandler:"));
+                 platform::classOf<PLUserNotificationCenter>(), sel_registerName(badgeCountDonor));
   platform::classOf<PLUserNotificationCenterDelegate>();
   appDelegateMonitoringID_ = PLAppDelegateSwizzler::registerAppDelegateInterceptor(platform::objectOf(*this));
   if (const Class centerClass = objc_getClass("UNUserNotificationCenter")) {

@@ -9,6 +9,9 @@
 // receiver is the platform's object. After the exchange the donor's selector runs the platform's own setter. Kept:
 // where the platform has no such setter, that selector is missing and sending it raises.
 
+inline constexpr const char* badgeNumberDonor = "pellionSetApplicationIconBadgeNumber:";
+inline constexpr const char* badgeCountDonor = "pellionSetBadgeCount:withCompletionHandler:";
+
 /// Copied into UIApplication in place of `setApplicationIconBadgeNumber:`.
 void pellionSetApplicationIconBadgeNumber(id self, SEL selector, std::int64_t number);
 

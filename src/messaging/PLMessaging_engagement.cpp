@@ -8,6 +8,7 @@
 #include "network/PLTokenManager.h"
 #include "platform/core_library.h"
 #include "platform/log.h"
+#include "platform/object_messages.h"
 #include "platform/text.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
@@ -82,8 +83,7 @@ void PLMessaging::appDidReceiveMessage(const Value* payload, id response) {
   if (!addInfo) return;
   if (const Value* notificationID = rememberID(*addInfo)) {
     storeGoal(*addInfo);
-    const std::optional<Value> identifier =
-        platform::unboxed(platform::send<id()>(response, sel_registerName("actionIdentifier")));
+    const std::optional<Value> identifier = platform::unboxed(platform::property(response, "actionIdentifier"));
     if (identifier && *identifier == Value(platform::UNNotificationDefaultActionIdentifier)) {
       recordTap(*addInfo, *notificationID);
     } else {
@@ -137,7 +137,7 @@ void PLMessaging::recordAction(const Value& addInfo, const Value& notificationID
 }
 
 void PLMessaging::globalEngagementDataNotification(id notification) {
-  const std::optional<Value> report = platform::unboxed(platform::send<id()>(notification, sel_registerName("object")));
+  const std::optional<Value> report = platform::unboxed(platform::property(notification, "object"));
   if (!report) return;
   const Value& fields = report->asDictionary();
   const Value* action = fields.find("action");

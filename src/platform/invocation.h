@@ -28,7 +28,7 @@ class Invocation {
   void getReturnValue(void* location) const;
 
  private:
-  struct Interface;  // defined by the backend: how to call methods of one encoding
+  struct Interface;  // how methods of one encoding are called
   explicit Invocation(const Interface& interface) : interface_(&interface) {}
 
   const Interface* interface_;

@@ -3,7 +3,8 @@
 #include "platform/objc.h"
 #include "platform/send.h"
 
-// Messages that every object understands. Each selector is looked up once. A null object gives null or false.
+// Messages that every object understands, and those of properties. Each selector is looked up once. A null object gives
+// null or false.
 
 namespace platform {
 
@@ -29,5 +30,10 @@ inline bool conformsToProtocol(id object, Protocol* protocol) {
 
 /// Reads a property that holds an object, through its getter.
 inline id property(id object, const char* getter) { return send<id()>(object, sel_registerName(getter)); }
+
+inline void setDelegate(id owner, id delegate) {
+  static const SEL selector = sel_registerName("setDelegate:");
+  send<void(id)>(owner, selector, delegate);
+}
 
 }  // namespace platform

@@ -30,14 +30,14 @@ class FormatArgument {
   }
   FormatArgument(const Value& value) : kind_(Kind::value), pointer_(&value) {}
   FormatArgument(const Value* value) : kind_(value == nullptr ? Kind::nil : Kind::value), pointer_(value) {}
-  FormatArgument(const std::optional<Value>& value) : FormatArgument(value ? &*value : nullptr) {}
+  FormatArgument(const std::optional<Value>& value) : FormatArgument(orNull(value)) {}
   FormatArgument(const Error& error) : kind_(Kind::error), pointer_(&error) {}
   FormatArgument(const Exception& exception) : FormatArgument(exception.reason()) {}
   FormatArgument(id object) : kind_(object == nullptr ? Kind::nil : Kind::object), pointer_(object) {}
   FormatArgument(std::integral auto number) : kind_(Kind::integer), integer_(static_cast<std::int64_t>(number)) {}
 
  private:
-  friend class Formatter;  // implemented by the backend
+  friend class Formatter;  // src/value
   enum class Kind : std::uint8_t { nil, text, value, error, object, integer };
 
   Kind kind_ = Kind::nil;

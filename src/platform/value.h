@@ -130,7 +130,7 @@ class Value {
   friend bool operator==(const Value& left, const Value& right) noexcept;
 
  private:
-  friend class ValueStorage;  // implemented by the backend: places texts and containers in memory
+  friend class ValueStorage;  // src/value places texts and containers in memory
   struct Bits {};
   Value(const Value& other, Bits) noexcept
       : kind_(other.kind_), isUnsigned_(other.isUnsigned_), count_(other.count_), payload_(other.payload_) {}
@@ -146,7 +146,7 @@ class Value {
   union Payload {
     std::int64_t integer;
     double floating;
-    const void* data;  // follows a header that the backend defines
+    const void* data;  // follows a header that src/value defines
     id object;
   } payload_ = {.integer = 0};
 };
@@ -204,7 +204,10 @@ inline const Value& Value::asDictionary(const char* selector) const {
 }
 
 /// Convert between the two forms of a value that may be absent.
-inline const Value* orNull(const std::optional<Value>& value) { return value ? &*value : nullptr; }
+template <class T>
+const T* orNull(const std::optional<T>& value) {
+  return value ? &*value : nullptr;
+}
 inline std::optional<Value> copied(const Value* value) { return value ? std::optional(*value) : std::nullopt; }
 
 /// Convert a Value to a runtime object (the platform's string, number, dictionary …) and back. Boxing a Kind::object

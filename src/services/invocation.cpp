@@ -1,7 +1,5 @@
 #include "platform/invocation.h"
 
-#include <ffi.h>
-
 #include <bit>
 #include <cstring>
 #include <map>
@@ -10,77 +8,27 @@
 
 #include "platform/exception.h"
 #include "platform/send.h"
-#include "services/ffi_type.h"
-#include "value/type_encoding.h"
+#include "services/call_interface.h"
 
 namespace platform {
-namespace {
-
-using services::ffiType;
-
-static_assert(std::endian::native == std::endian::little, "a short argument is stored at the start of its wide slot");
-
-}  // namespace
 
 struct Invocation::Interface {
-  Interface(const char* encoding, std::string_view letters)
-      : types(encoding), count(letters.size() - 1), result(ffiType(letters.front())) {
-    for (std::size_t i = 0; i < count; ++i) arguments[i] = ffiType(letters[i + 1]);
-    takesWords = count <= wordRegisters && letters.front() != 'f' && letters.front() != 'd' &&
-                 letters.find_first_of("fdcs", 1) == std::string_view::npos;
-    ffi_prep_cif(&cif, FFI_DEFAULT_ABI, static_cast<unsigned>(count), result, arguments.data());
-  }
-  Interface(const Interface&) = delete;
-  Interface& operator=(const Interface&) = delete;
+  const services::CallInterface& calls;
 
   static const Interface* find(const char* types);
-  std::uint64_t call(IMP code, id receiver, const std::array<std::uint64_t, mostArguments>& words) const;
-
-#if defined(__x86_64__) || defined(__aarch64__)
-  static constexpr std::size_t wordRegisters = 6;  // on both, a function ignores registers beyond its arguments
-#else
-  static constexpr std::size_t wordRegisters = 0;
-#endif
-  const std::string types;
-  std::size_t count;
-  ffi_type* result;
-  std::array<ffi_type*, mostArguments> arguments{};
-  /// Only integers and pointers, few enough for registers, and none whose sign the caller has to extend.
-  bool takesWords;
-  mutable ffi_cif cif{};  // ffi_call only reads it
 };
 
-/// Like type encodings, interfaces are few and exist until the program ends.
+/// Like the encodings that they are made of, interfaces are few and exist until the program ends.
 const Invocation::Interface* Invocation::Interface::find(const char* types) {
   if (types == nullptr) return nullptr;
   thread_local const Interface* last = nullptr;
-  if (last != nullptr && last->types == types) return last;
+  if (last != nullptr && std::strcmp(last->calls.types(), types) == 0) return last;
+  const services::CallInterface* calls = services::CallInterface::find(types);
+  if (calls == nullptr || calls->count() > mostArguments) return nullptr;
   static auto& mutex = *new std::mutex;
-  static auto& byTypes = *new std::map<std::string, Interface, std::less<>>;
+  static auto& all = *new std::map<const services::CallInterface*, Interface>;
   const std::lock_guard lock(mutex);
-  auto known = byTypes.find(std::string_view(types));
-  if (known == byTypes.end()) {
-    const auto letters = value::typeLetters(types);
-    if (!letters || letters->size() - 1 > mostArguments) return nullptr;
-    known = byTypes.try_emplace(types, types, *letters).first;
-  }
-  return last = &known->second;
-}
-
-std::uint64_t Invocation::Interface::call(IMP code, id receiver,
-                                          const std::array<std::uint64_t, mostArguments>& words) const {
-  if (takesWords) {
-    using Word = std::uint64_t;
-    const auto function = reinterpret_cast<Word (*)(id, Word, Word, Word, Word, Word)>(code);
-    return function(receiver, words[1], words[2], words[3], words[4], words[5]);
-  }
-  auto copies = words;
-  copies[0] = std::bit_cast<std::uint64_t>(receiver);
-  std::array<void*, mostArguments> places{};
-  for (std::size_t i = 0; i < count; ++i) places[i] = &copies[i];
-  std::uint64_t answer = 0;
-  ffi_call(&cif, code, &answer, places.data());
-  return answer;
+  return last = &all.try_emplace(calls, Interface{*calls}).first->second;
 }
 
 std::optional<Invocation> Invocation::invocationWithObjCTypes(const char* types) {
@@ -93,11 +41,12 @@ void Invocation::setTarget(id target) { arguments_[0] = std::bit_cast<std::uint6
 void Invocation::setSelector(SEL selector) { arguments_[1] = std::bit_cast<std::uint64_t>(selector); }
 
 void Invocation::setArgument(const void* location, std::size_t index) {
-  if (index >= interface_->count) {
+  if (index >= interface_->calls.count()) {
     throw Exception(invalidArgumentException, "-[NSInvocation setArgument:atIndex:]: index (" + std::to_string(index) +
-                                                  ") out of bounds [0, " + std::to_string(interface_->count - 1) + "]");
+                                                  ") out of bounds [0, " +
+                                                  std::to_string(interface_->calls.count() - 1) + "]");
   }
-  const std::size_t size = interface_->arguments[index]->size;
+  const std::size_t size = interface_->calls.argumentSize(index);
   if (size == sizeof(std::uint64_t)) {
     std::memcpy(&arguments_[index], location, sizeof(std::uint64_t));
   } else {
@@ -111,13 +60,12 @@ void Invocation::invoke() {
   result_ = 0;
   if (target == nullptr) return;
   if (selector == nullptr) throw Exception(invalidArgumentException, "-[NSInvocation invoke]: no selector is set");
-  const MethodCall call = methodForCall(target, selector, interface_->types.c_str());
-  result_ = interface_->call(call.implementation, call.receiver, arguments_);
+  const MethodCall call = methodForCall(target, selector, interface_->calls.types());
+  result_ = interface_->calls.call(call.implementation, call.receiver, arguments_);
 }
 
 void Invocation::getReturnValue(void* location) const {
-  const ffi_type* type = interface_->result;
-  if (type != &ffi_type_void) std::memcpy(location, &result_, type->size);
+  std::memcpy(location, &result_, interface_->calls.resultSize());
 }
 
 }  // namespace platform

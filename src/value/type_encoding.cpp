@@ -7,6 +7,7 @@ namespace {
 
 constexpr std::string_view scalars = "cCsSiIlLqQfdB*@#:v";
 constexpr std::string_view qualifiers = "rnNoORV";
+constexpr std::string_view offset = "+-0123456789";
 constexpr std::string_view opening = "{(<";
 constexpr std::string_view closing = "})>";
 
@@ -15,8 +16,9 @@ class Reader {
   explicit Reader(std::string_view rest) : rest_(rest) {}
 
   [[nodiscard]] bool atEnd() const { return rest_.empty(); }
+  [[nodiscard]] std::string_view rest() const { return rest_; }
 
-  /// The next type's letter, or 0.
+  /// The next type's letter, or 0. Also skips the offset after the type.
   char next() {
     skipAny(qualifiers);
     const char letter = take();
@@ -27,7 +29,7 @@ class Reader {
     } else if (letter == '^') {
       isWellFormed = skipPointee();
     }
-    skipAny("+-0123456789");
+    skipAny(offset);
     return isWellFormed ? result : '\0';
   }
 
@@ -89,6 +91,17 @@ std::optional<std::string> typeLetters(const char* types) {
   }
   const bool isMethod = letters.size() >= 3 && (letters[1] == '@' || letters[1] == '#') && letters[2] == ':';
   return isMethod ? std::optional(letters) : std::nullopt;
+}
+
+std::vector<std::string> typeParts(const char* types) {
+  std::vector<std::string> parts;
+  for (Reader reader(types); !reader.atEnd();) {
+    const std::string_view before = reader.rest();
+    reader.next();
+    const std::string_view part = before.substr(0, before.size() - reader.rest().size());
+    parts.emplace_back(part.substr(0, part.find_last_not_of(offset) + 1));
+  }
+  return parts;
 }
 
 }  // namespace value

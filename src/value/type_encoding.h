@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace value {
 
@@ -9,5 +10,8 @@ namespace value {
 /// included. Frame offsets, qualifiers, class names and the types that pointers point at are left out: '^' is any
 /// pointer and '?' a block. Returns nothing for a null or malformed encoding, and for structures passed by value.
 std::optional<std::string> typeLetters(const char* types);
+
+/// The encodings of a method's result and of each argument, without frame offsets. `types` is well-formed.
+std::vector<std::string> typeParts(const char* types);
 
 }  // namespace value

@@ -167,4 +167,76 @@ TEST_F(KeyValueObserving, UnhandledChangeRaises) {
                                     "handled.\nKey path: delegate\n.*"));
 }
 
+TEST_F(KeyValueObserving, ProxyForwardsObservingToItsTarget) {
+  static id target = nullptr;
+  target = application.get();
+  const Class cls = makeClass("Proxy", objc_getClass("NSProxy"));
+  addMethod(
+      cls, "forwardingTargetForSelector:", +[](id, SEL, SEL) { return target; });
+  const Strong proxy = makeInstance(cls);
+  platform::addObserver(proxy.get(), watcher.get(), "delegate", newAndOld, nullptr);
+  platform::send<void(id)>(proxy.get(), sel("setDelegate:"), delegate.get());
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].object, application.get());
+  platform::removeObserver(proxy.get(), watcher.get(), "delegate");
+  setDelegate(nullptr);
+  EXPECT_EQ(changes.size(), 1U);
+}
+
+TEST_F(KeyValueObserving, AnnouncedChangesNotifyWithTheValuesAroundThem) {
+  const auto change = [&](const char* phase, const char* key) {
+    platform::send<void(id)>(application.get(), sel(phase), platform::boxed(Value(key)));
+  };
+  platform::addObserver(application.get(), watcher.get(), "badge", newAndOld, nullptr);
+  const Strong other = platform::makeObject<Application>();
+  change("willChangeValueForKey:", "badge");
+  change("willChangeValueForKey:", "delegate");  // not observed
+  platform::objectState<Application>(application.get()).setBadge(3);
+  platform::send<void(id)>(other.get(), sel("didChangeValueForKey:"), platform::boxed(Value("badge")));
+  EXPECT_TRUE(changes.empty());
+  change("didChangeValueForKey:", "delegate");
+  change("didChangeValueForKey:", "badge");
+  change("didChangeValueForKey:", "badge");  // ended already
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].oldValue, Value(0));
+  EXPECT_EQ(changes[0].newValue, Value(3));
+  platform::addObserver(application.get(), watcher.get(), "title", newAndOld, nullptr);
+  EXPECT_THAT(raised([&] { change("willChangeValueForKey:", "title"); }),
+              testing::MatchesRegex("NSUnknownKeyException: \\[<Application 0x.*> valueForUndefinedKey:\\]: this class "
+                                    "is not key value coding-compliant for the key title."));
+}
+
+TEST_F(KeyValueObserving, ClassWhoseNotifyingNameIsTakenIsReportedOnceAndObservedWithoutIt) {
+  std::vector<Value> blocked;
+  host::Clock clock{host::Clock::Kind::virtualTime};
+  services::Network network;
+  host::Process reporting({.clock = clock, .network = network, .sink = [&](const host::Event& event) {
+                             EXPECT_EQ(std::string(event.actor) + " " + std::string(event.what), "platform blocked");
+                             blocked.push_back(event.details);
+                           }});
+  const host::ProcessScope scope(reporting);
+  makeClass("NSKVONotifying_Application");
+  const Strong observed = platform::makeObject<Application>();
+  const Strong observer = platform::makeObject<Watcher>();
+  const auto& received = platform::objectState<Watcher>(observer.get()).changes;
+  for (const char* key : {"delegate", "badge"}) {
+    platform::addObserver(observed.get(), observer.get(), key, newAndOld, nullptr);
+  }
+  ASSERT_EQ(blocked.size(), 1U);
+  EXPECT_EQ(blocked[0].find("reason")->text(),
+            "key-value observing needs a class named NSKVONotifying_Application, and the name is taken");
+  EXPECT_EQ(object_getClass(observed.get()), platform::classOf<Application>());
+  platform::send<void(std::int64_t)>(observed.get(), sel("setBadge:"), 5);
+  EXPECT_TRUE(received.empty());
+  const id key = platform::boxed(Value("badge"));
+  platform::send<void(id)>(observed.get(), sel("willChangeValueForKey:"), key);
+  platform::send<void(std::int64_t)>(observed.get(), sel("setBadge:"), 6);
+  platform::send<void(id)>(observed.get(), sel("didChangeValueForKey:"), key);
+  ASSERT_EQ(received.size(), 1U);
+  EXPECT_EQ(received[0].oldValue, Value(5));
+  EXPECT_EQ(received[0].newValue, Value(6));
+  platform::removeObserver(observed.get(), observer.get(), "badge");
+  EXPECT_THROW(platform::removeObserver(observed.get(), observer.get(), "badge"), platform::Exception);
+}
+
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "host/objc/programming_error.h"
 #include "platform/exception.h"
+#include "platform/object_messages.h"
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"
 
@@ -191,6 +192,53 @@ TEST_F(Objc, ProtocolReturnsItsDescriptionsByKindOnlyTheMethodInheritsConformanc
   EXPECT_TRUE(platform::send<bool(Protocol*)>(platform::classObject(derived), conforms, protocol));
   EXPECT_FALSE(platform::send<bool(Protocol*)>(makeInstance(objc_getClass("NSObject")).get(), conforms, protocol));
   EXPECT_FALSE(platform::send<bool(Protocol*)>(object.get(), conforms, nullptr));
+}
+
+TEST_F(Objc, ProtocolFollowsTheProtocolsThatItAdopts) {
+  const auto make = [](const char* name, std::initializer_list<const char*> adopted, const char* method) {
+    Protocol* protocol = objc_allocateProtocol(name);
+    for (const char* each : adopted) protocol_addProtocol(protocol, objc_getProtocol(each));
+    protocol_addMethodDescription(protocol, sel(method), (std::string("v@:") + name[0]).c_str(), false, true);
+    objc_registerProtocol(protocol);
+    return protocol;
+  };
+  Protocol* grandparent = make("ints", {}, "own");
+  Protocol* parent = make("doubles", {"ints"}, "first");
+  Protocol* second = make("selectors", {}, "first");
+  Protocol* child = make("floats", {"doubles", "selectors"}, "own");
+  protocol_addProtocol(grandparent, child);  // too late, or there would be a circle
+  Protocol* open = objc_allocateProtocol("open");
+  protocol_addProtocol(open, child);
+  protocol_addProtocol(child, open);
+
+  const auto typesOf = [&](Protocol* protocol, const char* method) {
+    return protocol_getMethodDescription(protocol, sel(method), false, true).types;
+  };
+  EXPECT_STREQ(typesOf(child, "own"), "v@:f") << "its own description comes first";
+  EXPECT_STREQ(typesOf(child, "first"), "v@:d") << "then the protocols in the order of adoption";
+  EXPECT_STREQ(typesOf(parent, "own"), "v@:i");
+  EXPECT_STREQ(typesOf(open, "first"), "v@:d");
+  EXPECT_EQ(typesOf(grandparent, "first"), nullptr);
+  EXPECT_EQ(protocol_getMethodDescription(child, sel("first"), true, true).name, nullptr);
+
+  class_addProtocol(base, child);
+  for (Protocol* each : {child, parent, second, grandparent}) {
+    EXPECT_TRUE(protocol_conformsToProtocol(child, each)) << protocol_getName(each);
+    EXPECT_TRUE(class_conformsToProtocol(base, each)) << protocol_getName(each);
+    EXPECT_TRUE(platform::conformsToProtocol(object.get(), each)) << protocol_getName(each);
+    EXPECT_FALSE(class_addProtocol(base, each)) << protocol_getName(each);
+  }
+  EXPECT_FALSE(protocol_conformsToProtocol(parent, child));
+  EXPECT_FALSE(platform::conformsToProtocol(object.get(), open));
+  EXPECT_FALSE(protocol_conformsToProtocol(nullptr, child));
+  EXPECT_FALSE(protocol_conformsToProtocol(child, nullptr));
+}
+
+TEST_F(Objc, BothRootsDeclareTheProtocolNSObject) {
+  Protocol* protocol = objc_getProtocol("NSObject");
+  EXPECT_TRUE(platform::conformsToProtocol(object.get(), protocol));
+  EXPECT_TRUE(class_conformsToProtocol(objc_getClass("NSProxy"), protocol));
+  EXPECT_STREQ(protocol_getMethodDescription(protocol, sel("respondsToSelector:"), true, true).types, "B@::");
 }
 
 TEST_F(Objc, NullIsLegal) {

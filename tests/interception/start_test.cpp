@@ -183,6 +183,27 @@ TEST_F(Interception, RestoresTheMethodsWhenItIsDeallocated) {
       << "not recorded, so not restored";
 }
 
+TEST_F(Interception, FollowsNoDelegateOfAClassWhoseNotifyingNameIsTaken) {
+  for (const char* name : {"NSKVONotifying_UIApplication", "NSKVONotifying_UNUserNotificationCenter"}) makeClass(name);
+  Strong application = makeInstance(appDelegateClass("ShopDelegate"));
+  const platform::Weak weakToApplication(application.get());
+  const Strong first = makeInstance(centerDelegateClass<'A'>("First"));
+  const Strong second = makeInstance(centerDelegateClass<'B'>("Second"));
+  setAppDelegate(application.get());
+  startWith(first);
+  setCenterDelegate(second.get());
+  EXPECT_EQ(proxy().presentUserNotificationCenterDelegate(), first.get());
+  present();
+  EXPECT_THAT(takeCalls(), ElementsAre("B present after (null)"));
+  EXPECT_THAT(takeStatuses(), IsEmpty());
+  setCenterDelegate(first.get());
+  present();
+  EXPECT_THAT(takeStatuses(), SizeIs(1));
+  application = {};
+  setAppDelegate(nullptr);
+  EXPECT_TRUE(weakToApplication.load()) << "kept alive";
+}
+
 TEST(InterceptionsEnd, IsTheProcessesWithoutAnyTeardown) {
   MessagingPhone phone;
   phone.run([] {

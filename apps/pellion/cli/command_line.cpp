@@ -127,7 +127,7 @@ void defineTest(CLI::App& app, TestArguments& arguments) {
   command.add_option("--filter", arguments.filter, "Only those with this text in path or name, in any case")
       ->type_name("TEXT");
   command.add_flag("--list", arguments.suite.onlyReads, "Show path and name of each, but run none");
-  command.add_flag("--fail-fast", arguments.suite.failsFast, "Start no more once one did not pass");
+  command.add_flag("--fail-fast", arguments.suite.failsFast, "Start no more scenarios after the first that does not pass");
   command.add_flag("--watch", arguments.watches, "Then run again what changes, until a signal ends it");
   command.add_flag("--verbose", arguments.isVerbose, "Show the whole timelines of those that failed");
   command.add_option("--reporter", arguments.format, "Write results as text, tap or github")

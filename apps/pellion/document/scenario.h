@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/phone/process.h"
+#include "host/phone/url_schemes.h"
 #include "pellion/document/application_description.h"
 #include "pellion/document/shape.h"
 #include "pellion/text/json_reader.h"

@@ -13,6 +13,7 @@
 #include "platform/block.h"
 #include "platform/class_face.h"
 #include "platform/dispatch.h"
+#include "platform/object_messages.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
@@ -45,8 +46,7 @@ class ApplicationObject {
   [[nodiscard]] bool respondsToSelector(SEL selector) const {
     StackLimit::check();
     return class_respondsToSelector(object_getClass(platform::objectOf(*this)), selector) ||
-           platform::send<bool(SEL)>(all().forwardingTarget(name_).get(), sel_registerName("respondsToSelector:"),
-                                     selector);
+           platform::respondsToSelector(all().forwardingTarget(name_).get(), selector);
   }
   [[nodiscard]] id forwardingTargetForSelector(SEL /*selector*/) const {
     return all().forwardingTarget(name_).autoreleased();
@@ -161,8 +161,7 @@ Class ApplicationObjects::classOf(const std::string& name) {
 void startApplication(const ApplicationDescription& application) {
   ApplicationObjects& objects = all();
   objects.describe(application);
-  platform::send<void(id)>(host::currentNotificationCenter(), sel_registerName("setDelegate:"),
-                           objects.object(application.notificationDelegate).get());
+  platform::setDelegate(host::currentNotificationCenter(), objects.object(application.notificationDelegate).get());
   host::startApplication(objects.object(application.delegate));
   if (!application.delegate && application.startsService) PLMessaging::startService();
 }

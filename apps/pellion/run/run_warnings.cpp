@@ -37,7 +37,7 @@ struct CarriedID {
   bool isInAddInfo;  ///< where the module looks for it
 };
 
-/// The id in the payload, wherever it is: who writes it in a wrong place means it too.
+/// The id in the payload, wherever it is: in a wrong place it is a mistake that a warning should name.
 std::optional<CarriedID> carriedID(const Value& payload) {
   std::optional<CarriedID> elsewhere;
   std::vector<Value> unread{payload};

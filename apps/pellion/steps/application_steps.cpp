@@ -8,8 +8,8 @@
 #include "messaging/PLMessaging.h"
 #include "pellion/run/application_objects.h"
 #include "pellion/run/scenario_run.h"
+#include "platform/object_messages.h"
 #include "platform/process.h"
-#include "platform/send.h"
 
 namespace pellion {
 namespace {
@@ -23,7 +23,7 @@ std::optional<std::string> nameOf(const JSONNode& name) {
 }
 
 void setDelegateOf(id owner, const std::optional<std::string>& name) {
-  platform::send<void(id)>(owner, sel_registerName("setDelegate:"), objects().object(name).get());
+  platform::setDelegate(owner, objects().object(name).get());
 }
 
 /// The identifiers that an application keeps for its interceptors, by name; no value when it received none.
@@ -67,7 +67,7 @@ void unregisterInterceptor(ScenarioRun& run, const JSONNode& name) {
   run.report("app", "unregisters interceptor", Value::dictionary({{"name", name.value}}));
   run.inProcess([&] {
     const auto& identifier = platform::Process::shared<InterceptorIDs>().byName[std::string(name.value.text())];
-    PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(identifier ? &*identifier : nullptr);
+    PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(platform::orNull(identifier));
   });
 }
 

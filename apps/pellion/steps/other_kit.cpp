@@ -13,6 +13,7 @@
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/stack_limit.h"
 #include "platform/class_face.h"
+#include "platform/object_messages.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
 #include "platform/user_notifications.h"
@@ -129,8 +130,8 @@ Value subclass(Rewiring& kit, const Target& target) {
 }
 
 Value reassign(Rewiring& /*kit*/, const Target& target) {
-  platform::send<void(id)>(target.owner, sel_registerName("setDelegate:"), nullptr);
-  platform::send<void(id)>(target.owner, sel_registerName("setDelegate:"), target.delegate.get());
+  platform::setDelegate(target.owner, nullptr);
+  platform::setDelegate(target.owner, target.delegate.get());
   return Value::list({});
 }
 
@@ -146,7 +147,7 @@ Target targetNamed(const Value& side) {
                                            Callback::foreground, Callback::response};
   const bool isApplications = side == Value("application");
   const id owner = isApplications ? host::UIApplication::sharedApplication() : host::currentNotificationCenter();
-  return {owner, platform::send<id()>(owner, sel_registerName("delegate")),
+  return {owner, platform::property(owner, "delegate"),
           isApplications ? std::span(callbacks).first(3) : std::span(callbacks).last(2)};
 }
 

@@ -27,7 +27,7 @@ void say(ScenarioRun& run, const JSONNode& text) {
 void token(ScenarioRun& run, const JSONNode& hex) {
   run.report("platform", "token", Value::dictionary({{"token", hex.value}}));
   const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
-  run.inProcess([&] { host::deliverDeviceToken(bytes ? &*bytes : nullptr); });
+  run.inProcess([&] { host::deliverDeviceToken(platform::orNull(bytes)); });
 }
 
 void failToRegister(ScenarioRun& run, const JSONNode& error) {

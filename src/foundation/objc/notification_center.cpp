@@ -5,7 +5,6 @@
 #include "platform/notification_center.h"
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -16,35 +15,15 @@
 #include "platform/object_messages.h"
 #include "platform/reference.h"
 #include "platform/value.h"
+#include "services/notification_registration.h"
 
 namespace foundation {
 namespace {
 
+using Registration = services::NotificationRegistration;
+
 using platform::Strong;
 using platform::Value;
-
-struct Registration {
-  Registration(id newObserver, SEL newSelector, std::string_view newName, id newSender)
-      : identity(newObserver),
-        observer(newObserver),
-        selector(newSelector),
-        name(newName),
-        isForAnySender(newSender == nullptr),
-        sender(newSender) {}
-
-  /// A sender that no longer exists does not mean "any sender".
-  [[nodiscard]] bool accepts(id poster) const {
-    return isForAnySender || (poster != nullptr && sender.load().get() == poster);
-  }
-
-  id identity;  ///< for comparison only
-  platform::Weak observer;
-  SEL selector;
-  std::string name;
-  bool isForAnySender;
-  platform::Weak sender;
-  std::atomic<bool> isRemoved{false};
-};
 using Registrations = std::vector<std::shared_ptr<Registration>>;
 
 struct Center {

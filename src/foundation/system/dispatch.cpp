@@ -10,6 +10,7 @@
 #include "platform/exception.h"
 #include "platform/programming_error.h"
 #include "platform/reference.h"
+#include "services/dispatch_group.h"
 
 namespace foundation {
 namespace {
@@ -97,37 +98,6 @@ void dispatchAfterOnMainQueue(std::chrono::nanoseconds delay, std::function<void
   foundation::MainQueue::shared().add(delay, std::move(work));
 }
 
-struct DispatchGroup::State {
-  std::mutex mutex;
-  std::size_t entered = 0;
-  std::vector<std::function<void()>> notifications;
-
-  void notifyWhenEmpty(std::unique_lock<std::mutex> lock) {
-    if (entered != 0) return;
-    auto ready = std::exchange(notifications, {});
-    lock.unlock();
-    for (std::function<void()>& work : ready) dispatchAsyncOnMainQueue(std::move(work));
-  }
-};
-
-DispatchGroup::DispatchGroup() : state_(std::make_shared<State>()) {}
-
-void DispatchGroup::enter() const {
-  const std::lock_guard lock(state_->mutex);
-  ++state_->entered;
-}
-
-void DispatchGroup::leave() const {
-  std::unique_lock lock(state_->mutex);
-  if (state_->entered == 0) programmingError("a dispatch group was left more often than it was entered");
-  --state_->entered;
-  state_->notifyWhenEmpty(std::move(lock));
-}
-
-void DispatchGroup::notifyOnMainQueue(std::function<void()> work) const {
-  std::unique_lock lock(state_->mutex);
-  state_->notifications.push_back(std::move(work));
-  state_->notifyWhenEmpty(std::move(lock));
-}
-
 }  // namespace platform
+
+services::MainQueue services::mainQueue() { return &platform::dispatchAsyncOnMainQueue; }

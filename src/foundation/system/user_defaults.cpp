@@ -4,15 +4,12 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "foundation/objc/guarded.h"
 #include "foundation/system/defaults_domain.h"
-#include "platform/exception.h"
 #include "platform/reference.h"
-#include "platform/text.h"
+#include "services/defaults_value.h"
 
 namespace foundation {
 namespace {
@@ -38,23 +35,6 @@ class DefaultsLock {
   int file_ = -1;  // a folder that cannot be written needs no lock: nothing changes there
 };
 
-void checkPropertyList(const Value& value, std::string_view key) {
-  std::vector<const Value*> unchecked{&value};
-  while (!unchecked.empty()) {
-    const Value& next = *unchecked.back();
-    unchecked.pop_back();
-    const bool hasOddKey =
-        std::ranges::any_of(next.entries(), [](const Value::Entry& entry) { return !entry.key.ifString(); });
-    if (next.isNull() || hasOddKey) {
-      throw platform::Exception(
-          platform::invalidArgumentException,
-          platform::format("Attempt to insert non-property list object %@ for key %@", {value, key}));
-    }
-    for (const Value& element : next.elements()) unchecked.push_back(&element);
-    for (const Value::Entry& entry : next.entries()) unchecked.push_back(&entry.value);
-  }
-}
-
 class UserDefaults final : public platform::UserDefaults {
  public:
   explicit UserDefaults(std::string_view suite) : suite_(suite) {}
@@ -68,7 +48,7 @@ class UserDefaults final : public platform::UserDefaults {
 
   // Foundation itself refuses other objects than those of property lists.
   void setObject(const Value& value, std::string_view key) override {
-    checkPropertyList(value, key);
+    services::requirePropertyList(value, key, true);
     const platform::AutoreleasePool pool;
     const id object = platform::boxed(value);
     const DefaultsLock lock;

@@ -25,9 +25,11 @@ struct Runtime::ClassPair {
 
 Runtime::Runtime() {
   defineRootClasses(*this);
+  defineObserving(*this);
   defineBlockClasses(*this);
   defineBoxClasses(*this);
   defineNotificationClass(*this);
+  defineInvocationClasses(*this);
 }
 
 Runtime::~Runtime() {
@@ -56,6 +58,7 @@ Class Runtime::allocateClassPair(Class superclass, const char* name) {
   // A class is an object too: a root's class methods fall back to its instance methods, and every metaclass is an
   // instance of the root's metaclass.
   meta->isMeta = true;
+  meta->describedClass = cls;
   meta->superclass = superclass == nullptr ? cls : superclass->isa.load();
   meta->isa = superclass == nullptr ? meta : superclass->isa.load()->isa.load();
   meta->instanceSize = sizeof(objc_class);

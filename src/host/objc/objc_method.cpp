@@ -19,7 +19,7 @@ void addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
 }  // namespace
 
 Method class_getInstanceMethod(Class cls, SEL selector) {
-  return cls == nullptr || selector == nullptr ? nullptr : host::findMethod(cls, selector);
+  return cls == nullptr || selector == nullptr ? nullptr : host::methodOrResolved(cls, selector);
 }
 
 Method class_getClassMethod(Class cls, SEL selector) {
@@ -28,7 +28,7 @@ Method class_getClassMethod(Class cls, SEL selector) {
 
 IMP class_getMethodImplementation(Class cls, SEL selector) {
   if (cls == nullptr || selector == nullptr) return nullptr;
-  const Method method = host::findMethod(cls, selector);
+  const Method method = host::methodOrResolved(cls, selector);
   return method == nullptr ? host::forwardingMarker() : method_getImplementation(method);
 }
 

@@ -1,4 +1,9 @@
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "host/objc/objc_runtime.h"
+#include "platform/send.h"
 
 namespace host {
 namespace {
@@ -42,6 +47,39 @@ Method findMethod(Class cls, SEL selector) {
   const Method method = owner->methods.find(selector)->second.get();
   fillCache(cls, method);
   return method;
+}
+
+namespace {
+
+/// What the resolvers that run on this thread are asked for: a resolver that itself asks whether the class has the
+/// method must not be asked without end.
+thread_local std::vector<std::pair<Class, SEL>> beingResolved;
+
+// The class may add the method in its resolver. Asked again each time, as long as the method is missing.
+[[gnu::noinline]] Method resolveMethod(Class cls, SEL selector) {
+  static const SEL instanceResolver = sel_registerName("resolveInstanceMethod:");
+  static const SEL classResolver = sel_registerName("resolveClassMethod:");
+  const id asked = platform::classObject(cls->isMeta ? cls->describedClass : cls);
+  const SEL resolver = cls->isMeta ? classResolver : instanceResolver;
+  const IMP code = method_getImplementation(findMethod(object_getClass(asked), resolver));
+  if (code == nullptr || code == cls->runtime->resolvesNothing || code == forwardingMarker()) return nullptr;
+  const std::pair question(cls, selector);
+  if (std::ranges::find(beingResolved, question) != beingResolved.end()) return nullptr;
+  struct Entry {
+    explicit Entry(const std::pair<Class, SEL>& asked) { beingResolved.push_back(asked); }
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+    ~Entry() { beingResolved.pop_back(); }
+  } const entry(question);
+  platform::send<bool(SEL)>(asked, resolver, selector);
+  return findMethod(cls, selector);
+}
+
+}  // namespace
+
+Method methodOrResolved(Class cls, SEL selector) {
+  const Method method = findMethod(cls, selector);
+  return method != nullptr ? method : resolveMethod(cls, selector);
 }
 
 }  // namespace host

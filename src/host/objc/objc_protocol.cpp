@@ -21,8 +21,38 @@ void Runtime::registerProtocol(Protocol* protocol) {
   if (protocols_.emplace(protocol->name, protocol).second) protocol->isRegistered = true;
 }
 
+namespace {
+
+// What follows reads a registered protocol, which no longer changes, or runs with the runtime's mutex held.
+
+std::unique_lock<std::mutex> lockUnlessRegistered(const objc_protocol& protocol) {
+  if (protocol.isRegistered.load(std::memory_order_acquire)) return {};
+  return std::unique_lock(protocol.runtime->mutex());
+}
+
+bool protocolConforms(const objc_protocol* protocol, const objc_protocol* wanted) {
+  return protocol == wanted || std::ranges::any_of(protocol->adopted, [wanted](const objc_protocol* each) {
+           return protocolConforms(each, wanted);
+         });
+}
+
+/// The protocol's own descriptions come first, then those of the protocols that it adopts, in the order of adoption.
+const objc_protocol::Description* findDescription(const objc_protocol& protocol, SEL name, bool isRequired,
+                                                  bool isInstance) {
+  for (const auto& each : protocol.methods) {
+    if (each.method.name == name && each.isRequired == isRequired && each.isInstance == isInstance) return &each;
+  }
+  for (const objc_protocol* adopted : protocol.adopted) {
+    if (const auto* found = findDescription(*adopted, name, isRequired, isInstance)) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods) {
   Protocol* protocol = objc_allocateProtocol(name);
+  protocol_addProtocol(protocol, objc_getProtocol("NSObject"));
   for (const auto& [selector, types] : methods) {
     protocol_addMethodDescription(protocol, sel_registerName(selector), types, false, true);
   }
@@ -53,12 +83,21 @@ void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* typ
 
 objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL name, bool isRequired, bool isInstance) {
   if (protocol == nullptr) return {nullptr, nullptr};
-  std::unique_lock lock(protocol->runtime->mutex(), std::defer_lock);
-  if (!protocol->isRegistered.load(std::memory_order_acquire)) lock.lock();
-  const auto found = std::find_if(protocol->methods.begin(), protocol->methods.end(), [&](const auto& each) {
-    return each.method.name == name && each.isRequired == isRequired && each.isInstance == isInstance;
-  });
-  return found == protocol->methods.end() ? objc_method_description{nullptr, nullptr} : found->method;
+  const auto lock = host::lockUnlessRegistered(*protocol);
+  const auto* found = host::findDescription(*protocol, name, isRequired, isInstance);
+  return found == nullptr ? objc_method_description{nullptr, nullptr} : found->method;
+}
+
+void protocol_addProtocol(Protocol* protocol, Protocol* addition) {
+  if (protocol == nullptr || addition == nullptr || !addition->isRegistered) return;
+  const std::lock_guard lock(protocol->runtime->mutex());
+  if (!protocol->isRegistered) protocol->adopted.push_back(addition);
+}
+
+bool protocol_conformsToProtocol(Protocol* protocol, Protocol* other) {
+  if (protocol == nullptr || other == nullptr) return false;
+  const auto lock = host::lockUnlessRegistered(*protocol);
+  return host::protocolConforms(protocol, other);
 }
 
 bool class_addProtocol(Class cls, Protocol* protocol) {
@@ -71,5 +110,6 @@ bool class_addProtocol(Class cls, Protocol* protocol) {
 bool class_conformsToProtocol(Class cls, Protocol* protocol) {
   if (cls == nullptr || protocol == nullptr) return false;
   const std::lock_guard lock(cls->runtime->mutex());
-  return std::find(cls->protocols.begin(), cls->protocols.end(), protocol) != cls->protocols.end();
+  return std::ranges::any_of(cls->protocols,
+                             [protocol](Protocol* each) { return host::protocolConforms(each, protocol); });
 }

@@ -24,6 +24,7 @@
 #include "host/objc/runtime_functions.h"
 #include "platform/objc.h"
 #include "platform/reference.h"
+#include "platform/send.h"
 #include "platform/value.h"
 
 namespace host {
@@ -64,6 +65,7 @@ struct objc_protocol {
     bool isInstance;
   };
   std::vector<Description> methods = {};
+  std::vector<objc_protocol*> adopted = {};  ///< all registered, so that adoption has no circles
 };
 
 struct objc_class : objc_object {
@@ -74,6 +76,7 @@ struct objc_class : objc_object {
   bool boxesValue = false;         ///< instances hold a platform::Value; inherited
   bool notifiesObservers = false;  ///< made by key-value observing
   Class superclass = nullptr;
+  Class describedClass = nullptr;  ///< of a metaclass: the class that is its instance
   host::Runtime* runtime = nullptr;
   std::size_t instanceSize = 0;
   std::string name;
@@ -94,11 +97,18 @@ struct Association {
   platform::Strong held;  ///< empty for OBJC_ASSOCIATION_ASSIGN
 };
 
+/// A change that an object has announced by willChangeValueForKey: and not yet ended.
+struct AnnouncedChange {
+  std::string key;
+  platform::Value oldValue;
+};
+
 /// Data that few objects have, made on first use.
 struct SideData {
   std::unordered_set<id*> weakSlots;
   std::vector<Association> associations;
   std::vector<std::shared_ptr<Observation>> observations;
+  std::vector<AnnouncedChange> announcedChanges;
 };
 
 /// Directly precedes every object in memory, classes included.
@@ -141,6 +151,9 @@ inline bool tryRetain(id object) {
 /// The end of every object: weak slots read null, associations and observations end, the memory is freed.
 void disposeObject(id object);
 
+/// Implemented by the phone: reports what the runtime does not do, why, and what to change.
+void reportObstacle(const std::string& effect, const std::string& reason, const std::string& remedy);
+
 /// Returns a copy of `text` that lives as long as the program, the same one for equal texts.
 const char* interned(std::string_view text);
 
@@ -148,14 +161,27 @@ const char* interned(std::string_view text);
 Method findMethod(Class cls, SEL selector);
 /// With the runtime's mutex held: empties the method caches of `cls` and its subclasses.
 void emptyMethodCaches(Class cls);
-/// The one implementation that means "no method": raises "unrecognized selector" when called.
+/// As findMethod; a class without such a method first gets the chance to add it (resolveInstanceMethod:).
+Method methodOrResolved(Class cls, SEL selector);
+
+/// The one implementation that means "no method": forwards its call. Called directly, it passes on only arguments that
+/// are integers and pointers, and few of them, because it does not know their types.
 IMP forwardingMarker();
+/// From target to target: two objects that forward to each other must not hang the program.
+constexpr int longestForwarding = 64;
+/// Returns what the receiver's forwardingTargetForSelector: returns, or null when that is the receiver itself.
+id forwardingTarget(id receiver, SEL selector);
+/// The call of a message that the receiver does not implement: it forwards, or raises "unrecognized selector". `types`
+/// is a well-formed encoding.
+platform::MethodCall forwardedCall(id receiver, const char* types);
+[[noreturn]] void raiseUnrecognized(id receiver, SEL selector);
+[[noreturn]] void raiseOtherTypes(id receiver, SEL selector, const char* call, const char* declared);
 
 struct MethodDeclaration {
   const char* selector;
   const char* types;
 };
-/// Registers a protocol whose methods are optional instance methods.
+/// Registers a protocol that adopts NSObject and whose methods are optional instance methods.
 void defineOptionalProtocol(const char* name, std::span<const MethodDeclaration> methods);
 
 /// Returns the first class from `cls` upwards that `test` accepts, or null.
@@ -193,8 +219,11 @@ class Runtime {
   Class object = nullptr;
   Class block = nullptr;
   Class notification = nullptr;
-  std::array<Class, 8> boxes{};  ///< indexed by platform::Value::Kind
-  platform::Strong null;         ///< the null object
+  Class methodSignature = nullptr;
+  Class invocation = nullptr;
+  std::array<Class, 8> boxes{};   ///< indexed by platform::Value::Kind
+  platform::Strong null;          ///< the null object
+  IMP resolvesNothing = nullptr;  ///< the roots' own resolveInstanceMethod:
 
  private:
   struct ClassPair;
@@ -205,10 +234,12 @@ class Runtime {
   std::map<std::string, Protocol*, std::less<>> protocols_;
 };
 
-// Each function defines its classes in a new runtime, in this order.
+// Each function defines its classes, or methods of NSObject, in a new runtime, in this order.
 void defineRootClasses(Runtime& runtime);
+void defineObserving(Runtime& runtime);
 void defineBlockClasses(Runtime& runtime);
 void defineBoxClasses(Runtime& runtime);
 void defineNotificationClass(Runtime& runtime);
+void defineInvocationClasses(Runtime& runtime);
 
 }  // namespace host

@@ -18,12 +18,15 @@ bool class_respondsToSelector(Class cls, SEL selector);
 IMP class_replaceMethod(Class cls, SEL selector, IMP implementation, const char* types);
 SEL method_getName(Method method);
 
-// An allocated protocol accepts descriptions until it is registered.
+// An allocated protocol accepts descriptions and adopted protocols, which are registered ones, until it is registered.
+// Later calls do nothing. Conformance and look-ups of descriptions follow the adopted protocols.
 Protocol* objc_allocateProtocol(const char* name);
 void objc_registerProtocol(Protocol* protocol);
 const char* protocol_getName(Protocol* protocol);
 void protocol_addMethodDescription(Protocol* protocol, SEL name, const char* types, bool isRequired, bool isInstance);
-bool class_conformsToProtocol(Class cls, Protocol* protocol);  // this class only, as the platform documents it
+void protocol_addProtocol(Protocol* protocol, Protocol* addition);
+bool protocol_conformsToProtocol(Protocol* protocol, Protocol* other);  // a protocol conforms to itself
+bool class_conformsToProtocol(Class cls, Protocol* protocol);           // without its superclasses, as documented
 
 id objc_initWeak(id* slot, id object);
 

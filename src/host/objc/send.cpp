@@ -9,35 +9,11 @@
 namespace host {
 namespace {
 
-constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
-
-[[noreturn]] void raiseUnrecognized(id receiver, SEL selector) {
-  const Class cls = object_getClass(receiver);
-  platform::raiseUnrecognizedSelector(class_getName(cls), sel_getName(selector), receiver, class_isMetaClass(cls));
-}
-
-[[noreturn]] void raiseOtherTypes(id receiver, objc_method& method, const char* types) {
-  const Class cls = object_getClass(receiver);
-  throw platform::Exception(platform::invalidArgumentException, std::string(class_isMetaClass(cls) ? "+[" : "-[") +
-                                                                    class_getName(cls) + " " + method.name->name +
-                                                                    "]: called as \"" + types +
-                                                                    "\" but declared as \"" + method.types + "\"");
-}
-
 /// A method added without an encoding accepts every call.
 bool fits(const char* call, const char* declared) {
   if (declared == nullptr || std::string_view(call) == declared) return true;
   const auto letters = value::typeLetters(call);
   return letters && letters == value::typeLetters(declared);
-}
-
-id forwardingTarget(id receiver, SEL selector) {
-  static const SEL question = sel_registerName("forwardingTargetForSelector:");
-  const Method method = findMethod(object_getClass(receiver), question);
-  if (method_getImplementation(method) == nullptr || method_getImplementation(method) == forwardingMarker()) {
-    return nullptr;
-  }
-  return platform::send<id(SEL)>(receiver, question, selector);
 }
 
 void accept(objc_method& method, const char* types) {
@@ -49,17 +25,17 @@ void accept(objc_method& method, const char* types) {
 // For the first call of a method from one place, a full cache, and a missing method.
 [[gnu::noinline]] platform::MethodCall resolveCall(id receiver, SEL selector, const char* types) {
   for (int hop = 0; hop < longestForwarding; ++hop) {
-    const Method method = findMethod(object_getClass(receiver), selector);
+    const Method method = methodOrResolved(object_getClass(receiver), selector);
     const IMP implementation = method_getImplementation(method);
     if (method != nullptr && implementation != forwardingMarker()) {
       if (method->acceptedTypes.load(std::memory_order_acquire) != types) {
-        if (!fits(types, method->types)) raiseOtherTypes(receiver, *method, types);
+        if (!fits(types, method->types)) raiseOtherTypes(receiver, selector, types, method->types);
         accept(*method, types);
       }
       return {receiver, implementation};
     }
     const id target = forwardingTarget(receiver, selector);
-    if (target == nullptr || target == receiver) break;
+    if (target == nullptr) return forwardedCall(receiver, types);
     receiver = target;
   }
   raiseUnrecognized(receiver, selector);
@@ -67,9 +43,11 @@ void accept(objc_method& method, const char* types) {
 
 }  // namespace
 
-IMP forwardingMarker() {
-  constexpr auto code = +[](id receiver, SEL selector) { raiseUnrecognized(receiver, selector); };
-  return reinterpret_cast<IMP>(code);
+void raiseOtherTypes(id receiver, SEL selector, const char* call, const char* declared) {
+  const Class cls = object_getClass(receiver);
+  throw platform::Exception(platform::invalidArgumentException,
+                            std::string(class_isMetaClass(cls) ? "+[" : "-[") + class_getName(cls) + " " +
+                                selector->name + "]: called as \"" + call + "\" but declared as \"" + declared + "\"");
 }
 
 }  // namespace host

@@ -37,7 +37,7 @@ void CoreLibrary::setConfiguration(services::Configuration configuration) {
   configuration_.swap(next);
 }
 
-// Once in each life while a reason holds: every notification meets the same lack, and the first line says all there is.
+// Once in each process while a reason holds: every notification would repeat the same line.
 void CoreLibrary::report(bool isBlocked, const char* effect, const std::string& reason, const char* remedy) {
   if (!process_.hasListener()) return;
   {

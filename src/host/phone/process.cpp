@@ -55,7 +55,7 @@ Process::~Process() {
   for (std::size_t i = 0; i < slotCount; ++i) delete slots_[i].load();
 }
 
-// No other thread is in this process any more. A destructor may ask for slots, ended ones too, and so make more to end.
+// No other thread is in this process now. A destructor may ask for slots, also for ended ones, and so make new ones.
 void Process::endSlots(std::vector<Slot*>& made) {
   while (!made.empty()) {
     const platform::AutoreleasePool pool;  // drained while the classes, which were made first, still exist
@@ -128,6 +128,10 @@ void* Process::slot(const void* key, void* (*make)(), void (*destroy)(void*), bo
     slot.object.store(object, std::memory_order_release);
   });
   return slot.object.load(std::memory_order_acquire);
+}
+
+void reportObstacle(const std::string& effect, const std::string& reason, const std::string& remedy) {
+  Process::current().report("platform", "blocked", obstacle(effect, reason, remedy));
 }
 
 ProcessScope::ProcessScope(Process& process)

@@ -10,6 +10,7 @@
 
 #include "host/phone/main_queue.h"
 #include "host/phone/observed_event.h"
+#include "host/phone/url_schemes.h"
 #include "platform/log.h"
 #include "platform/url_session.h"
 #include "services/http/request_owner.h"
@@ -19,15 +20,6 @@ namespace host {
 class CoreLibrary;  // host/phone/core_library.h
 
 using platform::LogLevel;
-
-/// The URL schemes that something on the phone opens, and those that the application declares it queries. In lower
-/// case.
-struct URLSchemes {
-  std::vector<std::string> own = {};        ///< the application's own: it opens them, and may query them
-  std::vector<std::string> queried = {};    ///< others that the application declares it queries
-  std::vector<std::string> installed = {};  ///< others that something opens, beside those of every phone
-  bool operator==(const URLSchemes&) const = default;
-};
 
 /// One launch of an application on a simulated phone. All process-wide data lives in its slots. At its end, the slots
 /// end in reverse order of their making. A process is current on a thread inside a ProcessScope.

@@ -1,10 +1,11 @@
 #include "host/phone/system_events.h"
 
-#include "host/objc/nserror.h"
+#include "host/objects/nserror.h"
 #include "host/phone/process.h"
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
 #include "platform/notification_center.h"
+#include "platform/object_messages.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
 
@@ -35,7 +36,7 @@ void callNotificationCenterDelegate(const char* callback, const Strong& event, H
   requireMainThread();
   const SEL selector = sel_registerName(callback);
   const Strong delegate = notificationCenterDelegate();
-  if (!platform::send<bool(SEL)>(delegate.get(), sel_registerName("respondsToSelector:"), selector)) {
+  if (!platform::respondsToSelector(delegate.get(), selector)) {
     return report("undelivered", {{"callback", callback}});
   }
   platform::send<void(id, id, Handler)>(delegate.get(), selector, currentNotificationCenter(), event.get(), handler);
@@ -51,7 +52,7 @@ void startApplication(const Strong& delegate) {
   requireMainThread();
   platform::Process::shared<MainDelegate>().delegate = delegate;
   const id application = UIApplication::sharedApplication();
-  platform::send<void(id)>(application, sel_registerName("setDelegate:"), delegate.get());
+  platform::setDelegate(application, delegate.get());
   const SEL callback = sel_registerName("application:didFinishLaunchingWithOptions:");
   if (!UIApplication::delegateAnswering(callback)) return;
   platform::send<bool(id, id)>(delegate.get(), callback, application, nullptr);

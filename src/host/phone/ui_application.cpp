@@ -8,9 +8,10 @@
 #include <string_view>
 #include <utility>
 
-#include "host/objc/nsurl.h"
 #include "host/objc/objc_runtime.h"
+#include "host/objects/nsurl.h"
 #include "host/phone/process.h"
+#include "platform/object_messages.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
 #include "platform/value.h"
@@ -90,7 +91,7 @@ void UIApplication::setDelegate(id delegate) {
   std::vector<SEL> answered;
   for (const auto& [name, types] : applicationDelegateMethods) {
     const SEL callback = sel_registerName(name);
-    if (platform::send<bool(SEL)>(delegate, sel_registerName("respondsToSelector:"), callback)) {
+    if (platform::respondsToSelector(delegate, callback)) {
       answered.push_back(callback);
     }
   }

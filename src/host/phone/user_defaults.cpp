@@ -1,16 +1,13 @@
 #include "platform/user_defaults.h"
 
-#include <algorithm>
 #include <map>
 #include <mutex>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "host/phone/process.h"
-#include "platform/exception.h"
 #include "platform/process.h"
-#include "platform/text.h"
+#include "services/defaults_value.h"
 #include "services/item_store.h"
 #include "services/property_list/property_list.h"
 
@@ -58,23 +55,6 @@ class Suites {
   std::map<std::string, services::ItemStore, std::less<>> stores_;
 };
 
-void checkPropertyList(const Value& value, std::string_view key) {
-  std::vector<const Value*> unchecked{&value};
-  while (!unchecked.empty()) {
-    const Value& next = *unchecked.back();
-    unchecked.pop_back();
-    const bool hasOddKey =
-        std::ranges::any_of(next.entries(), [](const Value::Entry& entry) { return !entry.key.ifString(); });
-    if (next.isNull() || next.kind() == Value::Kind::object || hasOddKey) {
-      throw platform::Exception(
-          platform::invalidArgumentException,
-          platform::format("Attempt to insert non-property list object %@ for key %@", {value, key}));
-    }
-    for (const Value& element : next.elements()) unchecked.push_back(&element);
-    for (const Value::Entry& entry : next.entries()) unchecked.push_back(&entry.value);
-  }
-}
-
 class UserDefaults final : public platform::UserDefaults {
  public:
   explicit UserDefaults(std::string suite)
@@ -92,7 +72,7 @@ class UserDefaults final : public platform::UserDefaults {
   }
 
   void setObject(const Value& value, std::string_view key) override {
-    checkPropertyList(value, key);
+    services::requirePropertyList(value, key, false);
     try {
       const std::string data = services::binaryPropertyList(value, suite_ + ", " + std::string(key));
       if (!store_.setData(key, Value::bytes(data))) return;

@@ -138,8 +138,8 @@ void Load::handle() {
   std::optional<platform::Value> data;
   if (!error_) data = platform::Value::bytes(body_);
   body_ = {};
-  if (owner().hasListener()) reportOutcome(data ? &*data : nullptr);
-  task_.handler(data ? &*data : nullptr, response_ ? &*response_ : nullptr, error_ ? &*error_ : nullptr);
+  if (owner().hasListener()) reportOutcome(platform::orNull(data));
+  task_.handler(platform::orNull(data), platform::orNull(response_), platform::orNull(error_));
 }
 
 void Load::deliver() {

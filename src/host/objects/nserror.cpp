@@ -1,4 +1,4 @@
-#include "host/objc/nserror.h"
+#include "host/objects/nserror.h"
 
 #include "platform/value.h"
 

@@ -10,9 +10,12 @@
 #include "host/objc/object_variable.h"
 #include "platform/process.h"
 #include "platform/send.h"
+#include "services/notification_registration.h"
 
 namespace host {
 namespace {
+
+using Registration = services::NotificationRegistration;
 
 struct Notification {
   std::string name;
@@ -23,29 +26,6 @@ struct Notification {
   static id objectOf(id self, SEL) { return state(self).object.get(); }
   static id userInfoOf(id self, SEL) { return state(self).userInfo.get(); }
   static Notification& state(id self) { return variableOf<Notification>(self); }
-};
-
-struct Registration {
-  Registration(id newObserver, SEL newSelector, std::string_view newName, id newSender)
-      : identity(newObserver),
-        observer(newObserver),
-        selector(newSelector),
-        name(newName),
-        anySender(newSender == nullptr),
-        sender(newSender) {}
-
-  /// A sender that no longer exists does not mean "any sender".
-  [[nodiscard]] bool accepts(id poster) const {
-    return anySender || (poster != nullptr && sender.load().get() == poster);
-  }
-
-  id identity;  ///< for comparison only
-  platform::Weak observer;
-  SEL selector;
-  std::string name;
-  bool anySender;
-  platform::Weak sender;
-  std::atomic<bool> isRemoved{false};
 };
 
 struct Center {

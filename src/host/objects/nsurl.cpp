@@ -1,6 +1,6 @@
-#include "host/objc/nsurl.h"
+#include "host/objects/nsurl.h"
 
-#include "platform/send.h"
+#include "platform/object_messages.h"
 #include "platform/value.h"
 
 namespace host {
@@ -12,7 +12,7 @@ void NSURL::defineClass(platform::ClassFace<NSURL>& face) {
 id NSURL::absoluteString() const { return platform::boxed(platform::Value(text_)); }
 
 std::string NSURL::textOf(id url) {
-  const auto text = platform::unboxed(platform::send<id()>(url, sel_registerName("absoluteString")));
+  const auto text = platform::unboxed(platform::property(url, "absoluteString"));
   return text ? std::string(text->text()) : std::string();
 }
 
