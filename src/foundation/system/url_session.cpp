@@ -2,10 +2,15 @@
 
 #include "platform/url_session.h"
 
+#include <cstdlib>
+#include <mutex>
+#include <shared_mutex>
+
 #include "foundation/objc/guarded.h"
 #include "foundation/system/application_settings.h"
 #include "platform/dispatch.h"
 #include "platform/exception.h"
+#include "platform/json_serialization.h"
 #include "platform/process.h"
 #include "platform/reference.h"
 #include "services/http/network.h"
@@ -46,6 +51,12 @@ class Program final : public services::RequestOwner {
     return program;
   }
 
+  /// What handlers use must end after them, so it is made first: functions of std::atexit run in reverse order.
+  Program() {
+    platform::JSONSerialization::JSONObjectWithData({}, nullptr);
+    std::atexit([] { shared().end(); });
+  }
+
   services::Network& network() override { return network_; }
   [[nodiscard]] services::NetworkPolicy networkPolicy() const override { return policy_; }
   void beginOutsideWork() override {}  // real time passes by itself
@@ -54,6 +65,9 @@ class Program final : public services::RequestOwner {
     platform::dispatchAfterOnMainQueue(delay, std::move(work));
   }
   void run(const std::function<void()>& handler) override {
+    const std::shared_lock lock(running_);
+    if (isEnding_) return;
+    isHandlerThread_ = true;
     const platform::AutoreleasePool pool;
     platform::enter(handler);
   }
@@ -61,6 +75,16 @@ class Program final : public services::RequestOwner {
   void report(std::string_view /*what*/, Value /*details*/) override {}
 
  private:
+  /// exit() waits for the handlers that run, unless one of them calls it, and no other begins.
+  void end() {
+    if (isHandlerThread_) return;
+    const std::unique_lock lock(running_);
+    isEnding_ = true;
+  }
+
+  static inline thread_local bool isHandlerThread_ = false;
+  std::shared_mutex running_;
+  bool isEnding_ = false;
   services::Network network_;
   services::NetworkPolicy policy_ = declaredPolicy();
 };
