@@ -9,14 +9,21 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/objc/guard.h"
+#include "foundation/runtime/encodings.h"
 #include "platform/programming_error.h"
 #include "services/ffi_type.h"
 #include "value/type_encoding.h"
 
-extern "C" bool class_isMetaClass(Class cls);
+extern "C" {
+
+bool class_isMetaClass(Class cls);
+Method class_getClassMethod(Class cls, SEL selector);
+
+}  // extern "C"
 
 namespace foundation {
 namespace {
@@ -42,8 +49,8 @@ std::optional<std::string> comparableLetters(const char* types) {
   return letters;
 }
 
-void checkTypes(id receiver, Method method, SEL selector, const char* types) {
-  const char* declared = method_getTypeEncoding(method);
+void checkTypes(id receiver, const char* declared, SEL selector, const char* types) {
+  if (declared != nullptr && std::string_view(declared) == FOUNDATION_ANY_ENCODING) return;
   const auto declaredLetters = comparableLetters(declared);
   if (!declaredLetters || declaredLetters == comparableLetters(types)) return;
   const Class cls = object_getClass(receiver);
@@ -114,6 +121,12 @@ id asked(id receiver, const char* question, SEL selector) {
   return platform::send<id(SEL)>(receiver, questionSelector, selector);
 }
 
+/// A class resolves its own missing methods in another way than those of its instances.
+Method methodOf(id receiver, Class cls, SEL selector) {
+  return class_isMetaClass(cls) ? class_getClassMethod(reinterpret_cast<Class>(receiver), selector)
+                                : class_getInstanceMethod(cls, selector);
+}
+
 constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
 
 [[gnu::noinline]] platform::MethodCall checkedCall(id receiver, SEL selector, const char* types,
@@ -121,15 +134,17 @@ constexpr int longestForwarding = 64;  // two objects that forward to each other
   const IMP code = guardFor(types);
   for (int hop = 0; hop < longestForwarding; ++hop) {
     const Class cls = object_getClass(receiver);
-    if (const Method method = class_getInstanceMethod(cls, selector)) {
-      checkTypes(receiver, method, selector, types);
+    if (const Method method = methodOf(receiver, cls, selector)) {
+      checkTypes(receiver, method_getTypeEncoding(method), selector, types);
       remembered = {cls, selector, types, code};
       return {receiver, code};
     }
     const id target = asked(receiver, "forwardingTargetForSelector:", selector);
     if (target == nullptr || target == receiver) {
       // With a signature, the runtime sends -forwardInvocation:.
-      if (asked(receiver, "methodSignatureForSelector:", selector) == nullptr) raiseUnrecognized(receiver, selector);
+      const id signature = asked(receiver, "methodSignatureForSelector:", selector);
+      if (signature == nullptr) raiseUnrecognized(receiver, selector);
+      checkTypes(receiver, platform::send<const char*()>(signature, sel_registerName("methodType")), selector, types);
       return {receiver, code};
     }
     receiver = target;

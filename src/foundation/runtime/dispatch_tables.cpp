@@ -97,12 +97,13 @@ void method_exchangeImplementations(Method first, Method second) {
   foundation::methodChanged(second);
 }
 
-/// A null encoding is accepted, as on the platform, and read as that of a method without arguments and result.
+/// A null encoding is accepted, as on the platform.
 bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
   if (cls == nullptr || selector == nullptr || implementation == nullptr) return false;
   static const auto next = foundation::nextFunction<decltype(&class_addMethod)>("class_addMethod");
   foundation::clearStaleConstruction(cls);
-  const char* readable = types != nullptr && *types != '\0' ? foundation_encodingWithoutBlocks(types) : "v@:";
+  const char* readable =
+      types != nullptr && *types != '\0' ? foundation_encodingWithoutBlocks(types) : FOUNDATION_ANY_ENCODING;
   return next(cls, selector, implementation, readable);
 }
 

@@ -13,5 +13,6 @@ Names objectMemoryFunctions();
 Names dispatchTableFunctions();
 Names forwardingFunctions();
 Names protocolFunctions();
+Names resolutionFunctions();
 
 }  // namespace foundation

@@ -29,7 +29,7 @@ void checkLinkOrder() {
   std::size_t blockFunctionCount = 0;
   const char* const* blockFunctions = foundation_blockFunctions(&blockFunctionCount);
   for (const Names names : {objectMemoryFunctions(), dispatchTableFunctions(), forwardingFunctions(),
-                            protocolFunctions(), Names(blockFunctions, blockFunctionCount)}) {
+                            protocolFunctions(), resolutionFunctions(), Names(blockFunctions, blockFunctionCount)}) {
     for (const char* name : names) {
       Dl_info found{};
       dladdr(dlsym(RTLD_DEFAULT, name), &found);
