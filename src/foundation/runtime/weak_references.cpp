@@ -50,9 +50,28 @@ bool endWeakReferences(id object) {
   return true;
 }
 
+/// The objects that this thread deallocates, the innermost first: -dealloc releases others.
+struct Ending {
+  explicit Ending(id endingObject) : object(endingObject), outer(std::exchange(innermost, this)) {}
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+  ~Ending() { innermost = outer; }
+
+  static bool has(id object) {
+    const Ending* each = innermost;
+    while (each != nullptr && each->object != object) each = each->outer;
+    return each != nullptr;
+  }
+
+  id object;
+  Ending* outer;
+  static inline thread_local Ending* innermost = nullptr;
+};
+
 void release(id self, SEL /*selector*/) {
   if (releaseIfShared(self)) return;
   if (SideTable::mayHaveData(self) && !endWeakReferences(self)) return;
+  const Ending ending(self);
   foundation_sendDealloc(self);
 }
 
@@ -91,7 +110,7 @@ void forgetSlot(id object, id* slot) {
 
 using Dealloc = void (*)(id, SEL);
 
-/// Ends what -release has not seen: slots stored during -dealloc, objects that end by other means, attached objects.
+/// Ends what -release has not seen: objects that end by other means, attached objects.
 template <Dealloc* inherited>
 void dealloc(id self, SEL selector) {
   foundation_endSideData(self);
@@ -156,6 +175,7 @@ extern "C" {
 id objc_storeWeak(id* slot, id object) {
   using namespace foundation;
   foundation_requireRepairs();  // without them, no slot would be cleared
+  if (Ending::has(object)) object = nullptr;
   const std::atomic_ref<id> place(*slot);
   for (;;) {
     const id former = place.load(std::memory_order_relaxed);
