@@ -10,12 +10,12 @@ namespace services {
 
 using platform::Value;
 
-void requirePropertyList(const Value& value, std::string_view key, bool mayHoldObjects) {
+void requirePropertyList(const Value& value, std::string_view key, bool (*isPropertyList)(id object)) {
   std::vector<const Value*> unchecked{&value};
   while (!unchecked.empty()) {
     const Value& next = *unchecked.back();
     unchecked.pop_back();
-    const bool isOddObject = next.kind() == Value::Kind::object && !mayHoldObjects;
+    const bool isOddObject = next.ifObject() != nullptr && !isPropertyList(next.ifObject());
     const bool hasOddKey =
         std::ranges::any_of(next.entries(), [](const Value::Entry& entry) { return !entry.key.ifString(); });
     if (next.isNull() || isOddObject || hasOddKey) {

@@ -8,6 +8,7 @@
 
 #include "foundation/objc/guarded.h"
 #include "foundation/system/defaults_domain.h"
+#include "platform/object_messages.h"
 #include "platform/reference.h"
 #include "services/defaults_value.h"
 
@@ -35,6 +36,10 @@ class DefaultsLock {
   int file_ = -1;  // a folder that cannot be written needs no lock: nothing changes there
 };
 
+/// Foundation does not check what it stores in a domain, and writes objects of other classes as their descriptions.
+/// Dates are the one kind of a property list that no Value has.
+bool isDate(id object) { return platform::isKindOfClass(object, objc_getClass("NSDate")); }
+
 class UserDefaults final : public platform::UserDefaults {
  public:
   explicit UserDefaults(std::string_view suite) : suite_(suite) {}
@@ -46,9 +51,8 @@ class UserDefaults final : public platform::UserDefaults {
     return platform::unboxed(value.get());
   }
 
-  // Foundation itself refuses other objects than those of property lists.
   void setObject(const Value& value, std::string_view key) override {
-    services::requirePropertyList(value, key, true);
+    services::requirePropertyList(value, key, &isDate);
     const platform::AutoreleasePool pool;
     const id object = platform::boxed(value);
     const DefaultsLock lock;

@@ -72,7 +72,7 @@ class UserDefaults final : public platform::UserDefaults {
   }
 
   void setObject(const Value& value, std::string_view key) override {
-    services::requirePropertyList(value, key, false);
+    services::requirePropertyList(value, key, [](id) { return false; });
     try {
       const std::string data = services::binaryPropertyList(value, suite_ + ", " + std::string(key));
       if (!store_.setData(key, Value::bytes(data))) return;
