@@ -168,6 +168,9 @@ void addObserver(id object, id observer, const char* keyPath, std::uint64_t opti
     send<void(id, id, std::uint64_t, void*)>(object, sel_registerName("addObserver:forKeyPath:options:context:"),
                                              made.get(), boxed(Value(key)),
                                              NSKeyValueObservingOptionNew | NSKeyValueObservingOptionOld, nullptr);
+    // With its first message, the class that Foundation has given the object gets its dispatch table. The runtime does
+    // not update a table that is only prepared when a method of a superclass is replaced.
+    classOf(object);
   } catch (const Exception&) {
     const std::lock_guard lock(foundation::observingMutex());
     objc_setAssociatedObject(object, foundation::attachmentKey(key), nullptr, OBJC_ASSOCIATION_RETAIN);
