@@ -78,3 +78,10 @@ NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBec
   return YES;
 }
 @end
+
+/// The runtime knows the protocols that classes adopt: so this one is also there where the application's classes are
+/// made at run time.
+@interface UIApplicationDelegateAdopter : NSObject <UIApplicationDelegate>
+@end
+@implementation UIApplicationDelegateAdopter
+@end

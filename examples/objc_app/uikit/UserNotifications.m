@@ -93,3 +93,10 @@ NSString *const UNNotificationDismissActionIdentifier = @"com.apple.UNNotificati
   });
 }
 @end
+
+/// The runtime knows the protocols that classes adopt: so this one is also there where the application's classes are
+/// made at run time.
+@interface UNUserNotificationCenterDelegateAdopter : NSObject <UNUserNotificationCenterDelegate>
+@end
+@implementation UNUserNotificationCenterDelegateAdopter
+@end
