@@ -34,7 +34,8 @@ id blockId(BlockPtr<Signature> block) {
   return reinterpret_cast<id>(block);
 }
 
-/// Calls a block, which must not be null: as on the platform, calling a null block is a programming error.
+/// Calls a block, which must not be null: as on the platform, calling a null block is a programming error. What the
+/// block raises passes as the platform's own exception, which no `catch` need see.
 template <class R, class... A, class... Args>
 R invoke(BlockPtr<R(A...)> block, Args&&... args) {
   const auto code = reinterpret_cast<R (*)(id, A...)>(blockInvoke(blockId(block)));

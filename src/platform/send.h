@@ -81,7 +81,8 @@ MethodCall methodForCall(id receiver, SEL selector, const char* types);
 SEL uniqueSelector(SEL selector);
 
 /// Calls a method's code as a method of that signature: `callImplementation<void(id)>(code, receiver, selector,
-/// argument)`.
+/// argument)`. What the code raises passes as the platform's own exception, which no `catch` need see: a caller that
+/// catches sends a message.
 template <class Signature>
 struct ImplementationCaller;
 template <class R, class... A>
