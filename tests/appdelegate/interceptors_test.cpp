@@ -2,9 +2,9 @@
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
 #include "appdelegate/interceptor_registry.h"
+#include "tests/contract/contract.h"
+#include "tests/support/phone.h"
 #include "tests/support/test_application.h"
-#include "tests/support/test_phone.h"
-#include "tests/support/test_process.h"
 
 namespace {
 
@@ -16,11 +16,11 @@ const std::string unregistering =
     "pellion-warning +[PLAppDelegateSwizzler unregisterAppDelegateInterceptorWithIdentifier:]: AppDelegateProxy ";
 const std::string unknown = unregistering + "cannot unregister interceptor that was not registered. Interceptor ID ";
 
-class Interceptors : public Test {
+class Interceptors : public SkipsDifferences<> {
  protected:
   Strong interceptor(const char* name) {
     const Class cls = appDelegateClass(name);
-    addMethod(cls, didRegister, noteToken<'I'>);
+    addMethod<&noteToken<'I'>>(cls, didRegister);
     return makeInstance(cls);
   }
   std::string add(const Strong& object) {
@@ -39,15 +39,14 @@ class Interceptors : public Test {
   }
   static std::size_t count() { return PLAppDelegateSwizzler::interceptors().count(); }
 
-  TestPhone phone_{configuration("http://127.0.0.1:1")};
-  host::ProcessScope scope_{*phone_->process()};
+  Phone phone_;
 };
 
 TEST_F(Interceptors, AreRefusedWhenNullOrWithoutTheProtocolEvenIfTheyHaveItsMethods) {
   const std::string refused =
       "pellion-warning +[PLAppDelegateSwizzler registerAppDelegateInterceptor:]: AppDelegateProxy ";
   const Class undeclared = makeClass("Undeclared");
-  addMethod(undeclared, didRegister, noteToken<'U'>);
+  addMethod<&noteToken<'U'>>(undeclared, didRegister);
   EXPECT_EQ(add({}), "none");
   EXPECT_EQ(add(makeInstance(undeclared)), "none");
   EXPECT_EQ(count(), 0U);
@@ -146,7 +145,7 @@ TEST_F(Interceptors, MayReleaseALaterOneDuringABroadcast) {
 }
 
 TEST(WeakContainer, isAnObjectWithOneWeakProperty) {
-  const TestProcess process;
+  const PlatformProcess process;
   const Strong container = platform::makeObject<PLXSafeWeakContainer>();
   Strong object = makeInstance(objc_getClass("NSObject"));
   platform::send<void(id)>(container.get(), sel("setObject:"), object.get());

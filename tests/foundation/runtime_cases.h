@@ -21,3 +21,6 @@ FOUNDATION_C double cases_takeForwarded(void);
 /// NSDate, NSURL and an array that holds itself.
 FOUNDATION_C id cases_date(void);
 FOUNDATION_C id cases_arrayInItself(void);
+
+/// The name of the exception that Objective-C catches when the message raises, behind a @finally that must run.
+FOUNDATION_C id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan);

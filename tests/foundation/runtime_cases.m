@@ -111,3 +111,16 @@ id cases_arrayInItself(void) {
   }
   return array;
 }
+
+id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan) {
+  @try {
+    @try {
+      [receiver performSelector:NSSelectorFromString([NSString stringWithUTF8String:selector])];
+    } @finally {
+      *finallyRan = true;
+    }
+  } @catch (NSException *exception) {
+    return [exception name];
+  }
+  return nil;
+}

@@ -1,4 +1,5 @@
-// What foundation/runtime/ and foundation/objc/ add to the runtime, one behaviour for each test.
+// What foundation/runtime/ and foundation/objc/ add to the runtime for code in Objective-C, one behaviour for each
+// test; tests/contract has what C++ sees.
 
 #include <gmock/gmock.h>
 
@@ -6,15 +7,11 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/class_face.h"
-#include "platform/dispatch.h"
-#include "platform/key_value_observing.h"
-#include "platform/notification_center.h"
 #include "platform/object_messages.h"
+#include "platform/value.h"
 #include "tests/foundation/runtime_cases.h"
-#include "tests/foundation/shop.h"
 
 namespace runtime_test {
 
@@ -22,7 +19,6 @@ using platform::Block;
 using platform::send;
 using platform::Strong;
 using platform::Value;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 int answer(id /*self*/, SEL /*selector*/) { return 33; }
@@ -32,47 +28,9 @@ Strong make(const char* className) {
 }
 SEL selector(const char* name) { return sel_registerName(name); }
 
-/// An object that tells what it receives and when it ends.
-struct Witness {
-  static constexpr const char* className = "Witness";
-  static void defineClass(platform::ClassFace<Witness>& face) {
-    face.method<&Witness::observe>(platform::observeValueForKeyPathSelector)
-        .method<&Witness::receive>("receive:")
-        .method<&Witness::value>("value")
-        .method<&Witness::setValue>("setValue:");
-  }
-  explicit Witness(std::string name = "", std::vector<std::string>* seen = nullptr)
-      : name_(std::move(name)), seen_(seen) {}
-  void dealloc() {
-    if (onEnd_) onEnd_();
-  }
-  void observe(id /*keyPath*/, id object, id change, void* context) {
-    const auto newValue = platform::changedValue(change, "new");
-    const auto oldValue = platform::changedValue(change, "old");
-    seen_->push_back(name_ + (newValue ? " new " + newValue->description() : "") +
-                     (oldValue ? " old " + oldValue->description() : "") + (context != nullptr ? " in context" : ""));
-    if (onEvent_) onEvent_(object);
-  }
-  void receive(id notification) {
-    seen_->push_back(name_);
-    if (onEvent_) onEvent_(notification);
-  }
-  [[nodiscard]] id value() const { return value_.get(); }
-  void setValue(id value) { value_ = value; }
-
-  std::string name_;
-  std::vector<std::string>* seen_;
-  std::function<void(id)> onEvent_ = {};
-  std::function<void()> onEnd_ = {};
-  Strong value_ = {};
-};
-
-Witness& stateOf(const Strong& witness) { return platform::objectState<Witness>(witness.get()); }
-
 class Runtime : public testing::Test {
  protected:
   const platform::AutoreleasePool pool_;
-  std::vector<std::string> seen_;
 };
 
 TEST_F(Runtime, ExchangedMethodsReachSubclassesThatAreInUse) {
@@ -106,17 +64,6 @@ TEST_F(Runtime, MarkerOfAMissingMethodForwardsWhenItIsCalled) {
   EXPECT_DOUBLE_EQ(cases_takeForwarded(), 4);
 }
 
-TEST_F(Runtime, WeakSlotsReadNullFromTheFirstDealloc) {
-  Strong witness = platform::makeObject<Witness>();
-  platform::Weak weak(witness.get());
-  bool readNull = false;
-  stateOf(witness).onEnd_ = [&] { readNull = !weak.load(); };
-  EXPECT_EQ(weak.load(), witness);
-  witness = Strong();
-  EXPECT_TRUE(readNull);
-  EXPECT_FALSE(weak.load());
-}
-
 TEST_F(Runtime, WeakSlotsMayBeReadWhileTheirObjectsEnd) {
   platform::Weak weak;
   std::atomic<bool> isOver = false;
@@ -134,20 +81,6 @@ TEST_F(Runtime, WeakSlotsMayBeReadWhileTheirObjectsEnd) {
   isOver = true;
   reader.join();
   EXPECT_FALSE(weak.load());
-}
-
-TEST_F(Runtime, AttachedObjectsEndWithTheirObject) {
-  Strong object = make("NSObject");
-  Strong attached = platform::makeObject<Witness>();
-  bool hasEnded = false;
-  stateOf(attached).onEnd_ = [&] { hasEnded = true; };
-  static const char key = 0;
-  objc_setAssociatedObject(object.get(), &key, attached.get(), OBJC_ASSOCIATION_RETAIN_NONATOMIC);
-  EXPECT_EQ(objc_getAssociatedObject(object.get(), &key), attached.get());
-  attached = Strong();
-  EXPECT_FALSE(hasEnded);
-  object = Strong();
-  EXPECT_TRUE(hasEnded);
 }
 
 TEST_F(Runtime, OptionalAndAdoptedMethodsOfProtocolsAreDescribed) {
@@ -178,7 +111,7 @@ TEST_F(Runtime, SignaturesMayMentionBlocks) {
 }
 
 TEST_F(Runtime, CopiedBlocksKeepWhatTheyCapture) {
-  Strong captured = platform::makeObject<Witness>();
+  Strong captured = make("NSObject");
   const platform::Weak weak(captured.get());
   Block<int()> kept;
   cases_withCountingBlock(
@@ -233,6 +166,19 @@ TEST_F(Runtime, WhatMessagesRaiseIsAnExceptionOfThePlatform) {
               HasSubstr("unrecognized selector"));
 }
 
+struct Raising {
+  static constexpr const char* className = "RaisingInCxx";
+  static void defineClass(platform::ClassFace<Raising>& face) { face.method<&Raising::raise>("raise"); }
+  static void raise() { throw platform::Exception("CxxException", "from C++"); }
+};
+
+TEST_F(Runtime, ObjectiveCCatchesWhatMethodsInCxxRaise) {
+  bool finallyRan = false;
+  const id name = cases_caughtFrom(platform::makeObject<Raising>().get(), "raise", &finallyRan);
+  EXPECT_EQ(platform::unboxed(name), Value("CxxException"));
+  EXPECT_TRUE(finallyRan);
+}
+
 struct CompletedState {
   static constexpr const char* className = "Completed";
   static void defineClass(platform::ClassFace<CompletedState>& face) { face.method<&CompletedState::number>("number"); }
@@ -249,94 +195,9 @@ TEST_F(Runtime, CompiledClassesAreCompleted) {
               HasSubstr("instances are made in C++"));
 }
 
-TEST_F(Runtime, ValuesSurviveAsObjects) {
-  const Value values[] = {Value(),
-                          true,
-                          false,
-                          0,
-                          -1,
-                          INT64_MIN,
-                          std::uint64_t{1} << 63U,
-                          (std::int64_t{1} << 53) + 1,
-                          0.1,
-                          "",
-                          "\u00e4\U0001F916",
-                          std::string_view("a\0b", 3),
-                          Value::bytes(std::string_view("\0\xff", 2)),
-                          Value::list({}),
-                          Value::dictionary({{"a", Value::list({1, Value(), "x"})}, {"b", Value::dictionary({})}})};
-  for (const Value& each : values) {
-    const auto back = platform::unboxed(platform::boxed(each));
-    ASSERT_TRUE(back) << each.description();
-    EXPECT_EQ(*back, each) << each.description();
-    EXPECT_EQ(back->kind(), each.kind()) << each.description();
-  }
+TEST_F(Runtime, ObjectsThatNoValueHoldsStayThemselves) {
   EXPECT_EQ(platform::unboxed(cases_date())->kind(), Value::Kind::object);
   EXPECT_EQ(platform::unboxed(cases_arrayInItself())->kind(), Value::Kind::list);
-  EXPECT_EQ(platform::unboxed(nullptr), std::nullopt);
-}
-
-TEST_F(Runtime, ObserversOfAPropertyAreNotifiedAsDocumented) {
-  const Strong object = platform::makeObject<Witness>();
-  const Strong first = platform::makeObject<Witness>("first", &seen_);
-  Strong second = platform::makeObject<Witness>("second", &seen_);
-  const auto set = [&](const Value& value) {
-    send<void(id)>(object.get(), selector("setValue:"), platform::boxed(value));
-  };
-  int context = 0;
-  platform::addObserver(object.get(), first.get(), "value", 3, nullptr);
-  platform::addObserver(object.get(), second.get(), "value", platform::NSKeyValueObservingOptionNew, nullptr);
-  platform::addObserver(object.get(), first.get(), "value", 0, &context);
-  set(1);
-  set(1);
-  EXPECT_THAT(seen_, ElementsAre("first new 1 old <null>", "second new 1", "first in context", "first new 1 old 1",
-                                 "second new 1", "first in context"));
-  seen_.clear();
-  stateOf(first).onEvent_ = [&](id observed) { platform::removeObserver(observed, second.get(), "value"); };
-  platform::removeObserver(object.get(), first.get(), "value", &context);
-  set(2);
-  EXPECT_THAT(seen_, ElementsAre("first new 2 old 1"));
-  stateOf(first).onEvent_ = {};
-  platform::removeObserver(object.get(), first.get(), "value");
-  set(3);
-  EXPECT_EQ(seen_.size(), 1U);
-  EXPECT_THAT(raisedBy([&] { platform::removeObserver(object.get(), first.get(), "value"); }),
-              HasSubstr("NSRangeException Cannot remove an observer <Witness 0x"));
-  platform::addObserver(object.get(), second.get(), "value", 3, nullptr);
-  second = Strong();
-  set(4);
-  EXPECT_EQ(seen_.size(), 1U);
-}
-
-TEST_F(Runtime, ObserversOfNotificationsAreCalledAsDocumented) {
-  namespace NotificationCenter = platform::NotificationCenter;
-  std::vector<Strong> observers;
-  for (const char* name : {"a", "b", "c", "gone"}) {
-    observers.push_back(platform::makeObject<Witness>(name, &seen_));
-    NotificationCenter::addObserver(observers.back().get(), selector("receive:"), "News", nullptr);
-  }
-  NotificationCenter::addObserver(observers[0].get(), selector("receive:"), "News", observers[1].get());
-  observers.pop_back();
-  stateOf(observers[0]).onEvent_ = [&](id) { NotificationCenter::removeObserver(observers[1].get()); };
-  NotificationCenter::postNotificationName("News", observers[1].get());
-  EXPECT_THAT(seen_, ElementsAre("a", "c", "a"));
-  NotificationCenter::postNotificationName("News", nullptr);
-  EXPECT_THAT(seen_, ElementsAre("a", "c", "a", "a", "c"));
-}
-
-TEST_F(Runtime, WorkOnTheMainQueueRunsLaterAndInOrder) {
-  platform::dispatchAfterOnMainQueue(std::chrono::milliseconds(300), [&] { seen_.emplace_back("after"); });
-  std::thread([&] { platform::dispatchAsyncOnMainQueue([&] { seen_.emplace_back("from a thread"); }); }).join();
-  platform::dispatchAsyncOnMainQueue([&] {
-    seen_.emplace_back("first");
-    platform::dispatchAsyncOnMainQueue([&] { seen_.emplace_back("nested"); });
-  });
-  EXPECT_TRUE(seen_.empty());
-  const platform::DispatchGroup group;
-  group.notifyOnMainQueue([&] { seen_.emplace_back("group"); });
-  EXPECT_TRUE(
-      shop_runUntil([](void* seen) { return static_cast<std::vector<std::string>*>(seen)->size() == 5; }, &seen_));
-  EXPECT_THAT(seen_, ElementsAre("from a thread", "first", "group", "nested", "after"));
 }
 
 }  // namespace runtime_test

@@ -5,10 +5,6 @@
 #include <string>
 #include <thread>
 
-#include "host/objc/programming_error.h"
-#include "platform/dispatch.h"
-#include "tests/support/test_phone.h"
-
 namespace {
 
 using namespace testing;
@@ -49,30 +45,6 @@ TEST_F(VirtualQueue, stopsTimeDuringOutsideWork) {
   queue_.advance(3s);
   outside.join();
   EXPECT_THAT(order_, ElementsAre("answer@0", "timer@3"));
-}
-
-TEST(DispatchGroup, notifiesOnceLaterOnTheMainQueueWhenTheLastOneLeft) {
-  test::TestPhone phone{test::configuration("http://127.0.0.1:1")};
-  int notified = 0;
-  phone.run([&] {
-    const platform::DispatchGroup group;
-    group.notifyOnMainQueue([&] { ++notified; });
-    EXPECT_EQ(notified, 0) << "never inside the call, also for an empty group";
-  });
-  EXPECT_EQ(notified, 1);
-
-  const auto group = [&] {
-    const host::ProcessScope scope(*phone->process());
-    return platform::DispatchGroup();
-  }();
-  group.enter();
-  group.enter();
-  phone.run([&] { group.notifyOnMainQueue([&] { ++notified; }); });
-  group.leave();
-  EXPECT_EQ(notified, 1);
-  phone.run([&] { group.leave(); });
-  EXPECT_EQ(notified, 2);
-  EXPECT_THROW(group.leave(), host::ProgrammingError);
 }
 
 }  // namespace

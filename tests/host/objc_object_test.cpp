@@ -1,22 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-
-#include "host/objc/runtime_functions.h"
-#include "platform/block.h"
-#include "platform/objc.h"
 #include "tests/support/runtime_objects.h"
 #include "tests/support/test_process.h"
 
-// Lifetimes: references, weak references, pools, associated objects, blocks.
+// Lifetimes in processes that end and in long chains; tests/contract has the others.
 
 namespace {
 
 using namespace test;
-using platform::Block;
 using platform::Strong;
-using platform::Weak;
 
 class ObjcObject : public testing::Test {
  protected:
@@ -25,120 +17,12 @@ class ObjcObject : public testing::Test {
   const char key = 0;
 };
 
-TEST_F(ObjcObject, PoolReleasesAtItsEndInnerPoolsFirst) {
-  void* outer = objc_autoreleasePoolPush();
-  const auto leave = [&] { objc_autorelease(objc_retain(platform::makeObject<Mortal>(&deaths).get())); };
-  leave();
-  objc_autoreleasePoolPush();
-  leave();
-  void* inner = objc_autoreleasePoolPush();
-  leave();
-  objc_autoreleasePoolPop(inner);
-  EXPECT_EQ(deaths, 1);
-  objc_autoreleasePoolPop(outer);
-  EXPECT_EQ(deaths, 3) << "a pool left open ends with the one around it";
-}
-
-TEST_F(ObjcObject, WeakReferenceReadsNullOnceDeallocationHasBegun) {
-  static bool sawNull = false;
-  static Weak* weakToDying = nullptr;
-  const Class cls = makeClass("Dying");
-  addMethod(
-      cls, "dealloc", +[](id self, SEL) {
-        objc_release(objc_retain(self));  // must not deallocate again
-        sawNull = !weakToDying->load();
-        weakToDying->store(self);  // too late for a new reference
-        sawNull = sawNull && !weakToDying->load();
-        reinterpret_cast<void (*)(id, SEL)>(class_getMethodImplementation(objc_getClass("NSObject"), sel("dealloc")))(
-            self, sel("dealloc"));
-      });
-  Strong object = makeInstance(cls);
-  Weak weak(object.get());
-  weakToDying = &weak;
-  EXPECT_EQ(weak.load(), object);
-  object = {};
-  EXPECT_TRUE(sawNull);
-  EXPECT_FALSE(weak.load());
-}
-
-TEST_F(ObjcObject, WeakReferencesAreReboundCopiedAndDropped) {
-  Strong first = platform::makeObject<Mortal>(&deaths);
-  const Strong second = platform::makeObject<Mortal>(&deaths);
-  Weak weak(first.get());
-  auto copy = std::make_unique<Weak>(weak);
-  weak.store(second.get());
-  EXPECT_EQ(copy->load(), first);
-  copy.reset();  // its slot must no longer be written to
-  first = {};
-  EXPECT_EQ(deaths, 1);
-  EXPECT_EQ(weak.load(), second);
-}
-
 TEST_F(ObjcObject, LongChainIsReleasedWithoutADeepStack) {
   constexpr int length = 200'000;
   Strong chain;
   for (int i = 0; i < length; ++i) chain = platform::makeObject<Mortal>(&deaths, std::move(chain));
   chain = {};
   EXPECT_EQ(deaths, length);
-}
-
-TEST_F(ObjcObject, AssociationHoldsItsValueUntilItIsReplacedRemovedOrItsOwnerEnds) {
-  for (const auto policy : {OBJC_ASSOCIATION_RETAIN, OBJC_ASSOCIATION_RETAIN_NONATOMIC}) {
-    deaths = 0;
-    Strong owner = makeInstance(objc_getClass("NSObject"));
-    const auto set = [&](const Strong& value) { objc_setAssociatedObject(owner.get(), &key, value.get(), policy); };
-    set(platform::makeObject<Mortal>(&deaths));
-    {
-      const platform::AutoreleasePool pool;
-      EXPECT_NE(objc_getAssociatedObject(owner.get(), &key), nullptr);
-      EXPECT_EQ(objc_getAssociatedObject(owner.get(), &deaths), nullptr) << "another key";
-    }
-    EXPECT_EQ(deaths, 0);
-    set(platform::makeObject<Mortal>(&deaths));
-    EXPECT_EQ(deaths, 1);
-    set({});
-    EXPECT_EQ(deaths, 2);
-    set(platform::makeObject<Mortal>(&deaths));
-    owner = {};
-    EXPECT_EQ(deaths, 3);
-  }
-  objc_setAssociatedObject(nullptr, &key, nullptr, OBJC_ASSOCIATION_RETAIN);
-  EXPECT_EQ(objc_getAssociatedObject(nullptr, &key), nullptr);
-}
-
-TEST_F(ObjcObject, AssociationAssignsAndCopies) {
-  const Strong owner = makeInstance(objc_getClass("NSObject"));
-  objc_setAssociatedObject(owner.get(), &key, platform::makeObject<Mortal>(&deaths).get(), OBJC_ASSOCIATION_ASSIGN);
-  EXPECT_EQ(deaths, 1) << "assigning holds nothing";
-  const Block<int()> block([] { return 3; });
-  objc_setAssociatedObject(owner.get(), &key, blockId(block.get()), OBJC_ASSOCIATION_COPY_NONATOMIC);
-  EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), blockId(block.get()));
-}
-
-TEST_F(ObjcObject, BlockHasOneIdentityAndOneCapturedState) {
-  const Block<int(int)> block([sum = 0](int number) mutable { return sum += number; });
-  const Block<int(int)> copy = block;
-  EXPECT_EQ(block(3), 3);
-  EXPECT_EQ(copy(4), 7);
-  EXPECT_EQ(block.get(), copy.get());
-  const platform::Strong copied = platform::Strong::adopt(platform::send<id()>(blockId(block.get()), sel("copy")));
-  EXPECT_EQ(copied.get(), blockId(block.get())) << "copying a block on the heap retains it";
-}
-
-TEST_F(ObjcObject, BlockReleasesWhatItCapturedWithItsLastReference) {
-  auto block = std::make_unique<Block<void()>>([kept = platform::makeObject<Mortal>(&deaths)] {});
-  auto pointer = std::make_unique<Block<void()>>(block->get());
-  block.reset();
-  EXPECT_EQ(deaths, 0);
-  pointer.reset();
-  EXPECT_EQ(deaths, 1);
-}
-
-TEST_F(ObjcObject, BlockAlignsItsState) {
-  struct alignas(std::max_align_t) Aligned {
-    bool isAligned() const { return reinterpret_cast<std::uintptr_t>(this) % alignof(Aligned) == 0; }
-  };
-  for (int i = 0; i < 8; ++i) EXPECT_TRUE(Block<bool()>([aligned = Aligned()] { return aligned.isAligned(); })());
 }
 
 TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {
@@ -153,50 +37,6 @@ TEST_F(ObjcObject, ObjectsOfAProcessEndBeforeTheirClasses) {
                              OBJC_ASSOCIATION_RETAIN);
   }
   EXPECT_EQ(deaths, 1);
-}
-
-TEST_F(ObjcObject, WeakReferenceMayEndWhileAnotherThreadReleasesItsObject) {
-  for (int round = 0; round < 100; ++round) {
-    Strong object = platform::makeObject<Mortal>(&deaths);
-    auto weak = std::make_unique<Weak>(object.get());
-    std::thread other([&] {
-      const host::ProcessScope scope(process);
-      object = {};
-    });
-    while (weak->load()) std::this_thread::yield();
-    weak.reset();
-    other.join();
-  }
-  EXPECT_EQ(deaths, 100);
-}
-
-TEST_F(ObjcObject, ThreadsShareObjectsClassesAndWeakReferences) {
-  const Class cls = makeClass("Shared");
-  addMethod(cls, "answer", answer<1>);
-  const Method method = class_getInstanceMethod(cls, sel("answer"));
-  Strong object = makeInstance(cls);
-  Weak weak(object.get());
-  std::atomic<int> strange{0};
-  const auto use = [&](int thread) {
-    const host::ProcessScope scope(process);
-    for (int round = 0; round < 500; ++round) {
-      const Strong loaded = weak.load();
-      if (!loaded) continue;
-      const int got = ask(loaded.get());
-      if (got < 1 || got > 3) ++strange;
-      if (thread == 0) method_setImplementation(method, host::implementationOf(round % 2 ? answer<1> : answer<2>));
-      if (thread == 1) addMethod(cls, ("method" + std::to_string(round)).c_str(), answer<3>);
-      if (thread == 2) weak.store(loaded.get());
-      objc_setAssociatedObject(loaded.get(), &key, loaded.get(), OBJC_ASSOCIATION_ASSIGN);
-      if (thread == 3 && platform::boxed(platform::Value(round)) == nullptr) ++strange;
-    }
-  };
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 4; ++thread) threads.emplace_back(use, thread);
-  object = {};  // the last strong reference ends the object
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(strange, 0);
-  EXPECT_FALSE(weak.load());
 }
 
 }  // namespace

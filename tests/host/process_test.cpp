@@ -43,6 +43,26 @@ TEST(Process, endsObjectsAndRequestsThatItsPartsMakeWhileItEnds) {
   process->mainQueue().async([kept = observer] { platform::dispatchAsyncOnMainQueue([kept] {}); });
 }
 
+int received = 0;
+struct Counter {
+  static constexpr const char* className = "Counter";
+  static void defineClass(platform::ClassFace<Counter>& face) { face.method<&Counter::receive>("receive:"); }
+  static void receive(id) { ++received; }
+};
+
+TEST(Process, hasANotificationCenterOfItsOwn) {
+  const test::TestProcess process;
+  const platform::Strong counter = platform::makeObject<Counter>();
+  platform::NotificationCenter::addObserver(counter.get(), sel_registerName("receive:"), "Event", nullptr);
+  {
+    const test::TestProcess other;
+    platform::NotificationCenter::postNotificationName("Event", nullptr);
+  }
+  EXPECT_EQ(received, 0);
+  platform::NotificationCenter::postNotificationName("Event", nullptr);
+  EXPECT_EQ(received, 1);
+}
+
 TEST(Process, leavesItsGroupsUnusableButSafe) {
   const auto group = [] {
     const test::TestProcess process;

@@ -11,7 +11,6 @@
 #include <csignal>
 
 #include "platform/core_library.h"
-#include "tests/support/raised.h"
 #include "tests/support/test_phone.h"
 
 namespace {
@@ -72,15 +71,6 @@ TEST_F(SharedStore, storesPropertyListValuesUnchanged) {
   set(std::string(5 << 20, 'x'));
   EXPECT_THAT(problems(), ElementsAre("group, key: larger than the 4 MiB that a property list may have"));
   EXPECT_EQ(get(), Value("before")) << "what could not be read again is not stored";
-}
-
-TEST_F(SharedStore, raisesForValuesThatAreNotPropertyLists) {
-  set("before");
-  for (const Value& value :
-       {Value(), Value::list({1, nullptr}), Value::dictionary({{"k", nullptr}}), Value::dictionary({{7, "odd key"}})}) {
-    EXPECT_THAT(test::raised([&] { set(value); }), HasSubstr("Attempt to insert non-property list object"));
-  }
-  EXPECT_EQ(get(), Value("before"));
 }
 
 TEST_F(SharedStore, separatesSuitesAndKeepsThemInTheirDirectory) {

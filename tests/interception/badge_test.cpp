@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "host/objc/runtime_functions.h"
 #include "interception/badge_hooks.h"
 #include "interception/platform_access.h"
 #include "tests/interception/interception_fixture.h"
@@ -21,12 +20,11 @@ void notePlatformBadge(id, SEL, std::int64_t number) {
 
 TEST_F(Interception, RecordsABadgeBeforeThePlatformSetsItEvenWhenHookedTwice) {
   const Class application = objc_getClass("UIApplication");
-  class_replaceMethod(application, sel("setApplicationIconBadgeNumber:"), host::implementationOf(&notePlatformBadge),
-                      "v@:q");
+  method_setImplementation(class_getInstanceMethod(application, sel("setApplicationIconBadgeNumber:")),
+                           platform::implementationOf<&notePlatformBadge>());
   PLMessaging::startService();
   for (const std::int64_t number : {3, 0, -1}) {
-    platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(), sel("setApplicationIconBadgeNumber:"),
-                                       number);
+    platform::send<void(std::int64_t)>(sharedApplication(), sel("setApplicationIconBadgeNumber:"), number);
     EXPECT_THAT(takeCalls(), ElementsAre("P badge"));
     EXPECT_TRUE(injectSelector(application, sel("setApplicationIconBadgeNumber:"), platform::classOf<Proxy>(),
                                sel("pellionSetApplicationIconBadgeNumber:")));
@@ -35,7 +33,7 @@ TEST_F(Interception, RecordsABadgeBeforeThePlatformSetsItEvenWhenHookedTwice) {
   phone_.run([&] {
     const platform::Block<void(id)> handler([&](id) { isDone = true; });
     platform::send<void(std::int64_t, platform::BlockPtr<void(id)>)>(
-        host::currentNotificationCenter(), sel("setBadgeCount:withCompletionHandler:"), 5, handler.get());
+        currentNotificationCenter(), sel("setBadgeCount:withCompletionHandler:"), 5, handler.get());
     EXPECT_EQ(PLMessaging::shared().getBadgeCount(), 5);
   });
   EXPECT_TRUE(isDone);

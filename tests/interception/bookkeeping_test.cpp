@@ -2,10 +2,10 @@
 
 #include <gmock/gmock.h>
 
-#include "host/objc/runtime_functions.h"
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
+#include "tests/contract/contract.h"
+#include "tests/support/phone.h"
 #include "tests/support/test_application.h"
-#include "tests/support/test_phone.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ using platform::Strong;
 
 using Proxy = PLMessagingRemoteNotificationsProxy;
 
-class Bookkeeping : public Test {
+class Bookkeeping : public SkipsDifferences<> {
  protected:
   void replace(Class cls, const char* selector = "answer", IMP replacement = replacement_) {
     proxy().swizzleSelector(sel(selector), cls, replacement, objc_getProtocol("UNUserNotificationCenterDelegate"));
@@ -29,10 +29,9 @@ class Bookkeeping : public Test {
     return cls;
   }
 
-  static inline const IMP replacement_ = host::implementationOf(&answer<9>);
-  static inline const IMP first_ = host::implementationOf(&answer<1>);
-  TestPhone phone_{configuration("http://127.0.0.1:1")};
-  host::ProcessScope scope_{*phone_->process()};
+  static inline const IMP replacement_ = codeOf(&answer<9>);
+  static inline const IMP first_ = codeOf(&answer<1>);
+  Phone phone_;
   Strong object_ = platform::makeObject<Proxy>();
 };
 
@@ -65,7 +64,7 @@ TEST_F(Bookkeeping, KeptTheForwardingImplementationWithoutAnOriginal) {
   EXPECT_EQ(ask(object.get()), 9) << "added, as the class had none";
   EXPECT_EQ(kept(), nullptr);
   restore(cls);
-  EXPECT_THAT(raised([&] { ask(object.get()); }), HasSubstr("-[C answer]: unrecognized selector sent to instance"));
+  EXPECT_THAT(raised([&] { ask(object.get()); }), StartsWith(platform::invalidArgumentException));
   replace(cls);
   EXPECT_EQ(kept(), nullptr) << "what forwards is not the class's own code";
   EXPECT_EQ(ask(object.get()), 9);
@@ -74,7 +73,9 @@ TEST_F(Bookkeeping, KeptTheForwardingImplementationWithoutAnOriginal) {
 TEST_F(Bookkeeping, AddsAMethodAsTheProtocolDeclaresIt) {
   const Class cls = makeClass("C");
   replace(cls, willPresent);
-  EXPECT_STREQ(method_getTypeEncoding(class_getInstanceMethod(cls, sel(willPresent))), "v@:@@@?");
+  std::string types = method_getTypeEncoding(class_getInstanceMethod(cls, sel(willPresent)));
+  std::erase_if(types, [](char letter) { return std::string_view("v@:").find(letter) == std::string_view::npos; });
+  EXPECT_EQ(types, "v@:@@@") << "offsets in the frame and the mark of blocks apart";
   EXPECT_THAT(phone_.takeLines(), IsEmpty());
   replace(nullptr, willPresent);
   EXPECT_THAT(phone_.takeLines(),
@@ -89,11 +90,11 @@ TEST_F(Bookkeeping, HoldsOneImplementationForASelectorOfAllClasses) {
   const Class second = classWithAnswer("Second", answer<2>);
   replace(first);
   replace(second);
-  EXPECT_EQ(kept(), host::implementationOf(&answer<2>));
+  EXPECT_EQ(kept(), codeOf(&answer<2>));
   restore(second);
   restore(first);
   EXPECT_EQ(ask(makeInstance(second).get()), 2);
-  EXPECT_THAT(raised([&] { ask(makeInstance(first).get()); }), HasSubstr("unrecognized selector"));
+  EXPECT_THAT(raised([&] { ask(makeInstance(first).get()); }), StartsWith(platform::invalidArgumentException));
 }
 
 TEST_F(Bookkeeping, KeptTheRecordIsStoredByClassButLookedUpBySelector) {

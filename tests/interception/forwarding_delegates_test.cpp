@@ -1,6 +1,5 @@
 // Delegates whose class has no method for a callback, in each way in which the platform lets an object receive it.
 
-#include "host/objc/runtime_functions.h"
 #include "platform/object_messages.h"
 #include "tests/interception/interception_fixture.h"
 
@@ -45,7 +44,7 @@ void resolve(Class cls) {
 Class workerClass() {
   const Class cls = centerDelegateClass<'W'>("Worker");
   class_addProtocol(cls, objc_getProtocol("UIApplicationDelegate"));
-  addMethod(cls, didRegister, noteToken<'W'>);
+  addMethod<&noteToken<'W'>>(cls, didRegister);
   return cls;
 }
 
@@ -56,11 +55,21 @@ struct Way {
   bool isOwn;  ///< the class gets a method of its own, which is called after the module
 };
 
+void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 class ForwardingDelegates : public Interception, public WithParamInterface<Way> {
  protected:
+  static Class delegateClass() {
+    platform::Process::shared<Worker>().object = makeInstance(workerClass());
+    const Class cls = makeClass("Delegate", objc_getClass(GetParam().root));
+    for (const char* protocol : {"UIApplicationDelegate", "UNUserNotificationCenterDelegate"}) {
+      class_addProtocol(cls, objc_getProtocol(protocol));
+    }
+    GetParam().install(cls);
+    return cls;
+  }
   void deliverToken(const char* text) {
     const platform::Value token = platform::Value::bytes(text);
-    host::deliverDeviceToken(&token);
+    deliverDeviceToken(&token);
   }
   static std::vector<std::string> orNothing(bool isCalled, const char* call) {
     return isCalled ? std::vector<std::string>{call} : std::vector<std::string>{};
@@ -69,12 +78,7 @@ class ForwardingDelegates : public Interception, public WithParamInterface<Way> 
 
 TEST_P(ForwardingDelegates, AreIntercepted) {
   const Way& way = GetParam();
-  platform::Process::shared<Worker>().object = makeInstance(workerClass());
-  const Class cls = makeClass("Delegate", objc_getClass(way.root));
-  for (const char* protocol : {"UIApplicationDelegate", "UNUserNotificationCenterDelegate"}) {
-    class_addProtocol(cls, objc_getProtocol(protocol));
-  }
-  way.install(cls);
+  const Class cls = delegateClass();
   const Strong application = makeInstance(cls);
   const Strong center = makeInstance(cls);
   setAppDelegate(application.get());
@@ -87,14 +91,20 @@ TEST_P(ForwardingDelegates, AreIntercepted) {
   deliverToken("\x02");
   EXPECT_EQ(takeCalls(), orNothing(way.isOwn, "W token {length = 1, bytes = 0x02}"));
   EXPECT_EQ(PLMessaging::shared().APNSToken(), platform::Value::bytes("\x02")) << "the module receives it";
-  EXPECT_EQ(responds(application.get(), didReceive), way.isOwn) << "it says what the worker says";
   present();
   EXPECT_EQ(takeCalls(), orNothing(way.isOwn, "W present after 7"));
   EXPECT_THAT(phone_.takeEntries(), SizeIs(1));
 
   setCenterDelegate(nullptr);
-  send<void(id, id, host::PresentationHandler)>(center.get(), sel(willPresent), nullptr, nullptr, nullptr);
+  send<void(id, id, PresentationHandler)>(center.get(), sel(willPresent), nullptr, nullptr, nullptr);
   EXPECT_THAT(takeCalls(), ElementsAre("W present after 7")) << "no longer intercepted";
+}
+
+TEST_P(ForwardingDelegates, SayWhatTheirWorkerSays) {
+  const Strong application = makeInstance(delegateClass());
+  setAppDelegate(application.get());
+  PLMessaging::startService();
+  EXPECT_EQ(responds(application.get(), didReceive), GetParam().isOwn);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, ForwardingDelegates,

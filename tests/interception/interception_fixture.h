@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/phone/system_events.h"
 #include "interception/PLMessagingRemoteNotificationsProxy.h"
+#include "messaging/PLMessaging.h"
 #include "platform/user_notifications.h"
-#include "tests/messaging/messaging_phone.h"
+#include "tests/contract/contract.h"
+#include "tests/support/payloads.h"
+#include "tests/support/phone.h"
 #include "tests/support/test_application.h"
 
 namespace test {
@@ -16,13 +18,13 @@ namespace test {
 inline const platform::Value ours = payload(R"({"pellionPnID": 7, "conversion": {"group": "g", "event": "e"}})");
 
 /// A phone on which the service can start.
-class Interception : public testing::Test {
+class Interception : public SkipsDifferences<> {
  protected:
   using Proxy = PLMessagingRemoteNotificationsProxy;
 
-  void present(const platform::Value& userInfo = ours) { host::deliverInForeground(userInfo); }
+  void present(const platform::Value& userInfo = ours) { deliverInForeground(userInfo); }
   void tap(const platform::Value& userInfo = ours) {
-    host::deliverResponse(userInfo, platform::UNNotificationDefaultActionIdentifier);
+    deliverResponse(userInfo, platform::UNNotificationDefaultActionIdentifier);
   }
   std::vector<std::int64_t> takeStatuses() {
     std::vector<std::int64_t> statuses;
@@ -35,8 +37,7 @@ class Interception : public testing::Test {
   }
   static Proxy& proxy() { return Proxy::sharedInstance(); }
 
-  MessagingPhone phone_{std::vector<platform::Value::Entry>{{"LOG_LEVEL", "verbose"}}};
-  host::ProcessScope scope_{*phone_->process()};
+  Phone phone_;
 };
 
 }  // namespace test

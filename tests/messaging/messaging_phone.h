@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,11 +10,6 @@
 #include "tests/support/recording_phone.h"
 
 namespace test {
-
-/// A payload that carries `addInfo` as text.
-inline platform::Value payload(std::string_view addInfo) {
-  return platform::Value::dictionary({{"aps", json(R"({"alert":"Hello"})")}, {"addInfo", addInfo}});
-}
 
 /// A phone whose requests are accepted without a network; their contents are recorded.
 class MessagingPhone : public RecordingPhone {

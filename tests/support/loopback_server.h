@@ -100,7 +100,7 @@ class LoopbackServer {
     void write(std::string_view bytes) const {
       while (!bytes.empty()) {
         const auto size = tls ? SSL_write(tls.get(), bytes.data(), static_cast<int>(bytes.size()))
-                              : send(socket, bytes.data(), bytes.size(), 0);
+                              : ::send(socket, bytes.data(), bytes.size(), 0);
         if (size <= 0) return;
         bytes.remove_prefix(static_cast<std::size_t>(size));
       }

@@ -1,25 +1,17 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/json_serialization.h"
-#include "tests/support/bytes.h"
 #include "tests/support/offline_session.h"
+#include "tests/support/payloads.h"
 #include "tests/support/test_phone.h"
 
 namespace test {
-
-inline platform::Value json(std::string_view text) {
-  platform::Error error;
-  const auto value = platform::JSONSerialization::JSONObjectWithData(bytesOf(text), &error);
-  if (!value) throw std::runtime_error(error.description() + " in " + std::string(text));
-  return *value;
-}
 
 inline std::string textOf(const platform::Value& bytes) { return {bytes.bytes().begin(), bytes.bytes().end()}; }
 

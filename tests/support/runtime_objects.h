@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "host/objc/runtime_functions.h"
 #include "platform/class_face.h"
 #include "platform/text.h"
 #include "platform/value.h"
@@ -19,9 +18,20 @@ inline Class makeClass(const char* name, Class superclass = objc_getClass("NSObj
   objc_registerClassPair(cls);
   return cls;
 }
+/// A method's code as it is: it raises nothing, and its selector may be another one of the same name.
+template <class R, class... A>
+IMP codeOf(R (*function)(id, SEL, A...)) {
+  return reinterpret_cast<IMP>(function);
+}
 template <class R, class... A>
 bool addMethod(Class cls, const char* selector, R (*code)(id, SEL, A...)) {
-  return class_addMethod(cls, sel(selector), host::implementationOf(code), platform::encodingOfFunction(code));
+  return class_addMethod(cls, sel(selector), codeOf(code), platform::encodingOfFunction(code));
+}
+/// The same for a method that raises, or that compares its selector.
+template <auto Function>
+bool addMethod(Class cls, const char* selector) {
+  return class_addMethod(cls, sel(selector), platform::implementationOf<Function>(),
+                         platform::encodingOfFunction(Function));
 }
 inline platform::Strong makeInstance(Class cls) { return platform::Strong::adopt(class_createInstance(cls, 0)); }
 

@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
-#include "host/phone/ui_application.h"
-#include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "platform/process.h"
 #include "platform/ui_application.h"
+#include "platform/user_notifications.h"
+#include "tests/support/phone.h"
 #include "tests/support/runtime_objects.h"
 
 // An application's own classes, made at run time. Their calls are recorded, in order.
@@ -24,6 +24,7 @@ constexpr const char* willPresent = "userNotificationCenter:willPresentNotificat
 constexpr const char* didRespond = "userNotificationCenter:didReceiveNotificationResponse:withCompletionHandler:";
 
 using FetchHandler = platform::BlockPtr<void(platform::UIBackgroundFetchResult)>;
+using PresentationHandler = platform::BlockPtr<void(platform::UNNotificationPresentationOptions)>;
 using ResponseHandler = platform::BlockPtr<void()>;
 
 struct Calls {
@@ -38,18 +39,18 @@ inline void note(char who, const std::string& what) {
 // Callbacks of the object called `who`.
 template <char who>
 void noteToken(id, SEL selector, id application, id token) {
-  EXPECT_EQ(application, host::UIApplication::sharedApplication());
+  EXPECT_EQ(application, sharedApplication());
   EXPECT_EQ(selector, sel(didRegister));
-  note(who, platform::format("token %@", {token}));
+  note(who, platform::format("token %@", {platform::unboxed(token)}));
 }
 template <char who>
 void noteFailure(id, SEL selector, id application, id error) {
-  EXPECT_EQ(application, host::UIApplication::sharedApplication());
+  EXPECT_EQ(application, sharedApplication());
   EXPECT_EQ(selector, sel(didFail));
   note(who, platform::format("failure %@", {platform::send<id()>(error, sel("localizedDescription"))}));
 }
 template <char who>
-void notePresent(id, SEL, id, id, host::PresentationHandler handler) {
+void notePresent(id, SEL, id, id, PresentationHandler handler) {
   note(who, platform::format("present after %@", {PLMessaging::shared().pnID()}));
   if (handler != nullptr) platform::invoke(handler, platform::UNNotificationPresentationOptionBanner);
 }
@@ -69,16 +70,16 @@ inline Class appDelegateClass(const char* name) { return declaringClass(name, "U
 template <char who>
 Class centerDelegateClass(const char* name) {
   const Class cls = declaringClass(name, "UNUserNotificationCenterDelegate");
-  addMethod(cls, willPresent, notePresent<who>);
-  addMethod(cls, didRespond, noteResponse<who>);
+  addMethod<&notePresent<who>>(cls, willPresent);
+  addMethod<&noteResponse<who>>(cls, didRespond);
   return cls;
 }
 
 inline void setAppDelegate(id delegate) {
-  platform::send<void(id)>(host::UIApplication::sharedApplication(), sel("setDelegate:"), delegate);
+  platform::send<void(id)>(sharedApplication(), sel("setDelegate:"), delegate);
 }
 inline void setCenterDelegate(id delegate) {
-  platform::send<void(id)>(host::currentNotificationCenter(), sel("setDelegate:"), delegate);
+  platform::send<void(id)>(currentNotificationCenter(), sel("setDelegate:"), delegate);
 }
 inline bool responds(id object, const char* selector) {
   return platform::send<bool(SEL)>(object, sel("respondsToSelector:"), sel(selector));

@@ -8,6 +8,7 @@
 
 #include "host/phone/phone.h"
 #include "services/http/network.h"
+#include "tests/support/log_line.h"
 #include "tests/support/temporary_directory.h"
 
 namespace test {
@@ -76,12 +77,6 @@ class TestPhone {
 
  private:
   static std::vector<std::string> lines(const std::vector<platform::Value>& events) {
-    constexpr std::pair<std::string_view, std::string_view> markers[] = {
-        {"pellion-log", "\u200B\u200B\u200B\U0001F916\u200B"},
-        {"pellion-warning", "\u200B\u200B\u200B\u26A0\uFE0F"},
-        {"warning", "\u26A0\uFE0F"},
-        {"verbose", "\U0001F7E3"},
-    };
     std::vector<std::string> lines;
     for (const platform::Value& details : events) {
       const auto part = [&](const char* key) { return details.find(key)->text(); };
@@ -89,11 +84,7 @@ class TestPhone {
       std::string line = has("url")   ? platform::format("opens %@", {part("url")})
                          : has("key") ? platform::format("stores %@", {part("key")})
                                       : std::string(part("text"));
-      if (has("tag")) {
-        line = platform::format("%@ %@: %@", {part("tag"), part("function"), line});
-        if (std::ranges::find(markers, std::pair(part("tag"), part("marker"))) == std::end(markers))
-          line += " (marker)";
-      }
+      if (has("tag")) line = logLine(part("tag"), part("function"), part("marker"), line);
       lines.push_back(std::move(line));
     }
     return lines;

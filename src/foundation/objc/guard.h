@@ -5,8 +5,8 @@
 #include "foundation/runtime/handles.h"
 
 // The border between Objective-C's exceptions and C++'s, which do not see each other everywhere: a C++ exception would
-// skip @finally, and C++ code cannot tell what an Objective-C one is. Messages from C++ pass one of the two guards. What
-// they raise leaves as a platform::Exception that holds the object.
+// skip @finally, and C++ code cannot tell what an Objective-C one is. Messages from C++ pass one of the two guards.
+// What they raise leaves as a platform::Exception that holds the object.
 
 /// Calls a method whose arguments are integers and pointers, at most `foundation_guardedWordCount` besides receiver and
 /// selector. A caller with other integer or pointer types, or with fewer arguments, casts it.

@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/contract/contract.h"
 #include "tests/support/runtime_objects.h"
-#include "tests/support/test_process.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ struct Delivery {
 
 class Listener {
  public:
-  static constexpr const char* className = "Listener";
+  static constexpr const char* className = "ContractListener";
   static void defineClass(platform::ClassFace<Listener>& face) { face.method<&Listener::receive>("receive:"); }
   Listener(std::string name, std::vector<Delivery>& received) : name_(std::move(name)), received_(received) {}
   void receive(id notification) {
@@ -36,7 +36,7 @@ class Listener {
   std::vector<Delivery>& received_;
 };
 
-class NotificationCenter : public Test {
+class NotificationCenter : public Contract {
  protected:
   std::vector<std::string> takeListeners() {
     std::vector<std::string> names;
@@ -44,7 +44,6 @@ class NotificationCenter : public Test {
     return names;
   }
 
-  TestProcess process;
   std::vector<Delivery> received;
   Strong first = platform::makeObject<Listener>("first", received);
   Strong second = platform::makeObject<Listener>("second", received);
@@ -96,13 +95,6 @@ TEST_F(NotificationCenter, RetainsNoObserverAndSkipsDeallocatedOnes) {
   const platform::Weak weak(first.get());
   first = {};
   EXPECT_FALSE(weak.load());
-  postNotificationName("Event", nullptr);
-  EXPECT_THAT(takeListeners(), IsEmpty());
-}
-
-TEST_F(NotificationCenter, BelongsToItsProcess) {
-  addObserver(first.get(), sel("receive:"), "Event", nullptr);
-  const TestProcess other;
   postNotificationName("Event", nullptr);
   EXPECT_THAT(takeListeners(), IsEmpty());
 }

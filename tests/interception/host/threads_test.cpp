@@ -72,7 +72,7 @@ TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
   TestPhone phone(configuration(backend.url(), {{"APP_META", json("{}")}, {"APP_GROUP", "group.test"}}));
   const host::ProcessScope scope(*phone->process());
   const Class delegateClass = appDelegateClass("ShopDelegate");
-  addMethod(delegateClass, didReceive, fetchElsewhere);
+  addMethod<&fetchElsewhere>(delegateClass, didReceive);
   const Strong centerDelegate = makeInstance(centerDelegateClass<'A'>("ShopCenterDelegate"));
   host::startApplication(makeInstance(delegateClass));
   setCenterDelegate(centerDelegate.get());
@@ -90,8 +90,7 @@ TEST(Threads, bringTokensDeliveriesGoalsBadgesAndCompletionsAtOnce) {
   threads.start(
       [](int) { platform::NotificationCenter::postNotificationName("PLXPIIStatusUpdateNotification", nullptr); });
   threads.start([](int round) {
-    platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(), sel("setApplicationIconBadgeNumber:"),
-                                       round);
+    platform::send<void(std::int64_t)>(sharedApplication(), sel("setApplicationIconBadgeNumber:"), round);
   });
   threads.start([](int) {
     const Strong response = host::makeNotificationResponse(notification, tap);
