@@ -1,8 +1,8 @@
 // Runs the benchmarks in rounds and prints one table. For each case it shows the median of all rounds, in nanoseconds
-// (of processor time, or of real time if the case asks for it) or in the bytes that it counts, then the ratio to its
-// baseline case, its goal and whether that is met. A ratio is the median of the rounds' ratios: within a round the two
-// are measured shortly after each other, so that other programs on the machine slow both. Ends with status 1 when a
-// goal is missed, 2 when one cannot be judged.
+// (of processor time, or of real or its own time if the case asks for it) or in the bytes that it counts, then the
+// ratio to its baseline case, its goal and whether that is met. A ratio is the median of the rounds' ratios: within a
+// round the two are measured shortly after each other, so that other programs on the machine slow both. Ends with
+// status 1 when a goal is missed, 2 when one cannot be judged.
 
 #include <benchmark/benchmark.h>
 
@@ -39,7 +39,8 @@ class Measurements : public benchmark::BenchmarkReporter {
         std::fprintf(stderr, "%s: %s\n", name.c_str(), run.error_message.c_str());
       } else if (run.run_type == Run::RT_Iteration) {
         const auto bytes = run.counters.find("bytes");
-        const bool isRealTime = run.run_name.time_type == "real_time";
+        const std::string& clock = run.run_name.time_type;
+        const bool isRealTime = clock == "real_time" || clock == "manual_time";
         const double time = isRealTime ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
         std::vector<double>& values = values_[name];
         if (values.empty()) names_.push_back(name);

@@ -55,3 +55,13 @@ function(pellion_foundation_program target)
   add_dependencies(${target} PellionMessaging)
   target_link_libraries(${target} PRIVATE PellionMessaging::Foundation)
 endfunction()
+
+# Makes a folder for the user defaults of this directory's programs. Sets `config` to the file that names it, for their
+# variable GNUSTEP_CONFIG_FILE; GNUstep reads it if no one else can write it.
+function(pellion_defaults_folder config)
+  set(file ${CMAKE_CURRENT_BINARY_DIR}/GNUstep.conf)
+  file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/defaults)
+  file(WRITE ${file} "GNUSTEP_USER_DEFAULTS_DIR=${CMAKE_CURRENT_BINARY_DIR}/defaults\n")
+  file(CHMOD ${file} PERMISSIONS OWNER_READ OWNER_WRITE)
+  set(${config} ${file} PARENT_SCOPE)
+endfunction()

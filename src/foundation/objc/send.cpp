@@ -130,13 +130,13 @@ Method methodOf(id receiver, Class cls, SEL selector) {
 constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
 
 [[gnu::noinline]] platform::MethodCall checkedCall(id receiver, SEL selector, const char* types,
-                                                   CheckedCall& remembered) {
+                                                   std::array<CheckedCall, 2>& remembered) {
   const IMP code = guardFor(types);
   for (int hop = 0; hop < longestForwarding; ++hop) {
     const Class cls = object_getClass(receiver);
     if (const Method method = methodOf(receiver, cls, selector)) {
       checkTypes(receiver, method_getTypeEncoding(method), selector, types);
-      remembered = {cls, selector, types, code};
+      remembered = {CheckedCall{cls, selector, types, code}, remembered[0]};
       return {receiver, code};
     }
     const id target = asked(receiver, "forwardingTargetForSelector:", selector);
@@ -152,9 +152,19 @@ constexpr int longestForwarding = 64;  // two objects that forward to each other
   raiseUnrecognized(receiver, selector);
 }
 
-std::size_t placeOf(const void* first, const void* second) {
-  return (reinterpret_cast<std::uintptr_t>(first) >> 4U) ^ (reinterpret_cast<std::uintptr_t>(second) >> 3U);
-}
+/// A thread's memory of its checked calls. Each has two places, so that two calls in turn do not displace each other.
+class CheckedCalls {
+ public:
+  using Places = std::array<CheckedCall, 2>;
+
+  Places& placesOf(Class cls, SEL selector) {
+    const auto mixed = reinterpret_cast<std::uintptr_t>(cls) * 31 + reinterpret_cast<std::uintptr_t>(selector);
+    return all_[mixed * 0x9E3779B97F4A7C15U >> 56U];
+  }
+
+ private:
+  std::array<Places, 256> all_{};
+};
 
 }  // namespace
 }  // namespace foundation
@@ -162,13 +172,15 @@ std::size_t placeOf(const void* first, const void* second) {
 namespace platform {
 
 MethodCall methodForCall(id receiver, SEL selector, const char* types) {
-  thread_local std::array<foundation::CheckedCall, 256> checked{};
+  thread_local foundation::CheckedCalls checked;
   const Class cls = object_getClass(receiver);
-  foundation::CheckedCall& known = checked[foundation::placeOf(cls, selector) % checked.size()];
-  if (known.cls == cls && known.selector == selector && known.types == types) [[likely]] {
-    return {receiver, known.code};
+  foundation::CheckedCalls::Places& places = checked.placesOf(cls, selector);
+  for (const foundation::CheckedCall& known : places) {
+    if (known.cls == cls && known.selector == selector && known.types == types) [[likely]] {
+      return {receiver, known.code};
+    }
   }
-  return foundation::checkedCall(receiver, selector, types, known);
+  return foundation::checkedCall(receiver, selector, types, places);
 }
 
 SEL uniqueSelector(SEL selector) {
@@ -177,7 +189,7 @@ SEL uniqueSelector(SEL selector) {
     SEL unique;
   };
   thread_local std::array<Known, 64> all{};  // selectors live as long as the program
-  Known& known = all[foundation::placeOf(selector, nullptr) % all.size()];
+  Known& known = all[(reinterpret_cast<std::uintptr_t>(selector) >> 4U) % all.size()];
   if (known.selector != selector) known = {selector, sel_registerName(sel_getName(selector))};
   return known.unique;
 }

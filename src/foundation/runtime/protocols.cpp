@@ -4,6 +4,8 @@
 
 #include <dlfcn.h>
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 
 #include "foundation/runtime/class_layout.h"
@@ -55,6 +57,16 @@ objc_method_description find(Protocol* protocol, SEL name, bool isRequired, bool
   return found;
 }
 
+/// A thread's memory of what it has found: a protocol does not change once it is loaded, and asking the loader whose
+/// memory a list is takes long.
+struct Found {
+  Protocol* protocol;
+  SEL name;
+  bool isRequired;
+  bool isInstance;
+  objc_method_description description;
+};
+
 }  // namespace
 }  // namespace foundation
 
@@ -66,5 +78,12 @@ foundation::Names foundation::protocolFunctions() {
 extern "C" objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL name, bool isRequired,
                                                                  bool isInstance) {
   if (protocol == nullptr || name == nullptr) return {nullptr, nullptr};
-  return foundation::find(protocol, name, isRequired, isInstance);
+  thread_local std::array<foundation::Found, 32> all{};
+  foundation::Found& known = all[(reinterpret_cast<std::uintptr_t>(name) >> 4U) % all.size()];
+  const bool isKnown = known.protocol == protocol && known.name == name && known.isRequired == isRequired &&
+                       known.isInstance == isInstance;
+  if (!isKnown) {
+    known = {protocol, name, isRequired, isInstance, foundation::find(protocol, name, isRequired, isInstance)};
+  }
+  return known.description;
 }
