@@ -88,8 +88,9 @@ void bench_deliverTokens(void *context, unsigned long times) {
 
 void bench_presentForeign(void *context, unsigned long times) {
   (void)context;
-  NSDictionary *alert = [NSDictionary dictionaryWithObject:@"Somebody else's" forKey:@"alert"];
-  NSDictionary *userInfo = [NSDictionary dictionaryWithObjectsAndKeys:alert, @"aps", @"news", @"thread", nil];
+  static const char json[] = "{\"aps\":{\"alert\":\"Somebody else's\"},\"thread\":\"news\"}";
+  NSData *received = [NSData dataWithBytes:json length:sizeof json - 1];
+  NSDictionary *userInfo = [NSJSONSerialization JSONObjectWithData:received options:0 error:NULL];
   UNNotification *notification = [UNNotification notificationWithUserInfo:userInfo];
   UNUserNotificationCenter *center = [UNUserNotificationCenter currentNotificationCenter];
   void (^handler)(UNNotificationPresentationOptions) = [[^(UNNotificationPresentationOptions options) {

@@ -20,8 +20,9 @@ enum foundation_Kind {
 FOUNDATION_C enum foundation_Kind foundation_kindOf(id object);
 FOUNDATION_C int64_t foundation_integerOf(id number);
 FOUNDATION_C double foundation_floatingOf(id number);
-/// UTF-8, valid until the current pool is drained. What is no Unicode text is replaced.
-FOUNDATION_C const char *foundation_textOf(id string, size_t *length);
+/// UTF-8: in `room` if it is large enough, otherwise valid until the current pool is drained. What is no Unicode text
+/// is replaced.
+FOUNDATION_C const char *foundation_textOf(id string, char *room, size_t size, size_t *length);
 FOUNDATION_C const void *foundation_bytesOf(id data, size_t *length);
 FOUNDATION_C size_t foundation_countOf(id container);
 /// Into room for foundation_countOf objects; return how many there are.

@@ -48,7 +48,13 @@ enum foundation_Kind foundation_kindOf(id object) {
 int64_t foundation_integerOf(id number) { return [number longLongValue]; }
 double foundation_floatingOf(id number) { return [number doubleValue]; }
 
-const char *foundation_textOf(id string, size_t *length) {
+const char *foundation_textOf(id string, char *room, size_t size, size_t *length) {
+  NSUInteger units = [string length];
+  // A unit of UTF-16 takes at most three bytes. A text with a zero is one that looks too short.
+  if (units * 3 < size && [string getCString:room maxLength:size encoding:NSUTF8StringEncoding]) {
+    *length = strlen(room);
+    if (*length >= units) return room;
+  }
   const char *text = [string UTF8String];
   if (text == NULL) {
     NSData *data = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
