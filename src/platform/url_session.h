@@ -53,8 +53,8 @@ inline constexpr float URLSessionTaskPriorityLow = 0.25F;
 class URLSession {
  public:
   /// Runs exactly once per resumed task, on the session's own serial queue, in the order of completion, never on the
-  /// main thread and never inside resume(). Body bytes (empty without a body), response and error are each null where
-  /// the platform gives nil. An error may come with a response.
+  /// main thread (except when no thread can be made) and never inside resume(). Body bytes (empty without a body),
+  /// response and error are each null where the platform gives nil. An error may come with a response.
   using DataTaskHandler = std::function<void(const Value* data, const HTTPURLResponse* response, const Error* error)>;
 
   /// Does not start until it is resumed. The handler and its captures are released once the handler has run.

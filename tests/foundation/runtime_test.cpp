@@ -5,8 +5,11 @@
 
 #include <atomic>
 #include <functional>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "platform/class_face.h"
 #include "platform/object_messages.h"
@@ -168,15 +171,23 @@ TEST_F(Runtime, WhatMessagesRaiseIsAnExceptionOfThePlatform) {
 
 struct Raising {
   static constexpr const char* className = "RaisingInCxx";
-  static void defineClass(platform::ClassFace<Raising>& face) { face.method<&Raising::raise>("raise"); }
+  static void defineClass(platform::ClassFace<Raising>& face) {
+    face.method<&Raising::raise>("raise").method<&Raising::exhaust>("exhaust").method<&Raising::fail>("fail");
+  }
   static void raise() { throw platform::Exception("CxxException", "from C++"); }
+  static void exhaust() { throw std::bad_alloc(); }
+  static void fail() { throw std::out_of_range("no such place"); }
 };
 
 TEST_F(Runtime, ObjectiveCCatchesWhatMethodsInCxxRaise) {
-  bool finallyRan = false;
-  const id name = cases_caughtFrom(platform::makeObject<Raising>().get(), "raise", &finallyRan);
-  EXPECT_EQ(platform::unboxed(name), Value("CxxException"));
-  EXPECT_TRUE(finallyRan);
+  const Strong raising = platform::makeObject<Raising>();
+  const std::pair<const char*, const char*> rows[] = {
+      {"raise", "CxxException"}, {"exhaust", "NSMallocException"}, {"fail", "NSInternalInconsistencyException"}};
+  for (const auto& [selector, name] : rows) {
+    bool finallyRan = false;
+    EXPECT_EQ(platform::unboxed(cases_caughtFrom(raising.get(), selector, &finallyRan)), Value(name));
+    EXPECT_TRUE(finallyRan) << selector;
+  }
 }
 
 struct CompletedState {

@@ -1,6 +1,7 @@
 #include "tests/services/url_session_fixture.h"
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <chrono>
@@ -116,6 +117,43 @@ TEST_F(URLSessionTest, LeavesNothingBehindWhenItEndsAtAnyMoment) {
   }
   server.reset();
   EXPECT_EQ(descriptors() - before, 0);
+}
+
+/// While it exists, no thread can be made: none has room for such a stack.
+class NoThreads {
+ public:
+  NoThreads() {
+    pthread_getattr_default_np(&former_);
+    pthread_attr_t huge = former_;
+    pthread_attr_setstacksize(&huge, std::size_t{1} << 46U);
+    pthread_setattr_default_np(&huge);
+  }
+  NoThreads(const NoThreads&) = delete;
+  NoThreads& operator=(const NoThreads&) = delete;
+  ~NoThreads() {
+    pthread_setattr_default_np(&former_);
+    pthread_attr_destroy(&former_);
+  }
+
+ private:
+  pthread_attr_t former_{};
+};
+
+TEST_F(URLSessionTest, RequestsFailWhileNoThreadCanBeMadeAndLaterOnesAreSent) {
+  LoopbackServer server(always(plainOK));
+  {
+    const NoThreads scope;
+    int runs = 0;
+    resume(request(server.url("")), [&](const auto*, const auto*, const platform::Error* error) {
+      ++runs;
+      ASSERT_NE(error, nullptr);
+      EXPECT_THAT(error->localizedDescription, HasSubstr("no thread can be made"));
+    });
+    EXPECT_EQ(runs, 0);  // never inside the call
+    process().mainQueue().runUntilIdle();
+    EXPECT_EQ(runs, 1);
+  }
+  EXPECT_EQ(load(request(server.url(""))).body, "{}");
 }
 
 }  // namespace

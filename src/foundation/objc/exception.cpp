@@ -1,6 +1,7 @@
 #include "platform/exception.h"
 
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "foundation/objc/guard.h"
@@ -32,11 +33,16 @@ class RaisedObject final : public platform::Exception {
 
 void foundation_throwInCxx(id raised) { throw foundation::RaisedObject(platform::Strong::adopt(raised)); }
 
-void platform::raiseToCaller(const Exception& exception) {
+void platform::raiseToCaller(const std::exception& exception) {
   if (const auto* raised = dynamic_cast<const foundation::RaisedObject*>(&exception)) {
     foundation_raiseAgain(objc_autorelease(objc_retain(raised->object().get())));
+  } else if (const auto* ours = dynamic_cast<const Exception*>(&exception)) {
+    foundation_raise(boxed(Value(ours->name())), boxed(Value(ours->reason())));
+  } else if (dynamic_cast<const std::bad_alloc*>(&exception) != nullptr) {
+    foundation_raiseForMemory();
   } else {
-    foundation_raise(boxed(Value(exception.name())), boxed(Value(exception.reason())));
+    const std::string reason = std::string("PellionMessaging: ") + exception.what();
+    foundation_raise(boxed(Value("NSInternalInconsistencyException")), boxed(Value(reason)));
   }
-  std::abort();  // both raise
+  std::abort();  // all raise
 }

@@ -36,5 +36,7 @@ FOUNDATION_C id foundation_exceptionName(id raised);
 FOUNDATION_C id foundation_exceptionReason(id raised);
 /// Raises a new NSException.
 FOUNDATION_C void foundation_raise(id name, id reason);
+/// Raises NSMallocException, with texts that need no memory.
+FOUNDATION_C void foundation_raiseForMemory(void);
 /// Raises an object that was raised before.
 FOUNDATION_C void foundation_raiseAgain(id raised);

@@ -54,4 +54,7 @@ id foundation_exceptionReason(id raised) {
   return [raised isKindOfClass:[NSException class]] ? [raised reason] : [raised description];
 }
 void foundation_raise(id name, id reason) { [[NSException exceptionWithName:name reason:reason userInfo:nil] raise]; }
+void foundation_raiseForMemory(void) {
+  foundation_raise(NSMallocException, @"PellionMessaging: there is no memory left");
+}
 void foundation_raiseAgain(id raised) { @throw raised; }

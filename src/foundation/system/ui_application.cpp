@@ -2,6 +2,7 @@
 
 #include "foundation/objc/guarded.h"
 #include "foundation/system/url_object.h"
+#include "platform/reference.h"
 #include "platform/send.h"
 #include "platform/value.h"
 
@@ -21,11 +22,15 @@ id urlObject(const URL& url) {
 
 }  // namespace
 
+/// An application never receives nil for a URL that Foundation does not make: such a URL cannot be opened.
 bool canOpenURL(const URL& url) {
-  return send<bool(id)>(sharedApplication(), sel_registerName("canOpenURL:"), urlObject(url));
+  const AutoreleasePool pool;
+  const id object = urlObject(url);
+  return object != nullptr && send<bool(id)>(sharedApplication(), sel_registerName("canOpenURL:"), object);
 }
 
 void openURL(const URL& url) {
+  const AutoreleasePool pool;
   const id object = urlObject(url);
   if (object == nullptr) return;
   send<void(id, id, BlockPtr<void(bool)>)>(sharedApplication(), sel_registerName("openURL:options:completionHandler:"),

@@ -67,6 +67,6 @@ MethodCall methodForCall(id receiver, SEL selector, const char* types) {
 
 SEL uniqueSelector(SEL selector) { return selector; }  // names are interned, so there is one
 
-void raiseToCaller(const Exception& /*exception*/) { throw; }  // callers are C++ too
+void raiseToCaller(const std::exception& /*exception*/) { throw; }  // callers are C++ too
 
 }  // namespace platform

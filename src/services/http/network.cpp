@@ -15,6 +15,7 @@
 #include <mutex>
 #include <new>
 #include <set>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
@@ -120,8 +121,15 @@ Network::Implementation::~Implementation() {
 }
 
 void Network::Implementation::start(const std::shared_ptr<Load>& load) {
-  makeThreads();
   RequestOwner& owner = load->owner();
+  try {
+    makeThreads();
+  } catch (const std::system_error& error) {
+    load->failToStart(error.what());
+    // There is no thread for the handler either, and it must not run inside this call.
+    owner.after(std::chrono::nanoseconds::zero(), [load] { load->deliver(); });
+    return;
+  }
   owner.beginOutsideWork();
   if (add(load)) return;
   load->cancel();
@@ -132,7 +140,7 @@ void Network::Implementation::start(const std::shared_ptr<Load>& load) {
 void Network::Implementation::makeThreads() {
   const std::lock_guard lock(mutex_);
   if (thread_.joinable()) return;
-  handlers_ = std::make_unique<HandlerPool>(handlerThreads);
+  if (handlers_ == nullptr) handlers_ = std::make_unique<HandlerPool>(handlerThreads);
   thread_ = std::thread([this] { run(); });
 }
 

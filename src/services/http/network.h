@@ -28,7 +28,7 @@ class Network {
   ~Network();
 
   /// Takes over a task that has just been resumed. When its owner is ending, its handler is released at once without
-  /// running. Any thread. Throws std::system_error when the first request cannot start the threads.
+  /// running. When no threads can be made, its handler gets an error, on the owner's main thread. Any thread.
   void start(const std::shared_ptr<Load>& load);
 
   /// First reads what was sent before. Then the owner's time may pass, and the request's time-out counts in it. If the

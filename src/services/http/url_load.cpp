@@ -31,6 +31,11 @@ CURL* Load::fail(platform::Error error) {
   return nullptr;
 }
 
+void Load::failToStart(const std::string& reason) {
+  error_ = urlError(URLErrorCode::unknown, task_.request.url,
+                    "The request cannot be sent: no thread can be made for it: " + reason);
+}
+
 CURL* Load::begin(TrustStores& trustStores) {
   isSent_ = false;
   const platform::URLRequest& request = task_.request;

@@ -37,6 +37,9 @@ class Load {
   /// Any thread. Returns false when there is no silence, or no longer. The owner's time stands still again.
   bool endSilence(bool timesOut = false);
 
+  /// Instead of begin(), when there are no threads for the transfer.
+  void failToStart(const std::string& reason);
+
   // The network thread.
   /// Makes the next transfer; returns null when the load has failed instead.
   CURL* begin(TrustStores& trustStores);
@@ -48,7 +51,7 @@ class Load {
   bool end(CURLcode result);
   void drop() { transfer_.reset(); }
 
-  /// A handler thread, once. Runs the handler, unless cancelled, and releases it; both run as code of the owner.
+  /// A handler thread, or the main thread if there is none, once. Runs the handler, unless cancelled, and releases it; both run as code of the owner.
   void deliver();
 
  private:
