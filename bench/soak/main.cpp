@@ -19,7 +19,7 @@
 namespace {
 
 using soak::Options;
-using soak::Promise;
+using soak::print;
 
 struct Option {
   std::string_view name;
@@ -49,17 +49,6 @@ void haveHadAThread() {
   std::string entry = "/proc/self/task/";
   std::thread([&] { entry += std::to_string(gettid()); }).join();
   while (std::filesystem::exists(entry)) std::this_thread::yield();  // it stays listed a moment longer
-}
-
-bool print(const std::vector<Promise>& promises) {
-  bool areKept = true;
-  for (const Promise& promise : promises) {
-    std::printf("  %-7s %-72s %s\n", promise.isKept ? "kept" : "BROKEN", promise.text.c_str(),
-                promise.measured.c_str());
-    areKept = areKept && promise.isKept;
-  }
-  std::fflush(stdout);
-  return areKept;
 }
 
 }  // namespace

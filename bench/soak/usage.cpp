@@ -3,6 +3,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -39,6 +40,17 @@ Usage Usage::now() {
           .heapKiB = (heap.uordblks + heap.hblkhd) / 1024,
           .descriptors = countIn("/proc/self/fd") - 1,  // without the one that this count uses
           .threads = countIn("/proc/self/task")};
+}
+
+bool print(const std::vector<Promise>& promises) {
+  bool areKept = true;
+  for (const Promise& promise : promises) {
+    std::printf("  %-7s %-72s %s\n", promise.isKept ? "kept" : "BROKEN", promise.text.c_str(),
+                promise.measured.c_str());
+    areKept = areKept && promise.isKept;
+  }
+  std::fflush(stdout);
+  return areKept;
 }
 
 std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last) {

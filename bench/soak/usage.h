@@ -22,6 +22,9 @@ struct Promise {
   bool isKept;
 };
 
+/// Prints each promise with its measured value; returns whether all are kept.
+bool print(const std::vector<Promise>& promises);
+
 /// Promises that memory stayed level between two moments. Empty if a sanitizer keeps freed memory.
 std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last);
 /// Promises that only the descriptors and threads of `before` are left now.
