@@ -96,11 +96,11 @@ class Shop {
   /// Runs the main thread's run loop until every request is answered and all that was to follow has been done, and
   /// discards those events.
   void settle() {
+    const platform::AutoreleasePool pool;
     isTurned_ = false;
     platform::dispatchAsyncOnMainQueue([this] { isTurned_ = true; });
     const auto isOver = [](void* self) { return static_cast<Shop*>(self)->isIdle(); };
     if (!shop_runUntil(isOver, this)) throw std::runtime_error("a request is not answered within ten seconds");
-    const platform::AutoreleasePool pool;
     shop_takeEvents();
   }
 
