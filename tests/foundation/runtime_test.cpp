@@ -183,10 +183,10 @@ TEST_F(Runtime, ObjectiveCCatchesWhatMethodsInCxxRaise) {
   const Strong raising = platform::makeObject<Raising>();
   const std::pair<const char*, const char*> rows[] = {
       {"raise", "CxxException"}, {"exhaust", "NSMallocException"}, {"fail", "NSInternalInconsistencyException"}};
-  for (const auto& [selector, name] : rows) {
+  for (const auto& [message, name] : rows) {
     bool finallyRan = false;
-    EXPECT_EQ(platform::unboxed(cases_caughtFrom(raising.get(), selector, &finallyRan)), Value(name));
-    EXPECT_TRUE(finallyRan) << selector;
+    EXPECT_EQ(platform::unboxed(cases_caughtFrom(raising.get(), message, &finallyRan)), Value(name));
+    EXPECT_TRUE(finallyRan) << message;
   }
 }
 
