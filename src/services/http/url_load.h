@@ -51,7 +51,8 @@ class Load {
   bool end(CURLcode result);
   void drop() { transfer_.reset(); }
 
-  /// A handler thread, or the main thread if there is none, once. Runs the handler, unless cancelled, and releases it; both run as code of the owner.
+  /// A handler thread, or the main thread if there is none, once. Runs the handler, unless cancelled, and releases it;
+  /// both run as code of the owner.
   void deliver();
 
  private:
