@@ -19,6 +19,7 @@
 
 #include "bench/number.h"
 #include "bench/soak/catalogue.h"
+#include "bench/soak/objc/application.h"
 #include "bench/soak/objc/live_objects.h"
 #include "bench/soak/usage.h"
 #include "foundation/objc/guarded.h"
@@ -30,7 +31,7 @@
 #include "platform/reference.h"
 #include "platform/user_notifications.h"
 #include "platform/value.h"
-#include "tests/foundation/shop.h"
+#include "tests/support/foundation/core_library.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -73,7 +74,7 @@ class Shop {
     const std::string file = directory_.path() / "PellionInfo.plist";
     std::ofstream(file) << R"(<plist version="1.0"><dict><key>SERVER_URL</key><string>)" << backend_.url()
                         << "</string></dict></plist>";
-    shop_configure(file.c_str());
+    test::installCoreLibrary(file);
     shop_launch();
     PLMessaging::startService();
     shop_replaceCenterDelegate();  // by one of the class that all later ones have
@@ -117,12 +118,11 @@ class Shop {
     return inFlight() == 0 && isTurned_;
   }
   void countLog() {
-    const platform::AutoreleasePool pool;
-    const auto log = platform::unboxed(shop_takeLog());
-    for (const Value& line : log->elements()) {
-      if (line.text().starts_with("[pellion-log] Request made -> ")) ++sent_;
-      if (line.text().starts_with("[pellion-log] Response received -> ")) ++answered_;
+    for (const test::LoggedLine& line : test::takeLoggedLines()) {
+      if (line.text.starts_with("Request made -> ")) ++sent_;
+      if (line.text.starts_with("Response received -> ")) ++answered_;
     }
+    test::takePayloads();
   }
 
   test::TemporaryDirectory directory_;
