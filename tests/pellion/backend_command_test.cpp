@@ -135,13 +135,23 @@ TEST_F(BackendCommand, ServesAPhoneOverTLS) {
   file.reset();
   const std::string body(1U << 20, 'x');
   const std::string script = write("script", R"([{"raw": "HTTP/1.1 200 OK\r\n\r\n{\"a\": \")" + body + R"(\"}"}])");
-  const std::string scenario = write("s.json", R"({"name": "N", "configuration": {"JWT_SECRET": "s", "DEVICE_ID": "d",
+  const std::string scenario =
+      std::filesystem::proximate(write("s.json", R"({"name": "N", "configuration": {"JWT_SECRET": "s", "DEVICE_ID": "d",
       "BEARER_TOKEN": "b", "APP_VERSION_ID": "v", "CA_FILE": "authority"}, "steps": ["launch", {"token": "0a"},
-      {"expect": {"requests": [{"method": "POST"}], "keychain": {"com.tovrin.pellion.apnstoken": "0a"}}}]})");
+      {"expect": {"requests": [{"method": "POST"}], "keychain": {"com.tovrin.pellion.apnstoken": "0a"}}}]})"));
+  // The authority is named relative to the file that names it, whatever the current directory is.
+  create_directories(directory_.path() / "below");
+  const std::string sharing = std::filesystem::proximate(
+      write("below/s.json", R"({"configuration": "../shared.json", "steps": ["launch", {"token": "0b"},
+      {"expect": {"keychain": {"com.tovrin.pellion.apnstoken": "0b"}}}]})"));
+  write("shared.json",
+        R"({"JWT_SECRET": "s", "DEVICE_ID": "d", "BEARER_TOKEN": "b", "APP_VERSION_ID": "v", "CA_FILE": "authority"})");
   const int status = run({"--tls", certificate, key, "--script", script}, [&](std::uint16_t port) {
     std::ostringstream out;
     const std::string url = "https://127.0.0.1:" + std::to_string(port);
-    EXPECT_EQ(runCommandLine({"run", scenario, "--server", url}, {.out = out, .err = out}), 0) << out.str();
+    for (const std::string& each : {scenario, sharing}) {
+      EXPECT_EQ(runCommandLine({"run", each, "--server", url}, {.out = out, .err = out}), 0) << out.str();
+    }
     EXPECT_EQ(test::exchange(port, test::post("/")).find("200"), std::string::npos) << "without TLS";
   });
   EXPECT_EQ(status, 0) << err_.str();

@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <sstream>
 
 #include "pellion/cli/command_line.h"
 #include "pellion/explain/explanation_reports.h"
+#include "pellion/run/temporary_directory.h"
 #include "pellion/text/json_reader.h"
 #include "pellion/text/json_writer.h"
 #include "tests/support/cases.h"
@@ -171,6 +173,15 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
       {{payloads + "parcel.json", "--configuration", configurations + "jwt_secret_empty.plist", "--all"},
        1,
        {"recorded ✗ stops at \"send the entry\": JWT_SECRET is empty in the configuration"}},
+      {{payloads + "parcel.json", "--configuration", configurations + "portal_and_project_missing.json"},
+       1,
+       {"✗ not recorded: PORTAL_ID is missing in the configuration"}},
+      {{payloads + "parcel.json", "--configuration", configurations + "device_id_missing.json"},
+       1,
+       {"✗ not recorded: DEVICE_ID is missing in the configuration"}},
+      {{payloads + "parcel.json", "--configuration", configurations + "gzip_as_text.json"},
+       1,
+       {"✗ not recorded: GZIP in the configuration cannot be used"}},
       {{brokenPayloads + "aps_missing.json"}, 1, {"neither presents it nor wakes the application"}},
       {{brokenPayloads + "aps_as_text.json"}, 1, {"neither presents it nor wakes the application"}},
       {{brokenPayloads + "content_available_as_text.json", "--action", "tap"},
@@ -201,6 +212,42 @@ TEST(Explain, SaysWhatResponsesLeadTo) {
     const Told told = tell(arguments);
     EXPECT_EQ(told.status, status) << told.text();
     for (const std::string& text : says) EXPECT_THAT(told.text(), HasSubstr(text));
+  }
+}
+
+TEST(Explain, ReadsTheConfigurationOfAScenarioAsARunDoes) {
+  const TemporaryDirectory directory;
+  const auto write = [&](const std::string& name, const std::string& text) {
+    std::filesystem::create_directories(std::filesystem::path(directory.path() / name).parent_path());
+    std::ofstream(directory.path() / name) << text;
+  };
+  const std::string entries =
+      R"("PORTAL_ID": "p", "PROJECT_ID": "p", "APP_VERSION_ID": "v", "FRAMEWORK_ID": "f", "DEVICE_ID": "d",
+         "BEARER_TOKEN": "b", "JWT_SECRET": "s", "APP_GROUP": "g", "APP_META": {})";
+  write("shared/ca.pem", "-----BEGIN CERTIFICATE-----");
+  write("shared/text.pem", "no certificate");
+  const struct {
+    std::string scenario;
+    std::string configuration;
+    std::string says;
+  } cases[] = {
+      {R"({"steps": ["launch"], "urlSchemes": ["shop"]})", "", "1 payload: 0 errors, 0 warnings"},
+      {"{ // no payload\n\"steps\": [\"launch\",], \"urlSchemes\": [\"shop\"]}", "", "1 payload: 0 errors, 0 w"},
+      {R"({"steps": ["launch"], "configuration": "shared/c.json", "urlSchemes": ["shop"]})",
+       "{\"CA_FILE\": \"ca.pem\", " + entries + "}", "1 payload: 0 errors, 0 warnings"},
+      {R"({"steps": ["launch"], "configuration": "shared/c.json"})", "{\n\"GZIP\": 7, " + entries + "}",
+       "shared/c.json:2:1: error: GZIP must be true or false"},
+      {R"({"steps": ["launch"], "configuration": "shared/c.json"})", "{\"CA_FILE\": \"no.pem\", " + entries + "}",
+       "shared/c.json:1:2: error: CA_FILE must name a file that exists; "},
+      {R"({"steps": ["launch"], "configuration": "shared/c.json"})", "{\"CA_FILE\": \"text.pem\", " + entries + "}",
+       "shared/c.json:1:2: error: CA_FILE must name certificates in PEM form; "},
+      {R"({"steps": ["launch"], "configuration": "shared/none.json"})", "", "none.json: No such file or directory"},
+  };
+  for (const auto& [scenario, configuration, says] : cases) {
+    write("s.json", scenario);
+    write("shared/c.json", configuration);
+    const Told told = tell({payloads + "sale.json", "--configuration", directory.path() / "s.json"});
+    EXPECT_THAT(told.text(), HasSubstr(says)) << scenario;
   }
 }
 

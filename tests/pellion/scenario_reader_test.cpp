@@ -120,6 +120,9 @@ TEST(ScenarioReader, NamesTheDocumentAndTheFileThatItNames) {
   EXPECT_EQ(errorWith("", R"("configuration": "b.json", "steps": ["launch"])"),
             file + ":1:32: " + directory.path().string() +
                 "/b.json: No such file or directory; give the path of a configuration, a JSON object");
+  EXPECT_THAT(errorWith(R"({"CA_FILE": "a.json"})", configuration),
+              HasSubstr("a.json:1:2: CA_FILE must name certificates in PEM form; " + named + " holds none"));
+  EXPECT_THAT(errorWith(R"({"CA_FILE": "none"})", configuration), HasSubstr("must name a file that exists; "));
   EXPECT_THAT(errorWith("", R"("configuration": "/dev/stdin", "steps": ["launch"])"), Not(IsEmpty()));
 }
 

@@ -90,8 +90,10 @@ class ExplainCommand {
     if (arguments_.configuration) {
       const std::string& path = *arguments_.configuration;
       options.configuration = judgeConfiguration(inputName(path), read(path, configurationFile, surroundings_));
-      explanations_.push_back(
-          {.file = inputName(path), .happenings = {}, .findings = options.configuration->findings, .unusable = {}});
+      explanations_.push_back({.file = options.configuration->file,
+                               .happenings = {},
+                               .findings = options.configuration->findings,
+                               .unusable = {}});
     }
     Explainer explainer(std::move(options));
     return arguments_.fixes ? fix(explainer) : report(explainer);

@@ -1,6 +1,10 @@
 #include "pellion/document/configuration_check.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <utility>
 
 #include "pellion/text/similar_name.h"
 #include "services/core_library/configuration.h"
@@ -31,6 +35,25 @@ std::size_t largestSize(const Value& value) {
   return size;
 }
 
+void checkEntry(std::string_view file, const JSONMember& entry) {
+  // Adds what every configuration needs to the entry; an empty SERVER_URL counts as absent.
+  const Value dictionary = Value::dictionary({{"SERVER_URL", "http://127.0.0.1"},
+                                              {"DOMAIN", "example.org"},
+                                              {"JWT_SECRET", "-"},
+                                              {entry.name, entry.value.value}});
+  try {
+    services::configurationFrom(dictionary, placeText(file, entry.position));
+  } catch (const services::ConfigurationError& error) {
+    throw errorAt(file, entry.position, error.problem());
+  }
+  if (entry.name == "APP_META") checkMeta(file, entry.value);
+  if (entry.name == "CA_FILE") {
+    if (const auto fault = certificateFault(file, entry.value.value.text())) {
+      throw errorAt(file, entry.position, *fault);
+    }
+  }
+}
+
 void checkConfiguration(std::string_view file, const JSONNode& node) {
   const std::vector<std::string_view> keys = services::configurationKeys();
   for (const JSONMember& entry : node.members) {
@@ -39,24 +62,47 @@ void checkConfiguration(std::string_view file, const JSONNode& node) {
       throw errorAt(file, entry.position,
                     entry.name + " is not known; " + remedyForName(entry.name, keys, "known are", ""));
     }
-    // Adds what every configuration needs to the entry; an empty SERVER_URL counts as absent.
-    const Value dictionary = Value::dictionary({{"SERVER_URL", "http://127.0.0.1"},
-                                                {"DOMAIN", "example.org"},
-                                                {"JWT_SECRET", "-"},
-                                                {entry.name, entry.value.value}});
-    try {
-      services::configurationFrom(dictionary, placeText(file, entry.position));
-    } catch (const services::ConfigurationError& error) {
-      throw errorAt(file, entry.position, error.problem());
-    }
-    if (entry.name == "APP_META") checkMeta(file, entry.value);
+    checkEntry(file, entry);
   }
+}
+
+/// The document that names the file may be in another directory.
+void makeCertificatePathAbsolute(std::string_view file, JSONNode& configuration) {
+  std::vector<Value::Entry> entries;
+  for (JSONMember& entry : configuration.members) {
+    if (entry.name == "CA_FILE" && entry.value.value.ifString()) {
+      const auto path = std::filesystem::path(file).parent_path() / entry.value.value.text();
+      entry.value.value = Value(std::filesystem::absolute(path).string());
+    }
+    entries.push_back({entry.name, entry.value.value});
+  }
+  configuration.value = Value::dictionary(entries);
 }
 
 }  // namespace
 
 const Shape configurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true};
-const Shape sharedConfigurationShape{"an object", isObject, {}, nullptr, checkConfiguration, true, &configurationFile};
+const Shape sharedConfigurationShape{
+    "an object", isObject, {}, nullptr, checkConfiguration, true, &configurationFile, makeCertificatePathAbsolute};
+
+std::optional<std::string> certificateFault(std::string_view file, std::string_view path) {
+  constexpr std::size_t longestPreface = 1U << 20;  // what is before the first certificate
+  const std::filesystem::path certificates = std::filesystem::path(file).parent_path() / path;
+  std::error_code problem;  // a name whose look-up fails is no file either
+  if (!std::filesystem::is_regular_file(certificates, problem)) {
+    return "CA_FILE must name a file that exists; " + certificates.string() +
+           " is none: give the path of certificates in PEM form, absolute or relative to this file";
+  }
+  std::ifstream reader(certificates, std::ios::binary);
+  std::string text(longestPreface, '\0');
+  reader.read(text.data(), longestPreface);
+  text.resize(static_cast<std::size_t>(reader.gcount()));
+  const bool isPEM = text.find("-----BEGIN CERTIFICATE-----") != std::string::npos ||
+                     text.find("-----BEGIN TRUSTED CERTIFICATE-----") != std::string::npos;
+  if (isPEM) return std::nullopt;
+  return "CA_FILE must name certificates in PEM form; " + certificates.string() +
+         (reader.is_open() ? " holds none: give a file with \"-----BEGIN CERTIFICATE-----\"" : " cannot be read");
+}
 
 JSONNode defaultConfiguration() {
   return readJSON("the default configuration", R"({

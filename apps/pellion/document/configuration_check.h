@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,6 +14,10 @@ namespace pellion {
 extern const Shape configurationShape;
 /// The same, or the name of a file that holds it.
 extern const Shape sharedConfigurationShape;
+
+/// What is wrong with the file that CA_FILE names, and the remedy after a semicolon; nothing for one with a certificate
+/// in PEM. A relative path begins beside `file`, which has the entry.
+std::optional<std::string> certificateFault(std::string_view file, std::string_view path);
 
 /// A complete configuration for the built-in backend, for a scenario that has none.
 JSONNode defaultConfiguration();

@@ -102,6 +102,7 @@ JSONNode contentOf(std::string_view file, const JSONNode& name, Shape shape) {
     }
     JSONNode content = readJSON(path, readInputFile(path, kind));
     checkShape(path, content, shape, "the content");
+    if (shape.adopt != nullptr) shape.adopt(path, content);
     content.position = name.position;
     return content;
   } catch (const InputError& error) {

@@ -31,6 +31,8 @@ struct Shape {
   bool holdsSecrets = false;  ///< no error message quotes it
   /// The kind of file that a text may name in place of the value; null for none.
   const FileKind* file = nullptr;
+  /// Makes what the content of that file says relative to it hold in the document, too.
+  void (*adopt)(std::string_view file, JSONNode& content) = nullptr;
 };
 
 namespace shapes {

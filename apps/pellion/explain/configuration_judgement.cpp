@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <filesystem>
 #include <utility>
 
 #include "pellion/document/application_description.h"
+#include "pellion/document/configuration_check.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/input_file.h"
 #include "pellion/text/json_path.h"
 #include "pellion/text/similar_name.h"
 #include "services/core_library/configuration.h"
@@ -77,11 +80,7 @@ class ConfigurationFile {
         throw InputError(std::string(error.what()) + "; give a configuration as JSON or as a property list");
       }
     } else {
-      document_ = readJSON(file, text);
-      isScenario_ = document_.find("steps") != nullptr;
-      const JSONNode* configuration = document_.find("configuration");
-      entries_ = configuration != nullptr ? *configuration : document_;
-      if (configuration != nullptr) prefix_ = {"configuration"};
+      readDocument();
     }
     if (document_.find("aps") != nullptr || document_.find("addInfo") != nullptr) {
       throw errorAt(
@@ -90,11 +89,12 @@ class ConfigurationFile {
     }
     if (entries_.value.ifDictionary() == nullptr) {
       throw errorAt(
-          file, entries_.position,
+          file_, entries_.position,
           R"(a configuration is an object of entries such as {"PORTAL_ID": "portal-1"}, a scenario that has one, or a property list)");
     }
   }
 
+  [[nodiscard]] const std::string& file() const { return file_; }
   [[nodiscard]] const Value& entries() const { return entries_.value; }
   [[nodiscard]] const JSONNode& document() const { return document_; }
   [[nodiscard]] bool isScenario() const { return isScenario_; }
@@ -114,6 +114,46 @@ class ConfigurationFile {
   }
 
  private:
+  /// Only scenarios may have comments and surplus commas.
+  void readDocument() {
+    try {
+      document_ = readJSON(file_, text_);
+    } catch (const DocumentError&) {
+      document_ = commentedScenario();
+      if (document_.find("steps") == nullptr) throw;
+    }
+    isScenario_ = document_.find("steps") != nullptr;
+    const JSONNode* configuration = document_.find("configuration");
+    if (configuration == nullptr) {
+      entries_ = isScenario_ ? defaultConfiguration() : document_;
+    } else if (isScenario_ && configuration->value.ifString()) {
+      readShared(*configuration);
+    } else {
+      entries_ = *configuration;
+      prefix_ = {"configuration"};
+    }
+  }
+
+  /// Without members for what is none: the error of the strict reader says more.
+  [[nodiscard]] JSONNode commentedScenario() const {
+    try {
+      return readJSON(file_, text_, JSONForm::commented);
+    } catch (const DocumentError&) {
+      return {};
+    }
+  }
+
+  void readShared(const JSONNode& name) {
+    constexpr FileKind kind{"a configuration, a JSON object", "a configuration is a page"};
+    const std::string path = (std::filesystem::path(file_).parent_path() / name.value.text()).string();
+    try {
+      entries_ = readJSON(path, readInputFile(path, kind));
+    } catch (const InputError& error) {
+      throw errorAt(file_, name.position, error.what());
+    }
+    file_ = path;
+  }
+
   std::string file_;
   std::string_view text_;
   JSONNode document_;
@@ -141,6 +181,12 @@ class ConfigurationCheck {
     }
     checkServer();
     checkIdentity();
+    checkToken();
+    stopSending(fault_);
+  }
+
+ private:
+  void checkToken() {
     if (value::asciiLowercase(text("BEARER_TOKEN")).starts_with("bearer ")) {
       add("configuration-token", "BEARER_TOKEN",
           R"(BEARER_TOKEN begins with "Bearer ", which the module adds itself, so requests carry it twice)",
@@ -148,7 +194,6 @@ class ConfigurationCheck {
     }
   }
 
- private:
   [[nodiscard]] std::string text(std::string_view name) const {
     const Value* value = judgement_.phone.configuration.find(name);
     return value != nullptr ? std::string(value->text()) : std::string();
@@ -168,23 +213,43 @@ class ConfigurationCheck {
   void checkEntry(const Value::Entry& entry) {
     if (entry.value.isNull()) return;  // absent
     const std::string name(entry.key.text());
-    if (name == "CA_FILE") return;  // nothing is sent from here, and the file may be on the phone alone
+    if (name == "CA_FILE" && entry.value.ifString()) {
+      if (const auto fault = certificateFault(file_.file(), entry.value.text())) addValue(name, *fault);
+      return;
+    }
     try {
       const Value alone = Value::dictionary({{"SERVER_URL", "http://127.0.0.1"}, {"JWT_SECRET", "-"}, entry});
       if (entry.value != Value("")) services::configurationFrom(alone, name);
       usable_.push_back(entry);
     } catch (const services::ConfigurationError& error) {
-      const std::size_t split = std::min(error.problem().find("; "), error.problem().size());
-      const bool isUnknown = error.problem().find(" is not a known key") != std::string::npos;
-      const std::string remedy =
-          split < error.problem().size() ? error.problem().substr(split + 2) : "correct the entry, or leave it out";
-      add(isUnknown ? "configuration-unknown" : "configuration-value", name, error.problem().substr(0, split),
-          isUnknown ? entryMeantBy(name).value_or(remedy) : remedy);
+      addValue(name, error.problem());
     }
   }
 
+  /// Adds the finding of an entry that cannot be used; the problem may have a remedy after a semicolon.
+  void addValue(const std::string& name, const std::string& problem) {
+    const std::size_t split = std::min(problem.find("; "), problem.size());
+    const bool isUnknown = problem.find(" is not a known key") != std::string::npos;
+    const std::string remedy =
+        split < problem.size() ? problem.substr(split + 2) : "correct the entry, or leave it out";
+    add(isUnknown ? "configuration-unknown" : "configuration-value", name, problem.substr(0, split),
+        isUnknown ? entryMeantBy(name).value_or(remedy) : remedy);
+  }
+
+  /// A scenario may have placeholders for the built-in backend.
+  [[nodiscard]] std::string serverURL() const {
+    std::string url = text("SERVER_URL");
+    if (!file_.isScenario()) return url;
+    for (const auto& [placeholder, meaning] :
+         {std::pair("{backend}", "http://127.0.0.1:80"), std::pair("{backendPort}", "80")}) {
+      const std::size_t found = url.find(placeholder);
+      if (found != std::string::npos) return url.replace(found, std::string_view(placeholder).size(), meaning);
+    }
+    return url;
+  }
+
   void checkServer() {
-    const std::string url = text("SERVER_URL");
+    const std::string url = serverURL();
     if (url.empty()) {
       const bool isWrong = isFound("SERVER_URL");
       if (!isWrong && (file_.isScenario() || has("DOMAIN"))) return;
@@ -231,6 +296,7 @@ class ConfigurationCheck {
     const bool isTracked = isTrue("ANONYMOUS_TRACKING");
     if (isAnonymous && isTracked) {
       if (!has("ANONYMOUS_ID")) {
+        stopSending("ANONYMOUS_ID" + faultOf("ANONYMOUS_ID"));
         add("configuration-identity", "ANONYMOUS_USER",
             "the user is anonymous and ANONYMOUS_ID is missing, so requests come from \"(null)\"", "give ANONYMOUS_ID");
       }
@@ -258,12 +324,17 @@ class ConfigurationCheck {
   }
 
   void add(const char* code, std::string_view name, std::string what, std::string remedy, Level level = Level::error) {
+    if (level == Level::error && fault_.empty()) {
+      const bool isWrong = has(name) || std::string_view(code) == "configuration-value";
+      fault_ = std::string(name) + (isWrong ? " in the configuration cannot be used" : faultOf(name));
+    }
     judgement_.findings.push_back({level, code, file_.place(name), std::move(what), std::move(remedy)});
   }
 
   const ConfigurationFile& file_;
   ConfigurationJudgement& judgement_;
   std::vector<Value::Entry> usable_;
+  std::string fault_;  ///< of the first entry with an error
 };
 
 std::vector<std::string> schemesIn(const JSONNode& document, std::string_view name) {
@@ -278,7 +349,7 @@ std::vector<std::string> schemesIn(const JSONNode& document, std::string_view na
 
 ConfigurationJudgement judgeConfiguration(std::string_view file, std::string_view text) {
   const ConfigurationFile configuration(file, text);
-  ConfigurationJudgement judgement;
+  ConfigurationJudgement judgement{.file = configuration.file(), .phone = {}, .knowsSchemes = false, .findings = {}};
   ConfigurationCheck(configuration, judgement).run();
   if (configuration.isScenario()) {
     const JSONNode& scenario = configuration.document();

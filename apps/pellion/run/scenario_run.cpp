@@ -132,7 +132,9 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
   std::vector<Value::Entry> entries = configuration_;
   if (const auto url = serverURL(merged)) entries.push_back({"SERVER_URL", *url});
   if (const Value* file = merged.find("CA_FILE"); file != nullptr && file->ifString()) {
-    entries.push_back({"CA_FILE", (std::filesystem::path(scenario_.file).parent_path() / file->text()).string()});
+    // Absolute: the phone looks for a relative path beside its own copy of the configuration.
+    const auto beside = std::filesystem::path(scenario_.file).parent_path() / file->text();
+    entries.push_back({"CA_FILE", std::filesystem::absolute(beside).string()});
   }
   TemporaryDirectory::write([&] { phone_.configure(Value::dictionary(entries)); });
   const Value* secret = merged.find("JWT_SECRET");

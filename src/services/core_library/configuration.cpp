@@ -74,7 +74,8 @@ class ConfigurationReader {
       configuration_.networkPolicy.certificateAuthorities = path_.parent_path() / string(name, value);
       std::error_code problem;  // a name whose look-up fails is no file either
       if (!std::filesystem::is_regular_file(configuration_.networkPolicy.certificateAuthorities, problem)) {
-        fail(name, "must name a file of certificates in PEM form, relative to this file");
+        fail(name, "must name a file that exists; " + configuration_.networkPolicy.certificateAuthorities.string() +
+                       " is none: give the path of certificates in PEM form, absolute or relative to this file");
       }
     } else if (name == "CLEAR_TEXT_HOSTS") {
       if (value.ifList() == nullptr) fail(name, "must be a list of host names");
