@@ -91,7 +91,8 @@ void requireShown(const ReceivedRequest& request) {
 void requireJudged(const ReceivedRequest& request) {
   const auto refusal = pellion::refusal(request, std::nullopt);
   if (refusal) {
-    require(refusal->status == 401 || refusal->status == 404 || refusal->status == 415, "a refusal has its status");
+    constexpr int statuses[] = {400, 401, 404, 405, 415};
+    require(std::ranges::find(statuses, refusal->status) != std::end(statuses), "a refusal has its status");
     return;
   }
   require(request.findHeader("Authorization") != nullptr, "what is accepted is authorized");

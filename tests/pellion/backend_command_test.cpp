@@ -83,7 +83,10 @@ TEST_F(BackendCommand, IsStrictWithWhatTheModuleWouldNotSend) {
   const std::tuple<std::string, std::string, std::string, const char*> requests[] = {
       {path, bearer, signedBy("secret", bytesOf(json)), "200"},
       {path, gzip, signedBy("secret", packed.bytes()), "200"},
-      {"/sdk/v1///pushnotification/device", gzip, "", "200"},
+      {"/sdk/v1/portal/project/pushnotification/device", gzip, "", "200"},
+      {path, bearer, "", "400"},
+      {"/sdk/v1///pushnotification/device", gzip, "", "404"},
+      {"/sdk/v1/portal/(null)/pushnotification/device", gzip, "", "404"},
       {"/sdk/v1/portal/project/channel/remove", bearer, "", "404"},
       {"/channel/add", bearer, "", "404"},
       {path, "", "", "401"},
@@ -96,6 +99,8 @@ TEST_F(BackendCommand, IsStrictWithWhatTheModuleWouldNotSend) {
       {path, gzip, signedBy("secret", bytesOf(json)), "415"},
   };
   run({"--strict", "--secret", "secret", "--bearer", "right-token", "--status", "200"}, [&](std::uint16_t port) {
+    const std::string get = test::exchange(port, "GET " + path + " HTTP/1.1\r\nHost: h\r\n\r\n");
+    EXPECT_THAT(get, AllOf(HasSubstr(" 405 "), HasSubstr("Allow: POST\r\n")));
     for (const auto& [target, headers, body, status] : requests) {
       EXPECT_EQ(statusOf(test::exchange(port, test::post(target, headers, body))), status) << target << headers << body;
     }

@@ -36,8 +36,8 @@ class CommandLine : public Test {
   std::string scenario(const std::string& steps, const std::string& configuration = "") {
     const std::string path = directory_.path() / "s.json";
     std::ofstream(path) << R"({"name": "N", "configuration": {"JWT_SECRET": "s", "BEARER_TOKEN": "very-secret-token",)"
-                        << R"( "DEVICE_ID": "d", "APP_VERSION_ID": "v")" << configuration
-                        << "}, \"urlSchemes\": [\"Mine\"],\n\"steps\": [\n"
+                        << R"( "DEVICE_ID": "d", "PORTAL_ID": "p", "PROJECT_ID": "q", "APP_VERSION_ID": "v")"
+                        << configuration << "}, \"urlSchemes\": [\"Mine\"],\n\"steps\": [\n"
                         << steps << "]}";
     return path;
   }

@@ -177,7 +177,9 @@ TEST_F(TestCommand, WritesTheFormatOfItsReader) {
 
 TEST_F(TestCommand, SendsToAServer) {
   Backend server({});
-  scenario("a.json", "A", R"({"configure": {"DEVICE_ID": "d", "APP_VERSION_ID": "v"}}, "launch", {"token": "0aff"})");
+  scenario("a.json", "A",
+           R"({"configure": {"DEVICE_ID": "d", "APP_VERSION_ID": "v", "PORTAL_ID": "p", "PROJECT_ID": "q"}}, "launch",
+              {"token": "0aff"})");
   const std::string refused = scenario("b.json", "B", R"({"backend": {}})");
   EXPECT_EQ(run({"--server", server.url()}), 2);
   EXPECT_EQ(server.takeRequests().size(), 1U);

@@ -24,14 +24,20 @@ std::vector<std::string_view> segmentsOf(std::string_view path) {
   }
 }
 
-/// "…/sdk/v1/PORTAL/PROJECT/" and one of the module's two ends; the server's URL may have a path of its own.
-bool isModulesPath(std::string_view path) {
+/// Why the path is none of the module's: "…/sdk/v1/PORTAL/PROJECT/" and one of its two ends. Empty when it is one. The
+/// server's URL may have a path of its own.
+std::string_view pathFault(std::string_view path) {
   const std::vector<std::string_view> segments = segmentsOf(path);
-  if (segments.size() < 7) return false;
   const auto fromEnd = [&](std::size_t index) { return segments[segments.size() - index]; };
+  const auto isMissing = [](std::string_view id) { return id.empty() || id == "(null)"; };
+  constexpr std::string_view unknown = "the module uses no such path";
+  if (segments.size() < 7) return unknown;
   const bool isToken = fromEnd(2) == "pushnotification" && fromEnd(1) == "device";
   const bool isStatistics = fromEnd(2) == "channel" && fromEnd(1) == "add";
-  return fromEnd(6) == "sdk" && fromEnd(5) == "v1" && (isToken || isStatistics);
+  if (fromEnd(6) != "sdk" || fromEnd(5) != "v1" || (!isToken && !isStatistics)) return unknown;
+  if (isMissing(fromEnd(4))) return "the path names no portal; give PORTAL_ID in the configuration";
+  if (isMissing(fromEnd(3))) return "the path names no project; give PROJECT_ID in the configuration";
+  return {};
 }
 
 /// Why the authorization is not accepted; empty when it is.
@@ -56,10 +62,18 @@ std::string_view bodyFault(const ReceivedRequest& request, const DecodedBody& bo
 }  // namespace
 
 std::optional<Answer> refusal(const ReceivedRequest& request, const std::optional<std::string>& bearer) {
-  if (!isModulesPath(request.path())) return error(404, "the module uses no such path");
+  if (const std::string_view fault = pathFault(request.path()); !fault.empty()) return error(404, fault);
+  if (request.method != "POST") {
+    Answer answer = error(405, "the module sends POST alone");
+    answer.headers = {{"Allow", "POST"}};
+    return answer;
+  }
   const std::string_view authorization = authorizationFault(request.findHeader("Authorization"), bearer);
   if (!authorization.empty()) return error(401, authorization);
-  if (!request.decodedBody) return std::nullopt;
+  // A registration has its token in a header field.
+  const bool needsBody = request.path().ends_with("/channel/add");
+  if (!request.decodedBody)
+    return needsBody ? std::optional(error(400, "the statistics are missing: there is no body")) : std::nullopt;
   const DecodedBody& body = *request.decodedBody;
   if (body.isJWT && !body.isVerified) return error(401, "the signature of the body is not verified");
   const std::string_view fault = bodyFault(request, body);

@@ -130,7 +130,8 @@ void defineBackend(CLI::App& app, BackendArguments& arguments) {
       ->excludes(drop)
       ->type_name("FILE");
   CLI::Option* strict =
-      command.add_flag("--strict", arguments.isStrict, "Refuse what the module would not send: 401, 404, 415")
+      command
+          .add_flag("--strict", arguments.isStrict, "Refuse what the module would not send: 400, 401, 404, 405, 415")
           ->needs(secret);
   command.add_option("--bearer", arguments.bearer, "The one bearer token that --strict accepts")
       ->needs(strict)

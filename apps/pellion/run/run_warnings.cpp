@@ -87,6 +87,46 @@ bool namesFailure(const Step& step) {
          (keychain != nullptr && std::ranges::any_of(keychain->members, isNull));
 }
 
+bool isMissing(std::string_view id) { return id.empty() || id == "(null)"; }
+
+/// What the request does not name, as the core library says it.
+std::vector<std::string> lackingIn(const Value& request) {
+  constexpr std::string_view start = "/sdk/v1/";
+  std::vector<std::string> effects;
+  std::string_view path = at(request, "path").text();
+  path = path.substr(0, path.find('?'));
+  if (const std::size_t found = path.rfind(start); found != std::string_view::npos) {
+    path.remove_prefix(found + start.size());
+    for (const char* effect : {"addresses no portal", "addresses no project"}) {
+      const std::string_view id = path.substr(0, path.find('/'));
+      if (isMissing(id)) effects.emplace_back(effect);
+      path.remove_prefix(std::min(id.size() + 1, path.size()));
+    }
+  }
+  for (const Value& item : at(request, "query").elements()) {
+    if (!isMissing(item.elements()[1].text())) continue;
+    if (item.elements()[0] == Value("deviceid")) effects.emplace_back("names no device to the backend");
+    if (item.elements()[0] == Value("anondeviceid")) effects.emplace_back("names no user to the backend");
+  }
+  return effects;
+}
+
+/// Whether the step expects a request whose path or query lacks an id.
+bool expectsLack(const Step& step) {
+  if (step.kind->name != "expect") return false;
+  return std::ranges::any_of(step.argument.members, [](const JSONMember& expectation) {
+    return std::ranges::any_of(expectation.value.elements, [](const JSONNode& request) {
+      const Value& query = at(request.value, "query");
+      return at(request.value, "path").text().find("//") != std::string_view::npos ||
+             at(request.value, "path").text().find("(null)") != std::string_view::npos ||
+             query.text().find("(null)") != std::string_view::npos ||
+             std::ranges::any_of(query.entries(), [](const Value::Entry& item) {
+               return item.value.ifString() && isMissing(item.value.text());
+             });
+    });
+  });
+}
+
 }  // namespace
 
 void RunWarnings::handOver(std::string_view name, const Value& payload) {
@@ -111,6 +151,7 @@ void RunWarnings::observe(const host::Event& event) {
     observeModule(event);
   } else if (is("network", "sends")) {
     obstacle_.reset();
+    observeRequest(event.details);
     addIDs(sent_, at(at(at(event.details, "body"), "json"), "pnstats"));
   } else if (is("shared store", "stored") && at(event.details, "key") == Value("pellionDidReceivePushNotification")) {
     pending_.clear();
@@ -125,9 +166,17 @@ void RunWarnings::observe(const host::Event& event) {
   }
 }
 
+void RunWarnings::observeRequest(const Value& details) {
+  for (std::string& effect : lackingIn(details)) {
+    if (std::ranges::find(unaddressed_, effect, &Unaddressed::effect) != unaddressed_.end()) continue;
+    unaddressed_.push_back({step_, std::move(effect), std::string(at(details, "path").text())});
+  }
+}
+
 void RunWarnings::observeModule(const host::Event& event) {
   if (event.what == "blocked") {
     obstacle_ = reasonAndRemedy(event.details);
+    idReasons_[std::string(at(event.details, "effect").text())] = *obstacle_;
     if (HandedOver* notification = ofThisStep()) notification->reason = obstacle_;
   } else if (event.what == "not accepted") {
     if (HandedOver* notification = ofThisStep()) notification->reason = reasonAndRemedy(event.details);
@@ -185,6 +234,18 @@ std::optional<Warning> RunWarnings::unaccepted(const Unaccepted& answer) const {
                  .found = "an answer that is not accepted: " + answer.reason + "; " + answer.remedy};
 }
 
+Warning RunWarnings::unaddressed(const Unaddressed& request) const {
+  const auto known = idReasons_.find(request.effect);
+  const std::string reason = known != idReasons_.end() ? known->second : "its path is " + request.target;
+  return {.position = scenario_.steps[request.step].position,
+          .subject = "a request",
+          .problem = request.effect + R"(, and no "expect" names such a URL)",
+          .reason = reason,
+          .remedy = R"(if this is meant, expect it: {"expect": {"requests": [{"path": …}]}})",
+          .wanted = "all ids in its URL",
+          .found = "it " + request.effect + ": " + reason};
+}
+
 Warning RunWarnings::uncounted(const HandedOver& notification) const {
   const std::string fallback =
       "the module did not record it; --log shows what it did, and pellion explain reads its payload";
@@ -206,6 +267,10 @@ std::vector<Warning> RunWarnings::warnings() const {
   for (const HandedOver& each : handedOver_) {
     if (isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
     found.push_back(uncounted(each));
+  }
+  for (const Unaddressed& request : unaddressed_) {
+    const auto first = scenario_.steps.begin() + static_cast<std::ptrdiff_t>(request.step);
+    if (std::none_of(first, scenario_.steps.end(), expectsLack)) found.push_back(unaddressed(request));
   }
   for (const Unaccepted& answer : unaccepted_) {
     if (auto warning = unaccepted(answer)) found.push_back(*std::move(warning));

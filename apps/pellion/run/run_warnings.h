@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,12 +23,14 @@ struct Warning {
   std::string found = {};   ///< in the place of `wanted`
 };
 
-/// Watches the events of a run and finds three things that its expectations miss:
+/// Watches the events of a run and finds four things that its expectations miss:
 ///
 /// A notification that is not counted: a step delivers it or the user responds to it, it carries an id, no statistics
 /// entry with that id is sent or still pending at the end, and no later "expect" shows that this is meant.
 /// An answer that the module does not accept, of a status that no "backend" step asks for, or a request without an
 /// answer, when no "backend" step asks for that and no later "expect" shows that it is meant.
+/// A request whose URL lacks the id of the portal, the project or whom it comes from, when no later "expect" has such a
+/// URL.
 /// A scenario without any "expect".
 class RunWarnings {
  public:
@@ -56,21 +59,31 @@ class RunWarnings {
     std::string remedy;
   };
 
+  struct Unaddressed {
+    std::size_t step;
+    std::string effect;  ///< "addresses no portal"
+    std::string target;  ///< path and query
+  };
+
   HandedOver* ofThisStep();
+  void observeRequest(const platform::Value& details);
   void observeModule(const host::Event& event);
   [[nodiscard]] bool isExpectedAfter(std::size_t step) const;
   [[nodiscard]] bool isAskedFor(std::int64_t status) const;
   [[nodiscard]] bool isFailureMeant(std::size_t step) const;
   [[nodiscard]] std::optional<Warning> unaccepted(const Unaccepted& answer) const;
+  [[nodiscard]] Warning unaddressed(const Unaddressed& request) const;
   [[nodiscard]] Warning uncounted(const HandedOver& notification) const;
 
   const Scenario& scenario_;
   std::size_t step_ = 0;
   std::vector<HandedOver> handedOver_;
   std::vector<Unaccepted> unaccepted_;
-  std::vector<std::string> sent_;        ///< ids
-  std::vector<std::string> pending_;     ///< ids
-  std::optional<std::string> obstacle_;  ///< the last one, unless a request has been sent since
+  std::vector<std::string> sent_;                 ///< ids
+  std::vector<std::string> pending_;              ///< ids
+  std::vector<Unaddressed> unaddressed_;          ///< one for each effect
+  std::map<std::string, std::string> idReasons_;  ///< by effect: what the core library says of the id
+  std::optional<std::string> obstacle_;           ///< the last one, unless a request has been sent since
 };
 
 }  // namespace pellion

@@ -52,7 +52,7 @@ void CoreLibrary::report(bool isBlocked, const char* effect, const std::string& 
 void CoreLibrary::newRegisterDevice(std::function<void(platform::OptionalString)> block) {
   const auto current = configuration();
   const bool isAnonymous = current->isAnonymousUser && current->isAnonymousTrackingEnabled;  // the id is not used then
-  block(isAnonymous ? current->deviceID : asked(current->deviceID, "names no device to the backend", "DEVICE_ID"));
+  block(isAnonymous ? current->deviceID : askedText(current->deviceID, "names no device to the backend", "DEVICE_ID"));
 }
 
 // Asked only for a user who wants to be anonymous.

@@ -46,7 +46,7 @@ class CoreLibrary : public platform::QVPIIManager,
   void newRegisterDevice(std::function<void(platform::OptionalString)> block) override;
   bool isAnonymousUser() override { return configuration()->isAnonymousUser; }
   platform::OptionalString anonid() override {
-    return asked(configuration()->anonymousID, "names no user to the backend", "ANONYMOUS_ID");
+    return askedText(configuration()->anonymousID, "names no user to the backend", "ANONYMOUS_ID");
   }
   bool enableAnonymousTracking() override;
   platform::OptionalString getDCLBD() override { return configuration()->domain; }
@@ -55,10 +55,10 @@ class CoreLibrary : public platform::QVPIIManager,
   platform::OptionalString mapid() override { return configuration()->mapID; }
   platform::OptionalString apid() override { return configuration()->apID; }
   platform::OptionalString portalid() override {
-    return asked(configuration()->portalID, "addresses no portal", "PORTAL_ID");
+    return askedText(configuration()->portalID, "addresses no portal", "PORTAL_ID");
   }
   platform::OptionalString projectid() override {
-    return asked(configuration()->projectID, "addresses no project", "PROJECT_ID");
+    return askedText(configuration()->projectID, "addresses no project", "PROJECT_ID");
   }
   bool enableGzip() override { return configuration()->isGzipEnabled; }
   platform::OptionalString getQvInfoFilePath() override { return configurationResource; }
@@ -86,6 +86,11 @@ class CoreLibrary : public platform::QVPIIManager,
   Entry asked(Entry entry, const char* effect, const std::string& key) {
     report(!entry, effect, "the configuration has no " + key, "add it");
     return entry;
+  }
+  /// The same for a text of which nothing is left in a URL if it is empty.
+  platform::OptionalString askedText(platform::OptionalString text, const char* effect, const std::string& key) {
+    report(text && text->empty(), effect, key + " is empty in the configuration", "give it a value");
+    return asked(std::move(text), effect, key);
   }
   void report(bool isBlocked, const char* effect, const std::string& reason, const char* remedy);
 
