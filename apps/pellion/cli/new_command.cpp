@@ -9,6 +9,7 @@
 #include "pellion/backend/backend.h"
 #include "pellion/document/notification_shape.h"
 #include "pellion/explain/explain.h"
+#include "pellion/payload/link_text.h"
 #include "pellion/payload/payload.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/temporary_directory.h"
@@ -151,6 +152,8 @@ void readInfo(Draft& draft, const Value& info) {
   for (const Value* link : links) {
     const auto parts = link == nullptr ? std::nullopt : services::parseURLComponents(link->text());
     if (!parts || !parts->scheme) continue;
+    const auto fault = linkFault(link->text(), [](const std::string& /*scheme*/) { return false; });
+    if (fault && fault->code == "link-scheme-misspelt") continue;  // of which the payload's findings warn
     const Value scheme = value::asciiLowercase(*parts->scheme);
     if (std::ranges::find(everyPhones, scheme.text()) == std::end(everyPhones) &&
         std::ranges::find(draft.urlSchemes, scheme) == draft.urlSchemes.end()) {

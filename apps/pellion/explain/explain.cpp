@@ -92,6 +92,7 @@ Explainer::Explainer(ExplainOptions options) : options_(std::move(options)), pho
 Payload Explainer::read(std::string_view file, std::string_view text) const {
   Payload payload = readPayload(file, text);
   payload.isVoIP |= options_.isVoIP;
+  payload.schemes = phoneFor(options_).urlSchemes.own;
   payload.knowsSchemes =
       !options_.urlSchemes.empty() || (options_.configuration && options_.configuration->knowsSchemes);
   return payload;

@@ -173,8 +173,8 @@ class Table {
     std::string text = "recorded";
     const bool fails = happening.opened.state == State::stopped;
     for (const Value& url : happening.opened.results) text += ", opens " + elided(textOf(url));
-    if (fails) text += ", opens nothing: " + happening.opened.why;
     for (const Value& goal : happening.goal.results) text += ", waits for the goal " + elided(textOf(goal));
+    if (fails) text += ", opens nothing: " + happening.opened.why;  // last, for it may be sentences
     return {"", fails ? "✗ " : "✓ ", text, fails ? Ink::bad : Ink::good};
   }
 

@@ -114,6 +114,8 @@ constexpr std::array findingRules{
                 "Nothing opens, or another URL, depending on the release that the application was linked with.",
                 "Percent-encode these characters."},
     FindingRule{"link-not-text", "a click action is not a text", "The response raises.", "Give the URL as a text."},
+    FindingRule{"link-port", "the port of a click action is none", "Nothing useful opens.",
+                "Give a number from 1 to 65535, or leave the port out."},
     FindingRule{"link-scheme-misspelt", "the scheme of a click action is misspelt", "Nothing opens.",
                 "Write the scheme correctly."},
     FindingRule{"link-scheme-undeclared", "a click action needs a scheme that the application may not declare",

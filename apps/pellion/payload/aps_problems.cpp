@@ -66,9 +66,27 @@ constexpr std::array pushEntries{
     PushEntry{"target-content-id", isText, "a text", "so the platform ignores it", asNothing, true},
 };
 
+/// What else an alert may have.
+constexpr std::array<std::string_view, 10> alertNames{
+    "title-loc-args", "subtitle-loc-args", "loc-args", "action-loc-key",  "launch-image",
+    "summary-arg",    "summary-arg-count", "action",   "localized-title", "localized-body"};
 constexpr std::array<std::string_view, 3> alertTexts{"title", "subtitle", "body"};
 constexpr std::array<std::string_view, 6> shownTexts{"title",         "subtitle",         "body",
                                                      "title-loc-key", "subtitle-loc-key", "loc-key"};
+
+bool isOneOrZero(const Value& value) {
+  return value.kind() == Value::Kind::integer && (value.integer() == 0 || value.integer() == 1);
+}
+
+/// What an object under "sound" may have.
+struct SoundEntry {
+  std::string_view name;
+  bool (*isRight)(const Value&);
+  const char* expected;
+};
+constexpr std::array soundEntries{SoundEntry{"name", isText, "the name of a sound file, a text"},
+                                  SoundEntry{"critical", isOneOrZero, "the number 0 or 1"},
+                                  SoundEntry{"volume", isScore, "a number from 0 to 1"}};
 
 /// A name without what people spell differently.
 std::string plainName(std::string_view name) {
@@ -109,6 +127,7 @@ class PushCheck {
     } else {
       checkEntries();
       checkAlert();
+      checkSound();
       checkPurpose();
     }
     return std::move(problems_);
@@ -208,18 +227,73 @@ class PushCheck {
 
   void checkAlert() {
     const Value* alert = aps_->find("alert");
+    if (alert != nullptr && *alert == Value("")) {
+      add("alert-without-text", {false, {"aps", "alert"}}, "\"alert\" is empty, so the platform shows nothing",
+          R"(write "alert": {"title": "…", "body": "…"}, or leave it out)");
+    }
     if (alert == nullptr || alert->ifDictionary() == nullptr) return;
-    const auto shows = [&](std::string_view name) { return alert->find(name) != nullptr; };
+    const std::size_t before = problems_.size();
+    for (const Value::Entry& entry : alert->entries()) checkAlertName(std::string(entry.key.text()), entry.value);
+    const bool isTextMisspelt = std::any_of(problems_.begin() + static_cast<std::ptrdiff_t>(before), problems_.end(),
+                                            [](const Problem& each) { return each.code == "aps-key-misspelt"; });
+    const auto shows = [&](std::string_view name) {
+      const Value* text = alert->find(name);
+      return text != nullptr && *text != Value("");
+    };
     for (const std::string_view name : shownTexts) {
       const Value* text = alert->find(name);
       if (text == nullptr || isText(*text)) continue;
       add("aps-value", {false, {"aps", "alert", std::string(name)}},
           inQuotes(name) + " " + beingOf(*text) + ", so the platform does not show it", "give it a text");
     }
-    if (std::ranges::any_of(shownTexts, shows)) return;
+    if (isTextMisspelt || std::ranges::any_of(shownTexts, shows)) return;
     add("alert-without-text", {false, {"aps", "alert"}},
         "\"alert\" has no \"title\" and no \"body\", so the platform shows nothing",
         R"(write "alert": {"title": "…", "body": "…"})");
+  }
+
+  /// A name in the alert that belongs beside it, or that is misspelt.
+  void checkAlertName(const std::string& name, const Value& value) {
+    const auto isKnown = [&](const auto& names) { return std::ranges::find(names, name) != names.end(); };
+    if (isKnown(shownTexts) || isKnown(alertNames)) return;
+    const PushEntry* entry = entryMeantBy(name);
+    if (entry != nullptr && entry->name != "alert") {
+      add("aps-key-misplaced", {false, {"aps", "alert", name}, true},
+          inQuotes(name) + " stands in \"alert\", where the platform does not read it",
+          "move it into \"aps\" itself, as " + inQuotes(entry->name));
+      if (aps_->find(entry->name) == nullptr) {
+        correct({{false, {"aps", "alert", name}, std::nullopt}, {false, {"aps", std::string(entry->name)}, value}});
+      }
+      return;
+    }
+    const auto isMeant = [&](std::string_view known) {
+      const std::string plain = plainName(name);
+      return plain == plainName(known) || (known.size() >= 4 && editDistance(plain, plainName(known)) == 1);
+    };
+    const auto* meant = std::ranges::find_if(shownTexts, isMeant);
+    std::string_view right = meant != shownTexts.end() ? *meant : std::string_view();
+    if (right.empty()) {
+      const auto* other = std::ranges::find_if(alertNames, isMeant);
+      if (other == alertNames.end()) return;
+      right = *other;
+    }
+    add("aps-key-misspelt", {false, {"aps", "alert", name}, true},
+        "the platform does not read " + inQuotes(name) + " in \"alert\"; it looks like " + inQuotes(right),
+        "write " + inQuotes(right));
+    if (aps_->find("alert")->find(right) != nullptr) return;
+    correct({{false, {"aps", "alert", name}, std::nullopt}, {false, {"aps", "alert", std::string(right)}, value}});
+  }
+
+  void checkSound() {
+    const Value* sound = aps_->find("sound");
+    if (sound == nullptr) return;
+    for (const SoundEntry& entry : soundEntries) {
+      const Value* value = sound->find(entry.name);
+      if (value == nullptr || entry.isRight(*value)) continue;
+      add("aps-value", {false, {"aps", "sound", std::string(entry.name)}},
+          inQuotes(entry.name) + " of \"sound\" " + beingOf(*value) + ", so the platform plays nothing",
+          "give it " + std::string(entry.expected) + ", or leave it out");
+    }
   }
 
   void checkPurpose() {
@@ -265,10 +339,11 @@ Problems apsProblems(const Payload& payload) { return PushCheck(payload).run(); 
 bool showsAlert(const Payload& payload) {
   const Value* aps = payload.value().find("aps");
   const Value* alert = aps == nullptr ? nullptr : aps->find("alert");
-  return alert != nullptr && (isText(*alert) || std::ranges::any_of(shownTexts, [&](std::string_view name) {
-                                const Value* text = alert->find(name);
-                                return text != nullptr && isText(*text);
-                              }));
+  return alert != nullptr &&
+         ((isText(*alert) && *alert != Value("")) || std::ranges::any_of(shownTexts, [&](std::string_view name) {
+            const Value* text = alert->find(name);
+            return text != nullptr && isText(*text) && *text != Value("");
+          }));
 }
 
 }  // namespace pellion

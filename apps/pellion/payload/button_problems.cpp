@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "messaging/PLMessaging.h"
+#include "pellion/text/json_writer.h"
 #include "platform/exception.h"
 #include "platform/user_notifications.h"
 
@@ -27,7 +28,9 @@ Problems buttonProblems(const Payload& payload) {
     return {{"buttons-not-a-list",
              {true, *payload.buttonsPath},
              "\"actionButton\" " + beingOf(*buttons) + ", which raises on every response but a tap",
-             R"(write a list of buttons: [{"action": "later"}])",
+             "write a list of buttons: " + (buttons->find("action") == nullptr
+                                                ? R"([{"action": "later"}])"
+                                                : shortened(compactJSON(Value::list({*buttons})))),
              {},
              Level::error,
              listed(payload)}};

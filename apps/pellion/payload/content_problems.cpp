@@ -1,6 +1,7 @@
 #include "pellion/payload/content_problems.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include <utility>
@@ -29,6 +30,16 @@ bool isWholeNumber(const Value& value) {
   std::string_view digits = value.text();
   if (digits.starts_with('-')) digits.remove_prefix(1);
   return !digits.empty() && digits.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// Whether the number, or the digits, are more than 64 bits hold.
+bool isTooLarge(const Value& value) {
+  constexpr double limit = 9223372036854775808.0;  // 2^63
+  if (value.kind() == Value::Kind::floating) return std::abs(value.floating()) >= limit;
+  if (value.kind() == Value::Kind::integer) return value.isUnsigned() && value.integer() < 0;
+  std::int64_t number = 0;
+  const std::string_view digits = value.text();
+  return std::from_chars(digits.data(), digits.data() + digits.size(), number).ec == std::errc::result_out_of_range;
 }
 
 Edit replacing(const Spot& spot, Value value) { return {spot.inAddInfo, spot.path, std::move(value)}; }
@@ -188,6 +199,11 @@ std::optional<Problem> idProblem(const Payload& payload) {
   if (!id->isNumber() && !id->ifString()) {
     return Problem{"id-not-a-number", spot, "\"pellionPnID\" " + beingOf(*id) + ", and reading it as a number raises",
                    remedy};
+  }
+  if (isWholeNumber(*id) && isTooLarge(*id)) {
+    return Problem{"id-not-a-number", spot,
+                   "\"pellionPnID\" " + beingOf(*id) + ", more than 64 bits hold, so another number is read",
+                   "give it a number from 1 to 9223372036854775807"};
   }
   const std::int64_t number = id->integerValue();
   const bool isWhole = isWholeNumber(*id);

@@ -3,6 +3,7 @@
 #include "host/phone/ui_application.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/link_text.h"
+#include "pellion/text/similar_name.h"
 #include "pellion/text/text_width.h"
 #include "platform/ui_application.h"
 #include "platform/url.h"
@@ -39,6 +40,7 @@ std::optional<Problem> faultProblem(const Value& link, const Spot& spot) {
       shortened(inQuotes(link.text())) + ": " + fault->text + (isEncodingAlone ? releaseText(link.text(), url) : ""),
       fault->corrected ? "write " + inQuotes(*fault->corrected)
                        : "write an absolute URL such as https://example.com/sale, with %20 for a space"};
+  if (fault->code == "link-port") problem.remedy = "give it a number from 1 to 65535, or leave the port out";
   if (fault->code == "link-template") problem.remedy = "fill in the value before the payload is sent";
   problem.spot.inString = Position{1, static_cast<int>(columns(link.text().substr(0, fault->offset))) + 1};
   if (fault->corrected) problem.correction = {{spot.inAddInfo, spot.path, Value(*fault->corrected)}};
@@ -49,6 +51,18 @@ std::optional<Problem> faultProblem(const Value& link, const Spot& spot) {
 }
 
 Problem undeclaredProblem(const Payload& payload, const Value& link, const std::string& scheme, const Spot& spot) {
+  const std::vector<std::string_view> declared(payload.schemes.begin(), payload.schemes.end());
+  if (const auto meant = similarName(scheme, declared)) {
+    const std::string corrected = std::string(*meant) + std::string(link.text().substr(scheme.size()));
+    return {"link-scheme-misspelt",
+            spot,
+            shortened(inQuotes(link.text())) + ": the application does not declare the scheme " + inQuotes(scheme) +
+                ", which looks like " + inQuotes(*meant),
+            "write " + inQuotes(corrected) + ", or pass --scheme " + scheme + " if the application declares it",
+            {},
+            Level::error,
+            {{spot.inAddInfo, spot.path, Value(corrected)}}};
+  }
   const bool isInstalled = host::UIApplication::isInstalled(scheme);
   const std::string opens = isInstalled ? "only the notification handler opens it" : "nothing opens it";
   if (payload.knowsSchemes) {
@@ -76,8 +90,16 @@ std::optional<Problem> linkProblem(const Payload& payload, const Value& link, co
   }
   const auto url = platform::URL::URLWithString(link.text());
   if (url && platform::UIApplication::canOpenURL(*url)) return std::nullopt;
-  if (auto fault = faultProblem(link, spot)) return fault;
+  auto fault = faultProblem(link, spot);
   const auto scheme = url ? services::urlScheme(url->absoluteString()) : std::nullopt;
+  if (fault && scheme && fault->code == "link-not-encoded") {  // the platform gets a URL, and the scheme stops it
+    Problem undeclared = undeclaredProblem(payload, link, *scheme, spot);
+    const std::string name = shortened(inQuotes(link.text())) + ": ";
+    undeclared.text += ". The URL also needs encoding: " +
+                       (fault->text.starts_with(name) ? fault->text.substr(name.size()) : fault->text);
+    return undeclared;
+  }
+  if (fault) return fault;
   if (!scheme) {
     return Problem{"link-not-a-url", spot, shortened(inQuotes(link.text())) + " forms no URL",
                    "write an absolute URL such as https://example.com/sale"};
@@ -91,7 +113,15 @@ Problems linkProblems(const Payload& payload) {
     const Value& link = nodeAt(*payload.content, path).value;
     const Spot spot{true, path};
     auto fault = link.ifString() ? faultProblem(link, spot) : std::nullopt;
-    if (!fault) fault = linkProblem(payload, link, spot);
+    const auto url = link.ifString() ? platform::URL::URLWithString(link.text()) : std::nullopt;
+    const auto scheme = url ? services::urlScheme(url->absoluteString()) : std::nullopt;
+    const bool isUndeclared = scheme && !platform::UIApplication::canOpenURL(*url);
+    if (fault && fault->code == "link-not-encoded" && isUndeclared) {
+      problems.push_back(std::move(*fault));
+      fault = undeclaredProblem(payload, link, *scheme, spot);
+    } else if (!fault) {
+      fault = linkProblem(payload, link, spot);
+    }
     if (fault) problems.push_back(std::move(*fault));
   };
   if (payload.info()->find("clickAction") != nullptr) add({"clickAction"});

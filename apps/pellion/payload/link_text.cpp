@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <utility>
 
 #include "pellion/payload/encoded_text.h"
@@ -60,6 +61,7 @@ std::string_view trimmed(std::string_view text) {
 bool beginsWithHost(std::string_view link) {
   const std::string_view host = link.substr(0, link.find_first_of("/?#"));
   const std::size_t dot = host.rfind('.');
+  if (host.starts_with("www.") && host.size() > 4 && !wrongFrom(host, 0)) return true;
   return dot != std::string_view::npos && dot > 0 && host.size() - dot > 2 && !wrongFrom(host, 0) &&
          std::ranges::all_of(host.substr(dot + 1), [](unsigned char c) { return std::isalpha(c) != 0; });
 }
@@ -68,6 +70,30 @@ LinkFault templateFault(std::string_view link, std::string_view placeholder) {
   return {"link-template",
           "the URL holds " + inQuotes(placeholder) + ", which looks like a placeholder that nothing has replaced",
           static_cast<std::size_t>(placeholder.data() - link.data())};
+}
+
+/// A port that is none: other characters than digits, or a number that is too large. `after` begins with the host.
+std::optional<LinkFault> portFault(std::string_view link, std::string_view after) {
+  constexpr unsigned largest = 65535;
+  std::string_view authority = after.substr(0, after.find_first_of("/?#"));
+  authority.remove_prefix(authority.rfind('@') + 1);  // 0 without one
+  const std::size_t bracket = authority.rfind(']');
+  const std::size_t colon = authority.find(':', bracket == std::string_view::npos ? 0 : bracket);
+  if (colon == std::string_view::npos) return std::nullopt;
+  const std::string_view port = authority.substr(colon + 1);
+  const auto offset = static_cast<std::size_t>(port.data() - link.data());
+  const std::size_t wrong = port.find_first_not_of("0123456789");
+  if (wrong != std::string_view::npos) {
+    return LinkFault{"link-port",
+                     nameOfCharacter(link, offset + wrong) + " at character " +
+                         std::to_string(columns(link.substr(0, offset + wrong)) + 1) +
+                         " of the URL stands in its port, which has digits alone",
+                     offset + wrong};
+  }
+  unsigned number = 0;
+  const auto result = std::from_chars(port.data(), port.data() + port.size(), number);
+  if (port.empty() || (result.ec == std::errc() && number <= largest)) return std::nullopt;
+  return LinkFault{"link-port", "the port " + std::string(port) + " of the URL is above 65535", offset};
 }
 
 /// The rest of a link after the colon of http or https, which is to begin with two slashes and a host.
@@ -83,11 +109,13 @@ std::optional<LinkFault> hostFault(std::string_view link, std::string_view schem
     return LinkFault{"link-scheme-misspelt", "a slash is missing after " + inQuotes(std::string(scheme) + ":"), offset,
                      after.empty() ? std::nullopt : std::optional(corrected())};
   }
-  if (count > 2 || after.empty() || after.front() == '?' || after.front() == '#' || after.front() == ':') {
+  std::string_view host = after.substr(0, after.find_first_of("/?#"));
+  host.remove_prefix(host.rfind('@') + 1);  // 0 without one
+  if (count > 2 || host.empty() || host.front() == ':') {
     return LinkFault{"link-without-host", "the URL has no host after " + inQuotes(std::string(scheme) + "://"),
                      offset + 2, beginsWithHost(after) ? std::optional(corrected()) : std::nullopt};
   }
-  return std::nullopt;
+  return portFault(link, after);
 }
 
 std::optional<LinkFault> schemeFault(std::string_view link, const std::function<bool(const std::string&)>& isKnown) {
@@ -123,16 +151,13 @@ std::optional<std::size_t> wrongCharacter(std::string_view link) {
   return wrongFrom(link, end);
 }
 
-std::optional<std::string> encodedLink(std::string_view link) {
-  const std::size_t end = endOfAuthority(link);
-  std::string encoded(link.substr(0, end));
-  if (!encoded.empty() && !services::urlScheme(encoded)) {
-    const auto host = services::encodedURLText(encoded);
-    if (!host) return std::nullopt;
-    encoded = *host;
-  }
+namespace {
+
+/// The link from `start` on, with each wrong character encoded.
+std::string percentEncoded(std::string_view link, std::size_t start) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  for (std::size_t at = end; at < link.size();) {
+  std::string encoded;
+  for (std::size_t at = start; at < link.size();) {
     const std::size_t wrong = wrongFrom(link, at).value_or(link.size());
     encoded += link.substr(at, wrong - at);
     if (wrong < link.size()) {
@@ -141,6 +166,21 @@ std::optional<std::string> encodedLink(std::string_view link) {
     }
     at = wrong + 1;
   }
+  return encoded;
+}
+
+}  // namespace
+
+std::optional<std::string> encodedLink(std::string_view link) {
+  const std::size_t end = endOfAuthority(link);
+  std::string encoded(link.substr(0, end));
+  if (!encoded.empty() && !services::urlScheme(encoded)) {
+    const auto host = services::encodedURLText(encoded);
+    const bool isWeb = value::asciiLowercase(encoded).starts_with("http");
+    if (!host && isWeb) return std::nullopt;  // no host of that name can exist
+    encoded = host ? *host : percentEncoded(encoded, 0);
+  }
+  encoded += percentEncoded(link, end);
   return services::urlScheme(encoded) ? std::optional(encoded) : std::nullopt;
 }
 

@@ -35,16 +35,17 @@ struct Place {
 struct Payload {
   std::string file;
   JSONNode root;
-  std::string source = {};                        ///< the file's text; empty if positions in its strings are unknown
-  JSONPath prefix = {};                           ///< of the payload in the document
-  std::string envelope = {};                      ///< says what carries the payload, if anything does
-  bool isVoIP = false;                            ///< as the push type of the request says
-  bool knowsSchemes = false;                      ///< the caller knows which schemes the application declares
-  std::vector<JSONPath> addInfoPlaces = {};       ///< where the search finds one; it uses the first
-  const platform::Value* addInfo = nullptr;       ///< the one that it uses
-  std::optional<JSONNode> content = {};           ///< its content: what the module reads from the text, or the object
-  bool contentHasPlaces = false;                  ///< positions in the text
-  std::optional<JSONPath> buttonsPath = {};       ///< in the content, where the search finds "actionButton"
+  std::string source = {};                   ///< the file's text; empty if positions in its strings are unknown
+  JSONPath prefix = {};                      ///< of the payload in the document
+  std::string envelope = {};                 ///< says what carries the payload, if anything does
+  bool isVoIP = false;                       ///< as the push type of the request says
+  std::vector<std::string> schemes = {};     ///< that the application declares, as far as that is known; in lower case
+  bool knowsSchemes = false;                 ///< the caller knows which schemes the application declares
+  std::vector<JSONPath> addInfoPlaces = {};  ///< where the search finds one; it uses the first
+  const platform::Value* addInfo = nullptr;  ///< the one that it uses
+  std::optional<JSONNode> content = {};      ///< its content: what the module reads from the text, or the object
+  bool contentHasPlaces = false;             ///< positions in the text
+  std::optional<JSONPath> buttonsPath = {};  ///< in the content, where the search finds "actionButton"
   std::optional<DocumentError> textProblem = {};  ///< the error of a strict reader for the text
 
   [[nodiscard]] const platform::Value& value() const { return root.value; }

@@ -13,15 +13,15 @@ namespace {
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view whiteSpace = " \t\r\n";
 constexpr std::array<std::string_view, 8> typographicQuotes{"“", "”", "„", "‘", "’", "«", "»", "″"};
-constexpr std::array<std::pair<std::string_view, std::string_view>, 9> foreignWords{{{"True", "true"},
+constexpr std::array<std::pair<std::string_view, std::string_view>, 8> foreignWords{{{"True", "true"},
                                                                                      {"TRUE", "true"},
                                                                                      {"False", "false"},
                                                                                      {"FALSE", "false"},
                                                                                      {"None", "null"},
                                                                                      {"NULL", "null"},
                                                                                      {"nil", "null"},
-                                                                                     {"undefined", "null"},
-                                                                                     {"NaN", "null"}}};
+                                                                                     {"undefined", "null"}}};
+constexpr std::array<std::string_view, 4> noNumbers{"NaN", "Infinity", "inf", "nan"};
 
 bool isWordCharacter(char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '$'; }
 
@@ -146,6 +146,9 @@ std::optional<JSONCause> wordCause(std::string_view text, std::size_t offset) {
   if (known != foreignWords.end()) {
     return JSONCause{start, word + " is no value of JSON; write " + std::string(known->second),
                      JSONCause::Repair{word.size(), std::string(known->second)}};
+  }
+  if (std::ranges::find(noNumbers, word) != noNumbers.end()) {
+    return JSONCause{start, word + " is no value of JSON; write a number, or leave the entry out"};
   }
   const auto previous = previousToken(text, start);
   const bool isName = previous && (text[*previous] == '{' || text[*previous] == ',');
