@@ -288,7 +288,9 @@ TEST_F(CommandLine, WritesAScenarioThatPassesForEachGoodPayload) {
       {payloads + "broken/addinfo_as_object.json", R"("statistics": [])", "    // This is not counted. pellion explain",
        "Delivered, tapped, not counted",
        "warning: the scenario expects that nothing is counted: change it once the payload is correct\n" + payloads +
-           "broken/addinfo_as_object.json:5:14: error: "}};
+           "broken/addinfo_as_object.json:5:14: error: "},
+      {payloads + "broken/aps_missing.json", R"("status": 4)", "// A phone neither shows",
+       "Neither shown nor delivered by a phone", ":1:1: error: the payload has no"}};
   const std::string file = directory_.path() / "new.json";
   for (const auto& [payload, one, other, name, warning] : cases) {
     std::vector<std::string> arguments{"new", directory_.path() / "new", "--force"};
@@ -324,6 +326,12 @@ TEST_F(CommandLine, ExpectsRequestsAndStatisticsAlsoOfAServer) {
               AllOf(HasSubstr(R"x(["Set-Cookie","id=0… (13 characters)"])x"), Not(HasSubstr("0123"))));
 }
 
+std::string payloadWith(const std::string& link) {
+  const Value content = Value::dictionary({{"pellionPnID", 41}, {"clickAction", link}});
+  return compactJSON(
+      Value::dictionary({{"aps", Value::dictionary({{"alert", "x"}})}, {"addInfo", compactJSON(content)}}));
+}
+
 TEST_F(CommandLine, ReadsStandardInputWhereverAFileIsRead) {
   const auto runWith = [&](const std::string& input, const std::vector<std::string>& arguments) {
     const std::string path = directory_.path() / "input";
@@ -344,6 +352,11 @@ TEST_F(CommandLine, ReadsStandardInputWhereverAFileIsRead) {
   EXPECT_EQ(runWith(good, {"test", "-", "--filter", "none"}), 2);
   EXPECT_EQ(runWith(test::fileText(PELLION_SOURCE_DIR "/examples/payloads/news.json"), {"new", "-", "--from", "-"}), 0);
   EXPECT_THAT(out_.str(), HasSubstr(R"("notification": { "payload": {)"));
+  const std::string misspelt = payloadWith("htps://x.example/");
+  EXPECT_EQ(runWith(misspelt, {"new", "-", "--from", "-"}), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("\"urlSchemes\": []"));
+  EXPECT_THAT(err_.str(), HasSubstr("the scheme \"htps\" looks like \"https\""));
+  EXPECT_EQ(runWith(test::fileText(PELLION_SOURCE_DIR "/examples/payloads/news.json"), {"new", "-", "--from", "-"}), 0);
   EXPECT_EQ(runWith(out_.str(), {"run", "-", "--trace", "-"}), 0) << err_.str();
   EXPECT_THAT(out_.str(), AllOf(StartsWith("{\"time\""), Not(HasSubstr("✓ Delivered"))));
   EXPECT_THAT(err_.str(), HasSubstr("✓ Delivered, tapped, counted"));

@@ -132,13 +132,14 @@ TEST_F(SuiteWatch, RunsAgainWhatChanged) {
   const std::string failing = R"({"expect": {"badge": 3}})";
   const std::string passing = R"({"expect": {"opened": []}})";
   const std::string naming = R"("launch", {"tap": {"payload": "../../outside/payload.json"}}, )" + passing;
-  write(outside_ / "payload.json");
+  const std::string payload = R"({"aps": {"alert": "x"}})";
+  write(outside_ / "payload.json", payload);
   write(root_ / "a.json", scenario("A", failing));
   write(b, scenario("B", passing));
   Person person({[&] { write(outside_ / "new", scenario("B", failing)), fs::rename(outside_ / "new", b); },
                  [&] { write(root_ / "notes.json"); },
                  [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", naming)); },
-                 [&] { write(outside_ / "payload.json", "[]"); }, [&] { write(outside_ / "payload.json", "{}"); },
+                 [&] { write(outside_ / "payload.json", "[]"); }, [&] { write(outside_ / "payload.json", payload); },
                  [&] { fs::remove_all(root_), fs::remove_all(outside_); }});
   std::ostream out(&person);
   std::ostringstream err;

@@ -8,6 +8,7 @@
 
 #include "pellion/backend/backend.h"
 #include "pellion/document/notification_shape.h"
+#include "pellion/document/presentation.h"
 #include "pellion/explain/explain.h"
 #include "pellion/payload/link_text.h"
 #include "pellion/payload/payload.h"
@@ -32,6 +33,7 @@ using platform::Value;
 struct Draft {
   std::string file;
   bool isForOutput = false;  ///< it is written to standard output
+  bool reachesUser = true;   ///< a phone shows the notification or wakes the application for it
   std::string notification;  ///< its name
   std::string content;       ///< the lines that describe it
   std::vector<Value> urlSchemes;
@@ -103,13 +105,18 @@ Counted countedIn(const std::vector<Value>& expectations) {
   return std::any_of(expectations.begin() + 1, expectations.end(), isCounted) ? Counted::some : Counted::none;
 }
 
-std::string titleOf(Counted counted) {
+std::string titleOf(const Draft& draft, Counted counted) {
+  if (!draft.reachesUser) return "Neither shown nor delivered by a phone";
   constexpr const char* titles[] = {"Delivered, tapped, counted", "Delivered, tapped, counted in part",
                                     "Delivered, tapped, not counted"};
   return titles[static_cast<std::size_t>(counted)];
 }
 
-std::string commentOf(Counted counted) {
+std::string commentOf(const Draft& draft, Counted counted) {
+  if (!draft.reachesUser) {
+    return "    // A phone neither shows this nor wakes the application for it: see \"aps\". What follows is what the\n"
+           "    // module would do. pellion explain shows more.\n";
+  }
   constexpr const char* comments[] = {"", "    // Not every event is counted. pellion explain shows why.\n",
                                       "    // This is not counted. pellion explain shows why.\n"};
   return comments[static_cast<std::size_t>(counted)];
@@ -124,8 +131,8 @@ std::string scenarioText(const Draft& draft, const std::vector<Value>& expectati
   };
   const std::pair<std::string_view, std::function<std::string()>> words[] = {
       {"FILE", [&] { return draft.isForOutput ? "FILE" : printable(fs::path(draft.file).filename().string()); }},
-      {"TITLE", [&] { return compactJSON(titleOf(countedIn(expectations))); }},
-      {"COMMENT", [&] { return commentOf(countedIn(expectations)); }},
+      {"TITLE", [&] { return compactJSON(titleOf(draft, countedIn(expectations))); }},
+      {"COMMENT", [&] { return commentOf(draft, countedIn(expectations)); }},
       {"SCHEMES", [&] { return spacedJSON(Value::list(draft.urlSchemes)); }},
       {"NAME", [&] { return compactJSON(draft.notification); }},
       {"CONTENT", [&] { return draft.content; }},
@@ -183,6 +190,7 @@ Draft draftOf(const NewArguments& arguments) {
   const bool isForOutput = arguments.name == "-";
   Draft draft{.file = isForOutput ? "standard output" : withExtension(arguments.name),
               .isForOutput = isForOutput,
+              .reachesUser = true,
               .notification = "sale",
               .content = std::string(exampleContent),
               .urlSchemes = {},
@@ -200,6 +208,7 @@ Draft draftOf(const NewArguments& arguments) {
     throw InputError(inputName(file) + ": " + read.envelope + "; write the payload alone to a file and give that");
   }
   const JSONNode& payload = read.root;
+  draft.reachesUser = isPresented(payload.value) || wakesApplication(payload.value);
   const fs::path directory = fs::absolute(draft.file).parent_path();
   draft.notification = file == "-" ? "notification" : fs::path(file).stem().string();
   draft.content = file == "-" ? embedded(payload.value)

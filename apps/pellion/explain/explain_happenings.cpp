@@ -13,7 +13,7 @@
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "messaging/PLNotificationHandler.h"
-#include "pellion/payload/aps_problems.h"
+#include "pellion/document/presentation.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/content_problems.h"
 #include "pellion/payload/link_problems.h"
@@ -115,19 +115,18 @@ class Observer {
 
   /// The entry aps decides which of the two deliveries the platform makes.
   std::string deliveryNote(Kind kind) const {
-    const Value* aps = payload_.value().find("aps");
-    const auto has = [&](const char* key) { return aps != nullptr && aps->find(key) != nullptr; };
     if (kind == Kind::background) {
-      const bool wakes = has("content-available") && *aps->find("content-available") == Value(1);
-      return wakes ? "" : "the platform wakes the application only for \"content-available\": 1 in aps";
+      return wakesApplication(payload_.value())
+                 ? ""
+                 : "the platform wakes the application only for \"content-available\": 1 in aps";
     }
-    const bool isPresented = showsAlert(payload_) || has("sound") || has("badge");
-    return isPresented ? "" : "without an alert, a sound or a badge in aps there is nothing to present";
+    return isPresented(payload_.value()) ? ""
+                                         : "without an alert, a sound or a badge in aps there is nothing to present";
   }
 
   /// What a VoIP push shows is the application's decision.
   std::string responseNote() const {
-    const bool isPossible = payload_.isVoIP || showsAlert(payload_);
+    const bool isPossible = payload_.isVoIP || showsAlert(payload_.value());
     return isPossible ? "" : "without an alert in aps the platform shows nothing to respond to";
   }
 

@@ -336,14 +336,4 @@ class PushCheck {
 
 Problems apsProblems(const Payload& payload) { return PushCheck(payload).run(); }
 
-bool showsAlert(const Payload& payload) {
-  const Value* aps = payload.value().find("aps");
-  const Value* alert = aps == nullptr ? nullptr : aps->find("alert");
-  return alert != nullptr &&
-         ((isText(*alert) && *alert != Value("")) || std::ranges::any_of(shownTexts, [&](std::string_view name) {
-            const Value* text = alert->find(name);
-            return text != nullptr && isText(*text) && *text != Value("");
-          }));
-}
-
 }  // namespace pellion

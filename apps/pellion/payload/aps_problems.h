@@ -8,7 +8,4 @@ namespace pellion {
 /// simulator's file, and the request that carries the payload.
 Problems apsProblems(const Payload& payload);
 
-/// Whether the platform shows the notification, so that a user can respond to it: its alert has a text.
-bool showsAlert(const Payload& payload);
-
 }  // namespace pellion

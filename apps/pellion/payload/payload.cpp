@@ -116,6 +116,17 @@ Payload readPayload(std::string_view file, std::string_view text) {
   return payload;
 }
 
+namespace {
+
+/// The module reads more levels than are judged here.
+DocumentError tooDeep(const DocumentError& error, bool isRead) {
+  return errorAt("", error.position(),
+                 isRead ? "it is nested deeper than the 64 levels that are judged here; the module reads 512"
+                        : "nested too deeply; the module reads at most 512 levels");
+}
+
+}  // namespace
+
 void inspect(Payload& payload) {
   PLMessaging& messaging = PLMessaging::shared();
   payload.addInfo = messaging.findValueForKey("addInfo", &payload.root.value);
@@ -130,7 +141,7 @@ void inspect(Payload& payload) {
       payload.contentHasPlaces = read.has_value();
       if (read) payload.content = std::move(node);
     } catch (const DocumentError& error) {
-      payload.textProblem = error;
+      payload.textProblem = error.text().starts_with("nested too deeply") ? tooDeep(error, read.has_value()) : error;
       if (read) payload.content = placelessNode(*read);
     }
   }

@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "pellion/document/presentation.h"
 #include "platform/json_serialization.h"
 
 namespace pellion {
@@ -64,6 +65,15 @@ std::string faultOf(const CarriedID& carried) {
   const bool isPositive = (carried.id.isNumber() || carried.id.ifString()) && carried.id.integerValue() >= 1;
   return isPositive ? "" : "the id is not an integer above 0; give it one";
 }
+
+/// Why a phone does nothing with a payload that has this "aps".
+std::string faultOfAPS(const Value* aps) {
+  if (aps == nullptr) return R"(its payload has no "aps")";
+  if (aps->ifDictionary() == nullptr) return R"("aps" in its payload is no object)";
+  return R"("aps" in its payload has no alert with a text, no sound, no badge and no "content-available": 1)";
+}
+
+std::string nameOrArticle(const std::string& name) { return name.empty() ? "a notification" : '"' + name + '"'; }
 
 /// Whether the step makes the built-in backend respond in a way that a phone may take for no answer.
 bool mayFail(const Step& step) {
@@ -129,7 +139,12 @@ bool expectsLack(const Step& step) {
 
 }  // namespace
 
-void RunWarnings::handOver(std::string_view name, const Value& payload) {
+void RunWarnings::handOver(std::string_view name, const Value& payload, bool isWhole) {
+  if (isWhole && !isPresented(payload) && !wakesApplication(payload)) {
+    const bool isKnown =
+        !name.empty() && std::ranges::find(unpresented_, name, &Unpresented::name) != unpresented_.end();
+    if (!isKnown) unpresented_.push_back({step_, std::string(name), faultOfAPS(payload.find("aps"))});
+  }
   const std::optional<CarriedID> carried = carriedID(payload);
   if (!carried) return;
   handedOver_.push_back({.step = step_,
@@ -246,13 +261,22 @@ Warning RunWarnings::unaddressed(const Unaddressed& request) const {
           .found = "it " + request.effect + ": " + reason};
 }
 
+Warning RunWarnings::unpresented(const Unpresented& notification) const {
+  return {.position = scenario_.steps[notification.step].position,
+          .subject = nameOrArticle(notification.name),
+          .problem = "would neither be shown by a phone nor wake the application",
+          .reason = notification.reason,
+          .remedy = R"(give it "aps": {"alert": "…"}, or "aps": {"content-available": 1})",
+          .wanted = R"(an "aps" that shows it or wakes the application)",
+          .found = notification.reason};
+}
+
 Warning RunWarnings::uncounted(const HandedOver& notification) const {
   const std::string fallback =
       "the module did not record it; --log shows what it did, and pellion explain reads its payload";
   const std::string reason = notification.fault.empty() ? notification.reason.value_or(fallback) : notification.fault;
   return {.position = scenario_.steps[notification.step].position,
-          .subject = (notification.name.empty() ? "a notification" : '"' + notification.name + '"') + " with id " +
-                     notification.id,
+          .subject = nameOrArticle(notification.name) + " with id " + notification.id,
           .problem = "leads to no statistics entry",
           .reason = reason,
           .remedy = R"(if this is meant, expect it: {"expect": {"statistics": []}})",
@@ -268,6 +292,7 @@ std::vector<Warning> RunWarnings::warnings() const {
     if (isExpectedAfter(each.step) || !known.insert(each.id).second) continue;
     found.push_back(uncounted(each));
   }
+  for (const Unpresented& each : unpresented_) found.push_back(unpresented(each));
   for (const Unaddressed& request : unaddressed_) {
     const auto first = scenario_.steps.begin() + static_cast<std::ptrdiff_t>(request.step);
     if (std::none_of(first, scenario_.steps.end(), expectsLack)) found.push_back(unaddressed(request));

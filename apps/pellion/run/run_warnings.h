@@ -23,7 +23,7 @@ struct Warning {
   std::string found = {};   ///< in the place of `wanted`
 };
 
-/// Watches the events of a run and finds four things that its expectations miss:
+/// Watches the events of a run and finds five things that its expectations miss:
 ///
 /// A notification that is not counted: a step delivers it or the user responds to it, it carries an id, no statistics
 /// entry with that id is sent or still pending at the end, and no later "expect" shows that this is meant.
@@ -31,14 +31,16 @@ struct Warning {
 /// answer, when no "backend" step asks for that and no later "expect" shows that it is meant.
 /// A request whose URL lacks the id of the portal, the project or whom it comes from, when no later "expect" has such a
 /// URL.
+/// A payload for which a phone would neither present a notification nor wake the application.
 /// A scenario without any "expect".
 class RunWarnings {
  public:
   explicit RunWarnings(const Scenario& scenario) : scenario_(scenario) {}
 
   void begin(const Step& step) { step_ = static_cast<std::size_t>(&step - scenario_.steps.data()); }
-  /// The present step hands over this notification; the name is empty if it has none.
-  void handOver(std::string_view name, const platform::Value& payload);
+  /// The present step hands over this notification; the name is empty if it has none. A payload that is not whole is
+  /// made of "addInfo" alone.
+  void handOver(std::string_view name, const platform::Value& payload, bool isWhole);
   /// One thread at a time.
   void observe(const host::Event& event);
 
@@ -51,6 +53,11 @@ class RunWarnings {
     std::string id;
     std::string fault;  ///< of the payload; empty if the module can read the id
     std::optional<std::string> reason = {};
+  };
+  struct Unpresented {
+    std::size_t step;
+    std::string name;
+    std::string reason;
   };
   struct Unaccepted {
     std::size_t step;
@@ -73,6 +80,7 @@ class RunWarnings {
   [[nodiscard]] bool isFailureMeant(std::size_t step) const;
   [[nodiscard]] std::optional<Warning> unaccepted(const Unaccepted& answer) const;
   [[nodiscard]] Warning unaddressed(const Unaddressed& request) const;
+  [[nodiscard]] Warning unpresented(const Unpresented& notification) const;
   [[nodiscard]] Warning uncounted(const HandedOver& notification) const;
 
   const Scenario& scenario_;
@@ -81,6 +89,7 @@ class RunWarnings {
   std::vector<Unaccepted> unaccepted_;
   std::vector<std::string> sent_;                 ///< ids
   std::vector<std::string> pending_;              ///< ids
+  std::vector<Unpresented> unpresented_;          ///< one for each name
   std::vector<Unaddressed> unaddressed_;          ///< one for each effect
   std::map<std::string, std::string> idReasons_;  ///< by effect: what the core library says of the id
   std::optional<std::string> obstacle_;           ///< the last one, unless a request has been sent since

@@ -234,9 +234,9 @@ void ScenarioRun::beginStep(const Step& step) {
   warnings_.begin(step);
 }
 
-void ScenarioRun::handsOver(std::string_view name, const Value& payload) {
+void ScenarioRun::handsOver(std::string_view name, const Value& payload, bool isWhole) {
   const std::lock_guard lock(mutex_);
-  warnings_.handOver(name, payload);
+  warnings_.handOver(name, payload, isWhole);
 }
 
 void ScenarioRun::reportWarnings() {

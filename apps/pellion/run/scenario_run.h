@@ -59,7 +59,7 @@ class ScenarioRun {
   /// Whether this is the first event for a notification of that name.
   bool isNews(std::string_view name) { return known_.emplace(name).second; }
   /// The present step hands this notification over to the application.
-  void handsOver(std::string_view name, const platform::Value& payload);
+  void handsOver(std::string_view name, const platform::Value& payload, bool isWhole);
   /// The App Group of the configuration, if it has one.
   [[nodiscard]] std::optional<std::string> appGroup() const;
   /// Runs `work` inside the process and turns the main queue. Events of other threads meanwhile are reported after

@@ -25,15 +25,24 @@ const Shape badgeCountShape{"an integer", [](const Value& value) { return isInte
 const Field badgeFields[] = {{"count", &badgeCountShape, true}, {"through", &setterShape}};
 const Field sessionFields[] = {{"duration", &shapes::any}};
 
-Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
+const Value& describedBy(const ScenarioRun& run, const JSONNode& notification) {
   const auto name = notification.value.ifString();
-  const Value& described = name ? *run.scenario().notifications.find(*name) : notification.value;
+  return name ? *run.scenario().notifications.find(*name) : notification.value;
+}
+
+Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
+  const Value& described = describedBy(run, notification);
   std::vector<Value::Entry> entries;
   if (const Value* payload = described.find("payload")) {
     entries.assign(payload->entries().begin(), payload->entries().end());
   }
   if (const Value* addInfo = described.find("addInfo")) entries.push_back({"addInfo", compactJSON(*addInfo)});
   return Value::dictionary(entries);
+}
+
+void handOver(ScenarioRun& run, const JSONNode& notification, const Value& payload) {
+  const bool isWhole = describedBy(run, notification).find("payload") != nullptr;
+  run.handsOver(notification.value.text(), payload, isWhole);
 }
 
 /// Reports a notification by its name, if it has one; its content is reported only once.
@@ -48,7 +57,7 @@ void reportNotification(ScenarioRun& run, const JSONNode& notification, const Va
 
 void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
   const Value payload = payloadOf(run, notification);
-  run.handsOver(notification.value.text(), payload);
+  handOver(run, notification, payload);
   reportNotification(run, notification, payload, "platform", "delivered", {"in", state});
   run.inProcess([&] { deliver(payload); });
 }
@@ -68,7 +77,7 @@ void answer(ScenarioRun& run, const JSONNode& notification, const Value& action,
 }
 
 void respondTo(ScenarioRun& run, const JSONNode& notification, const Value& action) {
-  run.handsOver(notification.value.text(), payloadOf(run, notification));
+  handOver(run, notification, payloadOf(run, notification));
   answer(run, notification, action, "user", "responded", host::deliverResponse);
 }
 
