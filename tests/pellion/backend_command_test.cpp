@@ -151,12 +151,18 @@ TEST_F(BackendCommand, ServesAPhoneOverTLS) {
       {"expect": {"keychain": {"com.tovrin.pellion.apnstoken": "0b"}}}]})"));
   write("shared.json",
         R"({"JWT_SECRET": "s", "DEVICE_ID": "d", "BEARER_TOKEN": "b", "APP_VERSION_ID": "v", "CA_FILE": "authority"})");
+  const std::string untrusting = write("untrusting.json", R"({"steps": ["launch", {"token": "0c"},
+      {"expect": {"keychain": {"com.tovrin.pellion.apnstoken": "0c"}}}]})");
   const int status = run({"--tls", certificate, key, "--script", script}, [&](std::uint16_t port) {
     std::ostringstream out;
     const std::string url = "https://127.0.0.1:" + std::to_string(port);
     for (const std::string& each : {scenario, sharing}) {
       EXPECT_EQ(runCommandLine({"run", each, "--server", url}, {.out = out, .err = out}), 0) << out.str();
     }
+    EXPECT_EQ(runCommandLine({"run", untrusting, "--server", url}, {.out = out, .err = out}), 1);
+    EXPECT_THAT(test::singleSpaced(out.str()),
+                HasSubstr("error -1202, because the server's certificate is not trusted; "
+                          "give the file of the authority that signed it as CA_FILE"));
     EXPECT_EQ(test::exchange(port, test::post("/")).find("200"), std::string::npos) << "without TLS";
   });
   EXPECT_EQ(status, 0) << err_.str();

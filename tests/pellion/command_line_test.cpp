@@ -151,6 +151,12 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
        "--server https://nowhere.invalid: cannot be reached: "},
       {{"run", good, "--server", "http://nowhere.invalid"},
        "or name nowhere.invalid in the CLEAR_TEXT_HOSTS of " + good},
+      {{"new", ""}, "NAME is empty; give the name of the file"},
+      {{"new", missing, "--from", PELLION_SOURCE_DIR "/examples/payloads/broken/request_to_provider.json"},
+       "write the payload alone to a file and give that: pellion explain --fix "},
+      {{"run", PELLION_SOURCE_DIR "/examples/configurations/shop.json"},
+       R"(this is a configuration, not a scenario; name it in one: "configuration": "shop.json")"},
+      {{"explain", "--format", "jsn"}, "there is no jsn; did you mean json? It is one of json, junit, sarif, text"},
       {{"new"}, "NAME is required; pellion new --help shows"},
       {{"run", naming, "--trace", payload}, "this is the input " + payload},
       {{"test", naming, "--junit", payload}, "this is the input " + payload},
@@ -316,7 +322,7 @@ TEST_F(CommandLine, ExpectsRequestsAndStatisticsAlsoOfAServer) {
   const std::string steps = R"("launch", {"token": "0aff"},
       {"expect": {"requests": [{"headers": {"notificationid": "0aff"}}, {"path": "/elsewhere", "query": "a=1"}]}},
       {"deliver": {"addInfo": {"pellionPnID": 41}}}, {"expect": {"statistics": [{"notificationid": 41, "status": )";
-  const std::string path = scenario(steps + R"("x"}]}})", R"(, "APP_META": {})");
+  const std::string path = scenario(steps + R"("responded"}]}})", R"(, "APP_META": {})");
   EXPECT_EQ(run({"run", path, "--server", server.url(), "--trace", trace}), 1);
   EXPECT_THAT(test::singleSpaced(out_.str()),
               AllOf(HasSubstr("network is redirected by the response 307 to " + server.url() + "/elsewhere?a=1"),

@@ -28,11 +28,13 @@ std::string errorOf(std::string_view text, const std::string& file = "s.json") {
 
 TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
   const std::pair<std::string, const char*> cases[] = {
-      {"", "s.json:1:1: not JSON: The document is empty"},
+      {"", "s.json:1:1: not JSON: the document is empty; write an object: {…}"},
       {"{\"name\": \"n\",\n  \"steps\" []}", "s.json:2:11: not JSON: Missing a colon after a name of object member"},
       {"{\"é\": \"ü\", x}", "s.json:1:12: not JSON: Missing a name for object member"},
-      {"{\"a\": \"\xff\"}", "s.json:1:8: not JSON: Invalid encoding in string"},
-      {"{} {}", "s.json:1:4: not JSON: The document root must not be followed by other values"},
+      {"{\"a\": \"\xff\"}",
+       "s.json:1:8: not JSON: this character is not UTF-8, perhaps Latin-1; save the text as UTF-8"},
+      {"{} {}",
+       "s.json:1:4: not JSON: a second document begins here; leave one of the two, or write them to two files"},
       {std::string("{}\0{", 4), "s.json:1:3: not JSON: there is a NUL character here; remove it"},
       {"{\"name\": \"n\",\n \"name\": \"m\"}", "s.json:2:2: \"name\" is repeated here; remove one of the two"},
       {std::string(65, '['), "s.json:1:65: nested too deeply; at most 64 levels are read"},

@@ -56,8 +56,27 @@ TEST_F(SuiteWatch, NoticesEachWayToChangeAFile) {
     change();
     std::set<fs::path> changed = watcher.changedPaths();
     while (!changed.contains(root_ / path)) changed = watcher.changedPaths();  // hangs where it is not noticed
-    EXPECT_THAT(changed, ElementsAre(root_ / path));
+    EXPECT_THAT(changed, Contains(root_ / path));
   }
+}
+
+TEST_F(SuiteWatch, NoticesWhatIsRemoved) {
+  const fs::path second = fs::canonical(directory_.path()) / "second";
+  fs::create_directories(second);
+  write(root_ / "below/a.json");
+  write(second / "b.json");
+  SuiteWatcher watcher(std::vector<std::string>{root_, second});
+  fs::remove(root_ / "below/a.json");
+  EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "below/a.json"));
+  fs::remove_all(root_ / "below");
+  while (!watcher.changedPaths().contains(root_ / "below")) continue;
+  EXPECT_THAT(watcher.takeGone(), IsEmpty());
+  fs::rename(root_, outside_ / "suite");
+  EXPECT_THAT(watcher.changedPaths(), IsEmpty());
+  EXPECT_THAT(watcher.takeGone(), ElementsAre(root_));
+  fs::remove_all(second);
+  while (watcher.takeGone().empty()) watcher.changedPaths();
+  EXPECT_THROW(watcher.changedPaths(), InputError);
 }
 
 TEST_F(SuiteWatch, PassesOverWhatIsNotInTheSuite) {
@@ -68,7 +87,7 @@ TEST_F(SuiteWatch, PassesOverWhatIsNotInTheSuite) {
   fs::create_directories(root_ / ".git");
   std::ofstream halfWritten(root_ / "half.json");
   write(root_ / "a.json");
-  EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "a.json"));
+  EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "a.json", root_ / "below"));
   halfWritten.close();
   EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "half.json"));
 }
@@ -82,7 +101,7 @@ TEST_F(SuiteWatch, NoticesANamedFileThatIsReplacedAndWhatItsLinkLeadsTo) {
   write(outside_ / "new");
   watcher.changedPaths();
   fs::rename(outside_ / "new", root_ / "a.json");
-  EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "a.json"));
+  EXPECT_THAT(watcher.changedPaths(), ElementsAre(outside_ / "new", root_ / "a.json"));
 }
 
 TEST_F(SuiteWatch, LosesNothingWhenTheSystemDropsEvents) {
@@ -96,12 +115,6 @@ TEST_F(SuiteWatch, LosesNothingWhenTheSystemDropsEvents) {
   while (!watcher.changedPaths().contains(root_)) continue;
   write(root_ / "new/c.json");
   EXPECT_THAT(watcher.changedPaths(), ElementsAre(root_ / "new/c.json"));
-}
-
-TEST_F(SuiteWatch, EndsWhenNothingIsLeft) {
-  SuiteWatcher watcher(std::vector<std::string>{root_});
-  fs::remove_all(root_);
-  EXPECT_THROW(watcher.changedPaths(), InputError);
 }
 
 /// Does one thing each time the command waits: once it says that it watches, and after each run.
@@ -140,17 +153,23 @@ TEST_F(SuiteWatch, RunsAgainWhatChanged) {
                  [&] { write(root_ / "notes.json"); },
                  [&] { fs::create_directories(root_ / "new"), write(root_ / "new/c.json", scenario("C", naming)); },
                  [&] { write(outside_ / "payload.json", "[]"); }, [&] { write(outside_ / "payload.json", payload); },
+                 [&] { fs::remove(outside_ / "payload.json"); },
                  [&] { fs::remove_all(root_), fs::remove_all(outside_); }});
   std::ostream out(&person);
   std::ostringstream err;
   EXPECT_EQ(runCommandLine({"test", root_, "--watch"}, {.out = out, .err = err}), 2);
   EXPECT_THAT(err.str(), HasSubstr("nothing is left to watch"));
+  const auto again = [](const fs::path& path) { return "Again: " + path.string() + "\n"; };
+  const std::string c = again(root_ / "new/c.json");
   const std::string a = root_ / "a.json:1:74: badge: wanted 3, found (absent)\n";
   EXPECT_EQ(person.str(),
-            a + "1 passed, 1 failed\nWatching " + root_.string() + "; Ctrl-C ends it.\n" + b.string() +
+            a + "1 passed, 1 failed\nWatching " + root_.string() + "; Ctrl-C ends it.\n" + again(b) + b.string() +
                 ":1:74: badge: wanted 3, found (absent)\n0 passed, 1 failed\n" +  //
-                "not run: " + (root_ / "notes.json").string() + " has no \"steps\"\n0 passed, 0 failed\n" +
-                "1 passed, 0 failed\n0 passed, 0 failed, 1 unusable\n1 passed, 0 failed\n");
+                again(root_ / "notes.json") + "0 passed, 0 failed\n" + c + "1 passed, 0 failed\n" + c +
+                "0 passed, 0 failed, 1 unusable\n" + c + "1 passed, 0 failed\n" + c +
+                "0 passed, 0 failed, 1 unusable\n");
+  EXPECT_THAT(err.str(), HasSubstr("payload.json: No such file or directory"));
+  EXPECT_THAT(err.str(), HasSubstr(root_.string() + " was moved or removed; it is not watched any more"));
   EXPECT_THAT(err.str(), HasSubstr("payload.json:1:1: the content cannot be []"));
 }
 

@@ -71,13 +71,17 @@ TEST_F(TestCommand, RunsAllScenariosAndShowsFailures) {
 
   const std::string bad = scenario("below/bad.json", "Bad", R"("launch", {"expect": {"opened": ["x:"], "badge": 3}})");
   const std::string other = write("other.json", R"({"name": "Other"})");
-  const std::string end = "not run: " + other + " has no \"steps\"\n" +  //
-                          bad + ":2:22: opened URL 1: wanted \"x:\", found (absent)\n" + bad +
+  const std::string end = bad + ":2:22: opened URL 1: wanted \"x:\", found (absent)\n" + bad +
                           ":2:22: badge: wanted 3, found (absent)\n1 passed, 1 failed\n";
   EXPECT_EQ(run({bad, root_}), 1);
   EXPECT_EQ(out_.str(), end);
   EXPECT_EQ(run({bad, root_, "--verbose"}), 1);
-  EXPECT_THAT(out_.str(), AllOf(StartsWith("Bad\n"), HasSubstr("✗ Bad\n"), Not(HasSubstr("Good")), EndsWith(end)));
+  EXPECT_THAT(out_.str(), AllOf(StartsWith("Bad\n"), HasSubstr("✗ Bad\n"), Not(HasSubstr("Good")), EndsWith(end),
+                                HasSubstr("not run: " + other + " has no \"steps\"\n")));
+  const std::string misspelt = write("misspelt.json", R"({"stpes": []})");
+  EXPECT_EQ(run(), 2);
+  EXPECT_THAT(err_.str(), HasSubstr(misspelt + ":1:2: a scenario has no \"stpes\"; did you mean \"steps\"?"));
+  std::filesystem::remove(misspelt);
 
   const std::string broken = write("broken.json", "{\n \"steps\": [}");
   const std::string late = scenario("late.json", "Late", R"({"configure": {"JWT_SECRET": null}})");
@@ -197,7 +201,9 @@ TEST_F(TestCommand, RejectsUnusableArguments) {
       {{"test", good, "--junit", root_ + "/no/report"}, "No such file or directory; give --junit a file"},
       {{"test", good, "--junit", root_}, "Is a directory; give --junit a file"},
       {{"test", good, "--filter", "none"}, "no scenario there has \"none\" in its path or name; change --filter"},
-      {{"test", good, "--reporter", "xml"}, "xml not in {text,tap,github}"},
+      {{"test", good, "--reporter", "xml"}, "there is no xml; it is one of github, tap, text"},
+      {{"test", "-", "--watch"}, "--watch cannot watch standard input; give"},
+      {{"test", root_ + "/later", "--watch"}, "/later: No such file or directory; --watch needs"},
       {{"test", good, "--list", "--watch"}, "--list cannot be used with --watch"},
       {{"test", good, "--watch", "--reporter", "tap"}, "--watch cannot be used with --reporter"},
       {{"test", good, "--server", "http://127.0.0.1:1"}, "cannot be reached: Connection refused"},

@@ -121,17 +121,27 @@ int test(const TestArguments& arguments, const Surroundings& surroundings) {
   return counts.failed > 0 ? expectationFailed : passed;
 }
 
+/// Accepts one of the names; the error suggests the one that was probably meant.
+CLI::Validator oneOf(std::vector<std::string> names) {
+  return {[names = std::move(names)](const std::string& name) -> std::string {
+            if (std::ranges::find(names, name) != names.end()) return {};
+            return "there is no " + name + "; " + remedyForName(name, {names.begin(), names.end()}, "it is one of", "");
+          },
+          ""};
+}
+
 void defineTest(CLI::App& app, TestArguments& arguments) {
   CLI::App& command = *app.add_subcommand("test", "Run all scenarios below paths side by side, show what did not pass");
   command.add_option("PATH", arguments.paths, "Scenarios, or directories of them; else the current directory");
   command.add_option("--filter", arguments.filter, "Only those with this text in path or name, in any case")
       ->type_name("TEXT");
   command.add_flag("--list", arguments.suite.onlyReads, "Show path and name of each, but run none");
-  command.add_flag("--fail-fast", arguments.suite.failsFast, "Start no more scenarios after the first that does not pass");
+  command.add_flag("--fail-fast", arguments.suite.failsFast,
+                   "Start no more scenarios after the first that does not pass");
   command.add_flag("--watch", arguments.watches, "Then run again what changes, until a signal ends it");
   command.add_flag("--verbose", arguments.isVerbose, "Show the whole timelines of those that failed");
   command.add_option("--reporter", arguments.format, "Write results as text, tap or github")
-      ->check(CLI::IsMember(suiteFormats))
+      ->check(oneOf({suiteFormats.begin(), suiteFormats.end()}))
       ->type_name("FORMAT");
   command.add_option("--junit", arguments.junit, "Write a report as JUnit's XML to this file")->type_name("FILE");
   command.add_option("--server", arguments.suite.server, "Send to the server at this URL instead of built-in backends")
@@ -160,7 +170,7 @@ void defineExplain(CLI::App& app, ExplainArguments& arguments) {
       ->type_name("ID");
   command.add_flag("--all", arguments.withAccount, "Show the full account of everything that can happen");
   CLI::Option* format = command.add_option("--format", arguments.format, "text, json, junit or sarif")
-                            ->check(CLI::IsMember({"text", "json", "junit", "sarif"}).description(""))
+                            ->check(oneOf({"text", "json", "junit", "sarif"}))
                             ->type_name("FORMAT");
   command
       .add_flag("--fix", arguments.fixes, "Write the corrected payload instead; what is left goes to standard error")

@@ -205,7 +205,9 @@ Draft draftOf(const NewArguments& arguments) {
   draft.payload = readInputFile(file, payloadFile);
   const Payload read = readPayload(inputName(file), *draft.payload);
   if (!read.envelope.empty()) {
-    throw InputError(inputName(file) + ": " + read.envelope + "; write the payload alone to a file and give that");
+    throw InputError(inputName(file) + ": " + read.envelope +
+                     "; write the payload alone to a file and give that: pellion explain --fix " + file +
+                     " > payload.json");
   }
   const JSONNode& payload = read.root;
   draft.reachesUser = isPresented(payload.value) || wakesApplication(payload.value);
@@ -308,6 +310,7 @@ void warn(const Draft& draft, const std::string& payload, Counted counted, const
 }  // namespace
 
 void writeNewScenario(const NewArguments& arguments, const Surroundings& surroundings) {
+  if (arguments.name.empty()) throw InputError("NAME is empty; give the name of the file to write");
   const Draft draft = draftOf(arguments);
   if (!draft.isForOutput) refuseUnusableFile(draft.file, arguments);
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);

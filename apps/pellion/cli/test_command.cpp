@@ -139,6 +139,24 @@ void refuseContradictions(const TestArguments& arguments) {
   }
 }
 
+/// What does not exist could appear anywhere.
+void refuseUnwatchable(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (path == "-") throw InputError("--watch cannot watch standard input; give files or directories");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) {
+      throw InputError(path + ": No such file or directory; --watch needs files or directories that exist");
+    }
+  }
+}
+
+std::string namesOf(const std::vector<SuiteFile>& files) {
+  constexpr std::size_t most = 5;
+  std::string names;
+  for (std::size_t i = 0; i < std::min(files.size(), most); ++i) names += (i == 0 ? "" : ", ") + files[i].path;
+  return names + (files.size() > most ? " and " + std::to_string(files.size() - most) + " more" : "");
+}
+
 SuiteCounts runFiles(const std::vector<SuiteFile>& files, const TestArguments& arguments,
                      const Surroundings& surroundings) {
   std::optional<JUnitReport> report;
@@ -165,7 +183,10 @@ SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroun
   }
   if (arguments.suite.server) checkServer(*arguments.suite.server, {});
   std::optional<SuiteWatcher> watcher;
-  if (arguments.watches) watcher.emplace(arguments.paths);
+  if (arguments.watches) {
+    refuseUnwatchable(arguments.paths);
+    watcher.emplace(arguments.paths);
+  }
   surroundings.cleanUpOnSignal(&TemporaryDirectory::removeAll);
   const std::vector<SuiteFile> files = selectFiles(arguments);
   if (files.empty()) refuseEmptySuite(arguments);
@@ -177,8 +198,15 @@ SuiteCounts runTests(const TestArguments& arguments, const Surroundings& surroun
   if (watcher) surroundings.out << "Watching " << printable(joined(arguments.paths)) << "; Ctrl-C ends it.\n";
   while (watcher && surroundings.out.flush()) {
     const std::set<std::filesystem::path> changed = watcher->changedPaths();
+    for (const std::filesystem::path& gone : watcher->takeGone()) {
+      surroundings.err << "pellion: --watch: " << printable(gone.string())
+                       << " was moved or removed; it is not watched any more\n"
+                       << std::flush;
+    }
     const std::vector<SuiteFile> again = changedFiles(selectFiles(arguments), changed, *watcher);
-    if (!again.empty()) runFiles(again, arguments, surroundings);
+    if (again.empty()) continue;
+    surroundings.out << "Again: " << printable(namesOf(again)) << '\n';
+    runFiles(again, arguments, surroundings);
   }
   return counts;
 }

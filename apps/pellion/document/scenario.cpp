@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "host/phone/configuration.h"
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
 #include "pellion/text/similar_name.h"
@@ -114,11 +115,19 @@ std::vector<std::string> readSchemes(const JSONNode& document, std::string_view 
   return schemes;
 }
 
-void refusePayload(std::string_view file, const JSONNode& document) {
-  if (document.find("steps") != nullptr || (document.find("aps") == nullptr && document.find("addInfo") == nullptr))
-    return;
-  throw errorAt(file, document.position,
-                "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
+void refuseOtherDocument(std::string_view file, const JSONNode& document) {
+  if (document.find("steps") != nullptr) return;
+  if (document.find("aps") != nullptr || document.find("addInfo") != nullptr) {
+    throw errorAt(file, document.position,
+                  "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
+  }
+  const auto keys = host::configurationKeys();
+  const auto isEntry = [&](const JSONMember& member) { return std::ranges::find(keys, member.name) != keys.end(); };
+  if (std::ranges::any_of(document.members, isEntry)) {
+    throw errorAt(file, document.position,
+                  "this is a configuration, not a scenario; name it in one: \"configuration\": \"" +
+                      std::filesystem::path(file).filename().string() + "\"");
+  }
 }
 
 /// The name that a scenario without one has: that of its file, without the extension.
@@ -126,7 +135,7 @@ std::string defaultName(std::string_view file) { return std::filesystem::path(fi
 
 Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds kinds,
                          std::vector<std::string>& secrets) {
-  refusePayload(file, document);
+  refuseOtherDocument(file, document);
   checkShape(file, document, documentShape, "a scenario");
   Scenario scenario{.file = std::string(file),
                     .name = defaultName(file),

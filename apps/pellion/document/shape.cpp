@@ -59,15 +59,26 @@ std::string shown(const Value& value, const Shape& shape) {
   return isList(value) ? "this list" : "this object";
 }
 
+/// The entry of the same object in which the name would be right; empty if there is none.
+std::string_view homeOf(std::string_view name, const Shape& shape) {
+  const auto isHome = [&](const Field& field) {
+    return std::ranges::find(field.shape->fields, name, &Field::name) != field.shape->fields.end();
+  };
+  const auto home = std::ranges::find_if(shape.fields, isHome);
+  return home == shape.fields.end() ? std::string_view() : home->name;
+}
+
 void checkFields(std::string_view file, const JSONNode& node, const Shape& shape, std::string_view what) {
   for (const JSONMember& member : node.members) {
     const auto field = std::ranges::find(shape.fields, member.name, &Field::name);
     if (field == shape.fields.end()) {
       std::vector<std::string_view> names;
       for (const Field& each : shape.fields) names.push_back(each.name);
-      throw errorAt(
-          file, member.position,
-          std::string(what) + " has no \"" + member.name + "\"; " + remedyForName(member.name, names, "it may have"));
+      const std::string_view home = homeOf(member.name, shape);
+      throw errorAt(file, member.position,
+                    std::string(what) + " has no \"" + member.name + "\"; " +
+                        (home.empty() ? remedyForName(member.name, names, "it may have")
+                                      : "it belongs into \"" + std::string(home) + "\""));
     }
     checkShape(file, member.value, *field->shape, "\"" + member.name + "\"");
   }

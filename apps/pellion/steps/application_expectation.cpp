@@ -1,7 +1,11 @@
 #include "pellion/steps/application_expectation.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/request_expectation.h"
+#include "pellion/text/similar_name.h"
 
 namespace pellion {
 
@@ -11,6 +15,35 @@ const Shape listOfFetchResults{"a list of fetch results", isList, {}, &fetchResu
 const Shape listOfPresentations{"a list of lists of presentation options", isList, {}, &presentationsShape};
 const Shape countShape{"a number from 0 to 2147483647",
                        [](const Value& value) { return isIntegerIn(value, 0, INT32_MAX); }};
+
+void checkCallNames(const Scenario& scenario, const JSONNode& expectation) {
+  const JSONNode* calls = expectation.find("calls");
+  if (calls == nullptr) return;
+  std::vector<std::string_view> objects;
+  for (const auto& [name, delegate] : scenario.application.delegates) objects.push_back(name);
+  for (const Step& step : scenario.steps) {
+    const JSONNode* name = step.kind->name == "kit" ? step.argument.find("name") : nullptr;
+    if (name != nullptr) objects.push_back(name->value.text());
+  }
+  std::vector<std::string_view> callbacks;
+  for (const CallbackKind& kind : callbackKinds()) callbacks.push_back(kind.name);
+  for (const JSONNode& call : calls->elements) {
+    const std::string_view text = call.value.text();
+    const std::size_t space = std::min(text.find(' '), text.size());
+    const std::string_view object = text.substr(0, space);
+    const std::string_view callback = text.substr(std::min(space + 1, text.size()));
+    const auto refuse = [&](std::string_view what, std::string_view name, const std::vector<std::string_view>& known,
+                            std::string_view introduction) {
+      throw errorAt(scenario.file, call.position,
+                    "there is no " + std::string(what) + " \"" + std::string(name) + "\" to call; " +
+                        remedyForName(name, known, introduction));
+    };
+    if (std::ranges::find(objects, object) == objects.end()) refuse("delegate or kit", object, objects, "there are");
+    if (std::ranges::find(callbacks, callback) == callbacks.end()) {
+      refuse("callback", callback, callbacks, "a call is the object's name and one of");
+    }
+  }
+}
 
 std::string checkCalls(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   std::vector<Value> calls;

@@ -12,6 +12,8 @@ extern const Shape listOfFetchResults;
 extern const Shape listOfPresentations;
 extern const Shape countShape;
 
+/// Throws InputError for a call of an object or a callback that the scenario does not have.
+void checkCallNames(const Scenario& scenario, const JSONNode& expectation);
 std::string checkCalls(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);
 std::string checkFetched(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);
 std::string checkPresented(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches);

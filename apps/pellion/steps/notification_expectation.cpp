@@ -1,9 +1,14 @@
 #include "pellion/steps/notification_expectation.h"
 
+#include <algorithm>
+#include <vector>
+
+#include "pellion/document/statistics_status.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/extension_step.h"
 #include "pellion/steps/request_expectation.h"
 #include "pellion/text/json_writer.h"
+#include "pellion/text/similar_name.h"
 
 namespace pellion {
 namespace {
@@ -33,7 +38,20 @@ void expectURLs(ScenarioRun& run, const char* what, const JSONNode& wanted, Mism
 
 std::string shown(const std::optional<Value>& value) { return value ? compactJSON(*value) : absent; }
 
-const Shape entryShape{"an object with the expected parts of a statistics entry", isObject};
+void checkStatus(std::string_view file, const JSONNode& entry) {
+  const JSONNode* status = entry.find("status");
+  if (status == nullptr || status->value.kind() == Value::Kind::integer) return;
+  std::vector<std::string_view> names;
+  for (const auto& [number, name] : statusNames) names.push_back(name);
+  const std::string_view text = status->value.text();
+  if (std::ranges::find(names, text) != names.end()) return;
+  const bool isText = status->value.ifString().has_value();
+  throw errorAt(file, status->position,
+                "there is no status " + compactJSON(status->value) + "; " +
+                    remedyForName(isText ? text : "", names, "it is an integer or one of"));
+}
+
+const Shape entryShape{"an object with the expected parts of a statistics entry", isObject, {}, nullptr, checkStatus};
 
 }  // namespace
 

@@ -6,6 +6,7 @@
 #include "host/phone/system_events.h"
 #include "pellion/document/configuration_check.h"
 #include "pellion/run/scenario_run.h"
+#include "pellion/steps/application_expectation.h"
 #include "pellion/steps/application_steps.h"
 #include "pellion/steps/backend_step.h"
 #include "pellion/steps/extension_step.h"
@@ -119,7 +120,7 @@ const StepKind kinds[] = {
     {"configure", &configurationShape, configure, Needs::nothing},
     {"backend", &backendShape, backend, Needs::nothing, true, nullptr, "status"},
     {"advance", &shapes::seconds, advance, Needs::nothing},
-    {"expect", &expectationShape, expect, Needs::nothing},
+    {"expect", &expectationShape, expect, Needs::nothing, false, checkCallNames},
 };
 
 }  // namespace

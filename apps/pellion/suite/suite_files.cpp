@@ -9,6 +9,7 @@
 
 #include "pellion/text/input_file.h"
 #include "pellion/text/json_reader.h"
+#include "pellion/text/similar_name.h"
 #include "value/ascii.h"
 
 namespace pellion {
@@ -91,7 +92,12 @@ void keepMatching(std::vector<SuiteFile>& files, std::string_view text) {
 
 bool isOtherDocument(const std::string& path) {
   try {
-    return readJSON(path, readInputFile(path, {}), JSONForm::commented).find("steps") == nullptr;
+    constexpr std::string_view scenarios[] = {"notifications", "delegates", "urlSchemes", "queriedSchemes",
+                                              "installedSchemes"};
+    const JSONNode document = readJSON(path, readInputFile(path, {}), JSONForm::commented);
+    return std::ranges::none_of(document.members, [&](const JSONMember& member) {
+      return looksLike(member.name, "steps") || std::ranges::find(scenarios, member.name) != std::end(scenarios);
+    });
   } catch (const InputError&) {  // a file that is not JSON may have been meant as a scenario
     return false;
   }

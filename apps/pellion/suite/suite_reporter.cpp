@@ -22,7 +22,7 @@ class TextReporter : public SuiteReporter {
   void show(const SuiteResult& result) override {
     if (isVerbose_ && result.timeline) out() << result.timeline(surroundings_.inColour);
     out() << result.warnings;
-    if (result.outcome == SuiteOutcome::noScenario) {
+    if (isVerbose_ && result.outcome == SuiteOutcome::noScenario) {
       out() << "not run: " << printable(result.file) << " has no \"steps\"\n";
     }
     out().flush();

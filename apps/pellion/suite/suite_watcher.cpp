@@ -20,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint32_t kinds =
-    IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
+    IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
 
 InputError noFurtherWatch(int error) {
   return InputError(std::string("--watch: ") + std::strerror(error) +
@@ -60,8 +60,10 @@ SuiteWatcher::SuiteWatcher(std::span<const std::string> paths) : descriptor_(ope
       const fs::path canonical = fs::weakly_canonical(fs::absolute(path, ignored), ignored);
       if (fs::is_directory(canonical, ignored)) {
         watch(canonical, true);
+        named_.insert(canonical);
       } else {
         watchFile(path);
+        named_.insert(canonical.parent_path());
       }
     }
   } catch (...) {
@@ -85,8 +87,8 @@ void SuiteWatcher::watchFile(const fs::path& path) {
 }
 
 std::set<fs::path> SuiteWatcher::changedPaths() {
-  while (changed_.empty()) {
-    if (watched_.empty()) throw InputError("--watch: nothing is left to watch; give files or directories that exist");
+  while (changed_.empty() && gone_.empty()) {
+    if (named_.empty()) throw InputError("--watch: nothing is left to watch; give files or directories that exist");
     read();
   }
   return std::exchange(changed_, {});
@@ -97,6 +99,7 @@ void SuiteWatcher::watch(const fs::path& directory, bool withSubdirectories) {
   const int number = inotify_add_watch(descriptor_, directory.c_str(), kinds);
   if (number < 0) {
     if (errno == ENOSPC || errno == ENOMEM) throw noFurtherWatch(errno);
+    lose(directory);
     return;  // the suite reports what cannot be read
   }
   Watched& watched = watched_[number];
@@ -115,6 +118,7 @@ void SuiteWatcher::forgetBelow(const fs::path& directory) {
   std::erase_if(watched_, [&](const auto& each) {
     const bool isGone = isBelow(each.second.directory, directory);
     if (isGone) inotify_rm_watch(descriptor_, each.first);
+    if (isGone) lose(each.second.directory);
     return isGone;
   });
 }
@@ -137,6 +141,7 @@ void SuiteWatcher::take(const Event& event) {
   const Watched where = found->second;
   if (event.is(IN_IGNORED)) {  // removed
     watched_.erase(found);
+    lose(where.directory);
   } else if (event.is(IN_MOVE_SELF)) {
     forgetBelow(where.directory);
   } else if (!event.name.starts_with('.')) {
@@ -144,15 +149,19 @@ void SuiteWatcher::take(const Event& event) {
   }
 }
 
+void SuiteWatcher::lose(const fs::path& directory) {
+  if (named_.erase(directory) > 0) gone_.push_back(directory);
+}
+
 void SuiteWatcher::takeEntry(const Event& event, const Watched& where) {
   const fs::path path = where.directory / event.name;
   if (event.is(IN_ISDIR)) {
     if (!where.withSubdirectories) return;
     if (event.is(IN_MOVED_FROM)) forgetBelow(path);
-    if (!event.is(IN_CREATE | IN_MOVED_TO)) return;
-    watch(path, true);
+    if (event.is(IN_CREATE | IN_MOVED_TO)) watch(path, true);
     changed_.insert(path);
-  } else if (event.is(IN_CLOSE_WRITE | IN_MOVED_TO) || (event.is(IN_CREATE) && isLink(path))) {
+  } else if (event.is(IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE) ||
+             (event.is(IN_CREATE) && isLink(path))) {
     std::error_code error;
     const fs::path canonical = fs::weakly_canonical(path, error);
     changed_.insert(error ? path : canonical);

@@ -5,6 +5,8 @@
 #include <set>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace pellion {
 
@@ -22,9 +24,12 @@ class SuiteWatcher {
   void watchFiles(std::span<const std::string> paths);
 
   /// Waits for a change since the last call, or since construction. Returns the canonical paths of what was written,
-  /// created or moved there; a directory stands for everything below it. Beside a named file it also returns its
-  /// neighbours. Throws InputError when all that was watched is gone.
+  /// created, moved or removed there; a directory stands for everything below it. Beside a named file it also returns
+  /// its neighbours. Returns nothing when a named directory is gone. Throws InputError when all that was named is gone.
   std::set<std::filesystem::path> changedPaths();
+
+  /// The named directories, and those of named files, that have been moved or removed since the last call.
+  std::vector<std::filesystem::path> takeGone() { return std::exchange(gone_, {}); }
 
  private:
   struct Watched {
@@ -40,10 +45,13 @@ class SuiteWatcher {
   void take(const Event& event);
   void takeEntry(const Event& event, const Watched& where);
   void startAgain();
+  void lose(const std::filesystem::path& directory);
 
   const int descriptor_;
-  std::map<int, Watched> watched_;  ///< by the system's number of the watch
+  std::map<int, Watched> watched_;         ///< by the system's number of the watch
+  std::set<std::filesystem::path> named_;  ///< directories that the constructor was given, or that have its files
   std::set<std::filesystem::path> changed_;
+  std::vector<std::filesystem::path> gone_;
 };
 
 }  // namespace pellion

@@ -160,6 +160,20 @@ std::optional<JSONCause> causeOf(std::string_view text, const rapidjson::ParseRe
   return causeOfJSONError(text, error.Offset(), wantsComma);
 }
 
+/// The reader's own words for an error without a usual cause, except where plainer ones exist.
+std::string reasonFor(const rapidjson::ParseResult& error) {
+  switch (error.Code()) {
+    case rapidjson::kParseErrorDocumentEmpty: return "the document is empty; write an object: {…}";
+    case rapidjson::kParseErrorDocumentRootNotSingular:
+      return "a second document begins here; leave one of the two, or write them to two files";
+    case rapidjson::kParseErrorStringInvalidEncoding:
+      return "this character is not UTF-8, perhaps Latin-1; save the text as UTF-8";
+    default: break;
+  }
+  const std::string_view reason = rapidjson::GetParseError_En(error.Code());
+  return std::string(reason.substr(0, reason.find_last_not_of('.') + 1));
+}
+
 }  // namespace
 
 std::string placeText(std::string_view file, Position position) {
@@ -209,9 +223,7 @@ JSONNode readJSON(std::string_view file, std::string_view text, JSONForm form) {
     if (const auto cause = causeOf(text, result)) {
       throw errorAt(file, PositionCounter(text).at(cause->offset), "not JSON: " + cause->text);
     }
-    std::string_view reason = rapidjson::GetParseError_En(result.Code());
-    reason = reason.substr(0, reason.find_last_not_of('.') + 1);
-    throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + std::string(reason));
+    throw errorAt(file, PositionCounter(text).at(result.Offset()), "not JSON: " + reasonFor(result));
   }
   if (stream.Tell() < text.size()) {  // a NUL character ends the stream
     throw errorAt(file, PositionCounter(text).at(stream.Tell()), "not JSON: there is a NUL character here; remove it");

@@ -26,12 +26,25 @@ const char* consequence(bool isRegistration) {
                         : "the statistics are dropped, and nothing sends them again";
 }
 
+constexpr std::int64_t cannotFindHost = -1003;
+constexpr std::int64_t certificateUntrusted = -1202;
+
 const char* remedyFor(const Error* error) {
-  constexpr std::int64_t cannotFindHost = -1003;
-  return error != nullptr && error->code == cannotFindHost
-             ? "check SERVER_URL, or DOMAIN, in the configuration; a scenario that configures one of them does not use "
-               "the built-in backend"
-             : R"(docs/troubleshooting.md lists the errors under "Requests fail")";
+  if (error != nullptr && error->code == cannotFindHost) {
+    return "check SERVER_URL, or DOMAIN, in the configuration; a scenario that configures one of them does not use "
+           "the built-in backend";
+  }
+  if (error != nullptr && error->code == certificateUntrusted) {
+    return "give the file of the authority that signed it as CA_FILE in the configuration, and a certificate for this "
+           "host";
+  }
+  return R"(docs/troubleshooting.md lists the errors under "Requests fail")";
+}
+
+std::string reasonFor(const Error* error) {
+  if (error == nullptr) return "there is no response";
+  const std::string reason = "the request failed with error " + std::to_string(error->code);
+  return error->code == certificateUntrusted ? reason + ", because the server's certificate is not trusted" : reason;
 }
 
 /// The server's own words in a response: the message in its JSON, or a body of one short line; empty if there are none.
@@ -72,9 +85,7 @@ void reportUnlessAccepted(Process& process, bool isRegistration, const Value* da
     details = faultOf(*response, data != nullptr ? data->bytes() : platform::ByteView());
     if (details.empty()) return;
   } else {
-    details = {{"reason", error != nullptr ? "the request failed with error " + std::to_string(error->code)
-                                           : "there is no response"},
-               {"remedy", remedyFor(error)}};
+    details = {{"reason", reasonFor(error)}, {"remedy", remedyFor(error)}};
   }
   details.push_back({"consequence", consequence(isRegistration)});
   process.report("module", "not accepted", Value::dictionary(details));
