@@ -4,7 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
-#include "host/phone/configuration.h"
+#include "services/core_library/configuration.h"
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
 #include "pellion/text/similar_name.h"
@@ -121,7 +121,7 @@ void refuseOtherDocument(std::string_view file, const JSONNode& document) {
     throw errorAt(file, document.position,
                   "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
   }
-  const auto keys = host::configurationKeys();
+  const auto keys = services::configurationKeys();
   const auto isEntry = [&](const JSONMember& member) { return std::ranges::find(keys, member.name) != keys.end(); };
   if (std::ranges::any_of(document.members, isEntry)) {
     throw errorAt(file, document.position,
