@@ -31,8 +31,8 @@ class Exception : public std::exception {
                                             bool isClassMethod = false);
 
 /// Implemented by the backend: raises the exception being handled, as callers of our methods and blocks catch it. Where
-/// they are not C++, one that is no Exception (std::bad_alloc, a fault in C++ code) becomes the platform's too: it would
-/// skip their handlers, and no code there could say what happened.
+/// they are not C++, one that is no Exception (std::bad_alloc, a fault in C++ code) becomes the platform's too: it
+/// would skip their handlers, and no code there could say what happened.
 [[noreturn]] void raiseToCaller(const std::exception& exception);
 
 /// The entry from the runtime into our methods and blocks: what `work` raises leaves as the platform's exception.

@@ -50,8 +50,8 @@ id class_createInstance(Class cls, std::size_t extraBytes);
 void* object_getIndexedIvars(id object);  // the extra bytes, aligned as a pointer
 
 // Methods. Look-ups search the superclasses; class_addMethod fails only when the class itself has the selector.
-// class_getMethodImplementation returns the forwarding marker for a method that the class lacks. A method added with null
-// types fits every call.
+// class_getMethodImplementation returns the forwarding marker for a method that the class lacks. A method added with
+// null types fits every call.
 Method class_getInstanceMethod(Class cls, SEL selector);
 IMP class_getMethodImplementation(Class cls, SEL selector);
 bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* types);
@@ -72,8 +72,8 @@ Class object_setClass(id object, Class cls);  // returns the previous class
 void objc_setAssociatedObject(id object, const void* key, id value, objc_AssociationPolicy policy);
 id objc_getAssociatedObject(id object, const void* key);
 
-// Ownership. Counts are atomic; a weak slot reads null from the moment its object begins to be deallocated, also when it
-// is stored later.
+// Ownership. Counts are atomic; a weak slot reads null from the moment its object begins to be deallocated, also when
+// it is stored later.
 id objc_retain(id object);
 void objc_release(id object);
 id objc_autorelease(id object);

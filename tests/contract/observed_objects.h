@@ -65,6 +65,17 @@ class Watcher {
 
 class KeyValueObserving : public Contract {
  protected:
+  /// An object that ends while it is observed costs GNUstep Base memory.
+  void TearDown() override {
+    if (watcher) {
+      then = nullptr;
+      for (const char* key : {"delegate", "badge"}) {
+        while (raised([&] { platform::removeObserver(application.get(), watcher.get(), key); }) == "nothing") {
+        }
+      }
+    }
+    raised([this] { setDelegate(nullptr); });  // forgets the observers that have ended
+  }
   void setDelegate(id newDelegate) { platform::send<void(id)>(application.get(), sel("setDelegate:"), newDelegate); }
   void observe(std::uint64_t options = newAndOld, void* context = nullptr) {
     platform::addObserver(application.get(), watcher.get(), "delegate", options, context);

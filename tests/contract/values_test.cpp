@@ -129,7 +129,8 @@ TEST_F(Values, OfJSONKeepEveryDigitAndEndWithTheText) {
     EXPECT_EQ(decoded(wrong), std::nullopt) << wrong;
 }
 
-TEST(URLs, KeepTheirText) {
+using URLs = Values;
+TEST_F(URLs, KeepTheirText) {
   const std::pair<const char*, const char*> cases[] = {
       {"https://a.example?x=1", "https://a.example?x=1"},
       {"HTTPS://A.example", "HTTPS://A.example"},

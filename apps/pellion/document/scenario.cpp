@@ -4,10 +4,10 @@
 #include <cctype>
 #include <filesystem>
 
-#include "services/core_library/configuration.h"
 #include "pellion/document/configuration_check.h"
 #include "pellion/document/notification_shape.h"
 #include "pellion/text/similar_name.h"
+#include "services/core_library/configuration.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -143,7 +143,8 @@ void checkCount() {
 }  // namespace
 
 void clearWeakSlots(SideData& data) {
-  for (id* slot : data.weakSlots) std::atomic_ref(*slot).store(nullptr, std::memory_order_relaxed);
+  // A thread that reads null may end the slot without a lock.
+  for (id* slot : data.weakSlots) std::atomic_ref(*slot).store(nullptr, std::memory_order_release);
   data.weakSlots.clear();
 }
 
@@ -178,7 +179,7 @@ id objc_storeWeak(id* slot, id object) {
   if (Ending::has(object)) object = nullptr;
   const std::atomic_ref<id> place(*slot);
   for (;;) {
-    const id former = place.load(std::memory_order_relaxed);
+    const id former = place.load(std::memory_order_acquire);
     const StripesLock lock(former, object);
     if (place.load(std::memory_order_relaxed) != former) continue;  // cleared, or stored by another thread
     if (former != nullptr) forgetSlot(former, slot);
@@ -196,7 +197,7 @@ id objc_initWeak(id* slot, id object) {
 id objc_loadWeakRetained(id* slot) {
   const std::atomic_ref<id> place(*slot);
   for (;;) {
-    const id object = place.load(std::memory_order_relaxed);
+    const id object = place.load(std::memory_order_acquire);
     if (object == nullptr) return nullptr;
     const std::lock_guard lock(foundation::SideTable::stripeOf(object).mutex);
     if (place.load(std::memory_order_relaxed) == object) return objc_retain(object);
