@@ -16,6 +16,12 @@ namespace pellion {
 inline constexpr std::array<std::pair<std::int64_t, std::string_view>, 3> statusNames{
     {{4, "delivered"}, {5, "responded"}, {6, "converted"}}};
 
+inline std::vector<std::string_view> allStatusNames() {
+  std::vector<std::string_view> names;
+  std::ranges::transform(statusNames, std::back_inserter(names), &std::pair<std::int64_t, std::string_view>::second);
+  return names;
+}
+
 /// The name of the status of a statistics entry; empty if this is no such entry, or its status has no name.
 inline std::string_view statusName(const platform::Value& entry) {
   const platform::Value* status = entry.find("status");

@@ -41,8 +41,7 @@ std::string shown(const std::optional<Value>& value) { return value ? compactJSO
 void checkStatus(std::string_view file, const JSONNode& entry) {
   const JSONNode* status = entry.find("status");
   if (status == nullptr || status->value.kind() == Value::Kind::integer) return;
-  std::vector<std::string_view> names;
-  for (const auto& [number, name] : statusNames) names.push_back(name);
+  const std::vector<std::string_view> names = allStatusNames();
   const std::string_view text = status->value.text();
   if (std::ranges::find(names, text) != names.end()) return;
   const bool isText = status->value.ifString().has_value();

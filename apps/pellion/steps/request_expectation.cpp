@@ -55,8 +55,7 @@ void compareHeaders(const JSONNode& wanted, const ReceivedRequest& found, const 
 
 /// What was found in the place of a status, with the names of the statuses if the wanted one is none of them.
 std::string foundStatus(std::string_view wanted, std::string_view found) {
-  std::vector<std::string_view> names;
-  for (const auto& [number, name] : statusNames) names.push_back(name);
+  const std::vector<std::string_view> names = allStatusNames();
   if (std::ranges::find(names, wanted) != names.end()) return std::string(found);
   return std::string(found) + "; " + remedyForName(wanted, names, "the statuses are");
 }

@@ -5,6 +5,8 @@
 // What the compilers write for a class and a protocol (GCC's runtime, ABI version 8). The runtime has no functions for
 // what the repairs need of them.
 
+extern "C" IMP objc_msg_lookup(id receiver, SEL selector);  // makes the table of a class that has none yet
+
 namespace foundation {
 
 struct MethodLayout {

@@ -8,7 +8,6 @@
 
 extern "C" {
 
-IMP objc_msg_lookup(id receiver, SEL selector);
 bool class_isMetaClass(Class cls);
 Method class_getClassMethod(Class cls, SEL selector);
 

@@ -3,11 +3,11 @@
 
 #include "foundation/runtime/objects.h"
 
+#include "foundation/runtime/class_layout.h"
 #include "foundation/runtime/threads.h"
 
 extern "C" {
 
-IMP objc_msg_lookup(id receiver, SEL selector);
 id NSAllocateObject(Class cls, std::size_t extraBytes, void* zone);  // extraBytes is Foundation's NSUInteger
 
 }  // extern "C"
