@@ -13,17 +13,11 @@
 #include <vector>
 
 #include "foundation/objc/guard.h"
+#include "foundation/runtime/class_layout.h"
 #include "foundation/runtime/encodings.h"
 #include "platform/programming_error.h"
 #include "services/ffi_type.h"
 #include "value/type_encoding.h"
-
-extern "C" {
-
-bool class_isMetaClass(Class cls);
-Method class_getClassMethod(Class cls, SEL selector);
-
-}  // extern "C"
 
 namespace foundation {
 namespace {

@@ -6,13 +6,6 @@
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/next_function.h"
 
-extern "C" {
-
-bool class_isMetaClass(Class cls);
-Method class_getClassMethod(Class cls, SEL selector);
-
-}  // extern "C"
-
 namespace foundation {
 namespace {
 

@@ -67,9 +67,10 @@ class Program final : public services::RequestOwner {
   void run(const std::function<void()>& handler) override {
     const std::shared_lock lock(running_);
     if (isEnding_) return;
-    isHandlerThread_ = true;
     const platform::AutoreleasePool pool;
+    isInHandler_ = true;
     platform::enter(handler);
+    isInHandler_ = false;
   }
   [[nodiscard]] bool hasListener() const override { return false; }
   void report(std::string_view /*what*/, Value /*details*/) override {}
@@ -77,12 +78,12 @@ class Program final : public services::RequestOwner {
  private:
   /// exit() waits for the handlers that run, unless one of them calls it, and no other begins.
   void end() {
-    if (isHandlerThread_) return;
+    if (isInHandler_) return;
     const std::unique_lock lock(running_);
     isEnding_ = true;
   }
 
-  static inline thread_local bool isHandlerThread_ = false;
+  static inline thread_local bool isInHandler_ = false;
   std::shared_mutex running_;
   bool isEnding_ = false;
   services::Network network_;
