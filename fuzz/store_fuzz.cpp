@@ -53,7 +53,7 @@ void useFile(std::string_view contents) {
   const bool isIntact = isSound(path);
 
   std::vector<std::string> problems;
-  services::ItemStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
+  services::SQLiteStore store(path, [&](const std::string& problem) { problems.push_back(problem); });
   const std::optional<Value> badge = store.data(badgeKey);
   require(badge == store.data(badgeKey), "an item does not change");
   const Value item = Value::bytes(contents.substr(0, 100));
@@ -120,8 +120,8 @@ void requireDrained(const std::optional<Value>& item) {
 
 void useItem(std::string_view contents) {
   const std::optional<Value> item = readItem(contents);
-  services::ItemStore store(phone()->appGroups() / (std::string(Phone::appGroup) + ".sqlite"),
-                            [](const std::string& problem) { require(false, "the store has no problem", problem); });
+  services::SQLiteStore store(phone()->appGroups() / (std::string(Phone::appGroup) + ".sqlite"),
+                              [](const std::string& problem) { require(false, "the store has no problem", problem); });
   store.setData(badgeKey, Value::bytes(contents));
   requireBadge(item);
   store.setData(statisticsKey, Value::bytes(contents));

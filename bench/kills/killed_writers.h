@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "services/item_store.h"
+#include "services/sqlite_store.h"
 #include "tests/support/limited_disk.h"
 #include "tests/support/temporary_directory.h"
 
@@ -87,7 +87,7 @@ class KilledWriters {
     const pid_t writer = fork();
     if (writer == 0) write(file, bytes);
     // Opened after the fork: SQLite's handles must not be used in another process.
-    services::ItemStore reader(file, [&](const std::string& problem) { counts_.problems.push_back(problem); });
+    services::SQLiteStore reader(file, [&](const std::string& problem) { counts_.problems.push_back(problem); });
     int status = 0;
     for (; waitpid(writer, &status, WNOHANG) == 0; readBoth(reader)) {
       if (reads-- == 0) ::kill(writer, SIGKILL);
@@ -107,7 +107,7 @@ class KilledWriters {
 
   [[noreturn]] void write(const std::filesystem::path& file, std::uint64_t bytes) {
     const test::LimitedDisk disk(bytes, test::LimitedDisk::End::killed);
-    services::ItemStore store(file, [](const std::string&) { _exit(1); });
+    services::SQLiteStore store(file, [](const std::string&) { _exit(1); });
     for (std::uint32_t number = lastBegun() + 1;; ++number) {
       const std::size_t item = number % 2;
       progress_->begun[item] = number;

@@ -8,7 +8,7 @@
 #include <functional>
 #include <sstream>
 
-#include "services/item_store.h"
+#include "services/sqlite_store.h"
 #include "tests/support/limited_disk.h"
 #include "tests/support/temporary_directory.h"
 
@@ -21,7 +21,7 @@ constexpr const char* beginAnew = "not changed: move it away to start with an em
 
 class ItemStoreFault : public Test {
  protected:
-  services::ItemStore open() {
+  services::SQLiteStore open() {
     return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
   }
   void writeFile(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
@@ -95,7 +95,7 @@ TEST_F(ItemStoreFault, APipeInPlaceOfTheJournalDoesNotBlock) {
 }
 
 TEST_F(ItemStoreFault, AFullDiskLosesNoItemAtAnySize) {
-  services::ItemStore store = open();
+  services::SQLiteStore store = open();
   ASSERT_TRUE(store.setData("key", long_));
   constexpr std::uint64_t enough = 200'000;
   std::uint64_t room = 0;
@@ -136,7 +136,7 @@ TEST_F(ItemStoreFault, TheNextUseOpensTheCurrentFile) {
     SCOPED_TRACE(name);
     for (const bool readsFirst : {true, false}) {
       std::filesystem::remove(path_);
-      services::ItemStore store = open();
+      services::SQLiteStore store = open();
       ASSERT_TRUE(store.setData("short", short_));
       change();
       EXPECT_TRUE(!readsFirst || store.data("short") == found);
@@ -181,7 +181,7 @@ class LockedItemStore : public ItemStoreFault {
 };
 
 TEST_F(LockedItemStore, IsWaitedForUntilALimit) {
-  services::ItemStore store = open();
+  services::SQLiteStore store = open();
   waited_ = 0;
   freeAfter_ = 0;
   EXPECT_EQ(store.data("short"), std::nullopt);

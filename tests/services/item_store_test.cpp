@@ -1,4 +1,4 @@
-#include "services/item_store.h"
+#include "services/sqlite_store.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -16,7 +16,7 @@ using platform::Value;
 
 class ItemStore : public Test {
  protected:
-  services::ItemStore open() {
+  services::SQLiteStore open() {
     return {path_, [this](const std::string& problem) { problems_.push_back(problem); }};
   }
 
@@ -28,13 +28,13 @@ class ItemStore : public Test {
 TEST_F(ItemStore, keepsItemsAcrossHandlesAndReplacesThem) {
   const Value token = Value::bytes(std::string_view("\0\x01\xFF", 3));
   {
-    services::ItemStore store = open();
+    services::SQLiteStore store = open();
     EXPECT_EQ(store.data("key"), std::nullopt);
     EXPECT_TRUE(store.setData("key", Value::bytes("old")));
     EXPECT_TRUE(store.setData("key", token));
     EXPECT_TRUE(store.setData("empty", Value::bytes("")));
   }
-  services::ItemStore other = open();
+  services::SQLiteStore other = open();
   EXPECT_EQ(other.data("key"), token);
   EXPECT_EQ(other.data("empty"), Value::bytes(""));
   EXPECT_THAT(problems_, IsEmpty());
@@ -55,7 +55,7 @@ TEST_F(ItemStore, acceptsConcurrentWritersOfSeveralHandles) {
   std::vector<std::thread> writers;
   for (char writer = 'a'; writer < 'd'; ++writer) {
     writers.emplace_back([this, writer] {
-      services::ItemStore store(path_, [](const std::string& problem) { ADD_FAILURE() << problem; });
+      services::SQLiteStore store(path_, [](const std::string& problem) { ADD_FAILURE() << problem; });
       for (int i = 0; i < 20; ++i) EXPECT_TRUE(store.setData("shared", Value::bytes(std::string(100, writer))));
     });
   }

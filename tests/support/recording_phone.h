@@ -24,7 +24,8 @@ class RecordingCoreLibrary : public host::CoreLibrary {
  public:
   RecordingCoreLibrary(host::Process& process, const std::filesystem::path& configuration,
                        services::ItemStore& keychain)
-      : Base(process, configuration.parent_path(), keychain, services::readConfiguration(configuration)),
+      : Base(process, configuration.parent_path(), keychain,
+             std::make_shared<const services::Configuration>(services::readConfiguration(configuration))),
         process_(process) {}
 
   std::vector<platform::Value> payloads;  ///< the encoded ones

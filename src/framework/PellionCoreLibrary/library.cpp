@@ -12,7 +12,7 @@
 #include "services/core_library/configuration.h"
 #include "services/core_library/signed_body.h"
 #include "services/gzip.h"
-#include "services/item_store.h"
+#include "services/sqlite_store.h"
 
 namespace core_library {
 namespace {
@@ -24,7 +24,7 @@ using services::Configuration;
 struct Library {
   std::string file;
   Configuration configuration;
-  services::ItemStore keychain;
+  services::SQLiteStore keychain;
 
   Library(std::string path, Configuration read, const std::filesystem::path& storage)
       : file(std::move(path)), configuration(std::move(read)), keychain(storage / "keychain.sqlite", report) {}

@@ -20,21 +20,17 @@ constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01
 }  // namespace
 
 CoreLibrary::CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
-                         services::Configuration configuration)
-    : process_(process),
-      bundle_(std::move(bundle)),
-      keychain_(keychain),
-      configuration_(std::make_shared<const services::Configuration>(std::move(configuration))) {}
+                         std::shared_ptr<const services::Configuration> configuration)
+    : process_(process), bundle_(std::move(bundle)), keychain_(keychain), configuration_(std::move(configuration)) {}
 
 std::shared_ptr<const services::Configuration> CoreLibrary::configuration() const {
   const std::lock_guard lock(mutex_);
   return configuration_;
 }
 
-void CoreLibrary::setConfiguration(services::Configuration configuration) {
-  auto next = std::make_shared<const services::Configuration>(std::move(configuration));
+void CoreLibrary::setConfiguration(std::shared_ptr<const services::Configuration> configuration) {
   const std::lock_guard lock(mutex_);
-  configuration_.swap(next);
+  configuration_.swap(configuration);
 }
 
 // Once in each process while a reason holds: every notification would repeat the same line.

@@ -27,8 +27,8 @@ class CoreLibrary : public platform::QVPIIManager,
   static constexpr const char* configurationResource = "PellionInfo";
 
   CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
-              services::Configuration configuration);
-  void setConfiguration(services::Configuration configuration);
+              std::shared_ptr<const services::Configuration> configuration);
+  void setConfiguration(std::shared_ptr<const services::Configuration> configuration);
 
   virtual platform::PLAAAUtil& authentication(bool anonymous) { return anonymous ? anonymousUser_ : device_; }
   virtual PLBundle& mainBundle() { return *this; }

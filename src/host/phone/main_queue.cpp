@@ -15,13 +15,23 @@ void MainQueue::requireMainThread(const char* call) const {
 }
 
 void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
+  bool isNext = false;
   {
     const std::lock_guard lock(mutex_);
     if (isClosed_) return;  // the work is destroyed with the call, outside the lock
+    const std::uint64_t order = nextOrder_;
     items_.push_back({clock_.now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
     std::push_heap(items_.begin(), items_.end(), isLater);
+    isNext = items_.front().order == order;
   }
   changed_.notify_all();
+  if (isNext && wake_) wake_();
+}
+
+std::optional<std::chrono::nanoseconds> MainQueue::nextDue() const {
+  const std::lock_guard lock(mutex_);
+  if (items_.empty()) return std::nullopt;
+  return items_.front().due;
 }
 
 void MainQueue::beginOutsideWork() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -37,6 +38,12 @@ class MainQueue {
   /// Lets `duration` pass and runs every timer at its time; ends idle.
   void advance(std::chrono::nanoseconds duration) { runUntil(clock_.now() + duration); }
 
+  /// When the next item is due by the clock, if there is one. For a thread that serves many queues. Any thread.
+  [[nodiscard]] std::optional<std::chrono::nanoseconds> nextDue() const;
+  /// Calls `wake` whenever an item is added that is due before all others: on the thread that adds it, without a lock.
+  /// Set before other threads use the queue.
+  void onWork(std::function<void()> wake) { wake_ = std::move(wake); }
+
   /// Drops the work that has not run, and all work added from now on.
   void close();
 
@@ -58,7 +65,8 @@ class MainQueue {
 
   Clock& clock_;
   const std::thread::id mainThread_ = std::this_thread::get_id();
-  std::mutex mutex_;
+  std::function<void()> wake_;
+  mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Item> items_;  // a heap, the next item in front
   std::uint64_t nextOrder_ = 0;

@@ -12,6 +12,7 @@
 #include "host/phone/user_notifications.h"
 #include "platform/notification_center.h"
 #include "services/property_list/property_list.h"
+#include "services/sqlite_store.h"
 
 namespace host {
 
@@ -38,32 +39,56 @@ void makeOwnerOnlyDirectory(const std::filesystem::path& path) {
   }
 }
 
+services::ItemStores& storesOf(Phone::Options& options) {
+  if (!options.stores) options.stores = std::make_shared<services::SQLiteStores>();
+  return *options.stores;
+}
+
 }  // namespace
 
 Phone::Phone(services::Network& network, Options options)
     : network_(network),
       options_(std::move(options)),
       clock_(options_.clock),
-      keychain_(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
+      keychain_(storesOf(options_).open(options_.storage / "keychain.sqlite", [this](const std::string& problem) {
         report("keychain", "failed", Value::dictionary({{"problem", problem}}));
-      }) {
-  makeOwnerOnlyDirectory(configurationPath().parent_path());
+      })) {
+  if (options_.storage.empty() && !options_.bundle.empty()) return;
+  makeOwnerOnlyDirectory(bundle());
   makeOwnerOnlyDirectory(appGroups());
 }
 
 Phone::~Phone() = default;
 
 std::filesystem::path Phone::configurationPath() const {
-  return options_.storage / "bundle" / (std::string(CoreLibrary::configurationResource) + ".plist");
+  return bundle() / (std::string(CoreLibrary::configurationResource) + ".plist");
+}
+
+std::filesystem::path Phone::bundle() const {
+  return options_.bundle.empty() ? options_.storage / "bundle" : options_.bundle;
 }
 
 void Phone::configure(const Value& configuration) {
   services::Configuration read = services::configurationFrom(configuration, configurationPath());
   services::writePropertyList(configurationPath(), configuration);
+  configuration_.reset();
+  apply(std::make_shared<const services::Configuration>(std::move(read)));
+}
+
+void Phone::useConfiguration(services::Configuration configuration) {
+  useConfiguration(std::make_shared<const services::Configuration>(std::move(configuration)));
+}
+
+void Phone::useConfiguration(std::shared_ptr<const services::Configuration> configuration) {
+  configuration_ = std::move(configuration);
+  apply(configuration_);
+}
+
+void Phone::apply(std::shared_ptr<const services::Configuration> configuration) {
   if (!process_) return;
-  process_->setLogLevel(options_.listensToLog ? read.logLevel : LogLevel::none);
-  process_->setNetworkPolicy(read.networkPolicy);
-  coreLibrary_->setConfiguration(std::move(read));
+  process_->setLogLevel(options_.listensToLog ? configuration->logLevel : LogLevel::none);
+  process_->setNetworkPolicy(configuration->networkPolicy);
+  coreLibrary_->setConfiguration(std::move(configuration));
 }
 
 void Phone::announceTrackingStatus() {
@@ -73,18 +98,22 @@ void Phone::announceTrackingStatus() {
 }
 
 Process& Phone::launch() {
-  services::Configuration configuration = services::readConfiguration(configurationPath());
+  std::shared_ptr<const services::Configuration> configuration = configuration_;
+  if (!configuration) {
+    configuration = std::make_shared<const services::Configuration>(services::readConfiguration(configurationPath()));
+  }
   terminate();
   process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
                                                             .network = network_,
-                                                            .networkPolicy = configuration.networkPolicy,
+                                                            .networkPolicy = configuration->networkPolicy,
                                                             .appGroups = appGroups(),
                                                             .urlSchemes = options_.urlSchemes,
                                                             .linkedBefore17 = options_.linkedBefore17,
-                                                            .sink = options_.sink});
-  process_->setLogLevel(options_.listensToLog ? configuration.logLevel : LogLevel::none);
-  coreLibrary_ =
-      std::make_shared<CoreLibrary>(*process_, configurationPath().parent_path(), keychain_, std::move(configuration));
+                                                            .sink = options_.sink,
+                                                            .stores = options_.stores,
+                                                            .outcomes = options_.outcomes});
+  process_->setLogLevel(options_.listensToLog ? configuration->logLevel : LogLevel::none);
+  coreLibrary_ = std::make_shared<CoreLibrary>(*process_, bundle(), *keychain_, std::move(configuration));
   process_->setCoreLibrary(coreLibrary_);
   const ProcessScope scope(*process_);
   UIApplication::install();
@@ -106,7 +135,9 @@ void Phone::runExtension(const std::function<void()>& work) {
                      .network = network_,
                      .appGroups = appGroups(),
                      .linkedBefore17 = options_.linkedBefore17,
-                     .sink = options_.sink});
+                     .sink = options_.sink,
+                     .stores = options_.stores,
+                     .outcomes = options_.outcomes});
   const ProcessScope scope(extension);
   work();
 }

@@ -17,7 +17,9 @@ namespace host {
 class Phone {
  public:
   struct Options {
-    std::filesystem::path storage;  ///< the phone's own directory: keychain, bundle, shared store
+    /// The phone's own directory: keychain, bundle, shared store. May be empty if `stores` are in memory and a `bundle`
+    /// is given: then the phone makes no directory and opens no descriptor.
+    std::filesystem::path storage;
     Clock::Kind clock = Clock::Kind::virtualTime;
     URLSchemes urlSchemes = {};
     bool linkedBefore17 = false;  ///< links the application with an older release of the platform: see platform::URL
@@ -26,6 +28,10 @@ class Phone {
     std::vector<std::string> hiddenClasses = {};
     EventSink sink = {};
     bool listensToLog = false;  ///< log lines become events, as far as the configuration's LOG_LEVEL permits
+    std::shared_ptr<services::ItemStores> stores = {};  ///< makes keychain and App Groups' stores; null: SQLite files
+    std::filesystem::path bundle =
+        {};                     ///< the application's resources, which phones may share; empty: storage/"bundle"
+    OutcomeSink outcomes = {};  ///< receives how each request ended, on a handler thread; may be empty
   };
 
   /// The network must outlive the phone.
@@ -39,6 +45,10 @@ class Phone {
   /// Writes the whole configuration file; a running process applies it at once. When this raises
   /// services::ConfigurationError, nothing has changed.
   void configure(const platform::Value& configuration);
+  /// Applies `configuration` to the running process at once, and to later launches in place of the file, which stays as
+  /// it is: the application still reads its resource there. Lasts until configure().
+  void useConfiguration(services::Configuration configuration);
+  void useConfiguration(std::shared_ptr<const services::Configuration> configuration);
   /// The directory of the App Groups' stores, which the notification extension shares.
   [[nodiscard]] std::filesystem::path appGroups() const { return options_.storage / "groups"; }
   /// Makes the core library notify the running process that the tracking consent has changed.
@@ -54,15 +64,18 @@ class Phone {
   void runExtension(const std::function<void()>& work);
 
   [[nodiscard]] Clock& clock() { return clock_; }
-  [[nodiscard]] services::ItemStore& keychain() { return keychain_; }
+  [[nodiscard]] services::ItemStore& keychain() { return *keychain_; }
 
  private:
+  void apply(std::shared_ptr<const services::Configuration> configuration);
+  [[nodiscard]] std::filesystem::path bundle() const;
   void report(std::string_view actor, std::string_view what, platform::Value details);
 
   services::Network& network_;
   Options options_;
   Clock clock_;
-  services::ItemStore keychain_;
+  std::shared_ptr<services::ItemStore> keychain_;
+  std::shared_ptr<const services::Configuration> configuration_;  // in place of the file; null: the file
   std::unique_ptr<Process> process_;
   std::shared_ptr<CoreLibrary> coreLibrary_;
 };

@@ -9,6 +9,7 @@
 #include "platform/process.h"
 #include "platform/reference.h"
 #include "services/http/network.h"
+#include "services/sqlite_store.h"
 #include "services/url_release.h"
 
 namespace host {
@@ -37,6 +38,7 @@ Process::Process(Environment environment)
     : environment_(std::move(environment)),
       mainQueue_(std::make_shared<MainQueue>(environment_.clock)),
       slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {
+  if (!environment_.stores) environment_.stores = std::make_shared<services::SQLiteStores>();
   // The classes come first, so that they are destroyed last: every later slot may hold objects.
   const ProcessScope scope(*this);
   Runtime::current();
@@ -97,6 +99,10 @@ void Process::run(const std::function<void()>& handler) {
 }
 
 void Process::report(std::string_view what, platform::Value details) { report("network", what, std::move(details)); }
+
+void Process::ended(const platform::URLRequest& request, const services::RequestOutcome& outcome) {
+  if (environment_.outcomes) environment_.outcomes(request, outcome);
+}
 
 Process::Slot& Process::findSlot(const void* key) {
   for (std::size_t probe = 0; probe < slotCount; ++probe) {

@@ -13,13 +13,18 @@
 #include "host/phone/url_schemes.h"
 #include "platform/log.h"
 #include "platform/url_session.h"
+#include "services/http/request_outcome.h"
 #include "services/http/request_owner.h"
+#include "services/item_store.h"
 
 namespace host {
 
 class CoreLibrary;  // host/phone/core_library.h
 
 using platform::LogLevel;
+
+/// Receives how each request of a process ended, on a handler thread before its handler runs, if it runs at all.
+using OutcomeSink = std::function<void(const platform::URLRequest&, const services::RequestOutcome&)>;
 
 /// One launch of an application on a simulated phone. All process-wide data lives in its slots. At its end, the slots
 /// end in reverse order of their making. A process is current on a thread inside a ProcessScope.
@@ -33,6 +38,8 @@ class Process final : public services::RequestOwner {
     URLSchemes urlSchemes = {};
     bool linkedBefore17 = false;  ///< linked with an older release of the platform: see platform::URL
     EventSink sink = {};          ///< may be empty
+    std::shared_ptr<services::ItemStores> stores = {};  ///< makes the App Groups' stores; null: SQLite files
+    OutcomeSink outcomes = {};                          ///< may be empty
   };
 
   explicit Process(Environment environment);
@@ -54,6 +61,7 @@ class Process final : public services::RequestOwner {
   /// Takes effect at once: for requests that start, and for the next redirect and time limit of those in flight.
   void setNetworkPolicy(services::NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
+  [[nodiscard]] services::ItemStores& stores() { return *environment_.stores; }
   [[nodiscard]] const URLSchemes& urlSchemes() const { return environment_.urlSchemes; }
   [[nodiscard]] bool isLinkedBefore17() const { return environment_.linkedBefore17; }
   [[nodiscard]] CoreLibrary& coreLibrary() { return *coreLibrary_; }
@@ -76,6 +84,8 @@ class Process final : public services::RequestOwner {
   void after(std::chrono::nanoseconds delay, std::function<void()> work) override;
   void run(const std::function<void()>& handler) override;
   void report(std::string_view what, platform::Value details) override;
+  [[nodiscard]] bool wantsOutcomes() const override { return static_cast<bool>(environment_.outcomes); }
+  void ended(const platform::URLRequest& request, const services::RequestOutcome& outcome) override;
 
   void* slot(const void* key, void* (*make)(), void (*destroy)(void*), bool outlivesObjects);
 

@@ -40,19 +40,17 @@ class Suites {
   services::ItemStore& find(std::string_view name) {
     const std::lock_guard lock(mutex_);
     const auto known = stores_.find(name);
-    if (known != stores_.end()) return known->second;
+    if (known != stores_.end()) return *known->second;
     Process& process = Process::current();
-    return stores_
-        .try_emplace(std::string(name), process.appGroups() / fileName(name),
-                     [&process](const std::string& problem) {
-                       process.report("shared store", "failed", Value::dictionary({{"problem", problem}}));
-                     })
-        .first->second;
+    auto store = process.stores().open(process.appGroups() / fileName(name), [&process](const std::string& problem) {
+      process.report("shared store", "failed", Value::dictionary({{"problem", problem}}));
+    });
+    return *stores_.emplace(name, std::move(store)).first->second;
   }
 
  private:
   std::mutex mutex_;
-  std::map<std::string, services::ItemStore, std::less<>> stores_;
+  std::map<std::string, std::shared_ptr<services::ItemStore>, std::less<>> stores_;
 };
 
 class UserDefaults final : public platform::UserDefaults {

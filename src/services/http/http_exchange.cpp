@@ -195,6 +195,21 @@ int Transfer::noteProgress(void* self, curl_off_t, curl_off_t received, curl_off
   return 0;
 }
 
+TransferTimes Transfer::times() const {
+  const auto number = [&](CURLINFO info) {
+    curl_off_t value = 0;
+    curl_easy_getinfo(handle(), info, &value);
+    return value;
+  };
+  TransferTimes times;
+  const curl_off_t beforeRequest = number(CURLINFO_PRETRANSFER_TIME_T);  // zero until the connection is established
+  const curl_off_t total = number(CURLINFO_TOTAL_TIME_T);
+  times.connecting = std::chrono::microseconds(beforeRequest != 0 ? beforeRequest : total);
+  times.answering = std::chrono::microseconds(beforeRequest != 0 ? total - beforeRequest : 0);
+  times.receivedBytes = static_cast<std::size_t>(number(CURLINFO_SIZE_DOWNLOAD_T));
+  return times;
+}
+
 std::optional<platform::HTTPURLResponse> Transfer::response() const {
   if (!hasHead_) return std::nullopt;
   long status = 0;

@@ -19,6 +19,12 @@
 
 namespace services {
 
+struct TransferTimes {
+  std::chrono::microseconds connecting{};  ///< until the connection was established or failed
+  std::chrono::microseconds answering{};   ///< since the connection was established
+  std::size_t receivedBytes = 0;           ///< of the body
+};
+
 /// One request on a connection of its own and its response: no redirects, no retries, no proxies, no cookies.
 /// Belongs to the network thread.
 class Transfer {
@@ -39,6 +45,8 @@ class Transfer {
   [[nodiscard]] std::vector<WireField> fields() const;
   /// When a byte last moved, in either direction; initially, when the transfer was made.
   [[nodiscard]] Time lastProgress() const { return lastProgress_; }
+
+  [[nodiscard]] TransferTimes times() const;
 
   // After libcurl has finished the transfer.
   /// Why the transfer was cut off, whatever libcurl reports as the reason.

@@ -7,9 +7,14 @@
 #include "platform/value.h"
 #include "services/http/network_policy.h"
 
+namespace platform {
+struct URLRequest;
+}
+
 namespace services {
 
 class Network;
+struct RequestOutcome;  // services/http/request_outcome.h
 
 /// The process that requests belong to, as their sessions see it. All functions may be called from any thread.
 class RequestOwner {
@@ -30,8 +35,16 @@ class RequestOwner {
   [[nodiscard]] virtual bool hasListener() const = 0;
   virtual void report(std::string_view what, platform::Value details) = 0;
 
+  /// Whether each outcome is passed to ended().
+  [[nodiscard]] virtual bool wantsOutcomes() const { return false; }
+  /// Called once for each resumed task, as code of the owner, before its handler or in its place: on a handler thread,
+  /// or on the thread that started it if it was refused. `request` is the last one after redirects.
+  virtual void ended(const platform::URLRequest& request, const RequestOutcome& outcome);
+
  protected:
   ~RequestOwner() = default;
 };
+
+inline void RequestOwner::ended(const platform::URLRequest& /*request*/, const RequestOutcome& /*outcome*/) {}
 
 }  // namespace services

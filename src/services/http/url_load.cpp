@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "platform/json_serialization.h"
 #include "services/http/content_encoding.h"
 #include "services/http/redirect.h"
 #include "services/http/url_loading_errors.h"
@@ -69,7 +70,22 @@ bool Load::endSilence(bool timesOut) {
   return ends;
 }
 
+void Load::drop() {
+  measure();
+  transfer_.reset();
+}
+
+/// Adds the transfer's times.
+void Load::measure() {
+  if (!owner().wantsOutcomes()) return;
+  const TransferTimes times = transfer_->times();
+  outcome_.connecting += times.connecting;
+  outcome_.answering += times.answering;
+  outcome_.receivedBytes = times.receivedBytes;
+}
+
 bool Load::end(CURLcode result) {
+  measure();
   const std::unique_ptr<Transfer> transfer = std::move(transfer_);
   platform::URLRequest& request = task_.request;
   response_ = transfer->response();
@@ -138,8 +154,20 @@ void Load::reportOutcome(const Value* data) const {
   owner().report(error_ ? "failed" : "answered", Value::dictionary(entries));
 }
 
+/// Runs before the handler, which may end what the owner keeps.
+void Load::conclude(bool runsHandler) {
+  if (!owner().wantsOutcomes()) return;
+  outcome_.isCancelled = !runsHandler;
+  if (response_) outcome_.status = response_->statusCode;
+  if (error_) outcome_.errorCode = error_->code;
+  outcome_.total = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - started_);
+  const auto* start = reinterpret_cast<const std::uint8_t*>(body_.data());
+  outcome_.isJSON = !error_ && outcome_.status == 200 &&
+                    platform::JSONSerialization::JSONObjectWithData({start, body_.size()}, nullptr).has_value();
+  owner().ended(task_.request, outcome_);
+}
+
 void Load::handle() {
-  if (!error_) decodeBody();
   std::optional<platform::Value> data;
   if (!error_) data = platform::Value::bytes(body_);
   body_ = {};
@@ -149,7 +177,10 @@ void Load::handle() {
 
 void Load::deliver() {
   owner().run([this] {
-    if (!isCancelled()) handle();
+    const bool runsHandler = !isCancelled();
+    if (!error_ && response_) decodeBody();
+    conclude(runsHandler);
+    if (runsHandler) handle();
     task_.handler = nullptr;
   });
 }

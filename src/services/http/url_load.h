@@ -8,6 +8,7 @@
 #include "platform/url_session.h"
 #include "services/http/handler_pool.h"
 #include "services/http/http_exchange.h"
+#include "services/http/request_outcome.h"
 #include "services/http/request_owner.h"
 #include "services/http/trust_store.h"
 
@@ -49,10 +50,10 @@ class Load {
   void beginSilence() { waiting_ = Waiting::silence; }
   /// Processes the transfer's end; returns true when another transfer follows.
   bool end(CURLcode result);
-  void drop() { transfer_.reset(); }
+  void drop();
 
-  /// A handler thread, or the main thread if there is none, once. Runs the handler, unless cancelled, and releases it;
-  /// both run as code of the owner.
+  /// A handler thread, or the main thread if there is none, once. Reports the outcome, runs the handler, unless
+  /// cancelled, and releases it; all run as code of the owner.
   void deliver();
 
  private:
@@ -62,6 +63,8 @@ class Load {
   void reportRequest();
   void reportRedirect() const;
   void reportOutcome(const platform::Value* data) const;
+  void measure();
+  void conclude(bool runsHandler);
 
   Task task_;
   std::atomic<bool> isCancelled_ = false;
@@ -74,6 +77,8 @@ class Load {
   std::optional<platform::HTTPURLResponse> response_;
   std::string body_;
   std::optional<platform::Error> error_;
+  RequestOutcome outcome_;  // kept only for an owner that wants it
+  std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace services

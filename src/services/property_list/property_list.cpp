@@ -13,8 +13,8 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 
-#include "platform/process.h"
 #include "platform/property_list.h"
 #include "value/printable_text.h"
 
@@ -70,16 +70,23 @@ platform::Value read(const std::string& path, struct stat& status) {
   return parsePropertyList(contents, path);
 }
 
-/// Keeps the last few files of a process, each as long as it is the same file, unchanged. The module reads one of its
-/// resources for every request.
+/// Keeps the last few files of the program, each as long as it is the same file, unchanged. The module reads one of its
+/// resources for every request, and many phones may share one.
 class PropertyListCache {
  public:
+  static PropertyListCache& shared() {
+    static auto& cache = *new PropertyListCache;  // threads may use it after main
+    return cache;
+  }
+
   std::optional<platform::Value> dictionary(const std::string& path) {
-    const std::lock_guard lock(mutex_);
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) return std::nullopt;
-    const auto known = files_.find(path);
-    if (known != files_.end() && isSame(known->second.status, status)) return known->second.dictionary;
+    {
+      const std::lock_guard lock(mutex_);
+      const auto known = files_.find(path);
+      if (known != files_.end() && isSame(known->second.status, status)) return known->second.dictionary;
+    }
     timespec now{};
     clock_gettime(CLOCK_REALTIME_COARSE, &now);
     std::optional<platform::Value> dictionary;
@@ -89,9 +96,7 @@ class PropertyListCache {
       // Kept: the platform does not say why.
     }
     if (dictionary && dictionary->ifDictionary() == nullptr) dictionary.reset();
-    if (known != files_.end()) files_.erase(known);
-    if (files_.size() == capacity) files_.clear();
-    if (isBefore(status.st_ctim, now)) files_.insert_or_assign(path, Known{status, dictionary});
+    if (isBefore(status.st_ctim, now)) keep(path, {status, dictionary});
     return dictionary;
   }
 
@@ -100,8 +105,13 @@ class PropertyListCache {
     struct stat status;
     std::optional<platform::Value> dictionary;
   };
-  static constexpr std::size_t capacity = 8;
+  static constexpr std::size_t capacity = 64;
 
+  void keep(const std::string& path, Known file) {
+    const std::lock_guard lock(mutex_);
+    if (files_.size() == capacity && !files_.contains(path)) files_.clear();
+    files_.insert_or_assign(path, std::move(file));
+  }
   static bool isSame(const struct stat& left, const struct stat& right) {
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino && left.st_size == right.st_size &&
            left.st_mtim == right.st_mtim && left.st_ctim == right.st_ctim;
@@ -131,7 +141,7 @@ namespace platform {
 
 std::optional<Value> dictionaryWithContentsOfFile(const std::optional<std::string>& path) {
   if (!path) return std::nullopt;
-  return Process::shared<services::PropertyListCache>().dictionary(*path);
+  return services::PropertyListCache::shared().dictionary(*path);
 }
 
 }  // namespace platform

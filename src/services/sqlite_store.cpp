@@ -1,4 +1,4 @@
-#include "services/item_store.h"
+#include "services/sqlite_store.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -94,11 +94,12 @@ const char* remedyFor(int result) {
 
 }  // namespace
 
-ItemStore::ItemStore(std::filesystem::path path, Report report) : path_(std::move(path)), report_(std::move(report)) {}
+SQLiteStore::SQLiteStore(std::filesystem::path path, Report report)
+    : path_(std::move(path)), report_(std::move(report)) {}
 
-ItemStore::~ItemStore() { sqlite3_close(database_); }
+SQLiteStore::~SQLiteStore() { sqlite3_close(database_); }
 
-std::optional<platform::Value> ItemStore::data(std::string_view key) {
+std::optional<platform::Value> SQLiteStore::data(std::string_view key) {
   const std::lock_guard lock(mutex_);
   if (!open()) return std::nullopt;
   const Statement statement = prepare(database_, "SELECT data FROM items WHERE key = ?1", key);
@@ -112,7 +113,7 @@ std::optional<platform::Value> ItemStore::data(std::string_view key) {
   return platform::Value::bytes({bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), 0))});
 }
 
-bool ItemStore::setData(std::string_view key, const platform::Value& data) {
+bool SQLiteStore::setData(std::string_view key, const platform::Value& data) {
   const std::lock_guard lock(mutex_);
   if (!open()) return false;
   if (write(key, data)) return true;
@@ -122,7 +123,7 @@ bool ItemStore::setData(std::string_view key, const platform::Value& data) {
   return (isReplaced && write(key, data)) || fail("cannot be written");
 }
 
-bool ItemStore::write(std::string_view key, const platform::Value& data) {
+bool SQLiteStore::write(std::string_view key, const platform::Value& data) {
   const Statement statement =
       prepare(database_, "INSERT INTO items VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET data = excluded.data", key);
   if (!statement) return false;
@@ -133,7 +134,7 @@ bool ItemStore::write(std::string_view key, const platform::Value& data) {
          sqlite3_step(statement.get()) == SQLITE_DONE;
 }
 
-bool ItemStore::open() {
+bool SQLiteStore::open() {
   if (database_ != nullptr && identityOfFileAt(path_) == file_) return true;
   sqlite3_close_v2(std::exchange(database_, nullptr));
   if (const std::string fault = makeOwnerOnlyFile(path_); !fault.empty()) return refuse("cannot be opened: " + fault);
@@ -148,7 +149,7 @@ bool ItemStore::open() {
   return !isCutShort(database_, path_) || refuse("is truncated" + std::string(remedyFor(SQLITE_CORRUPT)));
 }
 
-bool ItemStore::fail(const std::string& what) {
+bool SQLiteStore::fail(const std::string& what) {
   std::string problem = what + ": " + sqlite3_errmsg(database_);
   const int result = sqlite3_errcode(database_);
   const int systemError = sqlite3_system_errno(database_);
@@ -157,10 +158,14 @@ bool ItemStore::fail(const std::string& what) {
 }
 
 // Closes the file, so that the next use tries again from the start. Nothing is repaired or overwritten.
-bool ItemStore::refuse(const std::string& problem) {
+bool SQLiteStore::refuse(const std::string& problem) {
   report_(value::printable(path_.string() + " " + problem));  // the messages of SQLite quote what the file holds
   sqlite3_close_v2(std::exchange(database_, nullptr));
   return false;
+}
+
+std::shared_ptr<ItemStore> SQLiteStores::open(const std::filesystem::path& path, ItemStore::Report report) {
+  return std::make_shared<SQLiteStore>(path, std::move(report));
 }
 
 }  // namespace services
