@@ -96,14 +96,15 @@ class PropertyListCache {
       // Kept: the platform does not say why.
     }
     if (dictionary && dictionary->ifDictionary() == nullptr) dictionary.reset();
-    if (isBefore(status.st_ctim, now)) keep(path, {status, dictionary});
+    // A failure is not kept: it may be the program's, for example when it has no descriptor left.
+    if (dictionary && isBefore(status.st_ctim, now)) keep(path, {status, *dictionary});
     return dictionary;
   }
 
  private:
   struct Known {
     struct stat status;
-    std::optional<platform::Value> dictionary;
+    platform::Value dictionary;
   };
   static constexpr std::size_t capacity = 64;
 
