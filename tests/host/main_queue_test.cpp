@@ -47,4 +47,27 @@ TEST_F(VirtualQueue, stopsTimeDuringOutsideWork) {
   EXPECT_THAT(order_, ElementsAre("answer@0", "timer@3"));
 }
 
+TEST_F(VirtualQueue, notifiesAThreadThatServesManyQueuesOfWorkThatIsDueFirst) {
+  int wakes = 0;
+  queue_.onWork([&] {
+    ++wakes;
+    EXPECT_TRUE(queue_.nextDue());  // would hang under its lock
+  });
+  EXPECT_EQ(queue_.nextDue(), std::nullopt);
+  struct Case {
+    std::chrono::seconds delay;
+    std::chrono::seconds next;
+    int wakes;
+  };
+  for (const auto& [delay, next, expected] : {Case{3s, 3s, 1}, Case{5s, 3s, 1}, Case{3s, 3s, 1}, Case{1s, 1s, 2}}) {
+    queue_.after(delay, [] {});
+    EXPECT_EQ(queue_.nextDue(), next);
+    EXPECT_EQ(wakes, expected);
+  }
+  queue_.advance(4s);
+  EXPECT_EQ(queue_.nextDue(), 5s);
+  queue_.close();
+  EXPECT_EQ(queue_.nextDue(), std::nullopt);
+}
+
 }  // namespace

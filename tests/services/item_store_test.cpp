@@ -1,4 +1,4 @@
-#include "services/sqlite_store.h"
+#include "services/item_store.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+#include "services/memory_store.h"
+#include "services/sqlite_store.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -74,6 +76,25 @@ TEST_F(ItemStore, reportsAPathWhereNoFileCanBe) {
   }
   const auto irregular = HasSubstr("cannot be opened: it is not a regular file");
   EXPECT_THAT(problems_, ElementsAre(HasSubstr("No such file or directory"), irregular, irregular));
+}
+
+TEST(ItemStores, openTheSameItemsForTheSamePath) {
+  const test::TemporaryDirectory directory;
+  services::SQLiteStores files;
+  services::MemoryStores memory;
+  const auto fails = [](const std::string& problem) { ADD_FAILURE() << problem; };
+  for (services::ItemStores* stores :
+       {static_cast<services::ItemStores*>(&files), static_cast<services::ItemStores*>(&memory)}) {
+    const std::filesystem::path path = directory.path() / "items";
+    stores->open(path, fails)->setData("key", Value::bytes("old"));
+    const auto store = stores->open(path, fails);
+    EXPECT_TRUE(store->setData("key", Value::bytes("new")));
+    EXPECT_TRUE(store->setData("other", Value::bytes("")));
+    EXPECT_EQ(stores->open(path, fails)->data("key"), Value::bytes("new"));
+    EXPECT_EQ(store->data("other"), Value::bytes(""));
+    EXPECT_EQ(store->data("absent"), std::nullopt);
+    EXPECT_EQ(stores->open(directory.path() / "else", fails)->data("key"), std::nullopt);
+  }
 }
 
 }  // namespace

@@ -57,7 +57,9 @@ class URLSessionTest : public testing::Test {
   }
 
   host::Process& process() {
-    if (!process_) process_.emplace(host::Process::Environment{clock_, *network_, policy_});
+    if (!process_)
+      process_.emplace(host::Process::Environment{
+          .clock = clock_, .network = *network_, .networkPolicy = policy_, .outcomes = outcomes_});
     return *process_;
   }
   std::shared_ptr<platform::URLSession> session() {
@@ -84,6 +86,7 @@ class URLSessionTest : public testing::Test {
 
   host::Clock clock_{host::Clock::Kind::virtualTime};
   services::NetworkPolicy policy_;
+  host::OutcomeSink outcomes_;
   std::optional<services::Network> network_{std::in_place};
   std::optional<host::Process> process_;
 };
