@@ -85,25 +85,39 @@ Step readStep(std::string_view file, const JSONNode& node, Kinds kinds, std::vec
   includeFiles(file, step.argument, *step.kind->shape);
   collectSecrets(step.argument, secrets);
   checkShape(file, step.argument, *step.kind->shape, "\"" + std::string(step.kind->name) + "\"");
+  if (step.kind->holdsSteps) {
+    for (const JSONNode& held : step.argument.find("steps")->elements) {
+      step.steps.push_back(readStep(file, held, kinds, secrets));
+    }
+  }
   return step;
 }
 
-/// Checks that each step finds a running application or none, as it requires, after the steps before it.
-void checkOrder(const Scenario& scenario) {
-  bool isRunning = false;
-  for (const Step& step : scenario.steps) {
+/// Checks that each step finds a running application or none, as it requires, after the steps before it. Steps that
+/// another one holds may run any number of times, so they cannot start the application.
+void checkOrder(std::string_view file, const std::vector<Step>& steps, bool isRunning, bool areHeld) {
+  for (const Step& step : steps) {
     const std::string name = "\"" + std::string(step.kind->name) + "\"";
     if (step.kind->needs == StepKind::Needs::process && !isRunning) {
-      throw errorAt(scenario.file, step.position, name + " needs a running application; put a \"launch\" before it");
+      throw errorAt(file, step.position, name + " needs a running application; put a \"launch\" before it");
     }
     if (step.kind->needs == StepKind::Needs::noProcess) {
-      if (isRunning) {
+      if (isRunning || areHeld) {
         throw errorAt(
-            scenario.file, step.position,
+            file, step.position,
             name + " needs an application that is not running; \"relaunch\" ends the running one and starts it again");
       }
       isRunning = true;
     }
+    checkOrder(file, step.steps, isRunning, true);
+  }
+}
+
+/// Checks what the steps require of the scenario.
+void checkSteps(const Scenario& scenario, const std::vector<Step>& steps) {
+  for (const Step& step : steps) {
+    if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
+    checkSteps(scenario, step.steps);
   }
 }
 
@@ -158,25 +172,29 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
     scenario.steps.push_back(readStep(file, step, kinds, secrets));
   }
   scenario.redaction = Redaction(secrets);
-  checkOrder(scenario);
-  for (const Step& step : scenario.steps) {
-    if (step.kind->check != nullptr) step.kind->check(scenario, step.argument);
-  }
+  checkOrder(file, scenario.steps, false, false);
+  checkSteps(scenario, scenario.steps);
   checkConfigurationSize(file, configurationsOf(scenario));
   return scenario;
 }
 
 /// Passes over what is not as it should be: reading the scenario reports that.
+void collectFilesOfSteps(std::string_view file, const JSONNode* steps, Kinds kinds, std::vector<std::string>& paths) {
+  if (steps == nullptr) return;
+  for (const JSONNode& step : steps->elements) {
+    if (step.members.size() != 1) continue;
+    const JSONNode& argument = step.members.front().value;
+    const auto kind = std::ranges::find(kinds, step.members.front().name, &StepKind::name);
+    if (kind == kinds.end()) continue;
+    collectFiles(file, argument, *kind->shape, paths);
+    if (kind->holdsSteps) collectFilesOfSteps(file, argument.find("steps"), kinds, paths);
+  }
+}
+
 std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, Kinds kinds) {
   std::vector<std::string> paths;
   collectFiles(file, document, documentShape, paths);
-  const JSONNode* steps = document.find("steps");
-  if (steps == nullptr) return paths;
-  for (const JSONNode& step : steps->elements) {
-    if (step.members.size() != 1) continue;
-    const auto kind = std::ranges::find(kinds, step.members.front().name, &StepKind::name);
-    if (kind != kinds.end()) collectFiles(file, step.members.front().value, *kind->shape, paths);
-  }
+  collectFilesOfSteps(file, document.find("steps"), kinds, paths);
   return paths;
 }
 
@@ -191,7 +209,10 @@ std::vector<std::string> filesNamedIn(std::string_view file, std::string_view te
 }
 
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
-  JSONNode document = readJSON(file, text, JSONForm::commented);
+  return readScenario(file, readJSON(file, text, JSONForm::commented), kinds);
+}
+
+Scenario readScenario(std::string_view file, JSONNode document, std::span<const StepKind> kinds) {
   const std::vector<std::string> files = filesNamedIn(file, document, kinds);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
@@ -203,6 +224,20 @@ Scenario readScenario(std::string_view file, std::string_view text, std::span<co
     return scenario;
   } catch (const DocumentError& error) {  // keeps its place, even where the place reads like a secret
     throw errorAt(file, error.position(), Redaction(secrets).text(error.text()));
+  }
+}
+
+std::vector<Step> readSteps(const Scenario& scenario, const JSONNode& list, std::span<const StepKind> kinds) {
+  std::vector<std::string> secrets;
+  collectSecrets(list, secrets);
+  try {
+    std::vector<Step> steps;
+    for (const JSONNode& step : list.elements) steps.push_back(readStep(scenario.file, step, kinds, secrets));
+    checkOrder(scenario.file, steps, true, false);
+    checkSteps(scenario, steps);
+    return steps;
+  } catch (const DocumentError& error) {
+    throw errorAt(scenario.file, error.position(), Redaction(secrets).text(error.text()));
   }
 }
 

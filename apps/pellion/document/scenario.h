@@ -13,8 +13,20 @@
 
 namespace pellion {
 
+class ScenarioPhone;
 class ScenarioRun;
 struct Scenario;
+
+/// What a step does: to a phone, wherever that lives, or to one run of a scenario.
+struct StepFunction {
+  using OnPhone = void (*)(ScenarioPhone& phone, const JSONNode& argument);
+  using OnRun = void (*)(ScenarioRun& run, const JSONNode& argument);
+  constexpr StepFunction(OnPhone function)
+      : onPhone(function) {}                                   // NOLINT(google-explicit-constructor): rows of tables
+  constexpr StepFunction(OnRun function) : onRun(function) {}  // NOLINT(google-explicit-constructor)
+  OnPhone onPhone = nullptr;
+  OnRun onRun = nullptr;
+};
 
 /// One kind of step: a row of the table in scenario_steps.cpp. A new kind is a new row.
 struct StepKind {
@@ -23,18 +35,20 @@ struct StepKind {
 
   std::string_view name;
   const Shape* shape;
-  void (*run)(ScenarioRun& run, const JSONNode& argument);
+  StepFunction run;
   Needs needs;
   bool needsBackend = false;  ///< makes no sense against an external server
   /// Checks what else such a step requires of the scenario, for example that names are known. Throws InputError.
   void (*check)(const Scenario& scenario, const JSONNode& argument) = nullptr;
   std::string_view shorthand = {};  ///< the entry that an argument which is no object stands for
+  bool holdsSteps = false;          ///< its entry "steps" is a list of steps
 };
 
 struct Step {
   const StepKind* kind;
   Position position;
   JSONNode argument;
+  std::vector<Step> steps = {};  ///< those that it holds
 };
 
 /// A checked scenario document. docs/scenario.md describes it; docs/scenario.schema.json describes it for tools.
@@ -54,6 +68,12 @@ struct Scenario {
 
 /// Reads a scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
+
+/// The same for a scenario inside another document, which names `file` in errors.
+Scenario readScenario(std::string_view file, JSONNode document, std::span<const StepKind> kinds);
+
+/// Reads a list of steps inside another document, for a running application.
+std::vector<Step> readSteps(const Scenario& scenario, const JSONNode& list, std::span<const StepKind> kinds);
 
 /// The payload and configuration files that the text of a scenario names; none for a text that is not JSON.
 std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds);

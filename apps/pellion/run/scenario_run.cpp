@@ -22,7 +22,7 @@ bool expectsRaised(const Step& step) { return step.kind->name == "expect" && ste
 }  // namespace
 
 ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, Options options)
-    : scenario_(scenario),
+    : ScenarioPhone(scenario),
       options_(std::move(options)),
       warnings_(scenario),
       phone_(std::make_unique<host::Phone>(
@@ -48,20 +48,20 @@ ScenarioRun::~ScenarioRun() {
 
 bool ScenarioRun::run() {
   std::vector<Value::Entry> heading{
-      {"name", scenario_.name}, {"description", scenario_.description}, {"file", scenario_.file}};
-  if (scenario_.hasDefaultConfiguration) heading.push_back({"configuration", "default"});
+      {"name", scenario().name}, {"description", scenario().description}, {"file", scenario().file}};
+  if (scenario().hasDefaultConfiguration) heading.push_back({"configuration", "default"});
   if (const auto server = configuredServer()) heading.push_back({"server", *server});
   report("scenario", "begins", Value::dictionary(heading));
-  runAt(scenario_.configuration.position, [this] { configure(scenario_.configuration.value.entries()); });
-  for (auto step = scenario_.steps.begin(); step != scenario_.steps.end() && !hasFailed_; ++step) {
+  runAt(scenario().configuration.position, [this] { configure(scenario().configuration.value.entries()); });
+  for (auto step = scenario().steps.begin(); step != scenario().steps.end() && !hasFailed_; ++step) {
     beginStep(*step);
-    runAt(step->position, [&] { step->kind->run(*this, step->argument); });
+    runAt(step->position, [&] { perform(*step); });
     if (raised_.empty() || hasFailed_) continue;
     const auto next = std::next(step);
-    if (next == scenario_.steps.end() || !expectsRaised(*next)) failForRaised(step->position);
+    if (next == scenario().steps.end() || !expectsRaised(*next)) failForRaised(step->position);
   }
   if (!hasFailed_) reportWarnings();
-  report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario_.name}}));
+  report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario().name}}));
   const std::lock_guard lock(mutex_);
   isOver_ = true;
   return !hasFailed_;
@@ -72,7 +72,7 @@ void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
   const auto fail = [&](std::string_view text) {
     const std::string file = phone_->configurationPath().string() + ": ";
     if (text.starts_with(file)) text.remove_prefix(file.size());
-    throw errorAt(scenario_.file, position, "the configuration cannot be used: " + std::string(text));
+    throw errorAt(scenario().file, position, "the configuration cannot be used: " + std::string(text));
   };
   try {
     work();
@@ -114,11 +114,9 @@ void ScenarioRun::record(host::Event event) {
   warnings_.observe(event);
   untaken_[{std::string(event.actor), std::string(event.what)}].push_back(event.details);
   if (!options_.sink) return;
-  event.details = scenario_.redaction.value(event.details);
+  event.details = scenario().redaction.value(event.details);
   options_.sink(event);
 }
-
-std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }
 
 void ScenarioRun::report(std::string_view actor, std::string_view what, Value details) {
   receive({phone_->clock().now(), actor, what, std::move(details)});
@@ -135,7 +133,7 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
   if (const auto url = serverURL(merged)) entries.push_back({"SERVER_URL", *url});
   if (const Value* file = merged.find("CA_FILE"); file != nullptr && file->ifString()) {
     // Absolute: the phone looks for a relative path beside its own copy of the configuration.
-    const auto beside = std::filesystem::path(scenario_.file).parent_path() / file->text();
+    const auto beside = std::filesystem::path(scenario().file).parent_path() / file->text();
     entries.push_back({"CA_FILE", std::filesystem::absolute(beside).string()});
   }
   TemporaryDirectory::write([&] { phone_->configure(Value::dictionary(entries)); });
@@ -164,7 +162,7 @@ std::optional<std::string> ScenarioRun::serverURL(const Value& configuration) co
 
 /// The server that the scenario's configuration puts in the place of the built-in backend.
 std::optional<std::string> ScenarioRun::configuredServer() const {
-  const Value& configuration = scenario_.configuration.value;
+  const Value& configuration = scenario().configuration.value;
   if (serverURL(configuration)) return std::nullopt;
   const Value* url = configuration.find("SERVER_URL");
   if (url != nullptr && !url->text().empty()) return std::string(url->text());
@@ -215,7 +213,7 @@ void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
     rows.push_back(Value::dictionary({{"place", place}, {"wanted", wanted}, {"found", found}}));
   }
   report("expectation", "failed",
-         Value::dictionary({{"place", placeText(scenario_.file, position)}, {"mismatches", Value::list(rows)}}));
+         Value::dictionary({{"place", placeText(scenario().file, position)}, {"mismatches", Value::list(rows)}}));
   hasFailed_ = true;
   failedAt_ = position;
 }
@@ -229,6 +227,14 @@ void ScenarioRun::failForRaised(Position position) {
 std::vector<ReceivedRequest> ScenarioRun::takeRequests() {
   const std::lock_guard lock(mutex_);
   return std::exchange(requests_, {});
+}
+
+void ScenarioRun::perform(const Step& step) {
+  if (step.kind->run.onPhone != nullptr) {
+    step.kind->run.onPhone(*this, step.argument);
+  } else {
+    step.kind->run.onRun(*this, step.argument);
+  }
 }
 
 void ScenarioRun::beginStep(const Step& step) {
@@ -250,7 +256,7 @@ void ScenarioRun::reportWarnings() {
       fail(position, {{subject, wanted, found}});
     } else {
       report("scenario", "warning",
-             Value::dictionary({{"place", placeText(scenario_.file, position)},
+             Value::dictionary({{"place", placeText(scenario().file, position)},
                                 {"problem", subject + " " + problem},
                                 {"reason", reason},
                                 {"remedy", remedy}}));

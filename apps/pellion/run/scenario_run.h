@@ -17,17 +17,14 @@
 #include "pellion/document/scenario.h"
 #include "pellion/run/mismatch.h"
 #include "pellion/run/run_warnings.h"
+#include "pellion/run/scenario_phone.h"
 #include "pellion/run/temporary_directory.h"
 #include "services/http/network.h"
-
-namespace host {
-class Phone;
-}
 
 namespace pellion {
 
 /// One run of a scenario: a new phone, its own backend or an external server, and the events so far.
-class ScenarioRun {
+class ScenarioRun final : public ScenarioPhone {
  public:
   struct Options {
     std::optional<std::string> server = {};  ///< replaces the run's own backend
@@ -39,8 +36,6 @@ class ScenarioRun {
   /// The scenario and the network outlive this object. For a run against a server the scenario must have passed
   /// refuseBackendSteps.
   ScenarioRun(const Scenario& scenario, services::Network& network, Options options);
-  ScenarioRun(const ScenarioRun&) = delete;
-  ScenarioRun& operator=(const ScenarioRun&) = delete;
   ~ScenarioRun();
 
   /// Runs the steps up to the first failure, then reports warnings; returns whether all passed. Throws InputError for a
@@ -50,29 +45,22 @@ class ScenarioRun {
   [[nodiscard]] std::optional<Position> failedAt() const { return failedAt_; }
 
   // For the steps:
-  [[nodiscard]] const Scenario& scenario() const { return scenario_; }
-  [[nodiscard]] host::Phone& phone() { return *phone_; }
+  [[nodiscard]] host::Phone& device() override { return *phone_; }
   [[nodiscard]] Backend& backend() { return *backend_; }
-  /// "file:line:column"
-  [[nodiscard]] std::string place(const JSONNode& node) const;
-  void report(std::string_view actor, std::string_view what, platform::Value details);
+  void report(std::string_view actor, std::string_view what, platform::Value details) override;
+  void configure(std::span<const platform::Value::Entry> overrides) override;
+  [[nodiscard]] std::optional<std::string> appGroup() const override;
+  bool isNews(std::string_view name) override { return known_.emplace(name).second; }
+  void handsOver(std::string_view name, const platform::Value& payload, bool isWhole) override;
+  /// Ends idle. Events of other threads meanwhile are reported after those of the main thread at this instant, so that
+  /// a timeline reads the same each time.
+  void inProcess(const std::function<void()>& work) override;
+  /// Reports what `work` raises, too. The next step must expect it, otherwise the run fails.
+  void attempt(std::string_view actor, const std::function<void()>& work) override;
   /// Ends the run after this step, as failed because of an expectation at that position.
   void fail(Position position, const Mismatches& mismatches);
-  /// Entries replace those of the same name; null removes an entry.
-  void configure(std::span<const platform::Value::Entry> overrides);
-  /// Whether this is the first event for a notification of that name.
-  bool isNews(std::string_view name) { return known_.emplace(name).second; }
-  /// The present step hands this notification over to the application.
-  void handsOver(std::string_view name, const platform::Value& payload, bool isWhole);
-  /// The App Group of the configuration, if it has one.
-  [[nodiscard]] std::optional<std::string> appGroup() const;
-  /// Runs `work` inside the process and turns the main queue. Events of other threads meanwhile are reported after
-  /// those of the main thread at this instant, so that a timeline reads the same each time.
-  void inProcess(const std::function<void()>& work);
   /// Advances the time inside the process.
   void letPass(std::chrono::nanoseconds duration);
-  /// Runs `work`; reports and keeps what it raises. The next step must expect it, otherwise the run fails.
-  void attempt(std::string_view actor, const std::function<void()>& work);
   /// The details of the events of this kind since the last call for this kind.
   std::vector<platform::Value> take(std::string_view actor, std::string_view what);
   /// The requests that the phone has sent since the last call, in the order in which their connections were
@@ -87,13 +75,13 @@ class ScenarioRun {
   void holdOthersBack();
   void releaseOthers();
   void runAt(Position position, const std::function<void()>& work);
+  void perform(const Step& step);
   void beginStep(const Step& step);
   void failForRaised(Position position);
   void reportWarnings();
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
   [[nodiscard]] std::optional<std::string> configuredServer() const;
 
-  const Scenario& scenario_;
   const Options options_;
   std::mutex mutex_;
   std::map<std::pair<std::string, std::string>, std::vector<platform::Value>> untaken_;  ///< by actor and kind

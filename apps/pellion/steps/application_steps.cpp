@@ -8,7 +8,7 @@
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"
 #include "pellion/run/application_objects.h"
-#include "pellion/run/scenario_run.h"
+#include "pellion/run/scenario_phone.h"
 #include "platform/object_messages.h"
 #include "platform/process.h"
 
@@ -34,48 +34,48 @@ struct InterceptorIDs {
 
 }  // namespace
 
-void launch(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.phone().launch();
-  run.inProcess([&] { startApplication(run.scenario().application); });
+void launch(ScenarioPhone& phone, const JSONNode& /*nothing*/) {
+  phone.device().launch();
+  phone.inProcess([&] { startApplication(phone.scenario().application); });
 }
 
-void startService(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.report("app", "starts service", Value::dictionary({}));
-  run.inProcess([] { PLMessaging::startService(); });
+void startService(ScenarioPhone& phone, const JSONNode& /*nothing*/) {
+  phone.report("app", "starts service", Value::dictionary({}));
+  phone.inProcess([] { PLMessaging::startService(); });
 }
 
-void setDelegate(ScenarioRun& run, const JSONNode& name) {
-  run.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "application"}}));
-  run.inProcess([&] { setDelegateOf(host::UIApplication::sharedApplication(), nameOf(name)); });
+void setDelegate(ScenarioPhone& phone, const JSONNode& name) {
+  phone.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "application"}}));
+  phone.inProcess([&] { setDelegateOf(host::UIApplication::sharedApplication(), nameOf(name)); });
 }
 
-void setNotificationDelegate(ScenarioRun& run, const JSONNode& name) {
-  run.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "notificationCenter"}}));
-  run.inProcess([&] { setDelegateOf(host::currentNotificationCenter(), nameOf(name)); });
+void setNotificationDelegate(ScenarioPhone& phone, const JSONNode& name) {
+  phone.report("app", "sets delegate", Value::dictionary({{"name", name.value}, {"of", "notificationCenter"}}));
+  phone.inProcess([&] { setDelegateOf(host::currentNotificationCenter(), nameOf(name)); });
 }
 
-void registerInterceptor(ScenarioRun& run, const JSONNode& name) {
-  run.inProcess([&] {
+void registerInterceptor(ScenarioPhone& phone, const JSONNode& name) {
+  phone.inProcess([&] {
     const std::string interceptor(name.value.text());
     auto& identifier = platform::Process::shared<InterceptorIDs>().byName[interceptor];
     identifier = PLAppDelegateSwizzler::registerAppDelegateInterceptor(objects().object(interceptor).get());
-    run.report("app", "registers interceptor",
-               Value::dictionary({{"name", interceptor}, {"isRefused", !identifier.has_value()}}));
+    phone.report("app", "registers interceptor",
+                 Value::dictionary({{"name", interceptor}, {"isRefused", !identifier.has_value()}}));
   });
 }
 
-void unregisterInterceptor(ScenarioRun& run, const JSONNode& name) {
-  run.report("app", "unregisters interceptor", Value::dictionary({{"name", name.value}}));
-  run.inProcess([&] {
+void unregisterInterceptor(ScenarioPhone& phone, const JSONNode& name) {
+  phone.report("app", "unregisters interceptor", Value::dictionary({{"name", name.value}}));
+  phone.inProcess([&] {
     const auto& identifier = platform::Process::shared<InterceptorIDs>().byName[std::string(name.value.text())];
     PLAppDelegateSwizzler::unregisterAppDelegateInterceptorWithIdentifier(platform::orNull(identifier));
   });
 }
 
-void release(ScenarioRun& run, const JSONNode& name) {
-  run.inProcess([&] {
+void release(ScenarioPhone& phone, const JSONNode& name) {
+  phone.inProcess([&] {
     const bool isGone = objects().release(std::string(name.value.text()));
-    run.report("app", "releases", Value::dictionary({{"name", name.value}, {"isGone", isGone}}));
+    phone.report("app", "releases", Value::dictionary({{"name", name.value}, {"isGone", isGone}}));
   });
 }
 

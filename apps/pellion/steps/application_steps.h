@@ -5,13 +5,13 @@
 namespace pellion {
 
 // The steps for the application and its delegates; docs/scenario.md describes them.
-void launch(ScenarioRun& run, const JSONNode& nothing);
-void startService(ScenarioRun& run, const JSONNode& nothing);
-void setDelegate(ScenarioRun& run, const JSONNode& name);
-void setNotificationDelegate(ScenarioRun& run, const JSONNode& name);
-void registerInterceptor(ScenarioRun& run, const JSONNode& name);
-void unregisterInterceptor(ScenarioRun& run, const JSONNode& name);
-void release(ScenarioRun& run, const JSONNode& name);
+void launch(ScenarioPhone& phone, const JSONNode& nothing);
+void startService(ScenarioPhone& phone, const JSONNode& nothing);
+void setDelegate(ScenarioPhone& phone, const JSONNode& name);
+void setNotificationDelegate(ScenarioPhone& phone, const JSONNode& name);
+void registerInterceptor(ScenarioPhone& phone, const JSONNode& name);
+void unregisterInterceptor(ScenarioPhone& phone, const JSONNode& name);
+void release(ScenarioPhone& phone, const JSONNode& name);
 
 /// Throws InputError unless the name is that of a delegate, or null.
 void checkDelegate(const Scenario& scenario, const JSONNode& name);

@@ -1,7 +1,7 @@
 #include "pellion/steps/extension_step.h"
 
 #include "host/phone/phone.h"
-#include "pellion/run/scenario_run.h"
+#include "pellion/run/scenario_phone.h"
 #include "platform/user_defaults.h"
 
 namespace pellion {
@@ -12,7 +12,7 @@ using platform::Value;
 const Shape entriesShape{"a list of statistics entries", isList};
 const Field extensionFields[] = {{"leaves", &entriesShape}};
 
-/// Appends to the entries of an earlier run.
+/// Appends to the entries of an earlier phone.
 void leave(platform::UserDefaults& store, std::span<const Value> entries) {
   const Value earlier = store.objectForKey(pendingKey).value_or(Value::list({}));
   std::vector<Value> pending(earlier.elements().begin(), earlier.elements().end());
@@ -24,30 +24,30 @@ void leave(platform::UserDefaults& store, std::span<const Value> entries) {
 
 const Shape extensionShape{"an object", isObject, extensionFields};
 
-void runExtension(ScenarioRun& run, const JSONNode& work) {
-  const std::optional<std::string> group = run.appGroup();
+void runExtension(ScenarioPhone& phone, const JSONNode& work) {
+  const std::optional<std::string> group = phone.appGroup();
   if (!group) {
-    throw InputError(run.place(work) +
+    throw InputError(phone.place(work) +
                      ": the extension shares no store with the application; add APP_GROUP to the configuration");
   }
-  run.phone().runExtension([&] {
-    run.attempt("extension", [&] {
+  phone.device().runExtension([&] {
+    phone.attempt("extension", [&] {
       const auto store = platform::UserDefaults::initWithSuiteName(*group);
       if (const JSONNode* entries = work.find("leaves")) {
-        run.report("extension", "leaves", Value::dictionary({{"entries", entries->value}}));
+        phone.report("extension", "leaves", Value::dictionary({{"entries", entries->value}}));
         leave(*store, entries->value.elements());
       }
-      run.report("extension", "reads badge",
-                 Value::dictionary({{"badge", store->objectForKey(badgeKey).value_or(nullptr)}}));
+      phone.report("extension", "reads badge",
+                   Value::dictionary({{"badge", store->objectForKey(badgeKey).value_or(nullptr)}}));
     });
   });
 }
 
-std::optional<Value> sharedValue(ScenarioRun& run, std::string_view key) {
+std::optional<Value> sharedValue(ScenarioPhone& phone, std::string_view key) {
   std::optional<Value> value;
-  const std::optional<std::string> group = run.appGroup();
+  const std::optional<std::string> group = phone.appGroup();
   if (!group) return value;
-  run.phone().runExtension([&] { value = platform::UserDefaults::initWithSuiteName(*group)->objectForKey(key); });
+  phone.device().runExtension([&] { value = platform::UserDefaults::initWithSuiteName(*group)->objectForKey(key); });
   return value;
 }
 

@@ -5,7 +5,7 @@
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
 #include "messaging/PLNotificationHandler.h"
-#include "pellion/run/scenario_run.h"
+#include "pellion/run/scenario_phone.h"
 #include "pellion/text/json_writer.h"
 #include "pellion/text/similar_name.h"
 #include "platform/send.h"
@@ -25,13 +25,13 @@ const Shape badgeCountShape{"an integer", [](const Value& value) { return isInte
 const Field badgeFields[] = {{"count", &badgeCountShape, true}, {"through", &setterShape}};
 const Field sessionFields[] = {{"duration", &shapes::any}};
 
-const Value& describedBy(const ScenarioRun& run, const JSONNode& notification) {
+const Value& describedBy(const ScenarioPhone& phone, const JSONNode& notification) {
   const auto name = notification.value.ifString();
-  return name ? *run.scenario().notifications.find(*name) : notification.value;
+  return name ? *phone.scenario().notifications.find(*name) : notification.value;
 }
 
-Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
-  const Value& described = describedBy(run, notification);
+Value payloadOf(const ScenarioPhone& phone, const JSONNode& notification) {
+  const Value& described = describedBy(phone, notification);
   std::vector<Value::Entry> entries;
   if (const Value* payload = described.find("payload")) {
     entries.assign(payload->entries().begin(), payload->entries().end());
@@ -40,26 +40,27 @@ Value payloadOf(const ScenarioRun& run, const JSONNode& notification) {
   return Value::dictionary(entries);
 }
 
-void handOver(ScenarioRun& run, const JSONNode& notification, const Value& payload) {
-  const bool isWhole = describedBy(run, notification).find("payload") != nullptr;
-  run.handsOver(notification.value.text(), payload, isWhole);
+void handOver(ScenarioPhone& phone, const JSONNode& notification, const Value& payload) {
+  const bool isWhole = describedBy(phone, notification).find("payload") != nullptr;
+  phone.handsOver(notification.value.text(), payload, isWhole);
 }
 
 /// Reports a notification by its name, if it has one; its content is reported only once.
-void reportNotification(ScenarioRun& run, const JSONNode& notification, const Value& payload, std::string_view actor,
-                        std::string_view what, const Value::Entry& circumstance) {
+void reportNotification(ScenarioPhone& phone, const JSONNode& notification, const Value& payload,
+                        std::string_view actor, std::string_view what, const Value::Entry& circumstance) {
   std::vector<Value::Entry> details{circumstance};
   const auto name = notification.value.ifString();
   if (name) details.push_back({"notification", *name});
-  if (!name || run.isNews(*name)) details.push_back({"payload", payload});
-  run.report(actor, what, Value::dictionary(details));
+  if (!name || phone.isNews(*name)) details.push_back({"payload", payload});
+  phone.report(actor, what, Value::dictionary(details));
 }
 
-void deliverIn(std::string_view state, ScenarioRun& run, const JSONNode& notification, void (*deliver)(const Value&)) {
-  const Value payload = payloadOf(run, notification);
-  handOver(run, notification, payload);
-  reportNotification(run, notification, payload, "platform", "delivered", {"in", state});
-  run.inProcess([&] { deliver(payload); });
+void deliverIn(std::string_view state, ScenarioPhone& phone, const JSONNode& notification,
+               void (*deliver)(const Value&)) {
+  const Value payload = payloadOf(phone, notification);
+  handOver(phone, notification, payload);
+  reportNotification(phone, notification, payload, "platform", "delivered", {"in", state});
+  phone.inProcess([&] { deliver(payload); });
 }
 
 Value identifierOf(const Value& action) {
@@ -68,17 +69,17 @@ Value identifierOf(const Value& action) {
   return action;
 }
 
-void answer(ScenarioRun& run, const JSONNode& notification, const Value& action, std::string_view actor,
+void answer(ScenarioPhone& phone, const JSONNode& notification, const Value& action, std::string_view actor,
             std::string_view what,
             const std::function<void(const Value& payload, const Value& actionIdentifier)>& work) {
-  const Value payload = payloadOf(run, notification);
-  reportNotification(run, notification, payload, actor, what, {"with", action});
-  run.inProcess([&] { work(payload, identifierOf(action)); });
+  const Value payload = payloadOf(phone, notification);
+  reportNotification(phone, notification, payload, actor, what, {"with", action});
+  phone.inProcess([&] { work(payload, identifierOf(action)); });
 }
 
-void respondTo(ScenarioRun& run, const JSONNode& notification, const Value& action) {
-  handOver(run, notification, payloadOf(run, notification));
-  answer(run, notification, action, "user", "responded", host::deliverResponse);
+void respondTo(ScenarioPhone& phone, const JSONNode& notification, const Value& action) {
+  handOver(phone, notification, payloadOf(phone, notification));
+  answer(phone, notification, action, "user", "responded", host::deliverResponse);
 }
 
 Value actionIn(const JSONNode& response) {
@@ -86,8 +87,8 @@ Value actionIn(const JSONNode& response) {
   return action == nullptr ? Value("tap") : action->value;
 }
 
-void postEngagement(ScenarioRun& run, const Value& report) {
-  run.inProcess([&] { host::announceEngagement(report); });
+void postEngagement(ScenarioPhone& phone, const Value& report) {
+  phone.inProcess([&] { host::announceEngagement(report); });
 }
 
 }  // namespace
@@ -110,51 +111,54 @@ void checkAnsweredName(const Scenario& scenario, const JSONNode& response) {
   checkNotificationName(scenario, *response.find("to"));
 }
 
-void deliver(ScenarioRun& run, const JSONNode& notification) {
-  deliverIn("foreground", run, notification, host::deliverInForeground);
+void deliver(ScenarioPhone& phone, const JSONNode& notification) {
+  deliverIn("foreground", phone, notification, host::deliverInForeground);
 }
-void deliverInBackground(ScenarioRun& run, const JSONNode& notification) {
-  deliverIn("background", run, notification, host::deliverInBackground);
+void deliverInBackground(ScenarioPhone& phone, const JSONNode& notification) {
+  deliverIn("background", phone, notification, host::deliverInBackground);
 }
 
-void respond(ScenarioRun& run, const JSONNode& response) { respondTo(run, *response.find("to"), actionIn(response)); }
-void tap(ScenarioRun& run, const JSONNode& notification) { respondTo(run, notification, "tap"); }
-void dismiss(ScenarioRun& run, const JSONNode& notification) { respondTo(run, notification, "dismiss"); }
+void respond(ScenarioPhone& phone, const JSONNode& response) {
+  respondTo(phone, *response.find("to"), actionIn(response));
+}
+void tap(ScenarioPhone& phone, const JSONNode& notification) { respondTo(phone, notification, "tap"); }
+void dismiss(ScenarioPhone& phone, const JSONNode& notification) { respondTo(phone, notification, "dismiss"); }
 
-void handleResponse(ScenarioRun& run, const JSONNode& response) {
-  const auto handle = [&run](const Value& payload, const Value& identifier) {
+void handleResponse(ScenarioPhone& phone, const JSONNode& response) {
+  const auto handle = [&phone](const Value& payload, const Value& identifier) {
     const platform::Block<void()> completion(
-        [&run] { run.report("platform", "response completed", Value::dictionary({})); });
+        [&phone] { phone.report("platform", "response completed", Value::dictionary({})); });
     const platform::Strong object = host::makeNotificationResponse(payload, identifier);
     PLNotificationHandler::shared().handleNotificationResponse(object.get(), completion.get());
   };
-  answer(run, *response.find("to"), actionIn(response), "app", "handles response", handle);
+  answer(phone, *response.find("to"), actionIn(response), "app", "handles response", handle);
 }
 
-void reportGoal(ScenarioRun& run, const JSONNode& name) {
-  run.report("core library", "goal", Value::dictionary({{"name", name.value}}));
-  postEngagement(run, Value::dictionary({{"action", "event"}, {"name", name.value}}));
+void reportGoal(ScenarioPhone& phone, const JSONNode& name) {
+  phone.report("core library", "goal", Value::dictionary({{"name", name.value}}));
+  postEngagement(phone, Value::dictionary({{"action", "event"}, {"name", name.value}}));
 }
 
-void endSession(ScenarioRun& run, const JSONNode& session) {
-  run.report("core library", "session ended", session.value);
+void endSession(ScenarioPhone& phone, const JSONNode& session) {
+  phone.report("core library", "session ended", session.value);
   std::vector<Value::Entry> report{{"action", "session"}};
   report.insert(report.end(), session.value.entries().begin(), session.value.entries().end());
-  postEngagement(run, Value::dictionary(report));
+  postEngagement(phone, Value::dictionary(report));
 }
 
-void activate(ScenarioRun& run, const JSONNode& /*nothing*/) {
-  run.report("app", "active", Value::dictionary({}));
-  run.inProcess(host::becomeActive);
+void activate(ScenarioPhone& phone, const JSONNode& /*nothing*/) {
+  phone.report("app", "active", Value::dictionary({}));
+  phone.inProcess(host::becomeActive);
 }
 
-void setBadge(ScenarioRun& run, const JSONNode& badge) {
+void setBadge(ScenarioPhone& phone, const JSONNode& badge) {
   const std::int64_t count = badge.find("count")->value.integer();
   const JSONNode* through = badge.find("through");
   const bool isApplications = through == nullptr || through->value == Value("application");
-  run.report("app", "sets badge",
-             Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
-  run.inProcess([&] {
+  phone.report(
+      "app", "sets badge",
+      Value::dictionary({{"count", count}, {"through", isApplications ? "application" : "notificationCenter"}}));
+  phone.inProcess([&] {
     if (isApplications) {
       platform::send<void(std::int64_t)>(host::UIApplication::sharedApplication(),
                                          sel_registerName("setApplicationIconBadgeNumber:"), count);

@@ -10,16 +10,16 @@ extern const Shape sessionEndShape;
 extern const Shape badgeStepShape;
 
 // The steps for notifications; docs/scenario.md describes them.
-void deliver(ScenarioRun& run, const JSONNode& notification);
-void deliverInBackground(ScenarioRun& run, const JSONNode& notification);
-void respond(ScenarioRun& run, const JSONNode& response);
-void tap(ScenarioRun& run, const JSONNode& notification);
-void dismiss(ScenarioRun& run, const JSONNode& notification);
-void handleResponse(ScenarioRun& run, const JSONNode& response);
-void reportGoal(ScenarioRun& run, const JSONNode& name);
-void endSession(ScenarioRun& run, const JSONNode& session);
-void activate(ScenarioRun& run, const JSONNode& nothing);
-void setBadge(ScenarioRun& run, const JSONNode& badge);
+void deliver(ScenarioPhone& phone, const JSONNode& notification);
+void deliverInBackground(ScenarioPhone& phone, const JSONNode& notification);
+void respond(ScenarioPhone& phone, const JSONNode& response);
+void tap(ScenarioPhone& phone, const JSONNode& notification);
+void dismiss(ScenarioPhone& phone, const JSONNode& notification);
+void handleResponse(ScenarioPhone& phone, const JSONNode& response);
+void reportGoal(ScenarioPhone& phone, const JSONNode& name);
+void endSession(ScenarioPhone& phone, const JSONNode& session);
+void activate(ScenarioPhone& phone, const JSONNode& nothing);
+void setBadge(ScenarioPhone& phone, const JSONNode& badge);
 
 // Throws InputError when the notification in the argument is not one of the scenario's.
 void checkNotificationName(const Scenario& scenario, const JSONNode& notification);

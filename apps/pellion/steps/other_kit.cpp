@@ -10,7 +10,7 @@
 #include "host/phone/process.h"
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
-#include "pellion/run/scenario_run.h"
+#include "pellion/run/scenario_phone.h"
 #include "pellion/run/stack_limit.h"
 #include "platform/class_face.h"
 #include "platform/object_messages.h"
@@ -170,16 +170,16 @@ void checkKits(const Scenario& scenario, const JSONNode& kit) {
                 "a scenario may have at most " + std::to_string(mostKits) + " steps \"kit\"; leave some out");
 }
 
-void rewire(ScenarioRun& run, const JSONNode& kit) {
+void rewire(ScenarioPhone& phone, const JSONNode& kit) {
   const Value& way = kit.find("does")->value;
   const Value& side = kit.find("of")->value;
-  run.inProcess([&] {
+  phone.inProcess([&] {
     Rewirings& kits = rewirings();
     Rewiring& rewiring =
         kits.emplace_back(Rewiring{std::string(kit.find("name")->value.text()), kits.size(), {}, {}, {}});
     const Value callbacks = std::ranges::find(ways, way.text(), &Way::name)->rewire(rewiring, targetNamed(side));
-    run.report("app", "rewired",
-               Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
+    phone.report("app", "rewired",
+                 Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
   });
 }
 

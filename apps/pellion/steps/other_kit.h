@@ -21,6 +21,6 @@ extern const Shape kitShape;
 inline constexpr std::size_t mostKits = 8;
 void checkKits(const Scenario& scenario, const JSONNode& kit);
 
-void rewire(ScenarioRun& run, const JSONNode& kit);
+void rewire(ScenarioPhone& phone, const JSONNode& kit);
 
 }  // namespace pellion

@@ -35,7 +35,7 @@ std::string checkRequestsInAnyOrder(ScenarioRun& run, const JSONNode& wanted, Mi
 
 std::string checkKeychain(ScenarioRun& run, const JSONNode& wanted, Mismatches& mismatches) {
   for (const auto& [position, key, item] : wanted.members) {
-    const std::optional<Value> found = run.phone().keychain().data(key);
+    const std::optional<Value> found = run.device().keychain().data(key);
     const std::optional<Value> bytes =
         item.value.isNull() ? std::nullopt : std::optional(bytesOfHex(item.value.text()));
     if (found == bytes) continue;

@@ -22,20 +22,21 @@ namespace {
 using platform::Value;
 using Needs = StepKind::Needs;
 
-void say(ScenarioRun& run, const JSONNode& text) {
-  run.report("scenario", "says", Value::dictionary({{"text", text.value}}));
+void say(ScenarioPhone& phone, const JSONNode& text) {
+  phone.report("scenario", "says", Value::dictionary({{"text", text.value}}));
 }
 
-void token(ScenarioRun& run, const JSONNode& hex) {
-  run.report("platform", "token", Value::dictionary({{"token", hex.value}}));
-  const std::optional<Value> bytes = hex.value.isNull() ? std::nullopt : std::optional(bytesOfHex(hex.value.text()));
-  run.inProcess([&] { host::deliverDeviceToken(platform::orNull(bytes)); });
+void token(ScenarioPhone& phone, const JSONNode& hex) {
+  phone.report("platform", "token", Value::dictionary({{"token", hex.value}}));
+  const std::optional<Value> bytes =
+      hex.value.isNull() ? std::nullopt : std::optional(phone.token(bytesOfHex(hex.value.text())));
+  phone.inProcess([&] { host::deliverDeviceToken(platform::orNull(bytes)); });
 }
 
-void failToRegister(ScenarioRun& run, const JSONNode& error) {
+void failToRegister(ScenarioPhone& phone, const JSONNode& error) {
   constexpr std::int64_t notEntitled = 3000;  // the platform's error code for an application that may not register
-  run.report("platform", "registration failed", Value::dictionary({{"error", error.value}}));
-  run.inProcess([&] {
+  phone.report("platform", "registration failed", Value::dictionary({{"error", error.value}}));
+  phone.inProcess([&] {
     host::failToRegisterForRemoteNotifications(
         {std::string(platform::cocoaErrorDomain), notEntitled, std::string(error.value.text())});
   });
@@ -51,37 +52,37 @@ const Field consentFields[] = {{"anonymousUser", &shapes::boolean},
                                {"anonymousId", &shapes::plainTextOrNull},
                                {"deviceId", &shapes::plainTextOrNull}};
 
-void consent(ScenarioRun& run, const JSONNode& decisions) {
+void consent(ScenarioPhone& phone, const JSONNode& decisions) {
   std::vector<Value::Entry> overrides;
   for (const auto& [name, key] : consentKeys) {
     if (const Value* decision = decisions.value.find(name)) overrides.push_back({key, *decision});
   }
-  run.report("user", "consent", decisions.value);
-  run.configure(overrides);
-  run.inProcess([&] { run.phone().announceTrackingStatus(); });
+  phone.report("user", "consent", decisions.value);
+  phone.configure(overrides);
+  phone.inProcess([&] { phone.device().announceTrackingStatus(); });
 }
 
-void configure(ScenarioRun& run, const JSONNode& overrides) {
+void configure(ScenarioPhone& phone, const JSONNode& overrides) {
   std::vector<Value::Entry> shown;
   for (const auto& [key, value] : overrides.value.entries()) {
     const bool isSecret = key == Value("BEARER_TOKEN") || key == Value("JWT_SECRET");
     shown.push_back({key, isSecret && !value.isNull() ? Value("\u2026") : value});
   }
-  run.report("scenario", "configures", Value::dictionary(shown));
-  run.configure(overrides.value.entries());
+  phone.report("scenario", "configures", Value::dictionary(shown));
+  phone.configure(overrides.value.entries());
 }
 
 void advance(ScenarioRun& run, const JSONNode& seconds) {
   const std::chrono::nanoseconds duration = durationOf(seconds.value);
   constexpr std::chrono::nanoseconds longestRun = std::chrono::years(100);
-  if (duration > longestRun - run.phone().clock().now()) {
+  if (duration > longestRun - run.device().clock().now()) {
     throw InputError(run.place(seconds) +
                      ": the steps advance the time by more than a hundred years in total; advance by less");
   }
   run.report("clock", "advances", Value::dictionary({{"seconds", seconds.value}}));
-  if (run.phone().process() != nullptr) {
+  if (run.device().process() != nullptr) {
     run.letPass(duration);
-  } else if (host::Clock& clock = run.phone().clock(); clock.isVirtual()) {
+  } else if (host::Clock& clock = run.device().clock(); clock.isVirtual()) {
     clock.advanceTo(clock.now() + duration);
   } else {
     std::this_thread::sleep_for(duration);
