@@ -79,6 +79,15 @@ void readContents(Answer& answer, const JSONNode& behaviour) {
   if (const JSONNode* raw = behaviour.find("raw")) answer.raw = raw->value.text();
 }
 
+std::size_t timesOf(const JSONNode& behaviour) {
+  const JSONNode* times = behaviour.find("times");
+  return times == nullptr ? 1 : static_cast<std::size_t>(times->value.integer());
+}
+
+}  // namespace
+
+const Shape backendShape{"an object", isObject, backendFields, nullptr, checkBehaviour};
+
 Answer answerOf(const JSONNode& behaviour) {
   Answer answer;
   readContents(answer, behaviour);
@@ -91,15 +100,6 @@ Answer answerOf(const JSONNode& behaviour) {
   if (const JSONNode* pace = behaviour.find("pace")) answer.pace = durationOf(pace->value);
   return answer;
 }
-
-std::size_t timesOf(const JSONNode& behaviour) {
-  const JSONNode* times = behaviour.find("times");
-  return times == nullptr ? 1 : static_cast<std::size_t>(times->value.integer());
-}
-
-}  // namespace
-
-const Shape backendShape{"an object", isObject, backendFields, nullptr, checkBehaviour};
 
 std::vector<ScriptedAnswer> readScript(std::string_view file, std::string_view text) {
   static const Shape scriptShape{R"(a list of answers such as {"status": 503, "times": 2})", isList, {}, &backendShape};
