@@ -3,6 +3,7 @@
 #include <csignal>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace pellion {
 namespace {
@@ -18,6 +19,25 @@ sigset_t blockedSignals() {
   return signals;
 }
 
+/// Calls each of the first ones at a signal, and the last one at the signal that ends the program.
+void callOnSignals(std::vector<std::function<void()>> calls) {
+  std::signal(SIGXFSZ, SIG_IGN);  // the writing code receives the error and reports it
+  sigset_t signals = blockedSignals();
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::thread([signals, calls = std::move(calls)] {
+    int received = 0;
+    for (const auto& call : calls) {
+      sigwait(&signals, &received);
+      call();
+    }
+    // So that the parent sees which signal ended the program. Scripts start background programs with SIGINT ignored.
+    std::signal(received, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    std::raise(received);
+  }).detach();
+}
+
 }  // namespace
 
 void runUntilSignal(const std::function<void()>& start) {
@@ -27,20 +47,10 @@ void runUntilSignal(const std::function<void()>& start) {
   sigwait(&signals, &received);
 }
 
-void cleanUpOnSignal(std::function<void()> cleanUp) {
-  std::signal(SIGXFSZ, SIG_IGN);  // the writing code receives the error and reports it
-  sigset_t signals = blockedSignals();
-  sigaddset(&signals, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  std::thread([signals, cleanUp = std::move(cleanUp)] {
-    int received = 0;
-    sigwait(&signals, &received);
-    cleanUp();
-    // So that the parent sees which signal ended the program. Scripts start background programs with SIGINT ignored.
-    std::signal(received, SIG_DFL);
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    std::raise(received);
-  }).detach();
+void cleanUpOnSignal(std::function<void()> cleanUp) { callOnSignals({std::move(cleanUp)}); }
+
+void stopOnSignal(std::function<void()> stop, std::function<void()> cleanUp) {
+  callOnSignals({std::move(stop), std::move(cleanUp)});
 }
 
 }  // namespace pellion

@@ -14,4 +14,7 @@ void runUntilSignal(const std::function<void()>& start);
 /// and then ends the program with the default action. A write to any other pipe without a reader only fails.
 void cleanUpOnSignal(std::function<void()> cleanUp);
 
+/// The first such signal calls `stop` on a thread of its own; the second one works as in cleanUpOnSignal.
+void stopOnSignal(std::function<void()> stop, std::function<void()> cleanUp);
+
 }  // namespace pellion

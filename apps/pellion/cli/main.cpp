@@ -35,5 +35,6 @@ int main(int count, char** arguments) {
                                   .inputIsTerminal = pellion::isTerminal(STDIN_FILENO),
                                   .columns = columns(),
                                   .runUntilEnd = pellion::runUntilSignal,
-                                  .cleanUpOnSignal = pellion::cleanUpOnSignal});
+                                  .cleanUpOnSignal = pellion::cleanUpOnSignal,
+                                  .stopOnSignal = pellion::stopOnSignal});
 }

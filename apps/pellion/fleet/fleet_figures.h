@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "pellion/fleet/histogram.h"
 #include "platform/url_session.h"
@@ -33,12 +34,14 @@ struct EndingCounts {
 
 struct EndpointFigures {
   EndingCounts requests;
-  std::map<int, std::uint64_t> refused;               ///< by status; 200 for an answer that is not JSON
-  std::map<std::int64_t, std::uint64_t> failed;       ///< by the platform's error code
-  Histogram connecting;                               ///< of requests that were answered
+  std::map<int, std::uint64_t> refused;          ///< by status; 200 for an answer that is not JSON
+  std::map<std::int64_t, std::uint64_t> failed;  ///< by the platform's error code
+  Histogram connecting;                          ///< of requests that were answered
   Histogram answering;
   Histogram both;
   std::uint64_t receivedBytes = 0;
+
+  void record(const services::RequestOutcome& outcome);
 };
 
 /// What phones carried to the backend, of which kind and how it ended.
@@ -58,7 +61,8 @@ struct Cargo {
   std::string kind;  ///< "token", or the name of an entry's status
   std::string text;
 };
-std::vector<Cargo> cargoOf(const platform::HTTPHeaders& headers, std::string_view body);
+/// `token` is the header field "notificationid" of the request, or null.
+std::vector<Cargo> cargoOf(const std::string* token, std::string_view body);
 
 /// "/users/7?x=1" of "http://host/users/7?x=1" is "POST /users/7".
 std::string endpointOf(const platform::URLRequest& request);

@@ -14,9 +14,8 @@
 #include "pellion/text/similar_name.h"
 
 namespace pellion {
-namespace {
 
-using platform::Value;
+namespace {
 
 constexpr FileKind planFile{"a fleet's plan, a JSON document", "a plan is a few pages of JSON"};
 constexpr FileKind lifeFile{"a life, a scenario", "a scenario is a few pages of JSON"};
@@ -30,25 +29,23 @@ bool isAbove(const Value& value, double least, double most) {
   return isOne && numberOf(value) > least && numberOf(value) <= most;
 }
 
-const Shape phonesShape{"an integer from 1 to ten million", [](const Value& value) { return isIntegerIn(value, 1, mostPhones); }};
+const Shape phonesShape{"an integer from 1 to ten million",
+                        [](const Value& value) { return isIntegerIn(value, 1, mostPhones); }};
 const Shape positiveShape{"a number above 0", [](const Value& value) { return isAbove(value, 0, 1e9); }};
 const Shape shareShape{"a number above 0, and 1 at most", [](const Value& value) { return isAbove(value, 0, 1); }};
 const Shape lifeShape{"a scenario, or the path of one beside the plan",
                       [](const Value& value) { return isObject(value) || value.ifString() != nullptr; }};
-const Shape stepsShape{"a list of at least one step",
-                       [](const Value& value) { return isList(value) && !value.elements().empty(); }};
-const Shape filledList{"a list of at least one", [](const Value& value) { return isList(value) && !value.elements().empty(); }};
-
 const Field kindFields[] = {
     {"name", &shapes::text, true}, {"weight", &positiveShape}, {"speed", &positiveShape}, {"life", &lifeShape, true}};
 const Shape kindShape{"an object with the name and the life of a kind of phones", isObject, kindFields};
-const Shape kindsShape{"a list of at least one kind of phones", filledList.isKind, {}, &kindShape};
-const Field waveFields[] = {{"name", &shapes::text, true}, {"at", &shapes::seconds, true}, {"over", &shapes::seconds},
-                            {"every", &positiveShape},     {"reach", &shareShape},         {"kinds", &shapes::texts},
-                            {"steps", &stepsShape, true}};
+const Shape kindsShape{"a list of at least one kind of phones", heldStepsShape.isKind, {}, &kindShape};
+const Field waveFields[] = {{"name", &shapes::text, true},   {"at", &shapes::seconds, true}, {"over", &shapes::seconds},
+                            {"every", &positiveShape},       {"reach", &shareShape},         {"kinds", &shapes::texts},
+                            {"steps", &heldStepsShape, true}};
 const Shape waveShape{"an object with a name, a time and steps", isObject, waveFields};
 const Shape wavesShape{"a list of waves", isList, {}, &waveShape};
-const Field faultFields[] = {{"at", &shapes::seconds, true}, {"for", &positiveShape, true}, {"backend", &backendShape, true}};
+const Field faultFields[] = {
+    {"at", &shapes::seconds, true}, {"for", &positiveShape, true}, {"backend", &backendShape, true}};
 const Shape faultShape{"an object with a time, a duration and what the backend does", isObject, faultFields};
 const Shape faultsShape{"a list of faults", isList, {}, &faultShape};
 const Shape notificationsShape{"an object of notifications by name", isObject, {}, &notificationShape};
@@ -178,8 +175,9 @@ void readFaults(FleetPlan& plan, const JSONNode& document) {
     const JSONNode& behaviour = *node.find("backend");
     for (const char* name : {"times", "connection", "pace"}) {
       if (const JSONNode* entry = behaviour.find(name)) {
-        throw errorAt(plan.file, entry->position,
-                      "a fault answers each request for a while, and has no \"" + std::string(name) + "\"; leave it out");
+        throw errorAt(
+            plan.file, entry->position,
+            "a fault answers each request for a while, and has no \"" + std::string(name) + "\"; leave it out");
       }
     }
     FleetFault fault{.answer = answerOf(behaviour)};

@@ -24,17 +24,19 @@ void checkSpan(std::string_view file, const JSONNode& span) {
 }
 
 const Shape spanShape{"seconds, or two numbers of seconds with any time between them",
-                      [](const Value& value) { return value.isNumber() || isList(value); }, {}, nullptr, checkSpan};
+                      [](const Value& value) { return value.isNumber() || isList(value); },
+                      {},
+                      nullptr,
+                      checkSpan};
 
-const Shape stepsShape{"a list of at least one step",
-                       [](const Value& value) { return isList(value) && !value.elements().empty(); }};
 const Shape chanceShape{"a number above 0, and 1 at most", [](const Value& value) {
                           if (value.kind() == Value::Kind::integer) return value.integer() == 1;
                           return value.kind() == Value::Kind::floating && value.floating() > 0 && value.floating() <= 1;
                         }};
-const Shape repeatedShape{"an integer from 1 to a million", [](const Value& value) { return isIntegerIn(value, 1, 1'000'000); }};
-const Field maybeFields[] = {{"chance", &chanceShape, true}, {"steps", &stepsShape, true}};
-const Field repeatFields[] = {{"times", &repeatedShape}, {"steps", &stepsShape, true}};
+const Shape repeatedShape{"an integer from 1 to a million",
+                          [](const Value& value) { return isIntegerIn(value, 1, 1'000'000); }};
+const Field maybeFields[] = {{"chance", &chanceShape, true}, {"steps", &heldStepsShape, true}};
+const Field repeatFields[] = {{"times", &repeatedShape}, {"steps", &heldStepsShape, true}};
 const Shape maybeShape{"an object with a chance and steps", isObject, maybeFields};
 const Shape repeatShape{"an object with steps", isObject, repeatFields};
 
@@ -54,8 +56,9 @@ void checkRepeat(const Scenario& scenario, const JSONNode& block) {
     return last.isNumber() && secondsOf(last) >= 0.001;
   };
   if (std::ranges::any_of(block.find("steps")->elements, takesTime)) return;
-  throw errorAt(scenario.file, block.position,
-                "this block repeats without end and takes no time; put an \"advance\" into its steps, or give it \"times\"");
+  throw errorAt(
+      scenario.file, block.position,
+      "this block repeats without end and takes no time; put an \"advance\" into its steps, or give it \"times\"");
 }
 
 std::vector<StepKind> makeKinds() {
@@ -67,7 +70,8 @@ std::vector<StepKind> makeKinds() {
     if (kind.run.onPhone == nullptr || kind.name == "say") kind.run = passOver;
     kinds.push_back(kind);
   }
-  kinds.push_back({.name = "maybe", .shape = &maybeShape, .run = passOver, .needs = Needs::nothing, .holdsSteps = true});
+  kinds.push_back(
+      {.name = "maybe", .shape = &maybeShape, .run = passOver, .needs = Needs::nothing, .holdsSteps = true});
   kinds.push_back({.name = "repeat",
                    .shape = &repeatShape,
                    .run = passOver,
@@ -78,6 +82,9 @@ std::vector<StepKind> makeKinds() {
 }
 
 }  // namespace
+
+const Shape heldStepsShape{"a list of at least one step",
+                           [](const Value& value) { return isList(value) && !value.elements().empty(); }};
 
 std::span<const StepKind> lifeStepKinds() {
   static const std::vector<StepKind> kinds = makeKinds();

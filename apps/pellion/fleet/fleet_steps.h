@@ -15,6 +15,8 @@ using FleetRandom = std::linear_congruential_engine<std::uint64_t, 6364136223846
 /// passes over what only a single run can do: "say" and "expect".
 std::span<const StepKind> lifeStepKinds();
 
+extern const Shape heldStepsShape;
+
 enum class LifeStep { acts, waits, maybe, repeats, nothing };
 LifeStep lifeStepOf(const Step& step);
 

@@ -42,7 +42,8 @@ void Histogram::add(const Histogram& other) {
 }
 
 std::chrono::microseconds Histogram::percentile(double share) const {
-  const auto wanted = std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::ceil(share * static_cast<double>(count_))));
+  const auto wanted =
+      std::max<std::uint64_t>(1, static_cast<std::uint64_t>(std::ceil(share * static_cast<double>(count_))));
   std::uint64_t seen = 0;
   for (std::size_t i = 0; i < classes_.size(); ++i) {
     seen += classes_[i];

@@ -18,6 +18,10 @@ struct Surroundings {
   std::function<void(const std::function<void()>& start)> runUntilEnd = {};
   /// Arranges that a signal that ends the program calls `cleanUp` first.
   std::function<void(std::function<void()> cleanUp)> cleanUpOnSignal = [](const auto&) {};
+  /// Arranges that the first such signal calls `stop`, on a thread of its own, and the second one calls `cleanUp` and
+  /// ends the program.
+  std::function<void(std::function<void()> stop, std::function<void()> cleanUp)> stopOnSignal = [](const auto&,
+                                                                                                   const auto&) {};
 };
 
 }  // namespace pellion

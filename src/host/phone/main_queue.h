@@ -49,6 +49,10 @@ class MainQueue {
 
   void beginOutsideWork();
   void endOutsideWork();
+  [[nodiscard]] bool hasOutsideWork() const {
+    const std::lock_guard lock(mutex_);
+    return outsideWork_ > 0;
+  }
 
  private:
   struct Item {

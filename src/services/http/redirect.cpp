@@ -65,6 +65,7 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
   const auto target = admissibleURL(url, policy);
   if (const auto* error = std::get_if<platform::Error>(&target)) return *error;
   const auto& to = std::get<HTTPURL>(target);
+  if (!policy.followsToOtherHosts && to.host() != from.host()) return Deliver{};
   if (from.isEncrypted() && !to.isEncrypted()) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);
   }

@@ -1,0 +1,234 @@
+#include "pellion/cli/fleet_command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <ostream>
+#include <thread>
+
+#include "pellion/fleet/fleet.h"
+#include "pellion/fleet/fleet_report.h"
+#include "pellion/fleet/machine_limits.h"
+#include "pellion/run/server_probe.h"
+#include "pellion/run/temporary_directory.h"
+#include "pellion/text/input_error.h"
+#include "pellion/text/input_file.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/text/output_file.h"
+#include "pellion/text/text_width.h"
+#include "services/url_components.h"
+
+namespace pellion {
+namespace {
+
+using std::chrono::nanoseconds;
+
+/// The number at the beginning, and what follows it.
+std::pair<double, std::string_view> numberAndUnit(std::string_view text) {
+  double number = -1;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc()) return {-1, {}};
+  std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
+  while (unit.starts_with(' ')) unit.remove_prefix(1);
+  return {number, unit};
+}
+
+double rateOf(const std::string& text) {
+  const auto [number, unit] = numberAndUnit(text);
+  if (number > 0 && (unit.empty() || unit == "/s")) return number;
+  throw InputError("--rate " + text + ": not a number of phones a second; give one such as 200/s");
+}
+
+nanoseconds durationOfText(const std::string& text) {
+  constexpr std::pair<std::string_view, double> units[] = {{"", 1}, {"s", 1}, {"min", 60}, {"m", 60}, {"h", 3600}};
+  const auto [number, unit] = numberAndUnit(text);
+  const auto known = std::ranges::find(units, unit, &std::pair<std::string_view, double>::first);
+  constexpr double tenYears = 10 * 366 * 86'400.0;
+  if (number > 0 && number <= tenYears && known != std::end(units)) {
+    return std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(number * known->second));
+  }
+  throw InputError("--for " + text + ": not a duration; give seconds, or a number with s, min or h, such as 5min");
+}
+
+bool isLoopback(std::string_view host) {
+  return host == "localhost" || host == "::1" || host == "[::1]" || host.starts_with("127.");
+}
+
+/// A fleet is a load: it goes to the machine's own servers, or to one whose name the user gives twice.
+void checkTarget(const FleetPlan& plan, const FleetArguments& arguments) {
+  if (!arguments.server) return;
+  for (const FleetKind& kind : plan.kinds) checkServerURL(*arguments.server, kind.life);
+  const auto parts = services::parseURLComponents(*arguments.server);
+  const std::string host = parts && parts->host ? *parts->host : "";
+  if (!isLoopback(host) && arguments.confirmedHost != host) {
+    throw InputError("--server " + *arguments.server + ": a fleet sends so much that it can stop a server; if " + host +
+                     " is yours, give --yes-this-is-my-server " + host);
+  }
+  checkServer(*arguments.server, {});
+}
+
+/// Waits for the time of the next step of a fleet, unless a signal ends it.
+class Stop {
+ public:
+  void request() {
+    {
+      const std::lock_guard lock(mutex_);
+      isRequested_ = true;
+    }
+    changed_.notify_all();
+  }
+  bool waitFor(nanoseconds duration) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, duration, [this] { return isRequested_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool isRequested_ = false;
+};
+
+/// One line that is overwritten, or a line every ten seconds where there is no terminal.
+class FleetProgress {
+ public:
+  explicit FleetProgress(const Surroundings& surroundings) : surroundings_(surroundings) {}
+  ~FleetProgress() {
+    if (surroundings_.showsProgress) surroundings_.err << "\r\x1b[K" << std::flush;
+  }
+  FleetProgress(const FleetProgress&) = delete;
+  FleetProgress& operator=(const FleetProgress&) = delete;
+
+  /// Takes the fleet's figures when a line is due.
+  void show(Fleet& fleet, FleetFigures& all, nanoseconds left) {
+    const nanoseconds now = fleet.age();
+    if (now < shownAt_ + pause()) return;
+    const FleetFigures lately = fleet.takeFigures();
+    all.add(lately);
+    const std::string line = progressLine(fleet.phones(), lately, all, now - shownAt_, left);
+    shownAt_ = now;
+    if (surroundings_.showsProgress) {
+      surroundings_.err << "\r\x1b[K" << beginning(line, surroundings_.columns - 1) << std::flush;
+    } else {
+      surroundings_.err << line << '\n' << std::flush;
+    }
+  }
+
+ private:
+  [[nodiscard]] nanoseconds pause() const { return std::chrono::seconds(surroundings_.showsProgress ? 1 : 10); }
+
+  const Surroundings& surroundings_;
+  nanoseconds shownAt_{};
+};
+
+/// Plays the plan to its end, or until the signal.
+FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Surroundings& surroundings) {
+  constexpr std::chrono::milliseconds step{20};
+  constexpr std::chrono::seconds settling{10};
+  const auto stop = std::make_shared<Stop>();  // also of a signal that comes after the end
+  surroundings.stopOnSignal([stop] { stop->request(); }, &TemporaryDirectory::removeAll);
+  Fleet fleet(plan, options);
+  FleetReport report{.name = plan.name, .server = options.server.value_or("the built-in backend")};
+  {
+    FleetProgress progress(surroundings);
+    while (fleet.age() < plan.duration && !report.isCutShort) {
+      const double due = plan.rate * std::chrono::duration<double>(fleet.age()).count() + 1;
+      const std::size_t wanted = due < static_cast<double>(plan.phones) ? static_cast<std::size_t>(due) : plan.phones;
+      while (fleet.phones() < wanted) fleet.startNext();
+      fleet.tick();
+      progress.show(fleet, report.figures, plan.duration - fleet.age());
+      report.isCutShort =
+          stop->waitFor(std::min<nanoseconds>(step, std::max(plan.duration - fleet.age(), nanoseconds(1))));
+    }
+  }
+  report.duration = fleet.age();
+  report.phones = fleet.phones();
+  fleet.settle(settling);
+  fleet.end();
+  report.figures.add(fleet.takeFigures());
+  report.audit = fleet.verdict();
+  return report;
+}
+
+void writeFiles(const FleetArguments& arguments, std::optional<OutputFile>& csv, std::optional<OutputFile>& json,
+                const FleetReport& report) {
+  if (csv) {
+    writeFleetCSV(csv->stream(), report);
+    csv->close("figures");
+  }
+  if (json) {
+    json->stream() << prettyJSON(fleetJSON(report)) << '\n';
+    json->close("figures");
+  }
+  (void)arguments;
+}
+
+}  // namespace
+
+void defineFleet(CLI::App& app, FleetArguments& arguments) {
+  CLI::App& command = *app.add_subcommand("fleet", "Play many phones against a backend, as a plan says, in real time");
+  command.add_option("PLAN", arguments.plan, "A JSON document, - for standard input; docs/fleet.md")->required();
+  command
+      .add_option("--server", arguments.server, "Send to this server, http or https; without it, to a built-in backend")
+      ->type_name("URL");
+  command.add_option("--phones", arguments.phones, "So many phones, in place of the plan's number")
+      ->check(CLI::Range(1, 10'000'000))
+      ->type_name("N");
+  command.add_option("--rate", arguments.rate, "So many phones start in a second, in place of the plan's number")
+      ->type_name("N/s");
+  command.add_option("--for", arguments.duration, "End after this time, such as 90s, 5min or 1h")->type_name("TIME");
+  command.add_option("--seed", arguments.seed, "Another number leads to other kinds, times and choices")
+      ->type_name("N");
+  command
+      .add_option("--threads", arguments.threads,
+                  "Spread the phones over so many threads; one for each core if left out")
+      ->check(CLI::Range(1, 256))
+      ->type_name("N");
+  command.add_flag("--audit", arguments.isAudited,
+                   "Compare each token and entry with what the built-in backend received");
+  command.add_option("--csv", arguments.csv, "Write the figures by endpoint into this file")->type_name("FILE");
+  command.add_option("--json", arguments.json, "Write all figures into this file")->type_name("FILE");
+  command.add_flag("--check", arguments.onlyReads, "Read the plan and its lives, and start nothing");
+  command.add_option("--yes-this-is-my-server", arguments.confirmedHost, "Needed for a server that is not on loopback")
+      ->type_name("HOST");
+  command.footer("Example: pellion fleet examples/fleet/morning.json --phones 2000 --for 60s");
+}
+
+int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) {
+  FleetPlan plan = readFleetPlan(arguments.plan);
+  if (arguments.phones) plan.phones = *arguments.phones;
+  if (arguments.rate) plan.rate = rateOf(*arguments.rate);
+  if (arguments.duration) plan.duration = durationOfText(*arguments.duration);
+  if (arguments.isAudited && arguments.server) {
+    throw InputError("--audit compares with the built-in backend; leave out --server");
+  }
+  if (arguments.server && !plan.faults.empty()) {
+    throw InputError(plan.file +
+                     ": its \"faults\" are those of the built-in backend; leave out --server, or the faults");
+  }
+  if (arguments.onlyReads) {
+    surroundings.out << plan.name << ": " << plan.kinds.size() << " kinds, " << plan.waves.size() << " waves, "
+                     << plan.faults.size() << " faults\n";
+    return 0;
+  }
+  checkTarget(plan, arguments);
+  const std::size_t threads =
+      arguments.threads > 0 ? arguments.threads : std::max(1U, std::thread::hardware_concurrency());
+  const auto parts = services::parseURLComponents(arguments.server.value_or("http://127.0.0.1"));
+  checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
+               isLoopback(parts->host.value_or("")));
+  std::optional<OutputFile> csv;
+  std::optional<OutputFile> json;
+  if (arguments.csv) csv.emplace(*arguments.csv, "--csv", OutputFile::toBeHandedOn);
+  if (arguments.json) json.emplace(*arguments.json, "--json", OutputFile::toBeHandedOn);
+  const FleetReport report = play(
+      plan, {.server = arguments.server, .threads = threads, .seed = arguments.seed, .isAudited = arguments.isAudited},
+      surroundings);
+  writeFleetReport(surroundings.out, report);
+  writeFiles(arguments, csv, json, report);
+  return report.audit && report.audit->differenceCount > 0 ? 1 : 0;
+}
+
+}  // namespace pellion

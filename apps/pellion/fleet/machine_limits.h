@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "pellion/fleet/fleet_plan.h"
+
+namespace pellion {
+
+/// Raises the limits that the program may raise, and throws InputError, with a remedy, for those that would stop the
+/// fleet in the middle: descriptors for the connections in flight, and ports for the connections of a minute, which a
+/// closed connection still holds.
+void checkMachine(std::size_t threads, double requestsPerSecond, bool hasBackend, bool serverIsLoopback);
+
+}  // namespace pellion
