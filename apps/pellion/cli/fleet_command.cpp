@@ -152,8 +152,7 @@ FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Sur
   return report;
 }
 
-void writeFiles(const FleetArguments& arguments, std::optional<OutputFile>& csv, std::optional<OutputFile>& json,
-                const FleetReport& report) {
+void writeFiles(std::optional<OutputFile>& csv, std::optional<OutputFile>& json, const FleetReport& report) {
   if (csv) {
     writeFleetCSV(csv->stream(), report);
     csv->close("figures");
@@ -162,7 +161,6 @@ void writeFiles(const FleetArguments& arguments, std::optional<OutputFile>& csv,
     json->stream() << prettyJSON(fleetJSON(report)) << '\n';
     json->close("figures");
   }
-  (void)arguments;
 }
 
 }  // namespace
@@ -227,7 +225,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
       plan, {.server = arguments.server, .threads = threads, .seed = arguments.seed, .isAudited = arguments.isAudited},
       surroundings);
   writeFleetReport(surroundings.out, report);
-  writeFiles(arguments, csv, json, report);
+  writeFiles(csv, json, report);
   return report.audit && report.audit->differenceCount > 0 ? 1 : 0;
 }
 
