@@ -82,7 +82,7 @@ TEST_F(Fleets, GiveEachPhoneItsIdentityAndSendOnlyToTheServerThatWasNamed) {
 
 TEST_F(Fleets, EndInOrderWithASignalAndWithTheirApplications) {
   stopOnSignal_ = [](const std::function<void()>& stop, const auto&) { stop(); };
-  const std::string plan = R"({"for": 3600, "phones": 2, "kinds": [{"name": "a", "life": {
+  const std::string plan = R"({"for": 3600, "phones": 1, "kinds": [{"name": "a", "life": {
     "notifications": {"n": {"payload": {"addInfo": 7}}}, "steps": ["launch", {"deliver": "n"}, "relaunch", {"token": "0a"}]}}]})";
   ASSERT_EQ(play(plan), 0) << err_.str();
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("ended early"), HasSubstr("application ended: NSInvalidArgumentException")));
