@@ -37,7 +37,7 @@ class Fleets : public Test {
 };
 
 constexpr const char* busyPlan = R"({
-  "phones": 30, "rate": 1000, "for": 1,
+  "phones": 30, "rate": 1000, "for": 2,
   "notifications": {"n": {"addInfo": {"pellionPnID": 7}}},
   "kinds": [{"name": "a", "life": {"steps": ["launch", {"token": "0a"}, {"repeat": {"times": 2, "steps": [
     {"advance": [0.05, 0.1]}, {"deliver": "n"}, {"maybe": {"chance": 1, "steps": [{"tap": "n"}]}}]}}]}},

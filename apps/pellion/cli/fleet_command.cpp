@@ -70,6 +70,14 @@ void checkTarget(const FleetPlan& plan, const FleetArguments& arguments) {
   checkServer(*arguments.server, {});
 }
 
+void warnOfLateStarts(const FleetPlan& plan, const Surroundings& surroundings) {
+  const double started = plan.rate * std::chrono::duration<double>(plan.duration).count() + 1;
+  if (started >= static_cast<double>(plan.phones)) return;
+  surroundings.err << "pellion: " << plan.rate << " phones start in a second, so that the fleet ends with "
+                   << static_cast<std::size_t>(started) << " of its " << plan.phones
+                   << "; give a greater --rate, or a longer --for\n";
+}
+
 /// Waits for the time of the next step of a fleet, unless a signal ends it.
 class Stop {
  public:
@@ -217,6 +225,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   const auto parts = services::parseURLComponents(arguments.server.value_or("http://127.0.0.1"));
   checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
                isLoopback(parts->host.value_or("")));
+  warnOfLateStarts(plan, surroundings);
   std::optional<OutputFile> csv;
   std::optional<OutputFile> json;
   if (arguments.csv) csv.emplace(*arguments.csv, "--csv", OutputFile::toBeHandedOn);
