@@ -34,8 +34,8 @@ Phones::Phones(const std::string& serverURL, std::size_t inFlight)
                                         {"APP_GROUP", "group"}});
   std::filesystem::create_directories(bundle_);
   services::writePropertyList(bundle_ / "PellionInfo.plist", file);
-  configuration_ = std::make_shared<const services::Configuration>(
-      services::configurationFrom(file, bundle_ / "PellionInfo.plist"));
+  configuration_ =
+      std::make_shared<const services::Configuration>(services::configurationFrom(file, bundle_ / "PellionInfo.plist"));
 }
 
 Phones::~Phones() {
@@ -98,8 +98,8 @@ void Phones::run(Continues continues) {
 }
 
 void Phones::send(Member& member) {
-  static const Value notification = Value::dictionary(
-      {{"aps", Value::dictionary({{"content-available", 1}})}, {"addInfo", R"({"pellionPnID":12})"}});
+  static const Value notification =
+      Value::dictionary({{"aps", Value::dictionary({{"content-available", 1}})}, {"addInfo", R"({"pellionPnID":12})"}});
   const host::ProcessScope scope(*member.phone.process());
   const std::uint64_t number = sent_++;
   if (number % 2 == 0) {

@@ -23,16 +23,28 @@ void HandlerPool::async(const std::shared_ptr<Queue>& queue, Work work) {
   queue->work_.push_back(std::move(work));
   if (std::exchange(queue->isScheduled_, true)) return;
   ready_.push_back(queue);
+  wakeIdleThread();
+}
+
+// One at a time: the woken thread wakes the next if there is still work for it then.
+void HandlerPool::wakeIdleThread() {
+  if (idleThreads_ == 0 || std::exchange(isWaking_, true)) return;
   changed_.notify_one();
 }
 
 void HandlerPool::run() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return isEnding_ || !ready_.empty(); });
+    while (!isEnding_ && ready_.empty()) {
+      ++idleThreads_;
+      changed_.wait(lock);
+      --idleThreads_;
+      isWaking_ = false;
+    }
     if (ready_.empty()) return;
     std::shared_ptr<Queue> queue = std::move(ready_.front());
     ready_.pop_front();
+    if (!ready_.empty()) wakeIdleThread();
     Work work = std::move(queue->work_.front());
     queue->work_.pop_front();
     lock.unlock();
@@ -43,8 +55,7 @@ void HandlerPool::run() {
     if (queue->work_.empty()) {
       queue->isScheduled_ = false;
     } else {
-      ready_.push_back(std::move(queue));
-      changed_.notify_one();
+      ready_.push_back(std::move(queue));  // this thread goes on
     }
   }
 }

@@ -31,10 +31,13 @@ class HandlerPool {
  private:
   HandlerPool() = default;
   void run();
+  void wakeIdleThread();
 
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::shared_ptr<Queue>> ready_;
+  int idleThreads_ = 0;
+  bool isWaking_ = false;  // an idle thread has been notified and does not run yet
   bool isEnding_ = false;
   std::vector<std::thread> threads_;
 };
