@@ -47,6 +47,7 @@ const DeclaredMethod* MethodList::find(SEL name) const {
 }
 
 void MethodList::add(const DeclaredMethod& method) {
+  if (methods_.empty()) methods_.reserve(16);
   methods_.insert(std::ranges::lower_bound(methods_, method.name, std::less<>(), &DeclaredMethod::name), method);
 }
 

@@ -91,6 +91,8 @@ class Network::Implementation {
   void unwatch(Job& job);
   void end(Job& job, CURLcode result);
   void deliver(const Job& job);
+  void conclude(const std::shared_ptr<Load>& load);
+  TransferLoop::Time passToHandlers();
 
   const Options options_;
   TransferLoop loop_;
@@ -109,6 +111,9 @@ class Network::Implementation {
   Waiting waiting_;
   Deadlines deadlines_;            // of the active transfers
   std::vector<Silence> silences_;  // whose connections may still have bytes to read
+
+  std::vector<HandlerPool::Item> delivered_;  // not yet passed to the handlers
+  bool handlersWait_ = false;
 
   std::unique_ptr<HandlerPool> handlers_;
   std::thread thread_;
@@ -206,7 +211,8 @@ void Network::Implementation::run() {
       isNew = !incoming_.empty() || !changed_.empty() || !announced_.empty() || isEnding_;
       isAsleep_ = !isNew;
     }
-    const auto deadline = deadlines_.empty() ? TransferLoop::Time::max() : deadlines_.begin()->first;
+    TransferLoop::Time deadline = passToHandlers();
+    if (!deadlines_.empty()) deadline = std::min(deadline, deadlines_.begin()->first);
     loop_.turn(isNew ? TransferLoop::Time() : deadline, [this](CURL* handle, CURLcode result) {
       Load* load = nullptr;
       curl_easy_getinfo(handle, CURLINFO_PRIVATE, &load);
@@ -273,7 +279,7 @@ void Network::Implementation::keepSilences() {
 
 void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>& load) {
   RequestOwner& owner = load->owner();
-  const std::chrono::nanoseconds limit = owner.networkPolicy().requestTimeout;
+  const std::chrono::nanoseconds limit = owner.networkPolicy()->requestTimeout;
   const bool timesOut = silence.duration >= limit;
   load->beginSilence();
   owner.after(std::min(silence.duration, limit), [this, load, timesOut, end = std::move(silence.end)] {
@@ -337,18 +343,34 @@ void Network::Implementation::deliver(const Job& job) {
   std::shared_ptr<Load> load = job.load;
   jobs_.erase(load.get());
   load->endSilence();
-  const std::shared_ptr<HandlerPool::Queue> queue = load->queue();
-  handlers_->async(queue, [this, load = std::move(load)] {
-    load->deliver();
-    RequestOwner& owner = load->owner();
-    owner.endOutsideWork();
-    const std::lock_guard lock(mutex_);  // after the next lines, the owner may be gone
-    const auto loads = loads_.find(&owner);
-    std::erase(loads->second, load);
-    if (!loads->second.empty()) return;
-    loads_.erase(loads);
-    ended_.notify_all();
-  });
+  std::shared_ptr<HandlerPool::Queue> queue = load->queue();
+  delivered_.push_back({std::move(queue), [this, load = std::move(load)] { conclude(load); }});
+}
+
+/// A handler thread.
+void Network::Implementation::conclude(const std::shared_ptr<Load>& load) {
+  load->deliver();
+  RequestOwner& owner = load->owner();
+  owner.endOutsideWork();
+  const std::lock_guard lock(mutex_);  // after the next lines, the owner may be gone
+  const auto loads = loads_.find(&owner);
+  std::erase(loads->second, load);
+  if (!loads->second.empty()) return;
+  loads_.erase(loads);
+  ended_.notify_all();
+}
+
+/// Returns when the handlers need this thread again.
+TransferLoop::Time Network::Implementation::passToHandlers() {
+  if (!delivered_.empty()) {
+    handlers_->async(delivered_);
+    handlersWait_ = true;
+  }
+  if (!handlersWait_) return TransferLoop::Time::max();
+  handlers_->help();
+  const auto next = handlers_->helpTime();
+  handlersWait_ = next.has_value();
+  return next.value_or(TransferLoop::Time::max());
 }
 
 Network::Network() : Network(Options()) {}

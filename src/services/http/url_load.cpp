@@ -40,13 +40,13 @@ void Load::failToStart(const std::string& reason) {
 CURL* Load::begin(Resources& resources) {
   isSent_ = false;
   const platform::URLRequest& request = task_.request;
-  const NetworkPolicy& policy = owner().networkPolicy();
-  auto url = admissibleURL(request.url, policy);
+  const std::shared_ptr<const NetworkPolicy> policy = owner().networkPolicy();
+  auto url = admissibleURL(request.url, *policy);
   if (auto* error = std::get_if<platform::Error>(&url)) return fail(std::move(*error));
   if (auto fault = wireFault(request)) return fail(urlError(URLErrorCode::unknown, request.url, *fault));
   X509_STORE* trust = nullptr;
   if (std::get<HTTPURL>(url).isEncrypted()) {
-    const TrustStores::Store& store = resources.trustStores.find(policy.certificateAuthorities);
+    const TrustStores::Store& store = resources.trustStores.find(policy->certificateAuthorities);
     if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
     trust = store.certificates.get();
   }
@@ -59,7 +59,7 @@ CURL* Load::begin(Resources& resources) {
 Transfer::Time Load::deadline() const {
   if (waiting_ == Waiting::silence) return Transfer::Time::max();
   if (waiting_ == Waiting::tooLong) return {};
-  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy().requestTimeout;
+  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy()->requestTimeout;
 }
 
 bool Load::endSilence(bool timesOut) {
@@ -98,7 +98,7 @@ bool Load::end(CURLcode result) {
     error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
     transfer->keepHandle();
-    auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
+    auto step = nextStep(request, *response_, redirects_, *owner().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
       if (owner().hasListener()) reportRedirect();
