@@ -63,6 +63,7 @@ int measureRate(const std::string& url, std::size_t inFlight, double seconds) {
   const auto requests = static_cast<double>(fleet.accepted() - before);
   print("requests_per_second", requests / duration<double>(steady_clock::now() - start).count());
   print("cpu_us_per_request", (cpuSeconds() - cpu) * 1e6 / requests);
+  print("requests", static_cast<double>(fleet.accepted()));
   print("not_accepted", static_cast<double>(fleet.notAccepted()));
   return 0;
 }
@@ -96,6 +97,7 @@ int measureLibcurl(const std::string& url, double seconds) {
   }
   print("requests_per_second", requests / duration<double>(steady_clock::now() - start).count());
   print("cpu_us_per_request", (cpuSeconds() - cpu) * 1e6 / requests);
+  print("requests", requests);
   curl_slist_free_all(lines);
   curl_easy_cleanup(handle);
   return 0;
