@@ -58,7 +58,7 @@ class Program final : public services::RequestOwner {
   }
 
   services::Network& network() override { return network_; }
-  [[nodiscard]] services::NetworkPolicy networkPolicy() const override { return policy_; }
+  [[nodiscard]] std::shared_ptr<const services::NetworkPolicy> networkPolicy() const override { return policy_; }
   void beginOutsideWork() override {}  // real time passes by itself
   void endOutsideWork() override {}
   void after(std::chrono::nanoseconds delay, std::function<void()> work) override {
@@ -87,7 +87,8 @@ class Program final : public services::RequestOwner {
   std::shared_mutex running_;
   bool isEnding_ = false;
   services::Network network_;
-  services::NetworkPolicy policy_ = declaredPolicy();
+  const std::shared_ptr<const services::NetworkPolicy> policy_ =
+      std::make_shared<const services::NetworkPolicy>(declaredPolicy());
 };
 
 }  // namespace

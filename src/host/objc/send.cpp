@@ -56,7 +56,8 @@ namespace platform {
 
 MethodCall methodForCall(id receiver, SEL selector, const char* types) {
   const Class cls = receiver->isa.load(std::memory_order_acquire);
-  const Method method = cls->cache[selector->place].load(std::memory_order_acquire);
+  host::MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
+  const Method method = cache.places()[selector->place & cache.mask].load(std::memory_order_acquire);
   if (method != nullptr && method->name == selector) [[likely]] {
     const IMP implementation = method->implementation.load(std::memory_order_acquire);
     if (method->acceptedTypes.load(std::memory_order_relaxed) == types) [[likely]]

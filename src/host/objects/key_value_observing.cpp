@@ -181,10 +181,10 @@ class NotifyingClasses {
  public:
   /// Returns null when its name is taken; the first time, this is reported.
   Class subclassOf(Class original) {
-    const std::string name = "NSKVONotifying_" + original->name;
+    const std::string name = std::string("NSKVONotifying_") + original->name;
     const auto [cls, isFirst] = makeOnce(original, name);
     if (cls == nullptr && isFirst) {
-      reportObstacle("does not notify observers of " + original->name + " when a setter is called",
+      reportObstacle(std::string("does not notify observers of ") + original->name + " when a setter is called",
                      "key-value observing needs a class named " + name + ", and the name is taken",
                      "rename that class, or call willChangeValueForKey: and didChangeValueForKey:");
     }
