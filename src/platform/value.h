@@ -131,6 +131,7 @@ class Value {
 
  private:
   friend class ValueStorage;  // src/value places texts and containers in memory
+  friend class DocumentBuilder;
   struct Bits {};
   Value(const Value& other, Bits) noexcept
       : kind_(other.kind_), isUnsigned_(other.isUnsigned_), count_(other.count_), payload_(other.payload_) {}

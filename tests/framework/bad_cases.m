@@ -95,6 +95,41 @@ static void payloadsMayHoldOtherObjects(void) {
   CHECK_EQUAL(seenNumber(), @"5");
 }
 
+static NSDictionary *nested(NSDictionary *innermost, int levels, int timesEach) {
+  id object = innermost;
+  for (int i = 0; i < levels; ++i) {
+    NSMutableDictionary *outer = [NSMutableDictionary dictionary];
+    for (int j = 0; j < timesEach; ++j) [outer setObject:object forKey:[NSString stringWithFormat:@"%d", j]];
+    object = outer;
+  }
+  return object;
+}
+
+static void payloadsNeedNotBeTrees(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  UISystemDeliverInForeground(nested(payload(1), 5000, 1));
+  CHECK_EQUAL(seenNumber(), @"1");
+  UISystemDeliverInForeground(nested(payload(2), 10, 2));
+  CHECK_EQUAL(seenNumber(), @"2");
+  NSString *tooOften = @"contain each other so often that they cannot be read";
+  CHECK_CONTAINS(raisedBy(^{
+                   UISystemDeliverInForeground(nested(payload(3), 60, 2));
+                 }),
+                 tooOften);
+  NSMutableDictionary *itself = [NSMutableDictionary dictionary];
+  NSArray *around = [NSArray arrayWithObject:itself];
+  [itself setObject:[around lastObject] forKey:@"a"];
+  [itself setObject:around forKey:@"b"];
+  UISystemDeliverInForeground(itself);  // it is searched to its end
+  CHECK_EQUAL(seenNumber(), @"2");
+  [itself setObject:@"{\"pellionPnID\": 4}" forKey:@"addInfo"];
+  UISystemDeliverInForeground(itself);
+  CHECK_EQUAL(seenNumber(), @"4");
+  UISystemDeliverResponse(itself, UNNotificationDefaultActionIdentifier);
+  CHECK(countOfLines(@"a = \"(a container inside itself)\"") == 1);
+}
+
 static void otherObjectsInPlaceOfTextsAreRefused(void) {
   setUp();
   launch([Delegate new], [CenterDelegate new]);
@@ -135,6 +170,7 @@ const struct framework_Case framework_badCases[] = {
     CASE(startsOnAnotherThread),
     CASE(delegatesMayBeDeallocated),
     CASE(payloadsMayHoldOtherObjects),
+    CASE(payloadsNeedNotBeTrees),
     CASE(otherObjectsInPlaceOfTextsAreRefused),
     ENDS(theApplicationHasAClassOfOurName,
          "PellionMessaging: the name of the class PLMessagingRemoteNotificationsProxy is already taken"),

@@ -2,6 +2,14 @@
 
 #include <objc/runtime.h>
 
+@interface PLContainerInItself : NSObject
+@end
+@implementation PLContainerInItself
+- (NSString *)description {
+  return @"(a container inside itself)";
+}
+@end
+
 static enum foundation_Kind kindOfNumber(id number) {
   // There is one object for each boolean; a number that holds a character is none.
   if (number == [NSNumber numberWithBool:YES] || number == [NSNumber numberWithBool:NO]) return foundation_boolean;
@@ -48,22 +56,9 @@ enum foundation_Kind foundation_kindOf(id object) {
 int64_t foundation_integerOf(id number) { return [number longLongValue]; }
 double foundation_floatingOf(id number) { return [number doubleValue]; }
 
-const char *foundation_textOf(id string, char *room, size_t size, size_t *length) {
-  NSUInteger units = [string length];
-  // A unit of UTF-16 takes at most three bytes. A text with a zero is one that looks too short.
-  if (units * 3 < size && [string getCString:room maxLength:size encoding:NSUTF8StringEncoding]) {
-    *length = strlen(room);
-    if (*length >= units) return room;
-  }
-  const char *text = [string UTF8String];
-  if (text == NULL) {
-    NSData *data = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
-    *length = [data length];
-    return [data bytes];
-  }
-  *length = strlen(text);
-  if (*length < [string length]) *length = [string lengthOfBytesUsingEncoding:NSUTF8StringEncoding];  // it holds a zero
-  return text;
+size_t foundation_unitCountOf(id string) { return [string length]; }
+void foundation_unitsOf(id string, uint16_t *units, size_t count) {
+  [string getCharacters:units range:NSMakeRange(0, count)];
 }
 
 const void *foundation_bytesOf(id data, size_t *length) {
@@ -97,6 +92,7 @@ id foundation_makeFloating(double value) { return [[NSNumber alloc] initWithDoub
 id foundation_makeString(const char *text, size_t length) {
   return [[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding];
 }
+id foundation_makeContainerInItself(void) { return [PLContainerInItself new]; }
 id foundation_makeData(const void *bytes, size_t length) { return [[NSData alloc] initWithBytes:bytes length:length]; }
 id foundation_makeArray(const id *elements, size_t count) {
   return [[NSArray alloc] initWithObjects:elements count:count];
