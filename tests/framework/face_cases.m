@@ -101,6 +101,29 @@ static void theHandlerOpensTheClickActionAndCompletesOnce(void) {
   CHECK_EQUAL(takeNotes(), @"opened URL https://shop.example/");
 }
 
+static void urlsAreOpenedAsThePayloadHasThem(void) {
+  static NSString *const texts[][2] = {
+      {@"https://a.b?x=1", @"https://a.b/?x=1"},      {@"https://a.b#f", @"https://a.b/#f"},
+      {@"SHOP://Product/A:b", @"shop://Product/A:b"}, {@"shop:open?next=https://example.org?x=1", nil},
+      {@"mailto:a@b.c?body=https://c?d", nil},        {@"//Host/A:b", nil},
+      {@"https://a.b/?next=HTTPS://c?d", nil},
+  };
+  setUp();
+  UISystemSetListener(^(NSString *what, id details) {
+    if ([what hasSuffix:@" URL"]) note([details description]);  // opened, or refused by this system
+  });
+  for (size_t i = 0; i < sizeof texts / sizeof *texts; ++i) {
+    NSDictionary *action = [NSDictionary dictionaryWithObject:texts[i][0] forKey:@"clickAction"];
+    NSDictionary *info = [NSDictionary dictionaryWithObject:action forKey:@"addInfo"];
+    UNNotificationResponse *response =
+        [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:info]
+                                             actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
+    [[PLNotificationHandler shared] handleNotificationResponse:response completionHandler:nil];
+    runUntilNoted();
+    CHECK_EQUAL(takeNotes(), texts[i][1] != nil ? texts[i][1] : texts[i][0]);
+  }
+}
+
 static void interceptorsAreRegisteredForAsLongAsTheyLive(void) {
   setUp();
   Delegate *delegate = [Delegate new];
@@ -132,5 +155,6 @@ const struct framework_Case framework_faceCases[] = {
     {"instancesCannotBeMade", instancesCannotBeMade, NULL},
     {"subclassesAreRefused", subclassesAreRefused, NULL},
     {"theHandlerOpensTheClickActionAndCompletesOnce", theHandlerOpensTheClickActionAndCompletesOnce, NULL},
+    {"urlsAreOpenedAsThePayloadHasThem", urlsAreOpenedAsThePayloadHasThem, NULL},
     {"interceptorsAreRegisteredForAsLongAsTheyLive", interceptorsAreRegisteredForAsLongAsTheyLive, NULL},
     {NULL, NULL, NULL}};
