@@ -22,5 +22,8 @@ FOUNDATION_C double cases_takeForwarded(void);
 FOUNDATION_C id cases_date(void);
 FOUNDATION_C id cases_arrayInItself(void);
 
+/// Turns the main run loop once in a mode, at most ten milliseconds.
+FOUNDATION_C void cases_turnRunLoop(const char *mode);
+
 /// The name of the exception that Objective-C catches when the message raises, behind a @finally that must run.
 FOUNDATION_C id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan);

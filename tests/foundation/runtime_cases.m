@@ -112,6 +112,11 @@ id cases_arrayInItself(void) {
   return array;
 }
 
+void cases_turnRunLoop(const char *mode) {
+  [[NSRunLoop currentRunLoop] runMode:[NSString stringWithUTF8String:mode]
+                           beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.01]];
+}
+
 id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan) {
   @try {
     @try {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "platform/class_face.h"
+#include "platform/dispatch.h"
 #include "platform/object_messages.h"
 #include "platform/value.h"
 #include "tests/foundation/runtime_cases.h"
@@ -209,6 +211,26 @@ TEST_F(Runtime, CompiledClassesAreCompleted) {
 TEST_F(Runtime, ObjectsThatNoValueHoldsStayThemselves) {
   EXPECT_EQ(platform::unboxed(cases_date())->kind(), Value::Kind::object);
   EXPECT_EQ(platform::unboxed(cases_arrayInItself())->description(), "(\n    \"(a container inside itself)\"\n)");
+}
+
+TEST_F(Runtime, TheMainQueueRunsInTheCommonModes) {
+  using std::chrono_literals::operator""ms;
+  for (const char* mode : {"NSDefaultRunLoopMode", "NSRunLoopCommonModes", "NSEventTrackingRunLoopMode",
+                           "NSModalPanelRunLoopMode", "UITrackingRunLoopMode"}) {
+    std::atomic<int> soon = 0;
+    std::atomic<int> later = 0;
+    const auto schedule = [&] {
+      const platform::AutoreleasePool pool;
+      platform::dispatchAsyncOnMainQueue([&] { ++soon; });
+      platform::dispatchAfterOnMainQueue(20ms, [&] { ++later; });
+    };
+    schedule();
+    std::thread(schedule).join();
+    const auto end = std::chrono::steady_clock::now() + 10'000ms;
+    while (later < 2 && std::chrono::steady_clock::now() < end) cases_turnRunLoop(mode);
+    EXPECT_EQ(soon, 2) << mode;
+    EXPECT_EQ(later, 2) << mode;
+  }
 }
 
 }  // namespace runtime_test
