@@ -42,6 +42,29 @@ static void whatAPayloadRaisesReachesTheApplication(void) {
                  @"NSInvalidArgumentException");
 }
 
+static void whatAReportRaisesReachesItsPoster(void) {
+  setUp();
+  [PLMessaging startService];
+  NSNotificationCenter *center = [NSNotificationCenter defaultCenter];
+  NSString *const refusal = @"NSInvalidArgumentException -[__NSCFString objectForKey:]";
+  CHECK_CONTAINS(raisedBy(^{
+                   [PLCoreLibrary announceEngagement:(id) @"no dictionary"];
+                 }),
+                 refusal);
+  CHECK_CONTAINS(raisedBy(^{
+                   [center postNotificationName:PLRateUsNotification object:@"no dictionary"];
+                 }),
+                 refusal);
+  CHECK_CONTAINS(raisedBy(^{
+                   [center postNotification:[NSNotification notificationWithName:PLRateUsNotification object:@"none"]];
+                 }),
+                 refusal);
+  CHECK_EQUAL(raisedBy(^{
+                [center postNotificationName:PLRateUsNotification object:nil];
+              }),
+              @"nothing");
+}
+
 static void instancesCannotBeMade(void) {
   static NSString *const names[] = {@"PLMessaging", @"PLNotificationHandler", @"PLAppDelegateSwizzler"};
   setUp();
@@ -152,6 +175,7 @@ const struct framework_Case framework_faceCases[] = {
     {"theServiceHasOneInstanceAndItsProperties", theServiceHasOneInstanceAndItsProperties, NULL},
     {"theServiceLooksValuesUp", theServiceLooksValuesUp, NULL},
     {"whatAPayloadRaisesReachesTheApplication", whatAPayloadRaisesReachesTheApplication, NULL},
+    {"whatAReportRaisesReachesItsPoster", whatAReportRaisesReachesItsPoster, NULL},
     {"instancesCannotBeMade", instancesCannotBeMade, NULL},
     {"subclassesAreRefused", subclassesAreRefused, NULL},
     {"theHandlerOpensTheClickActionAndCompletesOnce", theHandlerOpensTheClickActionAndCompletesOnce, NULL},

@@ -1,6 +1,6 @@
 // The default notification center as documented, which GNUstep's is not in all points: it calls an observer that was
-// removed during the post, calls one that no longer exists, and does not keep the order of registration. So one class
-// of ours observes each name, and calls the observers that are registered here.
+// removed during the post, calls one that no longer exists, does not keep the order of registration, and drops what an
+// observer raises. So one class of ours observes each name, and calls the observers that are registered here.
 
 #include "platform/notification_center.h"
 
