@@ -217,4 +217,7 @@ id boxed(const Value& value);  // autoreleased
 id boxed(const Value* value);  // null for null
 std::optional<Value> unboxed(id object);
 
+/// Implemented by the backend: the text that "%@" prints for an object that no other kind of Value holds.
+std::string objectDescription(id object);
+
 }  // namespace platform

@@ -1,10 +1,14 @@
 // Values as Foundation's objects.
 
 #include <cstdlib>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "foundation/objc/boxes.h"
+#include "platform/error.h"
+#include "platform/object_messages.h"
 #include "platform/reference.h"
 #include "platform/value.h"
 
@@ -64,6 +68,13 @@ Strong box(const Value& value) {
   std::abort();
 }
 
+bool isError(id object) {
+  const Class error = objc_getClass("NSError");
+  Class cls = object_getClass(object);
+  while (cls != nullptr && cls != error) cls = class_getSuperclass(cls);
+  return cls != nullptr;
+}
+
 }  // namespace
 }  // namespace foundation
 
@@ -71,5 +82,18 @@ namespace platform {
 
 id boxed(const Value& value) { return foundation::box(value).autoreleased(); }
 id boxed(const Value* value) { return value != nullptr ? boxed(*value) : nullptr; }
+
+// GNUstep's description of an error is its localised description alone.
+std::string objectDescription(id object) {
+  const AutoreleasePool pool;
+  const auto text = [object](const char* getter) {
+    const std::optional<Value> value = unboxed(property(object, getter));
+    return value && value->ifString() ? std::string(value->text()) : std::string("(null)");
+  };
+  if (!foundation::isError(object)) return text("description");
+  const auto code = send<std::int64_t()>(object, sel_registerName("code"));
+  const std::optional<Value> info = unboxed(property(object, "userInfo"));
+  return Error{text("domain"), code, text("localizedDescription"), info.value_or(Value::dictionary({}))}.description();
+}
 
 }  // namespace platform
