@@ -58,6 +58,13 @@ TEST(BareProgram, NamesEachMissingPartOnceAndGoesOn) {
   EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
 }
 
+TEST(BareProgram, LogsWithTheFunctionThatIsThere) {
+  const std::string output = outputOf(PELLION_BARE_WITH_ONE_LOG);
+  EXPECT_THAT(output, testing::HasSubstr("pellion-log: Push notification JSON payload"));
+  EXPECT_EQ(countOf("pellion-warning: the core library has no function QLogExtension\n", output), 1U) << output;
+  EXPECT_EQ(countOf("no function QLogExtensionInternal", output), 0U) << output;
+}
+
 TEST(BareProgram, GoesOnWhenTheDefaultsCannotBeWritten) {
   const test::TemporaryDirectory directory;
   const std::string configuration = directory.path() / "PellionInfo.plist";
