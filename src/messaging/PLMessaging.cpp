@@ -19,6 +19,7 @@ constexpr std::chrono::seconds drainDelay{3};
 struct SharedMessaging : platform::Singleton<PLMessaging> {
   SharedMessaging() {
     namespace NotificationCenter = platform::NotificationCenter;
+    platform::classOf<PLTokenManager>();  // a name that is taken ends the program now, not with the first token
     const id observer = platform::objectOf(get());
     NotificationCenter::addObserver(observer, sel_registerName(engagementHandler), engagementNotification, nullptr);
     NotificationCenter::addObserver(observer, sel_registerName(activationHandler),

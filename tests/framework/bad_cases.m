@@ -152,13 +152,11 @@ static void otherObjectsInPlaceOfTextsAreRefused(void) {
 static void defineClass(const char *name) {
   setUp();
   objc_registerClassPair(objc_allocateClassPair([NSObject class], name, 0));
-  launch([Delegate new], [CenterDelegate new]);
+  [PLMessaging startService];  // at once, without a delegate or a callback
 }
 static void theApplicationHasAClassOfOurName(void) { defineClass("PLMessagingRemoteNotificationsProxy"); }
-static void theApplicationHasAnotherClassOfOurName(void) {
-  defineClass("PLTokenManager");
-  deliverToken("a");
-}
+static void theApplicationHasATokenManager(void) { defineClass("PLTokenManager"); }
+static void theApplicationHasAnInternalClass(void) { defineClass("PLXImplementationMap"); }
 
 #define CASE(function) \
   { #function, function, NULL }
@@ -174,6 +172,7 @@ const struct framework_Case framework_badCases[] = {
     CASE(otherObjectsInPlaceOfTextsAreRefused),
     ENDS(theApplicationHasAClassOfOurName,
          "PellionMessaging: the name of the class PLMessagingRemoteNotificationsProxy is already taken"),
-    ENDS(theApplicationHasAnotherClassOfOurName,
-         "PellionMessaging: the name of the class PLTokenManager is already taken"),
+    ENDS(theApplicationHasATokenManager, "PellionMessaging: the name of the class PLTokenManager is already taken"),
+    ENDS(theApplicationHasAnInternalClass,
+         "PellionMessaging: the name of the class PLXImplementationMap is already taken"),
     {NULL, NULL, NULL}};
