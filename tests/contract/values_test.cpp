@@ -38,9 +38,12 @@ const Value trees[] = {
     "",
     "\u00e4\U0001F916",
     std::string_view("a\0b", 3),
+    "\uFEFF",
+    "\uFEFF\uFEFFx\uFEFF",
+    std::string(300, 'x') + "\u00e4\U0001F916\uFFFD",
     Value::bytes(std::string_view("\0\xff", 2)),
     Value::list({}),
-    Value::dictionary({{"a", Value::list({1, Value(), "x", true})}, {"b", Value::dictionary({})}, {"", 0.5}}),
+    Value::dictionary({{"a", Value::list({1, Value(), "x", true})}, {"b", Value::dictionary({})}, {"", 0.5}, {"\uFEFFk", 1}}),
 };
 
 TEST_F(Values, SurviveAsObjects) {

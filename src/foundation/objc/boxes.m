@@ -89,8 +89,19 @@ id foundation_makeBoolean(bool value) { return [[NSNumber numberWithBool:value ?
 id foundation_makeInteger(int64_t value) { return [[NSNumber alloc] initWithLongLong:value]; }
 id foundation_makeUnsigned(uint64_t value) { return [[NSNumber alloc] initWithUnsignedLongLong:value]; }
 id foundation_makeFloating(double value) { return [[NSNumber alloc] initWithDouble:value]; }
+// GNUstep takes U+FEFF at the beginning for a byte order mark and drops it, so it is put back.
 id foundation_makeString(const char *text, size_t length) {
-  return [[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding];
+  static const char mark[] = "\xEF\xBB\xBF";
+  const size_t size = sizeof mark - 1;
+  NSUInteger marks = 0;
+  for (; length >= size && memcmp(text, mark, size) == 0; text += size, length -= size) ++marks;
+  NSString *string = [[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding];
+  if (marks == 0 || string == nil) return string;
+  NSMutableString *marked = [NSMutableString new];
+  for (; marks > 0; --marks) [marked appendFormat:@"%C", (unichar)0xFEFF];  // initWithCharacters: drops it as well
+  [marked appendString:string];
+  [string release];
+  return marked;
 }
 id foundation_makeContainerInItself(void) { return [PLContainerInItself new]; }
 id foundation_makeData(const void *bytes, size_t length) { return [[NSData alloc] initWithBytes:bytes length:length]; }
