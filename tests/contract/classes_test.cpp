@@ -174,8 +174,11 @@ TEST_F(Classes, ProtocolsDescribeTheirMethodsByKind) {
 TEST_F(Classes, OfACppClassNeedAFreeNameAndConstructTheirInstancesThemselves) {
   makeClass(Mortal::className);
   EXPECT_EQ(programmingErrorIn([] { platform::classOf<Mortal>(); }), "the name of the class Mortal is already taken");
-  EXPECT_THAT(raised([] { platform::send<id()>(platform::classObject(platform::classOf<InCpp>()), sel("alloc")); }),
+  const id cls = platform::classObject(platform::classOf<InCpp>());
+  EXPECT_THAT(raised([cls] { platform::send<id()>(cls, sel("alloc")); }),
               EndsWith("+[ContractInCpp alloc]: instances are made in C++"));
+  EXPECT_THAT(raised([cls] { platform::send<id(void*)>(cls, sel("allocWithZone:"), nullptr); }),
+              EndsWith("+[ContractInCpp allocWithZone:]: instances are made in C++"));
 }
 
 }  // namespace
