@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "appdelegate/donor_methods.h"
+#include "appdelegate/interceptor_registry.h"
 #include "platform/block.h"
 #include "platform/dispatch.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
+#include "platform/value.h"
 
 namespace {
 
@@ -90,8 +92,33 @@ void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, Fe
 
 }  // namespace
 
+namespace {
+
+/// The containers of the registered interceptors by interceptor ID.
+id interceptorContainers() {
+  std::vector<platform::Value::Entry> containers;
+  const auto entries = PLAppDelegateSwizzler::interceptors().entries();
+  for (const InterceptorRegistry::Entry& each : *entries) {
+    containers.push_back({each.interceptorID, platform::Value::object(each.container.get())});
+  }
+  return platform::boxed(platform::Value::dictionary(containers));
+}
+
+void broadcast(SEL selector, platform::BlockPtr<void(id interceptor)> callback) {
+  if (callback == nullptr) return;
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(
+      platform::uniqueSelector(selector), [callback](id interceptor) { platform::invoke(callback, interceptor); });
+}
+
+}  // namespace
+
 void PLAppDelegateSwizzler::defineClass(platform::ClassFace<PLAppDelegateSwizzler>& face) {
-  face.method<&forward<didRegister>>(didRegister.donor)
+  face.classMethod<&interceptorContainers>("interceptors")
+      .classMethod<&broadcast>("broadcastToInterceptorsUsingSelector:callback:")
+      .classMethod<&PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods>(
+          "proxyOrigDelegateIncludingAPNSMethods")
+      .classMethod<&PLAppDelegateSwizzler::sharedApplication>("sharedApplication")
+      .method<&forward<didRegister>>(didRegister.donor)
       .method<&forward<didFailToRegister>>(didFailToRegister.donor)
       .method<&forwardNotification>(didReceive.donor);
 }

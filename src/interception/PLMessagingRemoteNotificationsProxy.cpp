@@ -18,13 +18,17 @@ Proxy& Proxy::sharedInstance() { return platform::Process::shared<platform::Sing
 void Proxy::defineClass(platform::ClassFace<Proxy>& face) {
   face.conformsTo("UIApplicationDelegate")
       .classMethod<&Proxy::load>("load")
+      .classMethod<&Proxy::sharedObject>("sharedInstance")
       .classMethod<&Proxy::canPerformMethodSwizzling>("canPerformMethodSwizzling")
+      .method<&Proxy::performMethodSwizzlingIfPossible>("performMethodSwizzlingIfPossible")
       .method<&Proxy::observeValueForKeyPath>(platform::observeValueForKeyPathSelector)
       .method<&pellionSetApplicationIconBadgeNumber>(badgeNumberDonor)
       .method<&Proxy::didRegister>(::didRegister.target)
       .method<&Proxy::didFailToRegister>(::didFailToRegister.target)
       .method<&Proxy::didReceiveRemoteNotification>(didReceive.target);
 }
+
+id Proxy::sharedObject() { return platform::objectOf(sharedInstance()); }
 
 void Proxy::dealloc() {
   unswizzleAllMethods();

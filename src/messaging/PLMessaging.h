@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "platform/class_face.h"
 #include "platform/export.h"
@@ -39,6 +40,11 @@ class PL_EXPORT PLMessaging {
   [[nodiscard]] const std::optional<std::string>& conversionEvent() const { return conversionEvent_; }
   /// The id of the last notification delivered or acted on, number or text as decoded.
   [[nodiscard]] const std::optional<platform::Value>& pnID() const { return pnID_; }
+
+  // For code that keeps this state itself.
+  void setPellionPnID(IDSet ids) { pellionPnID_ = std::move(ids); }
+  void setConversionEvent(std::optional<std::string> goal) { conversionEvent_ = std::move(goal); }
+  void setPnID(std::optional<platform::Value> id) { pnID_ = std::move(id); }
 
   /// Passes a device token (bytes, or null) to the token manager when it differs from the last one.
   void setAPNSToken(const platform::Value* token);

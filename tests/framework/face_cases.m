@@ -20,6 +20,55 @@ static void theServiceHasOneInstanceAndItsProperties(void) {
   CHECK(countOfLines(@"APNs Device Token : 616263") == 1);
 }
 
+static void whatTheServiceKeepsCanBeSet(void) {
+  setUp();
+  PLMessaging *messaging = [PLMessaging shared];
+  NSSet *identifiers = [NSSet setWithObjects:@"7", [NSNumber numberWithInt:8], nil];
+  messaging.pnID = @"7";
+  messaging.pellionPnID = identifiers;
+  messaging.conversionEvent = @"shop_purchase";
+  CHECK_EQUAL(seenNumber(), @"7");
+  CHECK([messaging.pellionPnID isEqualToSet:identifiers]);
+  [PLCoreLibrary announceEngagement:[NSDictionary dictionaryWithObjectsAndKeys:@"event", @"action", @"shop_purchase",
+                                                                               @"name", nil]];
+  CHECK_EQUAL(messaging.conversionEvent, @"");  // it was the goal
+  messaging.conversionEvent = nil;
+  messaging.pnID = nil;
+  messaging.pellionPnID = [NSSet set];
+  CHECK(messaging.conversionEvent == nil && messaging.pnID == nil && [messaging.pellionPnID count] == 0);
+  CHECK_CONTAINS(raisedBy(^{
+                   messaging.conversionEvent = (id)[NSNumber numberWithInt:1];
+                 }),
+                 @"NSInvalidArgumentException -[__NSCFNumber length]");
+}
+
+@protocol Internal
++ (id)sharedInstance;
++ (id)sharedApplication;
++ (NSDictionary *)interceptors;
++ (void)broadcastToInterceptorsUsingSelector:(SEL)selector callback:(void (^)(id interceptor))callback;
+- (void)performMethodSwizzlingIfPossible;
+- (void)observeUIApplication;
+- (id)object;
+@end
+
+static void internalObjectsAnswerByTheirNames(void) {
+  setUp();
+  launch([Delegate new], nil);
+  id proxy = [NSClassFromString(@"PLMessagingRemoteNotificationsProxy") sharedInstance];
+  [proxy performMethodSwizzlingIfPossible];  // a second time does nothing
+  [[NSClassFromString(@"PLXAppDelegateObserver") sharedInstance] observeUIApplication];
+  id swizzler = [PLAppDelegateSwizzler class];
+  CHECK([swizzler sharedApplication] == [UIApplication sharedApplication]);
+  CHECK([[[[swizzler interceptors] allValues] lastObject] object] == proxy);
+  SEL selector = @selector(application:didRegisterForRemoteNotificationsWithDeviceToken:);
+  [swizzler broadcastToInterceptorsUsingSelector:selector
+                                        callback:^(id interceptor) {
+                                          note(interceptor == proxy ? @"proxy" : @"another");
+                                        }];
+  CHECK_EQUAL(takeNotes(), @"proxy");
+}
+
 static void theServiceLooksValuesUp(void) {
   setUp();
   PLMessaging *messaging = [PLMessaging shared];
@@ -124,6 +173,27 @@ static void theHandlerOpensTheClickActionAndCompletesOnce(void) {
   CHECK_EQUAL(takeNotes(), @"opened URL https://shop.example/");
 }
 
+static void theHandlerShowsItsParts(void) {
+  setUp();
+  PLNotificationHandler *handler = [PLNotificationHandler shared];
+  NSDictionary *info = [NSDictionary dictionaryWithObject:@"{\"clickAction\": \"https://a.b/\"}" forKey:@"addInfo"];
+  UNNotificationResponse *response =
+      [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:info]
+                                           actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
+  CHECK_EQUAL([handler resolvedClickActionFromResponse:response], @"https://a.b/");
+  CHECK_EQUAL([[handler addInfoDictionaryFromUserInfo:info] objectForKey:@"clickAction"], @"https://a.b/");
+  CHECK([handler resolvedClickActionFromResponse:nil] == nil && [handler addInfoDictionaryFromUserInfo:nil] == nil);
+  CHECK([handler stringValue:response] == nil && [handler stringValue:nil] == nil);
+  CHECK_EQUAL([handler stringValue:@"a"], @"a");
+  UISystemSetListener(^(NSString *what, id details) {
+    note([NSString stringWithFormat:@"%@ %@", what, details]);
+  });
+  [handler openClickAction:nil];
+  [handler openClickAction:@"https://a.b/"];
+  runUntilNoted();
+  CHECK_EQUAL(takeNotes(), @"opened URL https://a.b/");
+}
+
 static void urlsAreOpenedAsThePayloadHasThem(void) {
   static NSString *const texts[][2] = {
       {@"https://a.b?x=1", @"https://a.b/?x=1"},      {@"https://a.b#f", @"https://a.b/#f"},
@@ -173,12 +243,15 @@ static void interceptorsAreRegisteredForAsLongAsTheyLive(void) {
 
 const struct framework_Case framework_faceCases[] = {
     {"theServiceHasOneInstanceAndItsProperties", theServiceHasOneInstanceAndItsProperties, NULL},
+    {"whatTheServiceKeepsCanBeSet", whatTheServiceKeepsCanBeSet, NULL},
+    {"internalObjectsAnswerByTheirNames", internalObjectsAnswerByTheirNames, NULL},
     {"theServiceLooksValuesUp", theServiceLooksValuesUp, NULL},
     {"whatAPayloadRaisesReachesTheApplication", whatAPayloadRaisesReachesTheApplication, NULL},
     {"whatAReportRaisesReachesItsPoster", whatAReportRaisesReachesItsPoster, NULL},
     {"instancesCannotBeMade", instancesCannotBeMade, NULL},
     {"subclassesAreRefused", subclassesAreRefused, NULL},
     {"theHandlerOpensTheClickActionAndCompletesOnce", theHandlerOpensTheClickActionAndCompletesOnce, NULL},
+    {"theHandlerShowsItsParts", theHandlerShowsItsParts, NULL},
     {"urlsAreOpenedAsThePayloadHasThem", urlsAreOpenedAsThePayloadHasThem, NULL},
     {"interceptorsAreRegisteredForAsLongAsTheyLive", interceptorsAreRegisteredForAsLongAsTheyLive, NULL},
     {NULL, NULL, NULL}};

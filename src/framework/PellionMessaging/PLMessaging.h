@@ -42,22 +42,27 @@ PL_FINAL
 @property(nonatomic, copy PL_PROPERTY_NULLABLE) NSData *APNSToken;
 
 /**
- * A copy of the identifiers of the notifications that the process has seen, each an NSNumber or an NSString as the
- * payload has it.
+ * The same token. It is set by way of APNSToken.
  */
-@property(nonatomic, readonly, copy) PL_GENERIC(NSSet, id) * pellionPnID;
+@property(nonatomic, readonly, copy PL_PROPERTY_NULLABLE) NSData *apnsToken;
+
+/**
+ * A copy of the identifiers of the notifications that the process has seen, each an NSNumber or an NSString as the
+ * payload has it. A record only: a notification whose identifier is in it is counted all the same.
+ */
+@property(nonatomic, copy) PL_GENERIC(NSSet, id) * pellionPnID;
 
 /**
  * The goal that counts as a conversion, "group_event" in lower case. Empty when none is pending, nil before the first
  * response.
  */
-@property(nonatomic, readonly, copy PL_PROPERTY_NULLABLE) NSString *conversionEvent;
+@property(nonatomic, copy PL_PROPERTY_NULLABLE) NSString *conversionEvent;
 
 /**
  * The identifier of the last notification that was delivered or acted on, an NSNumber or an NSString as the payload has
  * it.
  */
-@property(nonatomic, readonly, retain PL_PROPERTY_NULLABLE) id pnID;
+@property(nonatomic, retain PL_PROPERTY_NULLABLE) id pnID;
 
 /**
  * Writes the error to the log.

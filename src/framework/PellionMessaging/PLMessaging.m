@@ -49,14 +49,26 @@
 - (void)setAPNSToken:(NSData *)token {
   pl_setAPNSToken(token);
 }
+- (NSData *)apnsToken {
+  return pl_APNSToken();
+}
 - (NSSet *)pellionPnID {
   return [NSSet setWithArray:pl_pellionPnID()];
+}
+- (void)setPellionPnID:(NSSet *)identifiers {
+  pl_setPellionPnID([identifiers allObjects]);
 }
 - (NSString *)conversionEvent {
   return pl_conversionEvent();
 }
+- (void)setConversionEvent:(NSString *)goal {
+  pl_setConversionEvent(goal);
+}
 - (id)pnID {
   return pl_pnID();
+}
+- (void)setPnID:(id)identifier {
+  pl_setPnID(identifier);
 }
 
 - (void)didFailToRegisterForRemoteNotificationsWithError:(NSError *)error {

@@ -1,5 +1,6 @@
 #include "framework/PellionMessaging/module_calls.h"
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -55,11 +56,28 @@ id pl_pellionPnID() {
     return platform::boxed(Value::list(std::vector<Value>(seen.begin(), seen.end())));
   });
 }
+void pl_setPellionPnID(id identifiers) {
+  platform::enter([&] {
+    const Argument list(identifiers);
+    const std::span<const Value> ids = list.get() != nullptr ? list.get()->elements() : std::span<const Value>();
+    PLMessaging::shared().setPellionPnID(PLMessaging::IDSet(ids.begin(), ids.end()));
+  });
+}
 id pl_conversionEvent() {
   return platform::enter([] { return framework::boxedText(PLMessaging::shared().conversionEvent()); });
 }
+void pl_setConversionEvent(id goal) {
+  platform::enter([&] {
+    const Argument text(goal);
+    if (text.get() == nullptr) return PLMessaging::shared().setConversionEvent(std::nullopt);
+    PLMessaging::shared().setConversionEvent(std::string(text.get()->asString("length")));
+  });
+}
 id pl_pnID() {
   return platform::enter([] { return framework::boxedValue(PLMessaging::shared().pnID()); });
+}
+void pl_setPnID(id identifier) {
+  platform::enter([&] { PLMessaging::shared().setPnID(platform::unboxed(identifier)); });
 }
 void pl_didFailToRegister(id error) {
   platform::enter([&] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(error); });
@@ -102,6 +120,28 @@ void pl_handleNotificationResponse(id response, id completion) {
   platform::enter([&] {
     PLNotificationHandler::shared().handleNotificationResponse(
         response, reinterpret_cast<platform::BlockPtr<void()>>(completion));
+  });
+}
+
+id pl_resolvedClickAction(id response) {
+  return platform::enter(
+      [&] { return framework::boxedText(PLNotificationHandler::shared().resolvedClickActionFromResponse(response)); });
+}
+id pl_addInfo(id userInfo) {
+  return platform::enter([&] {
+    const Argument info(userInfo);
+    if (info.get() == nullptr) return id();
+    return framework::boxedValue(PLNotificationHandler::shared().addInfoDictionaryFromUserInfo(*info.get()));
+  });
+}
+bool pl_isStringValue(id value) {
+  return platform::enter(
+      [&] { return PLNotificationHandler::shared().stringValue(Argument(value).get()).has_value(); });
+}
+void pl_openClickAction(id clickAction) {
+  platform::enter([&] {
+    const Argument text(clickAction);
+    if (text.get() != nullptr) PLNotificationHandler::shared().openClickAction(text.get()->asString("length"));
   });
 }
 
