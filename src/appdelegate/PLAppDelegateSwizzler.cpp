@@ -5,12 +5,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "appdelegate/donor_methods.h"
 #include "appdelegate/interceptor_registry.h"
 #include "platform/block.h"
 #include "platform/dispatch.h"
+#include "platform/programming_error.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
 #include "platform/value.h"
@@ -86,6 +88,10 @@ void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, Fe
     platform::callImplementation<void(id, id, FetchHandler)>(own, self, target, application, userInfo, collect);
   }
   group.notifyOnMainQueue([results, completion = platform::Block<void(UIBackgroundFetchResult)>(handler)] {
+    if (!completion) {
+      platform::programmingError(std::string(didReceive.target) +
+                                 " was called without a completion handler; pass a block");
+    }
     completion(merged(*results));
   });
 }

@@ -54,7 +54,7 @@ void Proxy::performMethodSwizzlingIfPossible() {
 }
 
 void Proxy::didRegister(id /*application*/, id deviceToken) {
-  PLMessaging::shared().setAPNSToken(platform::orNull(platform::unboxed(deviceToken)));
+  PLMessaging::shared().setAPNSTokenObject(deviceToken);
 }
 
 void Proxy::didFailToRegister(id /*application*/, id error) {

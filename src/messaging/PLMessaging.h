@@ -10,6 +10,7 @@
 #include "platform/class_face.h"
 #include "platform/export.h"
 #include "platform/objc.h"
+#include "platform/reference.h"
 #include "platform/user_defaults.h"
 #include "platform/value.h"
 
@@ -48,6 +49,9 @@ class PL_EXPORT PLMessaging {
 
   /// Passes a device token (bytes, or null) to the token manager when it differs from the last one.
   void setAPNSToken(const platform::Value* token);
+  /// The same for the token as an object, which APNSTokenObject() then returns itself.
+  void setAPNSTokenObject(id token);
+  [[nodiscard]] platform::Strong APNSTokenObject() const;
   /// Logs an error object; null does nothing.
   void didFailToRegisterForRemoteNotificationsWithError(id error);
   /// Observes the application's activation: sends the extension's pending statistics three seconds later.
@@ -87,6 +91,7 @@ class PL_EXPORT PLMessaging {
   void convertIfGoal(const platform::Value* name);
 
   std::optional<platform::Value> apnsToken_;
+  platform::Strong apnsTokenObject_;  // null for a token that was not set as an object
   IDSet pellionPnID_;
   std::optional<std::string> conversionEvent_;
   std::optional<platform::Value> pnID_;

@@ -158,6 +158,16 @@ static void theApplicationHasAClassOfOurName(void) { defineClass("PLMessagingRem
 static void theApplicationHasATokenManager(void) { defineClass("PLTokenManager"); }
 static void theApplicationHasAnInternalClass(void) { defineClass("PLXImplementationMap"); }
 
+static void theSystemPassesNoFetchHandler(void) {
+  setUp();
+  launch([Delegate new], nil);
+  UIApplication *application = [UIApplication sharedApplication];
+  [[application delegate] application:application
+         didReceiveRemoteNotification:payload(1)
+               fetchCompletionHandler:(void (^)(UIBackgroundFetchResult))nil];
+  [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:10]];
+}
+
 #define CASE(function) \
   { #function, function, NULL }
 #define ENDS(function, words) \
@@ -175,4 +185,7 @@ const struct framework_Case framework_badCases[] = {
     ENDS(theApplicationHasATokenManager, "PellionMessaging: the name of the class PLTokenManager is already taken"),
     ENDS(theApplicationHasAnInternalClass,
          "PellionMessaging: the name of the class PLXImplementationMap is already taken"),
+    ENDS(theSystemPassesNoFetchHandler,
+         "PellionMessaging: application:didReceiveRemoteNotification:fetchCompletionHandler: was called without a "
+         "completion handler"),
     {NULL, NULL, NULL}};

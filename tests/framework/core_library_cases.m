@@ -65,7 +65,12 @@ static void aWrongConfigurationIsNamedAndLeavesTheFormerInUse(void) {
                  ([NSString stringWithFormat:@"%@: SERVER_ULR is not a known key", file]));
   CHECK(![PLCoreLibrary useConfigurationFile:@"/nowhere.plist" storage:folder error:&error]);
   CHECK_CONTAINS([error localizedDescription], @"/nowhere.plist");
+  NSString *nothing = nil;
+  CHECK(![PLCoreLibrary useConfigurationFile:nothing storage:folder error:&error]);
+  CHECK_CONTAINS([error localizedDescription], @"no configuration file is given");
   file = configurationFile(folder, [NSDictionary dictionary]);
+  CHECK(![PLCoreLibrary useConfigurationFile:file storage:nothing error:&error]);
+  CHECK_CONTAINS([error localizedDescription], @"no folder for the keychain is given");
   CHECK(![PLCoreLibrary useConfigurationFile:file storage:@"/proc/nowhere" error:&error]);
   CHECK_CONTAINS([error localizedDescription], @"/proc/nowhere: the folder for the keychain cannot be used");
   CHECK_EQUAL([[named(@"QVFileManager") sharedInstance] extensionAppGroup], @"group.framework");

@@ -13,11 +13,15 @@ static void theServiceHasOneInstanceAndItsProperties(void) {
   CHECK_EQUAL([messaging.pnID description], @"12");
   CHECK([messaging.pellionPnID containsObject:[NSNumber numberWithInt:12]]);
   CHECK_EQUAL([[messaging valueForKey:@"pnID"] description], @"12");
-  messaging.APNSToken = [NSData dataWithBytes:"abc" length:3];
-  CHECK_EQUAL(seenToken(), @"abc");
+  NSData *token = [NSData dataWithBytes:"abc" length:3];
+  messaging.APNSToken = token;
+  messaging.APNSToken = [NSData dataWithBytes:"abc" length:3];  // an equal one is not stored
+  CHECK(messaging.APNSToken == token && messaging.apnsToken == token);
   [messaging updateBadgeCount:3];
   CHECK([messaging getBadgeCount] == 3);
-  CHECK(countOfLines(@"APNs Device Token : 616263") == 1);
+  CHECK(countOfLines(@"APNs Device Token : 616263") == 2);
+  messaging.APNSToken = nil;
+  CHECK(messaging.APNSToken == nil);
 }
 
 static void whatTheServiceKeepsCanBeSet(void) {
@@ -76,6 +80,16 @@ static void theServiceLooksValuesUp(void) {
   CHECK_EQUAL([[messaging findValueForKey:@"c" inDictionary:parsed] description], @"7");
   CHECK([messaging findValueForKey:@"d" inDictionary:parsed] == nil);
   CHECK([messaging parseBodyString:@"no JSON"] == nil);
+  NSString *nothing = nil;
+  CHECK([messaging findValueForKey:nothing inDictionary:parsed] == nil);
+  CHECK_CONTAINS(raisedBy(^{
+                   [messaging findValueForKey:(id)[NSNumber numberWithInt:1] inDictionary:parsed];
+                 }),
+                 @"NSInvalidArgumentException -[__NSCFNumber isEqualToString:]");
+  CHECK_CONTAINS(raisedBy(^{
+                   [messaging parseBodyString:nothing];
+                 }),
+                 @"NSInvalidArgumentException -[PLMessaging parseBodyString:]: the text is nil");
   NSDictionary *button = [NSDictionary dictionaryWithObject:@"track" forKey:@"action"];
   NSArray *buttons = [NSArray arrayWithObject:button];
   CHECK_EQUAL([[messaging getActionButtonById:@"track" inArray:buttons] description], [button description]);

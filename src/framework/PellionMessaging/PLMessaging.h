@@ -90,9 +90,11 @@ PL_FINAL
                 withResponse:(PL_NULLABLE id)response;
 
 /**
- * The first value of a key, searched depth-first. Arrays directly inside arrays are not searched.
+ * The first value of a key, searched depth-first. Arrays directly inside arrays are not searched. Nil for a nil key.
+ *
+ * @exception NSInvalidArgumentException The key is no string, or the dictionary holds one that is none.
  */
-- (PL_NULLABLE id)findValueForKey:(NSString *)key
+- (PL_NULLABLE id)findValueForKey:(PL_NULLABLE NSString *)key
                      inDictionary:(PL_NULLABLE PL_GENERIC(NSDictionary, NSString *, id) *)dictionary;
 
 /**
@@ -104,6 +106,8 @@ PL_FINAL
 
 /**
  * The object or array of a JSON text; nil, and a line in the log, for any other text.
+ *
+ * @exception NSInvalidArgumentException The text is nil or no string.
  */
 - (PL_NULLABLE id)parseBodyString:(NSString *)body;
 

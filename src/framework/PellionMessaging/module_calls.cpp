@@ -45,10 +45,10 @@ id pl_messaging() {
   return platform::enter([] { return platform::objectOf(PLMessaging::shared()); });
 }
 id pl_APNSToken() {
-  return platform::enter([] { return framework::boxedValue(PLMessaging::shared().APNSToken()); });
+  return platform::enter([] { return PLMessaging::shared().APNSTokenObject().autoreleased(); });
 }
 void pl_setAPNSToken(id token) {
-  platform::enter([&] { PLMessaging::shared().setAPNSToken(Argument(token).get()); });
+  platform::enter([&] { PLMessaging::shared().setAPNSTokenObject(token); });
 }
 id pl_pellionPnID() {
   return platform::enter([] {
@@ -90,10 +90,11 @@ void pl_appDidReceiveMessage(id payload, id response) {
 }
 id pl_findValue(id key, id dictionary) {
   return platform::enter([&] {
-    Argument name(key);
+    const Argument name(key);
     const Argument in(dictionary);
-    const std::string* text = name.text();
-    return platform::boxed(text != nullptr ? PLMessaging::shared().findValueForKey(*text, in.get()) : nullptr);
+    if (name.get() == nullptr) return id();
+    const std::string_view text = name.get()->asString("isEqualToString:");
+    return platform::boxed(PLMessaging::shared().findValueForKey(text, in.get()));
   });
 }
 id pl_actionButton(id identifier, id buttons) {
@@ -106,7 +107,12 @@ id pl_actionButton(id identifier, id buttons) {
 id pl_parsedBody(id body) {
   return platform::enter([&] {
     const Argument text(body);
-    return text.get() != nullptr ? framework::boxedValue(PLMessaging::shared().parseBodyString(*text.get())) : nullptr;
+    if (text.get() == nullptr) {
+      throw platform::Exception(
+          platform::invalidArgumentException,
+          "-[PLMessaging parseBodyString:]: the text is nil; pass the text of a JSON object or array");
+    }
+    return framework::boxedValue(PLMessaging::shared().parseBodyString(*text.get()));
   });
 }
 void pl_updateBadgeCount(int64_t count) {
