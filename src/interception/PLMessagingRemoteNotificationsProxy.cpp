@@ -53,9 +53,7 @@ void Proxy::performMethodSwizzlingIfPossible() {
   didSwizzleMethods_ = true;
 }
 
-void Proxy::didRegister(id /*application*/, id deviceToken) {
-  PLMessaging::shared().setAPNSTokenObject(deviceToken);
-}
+void Proxy::didRegister(id /*application*/, id deviceToken) { PLMessaging::shared().setAPNSTokenObject(deviceToken); }
 
 void Proxy::didFailToRegister(id /*application*/, id error) {
   const id description = platform::property(error, "localizedDescription");
@@ -66,6 +64,7 @@ void Proxy::didFailToRegister(id /*application*/, id error) {
 }
 
 void Proxy::didReceiveRemoteNotification(id /*application*/, id userInfo, FetchHandler handler) {
-  PLMessaging::shared().updateLogMsgIds(platform::orNull(platform::unboxed(userInfo)));
+  const std::optional<platform::Value> payload = platform::unboxedIfItHasKey(userInfo, PLMessaging::addInfoKey);
+  PLMessaging::shared().updateLogMsgIds(platform::orNull(payload));
   platform::invoke(handler, platform::UIBackgroundFetchResultNoData);
 }

@@ -45,7 +45,7 @@ class PL_EXPORT PLMessaging {
   // For code that keeps this state itself.
   void setPellionPnID(IDSet ids) { pellionPnID_ = std::move(ids); }
   void setConversionEvent(std::optional<std::string> goal) { conversionEvent_ = std::move(goal); }
-  void setPnID(std::optional<platform::Value> id) { pnID_ = std::move(id); }
+  void setPnID(std::optional<platform::Value> identifier) { pnID_ = std::move(identifier); }
 
   /// Passes a device token (bytes, or null) to the token manager when it differs from the last one.
   void setAPNSToken(const platform::Value* token);
@@ -76,6 +76,9 @@ class PL_EXPORT PLMessaging {
   [[nodiscard]] std::shared_ptr<platform::UserDefaults> getSharedDefaults() const;
   void updateBadgeCount(std::int64_t count) const;
   [[nodiscard]] std::int64_t getBadgeCount() const;  ///< 0 when none is stored
+
+  /// The key of the JSON text from which everything in a payload is read.
+  static constexpr std::string_view addInfoKey = "addInfo";
 
   static constexpr const char* className = "PLMessaging";
   static void defineClass(platform::ClassFace<PLMessaging>& face);

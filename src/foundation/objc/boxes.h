@@ -28,6 +28,9 @@ FOUNDATION_C size_t foundation_countOf(id container);
 /// Into room for foundation_countOf objects; return how many there are.
 FOUNDATION_C size_t foundation_elementsOf(id array, id *elements, size_t room);
 FOUNDATION_C size_t foundation_entriesOf(id dictionary, id *keys, id *values, size_t room);
+/// False when the dictionary's keys are strings other than `key`, also those of the dictionaries in it. Looks at few
+/// containers.
+FOUNDATION_C bool foundation_mayHaveKey(id dictionary, id key);
 
 // These return a reference that belongs to the caller; the containers take references of their own.
 FOUNDATION_C id foundation_makeNull(void);

@@ -84,6 +84,24 @@ size_t foundation_entriesOf(id dictionary, id *keys, id *values, size_t room) {
   return count;
 }
 
+static bool mayHaveKey(id container, enum foundation_Kind kind, NSString *wanted, int *left) {
+  if (kind != foundation_dictionary && kind != foundation_array) return false;
+  if (--*left < 0) return true;
+  for (id each in container) {
+    id value = each;
+    if (kind == foundation_dictionary) {
+      if (foundation_kindOf(each) != foundation_string || [each isEqualToString:wanted]) return true;
+      value = [container objectForKey:each];
+    }
+    if (mayHaveKey(value, foundation_kindOf(value), wanted, left)) return true;
+  }
+  return false;
+}
+bool foundation_mayHaveKey(id dictionary, id key) {
+  int left = 32;
+  return mayHaveKey(dictionary, foundation_dictionary, key, &left);
+}
+
 id foundation_makeNull(void) { return [[NSNull null] retain]; }
 id foundation_makeBoolean(bool value) { return [[NSNumber numberWithBool:value ? YES : NO] retain]; }
 id foundation_makeInteger(int64_t value) { return [[NSNumber alloc] initWithLongLong:value]; }

@@ -246,7 +246,9 @@ std::optional<Value> unbox(id object) {
 }  // namespace
 }  // namespace foundation
 
-std::optional<platform::Value> platform::unboxed(id object) {
+namespace platform {
+
+std::optional<Value> unboxed(id object) {
   if (object == nullptr) return std::nullopt;
   std::optional<Value> value;
   foundation::guarded([&] { value = foundation::unbox(object); });  // an object may be of the application's own class
@@ -257,3 +259,17 @@ std::optional<platform::Value> platform::unboxed(id object) {
   }
   return value;
 }
+
+std::optional<Value> unboxedIfItHasKey(id object, std::string_view key) {
+  thread_local std::pair<std::string, Strong> known;  // the module looks for one key
+  if (object == nullptr) return std::nullopt;
+  if (known.first != key || !known.second) known = {std::string(key), Strong(boxed(Value(key)))};
+  bool mayHaveKey = true;
+  foundation::guarded([&] {
+    const bool isDictionary = foundation_kindOf(object) == foundation_dictionary;
+    mayHaveKey = !isDictionary || foundation_mayHaveKey(object, known.second.get());
+  });
+  return mayHaveKey ? unboxed(object) : std::nullopt;
+}
+
+}  // namespace platform

@@ -90,6 +90,8 @@ std::optional<Value> unboxed(id object) {
   return value != nullptr ? *value : Value::object(object);
 }
 
+std::optional<Value> unboxedIfItHasKey(id object, std::string_view /*key*/) { return unboxed(object); }  // no copy
+
 std::string objectDescription(id object) {
   const AutoreleasePool pool;
   const std::optional<Value> text = unboxed(property(object, "description"));
