@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "foundation/runtime/next_function.h"
+#include "platform/objc.h"
 
 namespace foundation {
 namespace {
