@@ -265,7 +265,14 @@ TEST_F(Runtime, CompletedClassesDeclareNoVariables) {
 }
 
 TEST_F(Runtime, TextsWithoutACounterpartAreReplaced) {
+  EXPECT_EQ(platform::unboxed(cases_brokenText()), Value("ab")) << "without the half of a pair";
   EXPECT_EQ(platform::unboxed(platform::boxed(Value::list({"\xff", 1}))), Value::list({nullptr, 1})) << "no UTF-8";
+}
+
+TEST_F(Runtime, ProxiesOfValuesAreValues) {
+  for (const Value& value : {Value("text"), Value::list({1, "a"}), Value::dictionary({{"a", 1}}), Value(7)}) {
+    EXPECT_EQ(platform::unboxed(cases_proxyOf(platform::boxed(value))), value) << value.description();
+  }
 }
 
 TEST_F(Runtime, ObjectsThatNoValueHoldsStayThemselves) {

@@ -25,8 +25,13 @@ static enum foundation_Kind kindOfClass(id object) {
   return foundation_other;
 }
 
-// A payload has many objects of few classes, so a thread remembers their kinds. Proxies answer for another object,
-// which may change: their root class is none of Foundation's values, and their answer is not remembered.
+/// Proxies answer for another object, which may change.
+static bool isProxyClass(Class cls) {
+  while (class_getSuperclass(cls) != Nil) cls = class_getSuperclass(cls);
+  return cls != [NSObject class];
+}
+
+// A payload has many objects of few classes, so a thread remembers their kinds.
 enum foundation_Kind foundation_kindOf(id object) {
   static __thread struct {
     Class cls;
@@ -37,7 +42,7 @@ enum foundation_Kind foundation_kindOf(id object) {
   enum foundation_Kind kind = known[place].kind;
   if (known[place].cls != cls) {
     kind = kindOfClass(object);
-    if (kind != foundation_other) {
+    if (kind != foundation_other && !isProxyClass(cls)) {
       known[place].cls = cls;
       known[place].kind = kind;
     }
@@ -48,6 +53,16 @@ enum foundation_Kind foundation_kindOf(id object) {
 int64_t foundation_integerOf(id number) { return [number longLongValue]; }
 double foundation_floatingOf(id number) { return [number doubleValue]; }
 
+/// Null for what is no Unicode text, for which GNUstep raises.
+static const char *unicodeText(id string) {
+  @try {
+    return [string UTF8String];
+  } @catch (NSException *exception) {
+    if (![[exception name] isEqualToString:NSCharacterConversionException]) @throw;
+    return NULL;
+  }
+}
+
 const char *foundation_textOf(id string, char *room, size_t size, size_t *length) {
   NSUInteger units = [string length];
   // A unit of UTF-16 takes at most three bytes. A text with a zero is one that looks too short.
@@ -55,7 +70,7 @@ const char *foundation_textOf(id string, char *room, size_t size, size_t *length
     *length = strlen(room);
     if (*length >= units) return room;
   }
-  const char *text = [string UTF8String];
+  const char *text = unicodeText(string);
   if (text == NULL) {
     NSData *data = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
     *length = [data length];
