@@ -28,7 +28,7 @@ TEST_P(FrameworkTest, passes) {
   if (each.lastWords != nullptr) {
     EXPECT_DEATH(run(), each.lastWords);
   } else {
-    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), each.logged != nullptr ? each.logged : "");
   }
 }
 
@@ -55,6 +55,12 @@ TEST(BareProgram, NamesEachMissingPartOnceAndGoesOn) {
                            "class QVKeyChainWrapper", "function QLogExtensionInternal", "function QLogExtension\n"}) {
     EXPECT_EQ(countOf(std::string("the core library has no ") + part, output), 1U) << part << '\n' << output;
   }
+  EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
+}
+
+TEST(BareProgram, NamesTheMissingConfigurationOnce) {
+  const std::string output = outputOf(PELLION_BARE_WITH_CORE_LIBRARY);
+  EXPECT_EQ(countOf("has no PellionInfo.plist, so the library answers nothing; add it", output), 1U) << output;
   EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
 }
 
