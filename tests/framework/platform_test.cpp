@@ -14,7 +14,14 @@
 
 namespace {
 
-using namespace platform;
+using platform::Error;
+using platform::OptionalString;
+using platform::PLAAAUtil;
+using platform::PLJWTWrapper;
+using platform::QVFileManager;
+using platform::QVPIIManager;
+using platform::QVSystemProperties;
+using platform::Value;
 using testing::HasSubstr;
 
 class CoreLibrary : public testing::Test {
@@ -31,11 +38,12 @@ class CoreLibrary : public testing::Test {
     }
     out << "<key>JWT_SECRET</key><string>secret</string></dict></plist>";
     out.close();
-    const auto problem = unboxed(corelib_use(boxed(Value(file)), boxed(Value(directory_.path().string()))));
+    const auto problem = platform::unboxed(
+        corelib_use(platform::boxed(Value(file)), platform::boxed(Value(directory_.path().string()))));
     EXPECT_EQ(problem, std::nullopt) << problem->text();
   }
 
-  const AutoreleasePool pool_;
+  const platform::AutoreleasePool pool_;
   const test::TemporaryDirectory directory_;
 };
 
@@ -51,7 +59,7 @@ TEST_F(CoreLibrary, PassesEachTextOfTheConfiguration) {
   PLAAAUtil::sharedManagerForAnonymousUser().getTokenWithSuccess(
       [&](const OptionalString& got) { anonymousBearer = got; });
   const std::pair<OptionalString, const char*> rows[] = {
-      {Analytics::getInstance().getDCLBD(), "domain"},
+      {platform::Analytics::getInstance().getDCLBD(), "domain"},
       {properties.portalid(), "portal_id"},
       {properties.projectid(), "project_id"},
       {properties.mapid(), "map_id"},
@@ -78,7 +86,7 @@ TEST_F(CoreLibrary, PassesErrorsAndTheIdentityOfARejectedResponse) {
   EXPECT_EQ(text, "PellionErrorDomain 1 APP_VERSION_ID is not configured.");
   for (PLAAAUtil* each : {&PLAAAUtil::sharedManagerForAnonymousUser(), &PLAAAUtil::sharedManagerForDevice()}) {
     testing::internal::CaptureStderr();
-    QVNetworking::processError(Value::dictionary({{"code", 7}}), *each);
+    platform::QVNetworking::processError(Value::dictionary({{"code", 7}}), *each);
     const bool isDevice = each == &PLAAAUtil::sharedManagerForDevice();
     EXPECT_THAT(
         testing::internal::GetCapturedStderr(),
