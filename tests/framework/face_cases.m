@@ -103,7 +103,7 @@ static void theHandlerOpensTheClickActionAndCompletesOnce(void) {
                                       {@"https://shop.example?x=1", @"https://shop.example/?x=1"}};
   setUp();
   UISystemSetListener(^(NSString *what, id details) {
-    note([NSString stringWithFormat:@"%@ %@", what, details]);
+    note([NSString stringWithFormat:@"%@ %@", what, [details objectForKey:@"url"]]);
   });
   PLNotificationHandler *handler = [PLNotificationHandler shared];
   CHECK(handler == [PLNotificationHandler shared]);

@@ -43,11 +43,10 @@ Value comparableReason(const Value& reason) {
   return '[' + text.substr(space + 1, found - space - 1) + " unrecognized selector";
 }
 
-/// Without the port that the system chose, and the thread that only the simulated phone knows.
+/// Without the port that the system chose.
 Value comparable(const Value& details) {
   std::vector<Value::Entry> entries;
   for (const auto& [name, value] : details.entries()) {
-    if (name == Value("calledOnMainThread")) continue;
     if (name == Value("reason")) {
       entries.push_back({name, comparableReason(value)});
       continue;
