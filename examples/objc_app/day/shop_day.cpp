@@ -216,12 +216,22 @@ bool ShopDay::play(const std::vector<PhoneEvent>& phoneDay) {
     if (event.actor == "scenario" || event.actor == "expectation") {
       if (is(event, "scenario", "passed")) end();
       const bool claimsSuccess = event.actor == "expectation" || event.what == "passed";
-      if (isSame_ || !claimsSuccess) show(event, event.details);
+      if (differences_ == 0 || !claimsSuccess) show(event, event.details);
     } else if (!repeat(event)) {
       follow(event);
     }
   }
-  return isSame_;
+  conclude();
+  return differences_ == 0;
+}
+
+void ShopDay::conclude() {
+  const std::string events = std::to_string(compared_) + (compared_ == 1 ? " event" : " events") + " compared";
+  out_ << (differences_ == 0 ? "✓ the same as on the simulated phone: " + events
+                             : "✗ not the same as on the simulated phone: " + events + ", " +
+                                   std::to_string(differences_) + (differences_ == 1 ? " difference" : " differences"))
+       << '\n'
+       << std::flush;
 }
 
 /// Does again what the scenario, the system or the user did; returns false for what this led to.
@@ -294,6 +304,7 @@ const Value& ShopDay::payloadOf(const PhoneEvent& event) {
 
 /// Waits for what the phone's event was, and compares.
 void ShopDay::follow(const PhoneEvent& event) {
+  ++compared_;
   const auto found = events_.take(event.actor, event.what);
   if (!found) return differ("missing: " + event.actor + ", " + event.what + " " + textOf(event.details));
   const Value readable =
@@ -309,7 +320,7 @@ void ShopDay::show(const PhoneEvent& event, const Value& details) {
 }
 
 void ShopDay::differ(const std::string& text) {
-  isSame_ = false;
+  ++differences_;
   out_ << "✗ " << text << '\n' << std::flush;
 }
 
