@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // Cases in Objective-C. Each runs in a process of its own, because the module changes classes and starts once.
 

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "foundation/runtime/repairs.h"
+#include "foundation/objc/required_repairs.h"
 
 // Here a program is one process, which ends without teardown.
 

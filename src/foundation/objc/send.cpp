@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "foundation/objc/guard.h"
-#include "foundation/runtime/class_layout.h"
-#include "foundation/runtime/encodings.h"
+#include "foundation/objc/required_repairs.h"
+#include "foundation/objc/runtime_functions.h"
 #include "platform/programming_error.h"
 #include "services/ffi_type.h"
 #include "value/type_encoding.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // What the files of this folder ask of Foundation's objects. In C++, because the repairs run while the program's
 // Objective-C files are being loaded: until a file is loaded, it cannot send a message.

@@ -11,8 +11,8 @@
 #include <mutex>
 #include <utility>
 
+#include "foundation/objc/required_repairs.h"
 #include "foundation/runtime/objects.h"
-#include "foundation/runtime/repairs.h"
 #include "foundation/runtime/side_table.h"
 #include "platform/programming_error.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// The entry of the application's Info.plist, or null.
 FOUNDATION_C id foundation_infoEntry(id key);
