@@ -4,10 +4,9 @@
 // phone).
 //
 // The layout of variables is the one that the compiler writes, as that of blocks (block_layout.h).
-#import "foundation/runtime/blocks.h"
-
 #import "foundation/objc/block_layout.h"
 #import "foundation/runtime/objects.h"
+#import "foundation/runtime/repairs.h"
 
 #include <stdlib.h>
 #include <string.h>

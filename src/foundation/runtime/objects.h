@@ -11,3 +11,5 @@ FOUNDATION_C id foundation_copy(id object);
 FOUNDATION_C void foundation_sendDealloc(id object);
 /// At the end of an object: clears the slots that refer to it and lets go of what is attached to it.
 FOUNDATION_C void foundation_endSideData(id object);
+/// Makes this thread known to Foundation, once. The first pool of a thread does it.
+FOUNDATION_C void foundation_registerThread();
