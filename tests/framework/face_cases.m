@@ -6,7 +6,8 @@
 static void theServiceHasOneInstanceAndItsProperties(void) {
   setUp();
   PLMessaging *messaging = [PLMessaging shared];
-  CHECK(messaging == [PLMessaging shared]);
+  for (int i = 0; i < 3; ++i) [messaging release];  // has no effect
+  CHECK(messaging == [PLMessaging shared] && [messaging retainCount] == NSUIntegerMax);
   CHECK(messaging.pnToken == nil && messaging.APNSToken == nil && messaging.pnID == nil);
   CHECK(messaging.conversionEvent == nil && [messaging.pellionPnID count] == 0);
   [messaging updateLogMsgIds:payload(12)];
@@ -52,7 +53,8 @@ static void instancesCannotBeMade(void) {
                                       {@"PLMessaging", @"new", @"use +[PLMessaging shared]"},
                                       {@"PLNotificationHandler", @"alloc", @"use +[PLNotificationHandler shared]"},
                                       {@"PLNotificationHandler", @"new", @"use +[PLNotificationHandler shared]"},
-                                      {@"PLAppDelegateSwizzler", @"alloc", @"use its class methods"}};
+                                      {@"PLAppDelegateSwizzler", @"alloc", @"use its class methods"},
+                                      {@"PLAppDelegateSwizzler", @"new", @"use its class methods"}};
   setUp();
   for (int isStarted = 0; isStarted < 2; ++isStarted) {
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i) {
@@ -106,7 +108,8 @@ static void theHandlerOpensTheClickActionAndCompletesOnce(void) {
     note([NSString stringWithFormat:@"%@ %@", what, [details objectForKey:@"url"]]);
   });
   PLNotificationHandler *handler = [PLNotificationHandler shared];
-  CHECK(handler == [PLNotificationHandler shared]);
+  [handler release];
+  CHECK(handler == [PLNotificationHandler shared] && [handler retainCount] == NSUIntegerMax);
   for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i) {
     [handler handleNotificationResponse:tapOn(clickAction(rows[i][0]))
                       completionHandler:^{
@@ -130,7 +133,7 @@ static NSString *openedLinkedWith(NSString *number) {
   release = number;
   method_setImplementation(class_getInstanceMethod([NSBundle class], @selector(infoDictionary)), (IMP)infoOfRelease);
   UISystemSetListener(^(NSString *what, id details) {
-    note([NSString stringWithFormat:@"%@ %@", what, details]);
+    note([NSString stringWithFormat:@"%@ %@", what, [details objectForKey:@"url"]]);
   });
   [[PLNotificationHandler shared] handleNotificationResponse:tapOn(clickAction(@"https://shop.example/a b"))
                                            completionHandler:nil];
