@@ -43,7 +43,7 @@ Value comparableReason(const Value& reason) {
   return '[' + text.substr(space + 1, found - space - 1) + " unrecognized selector";
 }
 
-/// Without the port that the system chose.
+/// Without the port that the system chose and the program's name.
 Value comparable(const Value& details) {
   std::vector<Value::Entry> entries;
   for (const auto& [name, value] : details.entries()) {
@@ -57,7 +57,8 @@ Value comparable(const Value& details) {
     }
     std::vector<Value> fields;
     for (const Value& field : value.elements()) {
-      if (field.elements()[0] != Value("Host")) fields.push_back(field);
+      const Value& fieldName = field.elements()[0];
+      if (fieldName != Value("Host") && fieldName != Value("User-Agent")) fields.push_back(field);
     }
     entries.push_back({name, Value::list(fields)});
   }
