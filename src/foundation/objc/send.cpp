@@ -48,11 +48,7 @@ void checkTypes(id receiver, const char* declared, SEL selector, const char* typ
   const auto declaredLetters = comparableLetters(declared);
   if (!declaredLetters || declaredLetters == comparableLetters(types)) return;
   const Class cls = object_getClass(receiver);
-  const bool isClassMethod = class_isMetaClass(cls);
-  throw platform::Exception(platform::invalidArgumentException, std::string(isClassMethod ? "+[" : "-[") +
-                                                                    class_getName(cls) + " " + sel_getName(selector) +
-                                                                    "]: called as \"" + types +
-                                                                    "\" but declared as \"" + declared + "\"");
+  value::raiseOtherTypes(class_getName(cls), sel_getName(selector), class_isMetaClass(cls), types, declared);
 }
 
 /// A guard for the methods of one signature.
