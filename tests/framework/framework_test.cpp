@@ -60,7 +60,7 @@ TEST(BareProgram, NamesEachMissingPartOnceAndGoesOn) {
 
 TEST(BareProgram, NamesTheMissingConfigurationOnce) {
   const std::string output = outputOf(PELLION_BARE_WITH_CORE_LIBRARY);
-  EXPECT_EQ(countOf("has no PellionInfo.plist, so the library answers nothing; add it", output), 1U) << output;
+  EXPECT_EQ(countOf("has no PellionInfo.plist, so the library's classes return nil; add it", output), 1U) << output;
   EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
 }
 
