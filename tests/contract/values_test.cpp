@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <vector>
 
 #include "platform/json_serialization.h"
 #include "platform/object_messages.h"
@@ -43,6 +44,7 @@ const Value trees[] = {
     std::string(300, 'x') + "\u00e4\U0001F916\uFFFD",
     Value::bytes(std::string_view("\0\xff", 2)),
     Value::list({}),
+    Value::list(std::vector<Value>(33, 7)),
     Value::dictionary(
         {{"a", Value::list({1, Value(), "x", true})}, {"b", Value::dictionary({})}, {"", 0.5}, {"\uFEFFk", 1}}),
 };

@@ -50,6 +50,28 @@ static void startsOnAnotherThread(void) {
   CHECK_EQUAL(seenToken(), @"a");
 }
 
+static BOOL canOpenAll(id self, SEL selector, NSURL *url) {
+  (void)self, (void)selector;
+  note([NSString stringWithFormat:@"can open %@", url]);
+  return YES;
+}
+
+static void aURLThatFoundationRefusesIsNotOpened(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  method_setImplementation(class_getInstanceMethod([UIApplication class], @selector(canOpenURL:)), (IMP)canOpenAll);
+  UISystemSetListener(^(NSString *what, id details) {
+    note([NSString stringWithFormat:@"%@ %@", what, details]);
+  });
+  NSDictionary *info = [NSDictionary dictionaryWithObject:@"{\"pellionPnID\": 1, \"clickAction\": \"https://[v1.x]/\"}"
+                                                   forKey:@"addInfo"];
+  UISystemDeliverResponse(info, UNNotificationDefaultActionIdentifier);
+  CHECK_EQUAL(takeNotes(), @"response, response completed (null)");
+  [[PLNotificationHandler shared] handleNotificationResponse:tapOn(info) completionHandler:nil];
+  runQueue();
+  CHECK_EQUAL(takeNotes(), @"");
+}
+
 static void delegatesMayBeDeallocated(void) {
   setUp();
   NSAutoreleasePool *pool = [NSAutoreleasePool new];
@@ -139,10 +161,7 @@ static void otherObjectsInPlaceOfTextsAreRefused(void) {
         UISystemDeliverInForeground(wrong);
       }),
       @"NSInvalidArgumentException -[Article dataUsingEncoding:]: unrecognized selector sent to instance 0x");
-  UNNotificationResponse *response =
-      [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:wrong]
-                                           actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
-  [[PLNotificationHandler shared] handleNotificationResponse:response
+  [[PLNotificationHandler shared] handleNotificationResponse:tapOn(wrong)
                                            completionHandler:^{
                                              note(@"completed");
                                            }];
@@ -168,14 +187,14 @@ static void theSystemPassesNoFetchHandler(void) {
   [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:10]];
 }
 
-#define CASE(function) \
-  { #function, function, NULL }
-#define ENDS(function, words) \
-  { #function, function, words }
 const struct framework_Case framework_badCases[] = {
     CASE(startsWithoutADelegate),
     CASE(startsTwice),
-    CASE(startsOnAnotherThread),
+    LOGS(startsOnAnotherThread,
+         "PellionMessaging: \\+\\[PLMessaging startService\\] is called on a thread other than the main thread, but it "
+         "works on objects that belong to the main thread; call it in -application:didFinishLaunchingWithOptions:"),
+    LOGS(aURLThatFoundationRefusesIsNotOpened,
+         "PellionMessaging: Foundation makes no URL of https://\\[v1.x\\]/, so it is not opened"),
     CASE(delegatesMayBeDeallocated),
     CASE(payloadsMayHoldOtherObjects),
     CASE(payloadsNeedNotBeTrees),
@@ -188,4 +207,4 @@ const struct framework_Case framework_badCases[] = {
     ENDS(theSystemPassesNoFetchHandler,
          "PellionMessaging: application:didReceiveRemoteNotification:fetchCompletionHandler: was called without a "
          "completion handler"),
-    {NULL, NULL, NULL}};
+    END_OF_CASES};

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/objc/programming_error.h"
+#include "host/phone/phone.h"
 #include "messaging/PLMessaging.h"
 #include "pellion/backend/jwt_reader.h"
 #include "pellion/run/application_objects.h"
@@ -72,18 +73,19 @@ bool Observation::hasLogged(std::string_view beginning) const {
 ExplainPhone::ExplainPhone(Options options)
     : application_(readApplication({}, nullptr, nullptr)),
       whyNothingIsSent_(std::move(options.whyNothingIsSent)),
-      phone_(network_, {.storage = storage_.path(),
-                        .urlSchemes = std::move(options.urlSchemes),
-                        .linkedBefore17 = options.linkedBefore17,
-                        .sink = [this](const host::Event& event) { receive(event); },
-                        .listensToLog = true}) {
-  TemporaryDirectory::write([&] { phone_.configure(observable(options.configuration)); });
+      phone_(std::make_unique<host::Phone>(
+          network_, host::Phone::Options{.storage = storage_.path(),
+                                         .urlSchemes = std::move(options.urlSchemes),
+                                         .linkedBefore17 = options.linkedBefore17,
+                                         .sink = [this](const host::Event& event) { receive(event); },
+                                         .listensToLog = true})) {
+  TemporaryDirectory::write([&] { phone_->configure(observable(options.configuration)); });
 }
 
-ExplainPhone::~ExplainPhone() { phone_.terminate(); }
+ExplainPhone::~ExplainPhone() { phone_->terminate(); }
 
 Observation ExplainPhone::observe(const Work& work, const Work& before) {
-  phone_.launch().setSessionFactory([this] {
+  phone_->launch().setSessionFactory([this] {
     return std::make_shared<ReadingSession>([this](const platform::URLRequest& request) { read(request); });
   });
   attempt([this] { startApplication(application_); });
@@ -102,7 +104,7 @@ Observation ExplainPhone::observeNext(const Work& work) {
 }
 
 void ExplainPhone::inProcess(const Work& work) {
-  const host::ProcessScope scope(*phone_.process());
+  const host::ProcessScope scope(*phone_->process());
   work();
 }
 
@@ -117,7 +119,7 @@ void ExplainPhone::attempt(const Work& work) {
     }
   };
   guarded(work);
-  guarded([this] { phone_.process()->mainQueue().runUntilIdle(); });
+  guarded([this] { phone_->process()->mainQueue().runUntilIdle(); });
 }
 
 void ExplainPhone::receive(const host::Event& event) {

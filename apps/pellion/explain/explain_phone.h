@@ -1,15 +1,22 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/phone/phone.h"
+#include "host/phone/url_schemes.h"
 #include "pellion/document/application_description.h"
 #include "pellion/run/temporary_directory.h"
+#include "platform/url_session.h"
 #include "services/http/network.h"
+
+namespace host {
+class Phone;
+struct Event;
+}  // namespace host
 
 namespace pellion {
 
@@ -66,7 +73,7 @@ class ExplainPhone {
   TemporaryDirectory storage_;
   services::Network network_;
   Observation seen_;
-  host::Phone phone_;
+  std::unique_ptr<host::Phone> phone_;
 };
 
 }  // namespace pellion

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/objc/programming_error.h"
+#include "host/phone/phone.h"
 #include "pellion/run/event_details.h"
 #include "pellion/run/stack_limit.h"
 #include "platform/exception.h"
@@ -24,13 +25,14 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
     : scenario_(scenario),
       options_(std::move(options)),
       warnings_(scenario),
-      phone_(network, {.storage = storage_.path(),
-                       .clock = options_.clock,
-                       .urlSchemes = scenario.urlSchemes,
-                       .linkedBefore17 = scenario.application.linkedBefore17,
-                       .hiddenClasses = scenario.application.missingClasses,
-                       .sink = [this](const host::Event& event) { receive(event); },
-                       .listensToLog = true}) {
+      phone_(std::make_unique<host::Phone>(
+          network, host::Phone::Options{.storage = storage_.path(),
+                                        .clock = options_.clock,
+                                        .urlSchemes = scenario.urlSchemes,
+                                        .linkedBefore17 = scenario.application.linkedBefore17,
+                                        .hiddenClasses = scenario.application.missingClasses,
+                                        .sink = [this](const host::Event& event) { receive(event); },
+                                        .listensToLog = true})) {
   if (options_.server) return;
   backend_ = std::make_unique<Backend>(Backend::Options{
       .notify = [this](std::string_view what, const Value& details) { report("backend", what, details); },
@@ -40,7 +42,7 @@ ScenarioRun::ScenarioRun(const Scenario& scenario, services::Network& network, O
 
 // The process is destroyed first, so that no code uses a backend that is already destroyed.
 ScenarioRun::~ScenarioRun() {
-  phone_.terminate();
+  phone_->terminate();
   backend_.reset();
 }
 
@@ -68,7 +70,7 @@ bool ScenarioRun::run() {
 /// The host's error names the file in the phone's storage; the text to correct is in the scenario.
 void ScenarioRun::runAt(Position position, const std::function<void()>& work) {
   const auto fail = [&](std::string_view text) {
-    const std::string file = phone_.configurationPath().string() + ": ";
+    const std::string file = phone_->configurationPath().string() + ": ";
     if (text.starts_with(file)) text.remove_prefix(file.size());
     throw errorAt(scenario_.file, position, "the configuration cannot be used: " + std::string(text));
   };
@@ -119,7 +121,7 @@ void ScenarioRun::record(host::Event event) {
 std::string ScenarioRun::place(const JSONNode& node) const { return placeText(scenario_.file, node.position); }
 
 void ScenarioRun::report(std::string_view actor, std::string_view what, Value details) {
-  receive({phone_.clock().now(), actor, what, std::move(details)});
+  receive({phone_->clock().now(), actor, what, std::move(details)});
 }
 
 void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
@@ -136,7 +138,7 @@ void ScenarioRun::configure(std::span<const Value::Entry> overrides) {
     const auto beside = std::filesystem::path(scenario_.file).parent_path() / file->text();
     entries.push_back({"CA_FILE", std::filesystem::absolute(beside).string()});
   }
-  TemporaryDirectory::write([&] { phone_.configure(Value::dictionary(entries)); });
+  TemporaryDirectory::write([&] { phone_->configure(Value::dictionary(entries)); });
   const Value* secret = merged.find("JWT_SECRET");
   const std::lock_guard lock(mutex_);
   secret_ = secret == nullptr ? std::nullopt : std::optional<std::string>(secret->text());
@@ -176,7 +178,7 @@ std::optional<std::string> ScenarioRun::appGroup() const {
 }
 
 void ScenarioRun::inProcess(const std::function<void()>& work) {
-  host::Process& process = *phone_.process();
+  host::Process& process = *phone_->process();
   const host::ProcessScope scope(process);
   const StackLimit limit;
   holdOthersBack();
@@ -187,7 +189,7 @@ void ScenarioRun::inProcess(const std::function<void()>& work) {
 }
 
 void ScenarioRun::letPass(std::chrono::nanoseconds duration) {
-  host::Process& process = *phone_.process();
+  host::Process& process = *phone_->process();
   const host::ProcessScope scope(process);
   const StackLimit limit;
   attempt("module", [&] { process.mainQueue().advance(duration); });

@@ -11,14 +11,18 @@
 #include <utility>
 #include <vector>
 
+#include "host/phone/clock.h"
 #include "host/phone/observed_event.h"
-#include "host/phone/phone.h"
 #include "pellion/backend/backend.h"
 #include "pellion/document/scenario.h"
 #include "pellion/run/mismatch.h"
 #include "pellion/run/run_warnings.h"
 #include "pellion/run/temporary_directory.h"
 #include "services/http/network.h"
+
+namespace host {
+class Phone;
+}
 
 namespace pellion {
 
@@ -47,7 +51,7 @@ class ScenarioRun {
 
   // For the steps:
   [[nodiscard]] const Scenario& scenario() const { return scenario_; }
-  [[nodiscard]] host::Phone& phone() { return phone_; }
+  [[nodiscard]] host::Phone& phone() { return *phone_; }
   [[nodiscard]] Backend& backend() { return *backend_; }
   /// "file:line:column"
   [[nodiscard]] std::string place(const JSONNode& node) const;
@@ -107,7 +111,7 @@ class ScenarioRun {
   std::optional<Position> failedAt_;
   bool isOver_ = false;
   TemporaryDirectory storage_;
-  host::Phone phone_;
+  std::unique_ptr<host::Phone> phone_;
   std::unique_ptr<Backend> backend_;
 };
 

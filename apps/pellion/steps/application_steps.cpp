@@ -3,6 +3,7 @@
 #include <map>
 
 #include "appdelegate/PLAppDelegateSwizzler.h"
+#include "host/phone/phone.h"
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
 #include "messaging/PLMessaging.h"

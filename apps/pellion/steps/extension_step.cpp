@@ -1,5 +1,6 @@
 #include "pellion/steps/extension_step.h"
 
+#include "host/phone/phone.h"
 #include "pellion/run/scenario_run.h"
 #include "platform/user_defaults.h"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "host/phone/phone.h"
 #include "pellion/run/mismatch.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/application_expectation.h"

@@ -3,6 +3,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/phone/phone.h"
 #include "host/phone/system_events.h"
 #include "pellion/document/configuration_check.h"
 #include "pellion/run/scenario_run.h"

@@ -33,8 +33,13 @@ static enum foundation_Kind kindOfClass(id object) {
   return foundation_other;
 }
 
-// A payload has many objects of few classes, so a thread remembers their kinds. Proxies answer for another object,
-// which may change: their root class is none of Foundation's values, and their answer is not remembered.
+/// Proxies answer for another object, which may change.
+static bool isProxyClass(Class cls) {
+  while (class_getSuperclass(cls) != Nil) cls = class_getSuperclass(cls);
+  return cls != [NSObject class];
+}
+
+// A payload has many objects of few classes, so a thread remembers their kinds.
 enum foundation_Kind foundation_kindOf(id object) {
   static __thread struct {
     Class cls;
@@ -45,7 +50,7 @@ enum foundation_Kind foundation_kindOf(id object) {
   enum foundation_Kind kind = known[place].kind;
   if (known[place].cls != cls) {
     kind = kindOfClass(object);
-    if (kind != foundation_other) {
+    if (kind != foundation_other && !isProxyClass(cls)) {
       known[place].cls = cls;
       known[place].kind = kind;
     }

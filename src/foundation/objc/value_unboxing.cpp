@@ -46,7 +46,7 @@ class Room {
 };
 using Objects = Room<id, 32>;
 
-/// The text of a string object, as UTF-8. Half of a pair of surrogates, which is no Unicode text, is replaced.
+/// The text of a string object, as UTF-8. Half of a pair of surrogates, which is no Unicode text, is left out.
 class Text {
  public:
   explicit Text(id string) : count_(foundation_unitCountOf(string)), bytes_(longest * count_) {
@@ -70,7 +70,8 @@ class Text {
       char32_t character = units[i];
       if ((character & 0xF800) == 0xD800) {
         const bool isPair = character < 0xDC00 && i + 1 < count_ && (units[i + 1] & 0xFC00) == 0xDC00;
-        character = isPair ? (character << 10) + units[++i] - 0x35FDC00 : 0xFFFD;
+        if (!isPair) continue;
+        character = (character << 10) + units[++i] - 0x35FDC00;
       }
       out = append(out, character);
     }

@@ -26,7 +26,8 @@ PL_FINAL
 + (void)startService;
 
 /**
- * The one instance. The first call makes it, and it begins to observe the application's activation.
+ * The one instance. The first call makes it, and it begins to observe the application's activation. It lives as long as
+ * the process: -retain, -release and -autorelease have no effect.
  */
 + (PLMessaging *)shared;
 

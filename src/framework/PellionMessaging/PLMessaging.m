@@ -39,6 +39,7 @@
 - (instancetype)init {
   return self;
 }
+PL_IMMORTAL_INSTANCE
 
 - (NSString *)pnToken {
   return nil;

@@ -15,7 +15,7 @@ PL_FINAL
 @interface PLNotificationHandler : NSObject
 
 /**
- * The one instance.
+ * The one instance. It lives as long as the process: -retain, -release and -autorelease have no effect.
  */
 + (PLNotificationHandler *)shared;
 
@@ -23,8 +23,9 @@ PL_FINAL
 /**
  * Opens the click action of the response's action, later and on the main thread.
  *
- * @param response The UNNotificationResponse.
+ * @param response The UNNotificationResponse, or nil.
  * @param completion The handler that the delegate was given. It is called once, before this method returns.
+ * @exception NSInvalidArgumentException The object is no response; the completion is not called then.
  */
 - (void)handleNotificationResponse:(PL_NULLABLE id)response
                  completionHandler:(void (^PL_BLOCK_NULLABLE)(void))completion;

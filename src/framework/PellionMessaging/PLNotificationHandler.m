@@ -27,6 +27,7 @@
 - (instancetype)init {
   return self;
 }
+PL_IMMORTAL_INSTANCE
 
 - (void)handleNotificationResponse:(id)response completionHandler:(void (^)(void))completion {
   pl_handleNotificationResponse(response, completion);

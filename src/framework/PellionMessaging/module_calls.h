@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // The module's public classes, for their Objective-C side. Objects that are returned are autoreleased. A call raises as
 // Objective-C does.

@@ -2,14 +2,13 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "host/phone/clock.h"
+#include "services/timed_queue.h"
 
 namespace host {
 
@@ -44,24 +43,14 @@ class MainQueue {
   void endOutsideWork();
 
  private:
-  struct Item {
-    std::chrono::nanoseconds due;
-    std::uint64_t order;
-    Work work;
-  };
-  static bool isLater(const Item& left, const Item& right) {
-    return left.due != right.due ? left.due > right.due : left.order > right.order;
-  }
   void runUntil(std::chrono::nanoseconds target);
-  void runNext(std::unique_lock<std::mutex>& lock);
   bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
 
   Clock& clock_;
   const std::thread::id mainThread_ = std::this_thread::get_id();
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<Item> items_;  // a heap, the next item in front
-  std::uint64_t nextOrder_ = 0;
+  services::TimedQueue<std::chrono::nanoseconds> items_;
   int outsideWork_ = 0;
   bool isClosed_ = false;
 };

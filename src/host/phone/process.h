@@ -51,6 +51,7 @@ class Process final : public services::RequestOwner {
   [[nodiscard]] Clock& clock() { return environment_.clock; }
   [[nodiscard]] services::Network& network() override { return environment_.network; }
   [[nodiscard]] services::NetworkPolicy networkPolicy() const override;
+  [[nodiscard]] std::string userAgent() const override { return "PellionHost"; }
   /// Takes effect at once: for requests that start, and for the next redirect and time limit of those in flight.
   void setNetworkPolicy(services::NetworkPolicy policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }

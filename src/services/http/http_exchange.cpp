@@ -34,7 +34,7 @@ std::string fieldValue(std::string value) {
 
 }  // namespace
 
-Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
+Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust)
     : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
   if (!handle_) throw std::bad_alloc();
   set(CURLOPT_NOSIGNAL, 1L);
@@ -56,11 +56,11 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE*
   set(CURLOPT_NOPROGRESS, 0L);
   set(CURLOPT_XFERINFOFUNCTION, &Transfer::noteProgress);
   set(CURLOPT_XFERINFODATA, this);
-  describeRequest();
+  describeRequest(userAgent);
   if (trust != nullptr) secureConnection(trust);
 }
 
-void Transfer::describeRequest() {
+void Transfer::describeRequest(std::string_view userAgent) {
   const std::string& method = request_.httpMethod;
   if (request_.httpBody || method == "POST") {
     const platform::ByteView body = request_.httpBody ? request_.httpBody->bytes() : platform::ByteView();
@@ -71,7 +71,7 @@ void Transfer::describeRequest() {
     set(CURLOPT_NOBODY, 1L);
   }
   set(CURLOPT_CUSTOMREQUEST, method.c_str());
-  wireFields_ = wireFields(request_);
+  wireFields_ = wireFields(request_, userAgent);
   for (const std::string& line : libcurlLines(wireFields_)) {
     curl_slist* const longer = curl_slist_append(lines_.get(), line.c_str());
     if (longer == nullptr) throw std::bad_alloc();

@@ -28,7 +28,7 @@ class Transfer {
   static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // all interim responses included
 
   /// The request, whose URL is `url`, and `trust` must outlive the transfer. `trust` is null for http.
-  Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
+  Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -55,7 +55,7 @@ class Transfer {
   void set(CURLoption option, T value) {
     curl_easy_setopt(handle_.get(), option, value);
   }
-  void describeRequest();
+  void describeRequest(std::string_view userAgent);
   void secureConnection(X509_STORE* trust);
   [[nodiscard]] std::optional<URLErrorCode> endHead();
   static int verify(X509_STORE_CTX* certificates, void* self);

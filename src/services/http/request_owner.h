@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "platform/value.h"
@@ -16,6 +17,8 @@ class RequestOwner {
  public:
   [[nodiscard]] virtual Network& network() = 0;
   [[nodiscard]] virtual NetworkPolicy networkPolicy() const = 0;
+  /// The value of the header field User-Agent for requests that have none.
+  [[nodiscard]] virtual std::string userAgent() const = 0;
 
   /// Between the two calls at least one request is in flight, and the owner's virtual time stands still.
   virtual void beginOutsideWork() = 0;

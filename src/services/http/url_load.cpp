@@ -49,7 +49,7 @@ CURL* Load::begin(TrustStores& trustStores) {
     if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
     trust = store.certificates.get();
   }
-  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust);
+  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), owner().userAgent(), trust);
   if (owner().hasListener()) transfer_->onConnected([this] { reportRequest(); });
   return transfer_->handle();
 }
