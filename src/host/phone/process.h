@@ -58,6 +58,7 @@ class Process final : public services::RequestOwner {
   [[nodiscard]] Clock& clock() { return environment_.clock; }
   [[nodiscard]] services::Network& network() override { return environment_.network; }
   [[nodiscard]] std::shared_ptr<const services::NetworkPolicy> networkPolicy() const override;
+  [[nodiscard]] std::string userAgent() const override { return "PellionHost"; }
   /// Takes effect at once for requests that start and for the next redirect of those in flight, within a second for
   /// their time limit.
   void setNetworkPolicy(std::shared_ptr<const services::NetworkPolicy> policy);

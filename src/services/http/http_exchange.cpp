@@ -33,8 +33,9 @@ std::string fieldValue(std::string value) {
 
 }  // namespace
 
-Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust, EasyHandles& handles)
-    : request_(request), url_(std::move(url)), handles_(handles), handle_(handles.take()) {
+Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust,
+                   EasyHandles& handles)
+    : request_(request), url_(std::move(url)), userAgent_(userAgent), handles_(handles), handle_(handles.take()) {
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);  // a look-up of a name that takes longer than the transfer ends by itself
   set(CURLOPT_CURLU, url_.handle());
@@ -74,7 +75,7 @@ void Transfer::describeRequest() {
     set(CURLOPT_NOBODY, 1L);
   }
   set(CURLOPT_CUSTOMREQUEST, method.c_str());
-  lines_ = libcurlLines(wireFields(request_));
+  lines_ = libcurlLines(wireFields(request_, userAgent_));
   list_.reserve(lines_.size());
   for (std::string& line : lines_) {
     list_.push_back({line.data(), nullptr});
@@ -95,7 +96,7 @@ void Transfer::onConnected(std::function<void()> callback) {
 
 /// libcurl sends Host first, also one that the request has.
 std::vector<WireField> Transfer::fields() const {
-  std::vector<WireField> fields = wireFields(request_);
+  std::vector<WireField> fields = wireFields(request_, userAgent_);
   const auto isHost = [](const WireField& field) { return value::asciiLowercase(field.first) == "host"; };
   const auto own = std::ranges::find_if(fields, isHost);
   if (own == fields.end()) {

@@ -35,7 +35,8 @@ class Transfer {
   static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // all interim responses included
 
   /// The request, whose URL is `url`, `trust` and `handles` must outlive the transfer. `trust` is null for http.
-  Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust, EasyHandles& handles);
+  Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust,
+           EasyHandles& handles);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
   /// The handle must not be in use by libcurl any more.
@@ -79,6 +80,7 @@ class Transfer {
 
   const platform::URLRequest& request_;
   HTTPURL url_;
+  const std::string userAgent_;
   EasyHandles& handles_;
   EasyHandles::Handle handle_;
   std::vector<std::string> lines_;

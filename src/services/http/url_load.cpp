@@ -50,7 +50,8 @@ CURL* Load::begin(Resources& resources) {
     if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
     trust = store.certificates.get();
   }
-  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust, resources.handles);
+  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), owner().userAgent(), trust,
+                                         resources.handles);
   if (owner().hasListener()) transfer_->onConnected([this] { reportRequest(); });
   curl_easy_setopt(transfer_->handle(), CURLOPT_PRIVATE, this);
   return transfer_->handle();

@@ -11,13 +11,15 @@ namespace services {
 namespace {
 
 // Fields that the platform adds to a request that does not have them.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 5> platformFields{{
-    {"Accept", "*/*"},
-    {"Accept-Language", "en-US,en;q=0.9"},
-    {"Accept-Encoding", "gzip, deflate"},
-    {"User-Agent", "PellionHost"},
-    {"Connection", "keep-alive"},
-}};
+std::array<std::pair<std::string_view, std::string_view>, 5> platformFields(std::string_view userAgent) {
+  return {{
+      {"Accept", "*/*"},
+      {"Accept-Language", "en-US,en;q=0.9"},
+      {"Accept-Encoding", "gzip, deflate"},
+      {"User-Agent", userAgent},
+      {"Connection", "keep-alive"},
+  }};
+}
 
 // Fields that libcurl adds when a request does not have them, and that the platform does not add.
 constexpr std::array<std::string_view, 2> libcurlFields{"Content-Type", "Expect"};
@@ -63,9 +65,10 @@ std::optional<std::string> wireFault(const platform::URLRequest& request) {
   return std::nullopt;
 }
 
-std::vector<WireField> wireFields(const platform::URLRequest& request) {
+std::vector<WireField> wireFields(const platform::URLRequest& request, std::string_view userAgent) {
+  const auto added = platformFields(userAgent);
   std::vector<WireField> fields;
-  fields.reserve(request.headers.fields().size() + 1 + platformFields.size());
+  fields.reserve(request.headers.fields().size() + 1 + added.size());
   std::optional<std::string> length = contentLength(request);
   for (const auto& [name, value] : request.headers.fields()) {
     if (!value::equalsInAnyCase(name, "content-length")) {
@@ -75,7 +78,7 @@ std::vector<WireField> wireFields(const platform::URLRequest& request) {
     }
   }
   if (length) fields.emplace_back("Content-Length", *length);
-  for (const auto& [name, value] : platformFields) {
+  for (const auto& [name, value] : added) {
     if (request.headers.find(name) == nullptr) fields.emplace_back(name, value);
   }
   return fields;
