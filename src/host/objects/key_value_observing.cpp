@@ -123,7 +123,7 @@ struct PropertyType {
 template <class... T>
 const PropertyType* propertyTypeAmong(char letter) {
   static const PropertyType types[] = {
-      {*platform::encodingOf<T>(), host::implementationOf(&notifyingSetter<T>), &currentValue<T>}...};
+      {*platform::encodingOf<T>(), host::asIMP(&notifyingSetter<T>), &currentValue<T>}...};
   const auto* found = std::ranges::find(types, letter, &PropertyType::letter);
   return found == std::end(types) ? nullptr : found;
 }
@@ -203,8 +203,7 @@ class NotifyingClasses {
     if (made == nullptr) return nullptr;
     made->notifiesObservers = true;
     constexpr auto apparent = +[](id self, SEL) { return apparentClassOf(self); };
-    class_addMethod(made, sel_registerName("class"), host::implementationOf(apparent),
-                    platform::encodingOfFunction(apparent));
+    class_addMethod(made, sel_registerName("class"), host::asIMP(apparent), platform::encodingOfFunction(apparent));
     objc_registerClassPair(made);
     return made;
   }
