@@ -78,10 +78,11 @@ void Phones::run(Continues continues) {
   std::size_t running = 0;
   bool isSending = true;
   std::vector<Member*> ready;
-  while (isSending || running != 0) {
+  for (;;) {
     for (; running < inFlight_ && (isSending = isSending && continues()); ++running) {
       send(*phones_[sent_ / 2 % phones_.size()]);
     }
+    if (running == 0) break;
     {
       std::unique_lock lock(mutex_);
       changed_.wait(lock, [&] { return ended_ != 0 || !ready_.empty(); });
