@@ -108,6 +108,15 @@ TEST_F(URLSessionTest, AllowsClearTextToHostsThatThePolicyNames) {
   EXPECT_EQ(load(request(server.url("/", "backend.LOCALHOST"))).body, "{}");
 }
 
+TEST_F(URLSessionTest, SendsFromTheAddressThatThePolicyNames) {
+  LoopbackServer server(always(plainOK));
+  for (const auto& [address, isOfThisMachine] : {std::pair("127.0.0.9", true), std::pair("192.0.2.1", false)}) {
+    process_.reset();
+    policy_.sourceAddress = address;
+    EXPECT_EQ(load(request(server.url("/"))).response.has_value(), isOfThisMachine) << address;
+  }
+}
+
 TEST_F(URLSessionTest, ReportsErrorsOfTheConnection) {
   const std::string lost = "The network connection was lost.";
   const std::string raw = "cannot decode raw data";

@@ -223,16 +223,20 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   const std::size_t threads =
       arguments.threads > 0 ? arguments.threads : std::max(1U, std::thread::hardware_concurrency());
   const auto parts = services::parseURLComponents(arguments.server.value_or("http://127.0.0.1"));
-  checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
-               isLoopback(parts->host.value_or("")));
+  const std::size_t sources = checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
+                                           isLoopback(parts->host.value_or("")));
   warnOfLateStarts(plan, surroundings);
   std::optional<OutputFile> csv;
   std::optional<OutputFile> json;
   if (arguments.csv) csv.emplace(*arguments.csv, "--csv", OutputFile::toBeHandedOn);
   if (arguments.json) json.emplace(*arguments.json, "--json", OutputFile::toBeHandedOn);
-  const FleetReport report = play(
-      plan, {.server = arguments.server, .threads = threads, .seed = arguments.seed, .isAudited = arguments.isAudited},
-      surroundings);
+  const FleetReport report = play(plan,
+                                  {.server = arguments.server,
+                                   .threads = threads,
+                                   .seed = arguments.seed,
+                                   .sources = sources,
+                                   .isAudited = arguments.isAudited},
+                                  surroundings);
   writeFleetReport(surroundings.out, report);
   writeFiles(csv, json, report);
   return report.audit && report.audit->differenceCount > 0 ? 1 : 0;

@@ -26,6 +26,7 @@ class Fleet {
     std::size_t threads = 1;
     std::uint64_t seed = 0;
     std::uint64_t firstNumber = 0;  ///< of the phones, for one of several programs
+    std::size_t sources = 1;        ///< addresses of loopback from which phones send: see checkMachine
     bool isAudited = false;         ///< built-in backend only
   };
   /// The plan outlives this object. Throws InputError when no server can be made.

@@ -34,7 +34,7 @@ Value ofPhone(const Value::Entry& entry, const std::string& phone) {
 
 }  // namespace
 
-FleetBundle::FleetBundle(const FleetKind& kind, const std::string& serverURL) {
+FleetBundle::FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources) : sources_(sources) {
   const Value& configuration = kind.life.configuration.value;
   entries_.assign(configuration.entries().begin(), configuration.entries().end());
   entries_.push_back({"SERVER_URL", serverURL});
@@ -53,8 +53,9 @@ FleetBundle::FleetBundle(const FleetKind& kind, const std::string& serverURL) {
   });
 }
 
-services::Configuration FleetBundle::configuration(const std::string& phone,
+services::Configuration FleetBundle::configuration(std::uint64_t number,
                                                    std::span<const Value::Entry> overrides) const {
+  const std::string phone = std::to_string(number);
   std::vector<Value::Entry> entries;
   entries.reserve(entries_.size() + overrides.size());
   for (const auto list : {std::span<const Value::Entry>(entries_), overrides}) {
@@ -65,6 +66,7 @@ services::Configuration FleetBundle::configuration(const std::string& phone,
   std::erase_if(entries, [](const Value::Entry& entry) { return entry.value.isNull(); });
   services::Configuration configuration = services::configurationFrom(Value::dictionary(entries), path());
   configuration.networkPolicy.followsToOtherHosts = false;  // a fleet loads the server that its user named
+  if (sources_ > 1) configuration.networkPolicy.sourceAddress = "127.0.0." + std::to_string(2 + number % sources_);
   return configuration;
 }
 
@@ -95,7 +97,7 @@ void FleetPhone::configure(std::span<const Value::Entry> overrides) {
     std::erase_if(overrides_, [&](const Value::Entry& earlier) { return earlier.key == entry.key; });
     overrides_.push_back(entry);
   }
-  phone_.useConfiguration(bundle_.configuration(std::to_string(number_), overrides_));
+  phone_.useConfiguration(bundle_.configuration(number_, overrides_));
 }
 
 Value FleetPhone::token(const Value& bytes) {

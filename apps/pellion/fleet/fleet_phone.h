@@ -22,16 +22,17 @@ using FleetTime = std::chrono::steady_clock::time_point;
 /// What all phones of a kind share: their bundle, and the configuration before it is made a phone's own.
 class FleetBundle {
  public:
-  FleetBundle(const FleetKind& kind, const std::string& serverURL);
+  FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources);
   [[nodiscard]] const std::filesystem::path& path() const { return directory_.path(); }
   /// The entries, where each "{phone}" is the phone's number, and later ones replace earlier ones. An identity that
   /// holds none gets the number at its end.
-  [[nodiscard]] services::Configuration configuration(const std::string& phone,
+  [[nodiscard]] services::Configuration configuration(std::uint64_t number,
                                                       std::span<const platform::Value::Entry> overrides) const;
   [[nodiscard]] std::optional<std::string> appGroup() const { return appGroup_; }
 
  private:
   TemporaryDirectory directory_;
+  const std::size_t sources_;
   std::vector<platform::Value::Entry> entries_;
   std::optional<std::string> appGroup_;
 };

@@ -54,6 +54,9 @@ CURL* Load::begin(Resources& resources) {
                                          resources.handles);
   if (owner().hasListener()) transfer_->onConnected([this] { reportRequest(); });
   curl_easy_setopt(transfer_->handle(), CURLOPT_PRIVATE, this);
+  if (!policy->sourceAddress.empty()) {
+    curl_easy_setopt(transfer_->handle(), CURLOPT_INTERFACE, ("host!" + policy->sourceAddress).c_str());
+  }
   return transfer_->handle();
 }
 
