@@ -13,7 +13,7 @@ struct NetworkPolicy {
   std::filesystem::path certificateAuthorities;      ///< a PEM file, trusted beside the system's own; empty for none
   std::vector<std::string> clearTextHosts;           ///< hosts besides loopback to which http is allowed
   std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
-  std::string sourceAddress;                         ///< connections begin at this address of the machine; empty: any
+  std::string sourceAddress = {};                    ///< connections begin at this address of the machine; empty: any
   bool followsToOtherHosts = true;                   ///< false: a redirect to another host is delivered as it is
 };
 
