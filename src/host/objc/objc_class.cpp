@@ -18,8 +18,8 @@ struct Runtime::ClassPair {
   };
   ~ClassPair() {
     dropSideData();
-    freeMethodCaches(&instanceSide.object);
-    freeMethodCaches(&classSide.object);
+    freeMethodCache(&instanceSide.object);
+    freeMethodCache(&classSide.object);
   }
   void dropSideData() {
     instanceSide.dropSideData();

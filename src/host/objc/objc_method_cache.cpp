@@ -8,76 +8,49 @@
 namespace host {
 namespace {
 
-constexpr std::uint32_t smallCache = 8;
-constexpr std::uint32_t largeCache = 32;
-
-constexpr std::uint32_t mostIn(std::uint32_t size) { return size * 3 / 4; }  // an empty place ends every search
+constexpr std::uint32_t mostCached = methodCacheSize * 3 / 4;  // an empty place ends every search
 
 Method findCached(Class cls, SEL selector) {
-  MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
-  for (std::uint32_t place = selector->place;; ++place) {
-    const Method method = cache.places()[place & cache.mask].load(std::memory_order_acquire);
+  const MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
+  for (std::uint32_t place = selector->place;; place = (place + 1) % methodCacheSize) {
+    const Method method = cache.places[place].load(std::memory_order_acquire);
     if (method == nullptr || method->name == selector) return method;
   }
 }
 
-void emptyCache(MethodCache& cache) {
+void emptyCache(Class cls) {
+  MethodCache& cache = *cls->cache.load(std::memory_order_relaxed);
   if (cache.used == 0) return;
-  for (std::uint32_t place = 0; place <= cache.mask; ++place) {
-    cache.places()[place].store(nullptr, std::memory_order_relaxed);
-  }
+  for (auto& place : cls->found) place.store(nullptr, std::memory_order_relaxed);
+  for (auto& place : cache.places) place.store(nullptr, std::memory_order_relaxed);
   cache.used = 0;
-}
-
-MethodCache* makeCache(std::uint32_t size, MethodCache* former) {
-  void* const memory = ::operator new(sizeof(MethodCache) + size * sizeof(std::atomic<Method>));
-  auto* const cache = new (memory) MethodCache{size - 1, 0, former};
-  for (std::uint32_t place = 0; place < size; ++place) new (&cache->places()[place]) std::atomic<Method>(nullptr);
-  return cache;
-}
-
-void insert(MethodCache& cache, Method method) {
-  std::uint32_t place = method->name->place;
-  while (cache.places()[place & cache.mask].load(std::memory_order_relaxed) != nullptr) ++place;
-  cache.places()[place & cache.mask].store(method, std::memory_order_release);
-  ++cache.used;
-}
-
-/// Returns a cache with room for one more.
-MethodCache& roomyCache(Class cls) {
-  MethodCache* const cache = cls->cache.load(std::memory_order_relaxed);
-  if (cache == &noMethodCache.cache) {
-    cls->cache.store(makeCache(smallCache, nullptr), std::memory_order_release);
-  } else if (cache->used == mostIn(largeCache)) {
-    emptyCache(*cache);
-  } else if (cache->used == mostIn(smallCache) && cache->mask < smallCache) {
-    MethodCache* const larger = makeCache(largeCache, cache);
-    for (std::uint32_t place = 0; place < smallCache; ++place) {
-      if (const Method known = cache->places()[place].load(std::memory_order_relaxed)) insert(*larger, known);
-    }
-    cls->cache.store(larger, std::memory_order_release);
-  }
-  return *cls->cache.load(std::memory_order_relaxed);
 }
 
 void fillCache(Class cls, Method method) {
   if (findCached(cls, method->name) != nullptr) return;  // another thread was faster
-  insert(roomyCache(cls), method);
+  MethodCache* cache = cls->cache.load(std::memory_order_relaxed);
+  if (cache == &noMethodCache) cls->cache.store(cache = new MethodCache, std::memory_order_release);
+  if (cache->used == mostCached) emptyCache(cls);
+  auto& near = cls->found[method->name->place % cls->found.size()];
+  if (near.load(std::memory_order_relaxed) == nullptr) near.store(method, std::memory_order_release);
+  std::uint32_t place = method->name->place;
+  while (cache->places[place].load(std::memory_order_relaxed) != nullptr) place = (place + 1) % methodCacheSize;
+  cache->places[place].store(method, std::memory_order_release);
+  ++cache->used;
 }
 
 }  // namespace
 
-NoMethodCache noMethodCache{};
+MethodCache noMethodCache;
 
-// A thread that still reads a former cache finds methods there that were right when it began to read.
 void emptyMethodCaches(Class cls) {
-  emptyCache(*cls->cache.load(std::memory_order_relaxed));
+  emptyCache(cls);
   for (Class each = cls->firstSubclass; each != nullptr; each = each->nextSubclass) emptyMethodCaches(each);
 }
 
-void freeMethodCaches(Class cls) {
-  MethodCache* cache = cls->cache.exchange(nullptr);
-  while (cache != nullptr && cache != &noMethodCache.cache) ::operator delete(std::exchange(cache, cache->former));
+void freeMethodCache(Class cls) {
+  MethodCache* const cache = cls->cache.load();
+  if (cache != &noMethodCache) delete cache;
 }
 
 Method ownMethod(Class cls, SEL selector) {

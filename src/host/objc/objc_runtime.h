@@ -39,7 +39,7 @@ struct MethodCache;
 }  // namespace host
 
 struct objc_selector {
-  std::uint32_t place;  ///< where method caches look first, modulo their size
+  std::uint32_t place;  ///< the place where method caches look first
   std::string name;
 };
 
@@ -78,21 +78,15 @@ struct objc_protocol {
 
 namespace host {
 
-/// The methods that were recently found for a class: open addressing, never completely full. A cache that has become
-/// too small stays until its class ends, because another thread may still read it.
+/// The methods that were recently found for a class: open addressing, never completely full.
+constexpr std::uint32_t methodCacheSize = 32;
 struct MethodCache {
-  std::uint32_t mask;  ///< one less than its size
-  std::uint32_t used;
-  MethodCache* former;
-
-  [[nodiscard]] std::atomic<Method>* places() { return reinterpret_cast<std::atomic<Method>*>(this + 1); }
+  std::array<std::atomic<Method>, methodCacheSize> places{};
+  std::uint32_t used = 0;
 };
 
-/// The cache of all classes that no message has reached yet.
-extern struct NoMethodCache {
-  MethodCache cache;
-  std::atomic<Method> place;
-} noMethodCache;
+/// The cache of all classes that no message has reached yet. Always empty.
+extern MethodCache noMethodCache;
 
 /// What few classes have.
 struct ClassExtras {
@@ -103,7 +97,10 @@ struct ClassExtras {
 }  // namespace host
 
 struct objc_class : objc_object {
-  std::atomic<host::MethodCache*> cache{&host::noMethodCache.cache};
+  /// The first methods that were found, each at its selector's place modulo their number: what most messages need, and
+  /// one load nearer than the cache.
+  std::array<std::atomic<Method>, 4> found{};
+  std::atomic<host::MethodCache*> cache{&host::noMethodCache};
   Class superclass = nullptr;
   Class describedClass = nullptr;  ///< of a metaclass: the class that is its instance
   host::Runtime* runtime = nullptr;
@@ -197,8 +194,8 @@ Method findMethod(Class cls, SEL selector);
 Method ownMethod(Class cls, SEL selector);
 /// With the runtime's mutex held: empties the method caches of `cls` and its subclasses.
 void emptyMethodCaches(Class cls);
-/// Frees the method caches of a class that ends.
-void freeMethodCaches(Class cls);
+/// Frees the method cache of a class that ends.
+void freeMethodCache(Class cls);
 /// As findMethod; a class without such a method first gets the chance to add it (resolveInstanceMethod:).
 Method methodOrResolved(Class cls, SEL selector);
 

@@ -51,7 +51,7 @@ SEL sel_registerName(const char* name) {
   const std::lock_guard lock(mutex);
   if (const auto found = selectors.find(name); found != selectors.end()) return found->second;
   // Numbered consecutively, so that the selectors of one class seldom collide in its cache.
-  const auto place = static_cast<std::uint32_t>(selectors.size());
+  const auto place = static_cast<std::uint32_t>(selectors.size()) % host::methodCacheSize;
   auto* selector = new objc_selector{place, name};
   selectors.emplace(selector->name, selector);
   return selector;

@@ -53,8 +53,11 @@ namespace platform {
 
 MethodCall methodForCall(id receiver, SEL selector, const char* types) {
   const Class cls = receiver->isa.load(std::memory_order_acquire);
-  host::MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
-  const Method method = cache.places()[selector->place & cache.mask].load(std::memory_order_acquire);
+  Method method = cls->found[selector->place % cls->found.size()].load(std::memory_order_acquire);
+  if (method == nullptr || method->name != selector) [[unlikely]] {
+    const host::MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
+    method = cache.places[selector->place].load(std::memory_order_acquire);
+  }
   if (method != nullptr && method->name == selector) [[likely]] {
     const IMP implementation = method->implementation.load(std::memory_order_acquire);
     if (method->acceptedTypes.load(std::memory_order_relaxed) == types) [[likely]]

@@ -48,6 +48,9 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, std::string
   set(CURLOPT_FORBID_REUSE, 1L);
   // The network thread applies the limit on waiting, which counts from the last progress.
   set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::numeric_limits<int>::max()));
+  // libcurl makes the buffer anew for each transfer, and answers are short: a small one comes from the thread's own
+  // cache.
+  set(CURLOPT_BUFFERSIZE, 1024L);
   set(CURLOPT_HEADERFUNCTION, &Transfer::receiveHead);
   set(CURLOPT_HEADERDATA, this);
   set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
