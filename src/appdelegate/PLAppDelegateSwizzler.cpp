@@ -96,10 +96,6 @@ void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, Fe
   });
 }
 
-}  // namespace
-
-namespace {
-
 /// The containers of the registered interceptors by interceptor ID.
 id interceptorContainers() {
   std::vector<platform::Value::Entry> containers;

@@ -216,8 +216,8 @@ inline std::optional<Value> copied(const Value* value) { return value ? std::opt
 id boxed(const Value& value);  // autoreleased
 id boxed(const Value* value);  // null for null
 std::optional<Value> unboxed(id object);
-/// The same, but nothing also for a dictionary of string keys when no dictionary in it has the key, at any depth: to
-/// look for it costs less than a copy. A backend that does not know soon returns the Value.
+/// The same, but a backend may also return nothing for a dictionary when neither it nor a dictionary in it, at any
+/// depth, has the key, and all their keys are strings: looking for a key costs less than a copy.
 std::optional<Value> unboxedIfItHasKey(id object, std::string_view key);
 
 /// Implemented by the backend: the text that "%@" prints for an object that no other kind of Value holds.

@@ -22,7 +22,7 @@ class NotificationObservers {
   /// Ends all registrations of the observer; compares the handle alone.
   void remove(id observer);
   /// Sends the notification to the observers of its name that exist and were not removed during the call, in the order
-  /// of registration. What one raises leaves.
+  /// of registration. An exception of an observer ends the call.
   void send(std::string_view name, id sender, id notification);
 
  private:

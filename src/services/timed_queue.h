@@ -26,8 +26,8 @@ class TimedQueue {
   /// When the next work is due; the queue must not be empty.
   [[nodiscard]] Time nextTime() const { return items_.front().due; }
 
-  /// Runs the next work with a pool of its own and without the lock, also its destruction. What it raises leaves the
-  /// lock open.
+  /// Runs and destroys the next work, with a pool of its own and without the lock. When the work raises, the lock stays
+  /// released.
   void runNext(std::unique_lock<std::mutex>& lock) {
     std::pop_heap(items_.begin(), items_.end(), &TimedQueue::isLater);
     Work work = std::move(items_.back().work);

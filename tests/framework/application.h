@@ -8,7 +8,7 @@
 
 // A small application for the cases, and the checks.
 
-/// Sets up the core library with a complete configuration whose server no one answers for, and the platform.
+/// Sets up the core library with a complete configuration whose server does not exist, and the platform.
 void setUp(void);
 /// A new folder below the temporary one.
 NSString *newFolder(void);

@@ -7,7 +7,6 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <memory>
@@ -232,7 +231,6 @@ int main(int argc, char** argv) {
     mallopt(M_ARENA_MAX, 1);  // otherwise the count of allocated memory is that of the main thread alone
     const platform::AutoreleasePool pool;
     const std::size_t count = countFrom(argc, argv);
-    setenv("GNUSTEP_CONFIG_FILE", PELLION_GNUSTEP_CONFIG, 0);
     const auto notifications = std::make_unique<Notifications>(count);
     return soak::print(notifications->soak()) ? 0 : 1;
   } catch (const std::exception& error) {

@@ -19,9 +19,8 @@ namespace {
 constexpr char help[] =
     "Usage: objc_day [SCENARIO]\n"
     "\n"
-    "Plays a scenario (by default examples/scenarios/a_day.json) with the shop in Objective-C, and says whether the "
-    "day\n"
-    "was the same as on the simulated phone.\n"
+    "Plays a scenario (by default examples/scenarios/a_day.json) with the shop in Objective-C, and says whether\n"
+    "the day was the same as on the simulated phone.\n"
     "\n"
     "Ends with 0 when it was, with 1 when it was not, and with 2 when the scenario cannot be played.\n";
 

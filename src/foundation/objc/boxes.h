@@ -17,7 +17,12 @@ enum foundation_Kind {
   foundation_other
 };
 
+/// In value_unboxing.cpp, which remembers the kinds of classes.
 FOUNDATION_C enum foundation_Kind foundation_kindOf(id object);
+/// Any number is an integer here. `isOfClass`: all objects of its class have this kind. A proxy stands for another
+/// object, which may change.
+FOUNDATION_C enum foundation_Kind foundation_kindByClass(id object, bool *isOfClass);
+FOUNDATION_C enum foundation_Kind foundation_kindOfNumber(id number);
 FOUNDATION_C int64_t foundation_integerOf(id number);
 FOUNDATION_C double foundation_floatingOf(id number);
 /// The units of UTF-16 of a string object.

@@ -10,7 +10,7 @@
 }
 @end
 
-static enum foundation_Kind kindOfNumber(id number) {
+enum foundation_Kind foundation_kindOfNumber(id number) {
   // There is one object for each boolean; a number that holds a character is none.
   if (number == [NSNumber numberWithBool:YES] || number == [NSNumber numberWithBool:NO]) return foundation_boolean;
   switch (*[number objCType]) {
@@ -23,7 +23,7 @@ static enum foundation_Kind kindOfNumber(id number) {
   }
 }
 
-static enum foundation_Kind kindOfClass(id object) {
+static enum foundation_Kind kindByClass(id object) {
   if (object == [NSNull null]) return foundation_null;
   if ([object isKindOfClass:[NSString class]]) return foundation_string;
   if ([object isKindOfClass:[NSNumber class]]) return foundation_integer;
@@ -33,29 +33,14 @@ static enum foundation_Kind kindOfClass(id object) {
   return foundation_other;
 }
 
-/// Proxies answer for another object, which may change.
 static bool isProxyClass(Class cls) {
   while (class_getSuperclass(cls) != Nil) cls = class_getSuperclass(cls);
   return cls != [NSObject class];
 }
-
-// A payload has many objects of few classes, so a thread remembers their kinds.
-enum foundation_Kind foundation_kindOf(id object) {
-  static __thread struct {
-    Class cls;
-    enum foundation_Kind kind;
-  } known[32];
-  Class cls = object_getClass(object);
-  size_t place = ((uintptr_t)cls >> 4) % (sizeof known / sizeof *known);
-  enum foundation_Kind kind = known[place].kind;
-  if (known[place].cls != cls) {
-    kind = kindOfClass(object);
-    if (kind != foundation_other && !isProxyClass(cls)) {
-      known[place].cls = cls;
-      known[place].kind = kind;
-    }
-  }
-  return kind == foundation_integer ? kindOfNumber(object) : kind;
+enum foundation_Kind foundation_kindByClass(id object, bool *isOfClass) {
+  enum foundation_Kind kind = kindByClass(object);
+  *isOfClass = kind != foundation_other && !isProxyClass(object_getClass(object));
+  return kind;
 }
 
 int64_t foundation_integerOf(id number) { return [number longLongValue]; }

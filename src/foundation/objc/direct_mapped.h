@@ -6,8 +6,8 @@
 
 namespace foundation {
 
-/// A memory of `count` entries in which each key has one place: a later key of the same place takes it over. An entry
-/// says for which key it is. It needs a thread of its own, or entries that threads may share.
+/// A memory of `count` entries in which each key has one place: a later key of the same place replaces it. The entry
+/// holds its key. Each thread has a memory of its own, or the entries are atomic.
 template <class Entry, std::size_t count>
 class DirectMapped {
  public:

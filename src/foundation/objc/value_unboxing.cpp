@@ -2,7 +2,7 @@
 // other classes than those of values stay themselves.
 //
 // The containers need not be a tree. One that is met again is the same Value, and inside itself it is not entered
-// again: whoever searches the Value sees everything that there is. The walk keeps a list of its own, so depth uses no
+// again: a search of the Value finds everything that there is. The walk keeps a list of its own, so depth uses no
 // stack.
 
 #include <algorithm>
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "foundation/objc/boxes.h"
+#include "foundation/objc/direct_mapped.h"
 #include "foundation/objc/guarded.h"
 #include "platform/exception.h"
 #include "platform/reference.h"
@@ -246,6 +247,24 @@ std::optional<Value> unbox(id object) {
 
 }  // namespace
 }  // namespace foundation
+
+// A payload has many objects of few classes, so a thread remembers their kinds.
+foundation_Kind foundation_kindOf(id object) {
+  struct Known {
+    Class cls;
+    foundation_Kind kind;
+  };
+  constinit thread_local foundation::DirectMapped<Known, 32> all;
+  const Class cls = object_getClass(object);
+  Known& known = all.placeOf(cls);
+  foundation_Kind kind = known.kind;
+  if (known.cls != cls) {
+    bool isOfClass = false;
+    kind = foundation_kindByClass(object, &isOfClass);
+    if (isOfClass) known = {cls, kind};
+  }
+  return kind == foundation_integer ? foundation_kindOfNumber(object) : kind;
+}
 
 namespace platform {
 

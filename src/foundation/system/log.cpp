@@ -49,8 +49,8 @@ void noteMissing(const std::string& part) {
 
 namespace platform {
 
-// The core library decides what becomes of a line; a program without the function has no such log. The function may
-// come with a library that is loaded later.
+// The core library decides which lines it writes. Without its function no line is built; a library that is loaded later
+// may bring the function.
 bool QLogIsListening(const LogChannel& channel) noexcept {
   const bool isInternal = channel.write == &QLogExtensionInternal;
   if (foundation_hasLog(isInternal)) return channel.level != LogLevel::none;

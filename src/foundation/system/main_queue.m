@@ -1,10 +1,13 @@
 #import "foundation/system/main_queue.h"
 
+@interface PLMainQueue : NSObject
+@end
+
 // The common modes, in which the platform's main queue runs: GNUstep keeps no list of them. A run loop in a mode of the
 // application's own does not run the queue.
 static NSArray *commonModes(void) {
   static NSArray *modes;
-  @synchronized([NSRunLoop class]) {
+  @synchronized([PLMainQueue class]) {
     if (modes == nil) {
       modes =
           [[NSArray alloc] initWithObjects:NSDefaultRunLoopMode, NSRunLoopCommonModes, @"NSEventTrackingRunLoopMode",
@@ -13,9 +16,6 @@ static NSArray *commonModes(void) {
   }
   return modes;
 }
-
-@interface PLMainQueue : NSObject
-@end
 
 @implementation PLMainQueue
 + (void)turn {

@@ -1,4 +1,4 @@
-// A core library for programs that do not have the maker's own: its classes answer from a property list,
+// A core library for programs that do not have the maker's own: its classes return the entries of a property list,
 // "PellionInfo.plist", whose entries docs/configuration.md describes, and keep the keychain's items in a file. Link it
 // or the maker's library, not both: the module finds the classes by their names.
 #pragma once
