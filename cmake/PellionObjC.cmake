@@ -6,7 +6,7 @@ file(GLOB gcc_include_dirs /usr/lib/gcc/*/*/include)
 list(SORT gcc_include_dirs COMPARE NATURAL ORDER DESCENDING)
 find_program(PELLION_OBJC_COMPILER NAMES clang)
 find_path(PELLION_OBJC_RUNTIME_HEADERS objc/objc.h PATHS ${gcc_include_dirs} NO_DEFAULT_PATH)
-find_library(PELLION_OBJC_RUNTIME objc PATHS ${CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES})
+find_library(PELLION_OBJC_RUNTIME objc PATHS ${PELLION_OBJC_RUNTIME_HEADERS}/..)  # where GCC keeps both
 find_path(PELLION_GNUSTEP_HEADERS Foundation/Foundation.h PATHS /usr/include/GNUstep /usr/local/include/GNUstep)
 find_library(PELLION_GNUSTEP_BASE gnustep-base)
 set(PELLION_OBJC_MISSING "")

@@ -5,7 +5,7 @@
 include(CMakePackageConfigHelpers)
 set(PELLION_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING
     "Where zsh looks for completions, below the prefix")
-set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/PellionMessaging)
+set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/pellion-cxx)  # apart from those of Objective-C
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/PellionMessaging)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/pellion)
@@ -44,14 +44,15 @@ file(GLOB platform_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS 
 set(host_headers clock core_library main_queue observed_event phone process system_events url_schemes)
 list(TRANSFORM host_headers REPLACE ".+" "host/phone/\\0.h")
 list(APPEND host_headers services/core_library/configuration.h services/item_store.h services/memory_store.h
-     services/http/network.h services/http/network_policy.h services/http/request_outcome.h
+     services/timed_queue.h services/http/network.h services/http/network_policy.h services/http/request_outcome.h
      services/http/request_owner.h)
 pellion_install_headers(${PROJECT_SOURCE_DIR}/src ${platform_headers} ${host_headers})
 set(backend_headers answer backend jwt_reader received_request)
 list(TRANSFORM backend_headers REPLACE ".+" "pellion/backend/\\0.h")
 pellion_install_headers(${PROJECT_SOURCE_DIR}/apps ${backend_headers})
 
-# Objective-C: <PellionMessaging/PellionMessaging.h> and @import PellionMessaging, as a framework has them.
+# Objective-C: <PellionMessaging/PellionMessaging.h> and @import PellionMessaging, as a framework has them, and the core
+# library likewise.
 if(PELLION_HAS_OBJC)
   install(TARGETS PellionObjC PellionFoundation PellionCoreLibrary EXPORT PellionMessagingFoundation
           ARCHIVE COMPONENT foundation)
@@ -60,11 +61,13 @@ if(PELLION_HAS_OBJC)
   set(framework src/framework/PellionMessaging)
   set(framework_headers PellionMessaging PLAppDelegateSwizzler PLDefines PLMessaging PLNotificationHandler)
   list(TRANSFORM framework_headers REPLACE ".+" "${framework}/\\0.h")
-  install(FILES ${framework_headers} ${framework}/module.modulemap DESTINATION ${include_dir} COMPONENT foundation)
+  install(FILES ${framework_headers} ${framework}/module.modulemap
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/PellionMessaging COMPONENT foundation)
   # GNUstep's headers need it; behind all other folders, so that a package's own comes first.
   set(objc_headers ${CMAKE_INSTALL_LIBDIR}/PellionMessaging/include)
   install(FILES src/foundation/headers/objc/blocks_runtime.h DESTINATION ${objc_headers}/objc COMPONENT foundation)
-  install(FILES src/framework/PellionCoreLibrary/PellionCoreLibrary.h
+  set(framework src/framework/PellionCoreLibrary)
+  install(FILES ${framework}/PellionCoreLibrary.h ${framework}/module.modulemap
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/PellionCoreLibrary COMPONENT foundation)
 endif()
 

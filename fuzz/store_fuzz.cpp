@@ -5,6 +5,7 @@
 
 #include "fuzz/phone.h"
 #include "services/property_list/property_list.h"
+#include "services/sqlite_store.h"
 
 // The content of the shared store, which another process may have written. An input that begins like the file is used
 // as the file itself. Any other input is an item in an intact file: the badge count or the statistics of the extension.

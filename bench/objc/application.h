@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // A small application in Objective-C, whose delegates count what they receive, and the calls by which the system
 // reaches them.

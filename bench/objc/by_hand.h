@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // The interception written by hand: the same replacement of the same methods, and nothing else of the module.
 

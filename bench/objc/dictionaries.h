@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// A payload of 4 KiB as JSON: an alert, addInfo, and custom keys. The caller owns it.
 FOUNDATION_C id bench_makePayload(void);

@@ -5,13 +5,17 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "appdelegate/donor_methods.h"
+#include "appdelegate/interceptor_registry.h"
 #include "platform/block.h"
 #include "platform/dispatch.h"
+#include "platform/programming_error.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
+#include "platform/value.h"
 
 namespace {
 
@@ -84,14 +88,43 @@ void forwardNotification(id self, SEL /*donor*/, id application, id userInfo, Fe
     platform::callImplementation<void(id, id, FetchHandler)>(own, self, target, application, userInfo, collect);
   }
   group.notifyOnMainQueue([results, completion = platform::Block<void(UIBackgroundFetchResult)>(handler)] {
+    if (!completion) {
+      platform::programmingError(std::string(didReceive.target) +
+                                 " was called without a completion handler; pass a block");
+    }
     completion(merged(*results));
   });
 }
 
 }  // namespace
 
+namespace {
+
+/// The containers of the registered interceptors by interceptor ID.
+id interceptorContainers() {
+  std::vector<platform::Value::Entry> containers;
+  const auto entries = PLAppDelegateSwizzler::interceptors().entries();
+  for (const InterceptorRegistry::Entry& each : *entries) {
+    containers.push_back({each.interceptorID, platform::Value::object(each.container.get())});
+  }
+  return platform::boxed(platform::Value::dictionary(containers));
+}
+
+void broadcast(SEL selector, platform::BlockPtr<void(id interceptor)> callback) {
+  if (callback == nullptr) return;
+  PLAppDelegateSwizzler::broadcastToInterceptorsUsingSelector(
+      platform::uniqueSelector(selector), [callback](id interceptor) { platform::invoke(callback, interceptor); });
+}
+
+}  // namespace
+
 void PLAppDelegateSwizzler::defineClass(platform::ClassFace<PLAppDelegateSwizzler>& face) {
-  face.method<&forward<didRegister>>(didRegister.donor)
+  face.classMethod<&interceptorContainers>("interceptors")
+      .classMethod<&broadcast>("broadcastToInterceptorsUsingSelector:callback:")
+      .classMethod<&PLAppDelegateSwizzler::proxyOrigDelegateIncludingAPNSMethods>(
+          "proxyOrigDelegateIncludingAPNSMethods")
+      .classMethod<&PLAppDelegateSwizzler::sharedApplication>("sharedApplication")
+      .method<&forward<didRegister>>(didRegister.donor)
       .method<&forward<didFailToRegister>>(didFailToRegister.donor)
       .method<&forwardNotification>(didReceive.donor);
 }

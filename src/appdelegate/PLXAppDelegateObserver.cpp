@@ -25,8 +25,12 @@ PLXAppDelegateObserver& PLXAppDelegateObserver::sharedInstance() {
 }
 
 void PLXAppDelegateObserver::defineClass(platform::ClassFace<PLXAppDelegateObserver>& face) {
-  face.method<&PLXAppDelegateObserver::observeValueForKeyPath>(platform::observeValueForKeyPathSelector);
+  face.classMethod<&PLXAppDelegateObserver::sharedObject>("sharedInstance")
+      .method<&PLXAppDelegateObserver::observeUIApplication>("observeUIApplication")
+      .method<&PLXAppDelegateObserver::observeValueForKeyPath>(platform::observeValueForKeyPathSelector);
 }
+
+id PLXAppDelegateObserver::sharedObject() { return platform::objectOf(sharedInstance()); }
 
 void PLXAppDelegateObserver::observeUIApplication() {
   if (isObserving_) return;

@@ -16,6 +16,7 @@ class PLXAppDelegateObserver {
   static void defineClass(platform::ClassFace<PLXAppDelegateObserver>& face);
 
  private:
+  static id sharedObject();
   void observeValueForKeyPath(id keyPath, id object, id change, void* context);
 
   bool isObserving_ = false;

@@ -18,13 +18,17 @@ Proxy& Proxy::sharedInstance() { return platform::Process::shared<platform::Sing
 void Proxy::defineClass(platform::ClassFace<Proxy>& face) {
   face.conformsTo("UIApplicationDelegate")
       .classMethod<&Proxy::load>("load")
+      .classMethod<&Proxy::sharedObject>("sharedInstance")
       .classMethod<&Proxy::canPerformMethodSwizzling>("canPerformMethodSwizzling")
+      .method<&Proxy::performMethodSwizzlingIfPossible>("performMethodSwizzlingIfPossible")
       .method<&Proxy::observeValueForKeyPath>(platform::observeValueForKeyPathSelector)
       .method<&pellionSetApplicationIconBadgeNumber>(badgeNumberDonor)
       .method<&Proxy::didRegister>(::didRegister.target)
       .method<&Proxy::didFailToRegister>(::didFailToRegister.target)
       .method<&Proxy::didReceiveRemoteNotification>(didReceive.target);
 }
+
+id Proxy::sharedObject() { return platform::objectOf(sharedInstance()); }
 
 void Proxy::dealloc() {
   unswizzleAllMethods();
@@ -49,9 +53,7 @@ void Proxy::performMethodSwizzlingIfPossible() {
   didSwizzleMethods_ = true;
 }
 
-void Proxy::didRegister(id /*application*/, id deviceToken) {
-  PLMessaging::shared().setAPNSToken(platform::orNull(platform::unboxed(deviceToken)));
-}
+void Proxy::didRegister(id /*application*/, id deviceToken) { PLMessaging::shared().setAPNSTokenObject(deviceToken); }
 
 void Proxy::didFailToRegister(id /*application*/, id error) {
   const id description = platform::property(error, "localizedDescription");
@@ -62,6 +64,7 @@ void Proxy::didFailToRegister(id /*application*/, id error) {
 }
 
 void Proxy::didReceiveRemoteNotification(id /*application*/, id userInfo, FetchHandler handler) {
-  PLMessaging::shared().updateLogMsgIds(platform::orNull(platform::unboxed(userInfo)));
+  const std::optional<platform::Value> payload = platform::unboxedIfItHasKey(userInfo, PLMessaging::addInfoKey);
+  PLMessaging::shared().updateLogMsgIds(platform::orNull(payload));
   platform::invoke(handler, platform::UIBackgroundFetchResultNoData);
 }

@@ -68,6 +68,7 @@ class PLMessagingRemoteNotificationsProxy {
   static void defineClass(platform::ClassFace<PLMessagingRemoteNotificationsProxy>& face);
 
  private:
+  static id sharedObject();
   void observeValueForKeyPath(id keyPath, id object, id change, void* context);
   void observedDelegate(id keyPath, id change);
 

@@ -41,8 +41,9 @@ class Continuation {
   platform::Block<Signature> handler_;
 };
 
+/// Nothing for a payload that is none of ours: the facade would find nothing in it.
 std::optional<Value> payloadOf(id notification) {
-  return platform::unboxed(PLMessagingUserInfoFromNotification(notification).get());
+  return platform::unboxedIfItHasKey(PLMessagingUserInfoFromNotification(notification).get(), PLMessaging::addInfoKey);
 }
 
 }  // namespace

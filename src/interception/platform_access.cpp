@@ -12,9 +12,10 @@ platform::Strong checkedProperty(id object, const char* name, const char* expect
 }  // namespace
 
 platform::Strong PLPropertyNameForMessagingFromObject(id object, const char* name, Class expectedClass) {
-  if (!platform::respondsToSelector(object, sel_registerName(name))) return {};
+  const SEL getter = sel_registerName(name);
+  if (!platform::respondsToSelector(object, getter)) return {};
   if (expectedClass == nullptr) expectedClass = objc_getClass("NSObject");
-  const id value = platform::property(object, name);
+  const id value = platform::send<id()>(object, getter);
   return platform::isKindOfClass(value, expectedClass) ? value : nullptr;
 }
 

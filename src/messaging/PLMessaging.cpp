@@ -19,6 +19,7 @@ constexpr std::chrono::seconds drainDelay{3};
 struct SharedMessaging : platform::Singleton<PLMessaging> {
   SharedMessaging() {
     namespace NotificationCenter = platform::NotificationCenter;
+    platform::classOf<PLTokenManager>();  // a name that is taken ends the program now, not with the first token
     const id observer = platform::objectOf(get());
     NotificationCenter::addObserver(observer, sel_registerName(engagementHandler), engagementNotification, nullptr);
     NotificationCenter::addObserver(observer, sel_registerName(activationHandler),
@@ -43,7 +44,19 @@ void PLMessaging::setAPNSToken(const platform::Value* token) {
   // The new token is asked whether it is equal: null is equal to nothing, not even to a missing stored token.
   if (token != nullptr && apnsToken_ && *token == *apnsToken_) return;
   apnsToken_ = platform::copied(token);
+  apnsTokenObject_ = {};
   tokenManager.setAPNSToken(token);
+}
+
+void PLMessaging::setAPNSTokenObject(id token) {
+  const std::optional<platform::Value> bytes = platform::unboxed(token);
+  setAPNSToken(platform::orNull(bytes));
+  const bool isStored = bytes && apnsToken_ && apnsToken_->bytes().data() == bytes->bytes().data();
+  if (isStored && !apnsTokenObject_) apnsTokenObject_ = token;
+}
+
+platform::Strong PLMessaging::APNSTokenObject() const {
+  return apnsTokenObject_ || !apnsToken_ ? apnsTokenObject_ : platform::Strong(platform::boxed(*apnsToken_));
 }
 
 void PLMessaging::didFailToRegisterForRemoteNotificationsWithError(id error) {

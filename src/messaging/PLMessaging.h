@@ -5,10 +5,12 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "platform/class_face.h"
 #include "platform/export.h"
 #include "platform/objc.h"
+#include "platform/reference.h"
 #include "platform/user_defaults.h"
 #include "platform/value.h"
 
@@ -40,8 +42,16 @@ class PL_EXPORT PLMessaging {
   /// The id of the last notification delivered or acted on, number or text as decoded.
   [[nodiscard]] const std::optional<platform::Value>& pnID() const { return pnID_; }
 
+  // For code that keeps this state itself.
+  void setPellionPnID(IDSet ids) { pellionPnID_ = std::move(ids); }
+  void setConversionEvent(std::optional<std::string> goal) { conversionEvent_ = std::move(goal); }
+  void setPnID(std::optional<platform::Value> identifier) { pnID_ = std::move(identifier); }
+
   /// Passes a device token (bytes, or null) to the token manager when it differs from the last one.
   void setAPNSToken(const platform::Value* token);
+  /// The same for the token as an object, which APNSTokenObject() then returns itself.
+  void setAPNSTokenObject(id token);
+  [[nodiscard]] platform::Strong APNSTokenObject() const;
   /// Logs an error object; null does nothing.
   void didFailToRegisterForRemoteNotificationsWithError(id error);
   /// Observes the application's activation: sends the extension's pending statistics three seconds later.
@@ -67,6 +77,9 @@ class PL_EXPORT PLMessaging {
   void updateBadgeCount(std::int64_t count) const;
   [[nodiscard]] std::int64_t getBadgeCount() const;  ///< 0 when none is stored
 
+  /// The key of the JSON text from which everything in a payload is read.
+  static constexpr std::string_view addInfoKey = "addInfo";
+
   static constexpr const char* className = "PLMessaging";
   static void defineClass(platform::ClassFace<PLMessaging>& face);
 
@@ -81,6 +94,7 @@ class PL_EXPORT PLMessaging {
   void convertIfGoal(const platform::Value* name);
 
   std::optional<platform::Value> apnsToken_;
+  platform::Strong apnsTokenObject_;  // null for a token that was not set as an object
   IDSet pellionPnID_;
   std::optional<std::string> conversionEvent_;
   std::optional<platform::Value> pnID_;

@@ -95,7 +95,7 @@ void PLMessaging::appDidReceiveMessage(const Value* payload, id response) {
 
 std::optional<Value> PLMessaging::parsedAddInfo(const Value* payload) const {
   if (payload == nullptr || payload->count() == 0) return std::nullopt;
-  const Value* addInfo = findValueForKey("addInfo", payload);
+  const Value* addInfo = findValueForKey(addInfoKey, payload);
   return addInfo != nullptr ? parseBodyString(*addInfo) : std::nullopt;
 }
 

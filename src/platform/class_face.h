@@ -130,7 +130,9 @@ struct RegisteredClass {
     if (isNew) cls = objc_allocateClassPair(objc_getClass(superclassNameOf<T>()), T::className, 0);
     if (cls == nullptr) programmingError(std::string("the name of the class ") + T::className + " is already taken");
     ClassFace<T> face(cls);
-    face.template method<&RegisteredClass::dealloc>("dealloc").template classMethod<&RegisteredClass::alloc>("alloc");
+    face.template method<&RegisteredClass::dealloc>("dealloc");
+    face.template classMethod<&RegisteredClass::alloc>("alloc");
+    face.template classMethod<&RegisteredClass::allocWithZone>("allocWithZone:");
     T::defineClass(face);
     if (isNew) objc_registerClassPair(cls);
   }
@@ -139,9 +141,11 @@ struct RegisteredClass {
  private:
   static void dealloc(id self, SEL selector);
   /// Only makeObject constructs the state.
-  static id alloc(id /*self*/, SEL /*selector*/) {
-    throw Exception(invalidArgumentException, std::string("+[") + T::className + " alloc]: instances are made in C++");
+  static id alloc(id /*self*/, SEL selector) {
+    throw Exception(invalidArgumentException,
+                    std::string("+[") + T::className + " " + sel_getName(selector) + "]: instances are made in C++");
   }
+  static id allocWithZone(id self, SEL selector, void* /*zone*/) { return alloc(self, selector); }
 };
 
 template <class T>

@@ -18,9 +18,6 @@ void QLogExtension(const char* file, int line, const char* function, const char*
 /// How much of the log is passed on; each level includes the ones before it.
 enum class LogLevel : std::uint8_t { none, warning, info, verbose };
 
-/// Whether the current process's log has a listener at this level. A dropped line costs only this test.
-bool QLogIsListening(LogLevel level) noexcept;
-
 /// Returns the last component of a source path.
 consteval const char* sourceFileName(const char* path) {
   const char* name = path;
@@ -37,6 +34,9 @@ struct LogChannel {
   LogLevel level;
 };
 
+/// Whether the current process's log has a listener for this channel. A dropped line costs only this test.
+bool QLogIsListening(const LogChannel& channel) noexcept;
+
 // The module's four channels. The markers of the internal log start with zero-width spaces.
 inline constexpr LogChannel pellionLog{&QLogExtensionInternal, "\u200B\u200B\u200B\U0001F916\u200B", "pellion-log",
                                        LogLevel::info};
@@ -51,7 +51,7 @@ inline constexpr LogChannel verbose{&QLogExtension, "\U0001F7E3", "verbose", Log
 /// even evaluate its arguments.
 #define PL_LOG(channel, method, format, ...)                                                                         \
   do {                                                                                                               \
-    if (platform::QLogIsListening((channel).level)) {                                                                \
+    if (platform::QLogIsListening(channel)) {                                                                        \
       (channel).write(platform::sourceFileName(__FILE__), __LINE__, method, (channel).marker, (channel).tag, format, \
                       {__VA_ARGS__});                                                                                \
     }                                                                                                                \

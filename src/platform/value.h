@@ -131,6 +131,7 @@ class Value {
 
  private:
   friend class ValueStorage;  // src/value places texts and containers in memory
+  friend class DocumentBuilder;
   struct Bits {};
   Value(const Value& other, Bits) noexcept
       : kind_(other.kind_), isUnsigned_(other.isUnsigned_), count_(other.count_), payload_(other.payload_) {}
@@ -215,5 +216,11 @@ inline std::optional<Value> copied(const Value* value) { return value ? std::opt
 id boxed(const Value& value);  // autoreleased
 id boxed(const Value* value);  // null for null
 std::optional<Value> unboxed(id object);
+/// The same, but nothing also for a dictionary of string keys when no dictionary in it has the key, at any depth: to
+/// look for it costs less than a copy. A backend that does not know soon returns the Value.
+std::optional<Value> unboxedIfItHasKey(id object, std::string_view key);
+
+/// Implemented by the backend: the text that "%@" prints for an object that no other kind of Value holds.
+std::string objectDescription(id object);
 
 }  // namespace platform

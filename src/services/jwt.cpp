@@ -1,11 +1,12 @@
 #include "services/jwt.h"
 
 #include <openssl/evp.h>
-#include <openssl/hmac.h>
+#include <openssl/params.h>
 
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <memory>
 
 namespace services {
 namespace {
@@ -28,6 +29,27 @@ void appendBase64URL(std::string& out, platform::ByteView data) {
   }
 }
 
+struct FreeMAC {
+  void operator()(EVP_MAC_CTX* context) const { EVP_MAC_CTX_free(context); }
+};
+using MAC = std::unique_ptr<EVP_MAC_CTX, FreeMAC>;
+
+/// HMAC with SHA-256, without a key. The look-up of the algorithms takes longer than a short signature, so it is done
+/// once in the program.
+MAC makeMAC() {
+  static EVP_MAC_CTX* const prepared = [] {
+    EVP_MAC* const algorithm = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
+    EVP_MAC_CTX* const context = EVP_MAC_CTX_new(algorithm);
+    std::string digest = "SHA256";
+    const std::array parameters{OSSL_PARAM_construct_utf8_string("digest", digest.data(), 0),
+                                OSSL_PARAM_construct_end()};
+    if (context != nullptr) EVP_MAC_CTX_set_params(context, parameters.data());
+    EVP_MAC_free(algorithm);
+    return context;
+  }();
+  return MAC(prepared == nullptr ? nullptr : EVP_MAC_CTX_dup(prepared));
+}
+
 }  // namespace
 
 std::optional<std::string> signedJWT(std::string_view header, platform::ByteView payload, std::string_view secret) {
@@ -40,10 +62,13 @@ std::optional<std::string> signedJWT(std::string_view header, platform::ByteView
   appendBase64URL(token, payload);
 
   std::array<std::uint8_t, EVP_MAX_MD_SIZE> signature{};
-  unsigned int length = 0;
+  std::size_t length = 0;
   const platform::ByteView signedPart = bytesOf(token);
-  if (HMAC(EVP_sha256(), secret.data(), static_cast<int>(secret.size()), signedPart.data(), signedPart.size(),
-           signature.data(), &length) == nullptr) {
+  const platform::ByteView key = bytesOf(secret);
+  const MAC mac = makeMAC();
+  if (!mac || EVP_MAC_init(mac.get(), key.data(), key.size(), nullptr) != 1 ||
+      EVP_MAC_update(mac.get(), signedPart.data(), signedPart.size()) != 1 ||
+      EVP_MAC_final(mac.get(), signature.data(), &length, signature.size()) != 1) {
     return std::nullopt;
   }
   token.push_back('.');

@@ -16,6 +16,10 @@ inline std::string asciiLowercase(std::string_view text) {
   return lower;
 }
 
+inline bool equalsInAnyCase(std::string_view left, std::string_view right) {
+  return std::ranges::equal(left, right, {}, lowerASCII, lowerASCII);
+}
+
 /// Whether `text` is a token of RFC 9110: a method or the name of a header field.
 inline bool isToken(std::string_view text) {
   static constexpr std::string_view marks = "!#$%&'*+-.^_`|~";

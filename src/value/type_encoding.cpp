@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "platform/exception.h"
+
 namespace value {
 namespace {
 
@@ -102,6 +104,13 @@ std::vector<std::string> typeParts(const char* types) {
     parts.emplace_back(part.substr(0, part.find_last_not_of(offset) + 1));
   }
   return parts;
+}
+
+void raiseOtherTypes(const char* className, const char* selector, bool isClassMethod, const char* call,
+                     const char* declared) {
+  throw platform::Exception(platform::invalidArgumentException, std::string(isClassMethod ? "+[" : "-[") + className +
+                                                                    ' ' + selector + "]: called as \"" + call +
+                                                                    "\" but declared as \"" + declared + '"');
 }
 
 }  // namespace value

@@ -14,4 +14,8 @@ std::optional<std::string> typeLetters(const char* types);
 /// The encodings of a method's result and of each argument, without frame offsets. `types` is well-formed.
 std::vector<std::string> typeParts(const char* types);
 
+/// Raises NSInvalidArgumentException for a message that is sent with the types `call` to a method of other types.
+[[noreturn]] void raiseOtherTypes(const char* className, const char* selector, bool isClassMethod, const char* call,
+                                  const char* declared);
+
 }  // namespace value

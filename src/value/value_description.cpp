@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/reference.h"
-#include "platform/send.h"
 #include "platform/value.h"
 #include "value/hexadecimal.h"
 #include "value/number_text.h"
@@ -69,19 +67,12 @@ void appendBytes(std::string& text, ByteView bytes) {
   text += '}';
 }
 
-std::string describeObject(id object) {
-  static const SEL description = sel_registerName("description");
-  const platform::AutoreleasePool pool;
-  const std::optional<Value> text = unboxed(send<id()>(object, description));
-  return text ? std::string(text->text()) : "(null)";
-}
-
 void appendLeaf(std::string& out, const Value& value) {
   switch (value.kind()) {
     case Kind::null: out += "<null>"; break;
     case Kind::string: out += value.text(); break;
     case Kind::bytes: appendBytes(out, value.bytes()); break;
-    case Kind::object: out += describeObject(value.ifObject()); break;
+    case Kind::object: out += objectDescription(value.ifObject()); break;
     default: value::appendNumber(out, value);
   }
 }

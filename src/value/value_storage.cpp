@@ -88,11 +88,17 @@ class ValueStorage::Document {
   struct Block {
     Block* next;
   };
+  struct Object {
+    Object* next;
+    id object;
+  };
   std::atomic<std::size_t> count{1};
-  Block* blocks = nullptr;  // after the first block, which directly follows this object
+  Block* blocks = nullptr;    // after the first block, which directly follows this object
+  Object* objects = nullptr;  // in the blocks
 
   void release() noexcept {
     if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    for (const Object* each = objects; each != nullptr; each = each->next) objc_release(each->object);
     while (blocks != nullptr) std::free(std::exchange(blocks, blocks->next));
     std::free(this);
   }
@@ -249,6 +255,17 @@ void ValueStorage::settleDictionary(Value& slot) noexcept {
   slot.count_ = static_cast<std::uint32_t>(settle(entries, slot.count_));
 }
 
+/// As settle(), for keys that are all different.
+void ValueStorage::indexDictionary(Value& slot) noexcept {
+  if (slot.count_ <= linearLimit) return;
+  const auto* entries = static_cast<const Entry*>(slot.payload_.data);
+  const Index index = Index::of(entries, slot.count_);
+  std::memset(index.slots, 0, (index.mask + 1) * sizeof(std::uint32_t));
+  for (std::uint32_t i = 0; i != slot.count_; ++i) {
+    index.probe(entries, entries[i].key.hash(), [](const Value&) { return false; }) = i + 1;
+  }
+}
+
 const Value* ValueStorage::find(std::span<const Entry> entries, std::string_view key) noexcept {
   return findMatching(
       entries, [key](const Value& other) { return isText(other, key); }, [key] { return hashText(key); });
@@ -271,6 +288,14 @@ void DocumentBuilder::addBlock(std::size_t size) {
   document_->blocks = new (allocateOrThrow(sizeof(Block) + size)) Block{document_->blocks};
   free_ = reinterpret_cast<char*>(document_->blocks + 1);
   left_ = size;
+}
+
+void DocumentBuilder::object(Value& slot, id object) {
+  using Object = ValueStorage::Document::Object;
+  document_->objects = new (allocate(sizeof(Object))) Object{document_->objects, objc_retain(object)};
+  slot.kind_ = Value::Kind::object;
+  slot.borrowed_ = true;
+  slot.payload_.object = object;
 }
 
 Value* DocumentBuilder::list(Value& slot, std::size_t count) {

@@ -56,6 +56,7 @@ class ValueStorage {
   static std::size_t dictionarySize(std::size_t count) noexcept;
   static std::size_t settle(Entry* entries, std::size_t count) noexcept;
   static void settleDictionary(Value& slot) noexcept;
+  static void indexDictionary(Value& slot) noexcept;
 };
 
 /// Builds a decoded tree in a few blocks of memory with one reference count. Its inner Values are borrowed: they are
@@ -70,23 +71,33 @@ class DocumentBuilder {
   DocumentBuilder& operator=(const DocumentBuilder&) = delete;
   ~DocumentBuilder();
 
-  void text(Value& slot, std::string_view text) {
-    if (text.empty()) {
-      ValueStorage::placeEmpty(slot, Value::Kind::string);
-      return;
-    }
-    void* data = allocate(text.size());
-    std::memcpy(data, text.data(), text.size());
-    ValueStorage::placeIn(slot, Value::Kind::string, text.size(), data, true);
-  }
+  void text(Value& slot, std::string_view text) { copy(slot, Value::Kind::string, text); }
+  void bytes(Value& slot, std::string_view bytes) { copy(slot, Value::Kind::bytes, bytes); }
+  /// Retains the object, which is not null, for as long as the document lives.
+  void object(Value& slot, id object);
   /// Returns the null elements; the caller fills them.
   Value* list(Value& slot, std::size_t count);
   /// Returns the null entries. The caller fills them with string keys and values, then calls endDictionary().
   Value::Entry* dictionary(Value& slot, std::size_t count);
   /// Gives a repeated key its first place and its last value, and makes the index.
   static void endDictionary(Value& slot) noexcept { ValueStorage::settleDictionary(slot); }
+  /// The same for keys that the caller knows to be different. No entry moves, so the values may be filled afterwards.
+  static void endKeys(Value& slot) noexcept { ValueStorage::indexDictionary(slot); }
+  /// Lets the slot refer to the text or container that another slot of this document holds.
+  static void share(Value& slot, const Value& other) noexcept {
+    ValueStorage::placeIn(slot, other.kind_, other.count_, other.payload_.data, true);
+  }
 
  private:
+  void copy(Value& slot, Value::Kind kind, std::string_view content) {
+    if (content.empty()) {
+      ValueStorage::placeEmpty(slot, kind);
+      return;
+    }
+    void* data = allocate(content.size());
+    std::memcpy(data, content.data(), content.size());
+    ValueStorage::placeIn(slot, kind, content.size(), data, true);
+  }
   /// Returns room for `size` bytes of data, with the owner word before it.
   void* allocate(std::size_t size) {
     size = (sizeof(ValueStorage::OwnerWord) + size + 7) & ~std::size_t{7};

@@ -163,19 +163,25 @@ TEST_F(Classes, AdoptedProtocolsAreInherited) {
 TEST_F(Classes, ProtocolsDescribeTheirMethodsByKind) {
   Protocol* const protocol = objc_getProtocol("UNUserNotificationCenterDelegate");
   const SEL method = sel("userNotificationCenter:willPresentNotification:withCompletionHandler:");
-  const objc_method_description found = protocol_getMethodDescription(protocol, method, false, true);
+  const auto find = [&](bool isRequired, bool isInstance) {
+    return protocol_getMethodDescription(protocol, method, isRequired, isInstance);
+  };
+  EXPECT_EQ(find(true, true).name, nullptr) << "optional";
+  const objc_method_description found = find(false, true);
   EXPECT_EQ(found.name == nullptr ? nullptr : platform::uniqueSelector(found.name), method);
   EXPECT_EQ(found.types == nullptr ? ' ' : *found.types, 'v');
-  EXPECT_EQ(protocol_getMethodDescription(protocol, method, true, true).name, nullptr) << "optional";
-  EXPECT_EQ(protocol_getMethodDescription(protocol, method, false, false).types, nullptr) << "of instances";
+  EXPECT_EQ(find(false, false).types, nullptr) << "of instances";
   EXPECT_EQ(protocol_getMethodDescription(protocol, sel("contractUnknown"), false, true).types, nullptr);
 }
 
 TEST_F(Classes, OfACppClassNeedAFreeNameAndConstructTheirInstancesThemselves) {
   makeClass(Mortal::className);
   EXPECT_EQ(programmingErrorIn([] { platform::classOf<Mortal>(); }), "the name of the class Mortal is already taken");
-  EXPECT_THAT(raised([] { platform::send<id()>(platform::classObject(platform::classOf<InCpp>()), sel("alloc")); }),
+  const id cls = platform::classObject(platform::classOf<InCpp>());
+  EXPECT_THAT(raised([cls] { platform::send<id()>(cls, sel("alloc")); }),
               EndsWith("+[ContractInCpp alloc]: instances are made in C++"));
+  EXPECT_THAT(raised([cls] { platform::send<id(void*)>(cls, sel("allocWithZone:"), nullptr); }),
+              EndsWith("+[ContractInCpp allocWithZone:]: instances are made in C++"));
 }
 
 }  // namespace

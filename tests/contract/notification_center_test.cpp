@@ -90,6 +90,20 @@ TEST_F(NotificationCenter, ObserverRemovedDuringAPostIsNotNotifiedOneAddedReceiv
   EXPECT_THAT(takeListeners(), ElementsAre("first", "third"));
 }
 
+TEST_F(NotificationCenter, PosterReceivesWhatAnObserverRaises) {
+  addObserver(first.get(), sel("receive:"), "Event", nullptr);
+  addObserver(second.get(), sel("receive:"), "Inner", nullptr);
+  platform::objectState<Listener>(second.get()).then = [] { throw platform::Exception("InnerException", "no"); };
+  platform::objectState<Listener>(first.get()).then = [] {
+    EXPECT_EQ(raised([] { postNotificationName("Inner", nullptr); }), "InnerException: no");
+    throw platform::Exception("OuterException", "no");
+  };
+  EXPECT_EQ(raised([] { postNotificationName("Event", nullptr); }), "OuterException: no");
+  platform::objectState<Listener>(first.get()).then = nullptr;
+  EXPECT_EQ(raised([] { postNotificationName("Event", nullptr); }), "nothing");
+  EXPECT_THAT(takeListeners(), ElementsAre("first", "second", "first"));
+}
+
 TEST_F(NotificationCenter, RetainsNoObserverAndSkipsDeallocatedOnes) {
   addObserver(first.get(), sel("receive:"), "Event", nullptr);
   const platform::Weak weak(first.get());

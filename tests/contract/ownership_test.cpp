@@ -129,6 +129,24 @@ TEST_F(Ownership, AttachedObjectsAreAssignedOrCopied) {
   const Block<int()> block([] { return 3; });
   objc_setAssociatedObject(owner.get(), &key, blockId(block.get()), OBJC_ASSOCIATION_COPY_NONATOMIC);
   EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), blockId(block.get()));
+  const Class cls = makeClass("ContractCopied");
+  addMethod(
+      cls, "copy", +[](id, SEL) { return objc_retain(platform::classObject(objc_getClass("NSObject"))); });
+  objc_setAssociatedObject(owner.get(), &key, makeInstance(cls).get(), OBJC_ASSOCIATION_COPY_NONATOMIC);
+  EXPECT_EQ(objc_getAssociatedObject(owner.get(), &key), platform::classObject(objc_getClass("NSObject")));
+}
+
+TEST_F(Ownership, WeakSlotsOfAnyObjectReadNullAtItsEnd) {
+  Strong proxy = makeInstance(makeClass("ContractProxy", objc_getClass("NSProxy")));
+  Strong owner = makeInstance(objc_getClass("NSObject"));
+  Block<void()> block([this] { ++deaths; });
+  const Weak weak[] = {Weak(proxy.get()), Weak(owner.get()), Weak(blockId(block.get()))};
+  objc_setAssociatedObject(owner.get(), &key, proxy.get(), OBJC_ASSOCIATION_ASSIGN);
+  objc_setAssociatedObject(owner.get(), &key, nullptr, OBJC_ASSOCIATION_ASSIGN);
+  for (const Weak& each : weak) EXPECT_TRUE(each.load());
+  proxy = owner = {};
+  block = {};
+  for (const Weak& each : weak) EXPECT_FALSE(each.load());
 }
 
 TEST_F(Ownership, ABlockHasOneIdentityAndOneCapturedState) {
@@ -148,6 +166,10 @@ TEST_F(Ownership, ABlockReleasesWhatItCapturedWithItsLastReference) {
   EXPECT_EQ(deaths, 0);
   pointer.reset();
   EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(Ownership, ANullBlockThatIsCalledIsAProgrammingError) {
+  EXPECT_EQ(programmingErrorIn([] { Block<void()>()(); }), "a null block was called");
 }
 
 TEST_F(Ownership, ABlockPassesEveryKindOfArgument) {

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 #include "platform/invocation.h"
 #include "platform/object_messages.h"
 #include "platform/text.h"
@@ -170,6 +172,19 @@ TEST_F(Sends, TheUsualMessagesAreUnderstood) {
   EXPECT_EQ(describe(platform::classObject(sub)), "ContractSubReceiver");
   const Strong made = Strong::adopt(send<id()>(platform::classObject(sub), sel("new")));
   EXPECT_EQ(object_getClass(made.get()), sub);
+}
+
+TEST_F(Sends, FollowForwardingTargetsToTheLastOneAndEndInACircle) {
+  static std::map<id, id> targets;
+  addMethod(
+      cls, "forwardingTargetForSelector:", +[](id self, SEL, SEL) { return targets[self]; });
+  const Class last = makeClass("ContractTarget");
+  addMethod(last, "answer", answer<5>);
+  const Strong objects[] = {object, makeInstance(cls), makeInstance(cls), makeInstance(last)};
+  for (int i = 0; i < 3; ++i) targets[objects[i].get()] = objects[i + 1].get();
+  EXPECT_EQ(ask(object.get()), 5);
+  targets[objects[2].get()] = object.get();
+  EXPECT_THROW(ask(object.get(), "other"), Exception);
 }
 
 class Invocations : public Sends {};

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <vector>
 
 #include "platform/json_serialization.h"
 #include "platform/object_messages.h"
@@ -38,9 +39,14 @@ const Value trees[] = {
     "",
     "\u00e4\U0001F916",
     std::string_view("a\0b", 3),
+    "\uFEFF",
+    "\uFEFF\uFEFFx\uFEFF",
+    std::string(300, 'x') + "\u00e4\U0001F916\uFFFD",
     Value::bytes(std::string_view("\0\xff", 2)),
     Value::list({}),
-    Value::dictionary({{"a", Value::list({1, Value(), "x", true})}, {"b", Value::dictionary({})}, {"", 0.5}}),
+    Value::list(std::vector<Value>(33, 7)),
+    Value::dictionary(
+        {{"a", Value::list({1, Value(), "x", true})}, {"b", Value::dictionary({})}, {"", 0.5}, {"\uFEFFk", 1}}),
 };
 
 TEST_F(Values, SurviveAsObjects) {
@@ -50,6 +56,21 @@ TEST_F(Values, SurviveAsObjects) {
     EXPECT_EQ(*back, each) << each.description();
     EXPECT_EQ(back->kind(), each.kind()) << each.description();
   }
+}
+
+TEST_F(Values, AreReadOnlyIfTheyMayHaveTheKey) {
+  const Value found = Value::dictionary({{"a", 1}, {"key", 2}});
+  Value deep = found;
+  for (int i = 0; i < 100; ++i) deep = Value::dictionary({{"a", Value::list({"key", deep})}});
+  for (const Value& each : {found, Value::dictionary({{"b", found}}), deep, Value("text"), Value::list({1}),
+                            Value::dictionary({{"l", Value::list({Value::list({found})})}}),
+                            Value::dictionary({{7, "no text for a key"}})}) {
+    EXPECT_EQ(platform::unboxedIfItHasKey(platform::boxed(each), "key"), each) << each.description();
+  }
+  EXPECT_EQ(platform::unboxedIfItHasKey(nullptr, "key"), std::nullopt);
+  const Value other = Value::dictionary({{"a", Value::list({"key", Value::dictionary({{"ke", 1}})})}});
+  EXPECT_EQ(platform::unboxedIfItHasKey(platform::boxed(other), "key").value_or(other), other);
+  EXPECT_EQ(platform::unboxedIfItHasKey(platform::boxed(other), "ke"), other) << "another key";
 }
 
 TEST_F(Values, AreObjectsOfThePlatformsClasses) {

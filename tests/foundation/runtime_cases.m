@@ -18,6 +18,27 @@
 - (void)touch {
 }
 @end
+/// Refuses its first observer; its number is how many wanted to observe it.
+@interface Refusing : NSObject {
+ @private
+  int _number;
+}
+@end
+@implementation Refusing
+- (int)number {
+  return _number;
+}
+- (void)addObserver:(NSObject *)observer
+         forKeyPath:(NSString *)keyPath
+            options:(NSKeyValueObservingOptions)options
+            context:(void *)context {
+  (void)observer, (void)keyPath, (void)options, (void)context;
+  if (++_number == 1) [NSException raise:@"RefusingException" format:@"not yet"];
+}
+- (void)removeObserver:(NSObject *)observer forKeyPath:(NSString *)keyPath {
+  (void)observer, (void)keyPath;
+}
+@end
 @interface NSObject (Number)
 - (int)number;
 + (int)number;
@@ -51,6 +72,13 @@ int cases_classNumber(const char *name) { return [NSClassFromString([NSString st
   return 7;
 }
 @end
+@interface CompletedWithVariable : NSObject <PLCompletedClass> {
+ @public
+  int _number;
+}
+@end
+@implementation CompletedWithVariable
+@end
 
 /// Takes arguments of every kind, so many that some are on the stack.
 @interface Summing : NSObject
@@ -65,7 +93,19 @@ int cases_classNumber(const char *name) { return [NSClassFromString([NSString st
 - (void)raiseFor:(double)number {
   [NSException raise:@"SummingException" format:@"for %g", number];
 }
+- (void)raiseKept {
+  @throw cases_keptException();
+}
+- (void)raiseNumber {
+  @throw [NSNumber numberWithInt:7];
+}
 @end
+
+id cases_keptException(void) {
+  static NSException *kept;
+  if (kept == nil) kept = [[NSException alloc] initWithName:@"KeptException" reason:@"kept" userInfo:nil];
+  return kept;
+}
 
 static double forwarded;
 double cases_takeForwarded(void) {
@@ -89,13 +129,15 @@ double cases_takeForwarded(void) {
 }
 @end
 
-void cases_withCountingBlock(id object, void (*use)(void *context, id block), void *context) {
+void cases_withCountingBlock(id object, id borrowed, void (*use)(void *context, id block), void *context) {
   __block int count = 0;
+  __block id unretained = borrowed;
+  int (^counting)(void) = ^{
+    count += object != nil && unretained != nil;
+    return count;
+  };
   use(
-      context, (id) ^ {
-        count += object != nil;
-        return count;
-      });
+      context, (id) ^ { return counting(); });
 }
 int cases_callNumberBlock(id block) { return ((int (^)(void))block)(); }
 
@@ -112,15 +154,59 @@ id cases_arrayInItself(void) {
   return array;
 }
 
-id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan) {
+void cases_turnRunLoop(const char *mode) {
+  [[NSRunLoop currentRunLoop] runMode:[NSString stringWithUTF8String:mode]
+                           beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.01]];
+}
+
+id cases_brokenText(void) {
+  NSMutableString *text = [NSMutableString stringWithString:@"a\U0001F916b"];
+  [text deleteCharactersInRange:NSMakeRange(2, 1)];
+  return text;
+}
+
+@interface Representative : NSProxy {
+ @public
+  id _object;
+}
+@end
+@implementation Representative
+- (NSMethodSignature *)methodSignatureForSelector:(SEL)selector {
+  return [_object methodSignatureForSelector:selector];
+}
+- (void)forwardInvocation:(NSInvocation *)invocation {
+  [invocation invokeWithTarget:_object];
+}
+@end
+id cases_proxyOf(id object) {
+  Representative *proxy = [[Representative alloc] autorelease];
+  proxy->_object = object;
+  return proxy;
+}
+
+static id caughtFrom(void (^work)(void), bool *finallyRan) {
   @try {
     @try {
-      [receiver performSelector:NSSelectorFromString([NSString stringWithUTF8String:selector])];
+      work();
     } @finally {
       *finallyRan = true;
     }
   } @catch (NSException *exception) {
-    return [exception name];
+    return exception;
   }
   return nil;
+}
+id cases_caughtFrom(id receiver, const char *selector, bool *finallyRan) {
+  return caughtFrom(
+      ^{
+        [receiver performSelector:NSSelectorFromString([NSString stringWithUTF8String:selector])];
+      },
+      finallyRan);
+}
+id cases_caughtFromPost(const char *name, bool *finallyRan) {
+  return caughtFrom(
+      ^{
+        [[NSNotificationCenter defaultCenter] postNotificationName:[NSString stringWithUTF8String:name] object:nil];
+      },
+      finallyRan);
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <new>
 #include <stdexcept>
@@ -12,6 +13,9 @@
 #include <utility>
 
 #include "platform/class_face.h"
+#include "platform/dispatch.h"
+#include "platform/key_value_observing.h"
+#include "platform/notification_center.h"
 #include "platform/object_messages.h"
 #include "platform/value.h"
 #include "tests/foundation/runtime_cases.h"
@@ -49,6 +53,9 @@ TEST_F(Runtime, ExchangedMethodsReachSubclassesThatAreInUse) {
   method_setImplementation(class_getInstanceMethod(object_getClass(derived.get()), selector("number")), code);
   EXPECT_EQ(cases_number(derived.get()), 33);
   EXPECT_EQ(cases_number(base.get()), 33);
+  method_exchangeImplementations(class_getInstanceMethod(objc_getClass("Adopter"), selector("required")),
+                                 class_getInstanceMethod(cls, selector("number")));
+  EXPECT_EQ(cases_number(derived.get()), 0) << "both classes of an exchange";
 }
 
 TEST_F(Runtime, MethodsAddedToACompiledMetaclassAreFound) {
@@ -86,6 +93,22 @@ TEST_F(Runtime, WeakSlotsMayBeReadWhileTheirObjectsEnd) {
   EXPECT_FALSE(weak.load());
 }
 
+// Each thread locks what belongs to both objects, in one order.
+TEST_F(Runtime, WeakSlotsMayMoveBetweenTwoObjectsInBothDirections) {
+  const Strong first = make("NSObject");
+  const Strong second = make("NSObject");
+  const auto move = [](id from, id to) {
+    platform::Weak weak;
+    for (int i = 0; i < 20000; ++i) {
+      weak.store(from);
+      weak.store(to);
+    }
+  };
+  std::thread other([&] { move(first.get(), second.get()); });
+  move(first.get(), second.get());
+  other.join();
+}
+
 TEST_F(Runtime, OptionalAndAdoptedMethodsOfProtocolsAreDescribed) {
   Protocol* const child = objc_getProtocol("Child");
   const struct {
@@ -115,16 +138,20 @@ TEST_F(Runtime, SignaturesMayMentionBlocks) {
 
 TEST_F(Runtime, CopiedBlocksKeepWhatTheyCapture) {
   Strong captured = make("NSObject");
+  Strong borrowed = make("NSObject");
   const platform::Weak weak(captured.get());
+  const platform::Weak weakBorrowed(borrowed.get());
   Block<int()> kept;
   cases_withCountingBlock(
-      captured.get(),
+      captured.get(), borrowed.get(),
       [](void* to, id block) {
         *static_cast<Block<int()>*>(to) = Block<int()>(reinterpret_cast<platform::BlockPtr<int()>>(block));
       },
       &kept);
   captured = Strong();
+  borrowed = Strong();
   EXPECT_TRUE(weak.load());
+  EXPECT_FALSE(weakBorrowed.load()) << "a __block variable retains nothing";
   EXPECT_EQ(kept(), 1);
   EXPECT_EQ(Block<int()>(kept)(), 2);
   kept = Block<int()>();
@@ -163,6 +190,8 @@ TEST_F(Runtime, WhatMessagesRaiseIsAnExceptionOfThePlatform) {
   const Strong summing = make("Summing");
   EXPECT_EQ(raisedBy([&] { send<void(double)>(summing.get(), selector("raiseFor:"), 2.5); }),
             "SummingException for 2.5");
+  EXPECT_THAT(raisedBy([&] { send<void()>(summing.get(), selector("raiseNumber")); }),
+              testing::MatchesRegex("NS.*Number 7"));
   EXPECT_THAT(raisedBy([&] { send<void(double)>(summing.get(), selector("half:"), 1.0); }),
               HasSubstr("-[Summing half:]: called as \"v@:d\" but declared as"));
   EXPECT_THAT(raisedBy([&] { send<id()>(platform::boxed(Value::list({1})), selector("lowercaseString")); }),
@@ -173,11 +202,16 @@ struct Raising {
   static constexpr const char* className = "RaisingInCxx";
   static void defineClass(platform::ClassFace<Raising>& face) {
     face.method<&Raising::raise>("raise").method<&Raising::exhaust>("exhaust").method<&Raising::fail>("fail");
+    face.method<&Raising::pass>("pass").method<&Raising::receive>("receive:");
   }
   static void raise() { throw platform::Exception("CxxException", "from C++"); }
   static void exhaust() { throw std::bad_alloc(); }
   static void fail() { throw std::out_of_range("no such place"); }
+  static void pass() { send<void()>(make("Summing").get(), selector("raiseKept")); }
+  static void receive(id /*notification*/) { raise(); }
 };
+
+Value nameOf(id exception) { return platform::unboxed(platform::property(exception, "name")).value_or(Value()); }
 
 TEST_F(Runtime, ObjectiveCCatchesWhatMethodsInCxxRaise) {
   const Strong raising = platform::makeObject<Raising>();
@@ -185,9 +219,25 @@ TEST_F(Runtime, ObjectiveCCatchesWhatMethodsInCxxRaise) {
       {"raise", "CxxException"}, {"exhaust", "NSMallocException"}, {"fail", "NSInternalInconsistencyException"}};
   for (const auto& [message, name] : rows) {
     bool finallyRan = false;
-    EXPECT_EQ(platform::unboxed(cases_caughtFrom(raising.get(), message, &finallyRan)), Value(name));
+    EXPECT_EQ(nameOf(cases_caughtFrom(raising.get(), message, &finallyRan)), Value(name));
     EXPECT_TRUE(finallyRan) << message;
   }
+  bool finallyRan = false;
+  EXPECT_EQ(cases_caughtFrom(raising.get(), "pass", &finallyRan), cases_keptException()) << "the same object";
+  finallyRan = false;
+  platform::NotificationCenter::addObserver(raising.get(), selector("receive:"), "Raised", nullptr);
+  EXPECT_EQ(nameOf(cases_caughtFromPost("Raised", &finallyRan)), Value("CxxException"));
+  EXPECT_TRUE(finallyRan);
+}
+
+TEST_F(Runtime, ObserversMayBeAddedAgainWhenTheObjectHasRefusedThem) {
+  const Strong refusing = make("Refusing");
+  const Strong observer = make("NSObject");
+  const auto observe = [&] { platform::addObserver(refusing.get(), observer.get(), "number", 0, nullptr); };
+  EXPECT_EQ(raisedBy(observe), "RefusingException not yet");
+  EXPECT_EQ(raisedBy(observe), "nothing");
+  EXPECT_EQ(cases_number(refusing.get()), 2);
+  platform::removeObserver(refusing.get(), observer.get(), "number");
 }
 
 struct CompletedState {
@@ -206,9 +256,50 @@ TEST_F(Runtime, CompiledClassesAreCompleted) {
               HasSubstr("instances are made in C++"));
 }
 
+struct StateWithVariable {
+  static constexpr const char* className = "CompletedWithVariable";
+  static void defineClass(platform::ClassFace<StateWithVariable>& /*face*/) {}
+};
+
+TEST_F(Runtime, CompletedClassesDeclareNoVariables) {
+  EXPECT_DEATH(platform::makeObject<StateWithVariable>(),
+               "PellionMessaging: the class CompletedWithVariable is completed in C\\+\\+, so it cannot declare");
+}
+
+TEST_F(Runtime, TextsWithoutACounterpartAreReplaced) {
+  EXPECT_EQ(platform::unboxed(cases_brokenText()), Value("ab")) << "without the half of a pair";
+  EXPECT_EQ(platform::unboxed(platform::boxed(Value::list({"\xff", 1}))), Value::list({nullptr, 1})) << "no UTF-8";
+}
+
+TEST_F(Runtime, ProxiesOfValuesAreValues) {
+  for (const Value& value : {Value("text"), Value::list({1, "a"}), Value::dictionary({{"a", 1}}), Value(7)}) {
+    EXPECT_EQ(platform::unboxed(cases_proxyOf(platform::boxed(value))), value) << value.description();
+  }
+}
+
 TEST_F(Runtime, ObjectsThatNoValueHoldsStayThemselves) {
   EXPECT_EQ(platform::unboxed(cases_date())->kind(), Value::Kind::object);
-  EXPECT_EQ(platform::unboxed(cases_arrayInItself())->kind(), Value::Kind::list);
+  EXPECT_EQ(platform::unboxed(cases_arrayInItself())->description(), "(\n    \"(a container inside itself)\"\n)");
+}
+
+TEST_F(Runtime, TheMainQueueRunsInTheCommonModes) {
+  using std::chrono_literals::operator""ms;
+  for (const char* mode : {"NSDefaultRunLoopMode", "NSRunLoopCommonModes", "NSEventTrackingRunLoopMode",
+                           "NSModalPanelRunLoopMode", "UITrackingRunLoopMode"}) {
+    std::atomic<int> soon = 0;
+    std::atomic<int> later = 0;
+    const auto schedule = [&] {
+      const platform::AutoreleasePool pool;
+      platform::dispatchAsyncOnMainQueue([&] { ++soon; });
+      platform::dispatchAfterOnMainQueue(20ms, [&] { ++later; });
+    };
+    schedule();
+    std::thread(schedule).join();
+    const auto end = std::chrono::steady_clock::now() + 10'000ms;
+    while (later < 2 && std::chrono::steady_clock::now() < end) cases_turnRunLoop(mode);
+    EXPECT_EQ(soon, 2) << mode;
+    EXPECT_EQ(later, 2) << mode;
+  }
 }
 
 }  // namespace runtime_test

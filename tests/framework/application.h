@@ -22,6 +22,8 @@ void note(NSString *event);
 NSString *takeNotes(void);
 /// Runs the main run loop until something is noted, at most ten seconds.
 void runUntilNoted(void);
+/// Runs what is in the main queue, and what that adds.
+void runQueue(void);
 /// The lines of the log since the last call that contain the text.
 NSUInteger countOfLines(NSString *text);
 /// The name and the reason of what `work` raises; "nothing".
@@ -29,6 +31,8 @@ NSString *raisedBy(void (^work)(void));
 
 /// A payload with this "pellionPnID".
 NSDictionary *payload(int number);
+/// The response to a notification that is tapped.
+UNNotificationResponse *tapOn(NSDictionary *userInfo);
 void deliverToken(const char *bytes);
 void deliverInForeground(int number);
 /// The bytes of the token, and the id, that the module saw last; "" for none.

@@ -22,11 +22,26 @@ NSString *takeNotes(void) {
   return text;
 }
 
+/// For at most ten milliseconds.
+static void turnRunLoop(void) {
+  [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.01]];
+}
+
 void runUntilNoted(void) {
   NSDate *end = [NSDate dateWithTimeIntervalSinceNow:10];
-  while ([notes count] == 0 && [end timeIntervalSinceNow] > 0) {
-    [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.01]];
-  }
+  while ([notes count] == 0 && [end timeIntervalSinceNow] > 0) turnRunLoop();
+}
+
+void runQueue(void) {
+  __block BOOL isOver = NO;
+  UISystemRunLater(^{
+    UISystemRunLater(^{
+      UISystemRunLater(^{
+        isOver = YES;
+      });
+    });
+  });
+  while (!isOver) turnRunLoop();
 }
 
 NSUInteger countOfLines(NSString *text) {
@@ -93,6 +108,10 @@ void launch(id delegate, id centerDelegate) {
 NSDictionary *payload(int number) {
   return [NSDictionary
       dictionaryWithObjectsAndKeys:[NSString stringWithFormat:@"{\"pellionPnID\": %d}", number], @"addInfo", nil];
+}
+UNNotificationResponse *tapOn(NSDictionary *userInfo) {
+  return [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:userInfo]
+                                              actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
 }
 void deliverToken(const char *bytes) { UISystemDeliverDeviceToken([NSData dataWithBytes:bytes length:strlen(bytes)]); }
 void deliverInForeground(int number) { UISystemDeliverInForeground(payload(number)); }

@@ -50,6 +50,28 @@ static void startsOnAnotherThread(void) {
   CHECK_EQUAL(seenToken(), @"a");
 }
 
+static BOOL canOpenAll(id self, SEL selector, NSURL *url) {
+  (void)self, (void)selector;
+  note([NSString stringWithFormat:@"can open %@", url]);
+  return YES;
+}
+
+static void aURLThatFoundationRefusesIsNotOpened(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  method_setImplementation(class_getInstanceMethod([UIApplication class], @selector(canOpenURL:)), (IMP)canOpenAll);
+  UISystemSetListener(^(NSString *what, id details) {
+    note([NSString stringWithFormat:@"%@ %@", what, details]);
+  });
+  NSDictionary *info = [NSDictionary dictionaryWithObject:@"{\"pellionPnID\": 1, \"clickAction\": \"https://[v1.x]/\"}"
+                                                   forKey:@"addInfo"];
+  UISystemDeliverResponse(info, UNNotificationDefaultActionIdentifier);
+  CHECK_EQUAL(takeNotes(), @"response, response completed (null)");
+  [[PLNotificationHandler shared] handleNotificationResponse:tapOn(info) completionHandler:nil];
+  runQueue();
+  CHECK_EQUAL(takeNotes(), @"");
+}
+
 static void delegatesMayBeDeallocated(void) {
   setUp();
   NSAutoreleasePool *pool = [NSAutoreleasePool new];
@@ -95,6 +117,41 @@ static void payloadsMayHoldOtherObjects(void) {
   CHECK_EQUAL(seenNumber(), @"5");
 }
 
+static NSDictionary *nested(NSDictionary *innermost, int levels, int timesEach) {
+  id object = innermost;
+  for (int i = 0; i < levels; ++i) {
+    NSMutableDictionary *outer = [NSMutableDictionary dictionary];
+    for (int j = 0; j < timesEach; ++j) [outer setObject:object forKey:[NSString stringWithFormat:@"%d", j]];
+    object = outer;
+  }
+  return object;
+}
+
+static void payloadsNeedNotBeTrees(void) {
+  setUp();
+  launch([Delegate new], [CenterDelegate new]);
+  UISystemDeliverInForeground(nested(payload(1), 5000, 1));
+  CHECK_EQUAL(seenNumber(), @"1");
+  UISystemDeliverInForeground(nested(payload(2), 10, 2));
+  CHECK_EQUAL(seenNumber(), @"2");
+  NSString *tooOften = @"contain each other so often that they cannot be read";
+  CHECK_CONTAINS(raisedBy(^{
+                   UISystemDeliverInForeground(nested(payload(3), 60, 2));
+                 }),
+                 tooOften);
+  NSMutableDictionary *itself = [NSMutableDictionary dictionary];
+  NSArray *around = [NSArray arrayWithObject:itself];
+  [itself setObject:[around lastObject] forKey:@"a"];
+  [itself setObject:around forKey:@"b"];
+  UISystemDeliverInForeground(itself);  // it is searched to its end
+  CHECK_EQUAL(seenNumber(), @"2");
+  [itself setObject:@"{\"pellionPnID\": 4}" forKey:@"addInfo"];
+  UISystemDeliverInForeground(itself);
+  CHECK_EQUAL(seenNumber(), @"4");
+  UISystemDeliverResponse(itself, UNNotificationDefaultActionIdentifier);
+  CHECK(countOfLines(@"a = \"(a container inside itself)\"") == 1);
+}
+
 static void otherObjectsInPlaceOfTextsAreRefused(void) {
   setUp();
   launch([Delegate new], [CenterDelegate new]);
@@ -104,10 +161,7 @@ static void otherObjectsInPlaceOfTextsAreRefused(void) {
         UISystemDeliverInForeground(wrong);
       }),
       @"NSInvalidArgumentException -[Article dataUsingEncoding:]: unrecognized selector sent to instance 0x");
-  UNNotificationResponse *response =
-      [[[UNNotificationResponse alloc] initWithNotification:[UNNotification notificationWithUserInfo:wrong]
-                                           actionIdentifier:UNNotificationDefaultActionIdentifier] autorelease];
-  [[PLNotificationHandler shared] handleNotificationResponse:response
+  [[PLNotificationHandler shared] handleNotificationResponse:tapOn(wrong)
                                            completionHandler:^{
                                              note(@"completed");
                                            }];
@@ -117,27 +171,40 @@ static void otherObjectsInPlaceOfTextsAreRefused(void) {
 static void defineClass(const char *name) {
   setUp();
   objc_registerClassPair(objc_allocateClassPair([NSObject class], name, 0));
-  launch([Delegate new], [CenterDelegate new]);
+  [PLMessaging startService];  // at once, without a delegate or a callback
 }
 static void theApplicationHasAClassOfOurName(void) { defineClass("PLMessagingRemoteNotificationsProxy"); }
-static void theApplicationHasAnotherClassOfOurName(void) {
-  defineClass("PLTokenManager");
-  deliverToken("a");
+static void theApplicationHasATokenManager(void) { defineClass("PLTokenManager"); }
+static void theApplicationHasAnInternalClass(void) { defineClass("PLXImplementationMap"); }
+
+static void theSystemPassesNoFetchHandler(void) {
+  setUp();
+  launch([Delegate new], nil);
+  UIApplication *application = [UIApplication sharedApplication];
+  [[application delegate] application:application
+         didReceiveRemoteNotification:payload(1)
+               fetchCompletionHandler:(void (^)(UIBackgroundFetchResult))nil];
+  [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:10]];
 }
 
-#define CASE(function) \
-  { #function, function, NULL }
-#define ENDS(function, words) \
-  { #function, function, words }
 const struct framework_Case framework_badCases[] = {
     CASE(startsWithoutADelegate),
     CASE(startsTwice),
-    CASE(startsOnAnotherThread),
+    LOGS(startsOnAnotherThread,
+         "PellionMessaging: \\+\\[PLMessaging startService\\] is called on a thread other than the main thread, but it "
+         "works on objects that belong to the main thread; call it in -application:didFinishLaunchingWithOptions:"),
+    LOGS(aURLThatFoundationRefusesIsNotOpened,
+         "PellionMessaging: Foundation makes no URL of https://\\[v1.x\\]/, so it is not opened"),
     CASE(delegatesMayBeDeallocated),
     CASE(payloadsMayHoldOtherObjects),
+    CASE(payloadsNeedNotBeTrees),
     CASE(otherObjectsInPlaceOfTextsAreRefused),
     ENDS(theApplicationHasAClassOfOurName,
          "PellionMessaging: the name of the class PLMessagingRemoteNotificationsProxy is already taken"),
-    ENDS(theApplicationHasAnotherClassOfOurName,
-         "PellionMessaging: the name of the class PLTokenManager is already taken"),
-    {NULL, NULL, NULL}};
+    ENDS(theApplicationHasATokenManager, "PellionMessaging: the name of the class PLTokenManager is already taken"),
+    ENDS(theApplicationHasAnInternalClass,
+         "PellionMessaging: the name of the class PLXImplementationMap is already taken"),
+    ENDS(theSystemPassesNoFetchHandler,
+         "PellionMessaging: application:didReceiveRemoteNotification:fetchCompletionHandler: was called without a "
+         "completion handler"),
+    END_OF_CASES};

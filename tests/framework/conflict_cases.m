@@ -299,8 +299,6 @@ static void theCenterDelegateForwards(void) {
   CHECK_EQUAL(seenNumber(), @"1");
 }
 
-#define CASE(function) \
-  { #function, function, NULL }
 const struct framework_Case framework_conflictCases[] = {CASE(methodsExchangedBeforeTheStart),
                                                          CASE(methodsOfTheApplicationsDelegateExchangedAfterTheStart),
                                                          CASE(methodsOfTheDelegatesSubclassExchangedAfterTheStart),
@@ -315,4 +313,4 @@ const struct framework_Case framework_conflictCases[] = {CASE(methodsExchangedBe
                                                          CASE(theCenterDelegateIsAProxy),
                                                          CASE(theApplicationsDelegateForwards),
                                                          CASE(theCenterDelegateForwards),
-                                                         {NULL, NULL, NULL}};
+                                                         END_OF_CASES};

@@ -28,7 +28,7 @@ TEST_P(FrameworkTest, passes) {
   if (each.lastWords != nullptr) {
     EXPECT_DEATH(run(), each.lastWords);
   } else {
-    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), each.logged != nullptr ? each.logged : "");
   }
 }
 
@@ -55,6 +55,19 @@ TEST(BareProgram, NamesEachMissingPartOnceAndGoesOn) {
                            "class QVKeyChainWrapper", "function QLogExtensionInternal", "function QLogExtension\n"}) {
     EXPECT_EQ(countOf(std::string("the core library has no ") + part, output), 1U) << part << '\n' << output;
   }
+  EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
+}
+
+TEST(BareProgram, LogsWithTheFunctionThatIsThere) {
+  const std::string output = outputOf(PELLION_BARE_WITH_ONE_LOG);
+  EXPECT_THAT(output, testing::HasSubstr("pellion-log: Push notification JSON payload"));
+  EXPECT_EQ(countOf("pellion-warning: the core library has no function QLogExtension\n", output), 1U) << output;
+  EXPECT_EQ(countOf("no function QLogExtensionInternal", output), 0U) << output;
+}
+
+TEST(BareProgram, NamesTheMissingConfigurationOnce) {
+  const std::string output = outputOf(PELLION_BARE_WITH_CORE_LIBRARY);
+  EXPECT_EQ(countOf("has no PellionInfo.plist, so the library's classes return nil; add it", output), 1U) << output;
   EXPECT_THAT(output, testing::EndsWith("id 7, badge 0\nends with 0"));
 }
 

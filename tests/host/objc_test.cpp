@@ -41,8 +41,8 @@ class Objc : public testing::Test {
   Class base = makeClass("Base");
   Class derived = makeClass("Derived", base);
   platform::Strong object = makeInstance(derived);
-  const IMP one = host::implementationOf(answer<1>);
-  const IMP two = host::implementationOf(answer<2>);
+  const IMP one = host::asIMP(answer<1>);
+  const IMP two = host::asIMP(answer<2>);
 };
 
 TEST_F(Objc, ClassHasItsNameUntilItsDisposal) {

@@ -76,7 +76,7 @@ TEST(ClickAction, isTheNotificationsOwnWithoutAnActionAndNoneWithoutANotificatio
   const host::ProcessScope scope(*phone->process());
   const auto lose = [](const char* property) {
     const Method method = class_getInstanceMethod(objc_getClass("UNNotificationResponse"), sel_registerName(property));
-    method_setImplementation(method, host::implementationOf(nothing));
+    method_setImplementation(method, host::asIMP(nothing));
   };
   lose("actionIdentifier");
   EXPECT_THAT(handle(), ElementsAre("opens https://a.test/"));

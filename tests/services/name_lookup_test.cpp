@@ -39,7 +39,8 @@ TEST(NameLookup, DoesNotDelayOthersWhileItHangs) {
   host::Clock clock{host::Clock::Kind::virtualTime};
   services::Network network;
   const services::NetworkPolicy policy{{}, {std::string(hangingName)}, std::chrono::milliseconds(100)};
-  std::optional<host::Process> waiting(host::Process::Environment{clock, network, policy});
+  std::optional<host::Process> waiting(
+      host::Process::Environment{clock, network, std::make_shared<const services::NetworkPolicy>(policy)});
   std::optional<host::Process> other(host::Process::Environment{clock, network});
   const auto load = [](host::Process& process, const std::string& url) {
     std::int64_t code = 1;

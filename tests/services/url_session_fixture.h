@@ -58,8 +58,11 @@ class URLSessionTest : public testing::Test {
 
   host::Process& process() {
     if (!process_)
-      process_.emplace(host::Process::Environment{
-          .clock = clock_, .network = *network_, .networkPolicy = policy_, .outcomes = outcomes_});
+      process_.emplace(
+          host::Process::Environment{.clock = clock_,
+                                     .network = *network_,
+                                     .networkPolicy = std::make_shared<const services::NetworkPolicy>(policy_),
+                                     .outcomes = outcomes_});
     return *process_;
   }
   std::shared_ptr<platform::URLSession> session() {

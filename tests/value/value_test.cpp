@@ -169,6 +169,22 @@ TEST(Value, PartOfADocumentKeepsTheDocument) {
   EXPECT_EQ(list.elements()[1].elements()[0].text(), "1401");
 }
 
+TEST(Value, PartsOfADocumentMayBeSharedAndKeysKnownToDiffer) {
+  Value copy;
+  {
+    Value root;
+    platform::DocumentBuilder builder(16);
+    Value::Entry* entries = builder.dictionary(root, 20);
+    for (int i = 0; i != 20; ++i) builder.text(entries[i].key, std::to_string(i));
+    platform::DocumentBuilder::endKeys(root);
+    builder.bytes(builder.list(entries[0].value, 1)[0], "b");
+    platform::DocumentBuilder::share(entries[19].value, entries[0].value);
+    copy = *root.find("19");
+    EXPECT_EQ(root.find("20"), nullptr);
+  }
+  EXPECT_EQ(copy, Value::list({Value::bytes("b")}));
+}
+
 TEST(Value, CountsReferencesFromSeveralThreads) {
   const Value value = Value::list({std::string(50, 'a'), Value::dictionary({{"k", "v"}})});
   std::vector<std::jthread> threads;

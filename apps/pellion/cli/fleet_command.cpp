@@ -48,6 +48,14 @@ nanoseconds durationOfText(const std::string& text) {
   throw InputError("--for " + text + ": not a duration; give seconds, or a number with s, min or h, such as 5min");
 }
 
+void warnOfLateStarts(const FleetPlan& plan, const Surroundings& surroundings) {
+  const double started = plan.rate * std::chrono::duration<double>(plan.duration).count() + 1;
+  if (started >= static_cast<double>(plan.phones)) return;
+  surroundings.err << "pellion: " << plan.rate << " phones start in a second, so that the fleet ends with "
+                   << static_cast<std::size_t>(started) << " of its " << plan.phones
+                   << "; give a greater --rate, or a longer --for\n";
+}
+
 /// Plays the plan to its end, or until the signal.
 FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Surroundings& surroundings) {
   constexpr std::chrono::milliseconds step{20};
@@ -136,6 +144,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   if (arguments.server) checkTarget(plan, *arguments.server, arguments.confirmedHost);
   checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
                isLoopbackServer(arguments.server));
+  warnOfLateStarts(plan, surroundings);
   FleetFiles files(arguments.csv, arguments.json);
   const FleetReport report = play(
       plan, {.server = arguments.server, .threads = threads, .seed = arguments.seed, .isAudited = arguments.isAudited},

@@ -12,7 +12,7 @@ namespace pellion {
 Ending endingOf(const services::RequestOutcome& outcome) {
   if (outcome.isCancelled) return Ending::lost;
   if (outcome.errorCode || !outcome.status) return Ending::failed;
-  return outcome.isJSON ? Ending::accepted : Ending::refused;
+  return *outcome.status == 200 && outcome.isJSON ? Ending::accepted : Ending::refused;
 }
 
 std::uint64_t EndingCounts::total() const { return std::accumulate(byEnding.begin(), byEnding.end(), std::uint64_t{}); }

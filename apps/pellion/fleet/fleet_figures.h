@@ -33,7 +33,7 @@ struct EndingCounts {
 };
 
 struct EndpointFigures {
-  EndingCounts requests;
+  EndingCounts requests = {};
   std::map<int, std::uint64_t> refused;          ///< by status; 200 for an answer that is not JSON
   std::map<std::int64_t, std::uint64_t> failed;  ///< by the platform's error code
   Histogram connecting;                          ///< of requests that were answered

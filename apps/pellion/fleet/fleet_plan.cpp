@@ -34,7 +34,7 @@ const Shape phonesShape{"an integer from 1 to ten million",
 const Shape positiveShape{"a number above 0", [](const Value& value) { return isAbove(value, 0, 1e9); }};
 const Shape shareShape{"a number above 0, and 1 at most", [](const Value& value) { return isAbove(value, 0, 1); }};
 const Shape lifeShape{"a scenario, or the path of one beside the plan",
-                      [](const Value& value) { return isObject(value) || value.ifString() != nullptr; }};
+                      [](const Value& value) { return isObject(value) || value.ifString().has_value(); }};
 const Field kindFields[] = {
     {"name", &shapes::text, true}, {"weight", &positiveShape}, {"speed", &positiveShape}, {"life", &lifeShape, true}};
 const Shape kindShape{"an object with the name and the life of a kind of phones", isObject, kindFields};

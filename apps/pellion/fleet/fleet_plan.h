@@ -15,7 +15,7 @@ namespace pellion {
 
 /// A kind of phone: the life that each phone of it leads.
 struct FleetKind {
-  std::string name;
+  std::string name = {};
   double weight = 1;  ///< its share of the fleet, beside the other kinds' weights
   double speed = 1;   ///< how many seconds of its life pass in a second
   Scenario life;      ///< its configuration may hold "{phone}"
@@ -23,32 +23,32 @@ struct FleetKind {
 
 /// Steps that many phones take at about the same time, beside their lives: a campaign, a release, a change of consent.
 struct FleetWave {
-  std::string name;
+  std::string name = {};
   std::chrono::nanoseconds at{};     ///< after the fleet's start
   std::chrono::nanoseconds over{};   ///< each phone begins at a random time in this span
   std::chrono::nanoseconds every{};  ///< it comes again after this time; zero: it comes once
   double reach = 1;                  ///< the share of the phones that take part
   /// The steps for each kind, in the order of FleetPlan::kinds; none for a kind that takes no part.
-  std::vector<std::vector<Step>> steps;
+  std::vector<std::vector<Step>> steps = {};
 };
 
 /// What the built-in backend does wrong for a while.
 struct FleetFault {
   std::chrono::nanoseconds at{};
   std::chrono::nanoseconds duration{};
-  Answer answer;
+  Answer answer = {};
 };
 
 struct FleetPlan {
-  std::string file;
-  std::string name;
-  std::string description;
+  std::string file = {};
+  std::string name = {};
+  std::string description = {};
   std::size_t phones = 100;
   double rate = 100;  ///< phones that start in a second
   std::chrono::nanoseconds duration = std::chrono::seconds(60);
-  std::vector<FleetKind> kinds;
-  std::vector<FleetWave> waves;
-  std::vector<FleetFault> faults;
+  std::vector<FleetKind> kinds = {};
+  std::vector<FleetWave> waves = {};
+  std::vector<FleetFault> faults = {};
 };
 
 /// Throws InputError: "file:line:column: what is wrong; what would be right". The life of a kind may be a file beside

@@ -13,13 +13,13 @@ namespace pellion {
 
 /// What there is to say about a fleet that has ended.
 struct FleetReport {
-  std::string name;
-  std::string server;
+  std::string name = {};
+  std::string server = {};
   std::size_t phones = 0;  ///< the most at one time
   std::chrono::nanoseconds duration{};
   bool isCutShort = false;  ///< by a signal
-  FleetFigures figures;
-  std::optional<FleetAudit::Verdict> audit;
+  FleetFigures figures = {};
+  std::optional<FleetAudit::Verdict> audit = {};
 };
 
 /// One line without its end: what the fleet is doing now. `lately` covers `span`; there may be no end to wait for.

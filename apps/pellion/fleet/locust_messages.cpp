@@ -6,7 +6,7 @@
 #include <msgpack.hpp>
 
 #include "pellion/fleet/fleet_report.h"
-#include "value/printable_text.h"
+#include "pellion/text/text_width.h"
 
 namespace pellion {
 namespace {
@@ -20,7 +20,7 @@ bool isLetter(char character) { return std::isalpha(static_cast<unsigned char>(c
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 // Text of the plan and of servers may not be UTF-8, and no master reads such a message.
-void packText(Packer& packer, std::string_view text) { packer.pack(value::wellFormed(text)); }
+void packText(Packer& packer, std::string_view text) { packer.pack(wellFormed(text)); }
 void packKey(Packer& packer, std::string_view key) { packer.pack(key); }
 
 void packCounts(Packer& packer, const LocustCounts& counts) {
@@ -201,8 +201,8 @@ void LocustStatistics::packEntry(Output& packer, std::string_view name, std::str
     if (counts.failures > 0) failuresPerSecond[second] = counts.failures;
   }
   packer.pack_map(14);
-  pack("name", value::wellFormed(name));
-  pack("method", value::wellFormed(method));
+  pack("name", wellFormed(name));
+  pack("method", wellFormed(method));
   packKey(packer, "last_request_timestamp");
   requests > 0 ? packer.pack(times.last) : packer.pack_nil();
   pack("start_time", start_);

@@ -96,7 +96,7 @@ void isAsked(id self, SEL /*selector*/, id /*sender*/, id /*news*/, BlockPtr<voi
 
 template <class F>
 void addMethod(Class cls, Callback callback, F function) {
-  class_addMethod(cls, sel_registerName(kindOf(callback).selector), host::implementationOf(function),
+  class_addMethod(cls, sel_registerName(kindOf(callback).selector), host::asIMP(function),
                   platform::encodingOfFunction(function));
 }
 

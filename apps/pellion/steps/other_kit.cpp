@@ -61,7 +61,7 @@ IMP passingOn(std::size_t place) {
     return std::array{&passOn<callback, places, A...>...};
   }
   (std::make_index_sequence<mostKits>());
-  return host::implementationOf(functions.at(place));
+  return host::asIMP(functions.at(place));
 }
 
 IMP implementation(Callback callback, std::size_t place) {

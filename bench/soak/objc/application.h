@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // A small application in Objective-C: its delegates record what they receive. Values cross as Foundation's objects.
 

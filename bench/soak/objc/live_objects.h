@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// Foundation counts the objects of each class from now on.
 FOUNDATION_C void soak_watchObjects(void);

@@ -43,11 +43,10 @@ Value comparableReason(const Value& reason) {
   return '[' + text.substr(space + 1, found - space - 1) + " unrecognized selector";
 }
 
-/// Without the port that the system chose, and the thread that only the simulated phone knows.
+/// Without the port that the system chose and the program's name.
 Value comparable(const Value& details) {
   std::vector<Value::Entry> entries;
   for (const auto& [name, value] : details.entries()) {
-    if (name == Value("calledOnMainThread")) continue;
     if (name == Value("reason")) {
       entries.push_back({name, comparableReason(value)});
       continue;
@@ -58,7 +57,8 @@ Value comparable(const Value& details) {
     }
     std::vector<Value> fields;
     for (const Value& field : value.elements()) {
-      if (field.elements()[0] != Value("Host")) fields.push_back(field);
+      const Value& fieldName = field.elements()[0];
+      if (fieldName != Value("Host") && fieldName != Value("User-Agent")) fields.push_back(field);
     }
     entries.push_back({name, Value::list(fields)});
   }
@@ -77,39 +77,43 @@ std::string textOf(const Value& value) {
   return '{' + text + '}';
 }
 
-/// The shop is an application of its own, so it cannot be what any scenario describes.
-void refuseOtherSteps(const pellion::Scenario& scenario) {
-  constexpr std::string_view played[] = {"say",
-                                         "launch",
-                                         "token",
-                                         "deliver",
-                                         "deliverInBackground",
-                                         "tap",
-                                         "respond",
-                                         "dismiss",
-                                         "goal",
-                                         "endSession",
-                                         "badge",
-                                         "extension",
-                                         "activate",
-                                         "advance",
-                                         "expect",
-                                         "setNotificationDelegate"};
-  if (!scenario.application.missingClasses.empty()) {
-    throw pellion::InputError(scenario.file +
-                              ": the shop in Objective-C has all classes of the platform; leave out "
-                              "\"missingClasses\"");
-  }
+constexpr std::string_view playedSteps[] = {"say",
+                                            "launch",
+                                            "token",
+                                            "deliver",
+                                            "deliverInBackground",
+                                            "tap",
+                                            "respond",
+                                            "dismiss",
+                                            "goal",
+                                            "endSession",
+                                            "badge",
+                                            "extension",
+                                            "activate",
+                                            "advance",
+                                            "expect",
+                                            "setNotificationDelegate"};
+
+void requirePlayed(const std::string& file, const pellion::Step& step) {
+  const std::string_view name = step.kind->name;
+  if (std::ranges::find(playedSteps, name) != std::end(playedSteps)) return;
   std::string known;
-  for (const std::string_view name : played) known.append(known.empty() ? "" : ", ").append(name);
+  for (const std::string_view each : playedSteps) known.append(known.empty() ? "" : ", ").append(each);
+  throw pellion::errorAt(
+      file, step.position,
+      "the shop in Objective-C does not play the step \"" + std::string(name) + "\"; it plays " + known);
+}
+
+/// The shop is an application of its own, so it cannot be what any scenario describes.
+void requirePlayed(const pellion::Scenario& scenario) {
+  if (!scenario.application.missingClasses.empty()) {
+    throw InputError(scenario.file +
+                     ": the shop in Objective-C has all classes of the platform; leave out \"missingClasses\"");
+  }
   std::size_t launches = 0;
   for (const pellion::Step& step : scenario.steps) {
+    requirePlayed(scenario.file, step);
     const std::string_view name = step.kind->name;
-    if (std::ranges::find(played, name) == std::end(played)) {
-      throw pellion::errorAt(
-          scenario.file, step.position,
-          "the shop in Objective-C does not play the step \"" + std::string(name) + "\"; it plays " + known);
-    }
     if (name == "setNotificationDelegate" && step.argument.value != Value("MemberNotificationDelegate")) {
       throw pellion::errorAt(scenario.file, step.argument.position,
                              "the shop in Objective-C has no such delegate to set; it has MemberNotificationDelegate");
@@ -134,6 +138,50 @@ Value with(Value::Entry first, const Value& dictionary) {
   return Value::dictionary(entries);
 }
 
+/// An event of the system for the shop, as UISystemMain.h lists them.
+using Command = std::vector<Value::Entry>;
+
+Command action(const char* name, const Value& sender) {
+  return {{"event", "action"}, {"action", name}, {"sender", sender}};
+}
+Command token(const Value& details, const Value& /*payload*/) {
+  return {{"event", "token"}, {"token", at(details, "token").description()}};
+}
+Command delivered(const Value& details, const Value& payload) {
+  return {{"event", at(details, "in")}, {"payload", payload}};
+}
+Command responded(const Value& details, const Value& payload) {
+  return {{"event", "response"}, {"payload", payload}, {"action", actionIdentifier(at(details, "with"))}};
+}
+Command goal(const Value& details, const Value& /*payload*/) {
+  return action("count:", with({"action", "event"}, details));
+}
+Command sessionEnded(const Value& details, const Value& /*payload*/) {
+  return action("count:", with({"action", "session"}, details));
+}
+Command setsDelegate(const Value& /*details*/, const Value& /*payload*/) { return action("signIn:", nullptr); }
+Command setsBadge(const Value& details, const Value& /*payload*/) {
+  const bool isApplications = at(details, "through") == Value("application");
+  return action(isApplications ? "fillBasket:" : "order:", at(details, "count"));
+}
+Command active(const Value& /*details*/, const Value& /*payload*/) { return {{"event", "active"}}; }
+
+/// What the scenario, the system or the user did on the simulated phone, and what the shop receives for it.
+constexpr struct {
+  std::string_view actor;
+  std::string_view what;
+  Command (*command)(const Value& details, const Value& payload);
+} repeatedEvents[] = {
+    {"platform", "token", token},
+    {"platform", "delivered", delivered},
+    {"user", "responded", responded},
+    {"core library", "goal", goal},
+    {"core library", "session ended", sessionEnded},
+    {"app", "sets delegate", setsDelegate},
+    {"app", "sets badge", setsBadge},
+    {"app", "active", active},
+};
+
 }  // namespace
 
 ShopDay::ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle, std::ostream& out, bool inColour)
@@ -147,7 +195,7 @@ ShopDay::ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle
                       events_.add({"backend", std::string(what), details});
                     },
                 .keepsRequests = false}) {
-  refuseOtherSteps(scenario);
+  requirePlayed(scenario);
   pellion::TemporaryDirectory::write([this] { configure(); });
 }
 
@@ -169,54 +217,41 @@ bool ShopDay::play(const std::vector<PhoneEvent>& phoneDay) {
     if (event.actor == "scenario" || event.actor == "expectation") {
       if (is(event, "scenario", "passed")) end();
       const bool claimsSuccess = event.actor == "expectation" || event.what == "passed";
-      if (isSame_ || !claimsSuccess) show(event, event.details);
+      if (differences_ == 0 || !claimsSuccess) show(event, event.details);
     } else if (!repeat(event)) {
       follow(event);
     }
   }
-  return isSame_;
+  conclude();
+  return differences_ == 0;
 }
 
-/// Does again what the scenario, the system or the user did; returns false for what came of it.
+void ShopDay::conclude() {
+  const std::string events = std::to_string(compared_) + (compared_ == 1 ? " event" : " events") + " compared";
+  out_ << (differences_ == 0 ? "✓ the same as on the simulated phone: " + events
+                             : "✗ not the same as on the simulated phone: " + events + ", " +
+                                   std::to_string(differences_) + (differences_ == 1 ? " difference" : " differences"))
+       << '\n'
+       << std::flush;
+}
+
+/// Does again what the scenario, the system or the user did; returns false for what this led to.
 bool ShopDay::repeat(const PhoneEvent& event) {
-  const auto action = [&](const char* name, const Value& sender) {
-    show(event, event.details);
-    send({{"event", "action"}, {"action", name}, {"sender", sender}});
-    return true;
-  };
-  if (is(event, "app", "launched")) {
-    show(event, event.details);
+  const auto* const row =
+      std::ranges::find_if(repeatedEvents, [&](const auto& each) { return is(event, each.actor, each.what); });
+  const bool isRow = row != std::end(repeatedEvents);
+  const bool isLaunch = is(event, "app", "launched");
+  const bool isExtension = is(event, "extension", "leaves");
+  if (!isRow && !isLaunch && !isExtension && !is(event, "clock", "advances")) return false;
+  show(event, event.details);
+  if (isRow) {
+    send(row->command(event.details, payloadOf(event)));
+  } else if (isLaunch) {
     launch();
-  } else if (is(event, "platform", "token")) {
-    show(event, event.details);
-    send({{"event", "token"}, {"token", at(event.details, "token").description()}});
-  } else if (is(event, "platform", "delivered")) {
-    show(event, event.details);
-    send({{"event", at(event.details, "in")}, {"payload", payloadOf(event)}});
-  } else if (is(event, "user", "responded")) {
-    show(event, event.details);
-    send({{"event", "response"},
-          {"payload", payloadOf(event)},
-          {"action", actionIdentifier(at(event.details, "with"))}});
-  } else if (is(event, "core library", "goal")) {
-    return action("count:", with({"action", "event"}, event.details));
-  } else if (is(event, "core library", "session ended")) {
-    return action("count:", with({"action", "session"}, event.details));
-  } else if (is(event, "app", "sets delegate")) {
-    return action("signIn:", nullptr);
-  } else if (is(event, "app", "sets badge")) {
-    const bool isApplications = at(event.details, "through") == Value("application");
-    return action(isApplications ? "fillBasket:" : "order:", at(event.details, "count"));
-  } else if (is(event, "app", "active")) {
-    show(event, event.details);
-    send({{"event", "active"}});
-  } else if (is(event, "extension", "leaves")) {
-    show(event, event.details);
+  } else if (isExtension) {
     runExtension(event);
-  } else if (is(event, "clock", "advances")) {
-    advance(event);
   } else {
-    return false;
+    advance(event);
   }
   return true;
 }
@@ -242,7 +277,6 @@ void ShopDay::runExtension(const PhoneEvent& event) {
 }
 
 void ShopDay::advance(const PhoneEvent& event) {
-  show(event, event.details);
   const Value& seconds = at(event.details, "seconds");
   const double duration = seconds.floating() + static_cast<double>(seconds.integer());
   time_ += duration;
@@ -262,7 +296,7 @@ void ShopDay::awaitDone() {
   if (!events_.take("system", "done")) throw InputError("the shop does not respond; see its messages above");
 }
 
-/// Only the first event of a notification has the payload.
+/// Of the event's notification, if it has one. Only the first event of a notification has the payload.
 const Value& ShopDay::payloadOf(const PhoneEvent& event) {
   const std::string name = at(event.details, "notification").description();
   if (const Value* payload = event.details.find("payload")) payloads_.insert_or_assign(name, *payload);
@@ -271,6 +305,7 @@ const Value& ShopDay::payloadOf(const PhoneEvent& event) {
 
 /// Waits for what the phone's event was, and compares.
 void ShopDay::follow(const PhoneEvent& event) {
+  ++compared_;
   const auto found = events_.take(event.actor, event.what);
   if (!found) return differ("missing: " + event.actor + ", " + event.what + " " + textOf(event.details));
   const Value readable =
@@ -286,7 +321,7 @@ void ShopDay::show(const PhoneEvent& event, const Value& details) {
 }
 
 void ShopDay::differ(const std::string& text) {
-  isSame_ = false;
+  ++differences_;
   out_ << "✗ " << text << '\n' << std::flush;
 }
 

@@ -30,7 +30,7 @@ class ShopDay {
   /// `bundle` is the shop's. The scenario outlives this object.
   ShopDay(const pellion::Scenario& scenario, std::filesystem::path bundle, std::ostream& out, bool inColour);
 
-  /// Shows the day as a timeline. Returns whether it was the same.
+  /// Shows the day as a timeline, and at its end whether it was the same, which is also returned.
   bool play(const std::vector<PhoneEvent>& phoneDay);
 
  private:
@@ -47,6 +47,7 @@ class ShopDay {
   void differ(const std::string& text);
   void receive(const std::string& line);
   void end();
+  void conclude();
 
   const pellion::Scenario& scenario_;
   std::filesystem::path bundle_;
@@ -57,6 +58,7 @@ class ShopDay {
   pellion::Backend backend_;
   std::map<std::string, platform::Value> payloads_;  ///< by the notifications' names
   double time_ = 0;
-  bool isSame_ = true;
+  int compared_ = 0;
+  int differences_ = 0;
   std::unique_ptr<ChildProcess> shop_;  // ends before what it reports to
 };

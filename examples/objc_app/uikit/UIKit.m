@@ -58,10 +58,12 @@ NSString *const UIApplicationDidBecomeActiveNotification = @"UIApplicationDidBec
 - (void)openURL:(NSURL *)url options:(NSDictionary *)options completionHandler:(void (^)(BOOL success))handler {
   (void)options;
   void (^completion)(BOOL) = [[handler copy] autorelease];
-  if (![NSThread isMainThread]) UISystemTell(@"openURL: on a thread other than the main thread", nil);
   BOOL isOpened = [self canOpenURL:url];
+  NSNumber *isOnMainThread = [NSNumber numberWithBool:[NSThread isMainThread]];
   UISystemRunLater(^{
-    UISystemTell(isOpened ? @"opened URL" : @"refused URL", [url absoluteString]);
+    UISystemTell(isOpened ? @"opened URL" : @"refused URL",
+                 [NSDictionary dictionaryWithObjectsAndKeys:isOnMainThread, @"calledOnMainThread", [url absoluteString],
+                                                            @"url", nil]);
     if (completion != nil) completion(isOpened);
   });
 }

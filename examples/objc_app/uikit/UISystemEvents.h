@@ -1,7 +1,7 @@
 #pragma once
 
 // What the operating system does to an application, for programs that play its part. Main thread. As on the platform,
-// each event calls a method of a delegate, and no other object; without such a method it is told as "undelivered".
+// each event calls a method of a delegate, and no other object; without such a method it is reported as "undelivered".
 
 #import <Foundation/Foundation.h>
 

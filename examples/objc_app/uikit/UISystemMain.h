@@ -12,9 +12,9 @@
 //   {"event": "wait", "seconds": 3}                      nothing happens for so long
 //   {"event": "end"}                                     the application ends
 //
-// Each may have a "time", in seconds. On standard output each line is what came of it, {"actor", "what", "details"};
-// the last one for an event is {"actor": "system", "what": "done"}. An exception that leaves a callback is "raised";
-// the platform would end the application.
+// Each may have a "time", in seconds. On standard output each line is an event that it led to, {"actor", "what",
+// "details"}; the last one for an event is {"actor": "system", "what": "done"}. An exception that leaves a callback is
+// "raised"; the platform would end the application.
 
 #import <Foundation/Foundation.h>
 

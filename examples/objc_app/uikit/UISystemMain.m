@@ -53,11 +53,11 @@ void UISystemReport(NSString *actor, NSString *what, NSDictionary *details) {
 /// What the classes of this folder tell, as events of the platform or the application.
 static void reportOfSystem(NSString *what, id value) {
   NSString *name =
-      [[NSDictionary dictionaryWithObjectsAndKeys:@"result", @"fetched", @"options", @"presents", @"url", @"opened URL",
-                                                  @"url", @"refused URL", @"number", @"set badge", @"callback",
-                                                  @"undelivered", nil] objectForKey:what];
-  NSMutableDictionary *details = [NSMutableDictionary dictionary];
-  if (value != nil) [details setObject:value forKey:name != nil ? name : @"value"];
+      [[NSDictionary dictionaryWithObjectsAndKeys:@"result", @"fetched", @"options", @"presents", @"number",
+                                                  @"set badge", @"callback", @"undelivered", nil] objectForKey:what];
+  BOOL hasNames = value == nil || [value isKindOfClass:[NSDictionary class]];
+  NSDictionary *details =
+      hasNames ? value : [NSDictionary dictionaryWithObject:value forKey:name != nil ? name : @"value"];
   UISystemReport([what isEqualToString:@"asks for a device token"] ? @"app" : @"platform", what, details);
 }
 

@@ -2,6 +2,14 @@
 
 #include <objc/runtime.h>
 
+@interface PLContainerInItself : NSObject
+@end
+@implementation PLContainerInItself
+- (NSString *)description {
+  return @"(a container inside itself)";
+}
+@end
+
 static enum foundation_Kind kindOfNumber(id number) {
   // There is one object for each boolean; a number that holds a character is none.
   if (number == [NSNumber numberWithBool:YES] || number == [NSNumber numberWithBool:NO]) return foundation_boolean;
@@ -25,8 +33,13 @@ static enum foundation_Kind kindOfClass(id object) {
   return foundation_other;
 }
 
-// A payload has many objects of few classes, so a thread remembers their kinds. Proxies answer for another object,
-// which may change: their root class is none of Foundation's values, and their answer is not remembered.
+/// Proxies answer for another object, which may change.
+static bool isProxyClass(Class cls) {
+  while (class_getSuperclass(cls) != Nil) cls = class_getSuperclass(cls);
+  return cls != [NSObject class];
+}
+
+// A payload has many objects of few classes, so a thread remembers their kinds.
 enum foundation_Kind foundation_kindOf(id object) {
   static __thread struct {
     Class cls;
@@ -37,7 +50,7 @@ enum foundation_Kind foundation_kindOf(id object) {
   enum foundation_Kind kind = known[place].kind;
   if (known[place].cls != cls) {
     kind = kindOfClass(object);
-    if (kind != foundation_other) {
+    if (kind != foundation_other && !isProxyClass(cls)) {
       known[place].cls = cls;
       known[place].kind = kind;
     }
@@ -48,22 +61,9 @@ enum foundation_Kind foundation_kindOf(id object) {
 int64_t foundation_integerOf(id number) { return [number longLongValue]; }
 double foundation_floatingOf(id number) { return [number doubleValue]; }
 
-const char *foundation_textOf(id string, char *room, size_t size, size_t *length) {
-  NSUInteger units = [string length];
-  // A unit of UTF-16 takes at most three bytes. A text with a zero is one that looks too short.
-  if (units * 3 < size && [string getCString:room maxLength:size encoding:NSUTF8StringEncoding]) {
-    *length = strlen(room);
-    if (*length >= units) return room;
-  }
-  const char *text = [string UTF8String];
-  if (text == NULL) {
-    NSData *data = [string dataUsingEncoding:NSUTF8StringEncoding allowLossyConversion:YES];
-    *length = [data length];
-    return [data bytes];
-  }
-  *length = strlen(text);
-  if (*length < [string length]) *length = [string lengthOfBytesUsingEncoding:NSUTF8StringEncoding];  // it holds a zero
-  return text;
+size_t foundation_unitCountOf(id string) { return [string length]; }
+void foundation_unitsOf(id string, uint16_t *units, size_t count) {
+  [string getCharacters:units range:NSMakeRange(0, count)];
 }
 
 const void *foundation_bytesOf(id data, size_t *length) {
@@ -89,14 +89,44 @@ size_t foundation_entriesOf(id dictionary, id *keys, id *values, size_t room) {
   return count;
 }
 
+static bool mayHaveKey(id container, enum foundation_Kind kind, NSString *wanted, int *left) {
+  if (kind != foundation_dictionary && kind != foundation_array) return false;
+  if (--*left < 0) return true;
+  for (id each in container) {
+    id value = each;
+    if (kind == foundation_dictionary) {
+      if (foundation_kindOf(each) != foundation_string || [each isEqualToString:wanted]) return true;
+      value = [container objectForKey:each];
+    }
+    if (mayHaveKey(value, foundation_kindOf(value), wanted, left)) return true;
+  }
+  return false;
+}
+bool foundation_mayHaveKey(id dictionary, id key) {
+  int left = 32;
+  return mayHaveKey(dictionary, foundation_dictionary, key, &left);
+}
+
 id foundation_makeNull(void) { return [[NSNull null] retain]; }
 id foundation_makeBoolean(bool value) { return [[NSNumber numberWithBool:value ? YES : NO] retain]; }
 id foundation_makeInteger(int64_t value) { return [[NSNumber alloc] initWithLongLong:value]; }
 id foundation_makeUnsigned(uint64_t value) { return [[NSNumber alloc] initWithUnsignedLongLong:value]; }
 id foundation_makeFloating(double value) { return [[NSNumber alloc] initWithDouble:value]; }
+// GNUstep takes U+FEFF at the beginning for a byte order mark and drops it, so it is put back.
 id foundation_makeString(const char *text, size_t length) {
-  return [[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding];
+  static const char mark[] = "\xEF\xBB\xBF";
+  const size_t size = sizeof mark - 1;
+  NSUInteger marks = 0;
+  for (; length >= size && memcmp(text, mark, size) == 0; text += size, length -= size) ++marks;
+  NSString *string = [[NSString alloc] initWithBytes:text length:length encoding:NSUTF8StringEncoding];
+  if (marks == 0 || string == nil) return string;
+  NSMutableString *marked = [NSMutableString new];
+  for (; marks > 0; --marks) [marked appendFormat:@"%C", (unichar)0xFEFF];  // initWithCharacters: drops it as well
+  [marked appendString:string];
+  [string release];
+  return marked;
 }
+id foundation_makeContainerInItself(void) { return [PLContainerInItself new]; }
 id foundation_makeData(const void *bytes, size_t length) { return [[NSData alloc] initWithBytes:bytes length:length]; }
 id foundation_makeArray(const id *elements, size_t count) {
   return [[NSArray alloc] initWithObjects:elements count:count];

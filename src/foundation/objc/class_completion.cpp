@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-extern "C" bool class_conformsToProtocol(Class cls, Protocol* protocol);
+#include "foundation/objc/runtime_functions.h"
 
 Class platform::classToComplete(const char* name) {
   static auto& mutex = *new std::mutex;

@@ -2,7 +2,7 @@
 
 #include <ffi.h>
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // The border between Objective-C's exceptions and C++'s, which do not see each other everywhere: a C++ exception would
 // skip @finally, and C++ code cannot tell what an Objective-C one is. Messages from C++ pass one of the two guards.

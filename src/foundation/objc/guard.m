@@ -12,12 +12,16 @@
 #define WORDS a, b, c, d
 #endif
 
+/// The method's code, or code that forwards the message: on a phone, class_getMethodImplementation of the object's
+/// class.
+static IMP codeFor(id self, SEL selector) { return objc_msg_lookup(self, selector); }
+
 // The exception is thrown behind the @try: inside, @catch would skip it and @finally would not run.
 uintptr_t foundation_guardedWords(id self, SEL selector, WORD_PARAMETERS) {
   uintptr_t result = 0;
   id raised = nil;
   @try {
-    IMP code = objc_msg_lookup(self, selector);
+    IMP code = codeFor(self, selector);
     result = ((uintptr_t(*)(id, SEL, WORD_TYPES))code)(self, selector, WORDS);
   } @catch (id exception) {
     raised = [exception retain];
@@ -29,7 +33,7 @@ uintptr_t foundation_guardedWords(id self, SEL selector, WORD_PARAMETERS) {
 void foundation_guardedCall(ffi_cif *signature, void *result, void **arguments) {
   id raised = nil;
   @try {
-    IMP code = objc_msg_lookup(*(id *)arguments[0], *(SEL *)arguments[1]);
+    IMP code = codeFor(*(id *)arguments[0], *(SEL *)arguments[1]);
     ffi_call(signature, (void (*)(void))code, result, arguments);
   } @catch (id exception) {
     raised = [exception retain];

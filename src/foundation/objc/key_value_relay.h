@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// Makes an object that observes one key path of others and passes each change on; the caller owns it. `state` ends
 /// with it.

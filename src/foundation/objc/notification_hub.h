@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// Passes every notification of this name that the default center gets to foundation_notificationPosted. Once for a
 /// name.

@@ -1,12 +1,12 @@
 #include "platform/process.h"
 
-#include <array>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <unordered_map>
 
-#include "foundation/runtime/repairs.h"
+#include "foundation/objc/direct_mapped.h"
+#include "foundation/objc/required_repairs.h"
 
 // Here a program is one process, which ends without teardown.
 
@@ -25,7 +25,7 @@ class Slots {
 
   // Lock-free and short for a slot that was used before: every call of the module looks up its shared instance.
   void* find(const void* key, void* (*make)()) {
-    std::atomic<Slot*>& place = recent_[(reinterpret_cast<std::uintptr_t>(key) * 0x9E3779B97F4A7C15U) >> 56U];
+    std::atomic<Slot*>& place = recent_.placeOf(key);
     Slot* slot = place.load(std::memory_order_acquire);
     if (slot == nullptr || slot->key != key) {
       slot = &slotOf(key);
@@ -47,7 +47,7 @@ class Slots {
     return *slot;
   }
 
-  std::array<std::atomic<Slot*>, 256> recent_{};
+  DirectMapped<std::atomic<Slot*>, 256> recent_;
   std::mutex mutex_;
   std::unordered_map<const void*, std::unique_ptr<Slot>> all_;
 };

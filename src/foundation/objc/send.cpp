@@ -12,9 +12,10 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/objc/direct_mapped.h"
 #include "foundation/objc/guard.h"
-#include "foundation/runtime/class_layout.h"
-#include "foundation/runtime/encodings.h"
+#include "foundation/objc/required_repairs.h"
+#include "foundation/objc/runtime_functions.h"
 #include "platform/programming_error.h"
 #include "services/ffi_type.h"
 #include "value/type_encoding.h"
@@ -48,11 +49,7 @@ void checkTypes(id receiver, const char* declared, SEL selector, const char* typ
   const auto declaredLetters = comparableLetters(declared);
   if (!declaredLetters || declaredLetters == comparableLetters(types)) return;
   const Class cls = object_getClass(receiver);
-  const bool isClassMethod = class_isMetaClass(cls);
-  throw platform::Exception(platform::invalidArgumentException, std::string(isClassMethod ? "+[" : "-[") +
-                                                                    class_getName(cls) + " " + sel_getName(selector) +
-                                                                    "]: called as \"" + types +
-                                                                    "\" but declared as \"" + declared + "\"");
+  value::raiseOtherTypes(class_getName(cls), sel_getName(selector), class_isMetaClass(cls), types, declared);
 }
 
 /// A guard for the methods of one signature.
@@ -102,6 +99,8 @@ struct CheckedCall {
   const char* types;
   IMP code;
 };
+/// Two calls that a thread makes in turn do not displace each other.
+using CheckedCalls = std::array<CheckedCall, 2>;
 
 [[noreturn]] void raiseUnrecognized(id receiver, SEL selector) {
   const Class cls = object_getClass(receiver);
@@ -124,7 +123,7 @@ Method methodOf(id receiver, Class cls, SEL selector) {
 constexpr int longestForwarding = 64;  // two objects that forward to each other must not hang the program
 
 [[gnu::noinline]] platform::MethodCall checkedCall(id receiver, SEL selector, const char* types,
-                                                   std::array<CheckedCall, 2>& remembered) {
+                                                   CheckedCalls& remembered) {
   const IMP code = guardFor(types);
   for (int hop = 0; hop < longestForwarding; ++hop) {
     const Class cls = object_getClass(receiver);
@@ -146,29 +145,16 @@ constexpr int longestForwarding = 64;  // two objects that forward to each other
   raiseUnrecognized(receiver, selector);
 }
 
-/// A thread's memory of its checked calls. Each has two places, so that two calls in turn do not displace each other.
-class CheckedCalls {
- public:
-  using Places = std::array<CheckedCall, 2>;
-
-  Places& placesOf(Class cls, SEL selector) {
-    const auto mixed = reinterpret_cast<std::uintptr_t>(cls) * 31 + reinterpret_cast<std::uintptr_t>(selector);
-    return all_[mixed * 0x9E3779B97F4A7C15U >> 56U];
-  }
-
- private:
-  std::array<Places, 256> all_{};
-};
-
 }  // namespace
 }  // namespace foundation
 
 namespace platform {
 
 MethodCall methodForCall(id receiver, SEL selector, const char* types) {
-  thread_local foundation::CheckedCalls checked;
+  thread_local foundation::DirectMapped<foundation::CheckedCalls, 256> checked;
   const Class cls = object_getClass(receiver);
-  foundation::CheckedCalls::Places& places = checked.placesOf(cls, selector);
+  foundation::CheckedCalls& places =
+      checked.placeOf(reinterpret_cast<std::uintptr_t>(cls) * 31 + reinterpret_cast<std::uintptr_t>(selector));
   for (const foundation::CheckedCall& known : places) {
     if (known.cls == cls && known.selector == selector && known.types == types) [[likely]] {
       return {receiver, known.code};
@@ -182,8 +168,8 @@ SEL uniqueSelector(SEL selector) {
     SEL selector;
     SEL unique;
   };
-  thread_local std::array<Known, 64> all{};  // selectors live as long as the program
-  Known& known = all[(reinterpret_cast<std::uintptr_t>(selector) >> 4U) % all.size()];
+  thread_local foundation::DirectMapped<Known, 64> all;  // selectors live as long as the program
+  Known& known = all.placeOf(selector);
   if (known.selector != selector) known = {selector, sel_registerName(sel_getName(selector))};
   return known.unique;
 }

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include "foundation/objc/required_repairs.h"
 #include "foundation/runtime/objects.h"
-#include "foundation/runtime/repairs.h"
 #include "foundation/runtime/side_table.h"
 
 namespace {

@@ -3,30 +3,22 @@
 // the place of those, for all code of the process. Not needed where a runtime has blocks of its own (libobjc2, a
 // phone).
 //
-// The layout is the one that the compiler writes (clang, "Block Implementation Specification"). A block is counted in
-// its flags, in steps of two.
-#import "foundation/runtime/blocks.h"
+// The layout of variables is the one that the compiler writes, as that of blocks (block_layout.h).
+#import "foundation/objc/block_layout.h"
 #import "foundation/runtime/objects.h"
+#import "foundation/runtime/repairs.h"
 
 #include <stdlib.h>
 #include <string.h>
 
-enum { countMask = 0xfffe, onHeap = 1 << 24, hasHelpers = 1 << 25, isGlobal = 1 << 28 };
+enum {
+  countMask = foundation_blockCounts,
+  onHeap = foundation_blockIsOnHeap,
+  hasHelpers = foundation_blockHasHelpers,
+  isGlobal = foundation_blockIsGlobal
+};
 enum { fieldObject = 3, fieldBlock = 7, fieldVariable = 8, fromVariable = 128 };
 
-struct Descriptor {
-  unsigned long reserved;
-  unsigned long size;
-  void (*copy)(void *to, const void *from);
-  void (*dispose)(const void *block);
-};
-struct Block {
-  void *isa;
-  int flags;
-  int reserved;
-  void (*invoke)(void);
-  const struct Descriptor *descriptor;
-};
 /// A variable that is declared with __block.
 struct Variable {
   void *isa;
@@ -62,13 +54,13 @@ static void addReference(int *flags) { __atomic_add_fetch(flags, 2, __ATOMIC_REL
 static bool wasLastReference(int *flags) { return (__atomic_sub_fetch(flags, 2, __ATOMIC_ACQ_REL) & countMask) == 0; }
 
 void *_Block_copy(const void *address) {
-  struct Block *block = (struct Block *)address;
+  struct foundation_Block *block = (struct foundation_Block *)address;
   if (block == NULL || (block->flags & isGlobal) != 0) return block;
   if ((block->flags & onHeap) != 0) {
     addReference(&block->flags);
     return block;
   }
-  struct Block *copy = allocate(block->descriptor->size);
+  struct foundation_Block *copy = allocate(block->descriptor->size);
   memcpy(copy, block, block->descriptor->size);
   copy->flags = (block->flags & ~countMask) | onHeap | 2;
   copy->isa = _NSConcreteMallocBlock;
@@ -77,7 +69,7 @@ void *_Block_copy(const void *address) {
 }
 
 void _Block_release(const void *address) {
-  struct Block *block = (struct Block *)address;
+  struct foundation_Block *block = (struct foundation_Block *)address;
   if (block == NULL || (block->flags & onHeap) == 0 || !wasLastReference(&block->flags)) return;
   foundation_endSideData((id)block);
   if ((block->flags & hasHelpers) != 0) block->descriptor->dispose(block);
@@ -150,7 +142,7 @@ void _Block_object_dispose(const void *object, const int flags) {
   _Block_release(self);
 }
 - (NSUInteger)retainCount {
-  const struct Block *block = (const struct Block *)self;
+  const struct foundation_Block *block = (const struct foundation_Block *)self;
   return (block->flags & onHeap) != 0 ? (NSUInteger)(block->flags & countMask) / 2 : 1;
 }
 @end
@@ -173,33 +165,6 @@ void _Block_object_dispose(const void *object, const int flags) {
   return self;
 }
 @end
-
-/// A block of C++, with its state behind it.
-struct BlockWithState {
-  struct Block head;
-  void (*end)(void *state);
-  _Alignas(16) char state[];
-};
-static void copyNothing(void *to, const void *from) {
-  (void)to;
-  (void)from;
-}
-static void endState(const void *block) {
-  struct BlockWithState *ended = (struct BlockWithState *)block;
-  if (ended->end != NULL) ended->end(ended->state);
-}
-
-id foundation_blockCreate(FoundationCode invoke, size_t size, void (*end)(void *state)) {
-  static const struct Descriptor descriptor = {0, sizeof(struct BlockWithState), copyNothing, endState};
-  struct BlockWithState *block = allocate(sizeof(struct BlockWithState) + size);
-  block->head = (struct Block){_NSConcreteMallocBlock, onHeap | hasHelpers | 2, 0, invoke, &descriptor};
-  block->end = end;
-  return (id)block;
-}
-FoundationCode foundation_blockInvoke(id block) { return ((struct Block *)block)->invoke; }
-void *foundation_blockState(id block) { return ((struct BlockWithState *)block)->state; }
-id foundation_blockCopy(id block) { return _Block_copy(block); }
-void foundation_blockRelease(id block) { _Block_release(block); }
 
 const char *const *foundation_blockFunctions(size_t *count) {
   static const char *const names[] = {"_Block_copy", "_Block_release", "_NSConcreteStackBlock"};

@@ -5,14 +5,7 @@
 // What the compilers write for a class and a protocol (GCC's runtime, ABI version 8). The runtime has no functions for
 // what the repairs need of them.
 
-// Functions of the runtime that the module does not need.
-extern "C" {
-
-IMP objc_msg_lookup(id receiver, SEL selector);  // makes the table of a class that has none yet
-bool class_isMetaClass(Class cls);
-Method class_getClassMethod(Class cls, SEL selector);
-
-}  // extern "C"
+extern "C" IMP objc_msg_lookup(id receiver, SEL selector);  // makes the table of a class that has none yet
 
 namespace foundation {
 

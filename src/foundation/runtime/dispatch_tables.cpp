@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/objc/required_repairs.h"
 #include "foundation/runtime/class_layout.h"
 #include "foundation/runtime/encodings.h"
 #include "foundation/runtime/interposition.h"

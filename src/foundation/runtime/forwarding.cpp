@@ -3,7 +3,7 @@
 // message when it is called. Here the marker is foundation_forward, one assembly file for each architecture. Not needed
 // where a runtime has such a marker (libobjc2, a phone).
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 #include "foundation/runtime/interposition.h"
 
 foundation::Names foundation::forwardingFunctions() {

@@ -2,6 +2,7 @@
 // asks the class only if it has received a message before. So a look-up that finds nothing sends it one, and looks
 // again. Not needed on libobjc2 and on a phone.
 
+#include "foundation/objc/runtime_functions.h"
 #include "foundation/runtime/class_layout.h"
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/next_function.h"

@@ -3,11 +3,11 @@
 // the name, and compares the text, because another text may come to stand at that address. Not needed for any
 // behaviour.
 
-#include <array>
-#include <cstdint>
 #include <cstring>
 
+#include "foundation/objc/direct_mapped.h"
 #include "foundation/runtime/next_function.h"
+#include "platform/objc.h"
 
 namespace foundation {
 namespace {
@@ -18,7 +18,7 @@ class Remembered {
  public:
   template <class Search>
   Handle find(const char* name, Search search) {
-    Known& known = all_[(reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15U) >> 56U];
+    Known& known = all_.placeOf(name);
     if (known.handle != nullptr && std::strcmp(known.name, name) == 0) return known.handle;
     const Handle found = search(name);
     if (found != nullptr) known = {nameOf(found), found};
@@ -30,7 +30,7 @@ class Remembered {
     const char* name;
     Handle handle;
   };
-  std::array<Known, 256> all_{};
+  DirectMapped<Known, 256> all_;
 };
 
 }  // namespace

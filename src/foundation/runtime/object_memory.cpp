@@ -1,7 +1,7 @@
 // Repairs: making objects by the C function, on GCC's libobjc with GNUstep Base. The runtime's class_createInstance
 // gives memory without the reference count that Foundation keeps in front of every object, so `retain` would write into
-// the allocator's own data. The extra bytes begin where the variables end, aligned or not; here they are aligned as a
-// pointer. Not needed where runtime and Foundation agree (libobjc2, a phone).
+// the allocator's own data. The extra bytes begin where the variables end, aligned or not; here they are aligned for
+// any type. Not needed where runtime and Foundation agree (libobjc2, a phone).
 
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/objects.h"

@@ -4,7 +4,6 @@
 #include "foundation/runtime/objects.h"
 
 #include "foundation/runtime/class_layout.h"
-#include "foundation/runtime/threads.h"
 
 extern "C" {
 

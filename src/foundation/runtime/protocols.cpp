@@ -4,10 +4,10 @@
 
 #include <dlfcn.h>
 
-#include <array>
 #include <cstdint>
 #include <cstring>
 
+#include "foundation/objc/direct_mapped.h"
 #include "foundation/runtime/class_layout.h"
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/next_function.h"
@@ -20,7 +20,7 @@ bool isMapped(const void* address) {
   return address != nullptr && dladdr(address, &info) != 0;
 }
 
-/// A protocol that GCC compiled ends before these lists, and whatever follows it in memory is no list.
+/// False for a protocol that GCC compiled: it ends before these lists, and other data follows it in memory.
 bool isList(const OptionalMethods* list) {
   constexpr int most = 1024;
   if (!isMapped(list) || reinterpret_cast<std::uintptr_t>(list) % alignof(OptionalMethods) != 0) return false;
@@ -78,8 +78,8 @@ foundation::Names foundation::protocolFunctions() {
 extern "C" objc_method_description protocol_getMethodDescription(Protocol* protocol, SEL name, bool isRequired,
                                                                  bool isInstance) {
   if (protocol == nullptr || name == nullptr) return {nullptr, nullptr};
-  thread_local std::array<foundation::Found, 32> all{};
-  foundation::Found& known = all[(reinterpret_cast<std::uintptr_t>(name) >> 4U) % all.size()];
+  thread_local foundation::DirectMapped<foundation::Found, 32> all;
+  foundation::Found& known = all.placeOf(name);
   const bool isKnown = known.protocol == protocol && known.name == name && known.isRequired == isRequired &&
                        known.isInstance == isInstance;
   if (!isKnown) {

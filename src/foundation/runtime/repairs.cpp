@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <initializer_list>
 
-#include "foundation/runtime/blocks.h"
 #include "foundation/runtime/encodings.h"
 #include "foundation/runtime/interposition.h"
 #include "foundation/runtime/side_table.h"

@@ -1,4 +1,5 @@
 // Runs the repairs while the program is loaded, before its own code.
+#import "foundation/objc/required_repairs.h"
 #import "foundation/runtime/repairs.h"
 
 void foundation_requireRepairs(void) { foundation_repairRuntime(); }

@@ -1,7 +1,7 @@
-// Repairs: threads that Foundation did not start, on GNUstep Base. It must be told of them before they touch an object.
-// Not needed on a phone.
+// Repairs: threads that Foundation did not start, on GNUstep Base. A thread must be registered there before it touches
+// an object. Not needed on a phone.
 
-#include "foundation/runtime/threads.h"
+#include "foundation/runtime/objects.h"
 
 extern "C" bool GSRegisterCurrentThread();
 

@@ -11,8 +11,8 @@
 #include <mutex>
 #include <utility>
 
+#include "foundation/objc/required_repairs.h"
 #include "foundation/runtime/objects.h"
-#include "foundation/runtime/repairs.h"
 #include "foundation/runtime/side_table.h"
 #include "platform/programming_error.h"
 
@@ -129,7 +129,7 @@ void watchRoot(const char* name) {
   method_setImplementation(class_getInstanceMethod(root, sel_registerName("release")), reinterpret_cast<IMP>(&release));
 }
 
-/// Where Foundation keeps the count is its own affair, so one object is asked.
+/// Where Foundation keeps the count is not documented, so it is checked with one object.
 void checkCount() {
   const id object = foundation_allocate(objc_getClass("NSObject"), 0);
   NSIncrementExtraRefCount(object);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // A suite of user defaults is a persistent domain of the account's defaults. These raise as Objective-C does.
 

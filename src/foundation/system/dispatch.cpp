@@ -1,16 +1,15 @@
 #include "platform/dispatch.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "foundation/system/main_queue.h"
 #include "platform/exception.h"
 #include "platform/programming_error.h"
 #include "platform/reference.h"
 #include "services/dispatch_group.h"
+#include "services/timed_queue.h"
 
 namespace foundation {
 namespace {
@@ -30,9 +29,7 @@ class MainQueue {
     const platform::AutoreleasePool pool;
     {
       const std::lock_guard lock(mutex_);
-      items_.push_back(
-          {Clock::now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
-      std::push_heap(items_.begin(), items_.end(), &MainQueue::isLater);
+      items_.add(Clock::now() + std::max(delay, std::chrono::nanoseconds::zero()), std::move(work));
     }
     if (delay > std::chrono::nanoseconds::zero()) {
       foundation_wakeMainQueueAfter(secondsIn(delay));
@@ -42,44 +39,22 @@ class MainQueue {
   }
 
   /// Runs what is due at the beginning. A timer may be early by less than the clock's resolution: then it is set again.
+  /// Work that raises ends the turn; what is due then runs in the next one, which was asked for when it was added.
   void turn() {
     const Clock::time_point begin = Clock::now();
     std::unique_lock lock(mutex_);
-    while (!items_.empty() && items_.front().due <= begin) runNext(lock);
-    if (items_.empty()) return;
-    const std::chrono::nanoseconds rest = items_.front().due - begin;
+    while (items_.hasDue(begin)) items_.runNext(lock);
+    if (items_.isEmpty()) return;
+    const std::chrono::nanoseconds rest = items_.nextTime() - begin;
     lock.unlock();
     if (rest < std::chrono::milliseconds(5)) foundation_wakeMainQueueAfter(std::max(0.0, secondsIn(rest)));
   }
 
  private:
-  struct Item {
-    Clock::time_point due;
-    std::uint64_t order;
-    Work work;
-  };
-  static bool isLater(const Item& left, const Item& right) {
-    return left.due != right.due ? left.due > right.due : left.order > right.order;
-  }
   static double secondsIn(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
 
-  // Work that raises ends the turn; what is due then runs in the next one, which was asked for when it was added.
-  void runNext(std::unique_lock<std::mutex>& lock) {
-    std::pop_heap(items_.begin(), items_.end(), &MainQueue::isLater);
-    Work work = std::move(items_.back().work);
-    items_.pop_back();
-    lock.unlock();
-    {
-      const platform::AutoreleasePool pool;
-      work();
-      work = nullptr;
-    }
-    lock.lock();
-  }
-
   std::mutex mutex_;
-  std::vector<Item> items_;  // a heap, the next one in front
-  std::uint64_t nextOrder_ = 0;
+  services::TimedQueue<Clock::time_point> items_;
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "platform/log.h"
 
+#include <array>
+#include <atomic>
 #include <mutex>
 #include <set>
 
@@ -47,17 +49,16 @@ void noteMissing(const std::string& part) {
 
 namespace platform {
 
-// The core library decides what becomes of a line; a program without it has no log.
-bool QLogIsListening(LogLevel level) noexcept {
-  static const bool isThere = [] {
-    for (const bool isInternal : {true, false}) {
-      if (!foundation_hasLog(isInternal)) {
-        foundation::noteMissing(isInternal ? "function QLogExtensionInternal" : "function QLogExtension");
-      }
-    }
-    return foundation_hasLog(true) && foundation_hasLog(false);
-  }();
-  return isThere && level != LogLevel::none;
+// The core library decides what becomes of a line; a program without the function has no such log. The function may
+// come with a library that is loaded later.
+bool QLogIsListening(const LogChannel& channel) noexcept {
+  const bool isInternal = channel.write == &QLogExtensionInternal;
+  if (foundation_hasLog(isInternal)) return channel.level != LogLevel::none;
+  static std::array<std::atomic<bool>, 2> isNoted{};
+  if (!isNoted[isInternal ? 1 : 0].exchange(true)) {
+    foundation::noteMissing(isInternal ? "function QLogExtensionInternal" : "function QLogExtension");
+  }
+  return false;
 }
 
 void QLogExtensionInternal(const char* file, int line, const char* function, const char* marker, const char* tag,

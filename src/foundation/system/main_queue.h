@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// Lets the main thread's run loop call foundation_turnMainQueue, soon or after a number of seconds; never inside the
 /// call. Any thread.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 /// A URL object for the text of a platform::URL; null, and a line in the system's log, when Foundation makes none of
 /// it.

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
+#include <string>
+#include <string_view>
 
 #include "foundation/objc/guarded.h"
 #include "foundation/system/application_settings.h"
@@ -17,6 +19,7 @@
 #include "services/http/request_owner.h"
 #include "services/http/url_session.h"
 #include "services/url_release.h"
+#include "value/ascii.h"
 
 namespace foundation {
 namespace {
@@ -43,6 +46,36 @@ services::NetworkPolicy declaredPolicy() {
   return policy;
 }
 
+/// For a header field: what is no character of a token is percent-encoded.
+std::string encodedToken(std::string_view text) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (value::isToken({&c, 1})) {
+      encoded += c;
+    } else {
+      encoded.append({'%', digits[byte / 16], digits[byte % 16]});
+    }
+  }
+  return encoded;
+}
+
+/// "Name/Version" of the application's bundle; without a bundle, the process's name.
+std::string declaredUserAgent() {
+  const platform::AutoreleasePool pool;
+  auto name = infoEntry("CFBundleName");
+  if (!name || !name->ifString()) {
+    platform::Strong process;
+    guarded([&] { process = foundation_processName(); });
+    name = platform::unboxed(process.get());
+  }
+  std::string agent = encodedToken(name->text());
+  const auto version = infoEntry("CFBundleVersion");
+  if (version && version->ifString()) agent += '/' + encodedToken(version->text());
+  return agent;
+}
+
 /// This program, as the owner of its requests.
 class Program final : public services::RequestOwner {
  public:
@@ -58,7 +91,8 @@ class Program final : public services::RequestOwner {
   }
 
   services::Network& network() override { return network_; }
-  [[nodiscard]] services::NetworkPolicy networkPolicy() const override { return policy_; }
+  [[nodiscard]] std::shared_ptr<const services::NetworkPolicy> networkPolicy() const override { return policy_; }
+  [[nodiscard]] std::string userAgent() const override { return userAgent_; }
   void beginOutsideWork() override {}  // real time passes by itself
   void endOutsideWork() override {}
   void after(std::chrono::nanoseconds delay, std::function<void()> work) override {
@@ -87,7 +121,9 @@ class Program final : public services::RequestOwner {
   std::shared_mutex running_;
   bool isEnding_ = false;
   services::Network network_;
-  services::NetworkPolicy policy_ = declaredPolicy();
+  const std::shared_ptr<const services::NetworkPolicy> policy_ =
+      std::make_shared<const services::NetworkPolicy>(declaredPolicy());
+  const std::string userAgent_ = declaredUserAgent();
 };
 
 }  // namespace

@@ -40,9 +40,10 @@ static int64_t (^currentClock)(void);
 static void useMainBundle(void) {
   NSString *file = [[NSBundle mainBundle] pathForResource:resourceName ofType:@"plist"];
   if (file == nil) {
-    NSLog(@"PellionCoreLibrary: the application's bundle, %@, has no %@.plist, so the library answers nothing; add it, "
-          @"or call +[PLCoreLibrary useConfigurationFile:storage:error:]",
-          [[NSBundle mainBundle] bundlePath], resourceName);
+    NSLog(
+        @"PellionCoreLibrary: the application's bundle, %@, has no %@.plist, so the library's classes return nil; add "
+        @"it, or call +[PLCoreLibrary useConfigurationFile:storage:error:]",
+        [[NSBundle mainBundle] bundlePath], resourceName);
     return;
   }
   NSArray *folders = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);

@@ -23,7 +23,7 @@ typedef void (^PLCoreLibraryListener)(NSString *actor, NSString *what,
 /**
  * Sets the library up. Without it the library uses "PellionInfo.plist" of the main bundle, and a folder of the
  * program's name in the account's folder for application support. It names a file that it cannot use in the system's
- * log, once, and then answers nothing. Any thread.
+ * log, once; its classes then return nil. Any thread.
  *
  * CA_FILE and CLEAR_TEXT_HOSTS of the property list have no effect here: as on the platform, NSAppTransportSecurity in
  * the application's Info.plist decides.

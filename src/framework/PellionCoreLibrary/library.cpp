@@ -90,6 +90,8 @@ using platform::Value;
 id corelib_use(id configurationFile, id storageFolder) {
   const std::string file = core_library::textOf(configurationFile);
   const std::filesystem::path storage = core_library::textOf(storageFolder);
+  if (file.empty()) return platform::boxed(Value("no configuration file is given; pass the path of a property list"));
+  if (storage.empty()) return platform::boxed(Value("no folder for the keychain is given; pass the path of one"));
   try {
     services::Configuration read = services::readConfiguration(file);
     std::filesystem::create_directories(storage);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/runtime/handles.h"
+#include "foundation/objc/handles.h"
 
 // The configuration and the keychain of this program's core library. Objects that are returned are autoreleased, null
 // for what is absent. Any thread.

@@ -14,7 +14,7 @@ PL_ASSUME_NONNULL_BEGIN
  * Every interceptor is called before the application's own method, in no particular order. The callbacks reach
  * interceptors once +[PLMessaging startService] was called.
  *
- * There are class methods only; +alloc raises NSInvalidArgumentException. Main thread.
+ * There are class methods only; +alloc and +new raise NSInvalidArgumentException. Main thread.
  */
 PL_FINAL
 @interface PLAppDelegateSwizzler : NSProxy
@@ -40,6 +40,7 @@ PL_FINAL
  */
 + (BOOL)isAppDelegateProxyEnabled;
 
++ (id)new PL_UNAVAILABLE("use the class methods");
 + (id)alloc PL_UNAVAILABLE("use the class methods");
 
 @end

@@ -31,5 +31,8 @@
   (void)zone;
   PLRefuseInstance(self, _cmd, @"use its class methods");
 }
++ (id)new {
+  PLRefuseInstance(self, _cmd, @"use its class methods");
+}
 
 @end

@@ -26,7 +26,8 @@ PL_FINAL
 + (void)startService;
 
 /**
- * The one instance. The first call makes it, and it begins to observe the application's activation.
+ * The one instance. The first call makes it, and it begins to observe the application's activation. It lives as long as
+ * the process: -retain, -release and -autorelease have no effect.
  */
 + (PLMessaging *)shared;
 
@@ -42,22 +43,27 @@ PL_FINAL
 @property(nonatomic, copy PL_PROPERTY_NULLABLE) NSData *APNSToken;
 
 /**
- * A copy of the identifiers of the notifications that the process has seen, each an NSNumber or an NSString as the
- * payload has it.
+ * The same token. It is set by way of APNSToken.
  */
-@property(nonatomic, readonly, copy) PL_GENERIC(NSSet, id) * pellionPnID;
+@property(nonatomic, readonly, copy PL_PROPERTY_NULLABLE) NSData *apnsToken;
+
+/**
+ * A copy of the identifiers of the notifications that the process has seen, each an NSNumber or an NSString as the
+ * payload has it. A record only: a notification whose identifier is in it is counted all the same.
+ */
+@property(nonatomic, copy) PL_GENERIC(NSSet, id) * pellionPnID;
 
 /**
  * The goal that counts as a conversion, "group_event" in lower case. Empty when none is pending, nil before the first
  * response.
  */
-@property(nonatomic, readonly, copy PL_PROPERTY_NULLABLE) NSString *conversionEvent;
+@property(nonatomic, copy PL_PROPERTY_NULLABLE) NSString *conversionEvent;
 
 /**
  * The identifier of the last notification that was delivered or acted on, an NSNumber or an NSString as the payload has
  * it.
  */
-@property(nonatomic, readonly, retain PL_PROPERTY_NULLABLE) id pnID;
+@property(nonatomic, retain PL_PROPERTY_NULLABLE) id pnID;
 
 /**
  * Writes the error to the log.
@@ -85,9 +91,11 @@ PL_FINAL
                 withResponse:(PL_NULLABLE id)response;
 
 /**
- * The first value of a key, searched depth-first. Arrays directly inside arrays are not searched.
+ * The first value of a key, searched depth-first. Arrays directly inside arrays are not searched. Nil for a nil key.
+ *
+ * @exception NSInvalidArgumentException The key is no string, or the dictionary holds one that is none.
  */
-- (PL_NULLABLE id)findValueForKey:(NSString *)key
+- (PL_NULLABLE id)findValueForKey:(PL_NULLABLE NSString *)key
                      inDictionary:(PL_NULLABLE PL_GENERIC(NSDictionary, NSString *, id) *)dictionary;
 
 /**
@@ -99,6 +107,8 @@ PL_FINAL
 
 /**
  * The object or array of a JSON text; nil, and a line in the log, for any other text.
+ *
+ * @exception NSInvalidArgumentException The text is nil or no string.
  */
 - (PL_NULLABLE id)parseBodyString:(NSString *)body;
 

@@ -39,6 +39,7 @@
 - (instancetype)init {
   return self;
 }
+PL_IMMORTAL_INSTANCE
 
 - (NSString *)pnToken {
   return nil;
@@ -49,14 +50,26 @@
 - (void)setAPNSToken:(NSData *)token {
   pl_setAPNSToken(token);
 }
+- (NSData *)apnsToken {
+  return pl_APNSToken();
+}
 - (NSSet *)pellionPnID {
   return [NSSet setWithArray:pl_pellionPnID()];
+}
+- (void)setPellionPnID:(NSSet *)identifiers {
+  pl_setPellionPnID([identifiers allObjects]);
 }
 - (NSString *)conversionEvent {
   return pl_conversionEvent();
 }
+- (void)setConversionEvent:(NSString *)goal {
+  pl_setConversionEvent(goal);
+}
 - (id)pnID {
   return pl_pnID();
+}
+- (void)setPnID:(id)identifier {
+  pl_setPnID(identifier);
 }
 
 - (void)didFailToRegisterForRemoteNotificationsWithError:(NSError *)error {

@@ -27,9 +27,23 @@
 - (instancetype)init {
   return self;
 }
+PL_IMMORTAL_INSTANCE
 
 - (void)handleNotificationResponse:(id)response completionHandler:(void (^)(void))completion {
   pl_handleNotificationResponse(response, completion);
+}
+
+- (NSString *)resolvedClickActionFromResponse:(id)response {
+  return pl_resolvedClickAction(response);
+}
+- (NSDictionary *)addInfoDictionaryFromUserInfo:(NSDictionary *)userInfo {
+  return pl_addInfo(userInfo);
+}
+- (NSString *)stringValue:(id)value {
+  return pl_isStringValue(value) ? value : nil;
+}
+- (void)openClickAction:(NSString *)clickAction {
+  pl_openClickAction(clickAction);
 }
 
 @end

@@ -1,5 +1,6 @@
 #include "framework/PellionMessaging/module_calls.h"
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -44,10 +45,10 @@ id pl_messaging() {
   return platform::enter([] { return platform::objectOf(PLMessaging::shared()); });
 }
 id pl_APNSToken() {
-  return platform::enter([] { return framework::boxedValue(PLMessaging::shared().APNSToken()); });
+  return platform::enter([] { return PLMessaging::shared().APNSTokenObject().autoreleased(); });
 }
 void pl_setAPNSToken(id token) {
-  platform::enter([&] { PLMessaging::shared().setAPNSToken(Argument(token).get()); });
+  platform::enter([&] { PLMessaging::shared().setAPNSTokenObject(token); });
 }
 id pl_pellionPnID() {
   return platform::enter([] {
@@ -55,11 +56,28 @@ id pl_pellionPnID() {
     return platform::boxed(Value::list(std::vector<Value>(seen.begin(), seen.end())));
   });
 }
+void pl_setPellionPnID(id identifiers) {
+  platform::enter([&] {
+    const Argument list(identifiers);
+    const std::span<const Value> ids = list.get() != nullptr ? list.get()->elements() : std::span<const Value>();
+    PLMessaging::shared().setPellionPnID(PLMessaging::IDSet(ids.begin(), ids.end()));
+  });
+}
 id pl_conversionEvent() {
   return platform::enter([] { return framework::boxedText(PLMessaging::shared().conversionEvent()); });
 }
+void pl_setConversionEvent(id goal) {
+  platform::enter([&] {
+    const Argument text(goal);
+    if (text.get() == nullptr) return PLMessaging::shared().setConversionEvent(std::nullopt);
+    PLMessaging::shared().setConversionEvent(std::string(text.get()->asString("length")));
+  });
+}
 id pl_pnID() {
   return platform::enter([] { return framework::boxedValue(PLMessaging::shared().pnID()); });
+}
+void pl_setPnID(id identifier) {
+  platform::enter([&] { PLMessaging::shared().setPnID(platform::unboxed(identifier)); });
 }
 void pl_didFailToRegister(id error) {
   platform::enter([&] { PLMessaging::shared().didFailToRegisterForRemoteNotificationsWithError(error); });
@@ -72,10 +90,11 @@ void pl_appDidReceiveMessage(id payload, id response) {
 }
 id pl_findValue(id key, id dictionary) {
   return platform::enter([&] {
-    Argument name(key);
+    const Argument name(key);
     const Argument in(dictionary);
-    const std::string* text = name.text();
-    return platform::boxed(text != nullptr ? PLMessaging::shared().findValueForKey(*text, in.get()) : nullptr);
+    if (name.get() == nullptr) return id();
+    const std::string_view text = name.get()->asString("isEqualToString:");
+    return platform::boxed(PLMessaging::shared().findValueForKey(text, in.get()));
   });
 }
 id pl_actionButton(id identifier, id buttons) {
@@ -88,7 +107,12 @@ id pl_actionButton(id identifier, id buttons) {
 id pl_parsedBody(id body) {
   return platform::enter([&] {
     const Argument text(body);
-    return text.get() != nullptr ? framework::boxedValue(PLMessaging::shared().parseBodyString(*text.get())) : nullptr;
+    if (text.get() == nullptr) {
+      throw platform::Exception(
+          platform::invalidArgumentException,
+          "-[PLMessaging parseBodyString:]: the text is nil; pass the text of a JSON object or array");
+    }
+    return framework::boxedValue(PLMessaging::shared().parseBodyString(*text.get()));
   });
 }
 void pl_updateBadgeCount(int64_t count) {
@@ -102,6 +126,28 @@ void pl_handleNotificationResponse(id response, id completion) {
   platform::enter([&] {
     PLNotificationHandler::shared().handleNotificationResponse(
         response, reinterpret_cast<platform::BlockPtr<void()>>(completion));
+  });
+}
+
+id pl_resolvedClickAction(id response) {
+  return platform::enter(
+      [&] { return framework::boxedText(PLNotificationHandler::shared().resolvedClickActionFromResponse(response)); });
+}
+id pl_addInfo(id userInfo) {
+  return platform::enter([&] {
+    const Argument info(userInfo);
+    if (info.get() == nullptr) return id();
+    return framework::boxedValue(PLNotificationHandler::shared().addInfoDictionaryFromUserInfo(*info.get()));
+  });
+}
+bool pl_isStringValue(id value) {
+  return platform::enter(
+      [&] { return PLNotificationHandler::shared().stringValue(Argument(value).get()).has_value(); });
+}
+void pl_openClickAction(id clickAction) {
+  platform::enter([&] {
+    const Argument text(clickAction);
+    if (text.get() != nullptr) PLNotificationHandler::shared().openClickAction(text.get()->asString("length"));
   });
 }
 

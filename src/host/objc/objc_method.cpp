@@ -9,10 +9,21 @@ IMP replaceImplementation(objc_method& method, IMP implementation) {
   return method.implementation.exchange(implementation, std::memory_order_acq_rel);
 }
 
+bool hasMethod(Class cls, SEL selector) {
+  for (Method each = cls->methods; each != nullptr; each = each->next) {
+    if (each->name == selector) return true;
+  }
+  return cls->declared && cls->declared->find(selector) != nullptr;
+}
+
 void addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
-  auto& place = cls->methods[selector];
-  const char* kept = types == nullptr ? nullptr : host::interned(types);
-  place.reset(new objc_method{selector, implementation, nullptr, kept, cls});
+  const host::DeclaredMethod method{selector, implementation, types == nullptr ? nullptr : host::interned(types)};
+  if (cls->isRegistered) {
+    cls->runtime->makeMethod(cls, method);
+  } else {
+    if (!cls->declared) cls->declared = std::make_shared<host::MethodList>();
+    cls->declared->add(method);
+  }
   host::emptyMethodCaches(cls);
 }
 
@@ -37,7 +48,7 @@ bool class_respondsToSelector(Class cls, SEL selector) { return class_getInstanc
 bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* types) {
   if (cls == nullptr || selector == nullptr || implementation == nullptr) return false;
   const std::lock_guard lock(cls->runtime->mutex());
-  if (cls->methods.contains(selector)) return false;
+  if (hasMethod(cls, selector)) return false;
   addMethod(cls, selector, implementation, types);
   return true;
 }
@@ -45,9 +56,7 @@ bool class_addMethod(Class cls, SEL selector, IMP implementation, const char* ty
 IMP class_replaceMethod(Class cls, SEL selector, IMP implementation, const char* types) {
   if (cls == nullptr || selector == nullptr || implementation == nullptr) return nullptr;
   const std::lock_guard lock(cls->runtime->mutex());
-  if (const auto own = cls->methods.find(selector); own != cls->methods.end()) {
-    return replaceImplementation(*own->second, implementation);
-  }
+  if (const Method own = host::ownMethod(cls, selector)) return replaceImplementation(*own, implementation);
   addMethod(cls, selector, implementation, types);
   return nullptr;
 }

@@ -8,44 +8,92 @@
 namespace host {
 namespace {
 
-constexpr std::uint32_t mostCached = methodCacheSize * 3 / 4;  // an empty place ends every search
+constexpr std::uint32_t smallCache = 8;
+constexpr std::uint32_t largeCache = 32;
+
+constexpr std::uint32_t mostIn(std::uint32_t size) { return size * 3 / 4; }  // an empty place ends every search
 
 Method findCached(Class cls, SEL selector) {
-  for (std::uint32_t place = selector->place;; place = (place + 1) % methodCacheSize) {
-    const Method method = cls->cache[place].load(std::memory_order_acquire);
+  MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
+  for (std::uint32_t place = selector->place;; ++place) {
+    const Method method = cache.places()[place & cache.mask].load(std::memory_order_acquire);
     if (method == nullptr || method->name == selector) return method;
   }
 }
 
-void emptyCache(Class cls) {
-  if (cls->cached == 0) return;
-  for (auto& place : cls->cache) place.store(nullptr, std::memory_order_relaxed);
-  cls->cached = 0;
+void emptyCache(MethodCache& cache) {
+  if (cache.used == 0) return;
+  for (std::uint32_t place = 0; place <= cache.mask; ++place) {
+    cache.places()[place].store(nullptr, std::memory_order_relaxed);
+  }
+  cache.used = 0;
+}
+
+MethodCache* makeCache(std::uint32_t size, MethodCache* former) {
+  void* const memory = ::operator new(sizeof(MethodCache) + size * sizeof(std::atomic<Method>));
+  auto* const cache = new (memory) MethodCache{size - 1, 0, former};
+  for (std::uint32_t place = 0; place < size; ++place) new (&cache->places()[place]) std::atomic<Method>(nullptr);
+  return cache;
+}
+
+void insert(MethodCache& cache, Method method) {
+  std::uint32_t place = method->name->place;
+  while (cache.places()[place & cache.mask].load(std::memory_order_relaxed) != nullptr) ++place;
+  cache.places()[place & cache.mask].store(method, std::memory_order_release);
+  ++cache.used;
+}
+
+/// Returns a cache with room for one more.
+MethodCache& roomyCache(Class cls) {
+  MethodCache* const cache = cls->cache.load(std::memory_order_relaxed);
+  if (cache == &noMethodCache.cache) {
+    cls->cache.store(makeCache(smallCache, nullptr), std::memory_order_release);
+  } else if (cache->used == mostIn(largeCache)) {
+    emptyCache(*cache);
+  } else if (cache->used == mostIn(smallCache) && cache->mask < smallCache) {
+    MethodCache* const larger = makeCache(largeCache, cache);
+    for (std::uint32_t place = 0; place < smallCache; ++place) {
+      if (const Method known = cache->places()[place].load(std::memory_order_relaxed)) insert(*larger, known);
+    }
+    cls->cache.store(larger, std::memory_order_release);
+  }
+  return *cls->cache.load(std::memory_order_relaxed);
 }
 
 void fillCache(Class cls, Method method) {
   if (findCached(cls, method->name) != nullptr) return;  // another thread was faster
-  if (cls->cached == mostCached) emptyCache(cls);
-  std::uint32_t place = method->name->place;
-  while (cls->cache[place].load(std::memory_order_relaxed) != nullptr) place = (place + 1) % methodCacheSize;
-  cls->cache[place].store(method, std::memory_order_release);
-  ++cls->cached;
+  insert(roomyCache(cls), method);
 }
 
 }  // namespace
 
+NoMethodCache noMethodCache{};
+
+// A thread that still reads a former cache finds methods there that were right when it began to read.
 void emptyMethodCaches(Class cls) {
-  emptyCache(cls);
-  for (const Class subclass : cls->subclasses) emptyMethodCaches(subclass);
+  emptyCache(*cls->cache.load(std::memory_order_relaxed));
+  for (Class each = cls->firstSubclass; each != nullptr; each = each->nextSubclass) emptyMethodCaches(each);
+}
+
+void freeMethodCaches(Class cls) {
+  MethodCache* cache = cls->cache.exchange(nullptr);
+  while (cache != nullptr && cache != &noMethodCache.cache) ::operator delete(std::exchange(cache, cache->former));
+}
+
+Method ownMethod(Class cls, SEL selector) {
+  for (Method each = cls->methods; each != nullptr; each = each->next) {
+    if (each->name == selector) return each;
+  }
+  const DeclaredMethod* const declared = cls->declared ? cls->declared->find(selector) : nullptr;
+  return declared == nullptr ? nullptr : cls->runtime->makeMethod(cls, *declared);
 }
 
 Method findMethod(Class cls, SEL selector) {
   if (const Method cached = findCached(cls, selector)) return cached;
   const std::lock_guard lock(cls->runtime->mutex());
-  const Class owner = findClass(cls, [selector](Class each) { return each->methods.contains(selector); });
-  if (owner == nullptr) return nullptr;
-  const Method method = owner->methods.find(selector)->second.get();
-  fillCache(cls, method);
+  Method method = nullptr;
+  findClass(cls, [&](Class each) { return (method = ownMethod(each, selector)) != nullptr; });
+  if (method != nullptr) fillCache(cls, method);
   return method;
 }
 

@@ -103,13 +103,15 @@ bool protocol_conformsToProtocol(Protocol* protocol, Protocol* other) {
 bool class_addProtocol(Class cls, Protocol* protocol) {
   if (cls == nullptr || protocol == nullptr || class_conformsToProtocol(cls, protocol)) return false;
   const std::lock_guard lock(cls->runtime->mutex());
-  cls->protocols.push_back(protocol);
+  if (!cls->extras) cls->extras = std::make_unique<host::ClassExtras>();
+  cls->extras->protocols.push_back(protocol);
   return true;
 }
 
 bool class_conformsToProtocol(Class cls, Protocol* protocol) {
   if (cls == nullptr || protocol == nullptr) return false;
   const std::lock_guard lock(cls->runtime->mutex());
-  return std::ranges::any_of(cls->protocols,
-                             [protocol](Protocol* each) { return host::protocolConforms(each, protocol); });
+  return cls->extras && std::ranges::any_of(cls->extras->protocols, [protocol](Protocol* each) {
+           return host::protocolConforms(each, protocol);
+         });
 }

@@ -6,10 +6,15 @@
 // recently found for it. The table points at the methods themselves, which live as long as their class. So a new
 // implementation takes effect at once, and only a new method empties tables. The runtime's mutex protects all other
 // data of the classes; an object's lock (objectLock) protects all data that belongs to one object.
+//
+// A process has its own classes, because it may change them, but few of their methods are ever used. What a class has
+// when it is registered is a list that all processes share (method_list.h); a method gets its objc_method when it is
+// first found.
 
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <forward_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -21,6 +26,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/objc/method_list.h"
 #include "host/objc/runtime_functions.h"
 #include "platform/objc.h"
 #include "platform/reference.h"
@@ -29,11 +35,11 @@
 
 namespace host {
 class Runtime;
-constexpr std::uint32_t methodCacheSize = 32;
+struct MethodCache;
 }  // namespace host
 
 struct objc_selector {
-  std::uint32_t place;  ///< the place where method caches look first
+  std::uint32_t place;  ///< where method caches look first, modulo their size
   std::string name;
 };
 
@@ -47,10 +53,12 @@ struct objc_method {
   std::atomic<const char*> acceptedTypes;  ///< the last caller's encoding that was found to match; never for the marker
   const char* types;                       ///< as declared, interned; null when none was declared
   Class owner;
+  Method next;  ///< of the same class
 };
 
 struct objc_ivar {
   std::ptrdiff_t offset;
+  std::string name;
 };
 
 struct objc_protocol {
@@ -68,22 +76,48 @@ struct objc_protocol {
   std::vector<objc_protocol*> adopted = {};  ///< all registered, so that adoption has no circles
 };
 
+namespace host {
+
+/// The methods that were recently found for a class: open addressing, never completely full. A cache that has become
+/// too small stays until its class ends, because another thread may still read it.
+struct MethodCache {
+  std::uint32_t mask;  ///< one less than its size
+  std::uint32_t used;
+  MethodCache* former;
+
+  [[nodiscard]] std::atomic<Method>* places() { return reinterpret_cast<std::atomic<Method>*>(this + 1); }
+};
+
+/// The cache of all classes that no message has reached yet.
+extern struct NoMethodCache {
+  MethodCache cache;
+  std::atomic<Method> place;
+} noMethodCache;
+
+/// What few classes have.
+struct ClassExtras {
+  std::vector<Protocol*> protocols = {};
+  std::forward_list<objc_ivar> ivars = {};
+};
+
+}  // namespace host
+
 struct objc_class : objc_object {
-  std::array<std::atomic<Method>, host::methodCacheSize> cache{};  // open addressing, never completely full
-  std::uint32_t cached = 0;
+  std::atomic<host::MethodCache*> cache{&host::noMethodCache.cache};
+  Class superclass = nullptr;
+  Class describedClass = nullptr;  ///< of a metaclass: the class that is its instance
+  host::Runtime* runtime = nullptr;
+  const char* name = nullptr;
+  std::size_t instanceSize = 0;
+  std::shared_ptr<host::MethodList> declared = {};  ///< from its registration on it is shared, and does not change
+  Method methods = nullptr;                         ///< those that were found or were added later; these come first
+  Class firstSubclass = nullptr;
+  Class nextSubclass = nullptr;  ///< of the same superclass
+  std::unique_ptr<host::ClassExtras> extras = {};
   bool isMeta = false;
   bool isRegistered = false;
   bool boxesValue = false;         ///< instances hold a platform::Value; inherited
   bool notifiesObservers = false;  ///< made by key-value observing
-  Class superclass = nullptr;
-  Class describedClass = nullptr;  ///< of a metaclass: the class that is its instance
-  host::Runtime* runtime = nullptr;
-  std::size_t instanceSize = 0;
-  std::string name;
-  std::unordered_map<SEL, std::unique_ptr<objc_method>> methods;
-  std::map<std::string, objc_ivar, std::less<>> ivars;
-  std::vector<Protocol*> protocols;
-  std::vector<Class> subclasses;
 };
 
 namespace host {
@@ -159,8 +193,12 @@ const char* interned(std::string_view text);
 
 /// Returns the method that runs for `selector`, inherited ones included, or null.
 Method findMethod(Class cls, SEL selector);
+/// With the runtime's mutex held: the method of this name that the class itself has, or null.
+Method ownMethod(Class cls, SEL selector);
 /// With the runtime's mutex held: empties the method caches of `cls` and its subclasses.
 void emptyMethodCaches(Class cls);
+/// Frees the method caches of a class that ends.
+void freeMethodCaches(Class cls);
 /// As findMethod; a class without such a method first gets the chance to add it (resolveInstanceMethod:).
 Method methodOrResolved(Class cls, SEL selector);
 
@@ -214,6 +252,8 @@ class Runtime {
   void registerProtocol(Protocol* protocol);
 
   std::mutex& mutex() { return mutex_; }
+  /// With the mutex held: a method of `owner`, which is found there from now on.
+  Method makeMethod(Class owner, const DeclaredMethod& declared);
 
   // Classes of the platform that the host makes instances of.
   Class object = nullptr;
@@ -228,8 +268,14 @@ class Runtime {
  private:
   struct ClassPair;
   std::mutex mutex_;
+  std::vector<Class>::iterator placeOf(std::string_view name);
+  Class* findByName(std::string_view name);
+
+  static constexpr std::size_t methodsInABlock = 32;
+  std::vector<std::unique_ptr<std::array<objc_method, methodsInABlock>>> methodBlocks_;
+  Method freeMethods_ = nullptr;
   std::vector<std::unique_ptr<ClassPair>> pairs_;
-  std::map<std::string, Class, std::less<>> classes_;
+  std::vector<Class> classes_;  ///< those that look-ups find, by name
   std::vector<std::unique_ptr<objc_protocol>> allProtocols_;
   std::map<std::string, Protocol*, std::less<>> protocols_;
 };

@@ -36,7 +36,7 @@ namespace host {
 
 /// Makes a function of an application a method's code, unchanged.
 template <class R, class... A>
-IMP implementationOf(R (*function)(id, SEL, A...)) {
+IMP asIMP(R (*function)(id, SEL, A...)) {
   return reinterpret_cast<IMP>(function);
 }
 

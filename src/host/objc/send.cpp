@@ -3,7 +3,6 @@
 #include <string>
 
 #include "host/objc/objc_runtime.h"
-#include "platform/exception.h"
 #include "value/type_encoding.h"
 
 namespace host {
@@ -45,9 +44,7 @@ void accept(objc_method& method, const char* types) {
 
 void raiseOtherTypes(id receiver, SEL selector, const char* call, const char* declared) {
   const Class cls = object_getClass(receiver);
-  throw platform::Exception(platform::invalidArgumentException,
-                            std::string(class_isMetaClass(cls) ? "+[" : "-[") + class_getName(cls) + " " +
-                                selector->name + "]: called as \"" + call + "\" but declared as \"" + declared + "\"");
+  value::raiseOtherTypes(class_getName(cls), selector->name.c_str(), class_isMetaClass(cls), call, declared);
 }
 
 }  // namespace host
@@ -56,7 +53,8 @@ namespace platform {
 
 MethodCall methodForCall(id receiver, SEL selector, const char* types) {
   const Class cls = receiver->isa.load(std::memory_order_acquire);
-  const Method method = cls->cache[selector->place].load(std::memory_order_acquire);
+  host::MethodCache& cache = *cls->cache.load(std::memory_order_acquire);
+  const Method method = cache.places()[selector->place & cache.mask].load(std::memory_order_acquire);
   if (method != nullptr && method->name == selector) [[likely]] {
     const IMP implementation = method->implementation.load(std::memory_order_acquire);
     if (method->acceptedTypes.load(std::memory_order_relaxed) == types) [[likely]]

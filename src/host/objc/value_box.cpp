@@ -1,6 +1,7 @@
 #include "host/objc/objc_runtime.h"
 #include "host/objc/object_variable.h"
 #include "platform/class_face.h"
+#include "platform/object_messages.h"
 
 // The classes of strings, numbers, containers and the null object. Their instances hold a Value and represent it.
 
@@ -87,6 +88,14 @@ std::optional<Value> unboxed(id object) {
   if (object == nullptr) return std::nullopt;
   const Value* value = host::heldValue(object);
   return value != nullptr ? *value : Value::object(object);
+}
+
+std::optional<Value> unboxedIfItHasKey(id object, std::string_view /*key*/) { return unboxed(object); }  // no copy
+
+std::string objectDescription(id object) {
+  const AutoreleasePool pool;
+  const std::optional<Value> text = unboxed(property(object, "description"));
+  return text ? std::string(text->text()) : "(null)";
 }
 
 }  // namespace platform

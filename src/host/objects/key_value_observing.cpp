@@ -123,7 +123,7 @@ struct PropertyType {
 template <class... T>
 const PropertyType* propertyTypeAmong(char letter) {
   static const PropertyType types[] = {
-      {*platform::encodingOf<T>(), host::implementationOf(&notifyingSetter<T>), &currentValue<T>}...};
+      {*platform::encodingOf<T>(), host::asIMP(&notifyingSetter<T>), &currentValue<T>}...};
   const auto* found = std::ranges::find(types, letter, &PropertyType::letter);
   return found == std::end(types) ? nullptr : found;
 }
@@ -181,10 +181,10 @@ class NotifyingClasses {
  public:
   /// Returns null when its name is taken; the first time, this is reported.
   Class subclassOf(Class original) {
-    const std::string name = "NSKVONotifying_" + original->name;
+    const std::string name = std::string("NSKVONotifying_") + original->name;
     const auto [cls, isFirst] = makeOnce(original, name);
     if (cls == nullptr && isFirst) {
-      reportObstacle("does not notify observers of " + original->name + " when a setter is called",
+      reportObstacle(std::string("does not notify observers of ") + original->name + " when a setter is called",
                      "key-value observing needs a class named " + name + ", and the name is taken",
                      "rename that class, or call willChangeValueForKey: and didChangeValueForKey:");
     }
@@ -203,8 +203,7 @@ class NotifyingClasses {
     if (made == nullptr) return nullptr;
     made->notifiesObservers = true;
     constexpr auto apparent = +[](id self, SEL) { return apparentClassOf(self); };
-    class_addMethod(made, sel_registerName("class"), host::implementationOf(apparent),
-                    platform::encodingOfFunction(apparent));
+    class_addMethod(made, sel_registerName("class"), host::asIMP(apparent), platform::encodingOfFunction(apparent));
     objc_registerClassPair(made);
     return made;
   }

@@ -18,9 +18,9 @@ void write(const char* file, int line, const char* function, const char* marker,
 
 }  // namespace
 
-bool QLogIsListening(LogLevel level) noexcept {
+bool QLogIsListening(const LogChannel& channel) noexcept {
   const host::Process* process = host::Process::currentOrNull();
-  return process != nullptr && process->logLevel() >= level;
+  return process != nullptr && process->logLevel() >= channel.level;
 }
 
 void QLogExtensionInternal(const char* file, int line, const char* function, const char* marker, const char* tag,

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "host/objc/programming_error.h"
-#include "platform/reference.h"
 
 namespace host {
 
@@ -19,10 +18,9 @@ void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
   {
     const std::lock_guard lock(mutex_);
     if (isClosed_) return;  // the work is destroyed with the call, outside the lock
-    const std::uint64_t order = nextOrder_;
-    items_.push_back({clock_.now() + std::max(delay, std::chrono::nanoseconds::zero()), nextOrder_++, std::move(work)});
-    std::push_heap(items_.begin(), items_.end(), isLater);
-    isNext = items_.front().order == order;
+    const std::chrono::nanoseconds due = clock_.now() + std::max(delay, std::chrono::nanoseconds::zero());
+    isNext = items_.isEmpty() || due < items_.nextTime();
+    items_.add(due, std::move(work));
   }
   changed_.notify_all();
   if (isNext && wake_) wake_();
@@ -30,8 +28,8 @@ void MainQueue::after(std::chrono::nanoseconds delay, Work work) {
 
 std::optional<std::chrono::nanoseconds> MainQueue::nextDue() const {
   const std::lock_guard lock(mutex_);
-  if (items_.empty()) return std::nullopt;
-  return items_.front().due;
+  if (items_.isEmpty()) return std::nullopt;
+  return items_.nextTime();
 }
 
 void MainQueue::beginOutsideWork() {
@@ -47,51 +45,39 @@ void MainQueue::endOutsideWork() {
 }
 
 void MainQueue::close() {
-  std::vector<Item> dropped;  // destroyed outside the lock: destroying what work has captured may call this queue again
+  services::TimedQueue<std::chrono::nanoseconds> dropped;
+  // Destroyed outside the lock: destroying what work has captured may call this queue again.
   const std::lock_guard lock(mutex_);
   isClosed_ = true;
-  dropped.swap(items_);
+  std::swap(dropped, items_);
 }
 
 void MainQueue::runWhatIsDue() {
   requireMainThread("the main queue is turned");
   std::unique_lock lock(mutex_);
-  while (!items_.empty() && items_.front().due <= clock_.now()) runNext(lock);
+  while (items_.hasDue(clock_.now())) items_.runNext(lock);
 }
 
 void MainQueue::runUntil(std::chrono::nanoseconds target) {
   requireMainThread("the main queue is turned");
   std::unique_lock lock(mutex_);
-  while (waitForNext(lock, target)) runNext(lock);
+  while (waitForNext(lock, target)) items_.runNext(lock);
   if (clock_.isVirtual() && clock_.now() < target) clock_.advanceTo(target);
-}
-
-void MainQueue::runNext(std::unique_lock<std::mutex>& lock) {
-  std::pop_heap(items_.begin(), items_.end(), isLater);
-  Work work = std::move(items_.back().work);
-  items_.pop_back();
-  lock.unlock();
-  {
-    const platform::AutoreleasePool pool;  // the platform's run loop also drains one each turn
-    work();
-    work = nullptr;
-  }
-  lock.lock();
 }
 
 // Returns whether an item is due; advances virtual time, or waits for real time. False: nothing more until `target`.
 bool MainQueue::waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target) {
   for (;;) {
-    const bool hasItem = !items_.empty() && items_.front().due <= target;
-    if (hasItem && items_.front().due <= clock_.now()) return true;
+    const bool hasItem = items_.hasDue(target);
+    if (items_.hasDue(std::min(target, clock_.now()))) return true;
     if (clock_.isVirtual()) {
       if (outsideWork_ == 0) {
-        if (hasItem) clock_.advanceTo(items_.front().due);
+        if (hasItem) clock_.advanceTo(items_.nextTime());
         return hasItem;
       }
       changed_.wait(lock);
     } else {
-      const std::chrono::nanoseconds wake = hasItem ? items_.front().due : target;
+      const std::chrono::nanoseconds wake = hasItem ? items_.nextTime() : target;
       if (wake > clock_.now()) {
         changed_.wait_for(lock, wake - clock_.now());
       } else {

@@ -2,15 +2,14 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "host/phone/clock.h"
+#include "services/timed_queue.h"
 
 namespace host {
 
@@ -55,16 +54,7 @@ class MainQueue {
   }
 
  private:
-  struct Item {
-    std::chrono::nanoseconds due;
-    std::uint64_t order;
-    Work work;
-  };
-  static bool isLater(const Item& left, const Item& right) {
-    return left.due != right.due ? left.due > right.due : left.order > right.order;
-  }
   void runUntil(std::chrono::nanoseconds target);
-  void runNext(std::unique_lock<std::mutex>& lock);
   bool waitForNext(std::unique_lock<std::mutex>& lock, std::chrono::nanoseconds target);
 
   Clock& clock_;
@@ -72,8 +62,7 @@ class MainQueue {
   std::function<void()> wake_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<Item> items_;  // a heap, the next item in front
-  std::uint64_t nextOrder_ = 0;
+  services::TimedQueue<std::chrono::nanoseconds> items_;
   int outsideWork_ = 0;
   bool isClosed_ = false;
 };

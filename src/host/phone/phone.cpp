@@ -44,6 +44,11 @@ services::ItemStores& storesOf(Phone::Options& options) {
   return *options.stores;
 }
 
+std::shared_ptr<const services::NetworkPolicy> policyOf(
+    const std::shared_ptr<const services::Configuration>& configuration) {
+  return {configuration, &configuration->networkPolicy};
+}
+
 }  // namespace
 
 Phone::Phone(services::Network& network, Options options)
@@ -87,7 +92,7 @@ void Phone::useConfiguration(std::shared_ptr<const services::Configuration> conf
 void Phone::apply(std::shared_ptr<const services::Configuration> configuration) {
   if (!process_) return;
   process_->setLogLevel(options_.listensToLog ? configuration->logLevel : LogLevel::none);
-  process_->setNetworkPolicy(configuration->networkPolicy);
+  process_->setNetworkPolicy(policyOf(configuration));
   coreLibrary_->setConfiguration(std::move(configuration));
 }
 
@@ -105,7 +110,7 @@ Process& Phone::launch() {
   terminate();
   process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
                                                             .network = network_,
-                                                            .networkPolicy = configuration->networkPolicy,
+                                                            .networkPolicy = policyOf(configuration),
                                                             .appGroups = appGroups(),
                                                             .urlSchemes = options_.urlSchemes,
                                                             .linkedBefore17 = options_.linkedBefore17,

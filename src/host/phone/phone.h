@@ -19,7 +19,7 @@ class Phone {
   struct Options {
     /// The phone's own directory: keychain, bundle, shared store. May be empty if `stores` are in memory and a `bundle`
     /// is given: then the phone makes no directory and opens no descriptor.
-    std::filesystem::path storage;
+    std::filesystem::path storage = {};
     Clock::Kind clock = Clock::Kind::virtualTime;
     URLSchemes urlSchemes = {};
     bool linkedBefore17 = false;  ///< links the application with an older release of the platform: see platform::URL

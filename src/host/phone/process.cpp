@@ -38,6 +38,7 @@ Process::Process(Environment environment)
     : environment_(std::move(environment)),
       mainQueue_(std::make_shared<MainQueue>(environment_.clock)),
       slots_(std::make_unique<std::atomic<Slot*>[]>(slotCount)) {
+  if (!environment_.networkPolicy) environment_.networkPolicy = std::make_shared<const services::NetworkPolicy>();
   if (!environment_.stores) environment_.stores = std::make_shared<services::SQLiteStores>();
   // The classes come first, so that they are destroyed last: every later slot may hold objects.
   const ProcessScope scope(*this);
@@ -68,14 +69,14 @@ void Process::endSlots(std::vector<Slot*>& made) {
   }
 }
 
-services::NetworkPolicy Process::networkPolicy() const {
+std::shared_ptr<const services::NetworkPolicy> Process::networkPolicy() const {
   const std::lock_guard lock(policyMutex_);
   return environment_.networkPolicy;
 }
 
-void Process::setNetworkPolicy(services::NetworkPolicy policy) {
+void Process::setNetworkPolicy(std::shared_ptr<const services::NetworkPolicy> policy) {
   const std::lock_guard lock(policyMutex_);
-  environment_.networkPolicy = std::move(policy);
+  environment_.networkPolicy.swap(policy);
 }
 
 Process& Process::current() {

@@ -33,7 +33,7 @@ class Process final : public services::RequestOwner {
   struct Environment {
     Clock& clock;
     services::Network& network;
-    services::NetworkPolicy networkPolicy = {};
+    std::shared_ptr<const services::NetworkPolicy> networkPolicy = {};  ///< null: as by default
     std::filesystem::path appGroups = {};  ///< the directory of the stores shared with other processes
     URLSchemes urlSchemes = {};
     bool linkedBefore17 = false;  ///< linked with an older release of the platform: see platform::URL
@@ -57,9 +57,11 @@ class Process final : public services::RequestOwner {
   [[nodiscard]] std::shared_ptr<MainQueue> sharedMainQueue() { return mainQueue_; }
   [[nodiscard]] Clock& clock() { return environment_.clock; }
   [[nodiscard]] services::Network& network() override { return environment_.network; }
-  [[nodiscard]] services::NetworkPolicy networkPolicy() const override;
-  /// Takes effect at once: for requests that start, and for the next redirect and time limit of those in flight.
-  void setNetworkPolicy(services::NetworkPolicy policy);
+  [[nodiscard]] std::shared_ptr<const services::NetworkPolicy> networkPolicy() const override;
+  [[nodiscard]] std::string userAgent() const override { return "PellionHost"; }
+  /// Takes effect at once for requests that start and for the next redirect of those in flight, within a second for
+  /// their time limit.
+  void setNetworkPolicy(std::shared_ptr<const services::NetworkPolicy> policy);
   [[nodiscard]] const std::filesystem::path& appGroups() const { return environment_.appGroups; }
   [[nodiscard]] services::ItemStores& stores() { return *environment_.stores; }
   [[nodiscard]] const URLSchemes& urlSchemes() const { return environment_.urlSchemes; }

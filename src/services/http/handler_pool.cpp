@@ -18,20 +18,49 @@ HandlerPool::~HandlerPool() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-void HandlerPool::async(const std::shared_ptr<Queue>& queue, Work work) {
+void HandlerPool::async(std::vector<Item>& items) {
+  const Time now = std::chrono::steady_clock::now();
   const std::lock_guard lock(mutex_);
-  queue->work_.push_back(std::move(work));
-  if (std::exchange(queue->isScheduled_, true)) return;
-  ready_.push_back(queue);
+  for (Item& item : items) {
+    item.queue->work_.push_back(std::move(item.work));
+    if (!std::exchange(item.queue->isScheduled_, true)) ready_.push_back({std::move(item.queue), now});
+  }
+  items.clear();
+  const bool isAnyRunning = idleThreads_ != threads_.size();  // then that thread goes on with these
+  if (!isAnyRunning && !ready_.empty()) wakeIdleThread();
+}
+
+std::optional<HandlerPool::Time> HandlerPool::helpTime() const {
+  const std::lock_guard lock(mutex_);
+  if (ready_.empty() || idleThreads_ == 0) return std::nullopt;
+  return ready_.front().since + patience();
+}
+
+void HandlerPool::help() {
+  const std::lock_guard lock(mutex_);
+  const Time now = std::chrono::steady_clock::now();
+  if (!ready_.empty() && ready_.front().since + patience() <= now) {
+    ready_.front().since = now;  // the next one to help, if that one is not enough
+    wakeIdleThread();
+  }
+}
+
+void HandlerPool::wakeIdleThread() {
+  if (idleThreads_ == 0 || std::exchange(isWaking_, true)) return;
   changed_.notify_one();
 }
 
 void HandlerPool::run() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return isEnding_ || !ready_.empty(); });
+    while (!isEnding_ && ready_.empty()) {
+      ++idleThreads_;
+      changed_.wait(lock);
+      --idleThreads_;
+      isWaking_ = false;
+    }
     if (ready_.empty()) return;
-    std::shared_ptr<Queue> queue = std::move(ready_.front());
+    const std::shared_ptr<Queue> queue = std::move(ready_.front().queue);
     ready_.pop_front();
     Work work = std::move(queue->work_.front());
     queue->work_.pop_front();
@@ -43,8 +72,7 @@ void HandlerPool::run() {
     if (queue->work_.empty()) {
       queue->isScheduled_ = false;
     } else {
-      ready_.push_back(std::move(queue));
-      changed_.notify_one();
+      ready_.push_back({queue, std::chrono::steady_clock::now()});
     }
   }
 }

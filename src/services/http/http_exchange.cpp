@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -34,9 +33,9 @@ std::string fieldValue(std::string value) {
 
 }  // namespace
 
-Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust)
-    : request_(request), url_(std::move(url)), handle_(curl_easy_init()) {
-  if (!handle_) throw std::bad_alloc();
+Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust,
+                   EasyHandles& handles)
+    : request_(request), url_(std::move(url)), userAgent_(userAgent), handles_(handles), handle_(handles.take()) {
   set(CURLOPT_NOSIGNAL, 1L);
   set(CURLOPT_QUICK_EXIT, 1L);  // a look-up of a name that takes longer than the transfer ends by itself
   set(CURLOPT_CURLU, url_.handle());
@@ -60,6 +59,11 @@ Transfer::Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE*
   if (trust != nullptr) secureConnection(trust);
 }
 
+// A handle that has been in TLS is not used again: a handshake costs far more than a handle.
+Transfer::~Transfer() {
+  if (keepsHandle_ && trust_ == nullptr) handles_.giveBack(std::move(handle_));
+}
+
 void Transfer::describeRequest() {
   const std::string& method = request_.httpMethod;
   if (request_.httpBody || method == "POST") {
@@ -71,14 +75,13 @@ void Transfer::describeRequest() {
     set(CURLOPT_NOBODY, 1L);
   }
   set(CURLOPT_CUSTOMREQUEST, method.c_str());
-  wireFields_ = wireFields(request_);
-  for (const std::string& line : libcurlLines(wireFields_)) {
-    curl_slist* const longer = curl_slist_append(lines_.get(), line.c_str());
-    if (longer == nullptr) throw std::bad_alloc();
-    static_cast<void>(lines_.release());
-    lines_.reset(longer);
+  lines_ = libcurlLines(wireFields(request_, userAgent_));
+  list_.reserve(lines_.size());
+  for (std::string& line : lines_) {
+    list_.push_back({line.data(), nullptr});
+    if (list_.size() > 1) list_[list_.size() - 2].next = &list_.back();
   }
-  set(CURLOPT_HTTPHEADER, lines_.get());
+  set(CURLOPT_HTTPHEADER, list_.data());
 }
 
 void Transfer::onConnected(std::function<void()> callback) {
@@ -93,7 +96,7 @@ void Transfer::onConnected(std::function<void()> callback) {
 
 /// libcurl sends Host first, also one that the request has.
 std::vector<WireField> Transfer::fields() const {
-  std::vector<WireField> fields = wireFields_;
+  std::vector<WireField> fields = wireFields(request_, userAgent_);
   const auto isHost = [](const WireField& field) { return value::asciiLowercase(field.first) == "host"; };
   const auto own = std::ranges::find_if(fields, isHost);
   if (own == fields.end()) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/url_session.h"
+#include "services/http/easy_handles.h"
 #include "services/http/http_url.h"
 #include "services/http/url_loading_errors.h"
 #include "services/http/wire_fields.h"
@@ -33,10 +34,13 @@ class Transfer {
   static constexpr std::size_t maximumBodySize = std::size_t{16} * 1024 * 1024;
   static constexpr std::size_t maximumHeadSize = std::size_t{256} * 1024;  // all interim responses included
 
-  /// The request, whose URL is `url`, and `trust` must outlive the transfer. `trust` is null for http.
-  Transfer(const platform::URLRequest& request, HTTPURL url, X509_STORE* trust);
+  /// The request, whose URL is `url`, `trust` and `handles` must outlive the transfer. `trust` is null for http.
+  Transfer(const platform::URLRequest& request, HTTPURL url, std::string_view userAgent, X509_STORE* trust,
+           EasyHandles& handles);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
+  /// The handle must not be in use by libcurl any more.
+  ~Transfer();
 
   [[nodiscard]] CURL* handle() const { return handle_.get(); }
   /// Calls `callback` when the connection is established, before the first byte of the request. It must not throw.
@@ -56,6 +60,8 @@ class Transfer {
   [[nodiscard]] std::optional<platform::HTTPURLResponse> response() const;  ///< absent when its head is incomplete
   /// Whether the connection's end was the end of the body, and TLS did not confirm that end (RFC 9112, 9.8).
   [[nodiscard]] bool isCutShort() const { return trust_ != nullptr && endsWithConnection_ && !hasCloseNotify_; }
+  /// After a response without a fault: lets the handle be used again.
+  void keepHandle() { keepsHandle_ = true; }
   [[nodiscard]] std::string takeBody() { return std::move(body_); }
 
  private:
@@ -72,21 +78,19 @@ class Transfer {
   static std::size_t receive(const char* data, std::size_t size, std::size_t count, void* self);
   static int noteProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
 
-  struct Cleanup {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
-  };
-
   const platform::URLRequest& request_;
   HTTPURL url_;
-  std::vector<WireField> wireFields_;
+  const std::string userAgent_;
+  EasyHandles& handles_;
+  EasyHandles::Handle handle_;
+  std::vector<std::string> lines_;
+  std::vector<curl_slist> list_;  // of lines_
   std::function<void()> isConnected_;
-  std::unique_ptr<curl_slist, Cleanup> lines_;
-  std::unique_ptr<CURL, Cleanup> handle_;
   X509_STORE* trust_ = nullptr;
   int verifyResult_ = X509_V_OK;
   std::string body_;
   std::size_t headSize_ = 0;
+  bool keepsHandle_ = false;
   bool hasHead_ = false;
   bool endsWithConnection_ = false;
   bool hasCloseNotify_ = false;

@@ -55,17 +55,42 @@ bool HTTPURL::hasSameOrigin(const HTTPURL& other) const {
   return scheme_ == other.scheme_ && host_ == other.host_ && port_ == other.port_;
 }
 
+namespace {
+
+/// Whether the URL has an http scheme and then begins with a host or a user's name, as nearly all do. libcurl's parser
+/// then finds what RFC 3986 finds, or fails.
+bool hasPlainAuthority(std::string_view text) {
+  for (const std::string_view start : {"https://", "http://"}) {
+    if (!value::equalsInAnyCase(text.substr(0, start.size()), start)) continue;
+    const std::string_view rest = text.substr(start.size());
+    const char first = rest.empty() ? '/' : value::lowerASCII(rest.front());
+    return (first >= 'a' && first <= 'z') || (first >= '0' && first <= '9');
+  }
+  return false;
+}
+
+/// Why a URL cannot be loaded, before its host is looked at.
+std::optional<URLErrorCode> faultOf(const std::string& text) {
+  const std::string scheme = value::asciiLowercase(text.substr(0, text.find(':')));
+  if (scheme != "http" && scheme != "https") return URLErrorCode::unsupportedURL;
+  const std::optional<URLComponents> components = parseURLComponents(text);
+  if (!components) return URLErrorCode::badURL;  // its port is too large
+  // libcurl would take a missing host from the path.
+  if (components->host.value_or("").empty()) return URLErrorCode::unsupportedURL;
+  return std::nullopt;
+}
+
+}  // namespace
+
 std::variant<HTTPURL, platform::Error> admissibleURL(const std::optional<platform::URL>& url,
                                                      const NetworkPolicy& policy) {
   if (!url) return urlError(URLErrorCode::unsupportedURL, url);
-  const std::string& text = url->absoluteString();
-  const std::string scheme = value::asciiLowercase(text.substr(0, text.find(':')));
-  if (scheme != "http" && scheme != "https") return urlError(URLErrorCode::unsupportedURL, url);
-  const std::optional<URLComponents> components = parseURLComponents(text);
-  if (!components) return urlError(URLErrorCode::badURL, url);  // its port is too large
-  // libcurl would take a missing host from the path.
-  if (components->host.value_or("").empty()) return urlError(URLErrorCode::unsupportedURL, url);
-  std::optional<HTTPURL> parsed = HTTPURL::parse(*url);
+  std::optional<HTTPURL> parsed;
+  if (hasPlainAuthority(url->absoluteString())) parsed = HTTPURL::parse(*url);
+  if (!parsed) {
+    if (std::optional<URLErrorCode> fault = faultOf(url->absoluteString())) return urlError(*fault, url);
+    parsed = HTTPURL::parse(*url);
+  }
   if (!parsed) return urlError(URLErrorCode::cannotFindHost, url);  // the grammar allows this host, name servers do not
   const auto isNamed = [&](const std::string& allowed) { return value::asciiLowercase(allowed) == parsed->host(); };
   if (!parsed->isEncrypted() && !parsed->isLoopback() && std::ranges::none_of(policy.clearTextHosts, isNamed)) {

@@ -13,7 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -23,18 +23,14 @@
 
 #include "services/http/handler_pool.h"
 #include "services/http/request_owner.h"
+#include "services/http/transfer_loop.h"
 #include "services/http/url_load.h"
 
 namespace services {
 namespace {
 
-constexpr std::size_t maximumTransfers = 256;  // each takes one or two descriptors; the others wait
 constexpr std::size_t handlerThreads = 4;
-
-void initializeLibcurl() {
-  static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
-  if (done != CURLE_OK) throw std::bad_alloc();
-}
+constexpr std::chrono::seconds longestWait{1};  // then a limit that was shortened meanwhile is noticed
 
 bool isAbout(const Silence& silence, CURL* handle) {
   long clientPort = 0;
@@ -58,9 +54,7 @@ bool hasUnread(CURL* handle) {
 // the network thread.
 class Network::Implementation {
  public:
-  Implementation() : multi_((initializeLibcurl(), curl_multi_init())) {
-    if (!multi_) throw std::bad_alloc();
-  }
+  explicit Implementation(Options options) : options_(options) {}
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
   ~Implementation();
@@ -71,40 +65,55 @@ class Network::Implementation {
   void forget(const RequestOwner& owner);
 
  private:
-  struct Cleanup {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  using Loads = std::vector<std::shared_ptr<Load>>;
+  using Waiting = std::multimap<float, Load*, std::greater<>>;  // by priority, then in order of arrival
+  using Deadlines = std::multimap<TransferLoop::Time, Load*>;
+  struct Job {
+    std::shared_ptr<Load> load;
+    std::optional<Waiting::iterator> waiting;     // not begun
+    std::optional<Deadlines::iterator> deadline;  // being transferred
   };
-  using Loads = std::set<std::shared_ptr<Load>>;
+  using Jobs = std::unordered_map<const Load*, Job>;
 
   void makeThreads();
   bool add(const std::shared_ptr<Load>& load);
+  void wakeUnlessAwake();
   void endRequests(const RequestOwner& owner, std::unique_lock<std::mutex>& lock);
   void run();
   bool takeIncoming();
-  void dropCancelled();
+  void reconsider(const std::shared_ptr<Load>& load);
   void admitWaiting();
   void keepSilences();
   void keep(Silence silence, const std::shared_ptr<Load>& load);
-  void waitForProgress();
-  void collectEnded();
   void endOverdue();
-  void begin(const std::shared_ptr<Load>& load);
-  void end(CURL* handle, CURLcode result);
-  void deliver(std::shared_ptr<Load> load);
+  void begin(Job& job);
+  void watch(Job& job);
+  void unwatch(Job& job);
+  void end(Job& job, CURLcode result);
+  void deliver(const Job& job);
+  void conclude(const std::shared_ptr<Load>& load);
+  TransferLoop::Time passToHandlers();
 
-  std::unique_ptr<CURLM, Cleanup> multi_;
+  const Options options_;
+  TransferLoop loop_;
   std::mutex mutex_;
   std::condition_variable ended_;
   std::unordered_map<const RequestOwner*, Loads> loads_;
   std::set<const RequestOwner*> endedOwners_;  // until forget()
-  std::vector<std::shared_ptr<Load>> incoming_;
+  Loads incoming_;
+  Loads changed_;  // cancelled or timed out
   std::vector<Silence> announced_;
+  bool isAsleep_ = false;
   bool isEnding_ = false;
 
-  TrustStores trustStores_;
-  std::multimap<float, std::shared_ptr<Load>, std::greater<>> waiting_;  // by priority, then in order of arrival
-  std::unordered_map<CURL*, std::shared_ptr<Load>> active_;
+  Load::Resources resources_;
+  Jobs jobs_;
+  Waiting waiting_;
+  Deadlines deadlines_;            // of the active transfers
   std::vector<Silence> silences_;  // whose connections may still have bytes to read
+
+  std::vector<HandlerPool::Item> delivered_;  // not yet passed to the handlers
+  bool handlersWait_ = false;
 
   std::unique_ptr<HandlerPool> handlers_;
   std::thread thread_;
@@ -115,8 +124,8 @@ Network::Implementation::~Implementation() {
     std::unique_lock lock(mutex_);
     while (!loads_.empty()) endRequests(*loads_.begin()->first, lock);
     isEnding_ = true;
+    wakeUnlessAwake();
   }
-  curl_multi_wakeup(multi_.get());
   if (thread_.joinable()) thread_.join();
 }
 
@@ -148,16 +157,21 @@ void Network::Implementation::makeThreads() {
 bool Network::Implementation::add(const std::shared_ptr<Load>& load) {
   const std::lock_guard lock(mutex_);
   if (endedOwners_.contains(&load->owner())) return false;
-  loads_[&load->owner()].insert(load);
+  loads_[&load->owner()].push_back(load);
   incoming_.push_back(load);
-  curl_multi_wakeup(multi_.get());
+  wakeUnlessAwake();
   return true;
+}
+
+/// With the mutex held. A thread that is awake looks for new work before it sleeps.
+void Network::Implementation::wakeUnlessAwake() {
+  if (std::exchange(isAsleep_, false)) loop_.wake();
 }
 
 void Network::Implementation::announce(Silence silence) {
   const std::lock_guard lock(mutex_);
   announced_.push_back(std::move(silence));
-  curl_multi_wakeup(multi_.get());
+  wakeUnlessAwake();
 }
 
 void Network::Implementation::endRequests(const RequestOwner& owner) {
@@ -169,8 +183,11 @@ void Network::Implementation::endRequests(const RequestOwner& owner, std::unique
   endedOwners_.insert(&owner);
   const auto found = loads_.find(&owner);
   if (found == loads_.end()) return;
-  for (const std::shared_ptr<Load>& load : found->second) load->cancel();
-  curl_multi_wakeup(multi_.get());
+  for (const std::shared_ptr<Load>& load : found->second) {
+    load->cancel();
+    changed_.push_back(load);
+  }
+  wakeUnlessAwake();
   ended_.wait(lock, [&] { return !loads_.contains(&owner); });
 }
 
@@ -186,65 +203,91 @@ void Network::Implementation::run() {
   sigaddset(&brokenPipe, SIGPIPE);  // a lost connection is an error of its transfer and must not end the program
   pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   while (takeIncoming()) {
-    dropCancelled();
     admitWaiting();
     keepSilences();
-    waitForProgress();
-    int running = 0;
-    curl_multi_perform(multi_.get(), &running);
-    collectEnded();
+    bool isNew = false;
+    {
+      const std::lock_guard lock(mutex_);
+      isNew = !incoming_.empty() || !changed_.empty() || !announced_.empty() || isEnding_;
+      isAsleep_ = !isNew;
+    }
+    TransferLoop::Time deadline = passToHandlers();
+    if (!deadlines_.empty()) deadline = std::min(deadline, deadlines_.begin()->first);
+    loop_.turn(isNew ? TransferLoop::Time() : deadline, [this](CURL* handle, CURLcode result) {
+      Load* load = nullptr;
+      curl_easy_getinfo(handle, CURLINFO_PRIVATE, &load);
+      end(jobs_.at(load), result);
+    });
     endOverdue();
   }
 }
 
 bool Network::Implementation::takeIncoming() {
-  const std::lock_guard lock(mutex_);
-  for (std::shared_ptr<Load>& load : incoming_) waiting_.emplace(load->priority(), std::move(load));
-  incoming_.clear();
-  std::ranges::move(std::exchange(announced_, {}), std::back_inserter(silences_));
-  return !isEnding_;
+  Loads incoming;
+  Loads changed;
+  {
+    const std::lock_guard lock(mutex_);
+    isAsleep_ = false;
+    incoming.swap(incoming_);
+    changed.swap(changed_);
+    std::ranges::move(std::exchange(announced_, {}), std::back_inserter(silences_));
+    if (isEnding_) return false;
+  }
+  for (std::shared_ptr<Load>& load : incoming) {
+    Load* const key = load.get();
+    jobs_[key] = {std::move(load), waiting_.emplace(key->priority(), key), {}};
+  }
+  for (const std::shared_ptr<Load>& load : changed) reconsider(load);
+  return true;
 }
 
-void Network::Implementation::dropCancelled() {
-  std::erase_if(waiting_, [this](const auto& entry) {
-    if (!entry.second->isCancelled()) return false;
-    deliver(entry.second);
-    return true;
-  });
-  std::erase_if(active_, [this](const auto& entry) {
-    if (!entry.second->isCancelled()) return false;
-    curl_multi_remove_handle(multi_.get(), entry.first);
-    entry.second->drop();
-    deliver(entry.second);
-    return true;
-  });
+void Network::Implementation::reconsider(const std::shared_ptr<Load>& load) {
+  const auto found = jobs_.find(load.get());
+  if (found == jobs_.end()) return;  // it has ended meanwhile
+  Job& job = found->second;
+  if (!load->isCancelled()) {
+    if (job.deadline && load->deadline() <= std::chrono::steady_clock::now()) end(job, CURLE_OPERATION_TIMEDOUT);
+    return;
+  }
+  if (job.waiting) {
+    waiting_.erase(*job.waiting);
+  } else {
+    unwatch(job);
+    load->drop();
+  }
+  deliver(job);
 }
 
 void Network::Implementation::admitWaiting() {
-  while (!waiting_.empty() && active_.size() < maximumTransfers) {
-    begin(waiting_.extract(waiting_.begin()).mapped());
+  while (!waiting_.empty() && deadlines_.size() < options_.maximumTransfers) {
+    Job& job = jobs_.at(waiting_.extract(waiting_.begin()).mapped());
+    job.waiting.reset();
+    begin(job);
   }
 }
 
 void Network::Implementation::keepSilences() {
   std::erase_if(silences_, [this](Silence& silence) {
-    const auto found = std::ranges::find_if(active_, [&](const auto& entry) { return isAbout(silence, entry.first); });
-    if (found == active_.end()) return true;
-    if (hasUnread(found->first)) return false;
-    keep(std::move(silence), found->second);
+    const auto found =
+        std::ranges::find_if(deadlines_, [&](const auto& entry) { return isAbout(silence, entry.second->handle()); });
+    if (found == deadlines_.end()) return true;
+    if (hasUnread(found->second->handle())) return false;
+    keep(std::move(silence), jobs_.at(found->second).load);
     return true;
   });
 }
 
 void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>& load) {
   RequestOwner& owner = load->owner();
-  const std::chrono::nanoseconds limit = owner.networkPolicy().requestTimeout;
+  const std::chrono::nanoseconds limit = owner.networkPolicy()->requestTimeout;
   const bool timesOut = silence.duration >= limit;
   load->beginSilence();
   owner.after(std::min(silence.duration, limit), [this, load, timesOut, end = std::move(silence.end)] {
     if (!load->endSilence(timesOut)) return;
     if (timesOut) {
-      curl_multi_wakeup(multi_.get());
+      const std::lock_guard lock(mutex_);
+      changed_.push_back(load);
+      wakeUnlessAwake();
     } else {
       end();
     }
@@ -252,67 +295,86 @@ void Network::Implementation::keep(Silence silence, const std::shared_ptr<Load>&
   owner.endOutsideWork();
 }
 
-void Network::Implementation::waitForProgress() {
-  std::chrono::milliseconds wait = std::chrono::hours(1);
-  const Transfer::Time now = std::chrono::steady_clock::now();
-  for (const auto& [handle, load] : active_) {
-    wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(load->deadline() - now));
-  }
-  curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::max<std::int64_t>(wait.count(), 0)), nullptr);
-}
-
-void Network::Implementation::collectEnded() {
-  int left = 0;
-  while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
-    if (message->msg == CURLMSG_DONE) end(message->easy_handle, message->data.result);
-  }
-}
-
+// A deadline moves with each byte. It is only looked at when it would have passed, and then kept anew.
 void Network::Implementation::endOverdue() {
-  const Transfer::Time now = std::chrono::steady_clock::now();
-  std::vector<CURL*> overdue;
-  for (const auto& [handle, load] : active_) {
-    if (load->deadline() <= now) overdue.push_back(handle);
+  const TransferLoop::Time now = std::chrono::steady_clock::now();
+  while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+    Job& job = jobs_.at(deadlines_.begin()->second);
+    if (job.load->deadline() <= now) {
+      end(job, CURLE_OPERATION_TIMEDOUT);
+    } else {
+      deadlines_.erase(*job.deadline);
+      watch(job);
+    }
   }
-  for (CURL* const handle : overdue) end(handle, CURLE_OPERATION_TIMEDOUT);
 }
 
-void Network::Implementation::begin(const std::shared_ptr<Load>& load) {
-  CURL* const handle = load->begin(trustStores_);
-  if (handle == nullptr) {
-    deliver(load);
+void Network::Implementation::begin(Job& job) {
+  if (CURL* const handle = job.load->begin(resources_)) {
+    watch(job);
+    loop_.add(handle);
   } else {
-    active_.emplace(handle, load);
-    curl_multi_add_handle(multi_.get(), handle);
+    deliver(job);
   }
 }
 
-void Network::Implementation::end(CURL* handle, CURLcode result) {
-  const std::shared_ptr<Load> load = active_.extract(handle).mapped();
-  curl_multi_remove_handle(multi_.get(), handle);
-  if (load->end(result)) {
-    begin(load);
+void Network::Implementation::watch(Job& job) {
+  const TransferLoop::Time next = std::chrono::steady_clock::now() + longestWait;
+  job.deadline = deadlines_.emplace(std::min(job.load->deadline(), next), job.load.get());
+}
+
+void Network::Implementation::unwatch(Job& job) {
+  loop_.remove(job.load->handle());
+  deadlines_.erase(*job.deadline);
+  job.deadline.reset();
+}
+
+void Network::Implementation::end(Job& job, CURLcode result) {
+  unwatch(job);
+  if (job.load->end(result)) {
+    begin(job);
   } else {
-    deliver(load);
+    deliver(job);
   }
 }
 
-void Network::Implementation::deliver(std::shared_ptr<Load> load) {
+/// The job ends here.
+void Network::Implementation::deliver(const Job& job) {
+  std::shared_ptr<Load> load = job.load;
+  jobs_.erase(load.get());
   load->endSilence();
-  const std::shared_ptr<HandlerPool::Queue> queue = load->queue();
-  handlers_->async(queue, [this, load = std::move(load)] {
-    load->deliver();
-    RequestOwner& owner = load->owner();
-    owner.endOutsideWork();
-    const std::lock_guard lock(mutex_);  // after the next line, the owner may be gone
-    Loads& loads = loads_.at(&owner);
-    loads.erase(load);
-    if (loads.empty()) loads_.erase(&owner);
-    ended_.notify_all();
-  });
+  std::shared_ptr<HandlerPool::Queue> queue = load->queue();
+  delivered_.push_back({std::move(queue), [this, load = std::move(load)] { conclude(load); }});
 }
 
-Network::Network() : implementation_(std::make_unique<Implementation>()) {}
+/// A handler thread.
+void Network::Implementation::conclude(const std::shared_ptr<Load>& load) {
+  load->deliver();
+  RequestOwner& owner = load->owner();
+  owner.endOutsideWork();
+  const std::lock_guard lock(mutex_);  // after the next lines, the owner may be gone
+  const auto loads = loads_.find(&owner);
+  std::erase(loads->second, load);
+  if (!loads->second.empty()) return;
+  loads_.erase(loads);
+  ended_.notify_all();
+}
+
+/// Returns when the handlers need this thread again.
+TransferLoop::Time Network::Implementation::passToHandlers() {
+  if (!delivered_.empty()) {
+    handlers_->async(delivered_);
+    handlersWait_ = true;
+  }
+  if (!handlersWait_) return TransferLoop::Time::max();
+  handlers_->help();
+  const auto next = handlers_->helpTime();
+  handlersWait_ = next.has_value();
+  return next.value_or(TransferLoop::Time::max());
+}
+
+Network::Network() : Network(Options()) {}
+Network::Network(Options options) : implementation_(std::make_unique<Implementation>(options)) {}
 Network::~Network() = default;
 void Network::start(const std::shared_ptr<Load>& load) { implementation_->start(load); }
 void Network::announce(Silence silence) { implementation_->announce(std::move(silence)); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -22,7 +23,12 @@ struct Silence {
 /// runs the handlers, one at a time and in order for each session. Threads start with the first request.
 class Network {
  public:
+  struct Options {
+    std::size_t maximumTransfers = 256;  ///< at once; each takes one or two descriptors; the others wait
+  };
+
   Network();
+  explicit Network(Options options);
   Network(const Network&) = delete;
   Network& operator=(const Network&) = delete;
   ~Network();

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
+#include <string>
 #include <string_view>
 
 #include "platform/value.h"
@@ -20,7 +22,9 @@ struct RequestOutcome;  // services/http/request_outcome.h
 class RequestOwner {
  public:
   [[nodiscard]] virtual Network& network() = 0;
-  [[nodiscard]] virtual NetworkPolicy networkPolicy() const = 0;
+  [[nodiscard]] virtual std::shared_ptr<const NetworkPolicy> networkPolicy() const = 0;  ///< never null
+  /// The value of the header field User-Agent for requests that have none.
+  [[nodiscard]] virtual std::string userAgent() const = 0;
 
   /// Between the two calls at least one request is in flight, and the owner's virtual time stands still.
   virtual void beginOutsideWork() = 0;

@@ -37,28 +37,30 @@ void Load::failToStart(const std::string& reason) {
                     "The request cannot be sent: no thread can be made for it: " + reason);
 }
 
-CURL* Load::begin(TrustStores& trustStores) {
+CURL* Load::begin(Resources& resources) {
   isSent_ = false;
   const platform::URLRequest& request = task_.request;
-  const NetworkPolicy& policy = owner().networkPolicy();
-  auto url = admissibleURL(request.url, policy);
+  const std::shared_ptr<const NetworkPolicy> policy = owner().networkPolicy();
+  auto url = admissibleURL(request.url, *policy);
   if (auto* error = std::get_if<platform::Error>(&url)) return fail(std::move(*error));
   if (auto fault = wireFault(request)) return fail(urlError(URLErrorCode::unknown, request.url, *fault));
   X509_STORE* trust = nullptr;
   if (std::get<HTTPURL>(url).isEncrypted()) {
-    const TrustStores::Store& store = trustStores.find(policy.certificateAuthorities);
+    const TrustStores::Store& store = resources.trustStores.find(policy->certificateAuthorities);
     if (!store.fault.empty()) return fail(urlError(URLErrorCode::secureConnectionFailed, request.url, store.fault));
     trust = store.certificates.get();
   }
-  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), trust);
+  transfer_ = std::make_unique<Transfer>(request, std::get<HTTPURL>(std::move(url)), owner().userAgent(), trust,
+                                         resources.handles);
   if (owner().hasListener()) transfer_->onConnected([this] { reportRequest(); });
+  curl_easy_setopt(transfer_->handle(), CURLOPT_PRIVATE, this);
   return transfer_->handle();
 }
 
 Transfer::Time Load::deadline() const {
   if (waiting_ == Waiting::silence) return Transfer::Time::max();
   if (waiting_ == Waiting::tooLong) return {};
-  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy().requestTimeout;
+  return std::max(transfer_->lastProgress(), silenceEnded_.load()) + owner().networkPolicy()->requestTimeout;
 }
 
 bool Load::endSilence(bool timesOut) {
@@ -96,7 +98,8 @@ bool Load::end(CURLcode result) {
   } else if (!response_ || transfer->isCutShort()) {  // its head is cut off, or its body may be
     error_ = urlError(URLErrorCode::networkConnectionLost, request.url);
   } else {
-    auto step = nextStep(request, *response_, redirects_, owner().networkPolicy());
+    transfer->keepHandle();
+    auto step = nextStep(request, *response_, redirects_, *owner().networkPolicy());
     if (auto* next = std::get_if<platform::URLRequest>(&step)) {
       request = std::move(*next);
       if (owner().hasListener()) reportRedirect();
@@ -167,7 +170,7 @@ void Load::conclude(bool runsHandler) {
   owner().ended(task_.request, outcome_);
 }
 
-void Load::handle() {
+void Load::runHandler() {
   std::optional<platform::Value> data;
   if (!error_) data = platform::Value::bytes(body_);
   body_ = {};
@@ -180,7 +183,7 @@ void Load::deliver() {
     const bool runsHandler = !isCancelled();
     if (!error_ && response_) decodeBody();
     conclude(runsHandler);
-    if (runsHandler) handle();
+    if (runsHandler) runHandler();
     task_.handler = nullptr;
   });
 }

@@ -25,6 +25,12 @@ class Load {
     float priority;
   };
 
+  /// What loads share on the network thread.
+  struct Resources {
+    TrustStores trustStores;
+    EasyHandles handles;
+  };
+
   explicit Load(Task task) : task_(std::move(task)) {}
 
   [[nodiscard]] RequestOwner& owner() const { return task_.owner; }
@@ -43,7 +49,7 @@ class Load {
 
   // The network thread.
   /// Makes the next transfer; returns null when the load has failed instead.
-  CURL* begin(TrustStores& trustStores);
+  CURL* begin(Resources& resources);
   /// When the transfer times out, unless it makes progress before.
   [[nodiscard]] Transfer::Time deadline() const;
   /// From now on the owner's time decides when the transfer times out, until the silence ends.
@@ -51,6 +57,8 @@ class Load {
   /// Processes the transfer's end; returns true when another transfer follows.
   bool end(CURLcode result);
   void drop();
+  /// Of the transfer since begin().
+  [[nodiscard]] CURL* handle() const { return transfer_->handle(); }
 
   /// A handler thread, or the main thread if there is none, once. Reports the outcome, runs the handler, unless
   /// cancelled, and releases it; all run as code of the owner.
@@ -59,7 +67,7 @@ class Load {
  private:
   CURL* fail(platform::Error error);
   void decodeBody();
-  void handle();
+  void runHandler();
   void reportRequest();
   void reportRedirect() const;
   void reportOutcome(const platform::Value* data) const;

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,8 +17,8 @@ std::optional<std::string> wireFault(const platform::URLRequest& request);
 using WireField = std::pair<std::string, std::string>;
 
 /// Returns the request's header fields in their order, with the body's true length in place of any other, then the
-/// platform's.
-std::vector<WireField> wireFields(const platform::URLRequest& request);
+/// platform's, of which `userAgent` is one.
+std::vector<WireField> wireFields(const platform::URLRequest& request, std::string_view userAgent);
 
 /// The lines for libcurl that make it send these fields. The others that it would add are removed, except Host.
 std::vector<std::string> libcurlLines(const std::vector<WireField>& fields);

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace services {
+
+/// Moves the bytes of libcurl's transfers. A turn costs what happened, however many transfers wait: epoll watches their
+/// sockets and libcurl keeps their timers. All functions except wake() belong to one thread.
+class TransferLoop {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  using Ended = std::function<void(CURL* handle, CURLcode result)>;
+
+  TransferLoop();
+  TransferLoop(const TransferLoop&) = delete;
+  TransferLoop& operator=(const TransferLoop&) = delete;
+  ~TransferLoop();
+
+  void add(CURL* handle) { curl_multi_add_handle(multi_.get(), handle); }
+  void remove(CURL* handle) { curl_multi_remove_handle(multi_.get(), handle); }
+
+  /// Waits for progress, wake() or `deadline`, whichever is first, makes the progress that is possible without waiting
+  /// and passes on each transfer that has ended. `ended` may add and remove transfers.
+  void turn(Time deadline, const Ended& ended);
+  /// Ends the wait of the current or the next turn. Any thread.
+  void wake() const;
+
+ private:
+  struct Cleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  };
+  static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* isWatched);
+  static int setTimer(CURLM* multi, long milliseconds, void* self);
+  [[nodiscard]] int millisecondsUntil(Time deadline) const;
+  void act(curl_socket_t socket, int what);
+
+  const int events_;           // epoll
+  const int wakeUp_;           // eventfd
+  std::optional<Time> timer_;  // libcurl's next
+  std::unique_ptr<CURLM, Cleanup> multi_;
+};
+
+}  // namespace services
