@@ -22,7 +22,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 
 # A build with the static libraries needs the packages that they were built with, as listed in packages.txt.
 file(STRINGS packages.txt needed REGEX "^build +lib.*-dev ")
-list(FILTER needed EXCLUDE REGEX libcli11)
+list(FILTER needed EXCLUDE REGEX "libcli11|libzmq3|libmsgpack")  # of the program alone
 list(TRANSFORM needed REPLACE "^build +([^ ]+) .*" "\\1")
 list(JOIN needed ", " needed)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libpellionmessaging-dev)

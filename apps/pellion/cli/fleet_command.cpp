@@ -4,22 +4,17 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <ostream>
 #include <thread>
 
+#include "pellion/cli/fleet_output.h"
+#include "pellion/cli/fleet_target.h"
+#include "pellion/cli/fleet_worker_command.h"
 #include "pellion/fleet/fleet.h"
 #include "pellion/fleet/fleet_report.h"
 #include "pellion/fleet/machine_limits.h"
-#include "pellion/run/server_probe.h"
 #include "pellion/run/temporary_directory.h"
 #include "pellion/text/input_error.h"
-#include "pellion/text/input_file.h"
-#include "pellion/text/json_writer.h"
-#include "pellion/text/output_file.h"
-#include "pellion/text/text_width.h"
-#include "services/url_components.h"
 
 namespace pellion {
 namespace {
@@ -53,23 +48,6 @@ nanoseconds durationOfText(const std::string& text) {
   throw InputError("--for " + text + ": not a duration; give seconds, or a number with s, min or h, such as 5min");
 }
 
-bool isLoopback(std::string_view host) {
-  return host == "localhost" || host == "::1" || host == "[::1]" || host.starts_with("127.");
-}
-
-/// A fleet is a load: it goes to the machine's own servers, or to one whose name the user gives twice.
-void checkTarget(const FleetPlan& plan, const FleetArguments& arguments) {
-  if (!arguments.server) return;
-  for (const FleetKind& kind : plan.kinds) checkServerURL(*arguments.server, kind.life);
-  const auto parts = services::parseURLComponents(*arguments.server);
-  const std::string host = parts && parts->host ? *parts->host : "";
-  if (!isLoopback(host) && arguments.confirmedHost != host) {
-    throw InputError("--server " + *arguments.server + ": a fleet sends so much that it can stop a server; if " + host +
-                     " is yours, give --yes-this-is-my-server " + host);
-  }
-  checkServer(*arguments.server, {});
-}
-
 void warnOfLateStarts(const FleetPlan& plan, const Surroundings& surroundings) {
   const double started = plan.rate * std::chrono::duration<double>(plan.duration).count() + 1;
   if (started >= static_cast<double>(plan.phones)) return;
@@ -77,59 +55,6 @@ void warnOfLateStarts(const FleetPlan& plan, const Surroundings& surroundings) {
                    << static_cast<std::size_t>(started) << " of its " << plan.phones
                    << "; give a greater --rate, or a longer --for\n";
 }
-
-/// Waits for the time of the next step of a fleet, unless a signal ends it.
-class Stop {
- public:
-  void request() {
-    {
-      const std::lock_guard lock(mutex_);
-      isRequested_ = true;
-    }
-    changed_.notify_all();
-  }
-  bool waitFor(nanoseconds duration) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, duration, [this] { return isRequested_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool isRequested_ = false;
-};
-
-/// One line that is overwritten, or a line every ten seconds where there is no terminal.
-class FleetProgress {
- public:
-  explicit FleetProgress(const Surroundings& surroundings) : surroundings_(surroundings) {}
-  ~FleetProgress() {
-    if (surroundings_.showsProgress) surroundings_.err << "\r\x1b[K" << std::flush;
-  }
-  FleetProgress(const FleetProgress&) = delete;
-  FleetProgress& operator=(const FleetProgress&) = delete;
-
-  /// Takes the fleet's figures when a line is due.
-  void show(Fleet& fleet, FleetFigures& all, nanoseconds left) {
-    const nanoseconds now = fleet.age();
-    if (now < shownAt_ + pause()) return;
-    const FleetFigures lately = fleet.takeFigures();
-    all.add(lately);
-    const std::string line = progressLine(fleet.phones(), lately, all, now - shownAt_, left);
-    shownAt_ = now;
-    if (surroundings_.showsProgress) {
-      surroundings_.err << "\r\x1b[K" << beginning(line, surroundings_.columns - 1) << std::flush;
-    } else {
-      surroundings_.err << line << '\n' << std::flush;
-    }
-  }
-
- private:
-  [[nodiscard]] nanoseconds pause() const { return std::chrono::seconds(surroundings_.showsProgress ? 1 : 10); }
-
-  const Surroundings& surroundings_;
-  nanoseconds shownAt_{};
-};
 
 /// Plays the plan to its end, or until the signal.
 FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Surroundings& surroundings) {
@@ -146,7 +71,10 @@ FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Sur
       const std::size_t wanted = due < static_cast<double>(plan.phones) ? static_cast<std::size_t>(due) : plan.phones;
       while (fleet.phones() < wanted) fleet.startNext();
       fleet.tick();
-      progress.show(fleet, report.figures, plan.duration - fleet.age());
+      if (progress.isDue(fleet.age())) {
+        const nanoseconds now = fleet.age();
+        progress.show(fleet.phones(), fleet.takeFigures(), report.figures, now, plan.duration - now);
+      }
       report.isCutShort =
           stop->waitFor(std::min<nanoseconds>(step, std::max(plan.duration - fleet.age(), nanoseconds(1))));
     }
@@ -158,17 +86,6 @@ FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Sur
   report.figures.add(fleet.takeFigures());
   report.audit = fleet.verdict();
   return report;
-}
-
-void writeFiles(std::optional<OutputFile>& csv, std::optional<OutputFile>& json, const FleetReport& report) {
-  if (csv) {
-    writeFleetCSV(csv->stream(), report);
-    csv->close("figures");
-  }
-  if (json) {
-    json->stream() << prettyJSON(fleetJSON(report)) << '\n';
-    json->close("figures");
-  }
 }
 
 }  // namespace
@@ -199,6 +116,10 @@ void defineFleet(CLI::App& app, FleetArguments& arguments) {
   command.add_flag("--check", arguments.onlyReads, "Read the plan and its lives, and start nothing");
   command.add_option("--yes-this-is-my-server", arguments.confirmedHost, "Needed for a server that is not on loopback")
       ->type_name("HOST");
+  command
+      .add_option("--master", arguments.master,
+                  "Play phones as a worker of Locust's master there, HOST or HOST:PORT; docs/fleet-master.md")
+      ->type_name("HOST");
   command.footer("Example: pellion fleet examples/fleet/morning.json --phones 2000 --for 60s");
 }
 
@@ -210,26 +131,21 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   if (arguments.isAudited && arguments.server) {
     throw InputError("--audit compares with the built-in backend; leave out --server");
   }
-  if (arguments.server && !plan.faults.empty()) {
-    throw InputError(plan.file +
-                     ": its \"faults\" are those of the built-in backend; leave out --server, or the faults");
-  }
+  checkWorkerArguments(arguments);
+  if (arguments.server) refuseFaults(plan, "leave out --server, or the faults");
   if (arguments.onlyReads) {
     surroundings.out << plan.name << ": " << plan.kinds.size() << " kinds, " << plan.waves.size() << " waves, "
                      << plan.faults.size() << " faults\n";
     return 0;
   }
-  checkTarget(plan, arguments);
   const std::size_t threads =
       arguments.threads > 0 ? arguments.threads : std::max(1U, std::thread::hardware_concurrency());
-  const auto parts = services::parseURLComponents(arguments.server.value_or("http://127.0.0.1"));
+  if (arguments.master) return runFleetWorker(plan, arguments, threads, surroundings);
+  if (arguments.server) checkTarget(plan, *arguments.server, arguments.confirmedHost);
   const std::size_t sources = checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
-                                           isLoopback(parts->host.value_or("")));
+                                           isLoopbackServer(arguments.server));
   warnOfLateStarts(plan, surroundings);
-  std::optional<OutputFile> csv;
-  std::optional<OutputFile> json;
-  if (arguments.csv) csv.emplace(*arguments.csv, "--csv", OutputFile::toBeHandedOn);
-  if (arguments.json) json.emplace(*arguments.json, "--json", OutputFile::toBeHandedOn);
+  FleetFiles files(arguments.csv, arguments.json);
   const FleetReport report = play(plan,
                                   {.server = arguments.server,
                                    .threads = threads,
@@ -238,7 +154,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
                                    .isAudited = arguments.isAudited},
                                   surroundings);
   writeFleetReport(surroundings.out, report);
-  writeFiles(csv, json, report);
+  files.write(report);
   return report.audit && report.audit->differenceCount > 0 ? 1 : 0;
 }
 

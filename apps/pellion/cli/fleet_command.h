@@ -1,9 +1,6 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-
+#include "pellion/cli/fleet_arguments.h"
 #include "pellion/run/surroundings.h"
 
 namespace CLI {
@@ -11,21 +8,6 @@ class App;
 }
 
 namespace pellion {
-
-struct FleetArguments {
-  std::string plan;
-  std::optional<std::string> server;
-  std::optional<std::size_t> phones;
-  std::optional<std::string> rate;
-  std::optional<std::string> duration;
-  std::uint64_t seed = 0;
-  std::size_t threads = 0;  ///< 0: one for each core
-  std::optional<std::string> csv;
-  std::optional<std::string> json;
-  std::optional<std::string> confirmedHost;
-  bool isAudited = false;
-  bool onlyReads = false;
-};
 
 void defineFleet(CLI::App& app, FleetArguments& arguments);
 

@@ -48,11 +48,6 @@ std::string clockTime(std::chrono::nanoseconds duration) {
   return text.data();
 }
 
-std::string failureText(std::int64_t code) {
-  return services::urlError(static_cast<services::URLErrorCode>(code), std::nullopt).localizedDescription + " (" +
-         std::to_string(code) + ")";
-}
-
 struct Percentile {
   std::string_view name;
   double share;  ///< 1: the greatest
@@ -115,8 +110,7 @@ void writeReasons(std::ostream& out, const FleetFigures& figures) {
   std::vector<std::pair<std::uint64_t, std::string>> reasons;
   for (const auto& [name, endpoint] : figures.endpoints) {
     for (const auto& [status, count] : endpoint.refused) {
-      reasons.emplace_back(count,
-                           name + ": " + (status == 200 ? "200, but the body is not JSON" : std::to_string(status)));
+      reasons.emplace_back(count, name + ": " + refusalText(status));
     }
     for (const auto& [code, count] : endpoint.failed) reasons.emplace_back(count, name + ": " + failureText(code));
   }
@@ -150,8 +144,15 @@ double perSecond(std::uint64_t count, std::chrono::nanoseconds duration) {
 
 }  // namespace
 
+std::string refusalText(int status) { return status == 200 ? "200, but the body is not JSON" : std::to_string(status); }
+
+std::string failureText(std::int64_t code) {
+  return services::urlError(static_cast<services::URLErrorCode>(code), std::nullopt).localizedDescription + " (" +
+         std::to_string(code) + ")";
+}
+
 std::string progressLine(std::size_t phones, const FleetFigures& lately, const FleetFigures& all,
-                         std::chrono::nanoseconds span, std::chrono::nanoseconds left) {
+                         std::chrono::nanoseconds span, std::optional<std::chrono::nanoseconds> left) {
   const EndpointFigures now = lately.total();
   const EndpointFigures total = all.total();
   const std::uint64_t notAccepted = total.requests.total() - total.requests[Ending::accepted];
@@ -159,7 +160,8 @@ std::string progressLine(std::size_t phones, const FleetFigures& lately, const F
                      grouped(static_cast<std::uint64_t>(perSecond(now.requests.total(), span) + 0.5)) +
                      " requests/s, " + grouped(notAccepted) + " not accepted";
   if (now.both.count() > 0) line += ", 99 % within " + milliseconds(now.both.percentile(0.99)) + " ms";
-  return line + ", " + clockTime(left) + " left";
+  if (left) line += ", " + clockTime(*left) + " left";
+  return line;
 }
 
 void writeFleetReport(std::ostream& out, const FleetReport& report) {

@@ -22,9 +22,14 @@ struct FleetReport {
   std::optional<FleetAudit::Verdict> audit = {};
 };
 
-/// One line without its end: what the fleet is doing now. `lately` covers `span`.
+/// One line without its end: what the fleet is doing now. `lately` covers `span`; there may be no end to wait for.
 std::string progressLine(std::size_t phones, const FleetFigures& lately, const FleetFigures& all,
-                         std::chrono::nanoseconds span, std::chrono::nanoseconds left);
+                         std::chrono::nanoseconds span, std::optional<std::chrono::nanoseconds> left);
+
+/// Why an answer with this status was not accepted.
+std::string refusalText(int status);
+/// What the platform says of a request that failed with this code, and the code.
+std::string failureText(std::int64_t code);
 
 /// For people: requests by endpoint, what was wrong with them, times, what they carried, the audit.
 void writeFleetReport(std::ostream& out, const FleetReport& report);

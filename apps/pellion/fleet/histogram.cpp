@@ -32,6 +32,8 @@ void Histogram::add(std::chrono::microseconds duration) {
   ++classes_[index];
   ++count_;
   greatest_ = std::max(greatest_, duration);
+  least_ = std::min(least_, duration);
+  sum_ += duration;
 }
 
 void Histogram::add(const Histogram& other) {
@@ -39,6 +41,8 @@ void Histogram::add(const Histogram& other) {
   for (std::size_t i = 0; i < other.classes_.size(); ++i) classes_[i] += other.classes_[i];
   count_ += other.count_;
   greatest_ = std::max(greatest_, other.greatest_);
+  least_ = std::min(least_, other.least_);
+  sum_ += other.sum_;
 }
 
 std::chrono::microseconds Histogram::percentile(double share) const {
@@ -52,6 +56,16 @@ std::chrono::microseconds Histogram::percentile(double share) const {
     }
   }
   return {};
+}
+
+std::chrono::microseconds Histogram::least() const { return count_ == 0 ? std::chrono::microseconds() : least_; }
+
+void Histogram::forEachClass(const std::function<void(std::chrono::microseconds, std::uint64_t)>& each) const {
+  for (std::size_t i = 0; i < classes_.size(); ++i) {
+    if (classes_[i] == 0) continue;
+    const std::uint64_t begin = i == 0 ? 0 : endOf(i - 1) + 1;
+    each(std::chrono::microseconds(static_cast<std::int64_t>((begin + endOf(i)) / 2)), classes_[i]);
+  }
 }
 
 }  // namespace pellion
