@@ -31,27 +31,31 @@ class MainQueue {
       const std::lock_guard lock(mutex_);
       items_.add(Clock::now() + std::max(delay, std::chrono::nanoseconds::zero()), std::move(work));
     }
-    if (delay > std::chrono::nanoseconds::zero()) {
-      foundation_wakeMainQueueAfter(secondsIn(delay));
-    } else {
-      foundation_wakeMainQueue();
-    }
+    foundation_wakeMainQueue();
   }
 
-  /// Runs what is due at the beginning. A timer may be early by less than the clock's resolution: then it is set again.
-  /// Work that raises ends the turn; what is due then runs in the next one, which was asked for when it was added.
+  /// Runs what is due at the beginning, and sets the timer for the rest. Work that raises ends the turn, and what is
+  /// due then runs in the next one. The timer counts in wall-clock time, so it may be early by any time.
   void turn() {
     const Clock::time_point begin = Clock::now();
     std::unique_lock lock(mutex_);
+    const AtEnd setTimer{*this, lock};
     while (items_.hasDue(begin)) items_.runNext(lock);
-    if (items_.isEmpty()) return;
-    const std::chrono::nanoseconds rest = items_.nextTime() - begin;
-    lock.unlock();
-    if (rest < std::chrono::milliseconds(5)) foundation_wakeMainQueueAfter(std::max(0.0, secondsIn(rest)));
   }
 
  private:
-  static double secondsIn(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
+  struct AtEnd {
+    MainQueue& queue;
+    std::unique_lock<std::mutex>& lock;
+    ~AtEnd() { queue.setTimer(lock); }
+  };
+  void setTimer(std::unique_lock<std::mutex>& lock) {
+    if (!lock.owns_lock()) lock.lock();
+    if (items_.isEmpty()) return;
+    const std::chrono::duration<double> rest = items_.nextTime() - Clock::now();
+    lock.unlock();
+    foundation_wakeMainQueueAfter(std::max(0.0, rest.count()));
+  }
 
   std::mutex mutex_;
   services::TimedQueue<Clock::time_point> items_;

@@ -21,23 +21,14 @@ static NSArray *commonModes(void) {
 + (void)turn {
   foundation_turnMainQueue();
 }
-+ (void)turnAt:(NSDate *)date {
-  [self performSelector:@selector(turn) withObject:nil afterDelay:[date timeIntervalSinceNow] inModes:commonModes()];
-}
 @end
 
-static void perform(SEL selector, id argument) {
+void foundation_wakeMainQueue(void) {
   // On the main thread, without a run loop, Foundation would perform the selector inside the call.
   if ([NSThread isMainThread]) [NSRunLoop currentRunLoop];
-  [[PLMainQueue class] performSelectorOnMainThread:selector withObject:argument waitUntilDone:NO modes:commonModes()];
+  [[PLMainQueue class] performSelectorOnMainThread:@selector(turn) withObject:nil waitUntilDone:NO modes:commonModes()];
 }
-
-void foundation_wakeMainQueue(void) { perform(@selector(turn), nil); }
 void foundation_wakeMainQueueAfter(double seconds) {
-  NSDate *date = [NSDate dateWithTimeIntervalSinceNow:seconds];
-  if ([NSThread isMainThread]) {
-    [PLMainQueue turnAt:date];
-  } else {
-    perform(@selector(turnAt:), date);
-  }
+  [NSObject cancelPreviousPerformRequestsWithTarget:[PLMainQueue class] selector:@selector(turn) object:nil];
+  [[PLMainQueue class] performSelector:@selector(turn) withObject:nil afterDelay:seconds inModes:commonModes()];
 }
