@@ -5,12 +5,17 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
+#include <barrier>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "bench/fleet/phones.h"
 
@@ -52,19 +57,36 @@ int measureMemory(const std::string& url, std::size_t phones) {
   return 0;
 }
 
+/// As a fleet does it: phones and a network of their own for each core.
 int measureRate(const std::string& url, std::size_t inFlight, double seconds) {
-  bench::Phones fleet(url, inFlight);
-  fleet.add(10 * inFlight);
-  fleet.sendFor(std::chrono::seconds(1));
-  const std::uint64_t before = fleet.accepted();
+  const std::size_t cores = std::max(1U, std::thread::hardware_concurrency());
+  std::atomic<std::uint64_t> requests = 0;
+  std::atomic<std::uint64_t> notAccepted = 0;
+  std::barrier begin(static_cast<std::ptrdiff_t>(cores) + 1);
+  std::barrier end(static_cast<std::ptrdiff_t>(cores) + 1);
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < cores; ++i) {
+    threads.emplace_back([&] {
+      bench::Phones fleet(url, inFlight / cores);
+      fleet.add(10 * inFlight / cores);
+      fleet.sendFor(std::chrono::seconds(1));
+      const std::uint64_t before = fleet.accepted();
+      begin.arrive_and_wait();
+      fleet.sendFor(std::chrono::duration_cast<std::chrono::nanoseconds>(duration<double>(seconds)));
+      requests += fleet.accepted() - before;
+      notAccepted += fleet.notAccepted();
+      end.arrive_and_wait();
+    });
+  }
+  begin.arrive_and_wait();
   const double cpu = cpuSeconds();
   const auto start = steady_clock::now();
-  fleet.sendFor(std::chrono::duration_cast<std::chrono::nanoseconds>(duration<double>(seconds)));
-  const auto requests = static_cast<double>(fleet.accepted() - before);
-  print("requests_per_second", requests / duration<double>(steady_clock::now() - start).count());
-  print("cpu_us_per_request", (cpuSeconds() - cpu) * 1e6 / requests);
-  print("requests", static_cast<double>(fleet.accepted()));
-  print("not_accepted", static_cast<double>(fleet.notAccepted()));
+  end.arrive_and_wait();
+  const auto sent = static_cast<double>(requests);
+  print("requests_per_second", sent / duration<double>(steady_clock::now() - start).count());
+  print("cpu_us_per_request", (cpuSeconds() - cpu) * 1e6 / sent);
+  print("requests", sent);
+  print("not_accepted", static_cast<double>(notAccepted));
   return 0;
 }
 
