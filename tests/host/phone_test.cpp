@@ -8,8 +8,8 @@
 #include "platform/user_defaults.h"
 #include "services/memory_store.h"
 #include "services/property_list/property_list.h"
-#include "tests/support/test_phone.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test_phone.h"
 
 namespace {
 

@@ -131,7 +131,8 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{},
-       "no command is given; the commands are backend, explain, fleet, new, run, schema, test; pellion --help shows how it is "
+       "no command is given; the commands are backend, explain, fleet, new, run, schema, test; pellion --help shows "
+       "how it is "
        "called"},
       {{"explian"},
        "not expected: explian; did you mean explain? The commands are backend, explain, fleet, new, run, schema, test; "
