@@ -113,8 +113,8 @@ void FleetPhone::begin(const std::vector<Step>& steps, FleetTime at) {
 }
 
 void FleetPhone::turn(FleetTime now) {
-  for (std::size_t i = 0; i < strands_.size(); ++i) {  // the steps of a strand add none
-    if (strands_[i].due <= now) follow(strands_[i], now);
+  for (Strand& strand : strands_) {  // its steps add none
+    if (strand.due <= now) follow(strand, now);
     if (endIfRaised()) return;
   }
   std::erase_if(strands_, [](const Strand& strand) { return strand.blocks.empty(); });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -14,7 +15,7 @@ namespace {
 using platform::Value;
 using std::chrono::microseconds;
 
-std::string padded(std::string text, std::size_t width) {
+std::string padded(const std::string& text, std::size_t width) {
   const std::size_t used = columns(text);
   return used < width ? text + std::string(width - used, ' ') : text;
 }
@@ -137,9 +138,10 @@ void writeAudit(std::ostream& out, const FleetAudit::Verdict& audit) {
   for (const std::string& difference : audit.differences) out << "    " << printable(difference) << '\n';
 }
 
-double perSecond(std::uint64_t count, std::chrono::nanoseconds duration) {
+/// Rounded.
+std::uint64_t perSecond(std::uint64_t count, std::chrono::nanoseconds duration) {
   const double seconds = std::chrono::duration<double>(duration).count();
-  return seconds > 0 ? static_cast<double>(count) / seconds : 0;
+  return seconds > 0 ? static_cast<std::uint64_t>(std::llround(static_cast<double>(count) / seconds)) : 0;
 }
 
 }  // namespace
@@ -156,9 +158,8 @@ std::string progressLine(std::size_t phones, const FleetFigures& lately, const F
   const EndpointFigures now = lately.total();
   const EndpointFigures total = all.total();
   const std::uint64_t notAccepted = total.requests.total() - total.requests[Ending::accepted];
-  std::string line = grouped(phones) + " phones, " +
-                     grouped(static_cast<std::uint64_t>(perSecond(now.requests.total(), span) + 0.5)) +
-                     " requests/s, " + grouped(notAccepted) + " not accepted";
+  std::string line = grouped(phones) + " phones, " + grouped(perSecond(now.requests.total(), span)) + " requests/s, " +
+                     grouped(notAccepted) + " not accepted";
   if (now.both.count() > 0) line += ", 99 % within " + milliseconds(now.both.percentile(0.99)) + " ms";
   if (left) line += ", " + clockTime(*left) + " left";
   return line;
@@ -169,8 +170,7 @@ void writeFleetReport(std::ostream& out, const FleetReport& report) {
   out << printable(report.name) << ": " << grouped(report.phones) << " phones for " << clockTime(report.duration)
       << " against " << printable(report.server) << (report.isCutShort ? ", ended early" : "") << '\n'
       << grouped(report.figures.launches) << " launches, " << grouped(report.figures.steps) << " steps, "
-      << grouped(requests) << " requests, "
-      << grouped(static_cast<std::uint64_t>(perSecond(requests, report.duration) + 0.5)) << " a second\n";
+      << grouped(requests) << " requests, " << grouped(perSecond(requests, report.duration)) << " a second\n";
   std::vector<std::pair<std::string, EndingCounts>> requestRows;
   for (const auto& [name, endpoint] : rowsOf(report.figures)) requestRows.emplace_back(name, endpoint.requests);
   const std::size_t width = nameWidth(report.figures);
@@ -232,6 +232,7 @@ Value endpointJSON(const std::string& name, const EndpointFigures& endpoint) {
   std::vector<Value::Entry> times;
   for (const auto& [span, histogram] : spans) {
     std::vector<Value::Entry> row;
+    row.reserve(percentiles.size());
     for (const Percentile& each : percentiles) {
       row.push_back({each.name, static_cast<double>(timeAt(endpoint.*histogram, each).count()) / 1000});
     }

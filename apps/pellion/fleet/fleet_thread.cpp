@@ -6,7 +6,7 @@
 namespace pellion {
 
 FleetThread::FleetThread(Options options)
-    : options_(std::move(options)),
+    : options_(options),
       surroundings_{.network = network_,
                     .outcomes = [this](const platform::URLRequest& request,
                                        const services::RequestOutcome& outcome) { record(request, outcome); },

@@ -51,7 +51,7 @@ void MethodList::add(const DeclaredMethod& method) {
   methods_.insert(std::ranges::lower_bound(methods_, method.name, std::less<>(), &DeclaredMethod::name), method);
 }
 
-std::shared_ptr<MethodList> sharedMethodList(std::shared_ptr<MethodList> list) {
+std::shared_ptr<MethodList> sharedMethodList(const std::shared_ptr<MethodList>& list) {
   if (list == nullptr || list->methods().empty()) return nullptr;
   SharedLists& shared = SharedLists::all();
   const std::size_t hash = hashOf(*list);

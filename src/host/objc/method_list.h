@@ -27,6 +27,6 @@ class MethodList {
 };
 
 /// Returns the program's one list of these methods, null for none. It lives as long as a class that has it. Any thread.
-std::shared_ptr<MethodList> sharedMethodList(std::shared_ptr<MethodList> list);
+std::shared_ptr<MethodList> sharedMethodList(const std::shared_ptr<MethodList>& list);
 
 }  // namespace host

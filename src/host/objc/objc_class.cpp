@@ -105,7 +105,7 @@ void Runtime::registerClassPair(Class cls) {
   classes_.insert(placeOf(cls->name), cls);
   for (const Class each : {cls, cls->isa.load()}) {
     each->isRegistered = true;
-    each->declared = sharedMethodList(std::move(each->declared));
+    each->declared = sharedMethodList(each->declared);
   }
 }
 
