@@ -68,7 +68,7 @@ TEST(FleetAudit, FindsWhatOneSideDoesNotKnow) {
     for (const int status : each.statuses) {
       audit.received({.headers = {{"notificationid", "0a"}}}, {.status = status});
     }
-    for (const Ending ending : each.phone) audit.ended({{"token", "0a"}}, ending);
+    for (const Ending ending : each.phone) audit.ended("", {{"token", "0a"}}, ending);
     const FleetAudit::Verdict verdict = audit.verdict();
     EXPECT_EQ(verdict.differenceCount == 0, each.agrees) << each.name;
     EXPECT_EQ(verdict.receivedInVain, each.receivedInVain) << each.name;

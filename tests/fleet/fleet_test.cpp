@@ -80,13 +80,30 @@ TEST_F(Fleets, GiveEachPhoneItsIdentityAndSendOnlyToTheServerThatWasNamed) {
   EXPECT_TRUE(elsewhere.takeRequests().empty());
 }
 
-TEST_F(Fleets, EndInOrderWithASignalAndWithTheirApplications) {
+TEST_F(Fleets, EndInOrderWithASignal) {
   stopOnSignal_ = [](const std::function<void()>& stop, const auto&) { stop(); };
-  const std::string plan = R"({"for": 3600, "phones": 1, "kinds": [{"name": "a", "life": {
-    "notifications": {"n": {"payload": {"addInfo": 7}}}, "steps": ["launch", {"deliver": "n"}, "relaunch", {"token": "0a"}]}}]})";
+  const std::string plan = R"({"for": 3600, "kinds": [{"name": "a", "life": {"steps": ["launch", {"token": "0a"}]}}]})";
   ASSERT_EQ(play(plan), 0) << err_.str();
-  EXPECT_THAT(out_.str(), AllOf(HasSubstr("ended early"), HasSubstr("application ended: NSInvalidArgumentException")));
-  EXPECT_EQ(test::at(figures(), "launches").integer(), 1) << "its life ended with its application";
+  EXPECT_THAT(out_.str(), HasSubstr("ended early"));
+}
+
+TEST_F(Fleets, CountWhatEndsApplications) {
+  const std::string plan =
+      R"({"for": 0.5, "phones": 2, "rate": 1000, "notifications": {"n": {"payload": {"addInfo": 7}}},
+    "kinds": [{"name": "a", "life": {"steps": ["launch", {"deliver": "n"}, "relaunch", {"token": "0a"}]}}],
+    "waves": [{"name": "w", "at": 0.2, "steps": [{"configure": {"JWT_SECRET": null}}]}]})";
+  ASSERT_EQ(play(plan), 0) << err_.str();
+  EXPECT_THAT(out_.str(),
+              AllOf(HasSubstr("application ended: NSInvalidArgumentException"),
+                    HasSubstr("application ended: the configuration cannot be used: JWT_SECRET is missing")));
+  EXPECT_EQ(test::at(figures(), "launches").integer(), 2) << "their lives ended with their applications";
+}
+
+TEST_F(Fleets, KeepNoThreadForALifeThatTakesNoTime) {
+  const std::string plan =
+      R"({"for": 0.2, "phones": 2, "kinds": [{"name": "a", "speed": 1e9, "life": {"steps": ["launch",
+    {"repeat": {"steps": [{"repeat": {"times": 1000000, "steps": [{"advance": 0.5}, "activate"]}}, {"advance": 0.5}]}}]}}]})";
+  EXPECT_EQ(play(plan), 0) << err_.str();
 }
 
 TEST_F(Fleets, AreRefusedWhereTheyCouldDoHarm) {

@@ -19,7 +19,8 @@ sigset_t blockedSignals() {
   return signals;
 }
 
-/// Calls each of the first ones at a signal, and the last one at the signal that ends the program.
+/// Calls one after the other, each at a signal. The last one is called at the signal that ends the program; SIGPIPE
+/// ends it at once.
 void callOnSignals(std::vector<std::function<void()>> calls) {
   std::signal(SIGXFSZ, SIG_IGN);  // the writing code receives the error and reports it
   sigset_t signals = blockedSignals();
@@ -27,9 +28,10 @@ void callOnSignals(std::vector<std::function<void()>> calls) {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::thread([signals, calls = std::move(calls)] {
     int received = 0;
-    for (const auto& call : calls) {
+    for (std::size_t next = 0; next < calls.size(); ++next) {
       sigwait(&signals, &received);
-      call();
+      if (received == SIGPIPE) next = calls.size() - 1;  // no one reads what an ordinary end would print
+      calls[next]();
     }
     // So that the parent sees which signal ended the program. Scripts start background programs with SIGINT ignored.
     std::signal(received, SIG_DFL);

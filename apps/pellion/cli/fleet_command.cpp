@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <limits>
 #include <ostream>
 #include <thread>
 
@@ -42,18 +43,42 @@ nanoseconds durationOfText(const std::string& text) {
   const auto [number, unit] = numberAndUnit(text);
   const auto known = std::ranges::find(units, unit, &std::pair<std::string_view, double>::first);
   constexpr double tenYears = 10 * 366 * 86'400.0;
-  if (number > 0 && number <= tenYears && known != std::end(units)) {
+  if (number > 0 && known != std::end(units) && number * known->second <= tenYears) {
     return std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(number * known->second));
   }
   throw InputError("--for " + text + ": not a duration; give seconds, or a number with s, min or h, such as 5min");
 }
 
-void warnOfLateStarts(const FleetPlan& plan, const Surroundings& surroundings) {
+void warnOfWhatComesTooLate(const FleetPlan& plan, const Surroundings& surroundings) {
+  const auto warn = [&](const std::string& what, nanoseconds at) {
+    if (at < plan.duration) return;
+    surroundings.err << "pellion: " << what << " begins " << std::chrono::duration<double>(at).count()
+                     << " s after the start, when the fleet has ended; give a longer --for\n";
+  };
+  for (const FleetWave& wave : plan.waves) warn("the wave \"" + printable(wave.name) + '"', wave.at);
+  for (const FleetFault& fault : plan.faults) warn("a fault of the backend", fault.at);
   const double started = plan.rate * std::chrono::duration<double>(plan.duration).count() + 1;
   if (started >= static_cast<double>(plan.phones)) return;
   surroundings.err << "pellion: " << plan.rate << " phones start in a second, so that the fleet ends with "
                    << static_cast<std::size_t>(started) << " of its " << plan.phones
                    << "; give a greater --rate, or a longer --for\n";
+}
+
+void refuseContradictions(const FleetArguments& arguments, const FleetPlan& plan) {
+  if (arguments.isAudited && arguments.server) {
+    throw InputError("--audit compares with the built-in backend; leave out --server");
+  }
+  if (arguments.csv && arguments.csv == arguments.json) {
+    throw InputError("--csv and --json name one file; give each a file of its own");
+  }
+  if (arguments.confirmedHost && !arguments.server && !arguments.master) {
+    throw InputError("--yes-this-is-my-server belongs to --server; give the server's URL");
+  }
+  const auto isRaw = [](const FleetFault& fault) { return fault.answer.raw.has_value(); };
+  if (arguments.isAudited && std::ranges::any_of(plan.faults, isRaw)) {
+    throw InputError(plan.file + ": --audit cannot judge a \"raw\" answer; leave out one of them");
+  }
+  checkWorkerArguments(arguments);
 }
 
 /// Plays the plan to its end, or until the signal.
@@ -79,9 +104,13 @@ FleetReport play(const FleetPlan& plan, const Fleet::Options& options, const Sur
           stop->waitFor(std::min<nanoseconds>(step, std::max(plan.duration - fleet.age(), nanoseconds(1))));
     }
   }
-  report.duration = fleet.age();
+  if (report.isCutShort) {
+    surroundings.err << "Ending: waiting for the answers to requests in flight; Ctrl-C again ends at once.\n"
+                     << std::flush;
+  }
   report.phones = fleet.phones();
   fleet.settle(settling);
+  report.duration = fleet.age();
   fleet.end();
   report.figures.add(fleet.takeFigures());
   report.audit = fleet.verdict();
@@ -103,6 +132,7 @@ void defineFleet(CLI::App& app, FleetArguments& arguments) {
       ->type_name("N/s");
   command.add_option("--for", arguments.duration, "End after this time, such as 90s, 5min or 1h")->type_name("TIME");
   command.add_option("--seed", arguments.seed, "Another number leads to other kinds, times and choices")
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()))
       ->type_name("N");
   command
       .add_option("--threads", arguments.threads,
@@ -128,10 +158,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   if (arguments.phones) plan.phones = *arguments.phones;
   if (arguments.rate) plan.rate = rateOf(*arguments.rate);
   if (arguments.duration) plan.duration = durationOfText(*arguments.duration);
-  if (arguments.isAudited && arguments.server) {
-    throw InputError("--audit compares with the built-in backend; leave out --server");
-  }
-  checkWorkerArguments(arguments);
+  refuseContradictions(arguments, plan);
   if (arguments.server) refuseFaults(plan, "leave out --server, or the faults");
   if (arguments.onlyReads) {
     surroundings.out << plan.name << ": " << plan.kinds.size() << " kinds, " << plan.waves.size() << " waves, "
@@ -144,7 +171,7 @@ int runFleet(const FleetArguments& arguments, const Surroundings& surroundings) 
   if (arguments.server) checkTarget(plan, *arguments.server, arguments.confirmedHost);
   const std::size_t sources = checkMachine(threads, greatestRate(plan, plan.phones, plan.rate), !arguments.server,
                                            isLoopbackServer(arguments.server));
-  warnOfLateStarts(plan, surroundings);
+  warnOfWhatComesTooLate(plan, surroundings);
   FleetFiles files(arguments.csv, arguments.json);
   const FleetReport report = play(plan,
                                   {.server = arguments.server,

@@ -28,8 +28,12 @@ Fleet::Fleet(const FleetPlan& plan, Options options)
         }});
     serverURL_ = backend_->url();
   }
-  for (const FleetKind& kind : plan_.kinds)
-    bundles_.push_back(std::make_unique<FleetBundle>(kind, serverURL_, options_.sources));
+  // The fleet loads the server that its user named. What is audited ends where it was sent.
+  using Redirects = services::NetworkPolicy::Redirects;
+  const Redirects redirects = options_.isAudited ? Redirects::delivered : Redirects::onlyToTheSameHost;
+  for (const FleetKind& kind : plan_.kinds) {
+    bundles_.push_back(std::make_unique<FleetBundle>(kind, serverURL_, options_.sources, redirects));
+  }
   for (std::size_t i = 0; i < std::max<std::size_t>(options_.threads, 1); ++i) {
     threads_.push_back(std::make_unique<FleetThread>(FleetThread::Options{
         .plan = plan_, .bundles = bundles_, .seed = options_.seed, .audit = options_.isAudited ? &audit_ : nullptr}));

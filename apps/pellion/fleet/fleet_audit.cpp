@@ -5,7 +5,9 @@
 namespace pellion {
 namespace {
 
-std::string keyOf(const Cargo& cargo) { return cargo.kind + ' ' + cargo.text; }
+std::string keyOf(std::string_view query, const Cargo& cargo) {
+  return cargo.kind + ' ' + cargo.text + " of " + std::string(query);
+}
 
 /// As the module judges it: 200 with a JSON body.
 bool isAccepted(const Answer& answer) {
@@ -50,16 +52,16 @@ void FleetAudit::note(const std::string& key, bool isPhone, Ending ending) {
   if (account.isSettled()) open_.erase(found);
 }
 
-void FleetAudit::ended(const std::vector<Cargo>& cargo, Ending ending) {
+void FleetAudit::ended(std::string_view query, const std::vector<Cargo>& cargo, Ending ending) {
   const std::lock_guard lock(mutex_);
-  for (const Cargo& each : cargo) note(keyOf(each), true, ending);
+  for (const Cargo& each : cargo) note(keyOf(query, each), true, ending);
 }
 
 void FleetAudit::received(const ReceivedRequest& request, const Answer& answer) {
   const std::vector<Cargo> cargo = cargoOf(request.findHeader("notificationid"), request.body);
   const Ending ending = isAccepted(answer) ? Ending::accepted : Ending::refused;
   const std::lock_guard lock(mutex_);
-  for (const Cargo& each : cargo) note(keyOf(each), false, ending);
+  for (const Cargo& each : cargo) note(keyOf(request.query(), each), false, ending);
 }
 
 FleetAudit::Verdict FleetAudit::verdict() {

@@ -17,8 +17,8 @@ namespace pellion {
 /// on both sides is forgotten at once, so that the size follows from what is in flight. Any thread.
 class FleetAudit {
  public:
-  /// A phone's request has ended.
-  void ended(const std::vector<Cargo>& cargo, Ending ending);
+  /// A phone's request has ended. `query` is that of its URL, which names the phone or its user.
+  void ended(std::string_view query, const std::vector<Cargo>& cargo, Ending ending);
   /// The backend has received a request and answers it so.
   void received(const ReceivedRequest& request, const Answer& answer);
 

@@ -87,4 +87,11 @@ std::string endpointOf(const platform::URLRequest& request) {
   return request.httpMethod + ' ' + (path == std::string_view::npos ? "/" : std::string(text.substr(path)));
 }
 
+std::string_view queryOf(const platform::URLRequest& request) {
+  if (!request.url) return {};
+  const std::string_view text = request.url->absoluteString();
+  const std::size_t mark = text.find('?');
+  return mark == std::string_view::npos ? std::string_view() : text.substr(mark + 1, text.find('#', mark) - mark - 1);
+}
+
 }  // namespace pellion

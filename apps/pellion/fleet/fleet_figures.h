@@ -66,5 +66,7 @@ std::vector<Cargo> cargoOf(const std::string* token, std::string_view body);
 
 /// "/users/7?x=1" of "http://host/users/7?x=1" is "POST /users/7".
 std::string endpointOf(const platform::URLRequest& request);
+/// What follows the question mark of the URL.
+std::string_view queryOf(const platform::URLRequest& request);
 
 }  // namespace pellion

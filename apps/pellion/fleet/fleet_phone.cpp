@@ -34,7 +34,9 @@ Value ofPhone(const Value::Entry& entry, const std::string& phone) {
 
 }  // namespace
 
-FleetBundle::FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources) : sources_(sources) {
+FleetBundle::FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources,
+                         services::NetworkPolicy::Redirects redirects)
+    : sources_(sources), redirects_(redirects) {
   const Value& configuration = kind.life.configuration.value;
   entries_.assign(configuration.entries().begin(), configuration.entries().end());
   entries_.push_back({"SERVER_URL", serverURL});
@@ -65,7 +67,7 @@ services::Configuration FleetBundle::configuration(std::uint64_t number,
   entries.assign(merged.entries().begin(), merged.entries().end());
   std::erase_if(entries, [](const Value::Entry& entry) { return entry.value.isNull(); });
   services::Configuration configuration = services::configurationFrom(Value::dictionary(entries), path());
-  configuration.networkPolicy.followsToOtherHosts = false;  // a fleet loads the server that its user named
+  configuration.networkPolicy.redirects = redirects_;
   if (sources_ > 1) configuration.networkPolicy.sourceAddress = "127.0.0." + std::to_string(2 + number % sources_);
   return configuration;
 }
@@ -134,7 +136,8 @@ bool FleetPhone::endIfRaised() {
 bool FleetPhone::isSending() { return phone_.process() != nullptr && phone_.process()->mainQueue().hasOutsideWork(); }
 
 void FleetPhone::follow(Strand& strand, FleetTime now) {
-  while (strand.due <= now && !hasRaised_) {
+  constexpr int most = 100;  // in one turn, so that no life keeps its thread from the others
+  for (int taken = 0; taken < most && strand.due <= now && !hasRaised_; ++taken) {
     const Step* step = takeNext(strand);
     if (step == nullptr) return;
     switch (lifeStepOf(*step)) {
@@ -171,7 +174,7 @@ void FleetPhone::act(const Step& step) {
     return;
   }
   ++surroundings_.figures.steps;
-  step.kind->run.onPhone(*this, step.argument);
+  attempt("scenario", [&] { step.kind->run.onPhone(*this, step.argument); });
 }
 
 void FleetPhone::inProcess(const std::function<void()>& work) {
@@ -196,6 +199,10 @@ void FleetPhone::attempt(std::string_view /*actor*/, const std::function<void()>
     raise(exception.name(), exception.reason());
   } catch (const host::ProgrammingError& error) {
     raise("a fatal error", error.what());
+  } catch (const services::ConfigurationError& error) {
+    raise("the configuration cannot be used", error.problem());
+  } catch (const std::exception& error) {
+    raise("an error of the phone", error.what());
   }
 }
 

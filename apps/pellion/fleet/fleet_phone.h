@@ -22,7 +22,8 @@ using FleetTime = std::chrono::steady_clock::time_point;
 /// What all phones of a kind share: their bundle, and the configuration before it is made a phone's own.
 class FleetBundle {
  public:
-  FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources);
+  FleetBundle(const FleetKind& kind, const std::string& serverURL, std::size_t sources,
+              services::NetworkPolicy::Redirects redirects);
   [[nodiscard]] const std::filesystem::path& path() const { return directory_.path(); }
   /// The entries, where each "{phone}" is the phone's number, and later ones replace earlier ones. An identity that
   /// holds none gets the number at its end.
@@ -33,6 +34,7 @@ class FleetBundle {
  private:
   TemporaryDirectory directory_;
   const std::size_t sources_;
+  const services::NetworkPolicy::Redirects redirects_;
   std::vector<platform::Value::Entry> entries_;
   std::optional<std::string> appGroup_;
 };

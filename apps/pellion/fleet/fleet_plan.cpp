@@ -12,6 +12,7 @@
 #include "pellion/steps/backend_step.h"
 #include "pellion/text/input_file.h"
 #include "pellion/text/similar_name.h"
+#include "services/core_library/configuration.h"
 
 namespace pellion {
 
@@ -31,6 +32,8 @@ bool isAbove(const Value& value, double least, double most) {
 
 const Shape phonesShape{"an integer from 1 to ten million",
                         [](const Value& value) { return isIntegerIn(value, 1, mostPhones); }};
+const Shape pauseShape{"a number of seconds, at least 1",
+                       [](const Value& value) { return isAbove(value, 0.999, 1e9); }};
 const Shape positiveShape{"a number above 0", [](const Value& value) { return isAbove(value, 0, 1e9); }};
 const Shape shareShape{"a number above 0, and 1 at most", [](const Value& value) { return isAbove(value, 0, 1); }};
 const Shape lifeShape{"a scenario, or the path of one beside the plan",
@@ -40,7 +43,7 @@ const Field kindFields[] = {
 const Shape kindShape{"an object with the name and the life of a kind of phones", isObject, kindFields};
 const Shape kindsShape{"a list of at least one kind of phones", heldStepsShape.isKind, {}, &kindShape};
 const Field waveFields[] = {{"name", &shapes::text, true},   {"at", &shapes::seconds, true}, {"over", &shapes::seconds},
-                            {"every", &positiveShape},       {"reach", &shareShape},         {"kinds", &shapes::texts},
+                            {"every", &pauseShape},          {"reach", &shareShape},         {"kinds", &shapes::texts},
                             {"steps", &heldStepsShape, true}};
 const Shape waveShape{"an object with a name, a time and steps", isObject, waveFields};
 const Shape wavesShape{"a list of waves", isList, {}, &waveShape};
@@ -105,10 +108,25 @@ Scenario readLife(std::string_view file, const JSONNode& plan, const JSONNode& l
   return readScenario(path, std::move(document), lifeStepKinds());
 }
 
+/// The completed configuration must be usable, as a phone needs it.
+void checkConfiguration(const Scenario& life) {
+  std::vector<Value::Entry> entries(life.configuration.value.entries().begin(),
+                                    life.configuration.value.entries().end());
+  entries.push_back({"SERVER_URL", "http://127.0.0.1"});
+  std::erase_if(entries,
+                [](const Value::Entry& entry) { return entry.value.isNull() || entry.key == Value("CA_FILE"); });
+  try {
+    services::configurationFrom(Value::dictionary(entries), life.file);
+  } catch (const services::ConfigurationError& error) {
+    throw errorAt(life.file, life.configuration.position, "the configuration cannot be used: " + error.problem());
+  }
+}
+
 void readKinds(FleetPlan& plan, const JSONNode& document) {
   for (const JSONNode& node : document.find("kinds")->elements) {
     FleetKind kind{.name = std::string(node.find("name")->value.text()),
                    .life = readLife(plan.file, document, *node.find("life"))};
+    checkConfiguration(kind.life);
     read(kind.weight, node, "weight");
     read(kind.speed, node, "speed");
     if (std::ranges::find(plan.kinds, kind.name, &FleetKind::name) != plan.kinds.end()) {
@@ -146,6 +164,12 @@ std::vector<Step> readWaveSteps(const FleetPlan& plan, const FleetKind& kind, co
   return readSteps(inPlan, steps, lifeStepKinds());
 }
 
+bool repeatsWithoutEnd(const std::vector<Step>& steps) {
+  return std::ranges::any_of(steps, [](const Step& step) {
+    return (lifeStepOf(step) == LifeStep::repeats && !timesOf(step)) || repeatsWithoutEnd(step.steps);
+  });
+}
+
 void readWaves(FleetPlan& plan, const JSONNode& document) {
   const JSONNode* waves = document.find("waves");
   if (waves == nullptr) return;
@@ -163,6 +187,11 @@ void readWaves(FleetPlan& plan, const JSONNode& document) {
     }
     for (const FleetKind& kind : plan.kinds) {
       wave.steps.push_back(isFor(kind, node) ? readWaveSteps(plan, kind, *node.find("steps")) : std::vector<Step>());
+    }
+    if (wave.every > std::chrono::nanoseconds::zero() && std::ranges::any_of(wave.steps, repeatsWithoutEnd)) {
+      throw errorAt(
+          plan.file, node.find("every")->position,
+          "each time that the wave comes, a block of it would begin again and never end; give the block \"times\"");
     }
     plan.waves.push_back(std::move(wave));
   }

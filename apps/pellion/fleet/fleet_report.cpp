@@ -252,6 +252,7 @@ Value auditJSON(const FleetAudit::Verdict& audit) {
                             {"received", static_cast<std::int64_t>(audit.received)},
                             {"receivedInVain", static_cast<std::int64_t>(audit.receivedInVain)},
                             {"endings", countsJSON(audit.endings)},
+                            {"differenceCount", static_cast<std::int64_t>(audit.differenceCount)},
                             {"differences", Value::list(differences)}});
 }
 
@@ -268,6 +269,7 @@ Value fleetJSON(const FleetReport& report) {
                                     {"seconds", std::chrono::duration<double>(report.duration).count()},
                                     {"isCutShort", report.isCutShort},
                                     {"launches", static_cast<std::int64_t>(report.figures.launches)},
+                                    {"steps", static_cast<std::int64_t>(report.figures.steps)},
                                     {"endpoints", Value::list(endpoints)},
                                     {"carried", Value::dictionary(carried)},
                                     {"raised", mapJSON(report.figures.raised)}};

@@ -48,11 +48,15 @@ void FleetThread::wake(FleetPhone& phone) {
 
 void FleetThread::start(std::size_t kind, std::uint64_t number) {
   post([this, kind, number] {
+    if (isClosed_) return;
     auto phone = std::make_unique<FleetPhone>(options_.plan.kinds[kind], *options_.bundles[kind], number, options_.seed,
                                               surroundings_);
     alive_.insert(phone.get());
-    phone->beginLife(std::chrono::steady_clock::now());
+    const FleetTime now = std::chrono::steady_clock::now();
+    phone->beginLife(now);
     turn(*phone);
+    std::erase_if(waves_, [now](const Running& running) { return running.end <= now; });
+    for (const auto& [wave, end] : waves_) join(*wave, kind, *phone, end - now);
     phones_[kind].push_back(std::move(phone));
   });
 }
@@ -67,20 +71,23 @@ void FleetThread::stopOne(std::size_t kind) {
 
 void FleetThread::startWave(const FleetWave& wave) {
   post([this, &wave] {
-    const FleetTime now = std::chrono::steady_clock::now();
     for (std::size_t kind = 0; kind < phones_.size(); ++kind) {
-      if (wave.steps[kind].empty()) continue;
-      for (const auto& phone : phones_[kind]) {
-        if (share(phone->random()) >= wave.reach) continue;
-        phone->begin(wave.steps[kind],
-                     now + std::chrono::duration_cast<std::chrono::nanoseconds>(wave.over * share(phone->random())));
-        plan(*phone);
-      }
+      for (const auto& phone : phones_[kind]) join(wave, kind, *phone, wave.over);
     }
+    waves_.push_back({&wave, std::chrono::steady_clock::now() + wave.over});
   });
 }
 
+/// Lets the phone begin the wave's steps at a random time within `span`, if the wave reaches it.
+void FleetThread::join(const FleetWave& wave, std::size_t kind, FleetPhone& phone, std::chrono::nanoseconds span) {
+  if (wave.steps[kind].empty() || share(phone.random()) >= wave.reach) return;
+  phone.begin(wave.steps[kind], std::chrono::steady_clock::now() +
+                                    std::chrono::duration_cast<std::chrono::nanoseconds>(span * share(phone.random())));
+  plan(phone);
+}
+
 void FleetThread::endSteps() {
+  isClosed_ = true;  // also for starts that still wait their turn
   post([this] {
     for (const auto& kind : phones_) {
       for (const auto& phone : kind) phone->endSteps();
@@ -109,7 +116,7 @@ void FleetThread::record(const platform::URLRequest& request, const services::Re
   const platform::ByteView bytes = request.httpBody ? request.httpBody->bytes() : platform::ByteView();
   const std::vector<Cargo> cargo =
       cargoOf(request.headers.find("notificationid"), {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  if (options_.audit != nullptr) options_.audit->ended(cargo, ending);
+  if (options_.audit != nullptr) options_.audit->ended(queryOf(request), cargo, ending);
   const std::lock_guard lock(figuresMutex_);
   figures_.endpoints[endpointOf(request)].record(outcome);
   for (const auto& [kind, text] : cargo) ++figures_.carried[kind][ending];

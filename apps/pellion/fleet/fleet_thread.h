@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <map>
@@ -58,6 +59,7 @@ class FleetThread {
   void post(std::function<void()> work);
   void wake(FleetPhone& phone);
   void record(const platform::URLRequest& request, const services::RequestOutcome& outcome);
+  void join(const FleetWave& wave, std::size_t kind, FleetPhone& phone, std::chrono::nanoseconds span);
   void turn(FleetPhone& phone);
   void plan(FleetPhone& phone);
   void turnPhonesThatAreDue();
@@ -69,6 +71,12 @@ class FleetThread {
   FleetFigures ownFigures_;  // this thread's, moved to the others after each turn
   FleetSurroundings surroundings_;
   std::vector<std::vector<std::unique_ptr<FleetPhone>>> phones_;  // by kind, in the order of their start
+  struct Running {
+    const FleetWave* wave;
+    FleetTime end;  ///< of its span
+  };
+  std::vector<Running> waves_;  // in whose span phones may still begin
+  std::atomic<bool> isClosed_ = false;
   std::unordered_set<FleetPhone*> alive_;
   std::priority_queue<Turn, std::vector<Turn>, std::greater<>> turns_;  // may hold some that are out of date
 

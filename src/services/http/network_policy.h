@@ -14,7 +14,8 @@ struct NetworkPolicy {
   std::vector<std::string> clearTextHosts;           ///< hosts besides loopback to which http is allowed
   std::chrono::milliseconds requestTimeout{60'000};  ///< without progress
   std::string sourceAddress = {};                    ///< connections begin at this address of the machine; empty: any
-  bool followsToOtherHosts = true;                   ///< false: a redirect to another host is delivered as it is
+  enum class Redirects { followed, onlyToTheSameHost, delivered };
+  Redirects redirects = Redirects::followed;  ///< others are delivered as they are
 };
 
 }  // namespace services

@@ -55,6 +55,7 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
                                                                       int redirects, const NetworkPolicy& policy) {
   const std::string* location = response.headers.find("Location");
   if (!isRedirect(response.statusCode) || location == nullptr || location->empty()) return Deliver{};
+  if (policy.redirects == NetworkPolicy::Redirects::delivered) return Deliver{};
   if (redirects >= maximumRedirects) return urlError(URLErrorCode::httpTooManyRedirects, request.url);
 
   const auto source = admissibleURL(response.url, policy);
@@ -65,7 +66,7 @@ std::variant<Deliver, platform::URLRequest, platform::Error> nextStep(const plat
   const auto target = admissibleURL(url, policy);
   if (const auto* error = std::get_if<platform::Error>(&target)) return *error;
   const auto& to = std::get<HTTPURL>(target);
-  if (!policy.followsToOtherHosts && to.host() != from.host()) return Deliver{};
+  if (policy.redirects == NetworkPolicy::Redirects::onlyToTheSameHost && to.host() != from.host()) return Deliver{};
   if (from.isEncrypted() && !to.isEncrypted()) {
     return urlError(URLErrorCode::appTransportSecurityRequiresSecureConnection, url);
   }
