@@ -52,20 +52,32 @@ TransferLoop::~TransferLoop() {
   close(events_);
 }
 
-// `isWatched` is libcurl's note for the socket, which it forgets with the socket. A socket that cannot be watched lets
-// its transfer time out; an error returned from here would end all transfers.
-int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void* isWatched) {
-  const auto& loop = *static_cast<TransferLoop*>(self);
-  epoll_event event{.events = 0, .data = {.fd = socket}};
+// A socket that cannot be watched lets its transfer time out; an error returned from here would end all transfers.
+int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void* /*noted*/) {
+  auto& loop = *static_cast<TransferLoop*>(self);
   if (what == CURL_POLL_REMOVE) {
-    epoll_ctl(loop.events_, EPOLL_CTL_DEL, socket, &event);
+    loop.unwatch(socket);
     return 0;
   }
+  epoll_event event{.events = 0, .data = {.fd = socket}};
   if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
   if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
-  epoll_ctl(loop.events_, isWatched != nullptr ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
-  curl_multi_assign(loop.multi_.get(), socket, self);
+  const bool isNew = loop.watched_.insert(socket).second;
+  if (epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) {
+    epoll_ctl(loop.events_, isNew ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
+  }
   return 0;
+}
+
+void TransferLoop::unwatch(curl_socket_t socket) {
+  epoll_event event{};
+  if (watched_.erase(socket) > 0) epoll_ctl(events_, EPOLL_CTL_DEL, socket, &event);
+}
+
+// libcurl may report the end of a socket after it has closed it, when its number can already be another's.
+int TransferLoop::closeSocket(void* self, curl_socket_t socket) {
+  static_cast<TransferLoop*>(self)->unwatch(socket);
+  return close(socket);
 }
 
 int TransferLoop::setTimer(CURLM*, long milliseconds, void* self) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <unordered_set>
 #include <vector>
 
 namespace services {
@@ -22,7 +23,11 @@ class TransferLoop {
   TransferLoop& operator=(const TransferLoop&) = delete;
   ~TransferLoop();
 
-  void add(CURL* handle) { curl_multi_add_handle(multi_.get(), handle); }
+  void add(CURL* handle) {
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::closeSocket);
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
+    curl_multi_add_handle(multi_.get(), handle);
+  }
   void remove(CURL* handle) { curl_multi_remove_handle(multi_.get(), handle); }
 
   /// Waits for progress, wake() or `deadline`, whichever is first, makes the progress that is possible without waiting
@@ -35,7 +40,9 @@ class TransferLoop {
   struct Cleanup {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
   };
-  static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* isWatched);
+  static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* noted);
+  static int closeSocket(void* self, curl_socket_t socket);
+  void unwatch(curl_socket_t socket);
   static int setTimer(CURLM* multi, long milliseconds, void* self);
   [[nodiscard]] int millisecondsUntil(Time deadline) const;
   void act(curl_socket_t socket, int what);
@@ -43,6 +50,7 @@ class TransferLoop {
   const int events_;           // epoll
   const int wakeUp_;           // eventfd
   std::optional<Time> timer_;  // libcurl's next
+  std::unordered_set<curl_socket_t> watched_;
   std::unique_ptr<CURLM, Cleanup> multi_;
 };
 
