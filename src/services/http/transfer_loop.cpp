@@ -56,7 +56,9 @@ TransferLoop::~TransferLoop() {
 int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void* /*noted*/) {
   auto& loop = *static_cast<TransferLoop*>(self);
   if (what == CURL_POLL_REMOVE) {
-    loop.unwatch(socket);
+    // libcurl may report this after it has closed the socket, when its number can already be another's. A closed one
+    // leaves epoll by itself, an open one at its next event.
+    loop.watched_.erase(socket);
     return 0;
   }
   epoll_event event{.events = 0, .data = {.fd = socket}};
@@ -67,17 +69,6 @@ int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void*
     epoll_ctl(loop.events_, isNew ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
   }
   return 0;
-}
-
-void TransferLoop::unwatch(curl_socket_t socket) {
-  epoll_event event{};
-  if (watched_.erase(socket) > 0) epoll_ctl(events_, EPOLL_CTL_DEL, socket, &event);
-}
-
-// libcurl may report the end of a socket after it has closed it, when its number can already be another's.
-int TransferLoop::closeSocket(void* self, curl_socket_t socket) {
-  static_cast<TransferLoop*>(self)->unwatch(socket);
-  return close(socket);
 }
 
 int TransferLoop::setTimer(CURLM*, long milliseconds, void* self) {
@@ -110,6 +101,11 @@ void TransferLoop::turn(Time deadline, const Ended& ended) {
     if (event.data.fd == wakeUp_) {
       eventfd_t wakes = 0;
       eventfd_read(wakeUp_, &wakes);
+      continue;
+    }
+    if (!watched_.contains(event.data.fd)) {
+      epoll_event none{};
+      epoll_ctl(events_, EPOLL_CTL_DEL, event.data.fd, &none);
       continue;
     }
     int what = 0;

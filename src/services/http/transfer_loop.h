@@ -23,11 +23,7 @@ class TransferLoop {
   TransferLoop& operator=(const TransferLoop&) = delete;
   ~TransferLoop();
 
-  void add(CURL* handle) {
-    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::closeSocket);
-    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
-    curl_multi_add_handle(multi_.get(), handle);
-  }
+  void add(CURL* handle) { curl_multi_add_handle(multi_.get(), handle); }
   void remove(CURL* handle) { curl_multi_remove_handle(multi_.get(), handle); }
 
   /// Waits for progress, wake() or `deadline`, whichever is first, makes the progress that is possible without waiting
@@ -41,8 +37,6 @@ class TransferLoop {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
   };
   static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* noted);
-  static int closeSocket(void* self, curl_socket_t socket);
-  void unwatch(curl_socket_t socket);
   static int setTimer(CURLM* multi, long milliseconds, void* self);
   [[nodiscard]] int millisecondsUntil(Time deadline) const;
   void act(curl_socket_t socket, int what);
