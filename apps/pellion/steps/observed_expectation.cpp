@@ -62,12 +62,13 @@ struct Listed {
 constexpr Listed urls[] = {
     {"platform", "opened URL", "opened", [](const Value& details) { return *details.find("url"); }},
     {"platform", "refused URL", "refused", [](const Value& details) { return *details.find("url"); }}};
-constexpr Listed others[] = {
+constexpr Listed answers[] = {
     {"platform", "fetched", "fetched", [](const Value& details) { return *details.find("result"); }},
-    {"platform", "presents", "presented", [](const Value& details) { return *details.find("options"); }},
-    {"app", "called", "calls", [](const Value& details) {
-       return Value(std::string(details.find("name")->text()) + " " + std::string(details.find("callback")->text()));
-     }}};
+    {"platform", "presents", "presented", [](const Value& details) { return *details.find("options"); }}};
+constexpr Listed calls[] = {{"app", "called", "calls", [](const Value& details) {
+                               return Value(std::string(details.find("name")->text()) + " " +
+                                            std::string(details.find("callback")->text()));
+                             }}};
 
 void addLists(std::vector<Value::Entry>& expectation, ScenarioRun& run, std::span<const Listed> kinds) {
   for (const auto& [actor, what, name, element] : kinds) {
@@ -94,10 +95,11 @@ Value observedExpectation(ScenarioRun& run, ObservedParts parts) {
   }
   addRequests(expectation, run.takeRequests());
   addLists(expectation, run, urls);
-  if (parts == ObservedParts::all) {
-    addLists(expectation, run, others);
+  if (parts >= ObservedParts::answers) {
+    addLists(expectation, run, answers);
     addBadge(expectation, run);
   }
+  if (parts == ObservedParts::calls) addLists(expectation, run, calls);
   return Value::dictionary(expectation);
 }
 

@@ -8,9 +8,11 @@ namespace pellion {
 
 class ScenarioRun;
 
+/// What is observed; each includes the one before.
 enum class ObservedParts : std::uint8_t {
   requests,  ///< what reaches the backend, the URLs and what is raised
-  all,       ///< also fetch results, presentations, the stored badge, and who is called
+  answers,   ///< also fetch results, presentations and the stored badge
+  calls,     ///< also who is called
 };
 
 /// The argument of an "expect" step that holds at this point: what has happened since the last observation. What stays
