@@ -7,6 +7,7 @@
 
 #include "pellion/text/json_writer.h"
 #include "pellion/text/redaction.h"
+#include "value/hexadecimal.h"
 #include "value/printable_text.h"
 
 namespace pellion {
@@ -28,17 +29,11 @@ LabReply failureReply(unsigned status, std::string_view error) {
 }
 
 std::string randomHex(std::size_t bytes) {
-  std::vector<unsigned char> random(bytes);
+  std::vector<std::uint8_t> random(bytes);
   if (RAND_bytes(random.data(), static_cast<int>(bytes)) != 1) {
     throw std::runtime_error("the system gives no random bytes, without which the lab cannot keep others out");
   }
-  std::string text;
-  for (const unsigned char byte : random) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    text += digits[byte >> 4U];
-    text += digits[byte & 15U];
-  }
-  return text;
+  return value::hexText(random);
 }
 
 }  // namespace pellion

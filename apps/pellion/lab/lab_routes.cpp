@@ -14,6 +14,7 @@ namespace {
 using platform::Value;
 
 constexpr const char* bodyName = "body";  // in messages
+constexpr const char* defaultScenario = R"({"name": "A session of the lab", "steps": []})";
 
 const Shape indexShape{"the index of a finding", [](const Value& value) { return isIntegerIn(value, 0, 1'000'000); }};
 const Field newPhoneFields[] = {{"scenario", &shapes::text}, {"server", &shapes::text}};
@@ -29,7 +30,7 @@ Value documentIn(const LabRequest& request, const Shape& shape) {
   return node.value;
 }
 
-std::optional<std::string> textIn(const Value& document, std::string_view name) {
+std::optional<std::string> fieldOf(const Value& document, std::string_view name) {
   const Value* found = document.find(name);
   return found == nullptr ? std::nullopt : std::optional<std::string>(found->text());
 }
@@ -161,20 +162,21 @@ LabReply LabRoutes::run(const LabRequest& request) {
 
 LabReply LabRoutes::openPhone(const LabRequest& request) {
   const Value document = documentIn(request, newPhoneShape);
-  const std::string id = lab_.open(textIn(document, "scenario").value_or(""), textIn(document, "server"));
+  const std::string id =
+      lab_.open(fieldOf(document, "scenario").value_or(defaultScenario), fieldOf(document, "server"));
   return jsonReply(201, Value::dictionary({{"phone", id}}));
 }
 
 LabReply LabRoutes::explain(const LabRequest& request) {
   const Value document = documentIn(request, explainShape);
-  return jsonReply(200, explainer_.explanation(*textIn(document, "payload"), schemesIn(document)));
+  return jsonReply(200, explainer_.explanation(*fieldOf(document, "payload"), schemesIn(document)));
 }
 
 LabReply LabRoutes::fix(const LabRequest& request) {
   const Value document = documentIn(request, fixShape);
   const Value* finding = document.find("finding");
   const auto index = finding == nullptr ? std::nullopt : std::optional(static_cast<std::size_t>(finding->integer()));
-  return jsonReply(200, explainer_.fixed(*textIn(document, "payload"), schemesIn(document), index));
+  return jsonReply(200, explainer_.fixed(*fieldOf(document, "payload"), schemesIn(document), index));
 }
 
 LabReply LabRoutes::replyWithFile(const LabRequest& request) const {

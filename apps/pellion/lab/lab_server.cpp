@@ -50,12 +50,16 @@ struct LabServer::Incoming {
 
 /// The functions that the server library calls; `self` is the server.
 struct LabServer::Callbacks {
-  static void* create(void* /*self*/, const char* /*target*/, MHD_Connection* /*connection*/) { return new Incoming; }
+  static void* create(void* self, const char* /*target*/, MHD_Connection* /*connection*/) {
+    static_cast<LabServer*>(self)->countRequest(1);
+    return new Incoming;
+  }
   static MHD_Result handle(void* self, MHD_Connection* connection, const char* path, const char* method,
                            const char* /*version*/, const char* bodyPart, std::size_t* size, void** state) {
     auto& incoming = *static_cast<Incoming*>(*state);
     auto& server = *static_cast<LabServer*>(self);
     if (!incoming.hasBegun) {
+      incoming.hasBegun = true;
       server.begin(incoming, connection, method, path);
       return MHD_YES;
     }
@@ -70,8 +74,9 @@ struct LabServer::Callbacks {
     static_cast<LabRequest*>(request)->headers.emplace_back(value::asciiLowercase(name), value == nullptr ? "" : value);
     return MHD_YES;
   }
-  static void end(void* /*self*/, MHD_Connection* /*connection*/, void** state, MHD_RequestTerminationCode /*code*/) {
+  static void end(void* self, MHD_Connection* /*connection*/, void** state, MHD_RequestTerminationCode /*code*/) {
     delete static_cast<Incoming*>(std::exchange(*state, nullptr));
+    static_cast<LabServer*>(self)->countRequest(-1);
   }
   static ssize_t readEvents(void* events, std::uint64_t /*position*/, char* buffer, std::size_t size) {
     const std::size_t count = static_cast<LabEvents*>(events)->read(buffer, size);
@@ -103,14 +108,21 @@ LabServer::LabServer(Options options)
 }
 
 LabServer::~LabServer() {
-  {
-    const std::lock_guard lock(mutex_);
-    isEnding_ = true;
-  }
+  constexpr std::chrono::seconds patience{2};  // with a client that does not read its reply
+  std::unique_lock lock(mutex_);
+  isEnding_ = true;
   changed_.notify_all();
   routes_.lab().endMessages();
+  changed_.wait_for(lock, patience, [this] { return running_ == 0; });
+  lock.unlock();
   daemon_.reset();
   idleThread_.join();
+}
+
+void LabServer::countRequest(int change) {
+  const std::lock_guard lock(mutex_);
+  running_ += change;
+  changed_.notify_all();
 }
 
 void LabServer::begin(Incoming& incoming, MHD_Connection* connection, const char* method, const char* path) const {

@@ -45,6 +45,7 @@ class LabServer {
  private:
   struct Incoming;
   struct Callbacks;
+  void countRequest(int change);
   void begin(Incoming& incoming, MHD_Connection* connection, const char* method, const char* path) const;
   int reply(MHD_Connection* connection, const Incoming& incoming);
   void closeIdlePhones();
@@ -57,6 +58,7 @@ class LabServer {
   std::atomic<bool> isEnding_ = false;
   std::mutex mutex_;
   std::condition_variable changed_;
+  int running_ = 0;  ///< requests without a complete reply
   std::thread idleThread_;
   std::unique_ptr<MHD_Daemon, void (*)(MHD_Daemon*)> daemon_;
 };
