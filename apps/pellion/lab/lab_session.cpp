@@ -219,10 +219,14 @@ void LabSession::recordByExtension(const Value& action) {
 
 /// As on a phone, a response other than a dismissal brings the application to the foreground.
 void LabSession::respondAs(const Value& action) {
-  const bool wasOpen = isRunning() && state_.isOpen();
+  const std::string name = textIn(action, "notification");
   const std::string with = textIn(action, "with");
+  if (!document_.hasNotification(name)) {
+    throw InputError("there is no notification \"" + name + "\" on the phone; deliver one first");
+  }
+  const bool wasOpen = isRunning() && state_.isOpen();
   if (!isRunning()) play(stepNamed("launch"));
-  play(Value::dictionary({{"respond", Value::dictionary({{"to", textIn(action, "notification")}, {"with", with}})}}));
+  play(Value::dictionary({{"respond", Value::dictionary({{"to", name}, {"with", with}})}}));
   if (wasOpen) return;
   if (with == "dismiss") return state_.setOpen(false);
   play(stepNamed("activate"));
@@ -243,7 +247,14 @@ void LabSession::playGiven(const Value& action) { play(*action.find("step")); }
 
 // Steps.
 
-void LabSession::play(const Value& step) { play(placelessNode(step), true); }
+/// Its errors name no place, as it is in no file.
+void LabSession::play(const Value& step) {
+  try {
+    play(placelessNode(step), true);
+  } catch (const DocumentError& error) {
+    throw InputError(error.text());
+  }
+}
 
 /// A step of the user's gets the expectation that holds after it. One of an opened scenario does not, because that
 /// has its own; nor one that the user puts in between, whose events those may count.

@@ -61,6 +61,7 @@ const LabState::Row LabState::rows[] = {{"app", "launched", &LabState::onLaunch}
                                         {"app", "ended", &LabState::onEnd},
                                         {"app", "active", &LabState::onActive},
                                         {"platform", "delivered", &LabState::onDelivery},
+                                        {"platform", "shown without application", &LabState::onDelivery},
                                         {"platform", "presents", &LabState::onPresentation},
                                         {"user", "responded", &LabState::onResponse},
                                         {"user", "consent", &LabState::onConsent},

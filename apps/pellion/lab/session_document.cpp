@@ -106,12 +106,13 @@ std::string SessionDocument::nameOf(const Value& payload, std::string_view wante
   }
   const std::string stem(wantedName.empty() ? "notification" : wantedName);
   std::string name = stem;
-  for (int number = 2; std::ranges::find(notifications_, Value(name), &Value::Entry::key) != notifications_.end();
-       ++number) {
-    name = stem + " " + std::to_string(number);
-  }
+  for (int number = 2; hasNotification(name); ++number) name = stem + " " + std::to_string(number);
   notifications_.push_back({name, Value::dictionary({{"payload", payload}})});
   return name;
+}
+
+bool SessionDocument::hasNotification(std::string_view name) const {
+  return std::ranges::find(notifications_, Value(name), &Value::Entry::key) != notifications_.end();
 }
 
 JSONNode SessionDocument::takeWaiting() {

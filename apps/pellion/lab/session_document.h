@@ -30,6 +30,7 @@ class SessionDocument {
   void add(JSONNode step, platform::Value expectation);
   /// The name of the notification with this payload, which becomes one of the scenario's.
   std::string nameOf(const platform::Value& payload, std::string_view wantedName);
+  [[nodiscard]] bool hasNotification(std::string_view name) const;
 
   [[nodiscard]] const std::deque<JSONNode>& waiting() const { return waiting_; }
   JSONNode takeWaiting();
