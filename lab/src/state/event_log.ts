@@ -1,0 +1,58 @@
+// The events of the phone, in order. Those of one frame are added at once, so that a burst is drawn once.
+import { signal } from "@preact/signals";
+import type { Event as LabEvent } from "../generated/protocol";
+
+export interface Entry {
+  id: number;
+  event: LabEvent;
+  /** What the filter chooses by: the actor, except for events that pellion run omits. */
+  category: string;
+  /** The first line as text. */
+  title: string;
+}
+
+const omitted: Record<string, string> = { "module log": "module log", "shared store synchronized": "synchronized" };
+
+const categoryOf = ({ actor, what }: LabEvent) => omitted[`${actor} ${what}`] ?? actor;
+
+const titleOf = ({ lines, what }: LabEvent) => lines[0]?.map(([text]) => text).join("") || what;
+
+export class EventLog {
+  /** Grows; replaced when another phone starts. */
+  entries: Entry[] = [];
+  readonly counts = new Map<string, number>();
+  private readonly answers = new Map<number, Entry>();
+  private waiting: Entry[] = [];
+  private isScheduled = false;
+
+  constructor(private readonly whenAdded: (added: Entry[]) => void) {}
+
+  add(id: number, event: LabEvent): void {
+    this.waiting.push({ id, event, category: categoryOf(event), title: titleOf(event) });
+    if (this.isScheduled) return;
+    this.isScheduled = true;
+    // A hidden page gets no frames; its events wait for a timer instead.
+    if (document.hidden) setTimeout(() => this.take(), 50);
+    else requestAnimationFrame(() => this.take());
+  }
+
+  answerTo(request: number): Entry | undefined {
+    return this.answers.get(request);
+  }
+
+  private take(): void {
+    this.isScheduled = false;
+    const added = this.waiting;
+    this.waiting = [];
+    for (const entry of added) {
+      this.entries.push(entry);
+      this.counts.set(entry.category, (this.counts.get(entry.category) ?? 0) + 1);
+      const { actor, what, details } = entry.event;
+      if (actor === "backend" && what === "answer") this.answers.set(Number(details.number), entry);
+    }
+    this.whenAdded(added);
+  }
+}
+
+/** Counts up with each change of the log. */
+export const logVersion = signal(0);
