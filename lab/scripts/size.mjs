@@ -9,6 +9,8 @@ const dist = join(dirname(fileURLToPath(import.meta.url)), "../dist");
 
 let total = 0;
 for (const file of (await readdir(dist)).sort()) {
+  // The build of pellion puts compressed copies beside them.
+  if (file.endsWith(".gz")) continue;
   const { length } = gzipSync(await readFile(join(dist, file)), { level: 9 });
   console.log(`${file}: ${(length / 1024).toFixed(1)} KiB compressed`);
   total += length;
