@@ -1,0 +1,22 @@
+import { render } from "preact";
+import { open } from "./keep/opening";
+import { App } from "./page/app";
+import { deliver, explainAsOneTypes } from "./payload/payload";
+import { obstacle } from "./state/session";
+import { startView } from "./timeline/view";
+import "./style/index.css";
+
+/** Ctrl-Enter or Cmd-Enter delivers, wherever the focus is; an editor does with it what it is for. */
+function deliverByKey(event: KeyboardEvent): void {
+  if (event.key !== "Enter" || !(event.ctrlKey || event.metaKey) || event.defaultPrevented) return;
+  event.preventDefault();
+  if (obstacle.value === null) void deliver("deliver");
+}
+
+const page = document.getElementById("page");
+if (!page) throw new Error("index.html has no element for the page.");
+startView();
+explainAsOneTypes();
+render(<App />, page);
+document.addEventListener("keydown", deliverByKey);
+void open();

@@ -1,0 +1,68 @@
+import { Button } from "../controls/button";
+import { headText } from "../state/head";
+import { connection, isBusy, startPhone, state } from "../state/session";
+import { isGuideClosed, openGuide, type Theme, theme, themes } from "./layout";
+
+const connectionWords = {
+  connecting: "connecting",
+  connected: "connected",
+  lost: "no answer",
+  gone: "phone ended",
+  forbidden: "no phone",
+};
+
+const themeWords: Record<Theme, string> = { system: "As the system", light: "Light", dark: "Dark" };
+
+function Themes() {
+  return (
+    <select
+      class="input input-small"
+      aria-label="Colours"
+      value={theme.value}
+      onChange={(event) => {
+        theme.value = event.currentTarget.value as Theme;
+      }}
+    >
+      {themes.map((name) => (
+        <option key={name} value={name}>
+          {themeWords[name]}
+        </option>
+      ))}
+    </select>
+  );
+}
+
+export function Header() {
+  return (
+    <header class="header">
+      <h1>
+        <img src="icon.svg" alt="" width="22" height="22" /> pellion lab
+      </h1>
+      <span class={`connection connection-${connection.value}`}>
+        <span class="dot" aria-hidden="true" />
+        {connectionWords[connection.value]}
+      </span>
+      {isBusy.value && (
+        <span class="busy">
+          <span class="spinner" aria-hidden="true" /> working
+        </span>
+      )}
+      <span class="header-name faint">{state.value?.name}</span>
+      <div class="header-end">
+        {isGuideClosed.value && (
+          <Button class="button button-quiet" onPress={openGuide}>
+            First steps
+          </Button>
+        )}
+        <Button
+          class="button button-small"
+          onPress={() => startPhone(headText.value)}
+          title="Ends this phone and starts another with the same application"
+        >
+          New phone
+        </Button>
+        <Themes />
+      </div>
+    </header>
+  );
+}

@@ -1,0 +1,61 @@
+// What the page tells the user beside the phone's own doings.
+import { Button } from "../controls/button";
+import { headText } from "../state/head";
+import { announcement, closeNotice, notices } from "../state/notices";
+import { connection, startPhone } from "../state/session";
+
+export function ConnectionBanner() {
+  switch (connection.value) {
+    case "lost":
+      return (
+        <div class="banner" role="alert">
+          The lab's server does not answer. Check that pellion lab still runs. The page connects again by itself.
+        </div>
+      );
+    case "gone":
+      return (
+        <div class="banner" role="alert">
+          <span>The phone has ended: the lab was started again, or the phone was idle for an hour.</span>
+          <Button class="button" onPress={() => startPhone(headText.value)}>
+            Start a new phone with the same application
+          </Button>
+        </div>
+      );
+    case "forbidden":
+      return (
+        <div class="banner" role="alert">
+          The lab has given this page no phone. If it does not know this browser, open the address that pellion lab
+          prints.
+          <Button class="button" onPress={() => startPhone(headText.value)}>
+            Try again
+          </Button>
+        </div>
+      );
+    default:
+      return null;
+  }
+}
+
+export function Notices() {
+  if (notices.value.length === 0) return null;
+  return (
+    <div class="notices">
+      {notices.value.map(({ id, kind, text }) => (
+        <div key={id} class={`notice notice-${kind}`} role={kind === "failure" ? "alert" : "status"}>
+          <span class="notice-text">{text}</span>
+          <Button class="button button-quiet" onPress={() => closeNotice(id)} label="Close this message">
+            ✕
+          </Button>
+        </div>
+      ))}
+    </div>
+  );
+}
+
+export function Announcer() {
+  return (
+    <div class="hidden-text" role="status" aria-live="polite">
+      {announcement.value}
+    </div>
+  );
+}

@@ -1,0 +1,48 @@
+// What the page tells the user: failures stay until they are closed, announcements are for screen readers.
+import { signal } from "@preact/signals";
+import { Failure } from "../api/client";
+
+export interface Notice {
+  id: number;
+  kind: "failure" | "hint";
+  text: string;
+}
+
+const most = 4;
+let lastID = 0;
+
+export const notices = signal<Notice[]>([]);
+export const announcement = signal("");
+
+export function announce(text: string): void {
+  announcement.value = text;
+}
+
+function add(kind: Notice["kind"], text: string): void {
+  const others = notices.value.filter((notice) => notice.text !== text);
+  lastID += 1;
+  notices.value = [...others, { id: lastID, kind, text }].slice(-most);
+}
+
+export const tellFailure = (text: string) => add("failure", text);
+export const tellHint = (text: string) => add("hint", text);
+
+export function closeNotice(id: number): void {
+  notices.value = notices.value.filter((notice) => notice.id !== id);
+}
+
+export function closeFailures(): void {
+  if (notices.value.length > 0) notices.value = notices.value.filter(({ kind }) => kind !== "failure");
+}
+
+/** Runs what may fail; a failure becomes a notice. Returns whether it succeeded. */
+export async function attempt(work: () => Promise<void>): Promise<boolean> {
+  try {
+    await work();
+    return true;
+  } catch (error) {
+    if (!(error instanceof Failure)) throw error;
+    tellFailure(error.message);
+    return false;
+  }
+}

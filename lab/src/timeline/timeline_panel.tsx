@@ -1,0 +1,90 @@
+import { Button } from "../controls/button";
+import { logVersion } from "../state/event_log";
+import { log } from "../state/session";
+import { EventList } from "./list";
+import { foldAll, follows, hiddenCategories, searched, shown, shownVersion, toggleCategory, unfoldAll } from "./view";
+
+function Categories() {
+  logVersion.value;
+  const counts = [...log.value.counts];
+  return (
+    <fieldset class="chips" aria-label="Actors shown">
+      {counts.map(([category, count]) => (
+        <button
+          key={category}
+          type="button"
+          class="chip"
+          aria-pressed={!hiddenCategories.value.has(category)}
+          onClick={() => toggleCategory(category)}
+        >
+          {category} <span class="chip-count">{count}</span>
+        </button>
+      ))}
+    </fieldset>
+  );
+}
+
+function Search() {
+  return (
+    <input
+      class="input search"
+      type="search"
+      aria-label="Text in the events"
+      placeholder="Filter by text"
+      value={searched.value}
+      onInput={(event) => {
+        searched.value = event.currentTarget.value;
+      }}
+    />
+  );
+}
+
+function Empty() {
+  const isFiltered = log.value.entries.some(({ event }) => event.actor !== "scenario");
+  return (
+    <p class="empty">
+      {isFiltered ? "No event matches the filter." : "Nothing has happened yet: open the application."}
+    </p>
+  );
+}
+
+export function TimelinePanel() {
+  shownVersion.value;
+  const all = log.value.entries.length;
+  const isEmpty = shown.length === 0;
+  const hasHappened = log.value.entries.some(({ event }) => event.actor !== "scenario");
+  return (
+    <>
+      <div class="bar">
+        <h2 id="timeline-title">Timeline</h2>
+        <span class="faint small">{all === shown.length ? all : `${shown.length} of ${all}`}</span>
+        <div class="bar-end">
+          <Button class="button button-small" onPress={unfoldAll}>
+            Unfold all
+          </Button>
+          <Button class="button button-small" onPress={foldAll}>
+            Fold all
+          </Button>
+          <Button
+            class="button button-small button-toggle"
+            pressed={follows.value}
+            onPress={() => {
+              follows.value = !follows.value;
+            }}
+            title="Stay at the end as events arrive"
+          >
+            Follow
+          </Button>
+        </div>
+      </div>
+      {all > 0 && (
+        <div class="filters">
+          <Search />
+          <Categories />
+        </div>
+      )}
+      {isEmpty || !hasHappened ? <Empty /> : null}
+      {!isEmpty && <EventList />}
+    </>
+  );
+}
