@@ -64,8 +64,10 @@ function receiveState(next: State): void {
   if (next.total.responded > 0) tick("tap");
 }
 
-function follow(id: string): void {
+/** `whenGone` replaces the message that the phone has ended, until the page is connected. */
+function follow(id: string, whenGone?: () => void): void {
   stream?.end();
+  let replacement = whenGone;
   const events = newLog();
   batch(() => {
     phone.value = id;
@@ -88,6 +90,8 @@ function follow(id: string): void {
     },
     onConnection: (next) => {
       connection.value = next;
+      if (next === "gone") replacement?.();
+      if (next === "connected") replacement = undefined;
     },
   });
 }
@@ -148,22 +152,17 @@ export async function openScenario(scenario: string, head: JsonObject): Promise<
 /** The phone that this tab had before a reload, or a new one. */
 export async function resume(): Promise<void> {
   const before = remembered().phone ?? null;
-  if (before !== null) {
-    try {
-      if (await api.isAlive(before)) {
-        follow(before);
-        return;
-      }
-      tellHint("The phone of this tab has ended. This is a new one with the same application.");
-    } catch (error) {
-      if (!(error instanceof api.Failure)) throw error;
-      if (error.status === 0) {
-        // The stream asks again until the server answers.
-        follow(before);
-        return;
-      }
-    }
+  if (before === null) {
+    await startFirst();
+    return;
   }
+  follow(before, () => {
+    tellHint("The phone of this tab has ended. This is a new one with the same application.");
+    void startFirst();
+  });
+}
+
+async function startFirst(): Promise<void> {
   const isDone = await startPhone(headText.value);
   if (!isDone && phone.value === null) connection.value = "forbidden";
 }
