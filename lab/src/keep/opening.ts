@@ -1,7 +1,7 @@
 // What the page opens as it starts: a link, or what the tab had before.
 import { setPayload } from "../payload/payload";
 import { tellFailure, tellHint } from "../state/notices";
-import { resume, startPhone } from "../state/session";
+import { resume, startPhone } from "../state/phones";
 import { completedHead, LinkError, readFragment } from "./link";
 
 /** Throws LinkError. Returns false if the address has no fragment. */
