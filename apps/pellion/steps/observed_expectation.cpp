@@ -1,12 +1,14 @@
 #include "pellion/steps/observed_expectation.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "pellion/document/statistics_status.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/extension_step.h"
 
@@ -55,12 +57,12 @@ std::span<const Value> entriesIn(const ReceivedRequest& request) {
 /// expected by their entries alone. A later expectation of requests would then count them, too.
 void addRequests(std::vector<Value::Entry>& expectation, ScenarioRun& run, ObservedParts parts) {
   const std::vector<ReceivedRequest> sent = run.takeRequests();
-  run.take("network", "sends");  // as an expectation of statistics does
   std::vector<Value> requests;
+  std::ranges::transform(sent, std::back_inserter(requests), expectedRequest);
+  // Not those of `sent`: an expectation of either kind may have taken what the other one has not.
   std::vector<Value> statistics;
-  for (const ReceivedRequest& request : sent) {
-    requests.push_back(expectedRequest(request));
-    for (const Value& entry : entriesIn(request)) statistics.push_back(expectedEntry(entry));
+  for (const Value& details : run.take("network", "sends")) {
+    for (const Value& entry : statisticsIn(details)) statistics.push_back(expectedEntry(entry));
   }
   const bool haveOnlyStatistics =
       std::ranges::none_of(sent, [](const ReceivedRequest& request) { return entriesIn(request).empty(); });

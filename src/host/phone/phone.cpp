@@ -109,14 +109,14 @@ Process& Phone::launch() {
   }
   terminate();
   auto process = std::make_unique<Process>(Process::Environment{.clock = clock_,
-                                                            .network = network_,
-                                                            .networkPolicy = policyOf(configuration),
-                                                            .appGroups = appGroups(),
-                                                            .urlSchemes = options_.urlSchemes,
-                                                            .linkedBefore17 = options_.linkedBefore17,
-                                                            .sink = options_.sink,
-                                                            .stores = options_.stores,
-                                                            .outcomes = options_.outcomes});
+                                                                .network = network_,
+                                                                .networkPolicy = policyOf(configuration),
+                                                                .appGroups = appGroups(),
+                                                                .urlSchemes = options_.urlSchemes,
+                                                                .linkedBefore17 = options_.linkedBefore17,
+                                                                .sink = options_.sink,
+                                                                .stores = options_.stores,
+                                                                .outcomes = options_.outcomes});
   {
     const std::lock_guard lock(processMutex_);
     process_ = std::move(process);

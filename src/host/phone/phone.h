@@ -80,7 +80,7 @@ class Phone {
   Clock clock_;
   std::shared_ptr<services::ItemStore> keychain_;
   std::shared_ptr<const services::Configuration> configuration_;  // in place of the file; null: the file
-  std::mutex processMutex_;  ///< for endRequests(): all else is for one thread
+  std::mutex processMutex_;                                       ///< for endRequests(): all else is for one thread
   std::unique_ptr<Process> process_;
   bool requestsHaveEnded_ = false;
   std::shared_ptr<CoreLibrary> coreLibrary_;
