@@ -14,6 +14,7 @@
 #include "pellion/payload/payload.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/temporary_directory.h"
+#include "pellion/steps/observed_expectation.h"
 #include "pellion/steps/scenario_steps.h"
 #include "pellion/text/input_file.h"
 #include "pellion/text/json_writer.h"
@@ -50,17 +51,6 @@ constexpr std::string_view exampleContent = R"({
         "conversion": { "group": "shop", "event": "purchase" }
       }
     })";
-
-/// On one line, with a space after each comma and colon.
-std::string spacedJSON(const Value& value) {
-  std::string text;
-  for (const Value::Entry& entry : value.entries()) {
-    text.append(text.empty() ? "{ " : ", ").append(compactJSON(entry.key)).append(": ").append(spacedJSON(entry.value));
-  }
-  if (!text.empty()) return text + " }";
-  for (const Value& element : value.elements()) text.append(text.empty() ? "[" : ", ").append(spacedJSON(element));
-  return text.empty() ? compactJSON(value) : text + "]";
-}
 
 constexpr std::string_view scenarioForm = R"(// Run it: pellion run FILE
 // Each step and entry: docs/scenario.md. For editors: pellion schema > scenario.schema.json
@@ -222,45 +212,9 @@ Draft draftOf(const NewArguments& arguments) {
   return draft;
 }
 
-Value expectedRequest(const ReceivedRequest& request) {
-  if (const std::string* token = request.findHeader("notificationid")) {
-    return Value::dictionary({{"headers", Value::dictionary({{"notificationid", *token}})}});
-  }
-  return Value::dictionary({{"method", request.method}, {"path", std::string(request.path())}});
-}
-
 /// Runs in place of an expectation; reports the expectation that holds here.
 void observe(ScenarioRun& run, const JSONNode& /*anything*/) {
-  std::vector<Value> requests;
-  std::vector<Value> statistics;
-  for (const ReceivedRequest& request : run.takeRequests()) {
-    const Value* entries =
-        request.decodedBody && request.decodedBody->json ? request.decodedBody->json->find("pnstats") : nullptr;
-    if (entries == nullptr) {
-      requests.push_back(expectedRequest(request));
-      continue;
-    }
-    for (const Value& entry : entries->elements()) {
-      std::vector<Value::Entry> wanted;
-      for (const char* name : {"notificationid", "status", "actionid"}) {
-        if (const Value* value = entry.find(name)) wanted.push_back({name, *value});
-      }
-      statistics.push_back(Value::dictionary(wanted));
-    }
-  }
-  std::vector<Value::Entry> expectation;
-  if (const std::vector<std::string> raised = run.takeRaised(); !raised.empty()) {
-    // Without the address of an object, which differs from run to run.
-    expectation.push_back({"raised", raised.front().substr(0, raised.front().find(" 0x"))});
-  }
-  if (!requests.empty()) expectation.push_back({"requests", Value::list(requests)});
-  if (requests.empty() || !statistics.empty()) expectation.push_back({"statistics", Value::list(statistics)});
-  for (const auto& [what, name] : {std::pair("opened URL", "opened"), std::pair("refused URL", "refused")}) {
-    std::vector<Value> urls;
-    for (const Value& details : run.take("platform", what)) urls.push_back(*details.find("url"));
-    if (!urls.empty()) expectation.push_back({name, Value::list(urls)});
-  }
-  run.report("expectation", "observed", Value::dictionary(expectation));
+  run.report("expectation", "observed", observedExpectation(run, ObservedParts::requests));
 }
 
 /// What each expectation of the scenario would find.

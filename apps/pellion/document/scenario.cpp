@@ -109,6 +109,7 @@ void checkOrder(std::string_view file, const std::vector<Step>& steps, bool isRu
       }
       isRunning = true;
     }
+    if (step.kind->endsProcess) isRunning = false;
     checkOrder(file, step.steps, isRunning, true);
   }
 }

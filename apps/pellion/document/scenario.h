@@ -42,6 +42,7 @@ struct StepKind {
   void (*check)(const Scenario& scenario, const JSONNode& argument) = nullptr;
   std::string_view shorthand = {};  ///< the entry that an argument which is no object stands for
   bool holdsSteps = false;          ///< its entry "steps" is a list of steps
+  bool endsProcess = false;         ///< leaves no process, although it needs one
 };
 
 struct Step {

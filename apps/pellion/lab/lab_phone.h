@@ -5,13 +5,15 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
-#include <memory>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
+#include "pellion/lab/lab_session.h"
 #include "pellion/lab/message_log.h"
+#include "pellion/lab/session_document.h"
 #include "platform/value.h"
 #include "services/http/network.h"
 
@@ -42,15 +44,17 @@ class LabPhone {
   void isUsed() { lastUse_ = std::chrono::steady_clock::now(); }
 
  private:
-  class Session;
-  void work();
+  void work(SessionDocument document, std::promise<void> started);
+  std::optional<platform::Value> nextAction();
 
+  services::Network& network_;
+  const std::optional<std::string> server_;
   MessageLog log_;
-  std::unique_ptr<Session> session_;
   std::atomic<std::chrono::steady_clock::time_point> lastUse_ = std::chrono::steady_clock::now();
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<platform::Value> waiting_;
+  LabSession* session_ = nullptr;  ///< of the thread, while it runs
   std::optional<std::string> kept_;
   bool isEnding_ = false;
   std::thread thread_;

@@ -22,7 +22,7 @@ class MessageLog {
     std::string data;      ///< one line of JSON
   };
   static constexpr std::size_t mostMessages = 50'000;
-  static constexpr std::size_t mostBytes = 64U << 20;
+  static constexpr std::size_t mostBytes = 16U << 20;
 
   void append(std::string kind, std::string data);
   /// The kept messages after that id, at most `most`; waits for one up to `patience`. Nothing once the log has ended

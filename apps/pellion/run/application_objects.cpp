@@ -1,5 +1,6 @@
 #include "pellion/run/application_objects.h"
 
+#include <algorithm>
 #include <chrono>
 #include <new>
 #include <utility>
@@ -94,22 +95,31 @@ void isAsked(id self, SEL /*selector*/, id /*sender*/, id /*news*/, BlockPtr<voi
   }
 }
 
+struct Code {
+  IMP implementation;
+  const char* encoding;
+};
+
 template <class F>
-void addMethod(Class cls, Callback callback, F function) {
-  class_addMethod(cls, sel_registerName(kindOf(callback).selector), host::asIMP(function),
-                  platform::encodingOfFunction(function));
+Code codeOf(F function) {
+  return {host::asIMP(function), platform::encodingOfFunction(function)};
+}
+
+Code codeFor(Callback callback) {
+  switch (callback) {
+    case Callback::token: return codeOf(isTold<Callback::token>);
+    case Callback::failure: return codeOf(isTold<Callback::failure>);
+    case Callback::background: return codeOf(isAsked<Callback::background, platform::UIBackgroundFetchResult>);
+    case Callback::foreground:
+      return codeOf(isAsked<Callback::foreground, platform::UNNotificationPresentationOptions>);
+    case Callback::response: return codeOf(isAsked<Callback::response>);
+  }
+  return {nullptr, nullptr};
 }
 
 void addMethod(Class cls, Callback callback) {
-  switch (callback) {
-    case Callback::token: return addMethod(cls, callback, isTold<Callback::token>);
-    case Callback::failure: return addMethod(cls, callback, isTold<Callback::failure>);
-    case Callback::background:
-      return addMethod(cls, callback, isAsked<Callback::background, platform::UIBackgroundFetchResult>);
-    case Callback::foreground:
-      return addMethod(cls, callback, isAsked<Callback::foreground, platform::UNNotificationPresentationOptions>);
-    case Callback::response: return addMethod(cls, callback, isAsked<Callback::response>);
-  }
+  const Code code = codeFor(callback);
+  class_addMethod(cls, sel_registerName(kindOf(callback).selector), code.implementation, code.encoding);
 }
 
 }  // namespace
@@ -157,6 +167,17 @@ Class ApplicationObjects::classOf(const std::string& name) {
   objc_registerClassPair(cls);
   return cls;
 }
+
+std::optional<std::string> ApplicationObjects::nameOf(id object) const {
+  const auto found = std::ranges::find_if(objects_, [&](const auto& each) { return each.second.get() == object; });
+  return object == nullptr || found == objects_.end() ? std::nullopt : std::optional(found->first);
+}
+
+bool isApplicationsImplementation(Callback callback, IMP implementation) {
+  return codeFor(callback).implementation == implementation;
+}
+
+bool isBaseOfApplication(Class cls) { return cls == platform::classOf<ApplicationObject>(); }
 
 void startApplication(const ApplicationDescription& application) {
   ApplicationObjects& objects = all();

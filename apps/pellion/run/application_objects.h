@@ -26,6 +26,9 @@ class ApplicationObjects {
   /// Returns whether the object is gone now; false means that other code still keeps it.
   bool release(const std::string& name);
 
+  /// Nothing for any other object.
+  [[nodiscard]] std::optional<std::string> nameOf(id object) const;
+
   [[nodiscard]] const Behaviour& behaviour(const std::string& name, Callback callback) const;
   /// The object to which `name` forwards messages that its class lacks, or null.
   platform::Strong forwardingTarget(const std::string& name);
@@ -39,6 +42,12 @@ class ApplicationObjects {
   std::map<std::string, Class> classes_;
   std::map<std::string, platform::Strong> objects_;
 };
+
+/// Whether this is the code of the application's classes for the callback.
+bool isApplicationsImplementation(Callback callback, IMP implementation);
+
+/// The class from which all classes of the application inherit.
+bool isBaseOfApplication(Class cls);
 
 /// Starts the application in the current process, as the platform does. The description outlives the process.
 void startApplication(const ApplicationDescription& application);

@@ -46,16 +46,32 @@ ScenarioRun::~ScenarioRun() {
   backend_.reset();
 }
 
-bool ScenarioRun::run() {
+void ScenarioRun::begin() {
   std::vector<Value::Entry> heading{
       {"name", scenario().name}, {"description", scenario().description}, {"file", scenario().file}};
   if (scenario().hasDefaultConfiguration) heading.push_back({"configuration", "default"});
   if (const auto server = configuredServer()) heading.push_back({"server", *server});
   report("scenario", "begins", Value::dictionary(heading));
   runAt(scenario().configuration.position, [this] { configure(scenario().configuration.value.entries()); });
+}
+
+void ScenarioRun::play(const Step& step) {
+  {
+    const std::lock_guard lock(mutex_);
+    warnings_.begin(step);
+  }
+  runAt(step.position, [&] { perform(step); });
+}
+
+void ScenarioRun::changeScenario(const std::function<void()>& change) {
+  const std::lock_guard lock(mutex_);
+  change();
+}
+
+bool ScenarioRun::run() {
+  begin();
   for (auto step = scenario().steps.begin(); step != scenario().steps.end() && !hasFailed_; ++step) {
-    beginStep(*step);
-    runAt(step->position, [&] { perform(*step); });
+    play(*step);
     if (raised_.empty() || hasFailed_) continue;
     const auto next = std::next(step);
     if (next == scenario().steps.end() || !expectsRaised(*next)) failForRaised(step->position);
@@ -235,11 +251,6 @@ void ScenarioRun::perform(const Step& step) {
   } else {
     step.kind->run.onRun(*this, step.argument);
   }
-}
-
-void ScenarioRun::beginStep(const Step& step) {
-  const std::lock_guard lock(mutex_);
-  warnings_.begin(step);
 }
 
 void ScenarioRun::handsOver(std::string_view name, const Value& payload, bool isWhole) {

@@ -41,6 +41,13 @@ class ScenarioRun final : public ScenarioPhone {
   /// Runs the steps up to the first failure, then reports warnings; returns whether all passed. Throws InputError for a
   /// configuration that turns out to be unusable.
   bool run();
+  /// For a session whose steps come one by one, in place of run(): what that does before the first step. Throws as
+  /// run().
+  void begin();
+  /// Performs a step of the scenario. Throws as run().
+  void play(const Step& step);
+  /// Calls `change`, which may change the scenario. Between steps: events of other threads wait meanwhile.
+  void changeScenario(const std::function<void()>& change);
   /// The position of the expectation or step that made the run fail.
   [[nodiscard]] std::optional<Position> failedAt() const { return failedAt_; }
 
@@ -76,7 +83,6 @@ class ScenarioRun final : public ScenarioPhone {
   void releaseOthers();
   void runAt(Position position, const std::function<void()>& work);
   void perform(const Step& step);
-  void beginStep(const Step& step);
   void failForRaised(Position position);
   void reportWarnings();
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;

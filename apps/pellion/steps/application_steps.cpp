@@ -39,6 +39,8 @@ void launch(ScenarioPhone& phone, const JSONNode& /*nothing*/) {
   phone.inProcess([&] { startApplication(phone.scenario().application); });
 }
 
+void terminate(ScenarioPhone& phone, const JSONNode& /*nothing*/) { phone.device().terminate(); }
+
 void startService(ScenarioPhone& phone, const JSONNode& /*nothing*/) {
   phone.report("app", "starts service", Value::dictionary({}));
   phone.inProcess([] { PLMessaging::startService(); });

@@ -6,6 +6,7 @@ namespace pellion {
 
 // The steps for the application and its delegates; docs/scenario.md describes them.
 void launch(ScenarioPhone& phone, const JSONNode& nothing);
+void terminate(ScenarioPhone& phone, const JSONNode& nothing);
 void startService(ScenarioPhone& phone, const JSONNode& nothing);
 void setDelegate(ScenarioPhone& phone, const JSONNode& name);
 void setNotificationDelegate(ScenarioPhone& phone, const JSONNode& name);

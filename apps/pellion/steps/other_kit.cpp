@@ -64,7 +64,7 @@ IMP passingOn(std::size_t place) {
   return host::asIMP(functions.at(place));
 }
 
-IMP implementation(Callback callback, std::size_t place) {
+IMP kitsImplementation(Callback callback, std::size_t place) {
   switch (callback) {
     case Callback::token: return passingOn<Callback::token, id, id>(place);
     case Callback::failure: return passingOn<Callback::failure, id, id>(place);
@@ -92,7 +92,7 @@ Value forEachMethod(const Rewiring& kit, const Target& target, Install install) 
     const SEL selector = sel_registerName(kindOf(callback).selector);
     const Method method = class_getInstanceMethod(object_getClass(target.delegate.get()), selector);
     if (method == nullptr) continue;
-    install(selector, method, implementation(callback, kit.place));
+    install(selector, method, kitsImplementation(callback, kit.place));
     names.emplace_back(kindOf(callback).name);
   }
   return Value::list(names);
@@ -181,6 +181,13 @@ void rewire(ScenarioPhone& phone, const JSONNode& kit) {
     phone.report("app", "rewired",
                  Value::dictionary({{"name", rewiring.name}, {"does", way}, {"of", side}, {"callbacks", callbacks}}));
   });
+}
+
+std::optional<std::string> kitWith(Callback callback, IMP implementation) {
+  for (const Rewiring& kit : rewirings()) {
+    if (kitsImplementation(callback, kit.place) == implementation) return kit.name;
+  }
+  return std::nullopt;
 }
 
 }  // namespace pellion

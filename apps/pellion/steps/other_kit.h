@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
+#include "pellion/document/application_description.h"
 #include "pellion/document/scenario.h"
+#include "platform/objc.h"
 
 namespace pellion {
 
@@ -22,5 +25,8 @@ inline constexpr std::size_t mostKits = 8;
 void checkKits(const Scenario& scenario, const JSONNode& kit);
 
 void rewire(ScenarioPhone& phone, const JSONNode& kit);
+
+/// The name of the kit whose code this is for the callback, among the kits of the current process.
+std::optional<std::string> kitWith(Callback callback, IMP implementation);
 
 }  // namespace pellion

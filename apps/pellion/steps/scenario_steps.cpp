@@ -98,6 +98,7 @@ const StepKind kinds[] = {
     {"say", &shapes::text, say, Needs::nothing},
     {"launch", &nothingShape, launch, Needs::noProcess},
     {"relaunch", &nothingShape, launch, Needs::process},
+    {.name = "terminate", .shape = &nothingShape, .run = terminate, .needs = Needs::process, .endsProcess = true},
     {"startService", &nothingShape, startService, Needs::process},
     {"setDelegate", &shapes::textOrNull, setDelegate, Needs::process, false, checkDelegate},
     {"setNotificationDelegate", &shapes::textOrNull, setNotificationDelegate, Needs::process, false, checkDelegate},

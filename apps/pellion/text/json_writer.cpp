@@ -100,4 +100,15 @@ std::string prettyJSON(const Value& value) {
   return text;
 }
 
+std::string spacedJSON(const platform::Value& value) {
+  std::string text;
+  for (const platform::Value::Entry& entry : value.entries()) {
+    text.append(text.empty() ? "{ " : ", ").append(compactJSON(entry.key)).append(": ").append(spacedJSON(entry.value));
+  }
+  if (!text.empty()) return text + " }";
+  for (const platform::Value& element : value.elements())
+    text.append(text.empty() ? "[" : ", ").append(spacedJSON(element));
+  return text.empty() ? compactJSON(value) : text + "]";
+}
+
 }  // namespace pellion

@@ -61,6 +61,10 @@ Lines delivered(const Value& details) {
   return withPayload({{"delivers "}, notificationName(details), {" in the " + textAt(details, "in")}}, details);
 }
 
+Lines shownWithoutApplication(const Value& details) {
+  return withPayload({{"shows "}, notificationName(details), {"; the application is not running"}}, details);
+}
+
 Lines responded(const Value& details) {
   const std::string action = textAt(details, "with");
   if (action == "tap") return withPayload({{"taps "}, notificationName(details)}, details);
@@ -132,6 +136,7 @@ constexpr EventText notificationRows[] = {
     {"app", "handles response", handlesResponse},
     {"platform", "response completed", completedResponse},
     {"platform", "delivered", delivered},
+    {"platform", "shown without application", shownWithoutApplication},
     {"platform", "opened URL", openedURL},
     {"platform", "refused URL", refusedURL},
     {"platform", "set badge", shownBadge},

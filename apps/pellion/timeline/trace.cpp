@@ -48,10 +48,12 @@ Value withStatusNames(const Value& details) {
 
 }  // namespace
 
-std::string traceLine(const host::Event& event) {
+Value traceEntry(const host::Event& event) {
   const double seconds = std::chrono::duration<double>(event.time).count();
-  return compactJSON(Value::dictionary(
-      {{"time", seconds}, {"actor", event.actor}, {"what", event.what}, {"details", withStatusNames(event.details)}}));
+  return Value::dictionary(
+      {{"time", seconds}, {"actor", event.actor}, {"what", event.what}, {"details", withStatusNames(event.details)}});
 }
+
+std::string traceLine(const host::Event& event) { return compactJSON(traceEntry(event)); }
 
 }  // namespace pellion

@@ -31,6 +31,8 @@ class Trace {
   std::ostream* stream_;
 };
 
+/// The event as a line of a trace holds it.
+platform::Value traceEntry(const host::Event& event);
 std::string traceLine(const host::Event& event);
 
 }  // namespace pellion

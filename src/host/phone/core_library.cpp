@@ -10,14 +10,8 @@
 #include "services/gzip.h"
 
 namespace host {
-namespace {
 
 using platform::Value;
-
-// The start of a virtual clock. It is fixed, so that a run gives the same timestamps every time.
-constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
-
-}  // namespace
 
 CoreLibrary::CoreLibrary(Process& process, std::filesystem::path bundle, services::ItemStore& keychain,
                          std::shared_ptr<const services::Configuration> configuration)

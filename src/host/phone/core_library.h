@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -11,6 +12,9 @@
 #include "services/item_store.h"
 
 namespace host {
+
+/// The start of a virtual clock. It is fixed, so that a run gives the same timestamps every time.
+inline constexpr std::chrono::milliseconds virtualEpoch{1'767'225'600'000};  // 2026-01-01T00:00:00Z
 
 /// The core library of one process, which the class-level calls of platform/core_library.h reach. It returns at once,
 /// on the caller's thread, with data from a configuration that may be replaced at any moment, for example when consent

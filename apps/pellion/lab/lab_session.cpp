@@ -1,0 +1,350 @@
+#include "pellion/lab/lab_session.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "host/phone/core_library.h"
+#include "host/phone/phone.h"
+#include "pellion/document/presentation.h"
+#include "pellion/lab/call_chain.h"
+#include "pellion/payload/button_problems.h"
+#include "pellion/payload/payload.h"
+#include "pellion/steps/observed_expectation.h"
+#include "pellion/steps/scenario_steps.h"
+#include "pellion/text/json_path.h"
+#include "pellion/text/json_writer.h"
+#include "pellion/timeline/event_text.h"
+#include "pellion/timeline/trace.h"
+#include "platform/exception.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+constexpr std::size_t largestPushPayload = 64U << 10;
+constexpr std::size_t largestEventText = 16U << 10;  // bytes of the lines of one event
+constexpr std::chrono::milliseconds betweenStates{50};
+constexpr int mostWaits = 100;
+
+Value stepNamed(std::string_view name) { return Value::dictionary({{name, Value::dictionary({})}}); }
+
+std::string textIn(const Value& action, std::string_view name) {
+  const Value* text = action.find(name);
+  return text == nullptr ? std::string() : std::string(text->text());
+}
+
+/// The lines as lists of pairs of text and colour, cut off where they become too long for a page.
+Value linesDocument(const Lines& lines) {
+  static constexpr std::string_view inks[] = {"plain", "faint", "strong", "good", "bad", "actor"};
+  std::vector<Value> all;
+  std::size_t size = 0;
+  for (const Line& line : lines) {
+    std::vector<Value> spans;
+    for (const auto& [text, ink] : line) {
+      size += text.size();
+      spans.push_back(Value::list({text, inks[static_cast<std::size_t>(ink)]}));
+    }
+    all.push_back(Value::list(spans));
+    if (size > largestEventText) {
+      all.push_back(Value::list({Value::list({"\u2026 cut off", "faint"})}));
+      break;
+    }
+  }
+  return Value::list(all);
+}
+
+Value payloadIn(const Value& action) {
+  const std::string text = textIn(action, "payload");
+  if (text.size() > largestPushPayload) {
+    throw InputError("the payload has more than " + std::to_string(largestPushPayload) +
+                     " bytes; the push service takes 4096");
+  }
+  const JSONNode payload = readJSON("the payload", text);
+  if (!isObject(payload.value)) throw errorAt("the payload", payload.position, "it is no JSON object; write one: {…}");
+  return payload.value;
+}
+
+const Field actionFields[] = {{"do", &shapes::text, true}, {"payload", &shapes::text},
+                              {"name", &shapes::text},     {"notification", &shapes::text},
+                              {"with", &shapes::text},     {"seconds", &shapes::seconds},
+                              {"step", &shapes::any}};
+const Shape actionShape{"an action such as {\"do\": \"open\"}", isObject, actionFields};
+
+}  // namespace
+
+/// One kind of action: what it does, and the entries that it needs.
+struct LabSession::ActionKind {
+  std::string_view name;
+  void (LabSession::*perform)(const Value& action);
+  std::vector<std::string_view> needs = {};
+};
+const LabSession::ActionKind LabSession::actionKinds[] = {{"open", &LabSession::open},
+                                                          {"close", &LabSession::close},
+                                                          {"kill", &LabSession::kill},
+                                                          {"relaunch", &LabSession::relaunch},
+                                                          {"next", &LabSession::playNext},
+                                                          {"rest", &LabSession::playRest},
+                                                          {"deliver", &LabSession::deliverPush, {"payload"}},
+                                                          {"extension", &LabSession::recordByExtension, {"payload"}},
+                                                          {"respond", &LabSession::respondAs, {"notification", "with"}},
+                                                          {"wait", &LabSession::wait},
+                                                          {"step", &LabSession::playGiven, {"step"}}};
+
+LabSession::LabSession(SessionDocument document, services::Network& network, std::optional<std::string> server,
+                       Emit emit)
+    : document_(std::move(document)),
+      network_(network),
+      server_(std::move(server)),
+      emit_(std::move(emit)),
+      scenario_(document_.opened()),
+      state_(scenario_),
+      run_(std::make_unique<ScenarioRun>(
+          scenario_, network,
+          ScenarioRun::Options{.server = server_, .sink = [this](const host::Event& event) { receive(event); }})) {
+  run_->begin();
+  emitState(false);
+  emitChain();
+}
+
+// The run reports its last events to this object.
+LabSession::~LabSession() { run_.reset(); }
+
+void LabSession::check(const Value& action) {
+  constexpr std::string_view file = "the action";
+  checkShape(file, placelessNode(action), actionShape, "the action");
+  const auto* const kind = std::ranges::find(actionKinds, action.find("do")->text(), &ActionKind::name);
+  if (kind == std::end(actionKinds)) {
+    throw InputError("there is no action \"" + textIn(action, "do") + "\"; docs/lab.schema.json lists them");
+  }
+  for (const std::string_view needed : kind->needs) {
+    if (action.find(needed) != nullptr) continue;
+    throw InputError("the action \"" + std::string(kind->name) + "\" needs \"" + std::string(needed) + "\"");
+  }
+}
+
+void LabSession::perform(const Value& action) {
+  emitState(true);
+  const auto* const kind = std::ranges::find(actionKinds, action.find("do")->text(), &ActionKind::name);
+  try {
+    (this->*kind->perform)(action);
+  } catch (...) {
+    emitState(false);
+    throw;
+  }
+  emitState(false);
+  if (std::exchange(hasNewChain_, false)) emitChain();
+}
+
+void LabSession::interrupt() {
+  isInterrupted_ = true;
+  if (!server_) run_->backend().setConnections(Backend::Connections::refused);
+}
+
+std::optional<std::string> LabSession::kept() const {
+  return document_.doneCount() == 0 ? std::nullopt : std::optional(document_.text());
+}
+
+bool LabSession::isRunning() { return run_->device().process() != nullptr; }
+
+// The actions.
+
+void LabSession::open(const Value& /*action*/) {
+  if (!isRunning()) play(stepNamed("launch"));
+  play(stepNamed("activate"));
+}
+
+/// Nothing of the module runs when the user leaves the application: what follows only arrives in the background.
+void LabSession::close(const Value& /*action*/) { state_.setOpen(false); }
+
+void LabSession::kill(const Value& /*action*/) { play(stepNamed("terminate")); }
+
+void LabSession::relaunch(const Value& /*action*/) {
+  play(stepNamed(isRunning() ? "relaunch" : "launch"));
+  play(stepNamed("activate"));
+}
+
+void LabSession::playNext(const Value& /*action*/) {
+  if (document_.waiting().empty()) throw InputError("no step waits; open a scenario first");
+  const JSONNode next = document_.waiting().front();
+  play(next, false);
+  document_.takeWaiting();
+}
+
+void LabSession::playRest(const Value& action) {
+  while (!document_.waiting().empty() && !isInterrupted_) {
+    const std::size_t failures = failed_.size();
+    playNext(action);
+    if (failed_.size() > failures) return;
+    emitProgress();
+  }
+}
+
+/// A platform that finds no process of the application starts one only for a notification that asks for it.
+void LabSession::deliverPush(const Value& action) {
+  const Value payload = payloadIn(action);
+  const std::string name = document_.nameOf(payload, textIn(action, "name"));
+  if (!isRunning() && !wakesApplication(payload)) {
+    showOnly(name, payload);
+  } else {
+    const bool isOpen = isRunning() && state_.isOpen();
+    if (!isRunning()) play(stepNamed("launch"));
+    play(Value::dictionary({{isOpen ? "deliver" : "deliverInBackground", name}}));
+  }
+  state_.setButtons(name, buttonsOf(payload));
+}
+
+void LabSession::showOnly(const std::string& name, const Value& payload) {
+  run_->report("platform", "shown without application",
+               Value::dictionary({{"notification", name}, {"payload", payload}}));
+}
+
+void LabSession::recordByExtension(const Value& action) {
+  Payload payload = readPayload("the payload", compactJSON(payloadIn(action)));
+  std::optional<Value> id;
+  run_->device().runExtension([&] {
+    run_->attempt("extension", [&] {
+      inspect(payload);
+      const Value* found = payload.info() == nullptr ? nullptr : payload.info()->find("pellionPnID");
+      if (found != nullptr) id = *found;
+    });
+  });
+  if (!id) throw InputError("the payload has no pellionPnID, so the extension records nothing; see the findings");
+  const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(run_->device().clock().now());
+  const Value entry =
+      Value::dictionary({{"notificationid", *id}, {"timestamp", (host::virtualEpoch + time).count()}, {"status", 4}});
+  play(Value::dictionary({{"extension", Value::dictionary({{"leaves", Value::list({entry})}})}}));
+}
+
+/// As on a phone, a response other than a dismissal brings the application to the foreground.
+void LabSession::respondAs(const Value& action) {
+  const std::string name = textIn(action, "notification");
+  const std::string with = textIn(action, "with");
+  if (!document_.hasNotification(name)) {
+    throw InputError("there is no notification \"" + name + "\" on the phone; deliver one first");
+  }
+  const bool wasOpen = isRunning() && state_.isOpen();
+  if (!isRunning()) play(stepNamed("launch"));
+  play(Value::dictionary({{"respond", Value::dictionary({{"to", name}, {"with", with}})}}));
+  if (wasOpen) return;
+  if (with == "dismiss") return state_.setOpen(false);
+  play(stepNamed("activate"));
+}
+
+void LabSession::wait(const Value& action) {
+  const auto pass = [&](const Value& seconds) { play(Value::dictionary({{"advance", seconds}})); };
+  if (const Value* seconds = action.find("seconds")) return pass(*seconds);
+  for (int i = 0; i < mostWaits && isRunning() && !isInterrupted_; ++i) {
+    const auto due = run_->device().process()->mainQueue().nextDue();
+    if (!due) return;
+    const auto left = std::max(*due - run_->device().clock().now(), std::chrono::nanoseconds::zero());
+    pass(std::chrono::duration<double>(left).count());
+  }
+}
+
+void LabSession::playGiven(const Value& action) { play(*action.find("step")); }
+
+// Steps.
+
+/// Its errors name no place, as it is in no file.
+void LabSession::play(const Value& step) {
+  try {
+    play(placelessNode(step), true);
+  } catch (const DocumentError& error) {
+    throw InputError(error.text());
+  }
+}
+
+/// A step of the user's gets the expectation that holds after it. One of an opened scenario does not, because that
+/// has its own; nor one that the user puts in between, whose events those may count.
+void LabSession::play(const JSONNode& step, bool isOwn) {
+  Scenario next = document_.with(step);
+  if (server_ && next.steps.back().kind->needsBackend) {
+    throw InputError("your own server answers this phone; use the built-in backend for this");
+  }
+  run_->changeScenario([&] { scenario_ = std::move(next); });
+  const Step& last = scenario_.steps.back();
+  run_->play(last);
+  if (hasFailed_.exchange(false)) failed_.insert(document_.doneCount());
+  if (changesCallChain(*last.kind)) hasNewChain_ = true;
+  document_.add(step, isOwn && document_.waiting().empty() ? observed(last) : Value());
+}
+
+Value LabSession::observed(const Step& step) {
+  const bool hasOthers =
+      scenario_.application != ApplicationDescription{} ||
+      std::ranges::any_of(scenario_.steps, [](const Step& each) { return each.kind->name == "kit"; });
+  Value expectation = observedExpectation(*run_, hasOthers ? ObservedParts::calls : ObservedParts::answers);
+  constexpr std::string_view telling[] = {"token", "failToRegister", "deliver", "deliverInBackground",
+                                          "tap",   "dismiss",        "respond", "handleResponse",
+                                          "goal"};
+  const bool isEmpty = expectation == Value::dictionary({{"statistics", Value::list({})}});
+  return isEmpty && std::ranges::find(telling, step.kind->name) == std::end(telling) ? Value() : expectation;
+}
+
+/// What the user may press, as the module finds it. None where the module raises: the timeline shows that later.
+std::vector<std::string> LabSession::buttonsOf(const Value& payload) {
+  std::vector<std::string> actions;
+  run_->device().runExtension([&] {
+    try {
+      Payload read = readPayload("", compactJSON(payload));
+      inspect(read);
+      if (read.buttons() != nullptr) actions = buttonIdentifiers(read);
+    } catch (const platform::Exception&) {
+    } catch (const InputError&) {
+    }
+  });
+  return actions;
+}
+
+// Messages.
+
+void LabSession::receive(const host::Event& event) {
+  state_.observe(event);
+  if (event.actor == "expectation" && event.what == "failed") hasFailed_ = true;
+  const Value entry = traceEntry(event);
+  std::vector<Value::Entry> entries(entry.entries().begin(), entry.entries().end());
+  entries.push_back({"lines", linesDocument(linesOf(event))});
+  emit_("event", compactJSON(Value::dictionary(entries)));
+}
+
+void LabSession::emitProgress() {
+  if (std::chrono::steady_clock::now() - lastState_ > betweenStates) emitState(true);
+}
+
+void LabSession::emitState(bool isBusy) {
+  lastState_ = std::chrono::steady_clock::now();
+  const auto now = run_->device().clock().now();
+  const auto seconds = [](auto duration) { return std::chrono::duration<double>(duration).count(); };
+  std::vector<Value> delegates;
+  for (const auto& [name, description] : scenario_.application.delegates) delegates.emplace_back(name);
+  std::vector<Value::Entry> entries = state_.entries();
+  entries.insert(entries.end(), {{"name", scenario_.name},
+                                 {"running", isRunning()},
+                                 {"busy", isBusy},
+                                 {"time", seconds(now)},
+                                 {"now", seconds(now + host::virtualEpoch)},
+                                 {"steps", stepsDocument()},
+                                 {"hasFailed", !failed_.empty()},
+                                 {"delegates", Value::list(delegates)},
+                                 {"server", server_ ? Value(*server_) : Value()},
+                                 {"canBeKept", document_.doneCount() > 0}});
+  emit_("state", compactJSON(scenario_.redaction.value(Value::dictionary(entries))));
+}
+
+Value LabSession::stepsDocument() const {
+  std::vector<Value> steps;
+  const auto add = [&](const JSONNode& step, std::string_view state) {
+    steps.push_back(Value::dictionary({{"text", compactJSON(step.value)}, {"state", state}}));
+  };
+  for (std::size_t i = 0; i < document_.doneCount(); ++i) {
+    add(document_.done(i), failed_.contains(i) ? "failed" : "done");
+  }
+  for (const JSONNode& step : document_.waiting()) add(step, "waiting");
+  return Value::list(steps);
+}
+
+void LabSession::emitChain() { emit_("chain", compactJSON(callChain(scenario_, *run_, network_))); }
+
+}  // namespace pellion

@@ -1,0 +1,106 @@
+#include "pellion/steps/observed_expectation.h"
+
+#include <algorithm>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "pellion/run/scenario_run.h"
+#include "pellion/steps/extension_step.h"
+
+namespace pellion {
+namespace {
+
+using platform::Value;
+
+Value expectedRequest(const ReceivedRequest& request) {
+  if (const std::string* token = request.findHeader("notificationid")) {
+    return Value::dictionary({{"headers", Value::dictionary({{"notificationid", *token}})}});
+  }
+  return Value::dictionary({{"method", request.method}, {"path", std::string(request.path())}});
+}
+
+Value expectedEntry(const Value& entry) {
+  std::vector<Value::Entry> wanted;
+  for (const char* name : {"notificationid", "status", "actionid"}) {
+    if (const Value* value = entry.find(name)) wanted.push_back({name, *value});
+  }
+  return Value::dictionary(wanted);
+}
+
+std::span<const Value> entriesIn(const ReceivedRequest& request) {
+  if (!request.decodedBody || !request.decodedBody->json) return {};
+  const Value* entries = request.decodedBody->json->find("pnstats");
+  return entries == nullptr ? std::span<const Value>() : entries->elements();
+}
+
+/// Requests that only carry statistics are expected by their entries. Several at once may arrive in any order.
+void addRequests(std::vector<Value::Entry>& expectation, const std::vector<ReceivedRequest>& sent) {
+  std::vector<Value> requests;
+  std::vector<Value> statistics;
+  for (const ReceivedRequest& request : sent) {
+    requests.push_back(expectedRequest(request));
+    for (const Value& entry : entriesIn(request)) statistics.push_back(expectedEntry(entry));
+  }
+  const bool haveOnlyStatistics =
+      std::ranges::none_of(sent, [](const ReceivedRequest& request) { return entriesIn(request).empty(); });
+  if (!haveOnlyStatistics) {
+    expectation.push_back({requests.size() == 1 ? "requests" : "requestsInAnyOrder", Value::list(requests)});
+  }
+  if (haveOnlyStatistics || !statistics.empty()) expectation.push_back({"statistics", Value::list(statistics)});
+}
+
+/// A kind of event that an expectation lists.
+struct Listed {
+  const char* actor;
+  const char* what;
+  const char* name;  ///< of the expectation
+  Value (*element)(const Value& details);
+};
+constexpr Listed urls[] = {
+    {"platform", "opened URL", "opened", [](const Value& details) { return *details.find("url"); }},
+    {"platform", "refused URL", "refused", [](const Value& details) { return *details.find("url"); }}};
+constexpr Listed answers[] = {
+    {"platform", "fetched", "fetched", [](const Value& details) { return *details.find("result"); }},
+    {"platform", "presents", "presented", [](const Value& details) { return *details.find("options"); }}};
+constexpr Listed calls[] = {{"app", "called", "calls", [](const Value& details) {
+                               return Value(std::string(details.find("name")->text()) + " " +
+                                            std::string(details.find("callback")->text()));
+                             }}};
+
+void addLists(std::vector<Value::Entry>& expectation, ScenarioRun& run, std::span<const Listed> kinds) {
+  for (const auto& [actor, what, name, element] : kinds) {
+    std::vector<Value> elements;
+    for (const Value& details : run.take(actor, what)) elements.push_back(element(details));
+    if (!elements.empty()) expectation.push_back({name, Value::list(elements)});
+  }
+}
+
+void addBadge(std::vector<Value::Entry>& expectation, ScenarioRun& run) {
+  std::optional<Value> badge;
+  for (const Value& stored : run.take("shared store", "stored")) {
+    if (*stored.find("key") == Value(badgeKey)) badge = *stored.find("value");
+  }
+  if (badge) expectation.push_back({"badge", *badge});
+}
+
+}  // namespace
+
+Value observedExpectation(ScenarioRun& run, ObservedParts parts) {
+  std::vector<Value::Entry> expectation;
+  if (const std::vector<std::string> raised = run.takeRaised(); !raised.empty()) {
+    expectation.push_back({"raised", raised.front().substr(0, raised.front().find(" 0x"))});
+  }
+  addRequests(expectation, run.takeRequests());
+  addLists(expectation, run, urls);
+  if (parts >= ObservedParts::answers) {
+    addLists(expectation, run, answers);
+    addBadge(expectation, run);
+  }
+  if (parts == ObservedParts::calls) addLists(expectation, run, calls);
+  return Value::dictionary(expectation);
+}
+
+}  // namespace pellion

@@ -1,0 +1,290 @@
+// Sessions with a phone of the lab: actions of a page in, messages out, and a scenario that passes.
+
+#include "pellion/lab/lab_phone.h"
+
+#include <gmock/gmock.h>
+#include <rapidjson/document.h>
+#include <rapidjson/schema.h>
+#include <rapidjson/stringbuffer.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "pellion/cli/command_line.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/json_writer.h"
+#include "tests/support/cases.h"
+#include "tests/support/temporary_directory.h"
+
+namespace pellion {
+namespace {
+
+using namespace testing;
+using platform::Value;
+
+constexpr const char* shop = R"({"urlSchemes": ["shop"], "steps": []})";
+constexpr const char* salePayload =
+    R"({"aps": {"alert": {"title": "Sale", "body": "Half price"}, "badge": 2}, "addInfo": "{\"pellionPnID\": 41,)"
+    R"( \"clickAction\": \"shop://sale\", \"conversion\": {\"group\": \"shop\", \"event\": \"purchase\"},)"
+    R"( \"actionButton\": [{\"action\": \"later\"}]}"})";
+
+Value action(const std::string& text) { return readJSON("action", text).value; }
+Value deliver(const char* payload, const char* name = "sale") {
+  return Value::dictionary({{"do", "deliver"}, {"payload", payload}, {"name", name}});
+}
+
+/// Every document of the protocol must fit its definition.
+class Protocol {
+ public:
+  Protocol() { schema_.Parse(test::fileText(PELLION_SOURCE_DIR "/docs/lab.schema.json").c_str()); }
+  void expectFits(const std::string& kind, const std::string& text) {
+    rapidjson::Document document;
+    document.Parse(("{\"" + kind + "\":" + text + "}").c_str());
+    const rapidjson::SchemaDocument schema(schema_);
+    rapidjson::SchemaValidator validator(schema);
+    rapidjson::StringBuffer place;
+    document.Accept(validator);
+    validator.GetInvalidDocumentPointer().StringifyUriFragment(place);
+    EXPECT_TRUE(validator.IsValid()) << kind << " at " << place.GetString() << ": " << text.substr(0, 2000);
+  }
+
+ private:
+  rapidjson::Document schema_;
+};
+
+class LabPhones : public Test {
+ protected:
+  void open(const std::string& scenario) { phone_.emplace(network_, scenario, std::nullopt); }
+
+  /// Performs the actions and waits for their end, which an action that is refused shows. Returns the new messages.
+  std::vector<MessageLog::Message> perform(const std::vector<Value>& actions) {
+    for (const Value& each : actions) phone_->perform(each);
+    phone_->perform(action(R"({"do": "respond", "notification": "the end", "with": "tap"})"));
+    std::vector<MessageLog::Message> all;
+    for (bool hasEnded = false; !hasEnded;) {
+      auto news = phone_->messages().after(last_, 1000, std::chrono::seconds(60)).value();
+      for (MessageLog::Message& message : news) {
+        last_ = message.id;
+        hasEnded |= message.kind == "refused" && message.data.find("the end") != std::string::npos;
+        if (message.kind == "refused" && !hasEnded)
+          refused_ = readJSON("refused", message.data).find("error")->value.text();
+        if (message.kind == "state") state_ = readJSON("state", message.data).value;
+        if (message.kind == "chain") chain_ = readJSON("chain", message.data).value;
+        all.push_back(std::move(message));
+      }
+    }
+    return all;
+  }
+  const Value& state(const char* name) { return test::at(state_, name); }
+
+  /// Runs the kept scenario as a user would.
+  std::string testKept() {
+    const std::string path = directory_.path() / "kept.json";
+    std::ofstream(path) << phone_->scenario().value();
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = runCommandLine({"test", path}, {.out = out, .err = err});
+    return status == 0 ? "passes" : out.str() + err.str() + *phone_->scenario();
+  }
+
+  services::Network network_;
+  const test::TemporaryDirectory directory_;
+  std::optional<LabPhone> phone_;
+  std::uint64_t last_ = 0;
+  std::string refused_;
+  Value state_;
+  Value chain_;
+};
+
+const Value tap = action(R"({"do": "respond", "notification": "sale", "with": "tap"})");
+const Value openIt = action(R"({"do": "open"})");
+
+TEST_F(LabPhones, ShowWhatAppsAndUsersDoWithANotification) {
+  open(shop);
+  perform({openIt, action(R"({"do": "step", "step": {"token": "0aff"}})"), deliver(salePayload)});
+  EXPECT_EQ(state("token"), Value("0aff"));
+  const Value shown = state("notifications").elements().front();
+  EXPECT_EQ(compactJSON(shown), R"({"name":"sale","title":"Sale","subtitle":"","body":"Half price",)"
+                                R"("buttons":[{"action":"later","title":"later"}],"time":0.0,"shown":["banner"]})");
+  perform({tap, action(R"({"do": "step", "step": {"goal": "shop_purchase"}})")});
+  EXPECT_EQ(compactJSON(state("total")), R"({"delivered":1,"responded":1,"converted":1})");
+  EXPECT_EQ(compactJSON(state("opened")), R"(["shop://sale"])");
+  EXPECT_EQ(testKept(), "passes");
+}
+
+TEST_F(LabPhones, FollowTheApplicationThroughItsLife) {
+  open(shop);
+  perform({deliver(salePayload)});
+  EXPECT_EQ(state("notifications").elements().size(), 1U) << "the phone shows it without the application";
+  EXPECT_EQ(state("running"), Value(false));
+  perform({tap});
+  EXPECT_EQ(state("open"), Value(true)) << "a tap launches the application";
+  perform({action(R"({"do": "close"})"), deliver(salePayload)});
+  EXPECT_EQ(state("open"), Value(false));
+  EXPECT_EQ(state("badge"), Value(2)) << "in the background the phone counts what the sender asks for";
+  perform({action(R"({"do": "kill"})")});
+  EXPECT_EQ(state("running"), Value(false));
+  perform({deliver(R"({"aps": {"content-available": 1}, "addInfo": "{\"pellionPnID\": 7}"})", "silent")});
+  EXPECT_EQ(state("running"), Value(true)) << "it asks the platform to wake the application";
+  EXPECT_EQ(state("open"), Value(false));
+  perform({action(R"({"do": "relaunch"})"), action(R"({"do": "respond", "notification": "sale", "with": "dismiss"})")});
+  EXPECT_EQ(state("notifications").elements().size(), 1U);
+  EXPECT_EQ(testKept(), "passes") << "in spite of what the dismissal raises";
+}
+
+TEST_F(LabPhones, LetTimePassUntilNothingIsDue) {
+  open(shop);
+  perform({openIt, action(R"({"do": "wait", "seconds": 60})"),
+           Value::dictionary({{"do", "extension"}, {"payload", salePayload}}), action(R"({"do": "close"})"), openIt});
+  EXPECT_EQ(state("time"), Value(60.0));
+  perform({action(R"({"do": "wait"})")});
+  EXPECT_EQ(state("time"), Value(63.0)) << "the entry that the extension left is sent three seconds after";
+  EXPECT_EQ(compactJSON(state("total")), R"({"delivered":1,"responded":0,"converted":0})");
+  EXPECT_EQ(testKept(), "passes");
+}
+
+TEST_F(LabPhones, KeepFaultsAsScenariosThatPass) {
+  for (const char* fault : {R"({"status": 503})", R"({"connection": "refused"})", R"({"sends": "half the body"})",
+                            R"({"status": 401, "times": 1})", R"({"body": "no JSON"})"}) {
+    SCOPED_TRACE(fault);
+    last_ = 0;
+    open(shop);
+    perform({action(std::string(R"({"do": "step", "step": {"backend": )") + fault + "}}"), openIt,
+             action(R"({"do": "step", "step": {"token": "0aff"}})"), deliver(salePayload), tap});
+    EXPECT_EQ(testKept(), "passes");
+  }
+}
+
+TEST_F(LabPhones, StepThroughAnOpenedScenario) {
+  open(R"({"notifications": {"n": {"addInfo": {"pellionPnID": 7}}},
+           "steps": ["launch", {"deliver": "n"}, {"expect": {"statistics": [{"notificationid": 8}]}}, {"tap": "n"}]})");
+  perform({action(R"({"do": "next"})"), action(R"({"do": "next"})")});
+  const auto states = [this] {
+    std::string text;
+    for (const Value& step : state("steps").elements()) text += std::string(test::at(step, "state").text()) + " ";
+    return text;
+  };
+  EXPECT_EQ(states(), "done done waiting waiting ");
+  perform({action(R"({"do": "rest"})")});
+  EXPECT_EQ(states(), "done done failed waiting ") << "it stops where pellion run does";
+  EXPECT_EQ(state("hasFailed"), Value(true));
+  perform({action(R"({"do": "rest"})"), action(R"({"do": "next"})")});
+  EXPECT_THAT(refused_, HasSubstr("no step waits"));
+}
+
+TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
+  open(R"({"application": {"startsService": false, "delegate": "App", "notificationDelegate": "Center"},
+           "delegates": {"App": {"implements": {"token": {}, "background": {"result": "newData"}}},
+                         "Center": {"implements": {"foreground": {"shows": ["banner"]}, "response": {}}}},
+           "steps": ["launch",
+                     {"kit": {"name": "Ads", "does": "replaces", "of": "notificationCenter"}}, "startService",
+                     {"kit": {"name": "Late", "does": "exchanges", "of": "notificationCenter"}}]})");
+  const auto orders = [this] {
+    std::string text;
+    for (const Value& callback : test::at(chain_, "callbacks").elements()) {
+      text += std::string(test::at(callback, "callback").text()) + ":";
+      for (const Value& each : test::at(callback, "order").elements())
+        text.append(" ").append(test::at(each, "name").text());
+      for (const Value& each : test::at(callback, "missing").elements()) {
+        text.append(" without ").append(test::at(each, "name").text());
+      }
+      text += "\n";
+    }
+    return text;
+  };
+  perform({action(R"({"do": "next"})"), action(R"({"do": "next"})"), action(R"({"do": "next"})")});
+  EXPECT_EQ(orders(),
+            "token: module App\nfailure: module\nbackground: module App\n"
+            "foreground: module Ads Center\nresponse: module Ads Center\n");
+  perform({action(R"({"do": "next"})")});
+  EXPECT_EQ(orders(),
+            "token: module App\nfailure: module\nbackground: module App\n"
+            "foreground: Late module without Ads without Center\nresponse: Late module without Ads without Center\n")
+      << "the module finds no method under the kit's selector";
+  const Value center = test::at(chain_, "delegates").elements()[1];
+  EXPECT_EQ(compactJSON(center),
+            R"({"of":"notificationCenter","object":"Center","classes":[{"name":"Center","methods":[)"
+            R"({"callback":"foreground","owner":"Late","kind":"kit"},)"
+            R"({"callback":"response","owner":"Late","kind":"kit"}]}]})");
+  perform({action(R"({"do": "kill"})")});
+  EXPECT_EQ(compactJSON(chain_), R"({"delegates":[],"callbacks":[]})");
+}
+
+TEST_F(LabPhones, SendDocumentsOfTheProtocol) {
+  Protocol protocol;
+  open(shop);
+  for (const auto& [id, kind, data] : perform({openIt, deliver(salePayload), tap, action(R"({"do": "wait"})")})) {
+    protocol.expectFits(kind == "refused" ? "failure" : kind, data);
+  }
+}
+
+TEST_F(LabPhones, RefuseWhatCannotBeDone) {
+  open(shop);
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"do": "step", "step": {"lunch": {}}})", "there is no step \"lunch\"; did you mean \"launch\"?"},
+      {R"({"do": "step", "step": "activate"})", "needs a running application"},
+      {R"({"do": "deliver", "payload": "{"})", "the payload:1:2"},
+      {R"({"do": "deliver", "payload": "[]"})", "it is no JSON object"},
+      {R"({"do": "extension", "payload": "{\"aps\": {}}"})", "has no pellionPnID"},
+      {R"({"do": "respond", "notification": "other", "with": "tap"})", "there is no notification \"other\""}};
+  for (const auto& [text, error] : cases) {
+    perform({action(text)});
+    EXPECT_THAT(refused_, HasSubstr(error));
+  }
+  perform({action(R"({"do": "deliver", "payload": ")" + std::string(10'000, '[') + R"("})")});
+  EXPECT_THAT(refused_, HasSubstr("64 levels"));
+  EXPECT_FALSE(phone_->scenario()) << "none of this is a step";
+  for (const char* none :
+       {R"({"do": "fly"})", R"({"do": "deliver"})", R"({"do": 1})", R"([])", R"({"do": "open", "x": 1})"}) {
+    EXPECT_THROW(phone_->perform(action(none)), InputError) << none;
+  }
+}
+
+TEST_F(LabPhones, RefuseUnusableScenarios) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"{", "scenario:1:2"},
+      {"{}", "steps"},
+      {R"({"steps": ["lunch"]})", "did you mean \"launch\""},
+      {R"({"notifications": {"n": {"payload": "/etc/passwd"}}, "steps": []})", "names the file /etc/passwd"},
+      {R"({"configuration": {"PORTAL_ID": 7}, "steps": []})", "PORTAL_ID"}};
+  for (const auto& [text, error] : cases) {
+    try {
+      open(text);
+      ADD_FAILURE() << text;
+    } catch (const InputError& thrown) {
+      EXPECT_THAT(thrown.what(), HasSubstr(error)) << text;
+    }
+  }
+}
+
+TEST_F(LabPhones, NeverShowSecrets) {
+  open(R"({"configuration": {"PORTAL_ID": "p", "PROJECT_ID": "q", "APP_VERSION_ID": "v", "FRAMEWORK_ID": "f",
+           "DEVICE_ID": "d", "BEARER_TOKEN": "secret-bearer", "JWT_SECRET": "secret-key", "APP_META": {"name": "Shop"}},
+           "steps": []})");
+  for (const auto& message :
+       perform({openIt, deliver(salePayload),
+                action(R"({"do": "step", "step": {"configure": {"BEARER_TOKEN": "other-secret"}}})"),
+                deliver(salePayload)})) {
+    EXPECT_THAT(message.data,
+                Not(AnyOf(HasSubstr("secret-bearer"), HasSubstr("secret-key"), HasSubstr("other-secret"))));
+  }
+}
+
+TEST_F(LabPhones, EndWhileTheBackendIsSlow) {
+  open(shop);
+  phone_->perform(action(R"({"do": "step", "step": {"backend": {"delay": 60000}}})"));
+  phone_->perform(openIt);
+  phone_->perform(action(R"({"do": "step", "step": {"token": "0aff"}})"));
+  std::uint64_t last = 0;
+  for (bool isWaiting = false; !isWaiting;) {
+    const auto news = phone_->messages().after(last, 1000, std::chrono::seconds(60)).value();
+    for (const auto& message : news) {
+      last = message.id;
+      isWaiting |= message.data.find(R"("actor":"backend","what":"request")") != std::string::npos;
+    }
+  }
+  phone_.reset();  // the test's time limit shows that this does not wait for the answer
+}
+
+}  // namespace
+}  // namespace pellion
