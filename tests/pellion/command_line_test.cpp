@@ -131,12 +131,12 @@ TEST_F(CommandLine, ReportsUnusableInputInOneLine) {
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{},
-       "no command is given; the commands are backend, explain, fleet, new, run, schema, test; pellion --help shows "
-       "how it is "
-       "called"},
+       "no command is given; the commands are\n    backend, explain, fleet, lab, new, run, schema, test; pellion "
+       "--help "
+       "shows how it is called"},
       {{"explian"},
-       "not expected: explian; did you mean explain? The commands are backend, explain, fleet, new, run, schema, test; "
-       "pellion --"},
+       "not expected: explian; did you mean explain? The commands are\n    backend, explain, fleet, lab, new, run, "
+       "schema, test; pellion --"},
       {{"run"}, "SCENARIO is required; pellion run --help shows"},
       {{"test", "--jobs=1", "--junti=a"}, "not expected: --junti; did you mean --junit? The options are"},
       {{"run", missing}, missing + ": No such file or directory"},
@@ -252,7 +252,7 @@ TEST_F(CommandLine, RejectsMoreTimeThanAClockCanCount) {
 TEST_F(CommandLine, ShowsAnExampleForEachCommand) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out_.str(), ContainsRegex("^pellion [0-9.]+\n$"));
-  for (const char* command : {"run", "test", "explain", "backend", "fleet", "new", "schema"}) {
+  for (const char* command : {"run", "test", "explain", "backend", "fleet", "lab", "new", "schema"}) {
     EXPECT_EQ(run({command, "--help"}), 0);
     EXPECT_THAT(out_.str(), HasSubstr(std::string("Example: pellion ") + command));
   }

@@ -1,18 +1,13 @@
 #include "pellion/backend/backend.h"
 
-#include <arpa/inet.h>
 #include <microhttpd.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 
 #include "pellion/backend/backend_connection.h"
-#include "pellion/text/input_error.h"
 
 namespace pellion {
 namespace {
@@ -33,20 +28,6 @@ Answer tooLargeAnswer() {
   return {.status = MHD_HTTP_CONTENT_TOO_LARGE,
           .body = R"({"status":"error","message":"a body may have )" + std::to_string(Backend::largestBody) +
                   R"( bytes"})"};
-}
-
-/// Returns a socket bound to the port on loopback. Several can share it if only the last one listens.
-std::unique_ptr<Descriptor> boundSocket(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto bound = std::make_unique<Descriptor>(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const int yes = 1;
-  setsockopt(bound->get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  if (bind(bound->get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return bound;
-  throw InputError("port " + std::to_string(port) + " is not available: " + std::strerror(errno) +
-                   "; give another one, or 0 for any free port");
 }
 
 }  // namespace
@@ -108,7 +89,7 @@ Backend::Backend(Options options)
       secret_(std::move(options.secret)),
       standing_(std::move(options.answer)),
       next_(std::move(options.next)),
-      reservation_(boundSocket(options.port)),
+      reservation_(boundToLoopback(options.port)),
       port_(localPort(reservation_->get())),
       daemon_(nullptr, &MHD_stop_daemon) {
   listen();
@@ -117,7 +98,7 @@ Backend::Backend(Options options)
 Backend::~Backend() { stopListening(); }
 
 void Backend::listen() {
-  std::unique_ptr<Descriptor> listener = boundSocket(port_);
+  std::unique_ptr<Descriptor> listener = boundToLoopback(port_);
   ::listen(listener->get(), SOMAXCONN);
   MHD_OptionItem tls[] = {{MHD_OPTION_END, 0, nullptr}, {MHD_OPTION_END, 0, nullptr}, {MHD_OPTION_END, 0, nullptr}};
   if (identity_) {

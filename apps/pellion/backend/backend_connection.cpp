@@ -16,6 +16,7 @@
 #include <span>
 #include <system_error>
 
+#include "pellion/text/input_error.h"
 #include "services/http/network.h"
 
 namespace pellion {
@@ -51,6 +52,19 @@ int pollFor(std::chrono::nanoseconds duration, std::span<pollfd> events) {
 
 Descriptor::~Descriptor() {
   if (descriptor_ >= 0) close(descriptor_);
+}
+
+std::unique_ptr<Descriptor> boundToLoopback(std::uint16_t port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto bound = std::make_unique<Descriptor>(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int yes = 1;
+  setsockopt(bound->get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  if (bind(bound->get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return bound;
+  throw InputError("port " + std::to_string(port) + " is not available: " + std::strerror(errno) +
+                   "; give another one, or 0 for any free port");
 }
 
 std::uint16_t localPort(int socket) { return portOf(socket, &getsockname); }

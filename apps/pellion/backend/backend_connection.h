@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 #include "pellion/backend/answer.h"
@@ -25,6 +26,10 @@ class Descriptor {
  private:
   int descriptor_;
 };
+
+/// Returns a socket bound to the port on loopback, 0 for any free one. Several can share it if only the last one
+/// listens. Throws InputError when the port is not available.
+std::unique_ptr<Descriptor> boundToLoopback(std::uint16_t port);
 
 /// The port of the local end of a socket.
 std::uint16_t localPort(int socket);

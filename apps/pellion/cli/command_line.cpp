@@ -9,6 +9,7 @@
 #include "pellion/cli/backend_command.h"
 #include "pellion/cli/explain_command.h"
 #include "pellion/cli/fleet_command.h"
+#include "pellion/cli/lab_command.h"
 #include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
 #include "pellion/cli/test_command.h"
@@ -247,13 +248,14 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
       "Examples:\n  pellion run examples/scenarios/a_day.json\n  pellion test examples/scenarios\n"
       "  pellion new sale --from examples/payloads/sale.json\n"
       "  pellion explain examples/payloads/sale.json\n  pellion backend --port 8080\n"
-      "  pellion fleet examples/fleet/morning.json\n\n"
+      "  pellion fleet examples/fleet/morning.json\n  pellion lab --open\n\n"
       "Exit status: 0 as expected, 1 an expectation failed or a payload has errors, 2 input that cannot be used.");
   RunArguments runArguments;
   TestArguments testArguments;
   testArguments.suite.jobs = std::max(1U, std::thread::hardware_concurrency());
   BackendArguments backendArguments;
   FleetArguments fleetArguments;
+  LabArguments labArguments;
   ExplainArguments explainArguments;
   NewArguments newArguments;
   defineNew(app, newArguments);
@@ -262,6 +264,7 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
   defineExplain(app, explainArguments);
   defineBackend(app, backendArguments);
   defineFleet(app, fleetArguments);
+  defineLab(app, labArguments);
   defineSchema(app);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the parser takes the last one first
@@ -271,6 +274,10 @@ int parseAndRun(const std::vector<std::string>& arguments, const Surroundings& s
     if (app.got_subcommand("test")) return test(testArguments, surroundings);
     if (app.got_subcommand("fleet")) return runFleet(fleetArguments, surroundings);
     if (app.got_subcommand("explain")) return runExplain(explainArguments, surroundings);
+    if (app.got_subcommand("lab")) {
+      runLab(labArguments, surroundings);
+      return passed;
+    }
     if (app.got_subcommand("backend")) {
       runBackend(backendArguments, surroundings);
       return passed;

@@ -1,7 +1,6 @@
 #include "pellion/document/scenario.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 
 #include "pellion/document/configuration_check.h"
@@ -13,26 +12,15 @@
 namespace pellion {
 namespace {
 
-/// RFC 3986, 3.1
-bool isScheme(const platform::Value& value) {
-  const std::string_view text = value.text();
-  return !text.empty() && std::isalpha(static_cast<unsigned char>(text.front())) != 0 &&
-         std::ranges::all_of(text, [](unsigned char character) {
-           return std::isalnum(character) != 0 || character == '+' || character == '-' || character == '.';
-         });
-}
-
-const Shape schemeShape{"the scheme of a URL, such as \"shop\"", isScheme};
-const Shape listOfSchemes{"a list of schemes", isList, {}, &schemeShape};
 const Shape notificationsByName{"an object of notifications by name", isObject, {}, &notificationShape};
 const Shape listOfSteps{"a list of at least one step, such as \"launch\"",
                         [](const platform::Value& value) { return isList(value) && !value.elements().empty(); }};
 const Field documentFields[] = {{"name", &shapes::text},
                                 {"description", &shapes::text},
                                 {"configuration", &sharedConfigurationShape},
-                                {"urlSchemes", &listOfSchemes},
-                                {"queriedSchemes", &listOfSchemes},
-                                {"installedSchemes", &listOfSchemes},
+                                {"urlSchemes", &shapes::schemes},
+                                {"queriedSchemes", &shapes::schemes},
+                                {"installedSchemes", &shapes::schemes},
                                 {"notifications", &notificationsByName},
                                 {"delegates", &delegatesShape},
                                 {"application", &applicationShape},

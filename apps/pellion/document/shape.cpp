@@ -37,6 +37,17 @@ bool isSeconds(const Value& value) {
   return isIntegerIn(value, 0, static_cast<std::int64_t>(tenYears));
 }
 
+/// RFC 3986, 3.1
+bool isScheme(const Value& value) {
+  const std::string_view text = value.text();
+  return !text.empty() && std::isalpha(static_cast<unsigned char>(text.front())) != 0 &&
+         std::ranges::all_of(text, [](unsigned char character) {
+           return std::isalnum(character) != 0 || character == '+' || character == '-' || character == '.';
+         });
+}
+
+const Shape schemeShape{"the scheme of a URL, such as \"shop\"", isScheme};
+
 /// The server sets the fields that say where an answer ends: a scenario's own would contradict them by accident.
 bool isHeadersToSend(const Value& value) {
   constexpr std::string_view servers[] = {"content-length", "transfer-encoding", "connection"};
@@ -171,6 +182,7 @@ const Shape hexOrNull{"hexadecimal digits, two for each byte, such as \"0aff00\"
 const Shape textsByName{"an object of strings by name, null for absent", isObject, {}, &textOrNull};
 const Shape hexByName{"an object of hexadecimal strings by name, null for absent", isObject, {}, &hexOrNull};
 const Shape texts{"a list of strings", isList, {}, &text};
+const Shape schemes{"a list of schemes", isList, {}, &schemeShape};
 const Shape headersToSend{
     "an object of header fields and their values, without Content-Length, Transfer-Encoding and Connection, which "
     "the server sets itself; to send others of these, give the whole response as \"raw\"",

@@ -47,6 +47,7 @@ extern const Shape hexOrNull;        ///< null for absent
 extern const Shape textsByName;      ///< an object of texts, null for absent
 extern const Shape hexByName;        ///< an object of hex, null for absent
 extern const Shape texts;            ///< a list
+extern const Shape schemes;          ///< a list of schemes of URLs
 extern const Shape headersToSend;    ///< an object: field names and values permitted in an answer
 }  // namespace shapes
 

@@ -69,6 +69,20 @@ std::size_t limitOf(const Payload& payload) {
   return payload.isVoIP ? Explanation::largestVoIPPayload : Explanation::largestPayload;
 }
 
+/// In the order of their places.
+std::vector<Finding> findingsOf(const Payload& payload, Problems problems) {
+  std::vector<Finding> findings;
+  for (Problem& problem : problems) {
+    findings.push_back({problem.level, std::move(problem.code), payload.place(problem.spot), std::move(problem.text),
+                        std::move(problem.remedy), std::move(problem.correction)});
+  }
+  std::ranges::stable_sort(findings, {}, [](const Finding& finding) {
+    const Position inner = finding.place.inText ? finding.place.inText->position.value_or(Position{}) : Position{};
+    return std::tuple(finding.place.position.line, finding.place.position.column, inner.line, inner.column);
+  });
+  return findings;
+}
+
 std::string buttonNames(const Payload& payload) {
   std::string names;
   for (const std::string& name : buttonIdentifiers(payload)) names += (names.empty() ? "" : ", ") + inQuotes(name);
@@ -194,14 +208,7 @@ Explanation Explainer::explain(std::string_view file, std::string_view text, boo
   } else if (withAccount) {
     explanation.happenings = observeHappenings(payload, phone_);
   }
-  for (Problem& problem : problems) {
-    explanation.findings.push_back({problem.level, std::move(problem.code), payload.place(problem.spot),
-                                    std::move(problem.text), std::move(problem.remedy)});
-  }
-  std::ranges::stable_sort(explanation.findings, {}, [](const Finding& finding) {
-    const Position inner = finding.place.inText ? finding.place.inText->position.value_or(Position{}) : Position{};
-    return std::tuple(finding.place.position.line, finding.place.position.column, inner.line, inner.column);
-  });
+  explanation.findings = findingsOf(payload, std::move(problems));
   return explanation;
 }
 
@@ -215,6 +222,16 @@ std::string Explainer::corrected(std::string_view file, std::string_view text) {
     payload = read(file, compactJSON(pellion::corrected(payload, next->correction)));
   }
   return prettyJSON(payload.value());
+}
+
+std::string Explainer::corrected(std::string_view file, std::string_view text, std::size_t finding) {
+  Payload payload = read(file, text);
+  const std::vector<Finding> findings = findingsOf(payload, problemsOf(payload));
+  if (finding >= findings.size() || findings[finding].correction.empty()) {
+    throw InputError("no correction belongs to finding " + std::to_string(finding) +
+                     " of this payload; explain the payload again");
+  }
+  return prettyJSON(pellion::corrected(payload, findings[finding].correction));
 }
 
 }  // namespace pellion

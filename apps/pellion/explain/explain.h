@@ -52,6 +52,9 @@ class Explainer {
 
   /// The payload after all corrections that are certain, as a JSON document. Throws InputError as above.
   std::string corrected(std::string_view file, std::string_view text);
+  /// The payload after the correction of one finding, which explain() numbers from 0. Throws InputError also if that
+  /// finding does not exist or has no correction.
+  std::string corrected(std::string_view file, std::string_view text, std::size_t finding);
 
  private:
   Problems problemsOf(Payload& payload);
@@ -62,6 +65,14 @@ class Explainer {
   ExplainOptions options_;
   ExplainPhone phone_;
 };
+
+/// What happenings with the same outcome lead to, in a few words.
+struct SummaryLine {
+  std::string happenings;  ///< "tapped, button \"buy\" tapped"; empty if nothing can happen to the notification
+  std::string outcome;     ///< "recorded, opens https://shop.example/sale"
+  bool isGood = false;
+};
+std::vector<SummaryLine> summaryOf(const Explanation& explanation);
 
 struct TextLayout {
   bool inColour = false;

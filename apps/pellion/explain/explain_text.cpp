@@ -63,6 +63,24 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
   return lines;
 }
 
+SummaryLine summaryOf(const Happening& happening) {
+  std::string heading = headingOf(happening);
+  if (happening.raised) {
+    const bool isCounted = !happening.recorded.results.empty();
+    return {std::move(heading),
+            std::string(isCounted ? "recorded, then" : "not recorded:") + " raises " + happening.raised->name, false};
+  }
+  if (happening.recorded.results.empty()) {
+    return {std::move(heading), "not recorded: " + happening.recorded.why, false};
+  }
+  std::string text = "recorded";
+  const bool fails = happening.opened.state == State::stopped;
+  for (const Value& url : happening.opened.results) text += ", opens " + elided(textOf(url));
+  for (const Value& goal : happening.goal.results) text += ", waits for the goal " + elided(textOf(goal));
+  if (fails) text += ", opens nothing: " + happening.opened.why;  // last, for it may be sentences
+  return {std::move(heading), std::move(text), !fails};
+}
+
 struct Row {
   const char* label;
   const char* mark;
@@ -95,24 +113,14 @@ class Table {
   /// One line for all happenings with the same short outcome.
   void summarize(const Explanation& explanation) {
     writeSize(explanation);
-    std::vector<Row> rows;
-    std::vector<std::string> headings;
-    for (const Happening& happening : explanation.happenings) {
-      const bool isShown = happening.isDescribed() || (happening.kind == Kind::goal && !happening.name.empty());
-      if (!isShown || !happening.note.empty()) continue;
-      Row row = shortRowOf(happening);
-      if (!rows.empty() && rows.back() == row) {
-        headings.back() += ", " + headingOf(happening);
-      } else {
-        rows.push_back(std::move(row));
-        headings.push_back(headingOf(happening));
+    for (const SummaryLine& line : summaryOf(explanation)) {
+      if (line.happenings.empty()) {
+        writeWrapped("  ", line.outcome, Ink::faint);
+        continue;
       }
+      writeWrapped("  ", line.happenings, Ink::strong);
+      writeWrapped(line.isGood ? "    ✓ " : "    ✗ ", line.outcome, line.isGood ? Ink::good : Ink::bad);
     }
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-      writeWrapped("  ", headings[i], Ink::strong);
-      writeWrapped("    " + std::string(rows[i].mark), rows[i].text, rows[i].ink);
-    }
-    if (rows.empty()) writeWrapped("  ", "the platform neither presents it nor wakes the application", Ink::faint);
   }
 
  private:
@@ -159,25 +167,6 @@ class Table {
          << '\n';
   }
 
-  /// "recorded, opens https://shop.example/sale"
-  static Row shortRowOf(const Happening& happening) {
-    if (happening.raised) {
-      const bool isCounted = !happening.recorded.results.empty();
-      return {"", "✗ ",
-              std::string(isCounted ? "recorded, then" : "not recorded:") + " raises " + happening.raised->name,
-              Ink::bad};
-    }
-    if (happening.recorded.results.empty()) {
-      return {"", "✗ ", "not recorded: " + happening.recorded.why, Ink::bad};
-    }
-    std::string text = "recorded";
-    const bool fails = happening.opened.state == State::stopped;
-    for (const Value& url : happening.opened.results) text += ", opens " + elided(textOf(url));
-    for (const Value& goal : happening.goal.results) text += ", waits for the goal " + elided(textOf(goal));
-    if (fails) text += ", opens nothing: " + happening.opened.why;  // last, for it may be sentences
-    return {"", fails ? "✗ " : "✓ ", text, fails ? Ink::bad : Ink::good};
-  }
-
   void writeWrapped(const std::string& indentation, const std::string& text, Ink ink) {
     const std::size_t width = columns(indentation);
     const auto lines = wrapped(text, width_ - width);
@@ -196,6 +185,22 @@ class Table {
 };
 
 }  // namespace
+
+std::vector<SummaryLine> summaryOf(const Explanation& explanation) {
+  std::vector<SummaryLine> lines;
+  for (const Happening& happening : explanation.happenings) {
+    const bool isShown = happening.isDescribed() || (happening.kind == Kind::goal && !happening.name.empty());
+    if (!isShown || !happening.note.empty()) continue;
+    SummaryLine line = summaryOf(happening);
+    if (!lines.empty() && lines.back().outcome == line.outcome && lines.back().isGood == line.isGood) {
+      lines.back().happenings += ", " + line.happenings;
+    } else {
+      lines.push_back(std::move(line));
+    }
+  }
+  if (lines.empty()) lines.push_back({"", "the platform neither presents it nor wakes the application", false});
+  return lines;
+}
 
 void writeFindings(std::ostream& out, const Explanation& explanation, const TextLayout& layout) {
   const auto write = [&](std::string_view text, Ink ink) { out << painted(text, ink, layout.inColour); };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "pellion/payload/problem.h"
 
@@ -13,6 +14,7 @@ struct Finding {
   Place place;
   std::string text;
   std::string remedy;
+  std::vector<Edit> correction = {};  ///< empty where only the author knows what is meant
 };
 
 inline const char* nameOf(Level level) { return level == Level::error ? "error" : "warning"; }

@@ -1,26 +1,11 @@
 #include "pellion/lab/lab.h"
 
-#include <openssl/rand.h>
-
-#include <array>
-#include <cstdint>
-#include <new>
 #include <utility>
 #include <vector>
 
-#include "value/hexadecimal.h"
+#include "pellion/lab/lab_request.h"
 
 namespace pellion {
-namespace {
-
-/// 64 random bits: no page guesses the phone of another.
-std::string newID() {
-  std::array<std::uint8_t, 8> bytes{};
-  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) throw std::bad_alloc();
-  return value::hexText(bytes);
-}
-
-}  // namespace
 
 Lab::~Lab() { endMessages(); }
 
@@ -37,7 +22,7 @@ std::string Lab::open(const std::string& scenario, std::optional<std::string> se
   auto phone = std::make_shared<LabPhone>(network_, scenario, std::move(server));  // takes time: without the lock
   const std::lock_guard lock(mutex_);
   refuseTooMany();
-  const std::string id = newID();
+  const std::string id = randomHex(8);  // no page guesses the phone of another
   phones_.emplace(id, std::move(phone));
   return id;
 }
