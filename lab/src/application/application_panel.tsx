@@ -57,6 +57,7 @@ function Description() {
       />
       <JsonEditor
         label="The application: the head of a scenario"
+        isLarge
         text={text.value}
         onText={(next) => {
           text.value = next;

@@ -41,27 +41,29 @@ function CallbackDrawing({ callback: { callback, order, missing, raised } }: { c
       <h4>
         {callbackWords[callback]} <span class="faint code small">{callback}</span>
       </h4>
-      {order.length === 0 ? (
-        <p class="faint small">Nobody is called.</p>
-      ) : (
-        <ol class="chain" aria-label={`Called in this order: ${callbackWords[callback]}`}>
-          {order.map((participant, index) => (
-            <li key={`${index} ${participant.name}`} class="chain-link">
-              <Box participant={participant} />
-            </li>
-          ))}
-        </ol>
-      )}
-      {missing.length > 0 && (
-        <ul class="missing" aria-label="Conflict: not called">
-          {missing.map((participant) => (
-            <li key={participant.name}>
-              <Box participant={participant} /> <strong class="bad">is not called</strong>
-            </li>
-          ))}
-        </ul>
-      )}
-      {raised !== null && <p class="bad small">Raises {raised}</p>}
+      <div class="callback-drawing">
+        {order.length === 0 ? (
+          <p class="faint small">Nobody is called.</p>
+        ) : (
+          <ol class="chain" aria-label={`Called in this order: ${callbackWords[callback]}`}>
+            {order.map((participant, index) => (
+              <li key={`${index} ${participant.name}`} class="chain-link">
+                <Box participant={participant} />
+              </li>
+            ))}
+          </ol>
+        )}
+        {missing.length > 0 && (
+          <ul class="missing" aria-label="Conflict: not called">
+            {missing.map((participant) => (
+              <li key={participant.name}>
+                <Box participant={participant} /> <strong class="bad">is not called</strong>
+              </li>
+            ))}
+          </ul>
+        )}
+        {raised !== null && <p class="bad small">Raises {raised}</p>}
+      </div>
     </section>
   );
 }
@@ -89,7 +91,7 @@ function DelegateClasses({ delegate: { of, object, classes } }: { delegate: Dele
               <ul class="methods">
                 {methods.map(({ callback, owner, kind }) => (
                   <li key={callback} class={`method method-${kind}`}>
-                    <span class="code">{callback}</span>{" "}
+                    <span class="code">{callback}:</span>{" "}
                     <span class="method-owner">{kind === "module" ? "the module's" : `code of ${owner}`}</span>
                   </li>
                 ))}

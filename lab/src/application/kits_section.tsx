@@ -96,7 +96,7 @@ export function KitsSection() {
         Other kits change the delegates too. Installed:{" "}
         {installed.length === 0 ? "none" : <span class="code">{installed.join(", ")}</span>}.
       </p>
-      <div class="row">
+      <div class="row row-kit">
         <Field
           label="Name"
           value={name.value}

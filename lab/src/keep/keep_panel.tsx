@@ -62,6 +62,9 @@ function Download() {
 
 const marks: Record<Step["state"], string> = { done: "✓", failed: "✗", waiting: "○" };
 
+/** A step without an argument is written as its name alone. */
+const shortened = (step: string) => /^\{"(\w+)":\{\}\}$/.exec(step)?.[1] ?? step;
+
 function Steps() {
   const steps = state.value?.steps ?? [];
   const waiting = steps.filter((step) => step.state === "waiting").length;
@@ -96,7 +99,7 @@ function Steps() {
               {marks[step.state]}
             </span>
             <span class="hidden-text">{step.state}: </span>
-            <code class="code">{step.text}</code>
+            <code class="code">{shortened(step.text)}</code>
           </li>
         ))}
       </ol>

@@ -74,11 +74,30 @@ function headline({ findings, unusable }: Explanation): string {
   return findings.length === 1 ? "1 finding" : `${findings.length} findings`;
 }
 
+/** In a few words, beside the editor. */
+export function Verdict() {
+  const explanation = explained.value?.explanation;
+  if (!explanation) return null;
+  const { findings, unusable, bytes, limit } = explanation;
+  const hasErrors = unusable !== null || findings.some(({ level }) => level === "error");
+  const kind = hasErrors ? "verdict-bad" : findings.length > 0 ? "verdict-warn" : "verdict-good";
+  return (
+    <span class="bar-end small">
+      <span class={`verdict ${kind}`}>{headline(explanation)}</span>
+      {!unusable && (
+        <span class={bytes > limit ? "bad" : "faint"}>
+          {bytes} of {limit} bytes
+        </span>
+      )}
+    </span>
+  );
+}
+
 export function Findings() {
   if (explainFailure.value !== null) return <p class="notice notice-failure">{explainFailure.value}</p>;
   const explanation = explained.value?.explanation;
   if (!explanation) return <p class="empty">The payload is being checked.</p>;
-  const { findings, unusable, summary, bytes, limit } = explanation;
+  const { findings, unusable, summary } = explanation;
   const fixableCount = findings.filter(({ fixable }) => fixable).length;
   return (
     <div class="explanation">
@@ -86,11 +105,6 @@ export function Findings() {
         <h3 class="label" id="findings-title">
           {headline(explanation)}
         </h3>
-        {!unusable && (
-          <span class={bytes > limit ? "bad small" : "faint small"}>
-            {bytes} of {limit} bytes
-          </span>
-        )}
         {fixableCount > 1 && (
           <div class="bar-end">
             <Button class="button button-small" onPress={() => applyFix()}>

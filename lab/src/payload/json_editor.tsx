@@ -16,7 +16,7 @@ interface Props {
   marks?: Mark[];
   onText: (text: string) => void;
   onSubmit?: () => void;
-  isSmall?: boolean;
+  isLarge?: boolean;
 }
 
 /** Marks a change that the page makes, not the user. */
@@ -132,5 +132,5 @@ export function JsonEditor(props: Props) {
     if (view.current) showMarks(view.current, props.marks ?? []);
   }, [props.marks, props.text]);
 
-  return <div class={props.isSmall ? "editor editor-small" : "editor"} ref={place} />;
+  return <div class={props.isLarge ? "editor editor-large" : "editor"} ref={place} />;
 }

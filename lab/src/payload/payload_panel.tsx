@@ -5,7 +5,7 @@ import { Button } from "../controls/button";
 import { Select } from "../controls/field";
 import { obstacle } from "../state/session";
 import { findAddInfo } from "./add_info";
-import { Findings } from "./findings";
+import { Findings, Verdict } from "./findings";
 import { JsonEditor } from "./json_editor";
 import { compact, pretty } from "./json_tokens";
 import { addInfoMarks, type Mark, payloadMarks } from "./marks";
@@ -63,14 +63,7 @@ function AddInfoEditor({ onSubmit }: { onSubmit: () => void }) {
     writeAddInfo(text);
   };
   return (
-    <JsonEditor
-      label="addInfo as JSON"
-      isSmall
-      text={shown.value}
-      marks={marks.value}
-      onText={write}
-      onSubmit={onSubmit}
-    />
+    <JsonEditor label="addInfo as JSON" text={shown.value} marks={marks.value} onText={write} onSubmit={onSubmit} />
   );
 }
 
@@ -99,7 +92,10 @@ export function PayloadPanel() {
           </Button>
         </div>
       </div>
-      <h3 class="label">Payload</h3>
+      <div class="bar">
+        <h3 class="label">Payload</h3>
+        <Verdict />
+      </div>
       <JsonEditor
         label="Payload"
         text={payloadText.value}

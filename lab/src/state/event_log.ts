@@ -15,7 +15,13 @@ const omitted: Record<string, string> = { "module log": "module log", "shared st
 
 const categoryOf = ({ actor, what }: LabEvent) => omitted[`${actor} ${what}`] ?? actor;
 
-const titleOf = ({ lines, what }: LabEvent) => lines[0]?.map(([text]) => text).join("") || what;
+/** For events that pellion run omits, what names them best. */
+function ownTitle({ what, details }: LabEvent): string {
+  const name = details.text ?? details.name ?? details.path ?? details.url ?? details.suite;
+  return typeof name === "string" ? `${what}: ${name.trim().split("\n", 1)[0]}` : what;
+}
+
+const titleOf = (event: LabEvent) => event.lines[0]?.map(([text]) => text).join("") || ownTitle(event);
 
 export class EventLog {
   /** Grows; replaced when another phone starts. */

@@ -1,4 +1,5 @@
-import type { Span } from "../generated/protocol";
+import type { Event as LabEvent, Span } from "../generated/protocol";
+import type { Statistics } from "../generated/trace";
 import type { Entry } from "../state/event_log";
 import { memo } from "./memo";
 import { Answer, isRequest, Request } from "./request";
@@ -37,6 +38,17 @@ function Details({ entry }: { entry: Entry }) {
   return <pre>{JSON.stringify(details, null, 2)}</pre>;
 }
 
+/** What a request reports, beside its first line. */
+function Counted({ event: { details } }: { event: LabEvent }) {
+  const statistics = details.statistics as Statistics | undefined;
+  if (!statistics) return null;
+  return statistics.map(({ notificationid, name }, index) => (
+    <span key={`${index} ${name}`} class="counted">
+      {JSON.stringify(notificationid)} {name}
+    </span>
+  ));
+}
+
 interface Props {
   entry: Entry;
   isOpen: boolean;
@@ -71,7 +83,13 @@ export const Row = memo(function Row({ entry, isOpen, hasTime, isReachable, inde
       >
         <span class={hasTime ? "event-time" : "event-time event-time-same"}>{timeText(event.time)}</span>
         <span class={`event-actor actor-${event.actor.replaceAll(" ", "-")}`}>{event.actor}</span>
-        <span class="event-title">{first ? <Spans line={first} /> : title}</span>
+        <span class="event-title">
+          {first ? <Spans line={first} /> : title}
+          <Counted event={event} />
+        </span>
+        <span class="event-fold" aria-hidden="true">
+          {isOpen ? "▾" : "▸"}
+        </span>
       </button>
       {isOpen && (
         <div class="event-details">

@@ -40,7 +40,7 @@ function Search() {
 }
 
 function Empty() {
-  const isFiltered = log.value.entries.length > 0;
+  const isFiltered = log.value.entries.some(({ event }) => event.actor !== "scenario");
   return (
     <p class="empty">
       {isFiltered ? "No event matches the filter." : "Nothing has happened yet: open the application."}
@@ -52,11 +52,12 @@ export function TimelinePanel() {
   shownVersion.value;
   const all = log.value.entries.length;
   const isEmpty = shown.length === 0;
+  const hasHappened = log.value.entries.some(({ event }) => event.actor !== "scenario");
   return (
     <>
       <div class="bar">
         <h2 id="timeline-title">Timeline</h2>
-        <span class="faint small">{all === shown.length ? all : `${shown.length} of ${all}`} events</span>
+        <span class="faint small">{all === shown.length ? all : `${shown.length} of ${all}`}</span>
         <div class="bar-end">
           <Button class="button button-small" onPress={unfoldAll}>
             Unfold all
@@ -82,7 +83,8 @@ export function TimelinePanel() {
           <Categories />
         </div>
       )}
-      {isEmpty ? <Empty /> : <EventList />}
+      {isEmpty || !hasHappened ? <Empty /> : null}
+      {!isEmpty && <EventList />}
     </>
   );
 }
