@@ -1,14 +1,12 @@
 #include "pellion/lab/lab_explainer.h"
 
 #include <gmock/gmock.h>
-#include <rapidjson/document.h>
-#include <rapidjson/schema.h>
 
 #include <filesystem>
 #include <future>
 
-#include "pellion/text/json_reader.h"
 #include "pellion/text/json_writer.h"
+#include "tests/lab/protocol.h"
 #include "tests/support/cases.h"
 
 namespace pellion {
@@ -18,29 +16,6 @@ using namespace testing;
 using platform::Value;
 
 const std::string payloads = PELLION_SOURCE_DIR "/examples/payloads/";
-
-/// The definition of that name in the lab's schema.
-class Definition {
- public:
-  explicit Definition(const std::string& name) {
-    const Value schema = readJSON("schema", test::fileText(PELLION_SOURCE_DIR "/docs/lab.schema.json")).value;
-    const Value reference = Value::dictionary({{"$ref", "#/definitions/" + name}});
-    document_.Parse(compactJSON(Value::dictionary({{"definitions", test::at(schema, "definitions")},
-                                                   {"allOf", Value::list({reference})}}))
-                        .c_str());
-    schema_.emplace(document_);
-  }
-  [[nodiscard]] bool fits(const Value& value) const {
-    rapidjson::Document document;
-    document.Parse(compactJSON(value).c_str());
-    rapidjson::SchemaValidator validator(*schema_);
-    return document.Accept(validator);
-  }
-
- private:
-  rapidjson::Document document_;
-  std::optional<rapidjson::SchemaDocument> schema_;
-};
 
 std::vector<std::string> codesOf(const Value& explanation) {
   std::vector<std::string> codes;
@@ -53,20 +28,18 @@ bool isFixable(const Value& document) { return test::at(document, "fixable") == 
 
 TEST(LabExplainer, GivesTheDocumentsOfTheSchemaForEveryExample) {
   LabExplainer explainer;
-  const Definition explanations("explanation");
-  const Definition fixedPayloads("fixed");
-  EXPECT_FALSE(explanations.fits(Value::dictionary({{"bytes", 1}})));
+  test::Protocol protocol;
   std::size_t corrected = 0;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(payloads)) {
     if (!entry.is_regular_file()) continue;
     const std::string text = test::fileText(entry.path());
     const Value explanation = explainer.explanation(text, {});
-    EXPECT_TRUE(explanations.fits(explanation)) << entry.path() << compactJSON(explanation);
+    protocol.expectFits("explanation", compactJSON(explanation));
     const Value& why = test::at(explanation, "unusable");
     if (!why.isNull()) {
       if (!isFixable(why)) continue;
       const Value fixed = explainer.fixed(text, {}, std::nullopt);
-      EXPECT_TRUE(fixedPayloads.fits(fixed)) << entry.path();
+      protocol.expectFits("fixed", compactJSON(fixed));
       EXPECT_TRUE(test::at(explainer.explanation(test::textAt(fixed, "payload"), {}), "unusable").isNull());
       continue;
     }
@@ -77,7 +50,7 @@ TEST(LabExplainer, GivesTheDocumentsOfTheSchemaForEveryExample) {
         continue;
       }
       const Value fixed = explainer.fixed(text, {}, i);
-      EXPECT_TRUE(fixedPayloads.fits(fixed)) << entry.path();
+      protocol.expectFits("fixed", compactJSON(fixed));
       const Value left = explainer.explanation(test::textAt(fixed, "payload"), {});
       EXPECT_NE(compactJSON(test::at(left, "findings")), compactJSON(test::at(explanation, "findings")))
           << entry.path();
@@ -113,7 +86,7 @@ TEST(LabExplainer, CorrectsOneFindingOrAll) {
 
 TEST(LabExplainer, SaysWhyATextIsNoPayload) {
   LabExplainer explainer;
-  const Definition explanations("explanation");
+  test::Protocol protocol;
   const std::tuple<std::string, const char*, bool> cases[] = {
       {"", "the document is empty", false},
       {"[1]", "", false},
@@ -124,14 +97,14 @@ TEST(LabExplainer, SaysWhyATextIsNoPayload) {
   };
   for (const auto& [payload, text, fixable] : cases) {
     const Value explanation = explainer.explanation(payload, {});
-    EXPECT_TRUE(explanations.fits(explanation)) << compactJSON(explanation);
+    protocol.expectFits("explanation", compactJSON(explanation));
     const Value& why = test::at(explanation, "unusable");
     ASSERT_FALSE(why.isNull()) << payload.substr(0, 80);
     EXPECT_THAT(test::textAt(why, "text"), HasSubstr(text));
     EXPECT_EQ(isFixable(why), fixable) << payload.substr(0, 80);
   }
   const std::string deep = R"({"aps": {"alert": "A"}, "addInfo": ")" + std::string(10'000, '[') + "\"}";
-  EXPECT_TRUE(explanations.fits(explainer.explanation(deep, {})));
+  protocol.expectFits("explanation", compactJSON(explainer.explanation(deep, {})));
 }
 
 TEST(LabExplainer, KnowsTheSchemesOfEachRequestOnAnyThread) {

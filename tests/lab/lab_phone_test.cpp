@@ -3,9 +3,6 @@
 #include "pellion/lab/lab_phone.h"
 
 #include <gmock/gmock.h>
-#include <rapidjson/document.h>
-#include <rapidjson/schema.h>
-#include <rapidjson/stringbuffer.h>
 
 #include <fstream>
 #include <sstream>
@@ -13,6 +10,7 @@
 #include "pellion/cli/command_line.h"
 #include "pellion/text/json_reader.h"
 #include "pellion/text/json_writer.h"
+#include "tests/lab/protocol.h"
 #include "tests/support/cases.h"
 #include "tests/support/temporary_directory.h"
 
@@ -32,25 +30,6 @@ Value action(const std::string& text) { return readJSON("action", text).value; }
 Value deliver(const char* payload, const char* name = "sale") {
   return Value::dictionary({{"do", "deliver"}, {"payload", payload}, {"name", name}});
 }
-
-/// Every document of the protocol must fit its definition.
-class Protocol {
- public:
-  Protocol() { schema_.Parse(test::fileText(PELLION_SOURCE_DIR "/docs/lab.schema.json").c_str()); }
-  void expectFits(const std::string& kind, const std::string& text) {
-    rapidjson::Document document;
-    document.Parse(("{\"" + kind + "\":" + text + "}").c_str());
-    const rapidjson::SchemaDocument schema(schema_);
-    rapidjson::SchemaValidator validator(schema);
-    rapidjson::StringBuffer place;
-    document.Accept(validator);
-    validator.GetInvalidDocumentPointer().StringifyUriFragment(place);
-    EXPECT_TRUE(validator.IsValid()) << kind << " at " << place.GetString() << ": " << text.substr(0, 2000);
-  }
-
- private:
-  rapidjson::Document schema_;
-};
 
 class LabPhones : public Test {
  protected:
@@ -211,7 +190,7 @@ TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
 }
 
 TEST_F(LabPhones, SendDocumentsOfTheProtocol) {
-  Protocol protocol;
+  test::Protocol protocol;
   open(shop);
   for (const auto& [id, kind, data] : perform({openIt, deliver(salePayload), tap, action(R"({"do": "wait"})")})) {
     protocol.expectFits(kind == "refused" ? "failure" : kind, data);
