@@ -7,6 +7,8 @@ set_property(CACHE PELLION_LAB PROPERTY STRINGS AUTO ON OFF)
 set(lab ${PROJECT_SOURCE_DIR}/lab)
 set(lab_page ${lab}/dist)
 file(GLOB_RECURSE lab_sources CONFIGURE_DEPENDS ${lab}/src/* ${lab}/scripts/* ${lab}/package*.json ${lab}/tsconfig*.json)
+file(GLOB_RECURSE lab_examples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/payloads/*.json
+     ${PROJECT_SOURCE_DIR}/examples/scenarios/*.json)  # the page offers them
 list(FILTER lab_sources EXCLUDE REGEX "/(node_modules|generated)/")
 find_program(PELLION_NPM npm)
 
@@ -39,7 +41,7 @@ if(PELLION_HAS_LAB_PAGE)
   add_custom_command(OUTPUT ${compressed} BYPRODUCTS ${files}
                      COMMAND ${PELLION_NPM} run --silent build
                      COMMAND gzip -9nkf ${files}
-                     DEPENDS ${installed} ${lab_sources} WORKING_DIRECTORY ${lab} VERBATIM
+                     DEPENDS ${installed} ${lab_sources} ${lab_examples} WORKING_DIRECTORY ${lab} VERBATIM
                      COMMENT "Building the page of pellion lab")
   target_sources(pellion_app PRIVATE ${compressed})
   set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/lab_page_files.cpp PROPERTIES OBJECT_DEPENDS "${compressed}")

@@ -36,6 +36,8 @@ configure() {
   local preset=$1 log="$root/build/$1/configure.log"
   shift
   mkdir -p "$root/build/$preset"
+  # The page of the lab needs Node; in the program of ./run only `./run lab` asks for it, once.
+  [[ $preset != release ]] || grep -qs '^PELLION_LAB:' "$root/build/release/CMakeCache.txt" || set -- -DPELLION_LAB=OFF "$@"
   [[ -t 3 ]] || printf 'Configuring build/%s\n' "$preset" >&3
   if ! (cd "$root" && cmake --preset "$preset" "$@") > "$log" 2>&1; then
     cat "$log" >&2
@@ -56,6 +58,14 @@ build() {
     sed -n '/^FAILED: /,$ { /^\[[0-9]*\/[0-9]*\] /! p }' "$directory/build.log" >&2
     return 1
   fi
+}
+
+# build_lab [TARGET...]: builds the release preset with the page of the lab.
+build_lab() {
+  if ! grep -qs '^PELLION_LAB:[A-Z]*=ON$' "$root/build/release/CMakeCache.txt"; then
+    configure release -DPELLION_LAB=ON || return
+  fi
+  build release "$@"
 }
 
 # build_benchmarks [TARGET...]: builds the release preset with the benchmarks.
