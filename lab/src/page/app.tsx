@@ -47,6 +47,7 @@ const places: { id: View; text: string }[] = [
 ];
 
 function Places() {
+  const conflicts = conflictsIn(chain.value);
   return (
     <nav class="places" aria-label="Sections">
       {places.map(({ id, text }) => (
@@ -58,6 +59,12 @@ function Places() {
           onClick={() => show(id)}
         >
           {text}
+          {id === "application" && conflicts > 0 && (
+            <span class="count">
+              {conflicts}
+              <span class="hidden-text"> {conflicts === 1 ? "conflict" : "conflicts"}</span>
+            </span>
+          )}
         </button>
       ))}
     </nav>

@@ -7,7 +7,7 @@ export interface Entry {
   event: LabEvent;
   /** What the filter chooses by: the actor, except for events that pellion run omits. */
   category: string;
-  /** The first line as text. */
+  /** The first line as text, or what takes its place. */
   title: string;
 }
 
@@ -15,13 +15,24 @@ const omitted: Record<string, string> = { "module log": "module log", "shared st
 
 const categoryOf = ({ actor, what }: LabEvent) => omitted[`${actor} ${what}`] ?? actor;
 
-/** For events that pellion run omits, what names them best. */
-function ownTitle({ what, details }: LabEvent): string {
+/** For events that have no line of their own in pellion run, what names them best. */
+function ownTitle({ actor, what, details }: LabEvent): string {
+  if (actor === "scenario" && what === "says") return String(details.text);
   const name = details.text ?? details.name ?? details.path ?? details.url ?? details.suite;
   return typeof name === "string" ? `${what}: ${name.trim().split("\n", 1)[0]}` : what;
 }
 
-const titleOf = (event: LabEvent) => event.lines[0]?.map(([text]) => text).join("") || ownTitle(event);
+const requests = new Set(["backend request", "network sends"]);
+
+/** The path without what all requests of a phone begin with. */
+const lastOfPath = (path: unknown) => String(path).split("/").slice(-2).join("/");
+
+function titleOf(event: LabEvent): string {
+  const { actor, what, details, lines } = event;
+  if (requests.has(`${actor} ${what}`)) return `${details.method} …/${lastOfPath(details.path)}`;
+  const first = lines[0]?.map(([text]) => text).join("") ?? "";
+  return first === "" || first === what ? ownTitle(event) : first;
+}
 
 export class EventLog {
   /** Grows; replaced when another phone starts. */

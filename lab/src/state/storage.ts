@@ -7,6 +7,7 @@ export interface Remembered {
   head: string;
   server: string | null;
   ticks: string[];
+  view: string;
 }
 
 const sessionKey = "pellion-lab";

@@ -70,8 +70,15 @@ function isBad({ event: { actor, what } }: Entry): boolean {
 export const Row = memo(function Row({ entry, isOpen, hasTime, isReachable, index, onToggle }: Props) {
   const { event, id, title } = entry;
   const isHeading = event.actor === "scenario" && event.what === "says";
-  const kind = isHeading ? "event event-heading" : isBad(entry) ? "event event-bad" : "event";
+  const kind =
+    isHeading || isRequest(entry)
+      ? `event ${isHeading ? "event-heading" : "event-request"}`
+      : isBad(entry)
+        ? "event event-bad"
+        : "event";
   const first = event.lines[0];
+  // Another title stands in the place of a long or an empty line.
+  const isPlain = first?.map(([text]) => text).join("") === title;
   return (
     <div class={isOpen ? `${kind} event-open` : kind} data-index={index} data-id={id}>
       <button
@@ -83,8 +90,8 @@ export const Row = memo(function Row({ entry, isOpen, hasTime, isReachable, inde
       >
         <span class={hasTime ? "event-time" : "event-time event-time-same"}>{timeText(event.time)}</span>
         <span class={`event-actor actor-${event.actor.replaceAll(" ", "-")}`}>{event.actor}</span>
-        <span class="event-title">
-          {first ? <Spans line={first} /> : title}
+        <span class="event-line">
+          <span class="event-title">{isPlain && first ? <Spans line={first} /> : title}</span>
           <Counted event={event} />
         </span>
         <span class="event-fold" aria-hidden="true">
