@@ -1,5 +1,5 @@
 // What every test of the page has: a lab of its own, and a watch over what a page must never do.
-import { test as base, type BrowserContext, type ConsoleMessage, expect } from "@playwright/test";
+import { type BrowserContext, test as base, type ConsoleMessage, expect } from "@playwright/test";
 import { LabPage } from "./lab_page";
 import { LabServer } from "./lab_server";
 
