@@ -8,7 +8,7 @@ interface Fixtures {
   /** The page of a phone that has started. */
   labPage: LabPage;
   /** Messages of the console that the test provokes. */
-  tolerated: RegExp[];
+  tolerated: RegExp;
 }
 
 /** Collects errors of scripts, messages of the console, violations of the content security policy and foreign requests. */
@@ -31,7 +31,7 @@ async function watch(context: BrowserContext, origin: string): Promise<string[]>
 }
 
 export const test = base.extend<Fixtures>({
-  tolerated: [[], { option: true }],
+  tolerated: [/(?!)/, { option: true }],
   // biome-ignore lint/correctness/noEmptyPattern: Playwright reads the names of the fixtures from the pattern
   lab: async ({}, use) => {
     const server = await LabServer.start();
@@ -41,7 +41,7 @@ export const test = base.extend<Fixtures>({
   context: async ({ context, lab, tolerated }, use) => {
     const faults = await watch(context, lab.origin);
     await use(context);
-    const unexpected = faults.filter((fault) => !tolerated.some((pattern) => pattern.test(fault)));
+    const unexpected = faults.filter((fault) => !tolerated.test(fault));
     expect(unexpected, "what the browser reports").toEqual([]);
   },
   labPage: async ({ context, lab }, use) => {

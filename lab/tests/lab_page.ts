@@ -50,6 +50,13 @@ export class LabPage {
     return this.page.getByRole("region", { name: /^Events/ });
   }
 
+  /** The notifications on the phone's screen. */
+  get cards(): Locator {
+    return this.page
+      .getByRole("list", { name: /^Notifications/ })
+      .getByRole("button", { name: /^Tap the notification/ });
+  }
+
   get alert(): Locator {
     return this.page.getByRole("alert");
   }
@@ -59,7 +66,7 @@ export class LabPage {
   }
 
   field(label: string): Locator {
-    return this.page.getByLabel(label, { exact: true });
+    return this.page.getByLabel(label, { exact: true }).filter({ visible: true });
   }
 
   async show(section: Section): Promise<void> {
