@@ -67,6 +67,9 @@ TEST(LabExplainer, PlacesAFindingInsideAddInfoToo) {
   const Value finding = test::elements(test::at(explanation, "findings")).front();
   EXPECT_EQ(compactJSON(test::at(finding, "place")), R"({"line":2,"column":32})");
   EXPECT_EQ(compactJSON(test::at(finding, "inAddInfo")), R"({"line":1,"column":17})");
+  const Value broken = explainer.explanation(R"({"aps": {"alert": "Sale"}, "addInfo": "{\"a\": 1,, 2}"})", {});
+  EXPECT_EQ(compactJSON(test::at(test::elements(test::at(broken, "findings")).front(), "inAddInfo")),
+            R"({"line":1,"column":9})");
   const Value summary = test::elements(test::at(explanation, "summary")).front();
   EXPECT_THAT(test::textAt(summary, "text"), HasSubstr(": not recorded: "));
   EXPECT_EQ(test::at(summary, "good"), Value(false));

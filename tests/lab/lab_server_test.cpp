@@ -155,8 +155,11 @@ TEST_F(LabOverHTTP, StreamsTheMessagesOfAPhoneAndResumes) {
 
   EXPECT_EQ(statusOf(reply("POST", phone + "/actions", R"({"do": "close"})")), "202");
   test::LabClient resumed = request("GET", phone + "/events", "", {{"Last-Event-ID", last}});
-  const std::string next = resumed.readUntil("\nevent: state");
-  EXPECT_GT(std::stoi(test::between(next, "\nid: ", "\n")), std::stoi(last)) << next;
+  test::LabClient begun = request("GET", phone + "/events?after=" + last);
+  for (test::LabClient* const each : {&resumed, &begun}) {
+    const std::string next = each->readUntil("\nevent: state");
+    EXPECT_GT(std::stoi(test::between(next, "\nid: ", "\n")), std::stoi(last)) << next;
+  }
 
   stream.readUntil("\"open\":false");
   EXPECT_THAT(

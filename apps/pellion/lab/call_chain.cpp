@@ -197,6 +197,7 @@ Scenario trialOf(const Scenario& scenario) {
 
 Value documentOf(const std::vector<Participant>& participants) {
   std::vector<Value> list;
+  list.reserve(participants.size());
   for (const auto& [name, kind] : participants) list.push_back(Value::dictionary({{"name", name}, {"kind", kind}}));
   return Value::list(list);
 }

@@ -22,7 +22,7 @@ std::string Lab::open(const std::string& scenario, std::optional<std::string> se
   auto phone = std::make_shared<LabPhone>(network_, scenario, std::move(server));  // takes time: without the lock
   const std::lock_guard lock(mutex_);
   refuseTooMany();
-  const std::string id = randomHex(8);  // no page guesses the phone of another
+  std::string id = randomHex(8);  // no page guesses the phone of another
   phones_.emplace(id, std::move(phone));
   return id;
 }

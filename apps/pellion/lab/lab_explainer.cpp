@@ -16,15 +16,20 @@ Value placeOf(const Position& position) {
 }
 Value placeOf(const std::optional<Position>& position) { return position ? placeOf(*position) : Value(); }
 
+/// The place in the JSON text that addInfo is, also where that text is wrong itself.
+Value placeInAddInfo(const Place& place) {
+  if (place.inText) return placeOf(place.inText->position);
+  return place.path.ends_with(".addInfo") ? placeOf(place.inString) : Value();
+}
+
 Value documentOf(const Finding& finding) {
-  const auto& inText = finding.place.inText;
   return Value::dictionary({{"level", nameOf(finding.level)},
                             {"code", finding.code},
                             {"text", finding.text},
                             {"remedy", finding.remedy},
                             {"place", placeOf(finding.place.position)},
                             {"path", finding.place.path},
-                            {"inAddInfo", inText ? placeOf(inText->position) : Value()},
+                            {"inAddInfo", placeInAddInfo(finding.place)},
                             {"fixable", !finding.correction.empty()}});
 }
 

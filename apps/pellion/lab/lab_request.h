@@ -22,6 +22,7 @@ struct LabRequest {
   std::vector<std::pair<std::string, std::string>> headers;  ///< names in lower case
   std::optional<std::string> cookie;                         ///< the value of the lab's own cookie
   std::optional<std::string> token;                          ///< "token" in the query
+  std::optional<std::string> after;                          ///< the same for "after"
   std::string body;                                          ///< empty if it is too large
   bool isTooLarge = false;
 

@@ -88,11 +88,12 @@ LabReply replyWithScenario(const LabRequest& /*request*/, const std::shared_ptr<
 }
 
 LabReply replyWithEvents(const LabRequest& request, const std::shared_ptr<LabPhone>& phone) {
-  const std::string_view last = request.header("last-event-id").value_or("0");
+  // A browser sends the field when it connects again by itself; a page that begins a stream can only use the query.
+  const std::string last(request.header("last-event-id").value_or(request.after.value_or("0")));
   LabReply reply{.type = "text/event-stream", .stream = phone};
   const auto [end, error] = std::from_chars(last.data(), last.data() + last.size(), reply.after);
   if (error == std::errc() && end == last.data() + last.size()) return reply;
-  return failureReply(400, "Last-Event-ID is not the id of an event; leave it out");
+  return failureReply(400, "Last-Event-ID or \"after\" is not the id of an event; leave it out");
 }
 
 }  // namespace

@@ -136,6 +136,7 @@ void LabServer::begin(Incoming& incoming, MHD_Connection* connection, const char
   };
   request.cookie = value(MHD_COOKIE_KIND, access_.cookieName());
   request.token = value(MHD_GET_ARGUMENT_KIND, "token");
+  request.after = value(MHD_GET_ARGUMENT_KIND, "after");
   incoming.refusal = access_.check(request);
 }
 

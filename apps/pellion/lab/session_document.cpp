@@ -21,6 +21,7 @@ JSONNode listNode(const std::vector<JSONNode>& elements) {
 
 JSONNode objectNode(const std::vector<JSONMember>& members) {
   std::vector<Value::Entry> entries;
+  entries.reserve(members.size());
   for (const auto& [position, name, node] : members) entries.push_back({name, node.value});
   return {{}, Value::dictionary(entries), members, {}};
 }

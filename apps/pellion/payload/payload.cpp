@@ -22,7 +22,9 @@ Place Payload::place(const Spot& spot) const {
     return positionInString(source, position, *inString).value_or(position);
   };
   const auto textOfPath = [&](const JSONPath& path) { return pathText(joined(prefix, path)); };
-  if (!spot.inAddInfo) return {inFile(spot.path, spot.ofName, spot.inString), textOfPath(spot.path), {}};
+  if (!spot.inAddInfo) {
+    return {inFile(spot.path, spot.ofName, spot.inString), textOfPath(spot.path), {}, spot.inString};
+  }
   const JSONPath& outer = addInfoPlaces.front();
   if (!addInfo->ifString()) {
     const JSONPath path = joined(outer, spot.path);

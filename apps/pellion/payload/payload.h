@@ -29,6 +29,7 @@ struct Place {
   Position position;
   std::string path;
   std::optional<InText> inText;
+  std::optional<Position> inString = {};  ///< for a place outside addInfo's content: the position in the text there
 };
 
 /// A payload, and what the module's own search and reader find in it.

@@ -5,7 +5,7 @@ import { Drawer } from "../controls/drawer";
 import { Select } from "../controls/field";
 import { JsonEditor } from "../payload/json_editor";
 import { defaultHead, headOf, headText, parseHead, write } from "../state/head";
-import { startPhone } from "../state/session";
+import { startPhone } from "../state/phones";
 import { ChainDrawing } from "./chain_drawing";
 import { DelegatesSection, KitsSection } from "./kits_section";
 
@@ -66,7 +66,7 @@ function Description() {
       />
       {problem !== null && <p class="note note-bad">{problem}</p>}
       <div class="group">
-        <Button onPress={start} obstacle={problem} title="Ends this phone and starts another">
+        <Button onPress={start} obstacle={problem} title="Another phone; this one stays as the phone before">
           Start again with this
         </Button>
       </div>

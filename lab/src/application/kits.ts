@@ -2,7 +2,8 @@
 import { signal } from "@preact/signals";
 import { headText } from "../state/head";
 import { isObject, type JsonObject } from "../state/jsonc";
-import { perform, startPhone } from "../state/session";
+import { startPhone } from "../state/phones";
+import { perform } from "../state/session";
 
 export const waysOfKits = ["replaces", "exchanges", "subclasses", "reassigns"] as const;
 export const sidesOfKits = ["application", "notificationCenter"] as const;

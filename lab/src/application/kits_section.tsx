@@ -74,7 +74,7 @@ function StartOrder() {
       <Button
         onPress={runOrder}
         obstacle={starters.length === 1 ? "Add a kit first." : null}
-        title="Ends this phone and starts another, on which they start in this order"
+        title="Another phone, on which they start in this order"
       >
         Start a new phone in this order
       </Button>

@@ -2,7 +2,8 @@ import { useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { Field, plainChoices, Select } from "../controls/field";
 import { headText } from "../state/head";
-import { obstacle, performStep, startPhone, state } from "../state/session";
+import { startPhone } from "../state/phones";
+import { obstacle, performStep, state } from "../state/session";
 import { type BackendForm, backendOf, formProblem, presets, usualForm } from "./backend_step";
 
 type Step = Parameters<typeof performStep>[0];
@@ -123,7 +124,7 @@ function OwnServer() {
         <Button
           onPress={() => startPhone(headText.value, { server: address.value })}
           obstacle={missing}
-          title="Ends this phone and starts another"
+          title="Another phone; this one stays as the phone before"
         >
           New phone with it
         </Button>

@@ -63,18 +63,23 @@ export function Tabs({ label, tabs, chosen, onChoose }: Props) {
 interface PanelProps {
   id: string;
   isChosen: boolean;
-  /** False where the tabs are not shown, so that the panel is an ordinary section. */
+  /** False where the tabs are not shown. */
   isTab: boolean;
-  label: string;
   children: ComponentChildren;
 }
 
 /** Stays in the document while another is chosen, so that its editors and fields keep what they have. */
-export function TabPanel({ id, isChosen, isTab, label, children }: PanelProps) {
-  const role = isTab ? ({ role: "tabpanel", "aria-labelledby": `tab-${id}` } as const) : { "aria-label": label };
+export function TabPanel({ id, isChosen, isTab, children }: PanelProps) {
+  if (!isTab) {
+    return (
+      <div class="panel" hidden={!isChosen}>
+        {children}
+      </div>
+    );
+  }
   return (
-    <section id={`panel-${id}`} class="panel" hidden={!isChosen} {...role}>
+    <div id={`panel-${id}`} class="panel" role="tabpanel" aria-labelledby={`tab-${id}`} hidden={!isChosen}>
       {children}
-    </section>
+    </div>
   );
 }

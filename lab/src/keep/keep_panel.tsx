@@ -8,7 +8,8 @@ import type { Step } from "../generated/protocol";
 import { payloadText } from "../payload/payload";
 import { headOf, headText } from "../state/head";
 import { announce, attempt, tellFailure } from "../state/notices";
-import { obstacle, openScenario, perform, phone, state, tick } from "../state/session";
+import { openScenario } from "../state/phones";
+import { obstacle, perform, phone, state, tick } from "../state/session";
 import { fragmentOf } from "./link";
 
 function save(name: string, text: string): void {

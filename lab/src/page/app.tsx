@@ -95,7 +95,7 @@ export function App() {
           {works.map((id) => {
             const Panel = panels[id];
             return (
-              <TabPanel key={id} id={id} isChosen={work.value === id} isTab={!narrow} label={workTexts[id]}>
+              <TabPanel key={id} id={id} isChosen={work.value === id} isTab={!narrow}>
                 <Panel />
               </TabPanel>
             );

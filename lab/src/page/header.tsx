@@ -1,6 +1,7 @@
 import { Button } from "../controls/button";
 import { headText } from "../state/head";
-import { connection, isBusy, startPhone, state } from "../state/session";
+import { former, goBack, startPhone } from "../state/phones";
+import { connection, isBusy, state } from "../state/session";
 import { isGuideClosed, openGuide, type Theme, theme, themes } from "./layout";
 
 const connectionWords = {
@@ -54,10 +55,15 @@ export function Header() {
             First steps
           </Button>
         )}
+        {former.value && (
+          <Button class="button button-small" onPress={goBack} title="This phone stays, and is then the phone before">
+            Phone before
+          </Button>
+        )}
         <Button
           class="button button-small"
           onPress={() => startPhone(headText.value)}
-          title="Ends this phone and starts another with the same application"
+          title="Another phone with the same application; this one stays as the phone before"
         >
           New phone
         </Button>

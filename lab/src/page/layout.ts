@@ -1,17 +1,21 @@
 // Which of the page's parts are seen: all of them on a wide screen, one on a narrow one.
 import { signal } from "@preact/signals";
-import { prefer, preference } from "../state/storage";
+import { prefer, preference, remember, remembered } from "../state/storage";
 
 export type Work = "payload" | "application" | "backend" | "scenario";
 export type View = Work | "phone" | "timeline";
 
-export const work = signal<Work>("payload");
-export const view = signal<View>("phone");
+const works: Work[] = ["payload", "application", "backend", "scenario"];
+const views: View[] = [...works, "phone", "timeline"];
 
 export const isWork = (candidate: View): candidate is Work => candidate !== "phone" && candidate !== "timeline";
 
+export const view = signal<View>(views.find((name) => name === remembered().view) ?? "phone");
+export const work = signal<Work>(isWork(view.value) ? view.value : "payload");
+
 export function show(next: View): void {
   view.value = next;
+  remember({ view: next });
   if (isWork(next)) work.value = next;
 }
 

@@ -2,7 +2,8 @@
 import { Button } from "../controls/button";
 import { headText } from "../state/head";
 import { announcement, closeNotice, notices } from "../state/notices";
-import { connection, startPhone } from "../state/session";
+import { startPhone } from "../state/phones";
+import { connection } from "../state/session";
 
 export function ConnectionBanner() {
   switch (connection.value) {

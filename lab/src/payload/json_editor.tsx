@@ -55,7 +55,7 @@ function extensionsFor(props: { current: Props }, language: Compartment): Extens
     indentOnInput(),
     indentUnit.of("  "),
     EditorView.lineWrapping,
-    EditorView.contentAttributes.of({ "aria-label": props.current.label }),
+    EditorView.contentAttributes.of({ "aria-label": props.current.label, tabindex: "0" }),
     Prec.highest(
       keymap.of([
         {

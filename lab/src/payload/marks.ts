@@ -11,12 +11,16 @@ export interface Mark {
   text: string;
 }
 
-/** From the offset to the end of the token that it is in; at least one character, if there is one. */
+/**
+ * From the offset to the end of the token that it is in, without the quote of a string that it is inside; at least one
+ * character, if there is one.
+ */
 function reach(text: string, tokens: Token[], offset: number): { from: number; to: number } {
-  const token = tokens[tokenAt(tokens, offset)];
   const from = Math.min(offset, Math.max(text.length - 1, 0));
-  const to = token && token.end > from ? token.end : from + 1;
-  return { from, to: Math.min(to, text.length) };
+  const token = tokens[tokenAt(tokens, from)];
+  const isInString = token !== undefined && token.start < from && text[token.start] === '"';
+  const end = token === undefined ? from : isInString ? token.end - 1 : token.end;
+  return { from, to: Math.min(Math.max(end, from + 1), text.length) };
 }
 
 const messageOf = ({ text, remedy }: Finding) => (remedy === "" ? text : `${text}; ${remedy}`);

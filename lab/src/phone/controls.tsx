@@ -54,7 +54,7 @@ export function Time() {
             key={text}
             onPress={() => perform({ do: "wait", seconds: fixed })}
             obstacle={obstacle.value}
-            label={`Let ${name} pass`}
+            label={`${text}: let ${name} pass`}
           >
             {text}
           </Button>

@@ -8,16 +8,11 @@ const respond = (notification: string, choice: string) => perform({ do: "respond
 
 export function NotificationCard({ notification }: { notification: Notification }) {
   const { name, title, subtitle, body, buttons, time, shown } = notification;
-  const text = [title, subtitle, body].filter((part) => part !== "").join(", ") || "without text";
   const isShown = shown.length > 0;
   return (
     <li class={isShown ? "card" : "card card-unseen"}>
-      <Button
-        class="card-main"
-        onPress={() => respond(name, "tap")}
-        obstacle={obstacle.value}
-        label={`Tap the notification ${name}: ${text}`}
-      >
+      <Button class="card-main" onPress={() => respond(name, "tap")} obstacle={obstacle.value}>
+        <span class="hidden-text">Tap the notification: </span>
         <span class="card-head">
           <span class="card-app">{applicationName.value}</span>
           <span class="card-time">{ago((state.value?.time ?? time) - time)}</span>

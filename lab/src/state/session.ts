@@ -2,11 +2,9 @@
 import { batch, computed, signal } from "@preact/signals";
 import * as api from "../api/client";
 import { type Connection, Stream } from "../api/stream";
-import type { Action, Chain, Event as LabEvent, NewPhone, State } from "../generated/protocol";
+import type { Action, Chain, Event as LabEvent, State } from "../generated/protocol";
 import { type Entry, EventLog, logVersion } from "./event_log";
-import { headText, parseHead, scenarioOf, write } from "./head";
-import type { JsonObject } from "./jsonc";
-import { announce, attempt, closeFailures, tellFailure, tellHint } from "./notices";
+import { announce, attempt, closeFailures, tellFailure } from "./notices";
 import { remember, remembered } from "./storage";
 
 export const phone = signal<string | null>(null);
@@ -21,10 +19,13 @@ export const ticks = signal<ReadonlySet<string>>(new Set(remembered().ticks ?? [
 
 let stream: Stream | null = null;
 
-export function tick(name: string): void {
-  if (ticks.value.has(name)) return;
-  ticks.value = new Set([...ticks.value, name]);
+export function setTicks(names: Iterable<string>): void {
+  ticks.value = new Set(names);
   remember({ ticks: [...ticks.value] });
+}
+
+export function tick(name: string): void {
+  if (!ticks.value.has(name)) setTicks([...ticks.value, name]);
 }
 
 const important = new Set([
@@ -64,8 +65,10 @@ function receiveState(next: State): void {
   if (next.total.responded > 0) tick("tap");
 }
 
-function follow(id: string): void {
+/** `whenGone` replaces the message that the phone has ended, until the page is connected. */
+export function follow(id: string, whenGone?: () => void): void {
   stream?.end();
+  let replacement = whenGone;
   const events = newLog();
   batch(() => {
     phone.value = id;
@@ -88,84 +91,10 @@ function follow(id: string): void {
     },
     onConnection: (next) => {
       connection.value = next;
+      if (next === "gone") replacement?.();
+      if (next === "connected") replacement = undefined;
     },
   });
-}
-
-async function replacePhone(opening: NewPhone): Promise<boolean> {
-  if (isSending.value) return false;
-  isSending.value = true;
-  closeFailures();
-  const old = phone.value;
-  const isDone = await attempt(async () => {
-    follow(await api.createPhone(opening));
-    ticks.value = new Set();
-    remember({ ticks: [] });
-    if (old !== null) await api.endPhone(old);
-  });
-  isSending.value = false;
-  return isDone;
-}
-
-interface Opening {
-  /** They wait. */
-  steps?: unknown[];
-  /** Null for the built-in backend; left out, the server that the tab has. */
-  server?: string | null;
-  /** Changes the head for this phone alone. */
-  adapted?: (head: JsonObject) => JsonObject;
-}
-
-/** Ends this tab's phone and starts another, whose application has that head. */
-export async function startPhone(head: string, opening: Opening = {}): Promise<boolean> {
-  let parsed: JsonObject;
-  try {
-    parsed = parseHead(head);
-  } catch (error) {
-    tellFailure(`The description of the application is not usable: ${(error as Error).message}`);
-    return false;
-  }
-  const server = opening.server === undefined ? (remembered().server ?? null) : opening.server;
-  const scenario = scenarioOf(opening.adapted?.(parsed) ?? parsed, opening.steps ?? []);
-  const isDone = await replacePhone(server === null ? { scenario } : { scenario, server });
-  if (isDone) {
-    headText.value = head;
-    remember({ server });
-  }
-  return isDone;
-}
-
-/** A new phone with the steps of a scenario document, which wait. */
-export async function openScenario(scenario: string, head: JsonObject): Promise<boolean> {
-  const isDone = await replacePhone({ scenario });
-  if (isDone) {
-    headText.value = write(head);
-    remember({ server: null });
-  }
-  return isDone;
-}
-
-/** The phone that this tab had before a reload, or a new one. */
-export async function resume(): Promise<void> {
-  const before = remembered().phone ?? null;
-  if (before !== null) {
-    try {
-      if (await api.isAlive(before)) {
-        follow(before);
-        return;
-      }
-      tellHint("The phone of this tab has ended. This is a new one with the same application.");
-    } catch (error) {
-      if (!(error instanceof api.Failure)) throw error;
-      if (error.status === 0) {
-        // The stream asks again until the server answers.
-        follow(before);
-        return;
-      }
-    }
-  }
-  const isDone = await startPhone(headText.value);
-  if (!isDone && phone.value === null) connection.value = "forbidden";
 }
 
 /** Returns whether the server has taken the action. */

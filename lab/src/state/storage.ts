@@ -1,6 +1,14 @@
 // What a tab remembers over a reload (sessionStorage: several tabs are several phones), and what all tabs share
 // (localStorage). A browser that stores nothing loses only this.
 
+/** A phone that the tab has left, with what belongs to it. */
+export interface FormerPhone {
+  phone: string;
+  head: string;
+  server: string | null;
+  ticks: string[];
+}
+
 export interface Remembered {
   phone: string | null;
   payload: string;
@@ -8,6 +16,7 @@ export interface Remembered {
   server: string | null;
   ticks: string[];
   view: string;
+  former: FormerPhone | null;
 }
 
 const sessionKey = "pellion-lab";

@@ -44,7 +44,7 @@ function Pairs({ title, pairs }: { title: string; pairs: Fields }) {
   if (pairs.length === 0) return null;
   return (
     <section>
-      <h4>{title}</h4>
+      <h3>{title}</h3>
       <dl class="pairs">
         {pairs.map(([name, value], index) => (
           <div key={`${index} ${name}`}>
@@ -61,9 +61,9 @@ function Content({ body }: { body: NonNullable<Body> }) {
   const json = "json" in body ? JSON.stringify(body.json, null, 2) : null;
   return (
     <section>
-      <h4>
+      <h3>
         Body <span class="faint">{body.bytes} bytes</span>
-      </h4>
+      </h3>
       <ul class="layers">
         {body.decoding.map(({ text, failed }) => (
           <li key={text} class={failed ? "bad" : "good"}>
@@ -91,13 +91,13 @@ export function Answer({ answer }: { answer: AnswerDetails }) {
   const extra = manners(answer);
   return (
     <section>
-      <h4>
+      <h3>
         Answer{" "}
         {answer.status !== undefined && (
           <span class={answer.status === 200 ? "good" : "bad"}>{`status ${answer.status}`}</span>
         )}{" "}
         {extra !== "" && <span class="faint">{extra}</span>}
-      </h4>
+      </h3>
       {answer.headers && answer.headers.length > 0 && <Pairs title="Header fields" pairs={answer.headers} />}
       {(answer.raw ?? answer.body) !== undefined && <pre>{answer.raw ?? answer.body}</pre>}
     </section>

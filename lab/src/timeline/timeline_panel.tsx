@@ -39,6 +39,13 @@ function Search() {
   );
 }
 
+/** The server keeps only the latest events of a long session. */
+function Forgotten() {
+  const { event } = log.value.entries[0] ?? {};
+  if (!event || (event.actor === "scenario" && event.what === "begins")) return null;
+  return <p class="faint small">Earlier events of this session are no longer kept.</p>;
+}
+
 function Empty() {
   const isFiltered = log.value.entries.some(({ event }) => event.actor !== "scenario");
   return (
@@ -83,6 +90,7 @@ export function TimelinePanel() {
           <Categories />
         </div>
       )}
+      <Forgotten />
       {isEmpty || !hasHappened ? <Empty /> : null}
       {!isEmpty && <EventList />}
     </>
