@@ -25,7 +25,7 @@ elseif(PELLION_LAB)
   set(PELLION_HAS_LAB_PAGE ON)
 endif()
 
-configure_file(${CMAKE_CURRENT_SOURCE_DIR}/lab/lab_page_files.cpp.in lab_page_files.cpp @ONLY)
+configure_file(${CMAKE_CURRENT_SOURCE_DIR}/lab_server/lab_page_files.cpp.in lab_page_files.cpp @ONLY)
 target_sources(pellion_app PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/lab_page_files.cpp)
 set_source_files_properties(${CMAKE_CURRENT_BINARY_DIR}/lab_page_files.cpp PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 if(PELLION_HAS_LAB_PAGE)

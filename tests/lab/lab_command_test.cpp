@@ -8,9 +8,9 @@
 #include <optional>
 #include <sstream>
 
-#include "pellion/cli/browser.h"
 #include "pellion/cli/command_line.h"
-#include "pellion/lab/lab_page.h"
+#include "pellion/lab_server/browser.h"
+#include "pellion/lab_server/lab_page.h"
 #include "pellion/run/temporary_directory.h"
 #include "tests/lab/lab_client.h"
 

@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_explainer.h"
+#include "pellion/lab_server/lab_explainer.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_server.h"
+#include "pellion/lab_server/lab_server.h"
 
 #include <gmock/gmock.h>
 

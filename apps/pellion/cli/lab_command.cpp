@@ -3,8 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <optional>
 
-#include "pellion/cli/browser.h"
-#include "pellion/lab/lab_server.h"
+#include "pellion/lab_server/browser.h"
+#include "pellion/lab_server/lab_server.h"
 
 namespace pellion {
 

@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "pellion/lab/lab_request.h"
+#include "pellion/lab/random_hex.h"
 
 namespace pellion {
 

@@ -1,10 +1,11 @@
-#include "pellion/lab/lab_routes.h"
+#include "pellion/lab_server/lab_routes.h"
 
 #include <algorithm>
 #include <charconv>
 #include <utility>
 
 #include "pellion/document/shape.h"
+#include "pellion/lab/random_hex.h"
 #include "pellion/text/json_reader.h"
 #include "value/ascii.h"
 

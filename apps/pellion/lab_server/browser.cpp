@@ -1,4 +1,4 @@
-#include "pellion/cli/browser.h"
+#include "pellion/lab_server/browser.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_access.h"
+#include "pellion/lab_server/lab_access.h"
 
 #include <openssl/crypto.h>
 

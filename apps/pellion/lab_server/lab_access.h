@@ -6,7 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "pellion/lab/lab_request.h"
+#include "pellion/lab/random_hex.h"
+#include "pellion/lab_server/lab_request.h"
 
 namespace pellion {
 

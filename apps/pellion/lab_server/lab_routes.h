@@ -4,9 +4,9 @@
 #include <string>
 
 #include "pellion/lab/lab.h"
-#include "pellion/lab/lab_explainer.h"
-#include "pellion/lab/lab_page.h"
-#include "pellion/lab/lab_request.h"
+#include "pellion/lab_server/lab_explainer.h"
+#include "pellion/lab_server/lab_page.h"
+#include "pellion/lab_server/lab_request.h"
 
 namespace pellion {
 

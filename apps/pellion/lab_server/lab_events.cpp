@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_events.h"
+#include "pellion/lab_server/lab_events.h"
 
 #include <algorithm>
 #include <utility>

@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include "pellion/lab/lab_access.h"
-#include "pellion/lab/lab_page.h"
-#include "pellion/lab/lab_routes.h"
+#include "pellion/lab_server/lab_access.h"
+#include "pellion/lab_server/lab_page.h"
+#include "pellion/lab_server/lab_routes.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;

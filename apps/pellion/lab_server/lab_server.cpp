@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_server.h"
+#include "pellion/lab_server/lab_server.h"
 
 #include <microhttpd.h>
 #include <sys/socket.h>
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "pellion/backend/backend_connection.h"
-#include "pellion/lab/lab_events.h"
+#include "pellion/lab_server/lab_events.h"
 #include "value/ascii.h"
 
 namespace pellion {

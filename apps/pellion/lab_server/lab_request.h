@@ -46,7 +46,4 @@ LabReply jsonReply(unsigned status, const platform::Value& document);
 /// What is wrong and the remedy, as JSON.
 LabReply failureReply(unsigned status, std::string_view error);
 
-/// So many random bytes from the system's source for secrets, in hexadecimal.
-std::string randomHex(std::size_t bytes);
-
 }  // namespace pellion

@@ -1,4 +1,4 @@
-#include "pellion/lab/lab_page.h"
+#include "pellion/lab_server/lab_page.h"
 
 #include <libdeflate.h>
 
