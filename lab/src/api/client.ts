@@ -48,7 +48,9 @@ const post = async <Result>(path: string, body: unknown, signal?: AbortSignal) =
 
 const pathOf = (phone: string) => `/api/phones/${encodeURIComponent(phone)}`;
 
-export const eventsPath = (phone: string) => `${pathOf(phone)}/events`;
+/** The messages after that one; 0 for all that the server keeps. */
+export const eventsPath = (phone: string, after: number) =>
+  `${pathOf(phone)}/events${after > 0 ? `?after=${after}` : ""}`;
 
 export const createPhone = async (opening: NewPhone) => (await post<Phone>("/api/phones", opening)).phone;
 

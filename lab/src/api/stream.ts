@@ -35,7 +35,7 @@ export class Stream {
   }
 
   private connect(): void {
-    const source = new EventSource(eventsPath(this.phone));
+    const source = new EventSource(eventsPath(this.phone, this.lastID));
     this.source = source;
     source.onopen = () => this.receiver.onConnection("connected");
     source.onerror = () => this.whenBroken(source);
@@ -49,7 +49,6 @@ export class Stream {
     this.source?.addEventListener(name, (message) => {
       if (this.hasEnded) return;
       const id = Number(message.lastEventId);
-      // A connection that this class opens again starts with the first message that the server keeps.
       if (id <= this.lastID) return;
       this.lastID = id;
       handle(JSON.parse(message.data) as Data, id);

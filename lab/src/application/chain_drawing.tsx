@@ -56,7 +56,7 @@ function CallbackDrawing({ callback: { callback, order, missing, raised } }: { c
         {missing.length > 0 && (
           <ul class="missing" aria-label="Conflict: not called">
             {missing.map((participant) => (
-              <li key={participant.name}>
+              <li key={`${participant.kind} ${participant.name}`}>
                 <Box participant={participant} /> <strong class="bad">is not called</strong>
               </li>
             ))}

@@ -179,7 +179,10 @@ function DelegateSelect({
 export function DelegatesSection() {
   const names = state.value?.delegates ?? [];
   const chosen = useSignal("");
-  const name = names.includes(chosen.value) ? chosen.value : (names[0] ?? "");
+  // A delegate that intercepts itself never ends; nobody wants that first.
+  const used = [state.value?.applicationDelegate, state.value?.notificationDelegate];
+  const offered = names.find((candidate) => !used.includes(candidate)) ?? names[0] ?? "";
+  const name = names.includes(chosen.value) ? chosen.value : offered;
   const blocked = runningObstacle.value ?? (name === "" ? "The application has no such object." : null);
   return (
     <>

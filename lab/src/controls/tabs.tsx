@@ -72,7 +72,7 @@ interface PanelProps {
 export function TabPanel({ id, isChosen, isTab, children }: PanelProps) {
   if (!isTab) {
     return (
-      <div class="panel" hidden={!isChosen}>
+      <div id={`panel-${id}`} class="panel" hidden={!isChosen}>
         {children}
       </div>
     );

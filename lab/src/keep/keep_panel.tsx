@@ -1,6 +1,6 @@
 import scenarios from "examples:scenarios";
 import { useSignal } from "@preact/signals";
-import { useRef } from "preact/hooks";
+import { useEffect, useRef } from "preact/hooks";
 import { keptScenario } from "../api/client";
 import { Button } from "../controls/button";
 import { Field, Select } from "../controls/field";
@@ -64,12 +64,25 @@ function Download() {
 const marks: Record<Step["state"], string> = { done: "✓", failed: "✗", waiting: "○" };
 
 /** A step without an argument is written as its name alone. */
-const shortened = (step: string) => /^\{"(\w+)":\{\}\}$/.exec(step)?.[1] ?? step;
+const shortened = (step: string) => /^(?:\{"(\w+)":\{\}\}|"(\w+)")$/.exec(step)?.slice(1).find(Boolean) ?? step;
+
+/** Scrolls the list alone; scrollIntoView would move the whole page. */
+function showInside(list: HTMLElement, item: HTMLElement): void {
+  const top = item.offsetTop - list.offsetTop;
+  const bottom = top + item.offsetHeight;
+  if (top < list.scrollTop) list.scrollTop = top;
+  else if (bottom > list.scrollTop + list.clientHeight) list.scrollTop = bottom - list.clientHeight;
+}
 
 function Steps() {
   const steps = state.value?.steps ?? [];
   const waiting = steps.filter((step) => step.state === "waiting").length;
   const nothing = waiting === 0 ? "No step waits." : null;
+  const list = useRef<HTMLOListElement>(null);
+  useEffect(() => {
+    const next = list.current?.querySelector<HTMLElement>("[aria-current]") ?? list.current?.lastElementChild;
+    if (list.current && next instanceof HTMLElement) showInside(list.current, next);
+  }, [steps.length, waiting]);
   if (steps.length === 0) return <p class="empty">No steps yet. What you do with the phone appears here as steps.</p>;
   return (
     <>
@@ -89,7 +102,7 @@ function Steps() {
           {state.value?.hasFailed && <strong class="bad small">An expectation did not hold.</strong>}
         </div>
       )}
-      <ol class="steps">
+      <ol class="steps" ref={list}>
         {steps.map((step, index) => (
           <li
             key={index}

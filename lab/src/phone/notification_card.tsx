@@ -12,7 +12,7 @@ export function NotificationCard({ notification }: { notification: Notification 
   return (
     <li class={isShown ? "card" : "card card-unseen"}>
       <Button class="card-main" onPress={() => respond(name, "tap")} obstacle={obstacle.value}>
-        <span class="hidden-text">Tap the notification: </span>
+        <span class="hidden-text">Tap the notification </span>
         <span class="card-head">
           <span class="card-app">{applicationName.value}</span>
           <span class="card-time">{ago((state.value?.time ?? time) - time)}</span>

@@ -1,4 +1,5 @@
-// The events of the phone, in order. Those of one frame are added at once, so that a burst is drawn once.
+// The events of the phone, in order. The first after a pause is added at once, the others with those of their frame, so
+// that a burst is drawn once.
 import { signal } from "@preact/signals";
 import type { Event as LabEvent } from "../generated/protocol";
 
@@ -34,6 +35,8 @@ function titleOf(event: LabEvent): string {
   return first === "" || first === what ? ownTitle(event) : first;
 }
 
+const longPause = 50; // milliseconds
+
 export class EventLog {
   /** Grows; replaced when another phone starts. */
   entries: Entry[] = [];
@@ -41,6 +44,7 @@ export class EventLog {
   private readonly answers = new Map<number, Entry>();
   private waiting: Entry[] = [];
   private isScheduled = false;
+  private lastTaken = 0;
 
   constructor(private readonly whenAdded: (added: Entry[]) => void) {}
 
@@ -48,9 +52,11 @@ export class EventLog {
     this.waiting.push({ id, event, category: categoryOf(event), title: titleOf(event) });
     if (this.isScheduled) return;
     this.isScheduled = true;
+    const take = () => this.take();
     // A hidden page gets no frames; its events wait for a timer instead.
-    if (document.hidden) setTimeout(() => this.take(), 50);
-    else requestAnimationFrame(() => this.take());
+    if (performance.now() - this.lastTaken > longPause) queueMicrotask(take);
+    else if (document.hidden) setTimeout(take, longPause);
+    else requestAnimationFrame(take);
   }
 
   answerTo(request: number): Entry | undefined {
@@ -59,6 +65,7 @@ export class EventLog {
 
   private take(): void {
     this.isScheduled = false;
+    this.lastTaken = performance.now();
     const added = this.waiting;
     this.waiting = [];
     for (const entry of added) {

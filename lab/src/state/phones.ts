@@ -72,7 +72,9 @@ export function goBack(): void {
   const back = former.value;
   if (back === null || isSending.value) return;
   closeFailures();
-  setFormer(leaving());
+  const left = leaving();
+  if (left === null && phone.value !== null) void api.endPhone(phone.value);
+  setFormer(left);
   headText.value = back.head;
   remember({ server: back.server });
   setTicks(back.ticks);

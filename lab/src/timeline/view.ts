@@ -73,8 +73,11 @@ export function toggleRow(id: number): void {
   unfolded.value = next;
 }
 
+/** The first line of a request stands for much that is not in its further lines. */
+const hasDetails = ({ event: { lines, what } }: Entry) => lines.length > 1 || what === "request" || what === "sends";
+
 export function unfoldAll(): void {
-  unfolded.value = new Set(shown.map(({ id }) => id));
+  unfolded.value = new Set(shown.filter(hasDetails).map(({ id }) => id));
 }
 
 export function foldAll(): void {
