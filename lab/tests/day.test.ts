@@ -1,4 +1,5 @@
 // The day of ./run, played by hand, and a session by the keyboard alone.
+import type { Locator } from "@playwright/test";
 import { expect, test } from "./fixtures";
 import type { LabPage } from "./lab_page";
 
@@ -92,4 +93,66 @@ test("the day of ./run, by mouse", async ({ labPage }) => {
     await labPage.wait(1);
     await labPage.expectCounts(4, 3, 1);
   });
+});
+
+/** Moves the focus with Tab, or back with Shift-Tab. Each stop is visible, and further on in the document. */
+async function tabTo({ page }: LabPage, target: Locator): Promise<void> {
+  const isBehind = await target.evaluate(
+    (element) =>
+      !!(element.compareDocumentPosition(document.activeElement ?? document) & Node.DOCUMENT_POSITION_FOLLOWING),
+  );
+  for (let stops = 0; stops < 60; ++stops) {
+    if (await target.evaluate((element) => element === document.activeElement)) return;
+    const before = await page.evaluateHandle(() => document.activeElement ?? document.body);
+    await page.keyboard.press(isBehind ? "Shift+Tab" : "Tab");
+    const stop = await before.evaluate((last) => {
+      const now = document.activeElement ?? document.body;
+      const { width, top, bottom, left, right } = now.getBoundingClientRect();
+      const order = last.compareDocumentPosition(now);
+      const styles = [now, now.closest(".editor") ?? now].map((element) => getComputedStyle(element));
+      return {
+        name: now.getAttribute("aria-label") ?? now.textContent?.slice(0, 40),
+        isAfter: !!(order & Node.DOCUMENT_POSITION_FOLLOWING),
+        isInView: width > 0 && bottom > 0 && top < innerHeight && right > 0 && left < innerWidth,
+        isMarked: styles.some(({ outlineStyle, outlineWidth }) => outlineStyle !== "none" && outlineWidth !== "0px"),
+      };
+    });
+    expect(stop).toEqual({ name: stop.name, isAfter: !isBehind, isInView: true, isMarked: true });
+  }
+  await expect(target).toBeFocused();
+}
+
+test("a session by the keyboard alone", async ({ labPage }) => {
+  const { page } = labPage;
+  const press = async (target: Locator, key: string) => {
+    await tabTo(labPage, target);
+    await page.keyboard.press(key);
+    await labPage.whenReady();
+  };
+  await press(labPage.power("Open"), "Enter");
+  await press(labPage.button("Hand over"), "Space");
+  await labPage.expectEvents(/POST .*\/device/);
+  await tabTo(labPage, page.getByRole("tab", { name: "Payload" }));
+  await tabTo(labPage, labPage.payload);
+  await page.keyboard.press("ControlOrMeta+Home");
+  await page.keyboard.type(" ");
+  await page.keyboard.press("ControlOrMeta+Enter");
+  await labPage.expectCounts(1, 0, 0);
+  await press(labPage.cards, "Enter");
+  await labPage.expectCounts(1, 1, 0);
+  await press(page.getByRole("tab", { name: "Payload" }), "ArrowLeft");
+  await expect(page.getByRole("tab", { name: "Scenario" })).toBeFocused();
+  const download = page.waitForEvent("download");
+  await tabTo(labPage, labPage.button("Download scenario"));
+  await page.keyboard.press("Enter");
+  expect((await download).suggestedFilename()).toBe("session.json");
+  await tabTo(labPage, labPage.event("scenario begins"));
+  for (const [key, event] of [
+    ["End", /responds with 200/],
+    ["Home", /begins/],
+    ["ArrowDown", /launches/],
+  ] as const) {
+    await page.keyboard.press(key);
+    await expect(page.locator(":focus")).toContainText(event);
+  }
 });

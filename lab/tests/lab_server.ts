@@ -38,8 +38,9 @@ export class LabServer {
     return Number(new URL(this.address).port);
   }
 
-  /** Ends it as Ctrl-C does. Throws if it does not end with 0, or leaves a file. */
+  /** Ends it as Ctrl-C does. Throws if it does not end with 0, or leaves a file; does nothing after kill(). */
   async stop(): Promise<void> {
+    if (this.process.signalCode === "SIGKILL") return;
     const { code, signal } = await this.end("SIGINT");
     const left = await readdir(this.folder);
     await rm(this.folder, { recursive: true });
