@@ -1,5 +1,6 @@
 // The messages of one phone, as server-sent events. The browser connects again by itself after a broken connection;
-// where it gives up, this does, after asking whether the phone still exists.
+// where it gives up, this does, after asking whether the phone still exists. A page that is not seen has no stream: a
+// browser has only six connections to one server, which all its tabs share.
 import type { Chain, Event as LabEvent, State } from "../generated/protocol";
 import { eventsPath, Failure, isAlive } from "./client";
 
@@ -14,6 +15,7 @@ export interface Receiver {
 }
 
 const retryAfter = 1500;
+const sayUnseenAfter = 10 * 60_000; // a phone that no page uses for an hour ends
 
 export class Stream {
   private source: EventSource | null = null;
@@ -25,13 +27,32 @@ export class Stream {
     private readonly phone: string,
     private readonly receiver: Receiver,
   ) {
-    this.connect();
+    document.addEventListener("visibilitychange", this.onSeen);
+    this.onSeen();
   }
 
   end(): void {
     this.hasEnded = true;
+    document.removeEventListener("visibilitychange", this.onSeen);
     clearTimeout(this.timer);
     this.source?.close();
+  }
+
+  private readonly onSeen = (): void => {
+    clearTimeout(this.timer);
+    if (document.visibilityState === "visible") {
+      if (!this.source || this.source.readyState === EventSource.CLOSED) this.connect();
+      return;
+    }
+    this.source?.close();
+    this.stayAliveUnseen();
+  };
+
+  private stayAliveUnseen(): void {
+    this.timer = setTimeout(() => {
+      void isAlive(this.phone).catch(() => false); // what is wrong shows when the page is seen
+      this.stayAliveUnseen();
+    }, sayUnseenAfter);
   }
 
   private connect(): void {
@@ -69,7 +90,7 @@ export class Stream {
   private async ask(): Promise<void> {
     try {
       const exists = await isAlive(this.phone);
-      if (this.hasEnded) return;
+      if (this.hasEnded || document.visibilityState !== "visible") return;
       if (exists) this.connect();
       else this.receiver.onConnection("gone");
     } catch (error) {

@@ -82,11 +82,27 @@ function StartOrder() {
   );
 }
 
+function KitFields({ kit, change }: { kit: Kit; change: (part: Partial<Kit>) => void }) {
+  return (
+    <div class="row row-kit">
+      <Field label="Name" value={kit.name} onValue={(name) => change({ name: name.trim() })} />
+      <Select
+        label="What it does"
+        value={kit.does}
+        choices={wayChoices}
+        onValue={(does) => change({ does: does as Kit["does"] })}
+      />
+      <Select label="To what" value={kit.of} choices={sideChoices} onValue={(of) => change({ of: of as Kit["of"] })} />
+    </div>
+  );
+}
+
 export function KitsSection() {
-  const name = useSignal("Ads");
-  const does = useSignal<Kit["does"]>("exchanges");
-  const of = useSignal<Kit["of"]>("notificationCenter");
-  const kit: Kit = { name: name.value.trim(), does: does.value, of: of.value };
+  const form = useSignal<Kit>({ name: "Ads", does: "exchanges", of: "notificationCenter" });
+  const kit = form.value;
+  const change = (part: Partial<Kit>) => {
+    form.value = { ...form.value, ...part };
+  };
   const unnamed = kit.name === "" ? "Name the kit." : null;
   const isFull = order.value.length > mostKits ? `There may be ${mostKits} kits.` : null;
   const installed = state.value?.kits ?? [];
@@ -96,31 +112,7 @@ export function KitsSection() {
         Other kits change the delegates too. Installed:{" "}
         {installed.length === 0 ? "none" : <span class="code">{installed.join(", ")}</span>}.
       </p>
-      <div class="row row-kit">
-        <Field
-          label="Name"
-          value={name.value}
-          onValue={(value) => {
-            name.value = value;
-          }}
-        />
-        <Select
-          label="What it does"
-          value={does.value}
-          choices={wayChoices}
-          onValue={(value) => {
-            does.value = value as Kit["does"];
-          }}
-        />
-        <Select
-          label="To what"
-          value={of.value}
-          choices={sideChoices}
-          onValue={(value) => {
-            of.value = value as Kit["of"];
-          }}
-        />
-      </div>
+      <KitFields kit={kit} change={change} />
       <div class="group">
         <Button
           class="button button-main"

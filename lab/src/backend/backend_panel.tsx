@@ -138,6 +138,23 @@ function OwnServer() {
   );
 }
 
+function Presets({ choose }: { choose: (form: BackendForm) => void }) {
+  return (
+    <fieldset class="group" aria-label="Fill in">
+      {presets.map((preset) => (
+        <Button
+          key={preset.name}
+          class="button button-small"
+          onPress={() => choose({ ...usualForm, ...preset.form })}
+          title="Fills in the form"
+        >
+          {preset.name}
+        </Button>
+      ))}
+    </fieldset>
+  );
+}
+
 export function BackendPanel() {
   const form = useSignal(usualForm);
   const change = (part: Partial<BackendForm>) => {
@@ -150,20 +167,7 @@ export function BackendPanel() {
     <>
       <h3>How the backend answers from now on</h3>
       <Now />
-      <fieldset class="group" aria-label="Fill in">
-        {presets.map((preset) => (
-          <Button
-            key={preset.name}
-            class="button button-small"
-            onPress={() => {
-              form.value = { ...usualForm, ...preset.form };
-            }}
-            title="Fills in the form"
-          >
-            {preset.name}
-          </Button>
-        ))}
-      </fieldset>
+      <Presets choose={change} />
       <Select
         label="Connection"
         value={form.value.connection}

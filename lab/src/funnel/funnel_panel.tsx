@@ -1,5 +1,5 @@
 // How many notifications were delivered, responded to and converted.
-import type { Count } from "../generated/protocol";
+import type { Count, State } from "../generated/protocol";
 import { state } from "../state/session";
 
 const stages = ["delivered", "responded", "converted"] as const;
@@ -22,6 +22,38 @@ function Stage({ stage, count, most }: { stage: (typeof stages)[number]; count: 
   );
 }
 
+function ByNotification({ by }: { by: State["byNotification"] }) {
+  return (
+    <details class="by-notification" open={by.length > 1}>
+      <summary>By notification</summary>
+      <table>
+        <thead>
+          <tr>
+            <th scope="col">pellionPnID</th>
+            {stages.map((stage) => (
+              <th key={stage} scope="col">
+                {stage}
+              </th>
+            ))}
+          </tr>
+        </thead>
+        <tbody>
+          {by.map(({ id, count }) => (
+            <tr key={id}>
+              <th scope="row" class="code">
+                {id}
+              </th>
+              {stages.map((stage) => (
+                <td key={stage}>{count[stage]}</td>
+              ))}
+            </tr>
+          ))}
+        </tbody>
+      </table>
+    </details>
+  );
+}
+
 export function FunnelPanel() {
   const total = state.value?.total ?? none;
   const by = state.value?.byNotification ?? [];
@@ -34,35 +66,7 @@ export function FunnelPanel() {
           <Stage key={stage} stage={stage} count={total} most={most} />
         ))}
       </ul>
-      {by.length > 0 && (
-        <details class="by-notification" open={by.length > 1}>
-          <summary>By notification</summary>
-          <table>
-            <thead>
-              <tr>
-                <th scope="col">pellionPnID</th>
-                {stages.map((stage) => (
-                  <th key={stage} scope="col">
-                    {stage}
-                  </th>
-                ))}
-              </tr>
-            </thead>
-            <tbody>
-              {by.map(({ id, count }) => (
-                <tr key={id}>
-                  <th scope="row" class="code">
-                    {id}
-                  </th>
-                  {stages.map((stage) => (
-                    <td key={stage}>{count[stage]}</td>
-                  ))}
-                </tr>
-              ))}
-            </tbody>
-          </table>
-        </details>
-      )}
+      {by.length > 0 && <ByNotification by={by} />}
     </>
   );
 }

@@ -34,6 +34,7 @@ export function Guide() {
             </button>
           </li>
         ))}
+        {current === undefined && <li class="guide-end">That was all: the session runs as a test from now on.</li>}
       </ol>
       <Button class="button button-quiet" onPress={closeGuide} label="Close the first steps">
         ✕

@@ -12,7 +12,7 @@ const connectionWords = {
   forbidden: "no phone",
 };
 
-const themeWords: Record<Theme, string> = { system: "As the system", light: "Light", dark: "Dark" };
+const themeWords: Record<Theme, string> = { system: "System", light: "Light", dark: "Dark" };
 
 function Themes() {
   return (

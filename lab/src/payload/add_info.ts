@@ -1,8 +1,11 @@
 // The JSON text that a payload's addInfo is: found in the payload's text, and written back there.
 import { jsonLanguage } from "@codemirror/lang-json";
 import type { SyntaxNode } from "@lezer/common";
+import { depthOf } from "./json_tokens";
 
+/** A payload beyond these is rejected anyway, and would take long to parse. */
 const longestParsed = 256 * 1024;
+const deepestParsed = 500;
 
 export interface AddInfo {
   /** The place of the string, with its quotes, in the payload's text. */
@@ -64,7 +67,7 @@ function propertyValue(name: string, payload: string): SyntaxNode | null {
 
 /** Null if the payload has no addInfo that is text. */
 export function findAddInfo(payload: string): AddInfo | null {
-  if (payload.length > longestParsed) return null;
+  if (payload.length > longestParsed || depthOf(payload) > deepestParsed) return null;
   const value = propertyValue("addInfo", payload);
   if (value?.name !== "String") return null;
   const content = decoded(payload.slice(value.from, value.to), value.from);

@@ -23,6 +23,32 @@ function changes(now: Consent, wanted: Consent): Partial<Consent> {
   return Object.fromEntries(keys.filter((key) => wanted[key] !== now[key]).map((key) => [key, wanted[key]]));
 }
 
+interface IdentifiersProps {
+  consent: Consent;
+  change: (part: Partial<Consent>) => void;
+}
+
+function Identifiers({ consent: { anonymousId, deviceId }, change }: IdentifiersProps) {
+  return (
+    <div class="row">
+      <Field
+        label="Anonymous id"
+        isCode
+        placeholder="none"
+        value={anonymousId ?? ""}
+        onValue={(value) => change({ anonymousId: textOrNull(value) })}
+      />
+      <Field
+        label="Device id"
+        isCode
+        placeholder="none"
+        value={deviceId ?? ""}
+        onValue={(value) => change({ deviceId: textOrNull(value) })}
+      />
+    </div>
+  );
+}
+
 export function ConsentDrawer() {
   const draft = useSignal<Consent>(nobody);
   const known = useSignal<Consent>(nobody);
@@ -36,7 +62,7 @@ export function ConsentDrawer() {
   const change = (part: Partial<Consent>) => {
     draft.value = { ...draft.value, ...part };
   };
-  const { anonymousUser, anonymousTracking, anonymousId, deviceId } = draft.value;
+  const { anonymousUser, anonymousTracking } = draft.value;
   const nothing = isSame(draft.value, known.value) ? "Nothing is changed." : null;
   return (
     <Drawer title="Consent" note={summary(known.value)}>
@@ -50,22 +76,7 @@ export function ConsentDrawer() {
         checked={anonymousTracking}
         onChecked={(checked) => change({ anonymousTracking: checked })}
       />
-      <div class="row">
-        <Field
-          label="Anonymous id"
-          isCode
-          placeholder="none"
-          value={anonymousId ?? ""}
-          onValue={(value) => change({ anonymousId: textOrNull(value) })}
-        />
-        <Field
-          label="Device id"
-          isCode
-          placeholder="none"
-          value={deviceId ?? ""}
-          onValue={(value) => change({ deviceId: textOrNull(value) })}
-        />
-      </div>
+      <Identifiers consent={draft.value} change={change} />
       <Button
         onPress={() => performStep({ consent: changes(known.value, draft.value) })}
         obstacle={runningObstacle.value ?? nothing}

@@ -6,6 +6,37 @@ import { ago } from "./clock";
 
 const respond = (notification: string, choice: string) => perform({ do: "respond", notification, with: choice });
 
+function Responses({ name, buttons }: Pick<Notification, "name" | "buttons">) {
+  return (
+    <div class="card-buttons">
+      <Button class="card-button" onPress={() => respond(name, "tap")} obstacle={obstacle.value} label={`Tap ${name}`}>
+        Tap
+      </Button>
+      {buttons.map(({ action, title: caption }, index) => (
+        <Button
+          // Two buttons may have the same action: that is a mistake worth seeing.
+          key={`${action} ${index}`}
+          class="card-button card-button-own"
+          onPress={() => respond(name, action)}
+          obstacle={obstacle.value}
+          label={`Press the button ${caption || action} of ${name}`}
+          title={`Action "${action}"`}
+        >
+          {caption || action}
+        </Button>
+      ))}
+      <Button
+        class="card-button"
+        onPress={() => respond(name, "dismiss")}
+        obstacle={obstacle.value}
+        label={`Dismiss ${name}`}
+      >
+        Dismiss
+      </Button>
+    </div>
+  );
+}
+
 export function NotificationCard({ notification }: { notification: Notification }) {
   const { name, title, subtitle, body, buttons, time, shown } = notification;
   const isShown = shown.length > 0;
@@ -27,37 +58,7 @@ export function NotificationCard({ notification }: { notification: Notification 
           {isShown ? ` · ${shown.join(", ")}` : " · not shown by the phone"}
         </span>
       </Button>
-      <div class="card-buttons">
-        <Button
-          class="card-button"
-          onPress={() => respond(name, "tap")}
-          obstacle={obstacle.value}
-          label={`Tap ${name}`}
-        >
-          Tap
-        </Button>
-        {buttons.map(({ action, title: caption }, index) => (
-          <Button
-            // Two buttons may have the same action: that is a mistake worth seeing.
-            key={`${action} ${index}`}
-            class="card-button card-button-own"
-            onPress={() => respond(name, action)}
-            obstacle={obstacle.value}
-            label={`Press the button ${caption || action} of ${name}`}
-            title={`Action "${action}"`}
-          >
-            {caption || action}
-          </Button>
-        ))}
-        <Button
-          class="card-button"
-          onPress={() => respond(name, "dismiss")}
-          obstacle={obstacle.value}
-          label={`Dismiss ${name}`}
-        >
-          Dismiss
-        </Button>
-      </div>
+      <Responses name={name} buttons={buttons} />
     </li>
   );
 }

@@ -121,7 +121,7 @@ export const performStep = (step: StepAction["step"]) => perform({ do: "step", s
 /** Why nothing can be done now; null if it can. */
 export const obstacle = computed(() => {
   if (connection.value === "gone") return "The phone has ended. Start a new one.";
-  if (connection.value === "forbidden") return "The lab does not know this browser.";
+  if (connection.value === "forbidden") return "This page has no phone. Try again.";
   if (phone.value === null || connection.value === "connecting" || state.value === null)
     return "The phone is starting.";
   if (connection.value === "lost") return "The lab's server does not answer.";
