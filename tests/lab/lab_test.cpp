@@ -20,5 +20,25 @@ TEST(Lab, EndsThePhonesThatNoPageUses) {
   EXPECT_FALSE(lab.close(unused));
 }
 
+TEST(Lab, MakesRoomForAPageInPlaceOfTheLongestUnusedPhone) {
+  Lab lab;
+  const auto open = [&](auto... now) { return lab.open(R"({"steps": []})", std::nullopt, now...); };
+  const std::string first = open();
+  const std::string second = open();
+  lab.phone(first)->isUsed();
+  while (true) {
+    try {
+      open();
+    } catch (const Lab::TooManyPhones&) {
+      break;
+    }
+  }
+  const auto last = lab.phone(second)->lastUse();
+  EXPECT_THROW(open(last + Lab::longestIdleWhenFull - std::chrono::nanoseconds(1)), Lab::TooManyPhones);
+  open(last + Lab::longestIdleWhenFull);
+  EXPECT_EQ(lab.phone(second), nullptr);
+  EXPECT_NE(lab.phone(first), nullptr);
+}
+
 }  // namespace
 }  // namespace pellion

@@ -1,5 +1,6 @@
 #include "pellion/lab/lab.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -9,12 +10,14 @@ namespace pellion {
 
 Lab::~Lab() { endMessages(); }
 
-std::string Lab::open(const std::string& scenario, std::optional<std::string> server) {
+std::string Lab::open(const std::string& scenario, std::optional<std::string> server,
+                      std::chrono::steady_clock::time_point now) {
   const auto refuseTooMany = [this] {
     if (phones_.size() < mostPhones) return;
     throw TooManyPhones("there are " + std::to_string(mostPhones) +
                         " phones; close a tab with one, or restart the lab");
   };
+  closeLongestUnused(now);
   {
     const std::lock_guard lock(mutex_);
     refuseTooMany();
@@ -41,6 +44,17 @@ bool Lab::close(const std::string& id) {
   if (phone.empty()) return false;
   phone.mapped()->messages().end();
   return true;
+}
+
+/// Makes room for another phone where there is none, if one is likely to have lost its page.
+void Lab::closeLongestUnused(std::chrono::steady_clock::time_point now) {
+  std::unique_lock lock(mutex_);
+  if (phones_.size() < mostPhones) return;
+  const auto oldest = std::ranges::min_element(phones_, {}, [](const auto& each) { return each.second->lastUse(); });
+  if (now - oldest->second->lastUse() < longestIdleWhenFull) return;
+  const std::string id = oldest->first;
+  lock.unlock();
+  close(id);
 }
 
 void Lab::closeIdle(std::chrono::steady_clock::time_point now) {

@@ -19,6 +19,8 @@ class Lab {
  public:
   static constexpr std::size_t mostPhones = 32;
   static constexpr std::chrono::hours longestIdle{1};
+  /// The same when there are as many phones as there may be and a page wants another.
+  static constexpr std::chrono::minutes longestIdleWhenFull{15};
 
   class TooManyPhones : public InputError {
    public:
@@ -33,7 +35,8 @@ class Lab {
 
   /// Returns the new phone's id. Throws InputError for a scenario or server that cannot be used, TooManyPhones when
   /// there are as many as there may be.
-  std::string open(const std::string& scenario, std::optional<std::string> server);
+  std::string open(const std::string& scenario, std::optional<std::string> server,
+                   std::chrono::steady_clock::time_point now = std::chrono::steady_clock::now());
   /// Null for an id that no phone has any more.
   std::shared_ptr<LabPhone> phone(const std::string& id);
   /// Returns false for an id that no phone has.
@@ -44,6 +47,8 @@ class Lab {
   void endMessages();
 
  private:
+  void closeLongestUnused(std::chrono::steady_clock::time_point now);
+
   services::Network network_;
   std::mutex mutex_;
   std::map<std::string, std::shared_ptr<LabPhone>> phones_;

@@ -9,17 +9,20 @@ void MessageLog::append(std::string kind, std::string data) {
   const std::lock_guard lock(mutex_);
   if (hasEnded_) return;
   ++lastID_;
-  if (kind == "state") lastState_ = lastID_;
-  if (kind == "chain") lastChain_ = lastID_;
+  if (kind == "state") drop(std::exchange(lastState_, lastID_));
+  if (kind == "chain") drop(std::exchange(lastChain_, lastID_));
   bytes_ += data.size();
   messages_.push_back({lastID_, std::move(kind), std::move(data)});
-  while (messages_.size() > mostMessages || bytes_ > mostBytes) dropOldest();
+  while (messages_.size() > mostMessages || bytes_ > mostBytes) drop(messages_.front().id);
   changed_.notify_all();
 }
 
-void MessageLog::dropOldest() {
-  bytes_ -= messages_.front().data.size();
-  messages_.pop_front();
+/// Nothing for a message that is dropped already.
+void MessageLog::drop(std::uint64_t id) {
+  const auto found = std::ranges::lower_bound(messages_, id, {}, &Message::id);
+  if (found == messages_.end() || found->id != id) return;
+  bytes_ -= found->data.size();
+  messages_.erase(found);
 }
 
 std::optional<std::vector<MessageLog::Message>> MessageLog::after(std::uint64_t id, std::size_t most,
@@ -27,14 +30,9 @@ std::optional<std::vector<MessageLog::Message>> MessageLog::after(std::uint64_t 
   std::unique_lock lock(mutex_);
   changed_.wait_for(lock, patience, [&] { return lastID_ > id || hasEnded_; });
   if (lastID_ <= id && hasEnded_) return std::nullopt;
-  std::vector<Message> found;
-  for (auto next = std::ranges::upper_bound(messages_, id, {}, &Message::id);
-       next != messages_.end() && found.size() < most; ++next) {
-    const bool isReplaced =
-        (next->kind == "state" && next->id != lastState_) || (next->kind == "chain" && next->id != lastChain_);
-    if (!isReplaced) found.push_back(*next);
-  }
-  return found;
+  const auto first = std::ranges::upper_bound(messages_, id, {}, &Message::id);
+  const auto count = std::min<std::ptrdiff_t>(messages_.end() - first, static_cast<std::ptrdiff_t>(most));
+  return std::vector<Message>(first, first + count);
 }
 
 void MessageLog::end() {

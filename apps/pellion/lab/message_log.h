@@ -12,8 +12,8 @@
 
 namespace pellion {
 
-/// The messages from a phone of the lab to its page, as server-sent events. Only the last ones are kept. All operations
-/// are safe from any thread.
+/// The messages from a phone of the lab to its page, as server-sent events. Only the last ones are kept, and of
+/// states and chains only the last one. All operations are safe from any thread.
 class MessageLog {
  public:
   struct Message {
@@ -26,13 +26,13 @@ class MessageLog {
 
   void append(std::string kind, std::string data);
   /// The kept messages after that id, at most `most`; waits for one up to `patience`. Nothing once the log has ended
-  /// and the reader has them all. A state or chain that a later one replaces is left out.
+  /// and the reader has them all.
   std::optional<std::vector<Message>> after(std::uint64_t id, std::size_t most, std::chrono::milliseconds patience);
   /// Wakes all readers; nothing follows.
   void end();
 
  private:
-  void dropOldest();
+  void drop(std::uint64_t id);
 
   std::mutex mutex_;
   std::condition_variable changed_;
