@@ -57,6 +57,11 @@ export class LabPage {
       .getByRole("button", { name: /^Tap the notification/ });
   }
 
+  /** "10 of 25": so many lines of so many events. */
+  get lineCount(): Locator {
+    return this.page.locator("#timeline-title + span");
+  }
+
   get alert(): Locator {
     return this.page.getByRole("alert");
   }

@@ -16,8 +16,8 @@ test.describe("a broken payload is mended by one click", () => {
     },
     {
       example: "link_scheme_misspelt",
-      underlined: 'htps://shop.example/sale\\"',
-      inAddInfo: 'htps://shop.example/sale"',
+      underlined: "htps://shop.example/sale",
+      inAddInfo: "htps://shop.example/sale",
       mended: '\\"https://shop.example/sale\\"',
     },
   ];
@@ -65,7 +65,7 @@ test.describe("findings stand at their place beside unusual characters", () => {
     test.use({ tolerated: /status of 400/ });
     test("is no text, and is refused at delivery", async ({ labPage }) => {
       await labPage.write(labPage.payload, after("a😀\\ud83d").text);
-      await expect(labPage.underlined(labPage.payload)).toHaveText(['\\ud83d"']);
+      await expect(labPage.underlined(labPage.payload)).toHaveText(["\\ud83d"]);
       await labPage.deliver.click();
       await expect(labPage.alert).toContainText("the payload:1:22:");
     });

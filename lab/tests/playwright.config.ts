@@ -4,7 +4,12 @@ const isRoot = process.getuid?.() === 0;
 
 export default defineConfig({
   testDir: ".",
-  testMatch: "*.test.ts",
+  // `npm test`, `npm run pictures`, bench/lab/run
+  projects: [
+    { name: "tests", testMatch: "*.test.ts" },
+    { name: "pictures", testMatch: "pictures.ts" },
+    { name: "bench", testMatch: "bench.ts" },
+  ],
   outputDir: "../test-results",
   workers: 2,
   fullyParallel: true,

@@ -58,14 +58,14 @@ test("an opened scenario is stepped through, forwards", async ({ labPage }) => {
 test("a reload keeps the session, and another tab is another phone", async ({ context, lab, labPage }) => {
   await sellOnce(labPage);
   await labPage.write(labPage.addInfo, '{"pellionPnID": 99}');
-  const events = await labPage.page.getByText(/^\d+ of \d+$/).innerText();
+  const events = await labPage.lineCount.innerText();
   const other = await LabPage.open(context, lab.origin);
   await other.expectCounts(0, 0, 0);
   await expect(other.power("Close")).toBeDisabled();
   await labPage.page.reload();
   await labPage.whenReady();
   await labPage.expectCounts(1, 1, 0);
-  await expect(labPage.page.getByText(events)).toBeVisible();
+  await expect(labPage.lineCount).toHaveText(events);
   await expect(labPage.addInfo).toContainText("99");
   await labPage.deliver.click();
   await labPage.expectCounts(2, 1, 0);
