@@ -25,8 +25,9 @@ async function toDrawn(labPage: LabPage, input: "keydown" | "click", wanted: str
         const observer = new MutationObserver(() => {
           if (start === 0 || isFound() === was) return;
           observer.disconnect();
-          // The task after a frame's callbacks runs once the frame is drawn.
-          requestAnimationFrame(() => setTimeout(() => resolve(performance.now() - start)));
+          // An intersection is computed as the frame is laid out, and the next task runs once it is drawn.
+          const whenDrawn = () => setTimeout(() => resolve(performance.now() - start));
+          new IntersectionObserver(whenDrawn).observe(document.querySelector(selector) ?? document.body);
         });
         observer.observe(document.body, { subtree: true, childList: true, characterData: true });
       });
@@ -130,6 +131,7 @@ async function scroll({ page, timeline }: LabPage, distance: number): Promise<nu
     };
     requestAnimationFrame(look);
   });
+  const start = await timeline.evaluate(({ scrollTop }) => scrollTop);
   const session = await page.context().newCDPSession(page);
   await session.send("Input.synthesizeScrollGesture", {
     x: box.x + box.width / 2,
@@ -140,6 +142,8 @@ async function scroll({ page, timeline }: LabPage, distance: number): Promise<nu
     preventFling: true,
   });
   await session.detach();
+  const end = await timeline.evaluate(({ scrollTop }) => scrollTop);
+  expect(start - end).toBeCloseTo(distance, -3);
   const times = await page.evaluate(() => window.frameTimes.splice(0));
   return times.slice(1).map((time, index) => time - (times[index] ?? time));
 }

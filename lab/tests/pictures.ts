@@ -39,7 +39,8 @@ for (const { name, width, height } of sizes) {
           await labPage.field("Example").selectOption("button_without_action");
           await expect(labPage.underlined(labPage.addInfo)).toHaveCount(1);
           await labPage.event(/POST/).last().click();
-          await page.getByRole("heading", { name: /^Body/ }).scrollIntoViewIfNeeded();
+          await page.locator(".event-open").evaluate((row) => row.scrollIntoView());
+          await expect(page.getByText("Header fields")).toBeInViewport();
         }
         await page.evaluate(() => (document.activeElement as HTMLElement | null)?.blur());
         await page.mouse.move(0, 0);
