@@ -172,12 +172,19 @@ test.describe("the server", () => {
   });
 });
 
-test("a backend that is slow or refuses is drawn as it answers", async ({ labPage }) => {
-  await labPage.show("Backend");
-  await labPage.button("503, once").click();
-  await labPage.button("Answer like this").click();
-  await expect(labPage.page.locator(".now")).toContainText("503");
+test("while the backend is slow the phone is busy, and nothing is sent twice", async ({ labPage }) => {
   await labPage.power("Open").click();
-  await labPage.button("Hand over").click();
-  await labPage.expectEvents(/responds with 503/);
+  await labPage.show("Backend");
+  await labPage.button("2 s slow").click();
+  await labPage.button("Answer like this").click();
+  await expect(labPage.page.locator(".now")).toContainText("2000");
+  await labPage.whenReady();
+  const handOver = labPage.button("Hand over");
+  await handOver.click();
+  await expect(labPage.page.getByText("working", { exact: true })).toBeVisible();
+  await expect(handOver).toBeDisabled();
+  await handOver.click({ force: true });
+  await labPage.expectEvents(/responds with 200/);
+  await labPage.whenReady();
+  await labPage.expectEvents(/POST .*\/device/, 1);
 });
