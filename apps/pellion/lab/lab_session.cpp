@@ -257,7 +257,7 @@ void LabSession::play(const Value& step) {
 }
 
 /// A step of the user's gets the expectation that holds after it. One of an opened scenario does not, because that
-/// has its own; nor one that the user puts in between, whose events those may count.
+/// has its own. One that the user puts in between gets no more than it must, as those may count its events.
 void LabSession::play(const JSONNode& step, bool isOwn) {
   Scenario next = document_.with(step);
   if (server_ && next.steps.back().kind->needsBackend) {
@@ -268,10 +268,15 @@ void LabSession::play(const JSONNode& step, bool isOwn) {
   run_->play(last);
   if (hasFailed_.exchange(false)) failed_.insert(document_.doneCount());
   if (changesCallChain(*last.kind)) hasNewChain_ = true;
-  document_.add(step, isOwn && document_.waiting().empty() ? observed(last) : Value());
+  document_.add(step, isOwn ? observed(last) : Value());
 }
 
 Value LabSession::observed(const Step& step) {
+  const Value nothing = Value::dictionary({});
+  if (!document_.waiting().empty()) {
+    const Value raised = observedExpectation(*run_, ObservedParts::raised);
+    return raised == nothing ? Value() : raised;
+  }
   const bool hasOthers =
       scenario_.application != ApplicationDescription{} ||
       std::ranges::any_of(scenario_.steps, [](const Step& each) { return each.kind->name == "kit"; });
