@@ -34,6 +34,15 @@ function languageFor(text: string): Extension {
     : [new LanguageSupport(jsonLanguage), syntaxHighlighting(classHighlighter), bracketMatching()];
 }
 
+/** Over a selection the browser would insert an element with a style, which the content security policy blocks. */
+const typingOverSelection = EditorView.domEventHandlers({
+  beforeinput({ inputType, data }, view) {
+    if (inputType !== "insertText" || data === null || view.state.selection.main.empty) return false;
+    view.dispatch(view.state.replaceSelection(data), { userEvent: "input.type", scrollIntoView: true });
+    return true;
+  },
+});
+
 const nonce = () => document.querySelector<HTMLMetaElement>('meta[name="csp-nonce"]')?.content ?? "";
 
 function extensionsFor(props: { current: Props }, language: Compartment): Extension[] {
@@ -42,6 +51,7 @@ function extensionsFor(props: { current: Props }, language: Compartment): Extens
     lineNumbers(),
     history(),
     drawSelection(),
+    typingOverSelection,
     indentOnInput(),
     indentUnit.of("  "),
     EditorView.lineWrapping,

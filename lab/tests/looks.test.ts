@@ -1,0 +1,69 @@
+// Accessibility by axe, and that nothing is wider than the screen: each section, light and dark, at three widths.
+import { AxeBuilder } from "@axe-core/playwright";
+import type { Page } from "@playwright/test";
+import { expect, test } from "./fixtures";
+import type { LabPage } from "./lab_page";
+
+const sizes = [
+  { name: "wide", width: 1440, height: 900 },
+  { name: "middle", width: 1024, height: 768 },
+  { name: "narrow", width: 390, height: 844 },
+];
+const rules = ["wcag2a", "wcag2aa", "wcag21aa", "best-practice"];
+
+async function violations(page: Page, part: string): Promise<string[]> {
+  const { violations: found } = await new AxeBuilder({ page }).include(part).withTags(rules).analyze();
+  return found.map(({ id, nodes }) => `${id}: ${nodes.map(({ html }) => html.slice(0, 160)).join(" | ")}`);
+}
+
+const excess = (page: Page) =>
+  page.evaluate(() => {
+    const { scrollWidth, scrollHeight, clientWidth, clientHeight } = document.documentElement;
+    return { width: scrollWidth - clientWidth, height: scrollHeight - clientHeight };
+  });
+
+/** A session in the middle, with something to see in each section. */
+async function play(labPage: LabPage): Promise<void> {
+  await labPage.power("Open").click();
+  await labPage.button("Hand over").click();
+  await expect(async () => {
+    await labPage.page.keyboard.press("ControlOrMeta+Enter");
+    await expect(labPage.cards.first()).toBeVisible({ timeout: 1000 });
+  }).toPass();
+  await labPage.cards.click();
+  await labPage.whenReady();
+}
+
+for (const { name, width, height } of sizes) {
+  for (const colorScheme of ["light", "dark"] as const) {
+    test.describe(`${name}, ${colorScheme}`, () => {
+      test.use({ viewport: { width, height }, colorScheme });
+
+      test("every section is accessible, and fits the screen", async ({ labPage }) => {
+        const { page } = labPage;
+        await play(labPage);
+        const places = page.getByRole("navigation", { name: "Sections" }).getByRole("button");
+        const isNarrow = (await places.count()) > 0;
+        const tabs = isNarrow ? places : page.getByRole("tab");
+        const faults: Record<string, unknown> = {};
+        let part = "html";
+        for (const tab of await tabs.all()) {
+          await tab.click();
+          const section = await tab.innerText();
+          if (section === "Payload") {
+            await labPage.field("Example").selectOption("button_without_action");
+            await expect(labPage.underlined(labPage.payload)).toHaveCount(1);
+          }
+          if (section === "Timeline") await labPage.event(/POST .*\/device/).click();
+          const found = [...(await violations(page, part))];
+          part = isNarrow ? "main > :not([hidden])" : ".column-work";
+          const { width: tooWide, height: tooHigh } = await excess(page);
+          if (tooWide > 0) found.push(`${tooWide} px wider than the screen`);
+          if (tooHigh > 0) found.push(`${tooHigh} px higher than the screen`);
+          if (found.length > 0) faults[section] = found;
+        }
+        expect(faults).toEqual({});
+      });
+    });
+  }
+}
