@@ -58,6 +58,21 @@ class LabPhones : public Test {
   }
   const Value& state(const char* name) { return test::at(state_, name); }
 
+  /// Who is called for each callback, and who is missing.
+  std::string orders() {
+    std::string text;
+    for (const Value& callback : test::at(chain_, "callbacks").elements()) {
+      text += std::string(test::at(callback, "callback").text()) + ":";
+      for (const Value& each : test::at(callback, "order").elements())
+        text.append(" ").append(test::at(each, "name").text());
+      for (const Value& each : test::at(callback, "missing").elements()) {
+        text.append(" without ").append(test::at(each, "name").text());
+      }
+      text += "\n";
+    }
+    return text;
+  }
+
   /// Runs the kept scenario as a user would.
   std::string testKept() {
     const std::string path = directory_.path() / "kept.json";
@@ -87,6 +102,7 @@ TEST_F(LabPhones, ShowWhatAppsAndUsersDoWithANotification) {
   const Value shown = state("notifications").elements().front();
   EXPECT_EQ(compactJSON(shown), R"({"name":"sale","title":"Sale","subtitle":"","body":"Half price",)"
                                 R"("buttons":[{"action":"later","title":"later"}],"time":0.0,"shown":["banner"]})");
+  EXPECT_TRUE(state("badge").isNull()) << "the application asks for a banner alone";
   perform({tap, action(R"({"do": "step", "step": {"goal": "shop_purchase"}})")});
   EXPECT_EQ(compactJSON(state("total")), R"({"delivered":1,"responded":1,"converted":1})");
   EXPECT_EQ(compactJSON(state("opened")), R"(["shop://sale"])");
@@ -108,8 +124,9 @@ TEST_F(LabPhones, FollowTheApplicationThroughItsLife) {
   perform({deliver(R"({"aps": {"content-available": 1}, "addInfo": "{\"pellionPnID\": 7}"})", "silent")});
   EXPECT_EQ(state("running"), Value(true)) << "it asks the platform to wake the application";
   EXPECT_EQ(state("open"), Value(false));
-  perform({action(R"({"do": "relaunch"})"), action(R"({"do": "respond", "notification": "sale", "with": "dismiss"})")});
+  perform({action(R"({"do": "kill"})"), action(R"({"do": "respond", "notification": "sale", "with": "dismiss"})")});
   EXPECT_EQ(state("notifications").elements().size(), 1U);
+  EXPECT_EQ(state("open"), Value(false)) << "a dismissal launches the application in the background";
   EXPECT_EQ(testKept(), "passes") << "in spite of what the dismissal raises";
 }
 
@@ -149,6 +166,7 @@ TEST_F(LabPhones, KeepSessionsThatPass) {
       {"redirects", shop, {step(R"({"backend": {"status": 302, "headers": {"Location": "/x"}}})"), openIt, token}},
       {"requests after statistics", shop, {openIt, deliver(salePayload), token}},
       {"no device", shop, {openIt, step(R"({"consent": {"deviceId": null}})"), deliver(salePayload), token}},
+      {"an empty device", shop, {openIt, step(R"({"consent": {"deviceId": ""}})"), deliver(salePayload), token}},
       {"more after a scenario", counted, {rest, token, other, dismiss}},
       {"more within a scenario", counted, {next, dismiss, rest, other, token}},
       {"renamed methods", delegates, {openIt, kit("A", "exchanges"), kit("B", "exchanges"), token}},
@@ -181,6 +199,7 @@ TEST_F(LabPhones, StepThroughAnOpenedScenario) {
   EXPECT_EQ(state("hasFailed"), Value(true));
   perform({action(R"({"do": "rest"})"), action(R"({"do": "next"})")});
   EXPECT_THAT(refused_, HasSubstr("no step waits"));
+  EXPECT_EQ(states(), "done done failed done ");
 }
 
 TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
@@ -190,19 +209,6 @@ TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
            "steps": ["launch",
                      {"kit": {"name": "Ads", "does": "replaces", "of": "notificationCenter"}}, "startService",
                      {"kit": {"name": "Late", "does": "exchanges", "of": "notificationCenter"}}]})");
-  const auto orders = [this] {
-    std::string text;
-    for (const Value& callback : test::at(chain_, "callbacks").elements()) {
-      text += std::string(test::at(callback, "callback").text()) + ":";
-      for (const Value& each : test::at(callback, "order").elements())
-        text.append(" ").append(test::at(each, "name").text());
-      for (const Value& each : test::at(callback, "missing").elements()) {
-        text.append(" without ").append(test::at(each, "name").text());
-      }
-      text += "\n";
-    }
-    return text;
-  };
   perform({action(R"({"do": "next"})"), action(R"({"do": "next"})"), action(R"({"do": "next"})")});
   EXPECT_EQ(orders(),
             "token: module App\nfailure: module\nbackground: module App\n"
@@ -219,6 +225,27 @@ TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
             R"({"callback":"response","owner":"Late","kind":"kit"}]}]})");
   perform({action(R"({"do": "kill"})")});
   EXPECT_EQ(compactJSON(chain_), R"({"delegates":[],"callbacks":[]})");
+}
+
+TEST_F(LabPhones, KnowWhoShouldBeCalled) {
+  open(R"({"application": {"startsService": false, "delegate": "App", "notificationDelegate": "Heir"},
+           "delegates": {"App": {}, "Base": {"implements": {"foreground": {}}}, "Heir": {"inherits": "Base"},
+                         "Proxy": {"forwardsTo": "Base"}, "Watcher": {"implements": {"token": {}}}},
+           "steps": []})");
+  const auto step = [](const std::string& text) { return action(R"({"do": "step", "step": )" + text + "}"); };
+  const auto lineOf = [this](const std::string& callback) {
+    const std::string all = orders();
+    return all.substr(all.find(callback), all.find('\n', all.find(callback)) - all.find(callback));
+  };
+  const Value late = step(R"({"kit": {"name": "Late", "does": "exchanges", "of": "notificationCenter"}})");
+  perform({openIt, step(R"("startService")"), step(R"({"registerInterceptor": "Watcher"})"), late});
+  EXPECT_EQ(lineOf("token:"), "token: module Watcher");
+  EXPECT_EQ(compactJSON(state("interceptors")), R"(["Watcher"])");
+  EXPECT_EQ(lineOf("foreground:"), "foreground: Late module without Heir");
+  perform({step(R"({"unregisterInterceptor": "Watcher"})"), step(R"({"setNotificationDelegate": "Proxy"})"), late});
+  EXPECT_EQ(lineOf("token:"), "token: module");
+  EXPECT_EQ(compactJSON(state("interceptors")), "[]");
+  EXPECT_EQ(lineOf("foreground:"), "foreground: Late module without Base");
 }
 
 TEST_F(LabPhones, SendDocumentsOfTheProtocol) {
@@ -299,6 +326,9 @@ TEST_F(LabPhones, EndWhileAServerIsSlow) {
   const auto silent = boundToLoopback(0);
   ASSERT_EQ(listen(silent->get(), 1), 0);
   const std::string url = "http://127.0.0.1:" + std::to_string(localPort(silent->get()));
+  open(R"({"configuration": {"PORTAL_ID": "p", "PROJECT_ID": "q", "JWT_SECRET": "secret-key", "SERVER_URL": ")" + url +
+       R"("}, "steps": []})");
+  perform({openIt});  // tries each callback, without that server
   for (const auto& server : {std::optional<std::string>(), std::optional(url)}) {
     phone_.emplace(network_, shop, server);
     if (!server) phone_->perform(action(R"({"do": "step", "step": {"backend": {"delay": 60000}}})"));
@@ -312,8 +342,20 @@ TEST_F(LabPhones, EndWhileAServerIsSlow) {
         isWaiting |= message.data.find(R"("actor":"network","what":"sends")") != std::string::npos;
       }
     }
+    for (std::size_t i = 0; i < LabPhone::mostWaitingActions; ++i) phone_->perform(openIt);
+    EXPECT_THROW(phone_->perform(openIt), InputError);
     phone_.reset();
   }
+}
+
+TEST_F(LabPhones, RefuseBackendStepsWithAServer) {
+  const auto server = boundToLoopback(0);
+  ASSERT_EQ(listen(server->get(), 1), 0);
+  phone_.emplace(network_, shop, "http://127.0.0.1:" + std::to_string(localPort(server->get())));
+  perform({action(R"({"do": "step", "step": "backend"})")});
+  EXPECT_THAT(refused_, HasSubstr("your own server answers this phone"));
+  perform({openIt});
+  EXPECT_THAT(*phone_->scenario(), HasSubstr("// Run it: pellion test --server http://127.0.0.1:"));
 }
 
 }  // namespace

@@ -128,18 +128,7 @@ TEST_F(LabOverHTTP, RefusesWhatItCannotServe) {
   }
   EXPECT_EQ(statusOf(reply("POST", "/api/explain", "{}", {{"Content-Type", "text/plain"}})), "415");
   EXPECT_EQ(statusOf(reply("GET", "/", "", {{"Host", "lab.example"}})), "421");
-  EXPECT_EQ(statusOf(reply("GET", phone + "/events", "", {{"Last-Event-ID", "x"}})), "400");
-}
-
-TEST_F(LabOverHTTP, ExplainsAndCorrectsPayloads) {
-  const std::string payload = R"({"aps": {"alert": "Sale"}, "addinfo": "{\"pellionPnID\": 41}"})";
-  const std::string body = compactJSON(Value::dictionary({{"payload", payload}, {"finding", 0}}));
-  const std::string explained = reply("POST", "/api/explain", R"({"payload": )" + compactJSON(Value(payload)) + "}");
-  EXPECT_EQ(statusOf(explained), "200");
-  EXPECT_THAT(explained, HasSubstr("Content-Type: application/json\r\n"));
-  EXPECT_THAT(bodyOf(explained), HasSubstr("\"code\":\"key-misspelt\""));
-  const Value fixed = readJSON("reply", bodyOf(reply("POST", "/api/fix", body))).value;
-  EXPECT_THAT(test::textAt(fixed, "payload"), HasSubstr("\"addInfo\""));
+  EXPECT_EQ(statusOf(reply("GET", phone + "/events", "", {{"Last-Event-ID", "1x"}})), "400");
 }
 
 TEST_F(LabOverHTTP, StreamsTheMessagesOfAPhoneAndResumes) {

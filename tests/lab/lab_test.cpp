@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include "pellion/lab_server/lab_events.h"
+#include "pellion/lab_server/lab_routes.h"
+#include "pellion/steps/scenario_steps.h"
+
 namespace pellion {
 namespace {
 
@@ -38,6 +42,38 @@ TEST(Lab, MakesRoomForAPageInPlaceOfTheLongestUnusedPhone) {
   open(last + Lab::longestIdleWhenFull);
   EXPECT_EQ(lab.phone(second), nullptr);
   EXPECT_NE(lab.phone(first), nullptr);
+}
+
+TEST(Lab, TakesRequestsAndOpenStreamsForUses) {
+  LabRoutes routes({});
+  const std::string id = routes.lab().open(R"({"steps": []})", std::nullopt);
+  const std::shared_ptr<LabPhone> phone = routes.lab().phone(id);
+  const auto opened = phone->lastUse();
+  EXPECT_EQ(routes.reply({.method = "GET", .path = "/api/phones/" + id + "/scenario"}).status, 409U);
+  const auto asked = phone->lastUse();
+  EXPECT_GT(asked, opened);
+  const std::atomic<bool> isEnding = false;
+  LabEvents events(phone, 1'000'000, std::chrono::milliseconds(0), isEnding);
+  char heartbeat[64];
+  EXPECT_GT(events.read(heartbeat, sizeof heartbeat), 0U);
+  EXPECT_GT(events.read(heartbeat, sizeof heartbeat), 0U);
+  EXPECT_GT(phone->lastUse(), asked);
+}
+
+TEST(LabState, ShowsTheLastNotificationsAndURLs) {
+  LabState state(readScenario("scenario", R"({"steps": ["launch"]})"));
+  const auto at = [&](std::string_view name) { return *platform::Value::dictionary(state.entries()).find(name); };
+  for (int i = 0; i < 60; ++i) {
+    const std::string name = "n" + std::to_string(i / 2);
+    state.observe({{}, "platform", "delivered", platform::Value::dictionary({{"notification", name}})});
+    state.observe({{}, "platform", "opened URL", platform::Value::dictionary({{"url", name}})});
+  }
+  EXPECT_EQ(at("notifications").elements().size(), 30U) << "one of each name";
+  EXPECT_EQ(at("opened").elements().size(), 20U);
+  for (int i = 0; i < 60; ++i) {
+    state.observe({{}, "platform", "delivered", platform::Value::dictionary({{"notification", std::to_string(i)}})});
+  }
+  EXPECT_EQ(at("notifications").elements().size(), 50U);
 }
 
 }  // namespace

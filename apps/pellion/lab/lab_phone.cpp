@@ -40,7 +40,6 @@ LabPhone::LabPhone(services::Network& network, const std::string& scenario, std:
 LabPhone::~LabPhone() {
   interrupt();
   thread_.join();
-  log_.end();
 }
 
 void LabPhone::interrupt() {

@@ -17,6 +17,7 @@
 #include "pellion/timeline/event_text.h"
 #include "pellion/timeline/trace.h"
 #include "platform/exception.h"
+#include "value/printable_text.h"
 
 namespace pellion {
 namespace {
@@ -144,7 +145,8 @@ void LabSession::interrupt() {
 }
 
 std::optional<std::string> LabSession::kept() const {
-  return document_.doneCount() == 0 ? std::nullopt : std::optional(document_.text());
+  if (document_.doneCount() == 0) return std::nullopt;
+  return document_.text(server_ ? "--server " + value::printable(withoutUserInfo(*server_)) + " " : "");
 }
 
 bool LabSession::isRunning() { return run_->device().process() != nullptr; }

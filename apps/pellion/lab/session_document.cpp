@@ -149,8 +149,8 @@ JSONNode SessionDocument::takeWaiting() {
   return step;
 }
 
-std::string SessionDocument::text() const {
-  std::string text = "// Run it: pellion test FILE. Each step and entry: docs/scenario.md\n{\n";
+std::string SessionDocument::text(const std::string& options) const {
+  std::string text = "// Run it: pellion test " + options + "FILE. Each step and entry: docs/scenario.md\n{\n";
   const auto addEntry = [&](std::string_view name, const Value& value) {
     text.append("  ").append(compactJSON(name)).append(": ").append(indented(prettyJSON(value))).append(",\n");
   };

@@ -41,8 +41,9 @@ class SessionDocument {
   [[nodiscard]] std::size_t doneCount() const { return done_.size(); }
   [[nodiscard]] const JSONNode& done(std::size_t index) const { return done_[index].step; }
 
-  /// The steps done so far with their expectations, as the text of a scenario.
-  [[nodiscard]] std::string text() const;
+  /// The steps done so far with their expectations, as the text of a scenario, which begins with how to run it:
+  /// `options` of `pellion test`.
+  [[nodiscard]] std::string text(const std::string& options) const;
 
  private:
   struct Done {

@@ -62,10 +62,8 @@ bool isTooLarge(const std::string& payload) { return payload.size() > LabExplain
 constexpr const char* tooLarge = "larger than 64 KiB; the push service takes 4096 bytes";
 
 bool isRepairable(Explainer& explainer, const std::string& payload) {
-  const std::string repaired = repairedJSON(payload);
-  if (repaired == payload) return false;
   try {
-    explainer.explain(payloadName, repaired, false);
+    explainer.explain(payloadName, repairedJSON(payload), false);
     return true;
   } catch (const InputError&) {
     return false;
