@@ -28,6 +28,10 @@ constexpr const char* salePayload =
     R"( \"clickAction\": \"shop://sale\", \"conversion\": {\"group\": \"shop\", \"event\": \"purchase\"},)"
     R"( \"actionButton\": [{\"action\": \"later\"}]}"})";
 
+constexpr const char* configuration =
+    R"("PORTAL_ID": "p", "PROJECT_ID": "q", "APP_VERSION_ID": "v", "FRAMEWORK_ID": "f", "DEVICE_ID": "d",)"
+    R"( "BEARER_TOKEN": "secret-bearer", "JWT_SECRET": "secret-key", "APP_META": {"name": "Shop"})";
+
 Value action(const std::string& text) { return readJSON("action", text).value; }
 Value deliver(const char* payload, const char* name = "sale") {
   return Value::dictionary({{"do", "deliver"}, {"payload", payload}, {"name", name}});
@@ -298,9 +302,8 @@ TEST_F(LabPhones, RefuseUnusableScenarios) {
 }
 
 TEST_F(LabPhones, NeverShowSecrets) {
-  open(R"({"configuration": {"PORTAL_ID": "p", "PROJECT_ID": "q", "APP_VERSION_ID": "v", "FRAMEWORK_ID": "f",
-           "DEVICE_ID": "d", "BEARER_TOKEN": "secret-bearer", "JWT_SECRET": "secret-key", "APP_META": {"name": "Shop"}},
-           "steps": ["launch", {"configure": {"JWT_SECRET": "later-secret"}}]})");
+  open(std::string(R"({"configuration": {)") + configuration +
+       R"(}, "steps": ["launch", {"configure": {"JWT_SECRET": "later-secret"}}]})");
   for (const auto& message :
        perform({action(R"({"do": "next"})"), deliver(salePayload),
                 action(R"({"do": "step", "step": {"configure": {"BEARER_TOKEN": "other-secret"}}})"),
@@ -326,8 +329,7 @@ TEST_F(LabPhones, EndWhileAServerIsSlow) {
   const auto silent = boundToLoopback(0);
   ASSERT_EQ(listen(silent->get(), 1), 0);
   const std::string url = "http://127.0.0.1:" + std::to_string(localPort(silent->get()));
-  open(R"({"configuration": {"PORTAL_ID": "p", "PROJECT_ID": "q", "JWT_SECRET": "secret-key", "SERVER_URL": ")" + url +
-       R"("}, "steps": []})");
+  open(std::string(R"({"configuration": {"SERVER_URL": ")") + url + "\"," + configuration + R"(}, "steps": []})");
   perform({openIt});  // tries each callback, without that server
   for (const auto& server : {std::optional<std::string>(), std::optional(url)}) {
     phone_.emplace(network_, shop, server);
