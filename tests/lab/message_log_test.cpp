@@ -32,11 +32,13 @@ TEST(MessageLog, ReturnsWhatFollowsAnIDWithoutReplacedStates) {
 
 TEST(MessageLog, KeepsTheLastMessages) {
   MessageLog log;
+  log.append("chain", "{}");
+  log.append("state", "{}");
   for (std::size_t i = 0; i < MessageLog::mostMessages + 10; ++i) log.append("event", "{}");
-  EXPECT_THAT(idsAfter(log, 0, 1), ElementsAre(11));
+  EXPECT_THAT(idsAfter(log, 0, 3), ElementsAre(1, 2, 15)) << "the chain and the state are the present ones";
   const std::string large(MessageLog::mostBytes / 2, ' ');
   for (int i = 0; i < 3; ++i) log.append("event", large);
-  EXPECT_EQ(idsAfter(log, 0).size(), 2U);
+  EXPECT_EQ(idsAfter(log, 0).size(), 3U);
 }
 
 TEST(MessageLog, WakesReadersForAMessageAndForItsEnd) {

@@ -6,13 +6,13 @@
 #include <optional>
 #include <thread>
 
-#include "pellion/cli/backend_command.h"
-#include "pellion/cli/explain_command.h"
-#include "pellion/cli/fleet_command.h"
-#include "pellion/cli/lab_command.h"
-#include "pellion/cli/new_command.h"
 #include "pellion/cli/scenario_schema.h"
-#include "pellion/cli/test_command.h"
+#include "pellion/commands/backend_command.h"
+#include "pellion/commands/explain_command.h"
+#include "pellion/commands/fleet_command.h"
+#include "pellion/commands/lab_command.h"
+#include "pellion/commands/new_command.h"
+#include "pellion/commands/test_command.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/run/server_probe.h"
 #include "pellion/steps/scenario_expectation.h"

@@ -180,14 +180,14 @@ void collectFilesOfSteps(std::string_view file, const JSONNode* steps, Kinds kin
   }
 }
 
-std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, Kinds kinds) {
+}  // namespace
+
+std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds) {
   std::vector<std::string> paths;
   collectFiles(file, document, documentShape, paths);
   collectFilesOfSteps(file, document.find("steps"), kinds, paths);
   return paths;
 }
-
-}  // namespace
 
 std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
   try {

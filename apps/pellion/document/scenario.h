@@ -76,7 +76,8 @@ Scenario readScenario(std::string_view file, JSONNode document, std::span<const 
 /// Reads a list of steps inside another document, for a running application.
 std::vector<Step> readSteps(const Scenario& scenario, const JSONNode& list, std::span<const StepKind> kinds);
 
-/// The payload and configuration files that the text of a scenario names; none for a text that is not JSON.
+/// The payload and configuration files that a scenario names; none for a text that is not JSON.
+std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds);
 std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
 
 /// The configuration and the changes that the steps make to it.

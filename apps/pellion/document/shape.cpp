@@ -207,7 +207,7 @@ void checkShape(std::string_view file, const JSONNode& node, const Shape& shape,
 
 std::chrono::nanoseconds durationOf(const Value& seconds) {
   const double count = seconds.floating() + static_cast<double>(seconds.integer());
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
+  return std::chrono::round<std::chrono::nanoseconds>(std::chrono::duration<double>(count));
 }
 
 Value bytesOfHex(std::string_view digits) {

@@ -185,9 +185,14 @@ constexpr std::string_view trialSteps = R"([
 
 constexpr std::ptrdiff_t trialCount = 5;
 
-/// The steps that matter and then a step for each callback, with a configuration that lets each reach its end.
+/// The steps of the present process that matter and then a step for each callback, with a configuration that lets each
+/// reach its end.
 Scenario trialOf(const Scenario& scenario) {
   Scenario trial = scenario;
+  const auto launched = std::find_if(trial.steps.rbegin(), trial.steps.rend(), [](const Step& step) {
+    return step.kind->name == "launch" || step.kind->name == "relaunch";
+  });
+  if (launched != trial.steps.rend()) trial.steps.erase(trial.steps.begin(), std::prev(launched.base()));
   std::erase_if(trial.steps, [](const Step& step) { return !changesCallChain(*step.kind); });
   std::vector<Step> callbacks = readSteps(trial, readJSON("", trialSteps), stepKinds());
   std::ranges::move(callbacks, std::back_inserter(trial.steps));

@@ -8,7 +8,11 @@
 
 namespace pellion {
 
-Lab::~Lab() { endMessages(); }
+// All at once, before the map ends one after the other.
+Lab::~Lab() {
+  endMessages();
+  for (const auto& [id, phone] : phones_) phone->interrupt();
+}
 
 std::string Lab::open(const std::string& scenario, std::optional<std::string> server,
                       std::chrono::steady_clock::time_point now) {

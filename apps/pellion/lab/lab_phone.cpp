@@ -38,14 +38,16 @@ LabPhone::LabPhone(services::Network& network, const std::string& scenario, std:
 }
 
 LabPhone::~LabPhone() {
-  {
-    const std::lock_guard lock(mutex_);
-    isEnding_ = true;
-    if (session_ != nullptr) session_->interrupt();
-    changed_.notify_all();
-  }
+  interrupt();
   thread_.join();
   log_.end();
+}
+
+void LabPhone::interrupt() {
+  const std::lock_guard lock(mutex_);
+  isEnding_ = true;
+  if (session_ != nullptr) session_->interrupt();
+  changed_.notify_all();
 }
 
 void LabPhone::perform(const Value& action) {

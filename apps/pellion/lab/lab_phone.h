@@ -30,12 +30,14 @@ class LabPhone {
   LabPhone(services::Network& network, const std::string& scenario, std::optional<std::string> server);
   LabPhone(const LabPhone&) = delete;
   LabPhone& operator=(const LabPhone&) = delete;
-  /// Lets the action that is running end, cuts short what it waits for, and drops those that wait.
+  /// Interrupts it, and waits until the action that is running has ended.
   ~LabPhone();
 
   /// Runs the action, as docs/lab.schema.json describes it, after those before it. What then turns out to be wrong
   /// becomes a message "refused". Throws InputError for a document that is no action, and when too many wait.
   void perform(const platform::Value& action);
+  /// Drops the actions that wait, and cuts short what the one that is running waits for. Nothing follows.
+  void interrupt();
   /// The session so far as a scenario that passes; nothing before the first step.
   [[nodiscard]] std::optional<std::string> scenario() const;
   [[nodiscard]] MessageLog& messages() { return log_; }

@@ -99,6 +99,7 @@ LabSession::LabSession(SessionDocument document, services::Network& network, std
       server_(std::move(server)),
       emit_(std::move(emit)),
       scenario_(document_.opened()),
+      waitingSecrets_(scenario_.redaction),
       state_(scenario_),
       run_(std::make_unique<ScenarioRun>(
           scenario_, network,
@@ -139,7 +140,7 @@ void LabSession::perform(const Value& action) {
 
 void LabSession::interrupt() {
   isInterrupted_ = true;
-  if (!server_) run_->backend().setConnections(Backend::Connections::refused);
+  run_->device().endRequests();
 }
 
 std::optional<std::string> LabSession::kept() const {
@@ -184,6 +185,9 @@ void LabSession::playRest(const Value& action) {
 /// A platform that finds no process of the application starts one only for a notification that asks for it.
 void LabSession::deliverPush(const Value& action) {
   const Value payload = payloadIn(action);
+  if (!isPresented(payload) && !wakesApplication(payload)) {
+    throw InputError("a phone would neither show this notification nor wake the application; see the findings");
+  }
   const std::string name = document_.nameOf(payload, textIn(action, "name"));
   if (!isRunning() && !wakesApplication(payload)) {
     showOnly(name, payload);
@@ -257,21 +261,29 @@ void LabSession::play(const Value& step) {
 }
 
 /// A step of the user's gets the expectation that holds after it. One of an opened scenario does not, because that
-/// has its own; nor one that the user puts in between, whose events those may count.
+/// has its own. One that the user puts in between gets no more than it must, as those may count its events. What they
+/// leave is expected before the first step that the user adds at the end.
 void LabSession::play(const JSONNode& step, bool isOwn) {
   Scenario next = document_.with(step);
   if (server_ && next.steps.back().kind->needsBackend) {
     throw InputError("your own server answers this phone; use the built-in backend for this");
   }
+  const bool isObserved = isOwn && document_.waiting().empty();
+  if (isObserved && std::exchange(hasUnobserved_, false)) document_.expectMore(observed(scenario_.steps.back()));
   run_->changeScenario([&] { scenario_ = std::move(next); });
   const Step& last = scenario_.steps.back();
   run_->play(last);
   if (hasFailed_.exchange(false)) failed_.insert(document_.doneCount());
   if (changesCallChain(*last.kind)) hasNewChain_ = true;
-  document_.add(step, isOwn && document_.waiting().empty() ? observed(last) : Value());
+  document_.add(step, isOwn ? observed(last) : Value());
+  if (!isObserved) hasUnobserved_ = true;
 }
 
 Value LabSession::observed(const Step& step) {
+  if (!document_.waiting().empty()) {
+    const Value raised = observedExpectation(*run_, ObservedParts::raised);
+    return raised.entries().empty() ? Value() : raised;
+  }
   const bool hasOthers =
       scenario_.application != ApplicationDescription{} ||
       std::ranges::any_of(scenario_.steps, [](const Step& each) { return each.kind->name == "kit"; });
@@ -314,7 +326,6 @@ void LabSession::emitProgress() {
 }
 
 void LabSession::emitState(bool isBusy) {
-  lastState_ = std::chrono::steady_clock::now();
   const auto now = run_->device().clock().now();
   const auto seconds = [](auto duration) { return std::chrono::duration<double>(duration).count(); };
   std::vector<Value> delegates;
@@ -331,12 +342,13 @@ void LabSession::emitState(bool isBusy) {
                                  {"server", server_ ? Value(*server_) : Value()},
                                  {"canBeKept", document_.doneCount() > 0}});
   emit_("state", compactJSON(scenario_.redaction.value(Value::dictionary(entries))));
+  lastState_ = std::chrono::steady_clock::now();  // a large one takes time itself
 }
 
 Value LabSession::stepsDocument() const {
   std::vector<Value> steps;
   const auto add = [&](const JSONNode& step, std::string_view state) {
-    steps.push_back(Value::dictionary({{"text", compactJSON(step.value)}, {"state", state}}));
+    steps.push_back(Value::dictionary({{"text", waitingSecrets_.text(compactJSON(step.value))}, {"state", state}}));
   };
   for (std::size_t i = 0; i < document_.doneCount(); ++i) {
     add(document_.done(i), failed_.contains(i) ? "failed" : "done");

@@ -72,11 +72,13 @@ class LabSession {
   const std::optional<std::string> server_;
   const Emit emit_;
   Scenario scenario_;
+  const Redaction waitingSecrets_;  ///< of the steps that were opened
   LabState state_;
   std::atomic<bool> isInterrupted_ = false;
   std::atomic<bool> hasFailed_ = false;  ///< an expectation, since play() has last asked
   std::set<std::size_t> failed_;         ///< indices of steps
   bool hasNewChain_ = false;
+  bool hasUnobserved_ = false;  ///< events of steps that were opened
   std::chrono::steady_clock::time_point lastState_;
   std::unique_ptr<ScenarioRun> run_;
 };

@@ -13,8 +13,15 @@ void MessageLog::append(std::string kind, std::string data) {
   if (kind == "chain") drop(std::exchange(lastChain_, lastID_));
   bytes_ += data.size();
   messages_.push_back({lastID_, std::move(kind), std::move(data)});
-  while (messages_.size() > mostMessages || bytes_ > mostBytes) drop(messages_.front().id);
+  while (messages_.size() > mostMessages || bytes_ > mostBytes) dropOldest();
   changed_.notify_all();
+}
+
+/// Other than the present state and chain, without which a page that begins again shows nothing.
+void MessageLog::dropOldest() {
+  const auto isPast = [this](const Message& message) { return message.id != lastState_ && message.id != lastChain_; };
+  const auto oldest = std::ranges::find_if(messages_, isPast);
+  drop(oldest == messages_.end() ? messages_.front().id : oldest->id);
 }
 
 /// Nothing for a message that is dropped already.

@@ -32,6 +32,7 @@ class MessageLog {
   void end();
 
  private:
+  void dropOldest();
   void drop(std::uint64_t id);
 
   std::mutex mutex_;

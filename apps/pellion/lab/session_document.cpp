@@ -1,6 +1,7 @@
 #include "pellion/lab/session_document.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <utility>
 
@@ -29,11 +30,16 @@ JSONNode objectNode(const std::vector<JSONMember>& members) {
 /// What a scenario without a step of its own has, because a scenario needs one.
 JSONNode heading(std::string_view text) { return placelessNode(Value::dictionary({{"say", text}})); }
 
-/// "advance" alone, as seconds; nothing for any other step.
-std::optional<double> secondsIn(const JSONNode& step) {
-  const Value* seconds = step.value.find("advance");
-  if (seconds == nullptr) return std::nullopt;
-  return seconds->floating() + static_cast<double>(seconds->integer());
+/// One step "advance" in place of two; nothing if they are other steps, or too long for one.
+std::optional<Value> sumOf(const Value& step, const Value& next) {
+  const Value* first = step.find("advance");
+  const Value* second = next.find("advance");
+  if (first == nullptr || second == nullptr) return std::nullopt;
+  const std::chrono::nanoseconds sum = durationOf(*first) + durationOf(*second);
+  const auto whole = std::chrono::floor<std::chrono::seconds>(sum);
+  const Value seconds = whole == sum ? Value(static_cast<std::int64_t>(whole.count()))
+                                     : Value(std::chrono::duration<double>(sum).count());
+  return shapes::seconds.isKind(seconds) ? std::optional(Value::dictionary({{"advance", seconds}})) : std::nullopt;
 }
 
 std::string indented(const std::string& text) {
@@ -46,10 +52,7 @@ std::string indented(const std::string& text) {
 
 SessionDocument::SessionDocument(std::string file, const std::string& text) : file_(std::move(file)) {
   JSONNode document = readJSON(file_, text, JSONForm::commented);
-  if (const auto files = filesNamedIn(file_, text, stepKinds()); !files.empty()) {
-    throw InputError(file_ + ": names the file " + files.front() +
-                     ", which the lab does not read; put its content in the place of the name");
-  }
+  refuseFiles(document);
   if (const JSONNode* steps = document.find("steps"); steps == nullptr || !isList(steps->value)) {
     static_cast<void>(readScenario(file_, text));  // throws
   }
@@ -68,6 +71,20 @@ SessionDocument::SessionDocument(std::string file, const std::string& text) : fi
   }
 }
 
+/// A page may not read the files of this machine.
+void SessionDocument::refuseFiles(const JSONNode& document) const {
+  const auto files = filesNamedIn(file_, document, stepKinds());
+  if (files.empty()) return;
+  throw InputError(file_ + ": names the file " + files.front() +
+                   ", which the lab does not read; put its content in the place of the name");
+}
+
+void SessionDocument::refuseMore(std::size_t bytes) const {
+  if (done_.size() < mostSteps && bytes_ + bytes <= mostBytes) return;
+  throw InputError("the session has " + std::to_string(done_.size()) + " steps and " + std::to_string(bytes_ >> 10U) +
+                   " KiB, more than which the lab does not keep; download it, and begin another");
+}
+
 JSONNode SessionDocument::documentWith(const std::vector<JSONNode>& steps) const {
   std::vector<JSONMember> members = head_;
   members.push_back({{}, "notifications", placelessNode(Value::dictionary(notifications_))});
@@ -84,9 +101,8 @@ Scenario SessionDocument::opened() const {
 }
 
 Scenario SessionDocument::with(const JSONNode& step) const {
-  if (done_.size() >= mostSteps) {
-    throw InputError("the session has " + std::to_string(mostSteps) + " steps; keep it, and begin another");
-  }
+  refuseMore(compactJSON(step.value).size());
+  refuseFiles(objectNode({{{}, "steps", listNode({step})}}));
   std::vector<JSONNode> steps;
   std::ranges::transform(done_, std::back_inserter(steps), &Done::step);
   steps.push_back(step);
@@ -94,7 +110,15 @@ Scenario SessionDocument::with(const JSONNode& step) const {
 }
 
 void SessionDocument::add(JSONNode step, Value expectation) {
+  bytes_ += compactJSON(step.value).size() + compactJSON(expectation).size();
   done_.push_back({std::move(step), std::move(expectation)});
+}
+
+void SessionDocument::expectMore(const Value& expectation) {
+  const Value& present = done_.back().expectation;
+  std::vector<Value::Entry> entries(present.entries().begin(), present.entries().end());
+  entries.insert(entries.end(), expectation.entries().begin(), expectation.entries().end());
+  if (!entries.empty()) done_.back().expectation = Value::dictionary(entries);
 }
 
 std::string SessionDocument::nameOf(const Value& payload, std::string_view wantedName) {
@@ -105,6 +129,9 @@ std::string SessionDocument::nameOf(const Value& payload, std::string_view wante
   if (const auto known = std::ranges::find_if(notifications_, describes); known != notifications_.end()) {
     return std::string(known->key.text());
   }
+  const std::size_t bytes = compactJSON(payload).size();
+  refuseMore(bytes);
+  bytes_ += bytes;
   const std::string stem(wantedName.empty() ? "notification" : wantedName);
   std::string name = stem;
   for (int number = 2; hasNotification(name); ++number) name = stem + " " + std::to_string(number);
@@ -133,11 +160,11 @@ std::string SessionDocument::text() const {
   for (auto next = done_.begin(); next != done_.end(); ++next) {
     Value step = next->step.value;
     // Times that nothing divides are one.
-    for (auto seconds = secondsIn(next->step);
-         seconds && next->expectation.isNull() && std::next(next) != done_.end() && secondsIn(std::next(next)->step);
-         ++next) {
-      *seconds += *secondsIn(std::next(next)->step);
-      step = Value::dictionary({{"advance", *seconds}});
+    while (next->expectation.isNull() && std::next(next) != done_.end()) {
+      const auto sum = sumOf(step, std::next(next)->step.value);
+      if (!sum) break;
+      step = *sum;
+      ++next;
     }
     text.append("    ").append(spacedJSON(step)).append(",\n");
     if (next->expectation.isNull()) continue;

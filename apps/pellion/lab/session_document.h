@@ -18,17 +18,21 @@ namespace pellion {
 class SessionDocument {
  public:
   static constexpr std::size_t mostSteps = 2000;
+  static constexpr std::size_t mostBytes = 8U << 20;  ///< of steps and notifications; `pellion test` reads 16 MiB
 
   /// Reads a scenario document, whose list of steps may be empty. Throws InputError, also for one that names files.
   SessionDocument(std::string file, const std::string& text);
 
   /// The scenario without steps, checked with those that wait.
   [[nodiscard]] Scenario opened() const;
-  /// The steps done so far and `step`. Throws InputError for a step that is none or cannot be next.
+  /// The steps done so far and `step`. Throws InputError for a step that is none, names a file or cannot be next.
   [[nodiscard]] Scenario with(const JSONNode& step) const;
   /// The step is done. Null for no expectation.
   void add(JSONNode step, platform::Value expectation);
-  /// The name of the notification with this payload, which becomes one of the scenario's.
+  /// Adds to what is expected after the last step.
+  void expectMore(const platform::Value& expectation);
+  /// The name of the notification with this payload, which becomes one of the scenario's. Throws InputError when the
+  /// session is too large for it.
   std::string nameOf(const platform::Value& payload, std::string_view wantedName);
   [[nodiscard]] bool hasNotification(std::string_view name) const;
 
@@ -46,12 +50,15 @@ class SessionDocument {
     platform::Value expectation;
   };
   [[nodiscard]] JSONNode documentWith(const std::vector<JSONNode>& steps) const;
+  void refuseFiles(const JSONNode& document) const;
+  void refuseMore(std::size_t bytes) const;
 
   const std::string file_;
   std::vector<JSONMember> head_;  ///< without notifications and steps
   std::vector<platform::Value::Entry> notifications_;
   std::vector<Done> done_;
   std::deque<JSONNode> waiting_;
+  std::size_t bytes_ = 0;  ///< of the steps that are done and the notifications
 };
 
 }  // namespace pellion

@@ -1,12 +1,14 @@
 #include "pellion/steps/observed_expectation.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "pellion/document/statistics_status.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/extension_step.h"
 
@@ -15,11 +17,26 @@ namespace {
 
 using platform::Value;
 
-Value expectedRequest(const ReceivedRequest& request) {
-  if (const std::string* token = request.findHeader("notificationid")) {
-    return Value::dictionary({{"headers", Value::dictionary({{"notificationid", *token}})}});
+/// The query items without which the backend knows neither device nor user, where the phone has no value for them: a
+/// strict run demands that an expectation names them.
+std::vector<Value::Entry> absentIDs(const ReceivedRequest& request) {
+  std::vector<Value::Entry> absent;
+  for (const auto& [name, value] : request.queryItems) {
+    const bool isID = name == "deviceid" || name == "anondeviceid";
+    if (isID && (value.empty() || value == "(null)")) absent.push_back({name, value});
   }
-  return Value::dictionary({{"method", request.method}, {"path", std::string(request.path())}});
+  return absent;
+}
+
+Value expectedRequest(const ReceivedRequest& request) {
+  std::vector<Value::Entry> wanted;
+  if (const std::string* token = request.findHeader("notificationid")) {
+    wanted = {{"headers", Value::dictionary({{"notificationid", *token}})}};
+  } else {
+    wanted = {{"method", request.method}, {"path", std::string(request.path())}};
+  }
+  if (const auto absent = absentIDs(request); !absent.empty()) wanted.push_back({"query", Value::dictionary(absent)});
+  return Value::dictionary(wanted);
 }
 
 Value expectedEntry(const Value& entry) {
@@ -36,17 +53,20 @@ std::span<const Value> entriesIn(const ReceivedRequest& request) {
   return entries == nullptr ? std::span<const Value>() : entries->elements();
 }
 
-/// Requests that only carry statistics are expected by their entries. Several at once may arrive in any order.
-void addRequests(std::vector<Value::Entry>& expectation, const std::vector<ReceivedRequest>& sent) {
+/// Several requests at once may arrive in any order. With ObservedParts::requests those that only carry statistics are
+/// expected by their entries alone. A later expectation of requests would then count them, too.
+void addRequests(std::vector<Value::Entry>& expectation, ScenarioRun& run, ObservedParts parts) {
+  const std::vector<ReceivedRequest> sent = run.takeRequests();
   std::vector<Value> requests;
+  std::ranges::transform(sent, std::back_inserter(requests), expectedRequest);
+  // Not those of `sent`: an expectation of either kind may have taken what the other one has not.
   std::vector<Value> statistics;
-  for (const ReceivedRequest& request : sent) {
-    requests.push_back(expectedRequest(request));
-    for (const Value& entry : entriesIn(request)) statistics.push_back(expectedEntry(entry));
+  for (const Value& details : run.take("network", "sends")) {
+    for (const Value& entry : statisticsIn(details)) statistics.push_back(expectedEntry(entry));
   }
   const bool haveOnlyStatistics =
       std::ranges::none_of(sent, [](const ReceivedRequest& request) { return entriesIn(request).empty(); });
-  if (!haveOnlyStatistics) {
+  if (!haveOnlyStatistics || (parts != ObservedParts::requests && !sent.empty())) {
     expectation.push_back({requests.size() == 1 ? "requests" : "requestsInAnyOrder", Value::list(requests)});
   }
   if (haveOnlyStatistics || !statistics.empty()) expectation.push_back({"statistics", Value::list(statistics)});
@@ -86,14 +106,25 @@ void addBadge(std::vector<Value::Entry>& expectation, ScenarioRun& run) {
   if (badge) expectation.push_back({"badge", *badge});
 }
 
+/// The text that all exceptions begin with, up to the address of an object.
+std::string commonText(const std::vector<std::string>& raised) {
+  std::string_view common = std::string_view(raised.front()).substr(0, raised.front().find(" 0x"));
+  for (const std::string& each : raised) common = {common.begin(), std::ranges::mismatch(common, each).in1};
+  return std::string(common);
+}
+
+void addRaised(std::vector<Value::Entry>& expectation, ScenarioRun& run) {
+  const std::vector<std::string> raised = run.takeRaised();
+  if (!raised.empty()) expectation.push_back({"raised", commonText(raised)});
+}
+
 }  // namespace
 
 Value observedExpectation(ScenarioRun& run, ObservedParts parts) {
   std::vector<Value::Entry> expectation;
-  if (const std::vector<std::string> raised = run.takeRaised(); !raised.empty()) {
-    expectation.push_back({"raised", raised.front().substr(0, raised.front().find(" 0x"))});
-  }
-  addRequests(expectation, run.takeRequests());
+  addRaised(expectation, run);
+  if (parts == ObservedParts::raised) return Value::dictionary(expectation);
+  addRequests(expectation, run, parts);
   addLists(expectation, run, urls);
   if (parts >= ObservedParts::answers) {
     addLists(expectation, run, answers);

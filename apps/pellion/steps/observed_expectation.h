@@ -10,7 +10,8 @@ class ScenarioRun;
 
 /// What is observed; each includes the one before.
 enum class ObservedParts : std::uint8_t {
-  requests,  ///< what reaches the backend, the URLs and what is raised
+  raised,    ///< what is raised, which the next step must expect
+  requests,  ///< also what reaches the backend, and the URLs
   answers,   ///< also fetch results, presentations and the stored badge
   calls,     ///< also who is called
 };

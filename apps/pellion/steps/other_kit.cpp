@@ -33,8 +33,8 @@ struct Rewiring {
   std::map<SEL, IMP> replaced;   ///< the code that the kit's methods replaced
   std::map<SEL, SEL> exchanged;  ///< the kit's selector for the code that it exchanged with its own
 
-  [[nodiscard]] IMP former(SEL selector) const {
-    return superclass != nullptr ? class_getMethodImplementation(superclass, selector) : replaced.at(selector);
+  [[nodiscard]] IMP former(SEL callback) const {
+    return superclass != nullptr ? class_getMethodImplementation(superclass, callback) : replaced.at(callback);
   }
 };
 using Rewirings = std::vector<Rewiring>;
@@ -48,10 +48,12 @@ void passOn(id self, SEL selector, A... arguments) {
   host::Process::current().report(
       "app", "called",
       Value::dictionary({{"name", kit.name}, {"callback", kindOf(callback).name}, {"passesOn", true}}));
-  if (const auto own = kit.exchanged.find(selector); own != kit.exchanged.end()) {
+  // Not `selector`: another kit that has exchanged this method calls it with a selector of its own.
+  const SEL original = sel_registerName(kindOf(callback).selector);
+  if (const auto own = kit.exchanged.find(original); own != kit.exchanged.end()) {
     platform::send<void(A...)>(self, own->second, arguments...);
   } else {
-    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(selector))(self, selector, arguments...);
+    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(original))(self, selector, arguments...);
   }
 }
 

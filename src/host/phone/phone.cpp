@@ -108,15 +108,20 @@ Process& Phone::launch() {
     configuration = std::make_shared<const services::Configuration>(services::readConfiguration(configurationPath()));
   }
   terminate();
-  process_ = std::make_unique<Process>(Process::Environment{.clock = clock_,
-                                                            .network = network_,
-                                                            .networkPolicy = policyOf(configuration),
-                                                            .appGroups = appGroups(),
-                                                            .urlSchemes = options_.urlSchemes,
-                                                            .linkedBefore17 = options_.linkedBefore17,
-                                                            .sink = options_.sink,
-                                                            .stores = options_.stores,
-                                                            .outcomes = options_.outcomes});
+  auto process = std::make_unique<Process>(Process::Environment{.clock = clock_,
+                                                                .network = network_,
+                                                                .networkPolicy = policyOf(configuration),
+                                                                .appGroups = appGroups(),
+                                                                .urlSchemes = options_.urlSchemes,
+                                                                .linkedBefore17 = options_.linkedBefore17,
+                                                                .sink = options_.sink,
+                                                                .stores = options_.stores,
+                                                                .outcomes = options_.outcomes});
+  {
+    const std::lock_guard lock(processMutex_);
+    process_ = std::move(process);
+    if (requestsHaveEnded_) network_.endRequests(*process_);
+  }
   process_->setLogLevel(options_.listensToLog ? configuration->logLevel : LogLevel::none);
   coreLibrary_ = std::make_shared<CoreLibrary>(*process_, bundle(), *keychain_, std::move(configuration));
   process_->setCoreLibrary(coreLibrary_);
@@ -130,9 +135,20 @@ Process& Phone::launch() {
 
 void Phone::terminate() {
   if (!process_) return;
-  process_.reset();
+  std::unique_ptr<Process> ended;
+  {
+    const std::lock_guard lock(processMutex_);
+    ended = std::move(process_);
+  }
+  ended.reset();
   coreLibrary_.reset();
   report("app", "ended", Value::dictionary({}));
+}
+
+void Phone::endRequests() {
+  const std::lock_guard lock(processMutex_);
+  requestsHaveEnded_ = true;
+  if (process_) network_.endRequests(*process_);
 }
 
 void Phone::runExtension(const std::function<void()>& work) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "host/phone/core_library.h"
 #include "host/phone/process.h"
@@ -58,6 +59,9 @@ class Phone {
   Process& launch();
   /// Ends the process as the system does: no code of it runs any more.
   void terminate();
+  /// Any thread: ends the requests of the running process and of all later ones, unanswered. For a phone that is no
+  /// longer needed and should not wait for a server.
+  void endRequests();
   [[nodiscard]] Process* process() { return process_.get(); }
 
   /// Runs `work` in a process of its own that shares the App Groups' stores: the notification extension.
@@ -76,7 +80,9 @@ class Phone {
   Clock clock_;
   std::shared_ptr<services::ItemStore> keychain_;
   std::shared_ptr<const services::Configuration> configuration_;  // in place of the file; null: the file
+  std::mutex processMutex_;                                       ///< for endRequests(): all else is for one thread
   std::unique_ptr<Process> process_;
+  bool requestsHaveEnded_ = false;
   std::shared_ptr<CoreLibrary> coreLibrary_;
 };
 

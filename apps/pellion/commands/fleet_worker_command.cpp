@@ -1,4 +1,4 @@
-#include "pellion/cli/fleet_worker_command.h"
+#include "pellion/commands/fleet_worker_command.h"
 
 #include <unistd.h>
 
@@ -9,8 +9,8 @@
 #include <random>
 #include <string_view>
 
-#include "pellion/cli/fleet_output.h"
-#include "pellion/cli/fleet_target.h"
+#include "pellion/commands/fleet_output.h"
+#include "pellion/commands/fleet_target.h"
 #include "pellion/fleet/fleet.h"
 #include "pellion/fleet/locust_worker.h"
 #include "pellion/fleet/machine_limits.h"

@@ -1,4 +1,4 @@
-#include "pellion/cli/server_identity.h"
+#include "pellion/commands/server_identity.h"
 
 #include <openssl/pem.h>
 #include <openssl/x509.h>

@@ -1,4 +1,4 @@
-#include "pellion/cli/backend_command.h"
+#include "pellion/commands/backend_command.h"
 
 #include <CLI/CLI.hpp>
 #include <array>
@@ -11,7 +11,7 @@
 
 #include "pellion/backend/backend.h"
 #include "pellion/backend/strictness.h"
-#include "pellion/cli/server_identity.h"
+#include "pellion/commands/server_identity.h"
 #include "pellion/steps/backend_step.h"
 #include "pellion/text/input_file.h"
 #include "pellion/text/json_writer.h"

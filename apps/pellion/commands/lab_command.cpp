@@ -1,4 +1,4 @@
-#include "pellion/cli/lab_command.h"
+#include "pellion/commands/lab_command.h"
 
 #include <CLI/CLI.hpp>
 #include <optional>

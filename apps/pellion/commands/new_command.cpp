@@ -1,4 +1,4 @@
-#include "pellion/cli/new_command.h"
+#include "pellion/commands/new_command.h"
 
 #include <algorithm>
 #include <filesystem>

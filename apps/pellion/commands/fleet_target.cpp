@@ -1,4 +1,4 @@
-#include "pellion/cli/fleet_target.h"
+#include "pellion/commands/fleet_target.h"
 
 #include "pellion/run/server_probe.h"
 #include "pellion/text/input_error.h"

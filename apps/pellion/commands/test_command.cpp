@@ -1,4 +1,4 @@
-#include "pellion/cli/test_command.h"
+#include "pellion/commands/test_command.h"
 
 #include <algorithm>
 #include <chrono>

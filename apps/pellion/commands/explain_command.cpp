@@ -1,4 +1,4 @@
-#include "pellion/cli/explain_command.h"
+#include "pellion/commands/explain_command.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "pellion/cli/fleet_command.h"
+#include "pellion/commands/fleet_command.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -8,9 +8,9 @@
 #include <ostream>
 #include <thread>
 
-#include "pellion/cli/fleet_output.h"
-#include "pellion/cli/fleet_target.h"
-#include "pellion/cli/fleet_worker_command.h"
+#include "pellion/commands/fleet_output.h"
+#include "pellion/commands/fleet_target.h"
+#include "pellion/commands/fleet_worker_command.h"
 #include "pellion/fleet/fleet.h"
 #include "pellion/fleet/fleet_report.h"
 #include "pellion/fleet/machine_limits.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pellion/cli/fleet_arguments.h"
+#include "pellion/commands/fleet_arguments.h"
 #include "pellion/run/surroundings.h"
 
 namespace CLI {

@@ -1,4 +1,4 @@
-#include "pellion/cli/fleet_output.h"
+#include "pellion/commands/fleet_output.h"
 
 #include <ostream>
 
