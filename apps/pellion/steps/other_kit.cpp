@@ -48,10 +48,13 @@ void passOn(id self, SEL selector, A... arguments) {
   host::Process::current().report(
       "app", "called",
       Value::dictionary({{"name", kit.name}, {"callback", kindOf(callback).name}, {"passesOn", true}}));
-  if (const auto own = kit.exchanged.find(selector); own != kit.exchanged.end()) {
+  // Another kit that exchanged this code with its own calls it with a selector of that kit.
+  const SEL original = sel_registerName(kindOf(callback).selector);
+  if (const auto own = kit.exchanged.find(original); own != kit.exchanged.end()) {
     platform::send<void(A...)>(self, own->second, arguments...);
   } else {
-    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(selector))(self, selector, arguments...);
+    const SEL passed = kit.superclass != nullptr ? original : selector;
+    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(original))(self, passed, arguments...);
   }
 }
 
