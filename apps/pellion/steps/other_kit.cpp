@@ -53,8 +53,8 @@ void passOn(id self, SEL selector, A... arguments) {
   if (const auto own = kit.exchanged.find(original); own != kit.exchanged.end()) {
     platform::send<void(A...)>(self, own->second, arguments...);
   } else {
-    const SEL passed = kit.superclass != nullptr ? original : selector;
-    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(original))(self, passed, arguments...);
+    const SEL former = kit.superclass != nullptr ? selector : original;
+    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(former))(self, selector, arguments...);
   }
 }
 
