@@ -7,6 +7,7 @@ test.describe("a broken payload is mended by one click", () => {
     { example: "addinfo_misspelt", underlined: '"addinfo"', mended: '"addInfo"' },
     { example: "badge_as_text", underlined: '"3"', mended: '"badge":3' },
     { example: "json_trailing_comma", underlined: ",", mended: '"alert":"Only today: half price"' },
+    { example: "payload_not_json", underlined: "}", mended: '"addInfo"' },
     { example: "json_comment", underlined: "//", mended: '"addInfo"' },
     {
       example: "button_without_action",
@@ -67,7 +68,7 @@ test.describe("findings stand at their place beside unusual characters", () => {
       await labPage.write(labPage.payload, after("a😀\\ud83d").text);
       await expect(labPage.underlined(labPage.payload)).toHaveText(["\\ud83d"]);
       await labPage.deliver.click();
-      await expect(labPage.alert).toContainText("the payload:1:22:");
+      await expect(labPage.alert).toContainText("the payload:1:22: not JSON: \\ud83d is half a character");
     });
   });
 });

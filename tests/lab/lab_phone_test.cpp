@@ -189,7 +189,7 @@ TEST_F(LabPhones, KeepSessionsThatPass) {
 }
 
 TEST_F(LabPhones, StepThroughAnOpenedScenario) {
-  open(R"({"notifications": {"n": {"addInfo": {"pellionPnID": 7}}},
+  open(R"({"notifications": {"n": {"addInfo": {"pellionPnID": 7, "actionButton": [{"action": "later"}]}}},
            "steps": ["launch", {"deliver": "n"}, {"expect": {"statistics": [{"notificationid": 8}]}}, {"tap": "n"}]})");
   perform({action(R"({"do": "next"})"), action(R"({"do": "next"})")});
   const auto states = [this] {
@@ -198,6 +198,8 @@ TEST_F(LabPhones, StepThroughAnOpenedScenario) {
     return text;
   };
   EXPECT_EQ(states(), "done done waiting waiting ");
+  const Value shown = state("notifications").elements().front();
+  EXPECT_EQ(compactJSON(test::at(shown, "buttons")), R"([{"action":"later","title":"later"}])");
   perform({action(R"({"do": "rest"})")});
   EXPECT_EQ(states(), "done done failed waiting ") << "it stops where pellion run does";
   EXPECT_EQ(state("hasFailed"), Value(true));

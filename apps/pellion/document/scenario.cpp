@@ -182,7 +182,8 @@ void collectFilesOfSteps(std::string_view file, const JSONNode* steps, Kinds kin
 
 }  // namespace
 
-std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds) {
+std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document,
+                                      std::span<const StepKind> kinds) {
   std::vector<std::string> paths;
   collectFiles(file, document, documentShape, paths);
   collectFilesOfSteps(file, document.find("steps"), kinds, paths);

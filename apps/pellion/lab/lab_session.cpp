@@ -193,12 +193,12 @@ void LabSession::deliverPush(const Value& action) {
   const std::string name = document_.nameOf(payload, textIn(action, "name"));
   if (!isRunning() && !wakesApplication(payload)) {
     showOnly(name, payload);
+    findButtons();
   } else {
     const bool isOpen = isRunning() && state_.isOpen();
     if (!isRunning()) play(stepNamed("launch"));
     play(Value::dictionary({{isOpen ? "deliver" : "deliverInBackground", name}}));
   }
-  state_.setButtons(name, buttonsOf(payload));
 }
 
 void LabSession::showOnly(const std::string& name, const Value& payload) {
@@ -279,6 +279,7 @@ void LabSession::play(const JSONNode& step, bool isOwn) {
   if (changesCallChain(*last.kind)) hasNewChain_ = true;
   document_.add(step, isOwn ? observed(last) : Value());
   if (!isObserved) hasUnobserved_ = true;
+  if (last.kind->name == "deliver" || last.kind->name == "deliverInBackground") findButtons();
 }
 
 Value LabSession::observed(const Step& step) {
@@ -295,6 +296,10 @@ Value LabSession::observed(const Step& step) {
                                           "goal"};
   const bool isEmpty = expectation == Value::dictionary({{"statistics", Value::list({})}});
   return isEmpty && std::ranges::find(telling, step.kind->name) == std::end(telling) ? Value() : expectation;
+}
+
+void LabSession::findButtons() {
+  if (const auto latest = state_.latest()) state_.setButtons(latest->first, buttonsOf(latest->second));
 }
 
 /// What the user may press, as the module finds it. None where the module raises: the timeline shows that later.

@@ -58,6 +58,8 @@ class LabSession {
   void play(const platform::Value& step);
   void play(const JSONNode& step, bool isOwn);
   [[nodiscard]] platform::Value observed(const Step& step);
+  /// Of the latest notification, whose payload the module reads for that.
+  void findButtons();
   [[nodiscard]] std::vector<std::string> buttonsOf(const platform::Value& payload);
   void showOnly(const std::string& name, const platform::Value& payload);
   void receive(const host::Event& event);

@@ -203,6 +203,12 @@ void LabState::onInterceptorGone(const host::Event& event) { std::erase(intercep
 
 void LabState::onBackend(const host::Event& event) { backend_ = event.details; }
 
+std::optional<std::pair<std::string, Value>> LabState::latest() {
+  const std::lock_guard lock(mutex_);
+  if (notifications_.empty()) return std::nullopt;
+  return std::pair(notifications_.front().name, notifications_.front().payload);
+}
+
 void LabState::setButtons(const std::string& notification, const std::vector<std::string>& actions) {
   const std::lock_guard lock(mutex_);
   if (Shown* shown = find(notification)) shown->buttons = actions;

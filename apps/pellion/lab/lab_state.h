@@ -20,6 +20,8 @@ class LabState {
   explicit LabState(const Scenario& scenario);
 
   void observe(const host::Event& event);
+  /// Name and payload of the notification that came last, if the phone has one.
+  [[nodiscard]] std::optional<std::pair<std::string, platform::Value>> latest();
   /// Adds the notification's buttons, which only the module can find.
   void setButtons(const std::string& notification, const std::vector<std::string>& actions);
   /// The user leaves the application.

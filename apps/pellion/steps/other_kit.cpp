@@ -53,7 +53,9 @@ void passOn(id self, SEL selector, A... arguments) {
   if (const auto own = kit.exchanged.find(original); own != kit.exchanged.end()) {
     platform::send<void(A...)>(self, own->second, arguments...);
   } else {
-    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(original))(self, selector, arguments...);
+    // A call of super names its selector; a call of a replaced method passes on the one that it got.
+    const SEL passed = kit.superclass != nullptr ? original : selector;
+    reinterpret_cast<void (*)(id, SEL, A...)>(kit.former(original))(self, passed, arguments...);
   }
 }
 

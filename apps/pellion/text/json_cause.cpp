@@ -158,6 +158,16 @@ std::optional<JSONCause> wordCause(std::string_view text, std::size_t offset) {
                    JSONCause::Repair{word.size(), "\"" + word + "\""}};
 }
 
+/// At a \u that the parser rejects: digits are missing, or the other half of a surrogate pair.
+JSONCause unicodeEscapeCause(std::string_view text, std::size_t offset) {
+  const std::string_view digits = text.substr(offset + 2, 4);
+  const bool isComplete =
+      digits.size() == 4 && std::ranges::all_of(digits, [](unsigned char c) { return std::isxdigit(c) != 0; });
+  if (!isComplete) return JSONCause{offset, R"(\u needs four hexadecimal digits; write them, as in \u00e4)"};
+  return JSONCause{offset,
+                   "\\u" + std::string(digits) + R"( is half a character; write both halves, as in \ud83d\ude00)"};
+}
+
 std::optional<JSONCause> stringCause(std::string_view text, std::size_t offset) {
   if (text[offset] == '\n' || text[offset] == '\r') {
     return JSONCause{offset, R"(the line ends inside a text; close it with ", or write \n for a line break)"};
@@ -165,6 +175,7 @@ std::optional<JSONCause> stringCause(std::string_view text, std::size_t offset) 
   if (text[offset] == '\t') {
     return JSONCause{offset, R"(a tab is inside a text; write \t)", JSONCause::Repair{1, R"(\t)"}};
   }
+  if (text.substr(offset).starts_with("\\u")) return unicodeEscapeCause(text, offset);
   if (text[offset] == '\\' && offset + 1 < text.size()) {
     return JSONCause{offset, "the text holds the unknown escape \\" + std::string(1, text[offset + 1]) +
                                  R"(; write \\ for a backslash, nothing before a quote other than ")"};

@@ -141,6 +141,9 @@ function OwnServer() {
 function Presets({ choose }: { choose: (form: BackendForm) => void }) {
   return (
     <fieldset class="group" aria-label="Fill in">
+      <span class="faint small" aria-hidden="true">
+        Fill in:
+      </span>
       {presets.map((preset) => (
         <Button
           key={preset.name}

@@ -14,10 +14,12 @@ interface Props {
   pressed?: boolean;
   expanded?: boolean;
   title?: string;
+  /** The first step that this button does: its entry at the top of the page points here. */
+  guide?: string;
 }
 
 /** A button that cannot be used keeps the focus and says why: it is aria-disabled, not disabled. */
-export function Button({ children, onPress, obstacle, label, pressed, expanded, title, ...rest }: Props) {
+export function Button({ children, onPress, obstacle, label, pressed, expanded, title, guide, ...rest }: Props) {
   const reason = useId();
   const isRunning = useSignal(false);
   const press = async () => {
@@ -45,7 +47,13 @@ export function Button({ children, onPress, obstacle, label, pressed, expanded, 
   }
   return (
     <>
-      <button type="button" class={rest.class ?? "button"} onClick={() => void press()} {...attributes}>
+      <button
+        type="button"
+        class={rest.class ?? "button"}
+        data-guide={guide}
+        onClick={() => void press()}
+        {...attributes}
+      >
         {children}
       </button>
       {obstacle && (

@@ -25,14 +25,17 @@ const fileNameOf = (name: string) => name.trim().replace(/[^\p{L}\p{N}._-]+/gu, 
 
 function Download() {
   const name = useSignal("session");
-  const isSaved = useSignal(false);
+  /** The phone, and how many steps it had, as it was saved. */
+  const saved = useSignal("");
+  const session = `${phone.value} ${state.value?.steps.length}`;
+  const isSaved = saved.value === session;
   const file = `${fileNameOf(name.value)}.json`;
   const download = async () => {
     const id = phone.value;
     if (id === null) return;
     await attempt(async () => {
       save(file, await keptScenario(id));
-      isSaved.value = true;
+      saved.value = session;
       tick("keep");
       announce(`${file} is downloaded.`);
     });
@@ -50,12 +53,16 @@ function Download() {
             name.value = value;
           }}
         />
-        <Button class="button button-main" onPress={download} obstacle={obstacle.value ?? nothing}>
+        <Button class="button button-main" onPress={download} obstacle={obstacle.value ?? nothing} guide="keep">
           Download scenario
         </Button>
       </div>
-      <p class={isSaved.value ? "run run-ready" : "run"}>
-        {isSaved.value ? "Saved. Run it with" : "It then runs with"} <code class="code">pellion test {file}</code>
+      <p class={isSaved ? "run run-ready" : "run"}>
+        {isSaved ? "Saved. Run it with" : "It then runs with"} <code class="code">pellion test {file}</code>
+      </p>
+      <p class="note">
+        The browser puts the file into its download folder; the program is{" "}
+        <code class="code">build/release/pellion</code> in the project.
       </p>
     </section>
   );
@@ -121,13 +128,22 @@ function Steps() {
   );
 }
 
-async function open(text: string): Promise<void> {
+async function open(text: string, file?: string): Promise<void> {
   try {
-    await openScenario(text, headOf(text));
+    await openScenario(text, headOf(text), file);
   } catch (error) {
     // The server names the place of what is wrong.
-    if (error instanceof SyntaxError || error instanceof TypeError) await openScenario(text, {});
+    if (error instanceof SyntaxError || error instanceof TypeError) await openScenario(text, {}, file);
     else throw error;
+  }
+}
+
+async function textOf(file: File): Promise<string | null> {
+  try {
+    return new TextDecoder("utf-8", { fatal: true }).decode(await file.arrayBuffer());
+  } catch (error) {
+    if (error instanceof TypeError) return null;
+    throw error;
   }
 }
 
@@ -137,7 +153,11 @@ function Open() {
   const openFile = async (file: File | undefined) => {
     if (!file) return;
     if (file.size > 1024 * 1024) tellFailure(`${file.name} is no scenario for the lab: it is larger than 1 MiB.`);
-    else await open(await file.text());
+    else {
+      const text = await textOf(file);
+      if (text === null) tellFailure(`${file.name} is no scenario: it is not text in UTF-8.`);
+      else await open(text, file.name);
+    }
     if (input.current) input.current.value = "";
   };
   const example = scenarios.find(({ name }) => name === chosen.value);

@@ -11,6 +11,22 @@ const steps: { id: string; text: string; where: View }[] = [
   { id: "keep", text: "Keep it as a scenario", where: "scenario" },
 ];
 
+/** Shows the control that does the step, and gives it the focus. */
+function pointAt(id: string, where: View): void {
+  show(where);
+  requestAnimationFrame(() => {
+    const control = document.querySelector<HTMLElement>(`[data-guide="${id}"]`);
+    if (control === null) {
+      // There is nothing to tap before a delivery.
+      if (id === "tap") pointAt("deliver", "payload");
+      return;
+    }
+    control.focus();
+    control.classList.add("pointed-at");
+    control.addEventListener("blur", () => control.classList.remove("pointed-at"), { once: true });
+  });
+}
+
 export function Guide() {
   if (isGuideClosed.value) return null;
   const done = ticks.value;
@@ -24,7 +40,7 @@ export function Guide() {
               type="button"
               class="guide-step"
               aria-current={id === current ? "step" : undefined}
-              onClick={() => show(where)}
+              onClick={() => pointAt(id, where)}
             >
               <span class="guide-mark" aria-hidden="true">
                 {done.has(id) ? "✓" : index + 1}

@@ -18,6 +18,8 @@ export interface Mark {
 function reach(text: string, tokens: Token[], offset: number): { from: number; to: number } {
   const from = Math.min(offset, Math.max(text.length - 1, 0));
   const token = tokens[tokenAt(tokens, from)];
+  // A line break cannot be underlined; the token before it can.
+  if (token && token.end <= from && text[from] === "\n") return { from: token.start, to: token.end };
   const isInString = token !== undefined && token.start < from && text[token.start] === '"';
   const end = token === undefined ? from : isInString ? token.end - 1 : token.end;
   return { from, to: Math.min(Math.max(end, from + 1), text.length) };

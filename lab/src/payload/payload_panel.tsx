@@ -87,7 +87,12 @@ export function PayloadPanel() {
           >
             Record by extension
           </Button>
-          <Button class="button button-main" onPress={() => deliver("deliver")} obstacle={obstacle.value}>
+          <Button
+            class="button button-main"
+            onPress={() => deliver("deliver")}
+            obstacle={obstacle.value}
+            guide="deliver"
+          >
             Deliver <kbd class="key">Ctrl ⏎</kbd>
           </Button>
         </div>

@@ -16,6 +16,7 @@ export function Power() {
         class={isRunning ? "button" : "button button-main"}
         onPress={() => perform({ do: "open" })}
         obstacle={openObstacle}
+        guide="open"
       >
         Open
       </Button>
@@ -42,10 +43,12 @@ const steps = [
   { text: "+1 h", name: "1 hour", seconds: 3600 },
 ];
 
+const mostSeconds = 10 * 365 * 24 * 3600;
+
 export function Time() {
   const seconds = useSignal("90");
   const amount = Number(seconds.value);
-  const isUsable = seconds.value.trim() !== "" && Number.isFinite(amount) && amount >= 0;
+  const isUsable = seconds.value.trim() !== "" && amount >= 0 && amount <= mostSeconds;
   return (
     <Drawer title="Time" isOpen>
       <fieldset class="group" aria-label="Let time pass">
@@ -67,7 +70,7 @@ export function Time() {
         <Field label="Seconds" isNumber value={seconds.value} onValue={(value) => (seconds.value = value)} />
         <Button
           onPress={() => perform({ do: "wait", seconds: amount })}
-          obstacle={obstacle.value ?? (isUsable ? null : "Write a number of seconds, 0 or more.")}
+          obstacle={obstacle.value ?? (isUsable ? null : "Write a number of seconds, from 0 to ten years.")}
         >
           Let pass
         </Button>
@@ -91,7 +94,11 @@ export function Token() {
           onValue={(value) => (token.value = value.trim())}
           problem={problem}
         />
-        <Button onPress={() => performStep({ token: token.value })} obstacle={runningObstacle.value ?? problem}>
+        <Button
+          onPress={() => performStep({ token: token.value })}
+          obstacle={runningObstacle.value ?? problem}
+          guide="token"
+        >
           Hand over
         </Button>
       </div>
@@ -108,8 +115,9 @@ export function Token() {
 export function Events() {
   const goal = useSignal("shop_purchase");
   const duration = useSignal("125");
-  const isNumber = duration.value.trim() !== "" && Number.isFinite(Number(duration.value));
-  const endSession = () => performStep(isNumber ? { endSession: { duration: Number(duration.value) } } : "endSession");
+  const isLeftOut = duration.value.trim() === "";
+  const isNumber = Number.isFinite(Number(duration.value));
+  const endSession = () => performStep(isLeftOut ? "endSession" : { endSession: { duration: Number(duration.value) } });
   return (
     <Drawer title="Goal and session">
       <div class="row">
@@ -128,7 +136,10 @@ export function Events() {
           value={duration.value}
           onValue={(value) => (duration.value = value)}
         />
-        <Button onPress={endSession} obstacle={runningObstacle.value}>
+        <Button
+          onPress={endSession}
+          obstacle={runningObstacle.value ?? (isNumber ? null : "Write the duration as a number, or nothing.")}
+        >
           End session
         </Button>
       </div>

@@ -9,7 +9,13 @@ const respond = (notification: string, choice: string) => perform({ do: "respond
 function Responses({ name, buttons }: Pick<Notification, "name" | "buttons">) {
   return (
     <div class="card-buttons">
-      <Button class="card-button" onPress={() => respond(name, "tap")} obstacle={obstacle.value} label={`Tap ${name}`}>
+      <Button
+        class="card-button"
+        onPress={() => respond(name, "tap")}
+        obstacle={obstacle.value}
+        label={`Tap ${name}`}
+        guide="tap"
+      >
         Tap
       </Button>
       {buttons.map(({ action, title: caption }, index) => (

@@ -35,14 +35,14 @@ export function closeFailures(): void {
   if (notices.value.length > 0) notices.value = notices.value.filter(({ kind }) => kind !== "failure");
 }
 
-/** Runs what may fail; a failure becomes a notice. Returns whether it succeeded. */
-export async function attempt(work: () => Promise<void>): Promise<boolean> {
+/** Runs what may fail; a failure becomes a notice, which names `file` as the scenario. Returns whether it succeeded. */
+export async function attempt(work: () => Promise<void>, file?: string): Promise<boolean> {
   try {
     await work();
     return true;
   } catch (error) {
     if (!(error instanceof Failure)) throw error;
-    tellFailure(error.message);
+    tellFailure(file === undefined ? error.message : error.message.replace(/^scenario(?=:)/, () => file));
     return false;
   }
 }

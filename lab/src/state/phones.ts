@@ -23,7 +23,7 @@ function leaving(): FormerPhone | null {
   return { phone: phone.value, head: headText.value, server: serverOfTab(), ticks: [...ticks.value] };
 }
 
-async function replacePhone(opening: NewPhone, head: string): Promise<boolean> {
+async function replacePhone(opening: NewPhone, head: string, file?: string): Promise<boolean> {
   if (isSending.value) return false;
   isSending.value = true;
   closeFailures();
@@ -36,7 +36,7 @@ async function replacePhone(opening: NewPhone, head: string): Promise<boolean> {
     headText.value = head;
     remember({ server: opening.server ?? null });
     if (unused !== null) await api.endPhone(unused);
-  });
+  }, file);
   isSending.value = false;
   return isDone;
 }
@@ -64,8 +64,9 @@ export async function startPhone(head: string, opening: Opening = {}): Promise<b
   return replacePhone(server === null ? { scenario } : { scenario, server }, head);
 }
 
-/** A new phone with the steps of a scenario document, which wait. */
-export const openScenario = (scenario: string, head: JsonObject) => replacePhone({ scenario }, write(head));
+/** A new phone with the steps of a scenario document, which wait. Failures name the file. */
+export const openScenario = (scenario: string, head: JsonObject, file?: string) =>
+  replacePhone({ scenario }, write(head), file);
 
 /** Back to the phone before; this one becomes the phone before. */
 export function goBack(): void {

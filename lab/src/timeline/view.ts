@@ -20,6 +20,18 @@ const matches = (entry: Entry, hidden: ReadonlySet<string>, text: string) =>
   !hidden.has(entry.category) &&
   (text === "" || `${entry.event.actor} ${entry.title}\n${linesText(entry)}`.toLowerCase().includes(text));
 
+/** Why an expectation failed stands in its further lines. */
+const hasFailed = ({ event }: Entry) => event.actor === "expectation" && event.what === "failed";
+
+let lastFailure = 0;
+
+function unfoldFailures(added: Entry[]): void {
+  const failures = added.filter((entry) => entry.id > lastFailure && hasFailed(entry)).map(({ id }) => id);
+  if (failures.length === 0) return;
+  lastFailure = Math.max(...failures);
+  unfolded.value = new Set([...unfolded.value, ...failures]);
+}
+
 let taken = 0;
 let takenFrom: unknown = null;
 let takenBy = "";
@@ -31,16 +43,21 @@ function refresh(): void {
   const text = searched.value.trim().toLowerCase();
   const filter = JSON.stringify([[...hidden], text]);
   if (takenFrom !== entries || takenBy !== filter) {
-    if (takenFrom !== entries) unfolded.value = new Set();
+    if (takenFrom !== entries) {
+      unfolded.value = new Set();
+      lastFailure = 0;
+    }
     shown = [];
     taken = 0;
     takenFrom = entries;
     takenBy = filter;
   }
+  const before = shown.length;
   for (; taken < entries.length; taken += 1) {
     const entry = entries[taken];
     if (entry && matches(entry, hidden, text)) shown.push(entry);
   }
+  unfoldFailures(shown.slice(before));
   shownVersion.value += 1;
 }
 
