@@ -106,13 +106,5 @@ TEST_F(LabAccessRules, AskForTheTokenOrItsCookie) {
   EXPECT_GE(token().size(), 32U);
 }
 
-TEST(LabAccess, KnowsThatBrowsersLeaveOutThePortOfHTTP) {
-  const LabAccess access(80);
-  LabRequest request{.method = "GET", .path = "/", .headers = {{"host", "localhost"}}};
-  EXPECT_EQ(access.check(request)->status, 403U);
-  request.headers = {{"host", "localhost:80"}};
-  EXPECT_EQ(access.check(request)->status, 403U);
-}
-
 }  // namespace
 }  // namespace pellion

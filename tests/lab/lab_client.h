@@ -1,15 +1,11 @@
 #pragma once
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "tests/support/raw_client.h"
 
 namespace test {
 
@@ -28,7 +24,21 @@ class LabClient {
 
   LabClient(std::uint16_t port, std::string_view method, std::string_view target, const Fields& changed,
             std::string_view body = "")
-      : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+      : connection_(port, request(port, method, target, changed, body)) {}
+
+  /// Receives bytes until they contain the text, or until the connection ends. Returns all bytes so far.
+  const std::string& readUntil(std::string_view text) {
+    connection_.read([text](const std::string& received) { return received.find(text) != std::string::npos; });
+    return connection_.received();
+  }
+  const std::string& readAll() {
+    connection_.read([](const std::string&) { return false; });
+    return connection_.received();
+  }
+
+ private:
+  static std::string request(std::uint16_t port, std::string_view method, std::string_view target,
+                             const Fields& changed, std::string_view body) {
     const std::string host = "127.0.0.1:" + std::to_string(port);
     Fields fields{{"Host", host}, {"Connection", "close"}, {"Origin", "http://" + host}};
     if (!body.empty()) {
@@ -41,37 +51,10 @@ class LabClient {
     }
     std::string bytes = std::string(method) + " " + std::string(target) + " HTTP/1.1\r\n";
     for (const auto& [name, value] : fields) bytes.append(name).append(": ").append(value).append("\r\n");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) return;
-    bytes.append("\r\n").append(body);
-    for (std::string_view rest = bytes; !rest.empty();) {
-      const ssize_t count = send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);
-      if (count <= 0) return;
-      rest.remove_prefix(static_cast<std::size_t>(count));
-    }
+    return bytes.append("\r\n").append(body);
   }
-  LabClient(const LabClient&) = delete;
-  LabClient& operator=(const LabClient&) = delete;
-  ~LabClient() { close(socket_); }
 
-  /// Receives bytes until they contain the text, or until the connection ends. Returns all bytes so far.
-  const std::string& readUntil(std::string_view text) {
-    std::array<char, 4096> part{};
-    while (text.empty() || received_.find(text) == std::string::npos) {
-      const ssize_t count = recv(socket_, part.data(), part.size(), 0);
-      if (count <= 0) break;
-      received_.append(part.data(), static_cast<std::size_t>(count));
-    }
-    return received_;
-  }
-  const std::string& readAll() { return readUntil(""); }
-
- private:
-  int socket_;
-  std::string received_;
+  RawConnection connection_;
 };
 
 }  // namespace test

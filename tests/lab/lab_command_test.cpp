@@ -48,7 +48,10 @@ TEST(LabCommand, ServesThePageThatIsBuiltIn) {
 /// Puts a program of its own in the place of xdg-open.
 class BrowserOfTheUser : public Test {
  protected:
-  BrowserOfTheUser() { setenv("PATH", (directory_.path().string() + ":" + path_).c_str(), 1); }
+  BrowserOfTheUser() {
+    setenv("PATH", (directory_.path().string() + ":" + path_).c_str(), 1);
+    EXPECT_EQ(mkfifo(pipe_.c_str(), S_IRUSR | S_IWUSR), 0);
+  }
   ~BrowserOfTheUser() override { setenv("PATH", path_.c_str(), 1); }
 
   void install(const std::string& script) const {
@@ -59,15 +62,14 @@ class BrowserOfTheUser : public Test {
 
   const std::string path_ = std::getenv("PATH");
   const TemporaryDirectory directory_;
+  const std::string pipe_ = directory_.path() / "pipe";
   std::ostringstream err_;
 };
 
 TEST_F(BrowserOfTheUser, ReceivesTheAddress) {
-  const std::string pipe = directory_.path() / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
-  install("printf '%s' \"$1\" > " + pipe);
+  install("printf '%s' \"$1\" > " + pipe_);
   const Browser browser("http://127.0.0.1/?token=1&x='", err_);
-  std::ifstream opened(pipe);
+  std::ifstream opened(pipe_);
   std::string address;
   std::getline(opened, address);
   EXPECT_EQ(address, "http://127.0.0.1/?token=1&x='");
@@ -75,12 +77,10 @@ TEST_F(BrowserOfTheUser, ReceivesTheAddress) {
 
 TEST_F(BrowserOfTheUser, MayFailLater) {
   install("exit 3");
-  const std::string pipe = directory_.path() / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
-  std::fstream err(pipe);
+  std::fstream err(pipe_);
   const Browser browser("http://127.0.0.1/", err);
   std::string line;
-  std::getline(std::ifstream(pipe), line);
+  std::getline(std::ifstream(pipe_), line);
   EXPECT_EQ(line,
             "pellion: the browser could not be opened: xdg-open has ended with status 3; open the address yourself");
 }
@@ -91,13 +91,11 @@ TEST_F(BrowserOfTheUser, MayFailAndMayStayOpen) {
   EXPECT_THAT(err_.str(), HasSubstr("the browser could not be opened: xdg-open: No such file or directory; open the"));
   setenv("PATH", (directory_.path().string() + ":" + path_).c_str(), 1);
   err_.str("");
-  const std::string pipe = directory_.path() / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
-  install("read line < " + pipe + "; exit 3");
+  install("read line < " + pipe_ + "; exit 3");
   auto browser = std::make_optional<Browser>("http://127.0.0.1/", err_);
   browser.reset();
   EXPECT_EQ(err_.str(), "");
-  std::ofstream(pipe) << "end\n";
+  std::ofstream(pipe_) << "end\n";
 }
 
 }  // namespace

@@ -75,18 +75,6 @@ TEST(LabExplainer, PlacesAFindingInsideAddInfoToo) {
   EXPECT_EQ(test::at(summary, "good"), Value(false));
 }
 
-TEST(LabExplainer, CorrectsOneFindingOrAll) {
-  LabExplainer explainer;
-  const std::string payload = R"({"aps": {"alert": "Sale", "badge": "3"}, "addinfo": "{\"pellionPnID\": 41}"})";
-  const Value explanation = explainer.explanation(payload, {});
-  ASSERT_THAT(codesOf(explanation), ElementsAre("aps-value", "key-misspelt"));
-  const std::string one = test::textAt(explainer.fixed(payload, {}, 1), "payload");
-  EXPECT_THAT(codesOf(explainer.explanation(one, {})), ElementsAre("aps-value"));
-  const std::string all = test::textAt(explainer.fixed(payload, {}, std::nullopt), "payload");
-  EXPECT_THAT(codesOf(explainer.explanation(all, {})), IsEmpty());
-  EXPECT_THROW(explainer.fixed(payload, {}, 2), InputError);
-}
-
 TEST(LabExplainer, SaysWhyATextIsNoPayload) {
   LabExplainer explainer;
   test::Protocol protocol;

@@ -11,7 +11,7 @@
 #include "pellion/text/json_reader.h"
 #include "services/gzip.h"
 #include "services/jwt.h"
-#include "tests/pellion/raw_client.h"
+#include "tests/support/raw_client.h"
 #include "tests/support/bytes.h"
 #include "tests/support/cases.h"
 #include "tests/support/certificates.h"

@@ -8,7 +8,7 @@
 
 #include "pellion/text/json_writer.h"
 #include "pellion/text/redaction.h"
-#include "tests/pellion/raw_client.h"
+#include "tests/support/raw_client.h"
 
 namespace pellion {
 namespace {

@@ -16,7 +16,7 @@
 #include "pellion/cli/end_signals.h"
 #include "pellion/run/temporary_directory.h"
 #include "pellion/text/json_writer.h"
-#include "tests/pellion/raw_client.h"
+#include "tests/support/raw_client.h"
 #include "tests/support/cases.h"
 
 namespace pellion {

@@ -13,7 +13,7 @@
 #include "pellion/steps/scenario_steps.h"
 #include "pellion/timeline/event_text.h"
 #include "services/http/network.h"
-#include "tests/pellion/raw_client.h"
+#include "tests/support/raw_client.h"
 #include "tests/support/test_phone.h"
 
 namespace pellion {
