@@ -11,10 +11,10 @@
 #include "pellion/text/json_reader.h"
 #include "services/gzip.h"
 #include "services/jwt.h"
-#include "tests/support/raw_client.h"
 #include "tests/support/bytes.h"
 #include "tests/support/cases.h"
 #include "tests/support/certificates.h"
+#include "tests/support/raw_client.h"
 
 namespace pellion {
 namespace {
