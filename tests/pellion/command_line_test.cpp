@@ -16,8 +16,8 @@
 #include "pellion/cli/end_signals.h"
 #include "pellion/run/temporary_directory.h"
 #include "pellion/text/json_writer.h"
-#include "tests/support/raw_client.h"
 #include "tests/support/cases.h"
+#include "tests/support/raw_client.h"
 
 namespace pellion {
 namespace {
