@@ -3,6 +3,13 @@ import { type BrowserContext, expect, type Locator, type Page } from "@playwrigh
 
 export type Section = "Payload" | "Application" | "Backend" | "Scenario";
 
+/** The widths that the page is made for. */
+export const sizes = [
+  { name: "wide", width: 1440, height: 900 },
+  { name: "middle", width: 1024, height: 768 },
+  { name: "narrow", width: 390, height: 844 },
+];
+
 export class LabPage {
   constructor(readonly page: Page) {}
 
@@ -99,6 +106,19 @@ export class LabPage {
     await this.power("Open").click();
     await this.button("Hand over").click();
     await this.expectEvents(/POST .*\/device/);
+    await this.whenReady();
+  }
+
+  /** A sale is delivered and tapped. */
+  async sell(): Promise<void> {
+    await this.power("Open").click();
+    await this.button("Hand over").click();
+    await expect(async () => {
+      await this.page.keyboard.press("ControlOrMeta+Enter");
+      await expect(this.cards.first()).toBeVisible({ timeout: 1000 });
+    }).toPass();
+    await this.cards.click();
+    await expect(this.page.locator(".opened-url")).toHaveText("shop://sale");
     await this.whenReady();
   }
 

@@ -2,13 +2,8 @@
 import { AxeBuilder } from "@axe-core/playwright";
 import type { Page } from "@playwright/test";
 import { expect, test } from "./fixtures";
-import type { LabPage } from "./lab_page";
+import { sizes } from "./lab_page";
 
-const sizes = [
-  { name: "wide", width: 1440, height: 900 },
-  { name: "middle", width: 1024, height: 768 },
-  { name: "narrow", width: 390, height: 844 },
-];
 const rules = ["wcag2a", "wcag2aa", "wcag21aa", "best-practice"];
 
 async function violations(page: Page, part: string): Promise<string[]> {
@@ -22,18 +17,6 @@ const excess = (page: Page) =>
     return { width: scrollWidth - clientWidth, height: scrollHeight - clientHeight };
   });
 
-/** A session in the middle, with something to see in each section. */
-async function play(labPage: LabPage): Promise<void> {
-  await labPage.power("Open").click();
-  await labPage.button("Hand over").click();
-  await expect(async () => {
-    await labPage.page.keyboard.press("ControlOrMeta+Enter");
-    await expect(labPage.cards.first()).toBeVisible({ timeout: 1000 });
-  }).toPass();
-  await labPage.cards.click();
-  await labPage.whenReady();
-}
-
 for (const { name, width, height } of sizes) {
   for (const colorScheme of ["light", "dark"] as const) {
     test.describe(`${name}, ${colorScheme}`, () => {
@@ -41,7 +24,7 @@ for (const { name, width, height } of sizes) {
 
       test("every section is accessible, and fits the screen", async ({ labPage }) => {
         const { page } = labPage;
-        await play(labPage);
+        await labPage.sell();
         const places = page.getByRole("navigation", { name: "Sections" }).getByRole("button");
         const isNarrow = (await places.count()) > 0;
         const tabs = isNarrow ? places : page.getByRole("tab");

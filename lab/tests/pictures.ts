@@ -2,30 +2,12 @@
 import { mkdir } from "node:fs/promises";
 import { fileURLToPath } from "node:url";
 import { expect, test } from "./fixtures";
-import type { LabPage } from "./lab_page";
+import { sizes } from "./lab_page";
 
 const folder = fileURLToPath(new URL("../../docs/images/lab", import.meta.url));
-const sizes = [
-  { name: "wide", width: 1440, height: 900 },
-  { name: "middle", width: 1024, height: 768 },
-  { name: "narrow", width: 390, height: 844 },
-];
 const file = (name: string) => ({ path: `${folder}/${name}.png`, animations: "disabled", caret: "hide" }) as const;
 
 test.beforeAll(() => mkdir(folder, { recursive: true }));
-
-/** A sale is delivered and tapped. */
-async function sell(labPage: LabPage): Promise<void> {
-  await labPage.power("Open").click();
-  await labPage.button("Hand over").click();
-  await expect(async () => {
-    await labPage.page.keyboard.press("ControlOrMeta+Enter");
-    await expect(labPage.cards.first()).toBeVisible({ timeout: 1000 });
-  }).toPass();
-  await labPage.cards.click();
-  await expect(labPage.page.locator(".opened-url")).toHaveText("shop://sale");
-  await labPage.whenReady();
-}
 
 for (const { name, width, height } of sizes) {
   for (const colorScheme of ["light", "dark"] as const) {
@@ -34,7 +16,7 @@ for (const { name, width, height } of sizes) {
 
       test(`${name}, ${colorScheme}`, async ({ labPage }) => {
         const { page } = labPage;
-        await sell(labPage);
+        await labPage.sell();
         if (name !== "narrow") {
           await labPage.field("Example").selectOption("button_without_action");
           await expect(labPage.underlined(labPage.addInfo)).toHaveCount(1);

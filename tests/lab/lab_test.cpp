@@ -16,7 +16,7 @@ TEST(Lab, EndsThePhonesThatNoPageUses) {
   lab.closeIdle(lab.phone(unused)->lastUse() + Lab::longestIdle);
   const std::shared_ptr<LabPhone> ended = lab.phone(unused);
   ASSERT_NE(ended, nullptr);
-  lab.phone(used)->isUsed();
+  lab.phone(used)->noteUse();
   lab.closeIdle(ended->lastUse() + Lab::longestIdle + std::chrono::nanoseconds(1));
   EXPECT_EQ(lab.phone(unused), nullptr);
   EXPECT_NE(lab.phone(used), nullptr);
@@ -29,7 +29,7 @@ TEST(Lab, MakesRoomForAPageInPlaceOfTheLongestUnusedPhone) {
   const auto open = [&](auto... now) { return lab.open(R"({"steps": []})", std::nullopt, now...); };
   const std::string first = open();
   const std::string second = open();
-  lab.phone(first)->isUsed();
+  lab.phone(first)->noteUse();
   while (true) {
     try {
       open();

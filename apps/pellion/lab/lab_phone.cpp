@@ -6,7 +6,6 @@
 #include "pellion/run/server_probe.h"
 #include "pellion/text/input_error.h"
 #include "pellion/text/json_writer.h"
-#include "services/property_list/property_list.h"
 
 namespace pellion {
 namespace {

@@ -43,7 +43,7 @@ class LabPhone {
   [[nodiscard]] MessageLog& messages() { return log_; }
   /// When the page last used the phone or read its messages.
   [[nodiscard]] std::chrono::steady_clock::time_point lastUse() const { return lastUse_; }
-  void isUsed() { lastUse_ = std::chrono::steady_clock::now(); }
+  void noteUse() { lastUse_ = std::chrono::steady_clock::now(); }
 
  private:
   void work(SessionDocument document, std::promise<void> started);

@@ -21,7 +21,7 @@ void LabEvents::fill() {
   constexpr std::size_t mostAtOnce = 200;
   text_.clear();
   sent_ = 0;
-  phone_->isUsed();
+  phone_->noteUse();
   // Asked before the wait: the server sets it first and then ends the messages.
   if (isEnding_) return;
   const auto messages = phone_->messages().after(last_, mostAtOnce, heartbeat_);

@@ -156,7 +156,7 @@ LabReply LabRoutes::run(const LabRequest& request) {
     if (route.reply != nullptr) return route.reply(*this, request, *id);
     const std::shared_ptr<LabPhone> phone = lab_.phone(*id);
     if (phone == nullptr) return withoutPhone(*id);
-    phone->isUsed();
+    phone->noteUse();
     return route.replyOfPhone(request, phone);
   }
   return allowed.empty() ? replyWithFile(request) : wrongMethod(request, allowed);
