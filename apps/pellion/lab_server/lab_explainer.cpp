@@ -121,14 +121,24 @@ Value LabExplainer::fixed(const std::string& payload, const std::vector<std::str
 }
 
 Value LabExplainer::run(const std::vector<std::string>& schemes, const Work& work) {
-  Order order([&](Kept& kept) { return work(kept.with(schemes)); });
-  std::future<Value> result = order.get_future();
+  std::string refusal;
+  Order order([&](Kept& kept) -> std::optional<Value> {
+    try {
+      return work(kept.with(schemes));
+    } catch (const InputError& error) {  // stays on its thread: ThreadSanitizer cannot see who frees a shared exception
+      refusal = error.what();
+      return std::nullopt;
+    }
+  });
+  std::future<std::optional<Value>> result = order.get_future();
   {
     const std::lock_guard lock(mutex_);
     orders_.push_back(std::move(order));
   }
   changed_.notify_all();
-  return result.get();
+  std::optional<Value> document = result.get();
+  if (!document) throw InputError(refusal);
+  return *std::move(document);
 }
 
 void LabExplainer::runOrders() {

@@ -37,7 +37,7 @@ class LabExplainer {
 
  private:
   class Kept;
-  using Order = std::packaged_task<platform::Value(Kept&)>;
+  using Order = std::packaged_task<std::optional<platform::Value>(Kept&)>;
   using Work = std::function<platform::Value(Explainer&)>;
   platform::Value run(const std::vector<std::string>& schemes, const Work& work);
   void runOrders();
