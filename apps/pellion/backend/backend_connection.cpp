@@ -18,6 +18,7 @@
 
 #include "pellion/text/input_error.h"
 #include "services/http/network.h"
+#include "services/http/tcp_counters.h"
 
 namespace pellion {
 namespace {
@@ -132,7 +133,9 @@ ssize_t BackendConnection::sendSome(std::string_view bytes) const {
 
 bool BackendConnection::keepSilent(std::chrono::nanoseconds duration) const {
   const auto isOver = std::make_shared<Signal>();
-  if (network_ != nullptr) network_->announce({clientPort_, serverPort_, duration, [isOver] { isOver->set(); }});
+  if (network_ != nullptr) {
+    network_->announce({clientPort_, serverPort_, services::bytesSent(socket_), duration, [isOver] { isOver->set(); }});
+  }
   pollfd events[] = {{socket_, POLLRDHUP, 0}, {ending_.descriptor(), POLLIN, 0}, {isOver->descriptor(), POLLIN, 0}};
   const int count = pollFor(network_ == nullptr ? duration : forEver, events);
   return count >= 0 && events[0].revents == 0 && events[1].revents == 0;

@@ -23,6 +23,7 @@
 
 #include "services/http/handler_pool.h"
 #include "services/http/request_owner.h"
+#include "services/http/tcp_counters.h"
 #include "services/http/transfer_loop.h"
 #include "services/http/url_load.h"
 
@@ -40,9 +41,9 @@ bool isAbout(const Silence& silence, CURL* handle) {
   return clientPort == silence.clientPort && serverPort == silence.serverPort;
 }
 
-bool hasUnread(CURL* handle) {
-  curl_socket_t socket = CURL_SOCKET_BAD;
-  curl_easy_getinfo(handle, CURLINFO_ACTIVESOCKET, &socket);
+/// Bytes that were sent before the silence have not arrived, or have not been read.
+bool hasUnread(const Silence& silence, curl_socket_t socket) {
+  if (bytesReceived(socket) < silence.sent) return true;
   pollfd readable{socket, POLLIN, 0};
   return poll(&readable, 1, 0) > 0;
 }
@@ -271,7 +272,7 @@ void Network::Implementation::keepSilences() {
     const auto found =
         std::ranges::find_if(deadlines_, [&](const auto& entry) { return isAbout(silence, entry.second->handle()); });
     if (found == deadlines_.end()) return true;
-    if (hasUnread(found->second->handle())) return false;
+    if (hasUnread(silence, loop_.socketOf(found->second->handle()))) return false;
     keep(std::move(silence), jobs_.at(found->second).load);
     return true;
   });

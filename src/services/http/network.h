@@ -15,6 +15,7 @@ class RequestOwner;
 struct Silence {
   std::uint16_t clientPort;  ///< of the connection, on loopback
   std::uint16_t serverPort;
+  std::uint64_t sent;  ///< bytes that the server has sent on the connection before: the phone first reads these
   std::chrono::nanoseconds duration;
   std::function<void()> end;  ///< called when the silence is over, on the owner's main thread
 };

@@ -53,7 +53,7 @@ TransferLoop::~TransferLoop() {
 }
 
 // A socket that cannot be watched lets its transfer time out; an error returned from here would end all transfers.
-int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void* /*noted*/) {
+int TransferLoop::watch(CURL* handle, curl_socket_t socket, int what, void* self, void* /*noted*/) {
   auto& loop = *static_cast<TransferLoop*>(self);
   if (what == CURL_POLL_REMOVE) {
     // libcurl may report this after it has closed the socket, when its number can already be another's. A closed one
@@ -64,7 +64,7 @@ int TransferLoop::watch(CURL*, curl_socket_t socket, int what, void* self, void*
   epoll_event event{.events = 0, .data = {.fd = socket}};
   if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
   if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
-  const bool isNew = loop.watched_.insert(socket).second;
+  const bool isNew = loop.watched_.insert_or_assign(socket, handle).second;
   if (epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) {
     epoll_ctl(loop.events_, isNew ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
   }
@@ -91,6 +91,11 @@ int TransferLoop::millisecondsUntil(Time deadline) const {
 void TransferLoop::act(curl_socket_t socket, int what) {
   int running = 0;
   curl_multi_socket_action(multi_.get(), socket, what, &running);
+}
+
+curl_socket_t TransferLoop::socketOf(const CURL* handle) const {
+  const auto found = std::ranges::find(watched_, handle, &decltype(watched_)::value_type::second);
+  return found == watched_.end() ? CURL_SOCKET_BAD : found->first;
 }
 
 void TransferLoop::turn(Time deadline, const Ended& ended) {

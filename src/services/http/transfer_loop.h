@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace services {
@@ -26,6 +26,9 @@ class TransferLoop {
   void add(CURL* handle) { curl_multi_add_handle(multi_.get(), handle); }
   void remove(CURL* handle) { curl_multi_remove_handle(multi_.get(), handle); }
 
+  /// The socket whose bytes the transfer waits for, or CURL_SOCKET_BAD.
+  [[nodiscard]] curl_socket_t socketOf(const CURL* handle) const;
+
   /// Waits for progress, wake() or `deadline`, whichever is first, makes the progress that is possible without waiting
   /// and passes on each transfer that has ended. `ended` may add and remove transfers.
   void turn(Time deadline, const Ended& ended);
@@ -41,10 +44,10 @@ class TransferLoop {
   [[nodiscard]] int millisecondsUntil(Time deadline) const;
   void act(curl_socket_t socket, int what);
 
-  const int events_;           // epoll
-  const int wakeUp_;           // eventfd
-  std::optional<Time> timer_;  // libcurl's next
-  std::unordered_set<curl_socket_t> watched_;
+  const int events_;                                        // epoll
+  const int wakeUp_;                                        // eventfd
+  std::optional<Time> timer_;                               // libcurl's next
+  std::unordered_map<curl_socket_t, const CURL*> watched_;  // with the transfer that uses it
   std::unique_ptr<CURLM, Cleanup> multi_;
 };
 
