@@ -202,10 +202,33 @@ TEST_F(LabPhones, StepThroughAnOpenedScenario) {
   EXPECT_EQ(compactJSON(test::at(shown, "buttons")), R"([{"action":"later","title":"later"}])");
   perform({action(R"({"do": "rest"})")});
   EXPECT_EQ(states(), "done done failed waiting ") << "it stops where pellion run does";
-  EXPECT_EQ(state("hasFailed"), Value(true));
+  EXPECT_EQ(state("outcome"), Value("failed"));
   perform({action(R"({"do": "rest"})"), action(R"({"do": "next"})")});
   EXPECT_THAT(refused_, HasSubstr("no step waits"));
   EXPECT_EQ(states(), "done done failed done ");
+}
+
+TEST_F(LabPhones, JudgeAnOpenedScenarioAsARunOfItDoes) {
+  const std::string begin = R"({"notifications": {"n": {"addInfo": {"pellionPnID": 7}}},
+                                "steps": ["launch", {"dismiss": "n"}, )";
+  const std::string raised = R"({"expect": {"raised": "attempt to insert nil object"}})";
+  const struct {
+    std::string steps, states;
+    Value outcome;
+  } cases[] = {{raised + "]}", "done done done ", "passed"},
+               {raised + R"(, {"dismiss": "n"}]})", "done done done failed ", "failed"},
+               {R"("activate", )" + raised + "]}", "done failed waiting waiting ", "failed"}};
+  for (const auto& [steps, states, outcome] : cases) {
+    open(begin + steps);
+    last_ = 0;
+    perform({action(R"({"do": "next"})")});
+    EXPECT_TRUE(state("outcome").isNull());
+    perform({action(R"({"do": "rest"})")});
+    std::string found;
+    for (const Value& step : state("steps").elements()) found += std::string(test::at(step, "state").text()) + " ";
+    EXPECT_EQ(found, states);
+    EXPECT_EQ(state("outcome"), outcome) << states;
+  }
 }
 
 TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {

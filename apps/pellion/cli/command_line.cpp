@@ -51,7 +51,7 @@ std::shared_ptr<Trace> makeTrace(const RunArguments& arguments, const std::vecto
   if (arguments.trace == "-") return std::make_shared<Trace>(surroundings.out);
   for (const Scenario& scenario : scenarios) {
     refuseToOverwrite(scenario.file, "--trace", *arguments.trace);
-    for (const std::string& file : scenario.files) refuseToOverwrite(file, "--trace", *arguments.trace);
+    for (const NamedFile& named : scenario.files) refuseToOverwrite(named.path, "--trace", *arguments.trace);
   }
   return std::make_shared<Trace>(*arguments.trace);
 }

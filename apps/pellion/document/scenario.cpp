@@ -168,34 +168,25 @@ Scenario checkedScenario(std::string_view file, const JSONNode& document, Kinds 
 }
 
 /// Passes over what is not as it should be: reading the scenario reports that.
-void collectFilesOfSteps(std::string_view file, const JSONNode* steps, Kinds kinds, std::vector<std::string>& paths) {
+void collectFilesOfSteps(std::string_view file, const JSONNode* steps, Kinds kinds, std::vector<NamedFile>& files) {
   if (steps == nullptr) return;
   for (const JSONNode& step : steps->elements) {
     if (step.members.size() != 1) continue;
     const JSONNode& argument = step.members.front().value;
     const auto kind = std::ranges::find(kinds, step.members.front().name, &StepKind::name);
     if (kind == kinds.end()) continue;
-    collectFiles(file, argument, *kind->shape, paths);
-    if (kind->holdsSteps) collectFilesOfSteps(file, argument.find("steps"), kinds, paths);
+    collectFiles(file, argument, *kind->shape, files);
+    if (kind->holdsSteps) collectFilesOfSteps(file, argument.find("steps"), kinds, files);
   }
 }
 
 }  // namespace
 
-std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document,
-                                      std::span<const StepKind> kinds) {
-  std::vector<std::string> paths;
-  collectFiles(file, document, documentShape, paths);
-  collectFilesOfSteps(file, document.find("steps"), kinds, paths);
-  return paths;
-}
-
-std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
-  try {
-    return filesNamedIn(file, readJSON(file, text, JSONForm::commented), kinds);
-  } catch (const DocumentError&) {
-    return {};
-  }
+std::vector<NamedFile> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds) {
+  std::vector<NamedFile> files;
+  collectFiles(file, document, documentShape, files);
+  collectFilesOfSteps(file, document.find("steps"), kinds, files);
+  return files;
 }
 
 Scenario readScenario(std::string_view file, std::string_view text, std::span<const StepKind> kinds) {
@@ -203,14 +194,14 @@ Scenario readScenario(std::string_view file, std::string_view text, std::span<co
 }
 
 Scenario readScenario(std::string_view file, JSONNode document, std::span<const StepKind> kinds) {
-  const std::vector<std::string> files = filesNamedIn(file, document, kinds);
+  std::vector<NamedFile> files = filesNamedIn(file, document, kinds);
   std::vector<std::string> secrets;
   collectSecrets(document, secrets);
   try {
     includeFiles(file, document, documentShape);
     collectSecrets(document.find("configuration") == nullptr ? defaultConfiguration() : document, secrets);
     Scenario scenario = checkedScenario(file, document, kinds, secrets);
-    scenario.files = files;
+    scenario.files = std::move(files);
     return scenario;
   } catch (const DocumentError& error) {  // keeps its place, even where the place reads like a secret
     throw errorAt(file, error.position(), Redaction(secrets).text(error.text()));

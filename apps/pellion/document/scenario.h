@@ -63,8 +63,8 @@ struct Scenario {
   platform::Value notifications;  ///< by name, as in notificationShape
   ApplicationDescription application;
   std::vector<Step> steps;
-  Redaction redaction;             ///< of the secrets that occur anywhere in it
-  std::vector<std::string> files;  ///< that it names, and that have been read: payloads and a configuration
+  Redaction redaction;           ///< of the secrets that occur anywhere in it
+  std::vector<NamedFile> files;  ///< that it names, and that have been read: payloads and a configuration
 };
 
 /// Reads a scenario of these kinds of steps. Throws InputError: "file:line:column: what is wrong; what would be right".
@@ -76,9 +76,8 @@ Scenario readScenario(std::string_view file, JSONNode document, std::span<const 
 /// Reads a list of steps inside another document, for a running application.
 std::vector<Step> readSteps(const Scenario& scenario, const JSONNode& list, std::span<const StepKind> kinds);
 
-/// The payload and configuration files that a scenario names; none for a text that is not JSON.
-std::vector<std::string> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds);
-std::vector<std::string> filesNamedIn(std::string_view file, std::string_view text, std::span<const StepKind> kinds);
+/// The payload and configuration files that a scenario names.
+std::vector<NamedFile> filesNamedIn(std::string_view file, const JSONNode& document, std::span<const StepKind> kinds);
 
 /// The configuration and the changes that the steps make to it.
 std::vector<const JSONNode*> configurationsOf(const Scenario& scenario);

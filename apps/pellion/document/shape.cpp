@@ -153,10 +153,10 @@ bool include(std::string_view file, JSONNode& node, const Shape& shape) {
 
 void includeFiles(std::string_view file, JSONNode& node, const Shape& shape) { include(file, node, shape); }
 
-void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<std::string>& paths) {
-  if (shape.file != nullptr && isText(node.value)) paths.push_back(pathNamed(file, node));
+void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<NamedFile>& files) {
+  if (shape.file != nullptr && isText(node.value)) files.push_back({pathNamed(file, node), node.position});
   for (const JSONMember& member : node.members) {
-    if (const Shape* inner = shapeOf(member, shape)) collectFiles(file, member.value, *inner, paths);
+    if (const Shape* inner = shapeOf(member, shape)) collectFiles(file, member.value, *inner, files);
   }
 }
 

@@ -63,8 +63,14 @@ void checkShape(std::string_view file, const JSONNode& node, const Shape& shape,
 /// which names the document and the file.
 void includeFiles(std::string_view file, JSONNode& node, const Shape& shape);
 
-/// Adds the paths of the files that includeFiles would read, whether they exist or not.
-void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<std::string>& paths);
+/// A file that a document names in the place of its content.
+struct NamedFile {
+  std::string path;   ///< relative to what the document's own path is relative to
+  Position position;  ///< of the name
+};
+
+/// Adds the files that includeFiles would read, whether they exist or not.
+void collectFiles(std::string_view file, const JSONNode& node, const Shape& shape, std::vector<NamedFile>& files);
 
 /// The duration of a number that fits shapes::seconds.
 std::chrono::nanoseconds durationOf(const platform::Value& seconds);

@@ -107,8 +107,9 @@ Payload Explainer::read(std::string_view file, std::string_view text) const {
   Payload payload = readPayload(file, text);
   payload.isVoIP |= options_.isVoIP;
   payload.schemes = phoneFor(options_).urlSchemes.own;
-  payload.knowsSchemes =
-      !options_.urlSchemes.empty() || (options_.configuration && options_.configuration->knowsSchemes);
+  payload.knowsSchemes = options_.isForPage || !options_.urlSchemes.empty() ||
+                         (options_.configuration && options_.configuration->knowsSchemes);
+  payload.isForPage = options_.isForPage;
   return payload;
 }
 
@@ -151,7 +152,8 @@ Problems Explainer::observed(const Payload& payload) {
     problems.push_back({"not-counted",
                         {},
                         "the notification is not counted in full: " + *look.failure,
-                        "pellion explain --all shows where processing stops"});
+                        payload.isForPage ? "deliver it: the timeline shows where processing stops"
+                                          : "pellion explain --all shows where processing stops"});
   }
   const std::optional<std::string> spelled = spelledGoal(payload);
   if (spelled && look.goal && !look.goal->empty() && *spelled != *look.goal) {

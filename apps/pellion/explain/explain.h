@@ -39,6 +39,9 @@ struct ExplainOptions {
   std::optional<std::string> action = {};                    ///< report only this: "tap", "dismiss" or an identifier
   std::optional<ConfigurationJudgement> configuration = {};  ///< of the application
   bool isVoIP = false;
+  /// The reader has the application's phone before them and no command line: remedies name what is there, and the
+  /// schemes are all that the application declares.
+  bool isForPage = false;
 };
 
 /// A phone on which payloads are explained, one after the other.

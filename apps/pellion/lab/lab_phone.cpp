@@ -22,7 +22,7 @@ LabPhone::LabPhone(services::Network& network, const std::string& scenario, std:
     : network_(network), server_(std::move(server)) {
   SessionDocument document("scenario", scenario);
   const Scenario opened = document.opened();
-  if (server_) checkServer(*server_, std::span(&opened, 1));
+  if (server_) checkServer(*server_, std::span(&opened, 1), "your own server");
   std::promise<void> started;
   std::future<void> start = started.get_future();
   thread_ = std::thread([this, document = std::move(document), started = std::move(started)]() mutable {

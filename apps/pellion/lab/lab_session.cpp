@@ -29,6 +29,12 @@ constexpr std::size_t largestEventText = 16U << 10;  // bytes of the lines of on
 constexpr std::chrono::milliseconds betweenStates{50};
 constexpr int mostWaits = 100;
 
+/// Whether the step expects that something was raised.
+bool expectsRaised(const JSONNode& step) {
+  const Value* expectation = step.value.find("expect");
+  return expectation != nullptr && expectation->find("raised") != nullptr;
+}
+
 Value stepNamed(std::string_view name) { return Value::dictionary({{name, Value::dictionary({})}}); }
 
 std::string textIn(const Value& action, std::string_view name) {
@@ -173,6 +179,7 @@ void LabSession::playNext(const Value& /*action*/) {
   const JSONNode next = document_.waiting().front();
   play(next, false);
   document_.takeWaiting();
+  if (document_.waiting().empty()) run_->conclude();
 }
 
 void LabSession::playRest(const Value& action) {
@@ -275,11 +282,17 @@ void LabSession::play(const JSONNode& step, bool isOwn) {
   run_->changeScenario([&] { scenario_ = std::move(next); });
   const Step& last = scenario_.steps.back();
   run_->play(last);
+  if (!isOwn && !isRaiseExpected()) run_->refuseRaised(last);
   if (hasFailed_.exchange(false)) failed_.insert(document_.doneCount());
   if (changesCallChain(*last.kind)) hasNewChain_ = true;
   document_.add(step, isOwn ? observed(last) : Value());
   if (!isObserved) hasUnobserved_ = true;
   if (last.kind->name == "deliver" || last.kind->name == "deliverInBackground") findButtons();
+}
+
+/// By the step that follows the first of those that wait, as in a run of the scenario.
+bool LabSession::isRaiseExpected() const {
+  return document_.waiting().size() > 1 && expectsRaised(document_.waiting()[1]);
 }
 
 Value LabSession::observed(const Step& step) {
@@ -322,6 +335,7 @@ std::vector<std::string> LabSession::buttonsOf(const Value& payload) {
 void LabSession::receive(const host::Event& event) {
   state_.observe(event);
   if (event.actor == "expectation" && event.what == "failed") hasFailed_ = true;
+  if (event.actor == "scenario" && event.what == "passed") hasPassed_ = true;
   const Value entry = traceEntry(event);
   std::vector<Value::Entry> entries(entry.entries().begin(), entry.entries().end());
   entries.push_back({"lines", linesDocument(linesOf(event))});
@@ -344,7 +358,9 @@ void LabSession::emitState(bool isBusy) {
                                  {"time", seconds(now)},
                                  {"now", seconds(now + host::virtualEpoch)},
                                  {"steps", stepsDocument()},
-                                 {"hasFailed", !failed_.empty()},
+                                 {"outcome", !failed_.empty() ? "failed"
+                                             : hasPassed_     ? "passed"
+                                                              : Value()},
                                  {"delegates", Value::list(delegates)},
                                  {"server", server_ ? Value(*server_) : Value()},
                                  {"canBeKept", document_.doneCount() > 0}});

@@ -57,6 +57,7 @@ class LabSession {
 
   void play(const platform::Value& step);
   void play(const JSONNode& step, bool isOwn);
+  [[nodiscard]] bool isRaiseExpected() const;
   [[nodiscard]] platform::Value observed(const Step& step);
   /// Of the latest notification, whose payload the module reads for that.
   void findButtons();
@@ -79,6 +80,7 @@ class LabSession {
   std::atomic<bool> isInterrupted_ = false;
   std::atomic<bool> hasFailed_ = false;  ///< an expectation, since play() has last asked
   std::set<std::size_t> failed_;         ///< indices of steps
+  bool hasPassed_ = false;               ///< the scenario that was opened, at its end
   bool hasNewChain_ = false;
   bool hasUnobserved_ = false;  ///< events of steps that were opened
   std::chrono::steady_clock::time_point lastState_;

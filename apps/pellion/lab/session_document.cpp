@@ -75,8 +75,9 @@ SessionDocument::SessionDocument(std::string file, const std::string& text) : fi
 void SessionDocument::refuseFiles(const JSONNode& document) const {
   const auto files = filesNamedIn(file_, document, stepKinds());
   if (files.empty()) return;
-  throw InputError(file_ + ": names the file " + files.front() +
-                   ", which the lab does not read; put its content in the place of the name");
+  throw errorAt(file_, files.front().position,
+                "names the file " + files.front().path +
+                    ", which the lab does not read; choose both together, or put its content in the place of the name");
 }
 
 void SessionDocument::refuseMore(std::size_t bytes) const {

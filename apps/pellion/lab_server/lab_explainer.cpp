@@ -61,6 +61,10 @@ bool isTooLarge(const std::string& payload) { return payload.size() > LabExplain
 
 constexpr const char* tooLarge = "larger than 64 KiB; the push service takes 4096 bytes";
 
+constexpr const char* otherDocument =
+    "this is a scenario or a configuration, not a payload; open a scenario under Scenario, and configure the "
+    "application under Application";
+
 bool isRepairable(Explainer& explainer, const std::string& payload) {
   try {
     explainer.explain(payloadName, repairedJSON(payload), false);
@@ -78,7 +82,7 @@ class LabExplainer::Kept {
   Explainer& with(const std::vector<std::string>& schemes) {
     if (explainer_ == nullptr || schemes != schemes_) {
       explainer_.reset();
-      explainer_ = std::make_unique<Explainer>(ExplainOptions{.urlSchemes = schemes});
+      explainer_ = std::make_unique<Explainer>(ExplainOptions{.urlSchemes = schemes, .isForPage = true});
       schemes_ = schemes;
     }
     return *explainer_;
@@ -105,6 +109,8 @@ Value LabExplainer::explanation(const std::string& payload, const std::vector<st
   return run(schemes, [&](Explainer& explainer) {
     try {
       return documentOf(explainer.explain(payloadName, payload));
+    } catch (const OtherDocument& error) {
+      return unusable(otherDocument, error.position(), false);
     } catch (const DocumentError& error) {
       return unusable(error.text(), error.position(), isRepairable(explainer, payload));
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "pellion/document/shape.h"
+#include "pellion/lab/chosen_files.h"
 #include "pellion/lab/random_hex.h"
 #include "pellion/text/json_reader.h"
 #include "value/ascii.h"
@@ -21,7 +22,10 @@ const Shape indexShape{"the index of a finding", [](const Value& value) { return
 const Field newPhoneFields[] = {{"scenario", &shapes::text}, {"server", &shapes::text}};
 const Field explainFields[] = {{"payload", &shapes::text, true}, {"schemes", &shapes::schemes}};
 const Field fixFields[] = {{"payload", &shapes::text, true}, {"schemes", &shapes::schemes}, {"finding", &indexShape}};
+const Shape filesShape{"an object of the files' texts by name", isObject, {}, &shapes::text};
+const Field includeFields[] = {{"files", &filesShape, true}};
 const Shape newPhoneShape{"an object", isObject, newPhoneFields};
+const Shape includeShape{"an object", isObject, includeFields};
 const Shape explainShape{"an object", isObject, explainFields};
 const Shape fixShape{"an object", isObject, fixFields};
 
@@ -75,6 +79,12 @@ std::string withNonce(std::string page, const std::string& nonce) {
   return page;
 }
 
+LabReply include(const LabRequest& request) {
+  const Value document = documentIn(request, includeShape);
+  const ChosenScenario scenario = scenarioAmong(*document.find("files"));
+  return jsonReply(200, Value::dictionary({{"file", scenario.file}, {"scenario", scenario.text}}));
+}
+
 LabReply act(const LabRequest& request, const std::shared_ptr<LabPhone>& phone) {
   phone->perform(readJSON(bodyName, request.body).value);
   return {.status = 202};
@@ -117,6 +127,7 @@ std::span<const LabRoutes::Route> LabRoutes::routes() {
       {"POST", "/api/phones/*/actions", nullptr, act},
       {"GET", "/api/phones/*/events", nullptr, replyWithEvents},
       {"GET", "/api/phones/*/scenario", nullptr, replyWithScenario},
+      {"POST", "/api/include", [](LabRoutes&, const LabRequest& request, ID) { return include(request); }},
       {"POST", "/api/explain", [](LabRoutes& self, const LabRequest& request, ID) { return self.explain(request); }},
       {"POST", "/api/fix", [](LabRoutes& self, const LabRequest& request, ID) { return self.fix(request); }},
   };

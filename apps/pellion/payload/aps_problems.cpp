@@ -112,7 +112,8 @@ class PushCheck {
 
   Problems run() {
     if (!payload_.envelope.empty()) {
-      add("provider-request", {}, payload_.envelope, "that payload is judged here, and --fix prints it alone");
+      add("provider-request", {}, payload_.envelope,
+          "that payload is judged here; give it alone, as its correction does");
       problems_.back().level = Level::warning;
     }
     checkTarget();

@@ -50,6 +50,12 @@ std::optional<Problem> faultProblem(const Value& link, const Spot& spot) {
   return problem;
 }
 
+/// What to do if the scheme is not misspelt.
+std::string declaring(const Payload& payload, const std::string& scheme) {
+  if (payload.isForPage) return "add " + scheme + " to the URL schemes of the application";
+  return "pass --scheme " + scheme + " if the application declares it";
+}
+
 Problem undeclaredProblem(const Payload& payload, const Value& link, const std::string& scheme, const Spot& spot) {
   const std::vector<std::string_view> declared(payload.schemes.begin(), payload.schemes.end());
   if (const auto meant = similarName(scheme, declared)) {
@@ -58,7 +64,7 @@ Problem undeclaredProblem(const Payload& payload, const Value& link, const std::
             spot,
             shortened(inQuotes(link.text())) + ": the application does not declare the scheme " + inQuotes(scheme) +
                 ", which looks like " + inQuotes(*meant),
-            "write " + inQuotes(corrected) + ", or pass --scheme " + scheme + " if the application declares it",
+            "write " + inQuotes(corrected) + ", or " + declaring(payload, scheme),
             {},
             Level::error,
             {{spot.inAddInfo, spot.path, Value(corrected)}}};
@@ -69,14 +75,15 @@ Problem undeclaredProblem(const Payload& payload, const Value& link, const std::
     return {"link-scheme-undeclared", spot,
             shortened(inQuotes(link.text())) + " needs the scheme " + inQuotes(scheme) +
                 ", which is not among those that the application declares, so " + opens,
-            "add it to --scheme or to the scenario if it is missing there only; otherwise let the application declare "
-            "it, or use https"};
+            payload.isForPage ? declaring(payload, scheme) + ", or use https"
+                              : "add it to --scheme or to the scenario if it is missing there only; otherwise let the "
+                                "application declare it, or use https"};
   }
   return {"link-scheme-undeclared",
           spot,
           shortened(inQuotes(link.text())) + " needs the scheme " + inQuotes(scheme) +
               ", and it is not known that the application declares it; if it does not, " + opens,
-          "pass --scheme " + scheme + " if the application declares it, otherwise use https",
+          declaring(payload, scheme) + ", otherwise use https",
           {},
           Level::warning};
 }

@@ -42,6 +42,7 @@ struct Payload {
   bool isVoIP = false;                       ///< as the push type of the request says
   std::vector<std::string> schemes = {};     ///< that the application declares, as far as that is known; in lower case
   bool knowsSchemes = false;                 ///< the caller knows which schemes the application declares
+  bool isForPage = false;                    ///< remedies name what is on the lab's page, not options
   std::vector<JSONPath> addInfoPlaces = {};  ///< where the search finds one; it uses the first
   const platform::Value* addInfo = nullptr;  ///< the one that it uses
   std::optional<JSONNode> content = {};      ///< its content: what the module reads from the text, or the object

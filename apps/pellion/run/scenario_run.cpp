@@ -72,15 +72,18 @@ bool ScenarioRun::run() {
   begin();
   for (auto step = scenario().steps.begin(); step != scenario().steps.end() && !hasFailed_; ++step) {
     play(*step);
-    if (raised_.empty() || hasFailed_) continue;
     const auto next = std::next(step);
-    if (next == scenario().steps.end() || !expectsRaised(*next)) failForRaised(step->position);
+    if (!hasFailed_ && (next == scenario().steps.end() || !expectsRaised(*next))) refuseRaised(*step);
   }
-  if (!hasFailed_) reportWarnings();
-  report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario().name}}));
+  conclude();
   const std::lock_guard lock(mutex_);
   isOver_ = true;
   return !hasFailed_;
+}
+
+void ScenarioRun::conclude() {
+  if (!hasFailed_) reportWarnings();
+  report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario().name}}));
 }
 
 /// The host's error names the file in the phone's storage; the text to correct is in the scenario.
@@ -234,10 +237,11 @@ void ScenarioRun::fail(Position position, const Mismatches& mismatches) {
   failedAt_ = position;
 }
 
-void ScenarioRun::failForRaised(Position position) {
+bool ScenarioRun::refuseRaised(const Step& step) {
   Mismatches mismatches;
   for (const std::string& raised : takeRaised()) mismatches.push_back({"raised", "(nothing)", raised});
-  fail(position, mismatches);
+  if (!mismatches.empty()) fail(step.position, mismatches);
+  return !mismatches.empty();
 }
 
 std::vector<ReceivedRequest> ScenarioRun::takeRequests() {

@@ -46,6 +46,10 @@ class ScenarioRun final : public ScenarioPhone {
   void begin();
   /// Performs a step of the scenario. Throws as run().
   void play(const Step& step);
+  /// Makes the run fail at this step if that raised something, which the next step must expect. Returns whether it did.
+  bool refuseRaised(const Step& step);
+  /// Reports warnings, unless the run has failed, and whether it passed.
+  void conclude();
   /// Calls `change`, which may change the scenario. Between steps: events of other threads wait meanwhile.
   void changeScenario(const std::function<void()>& change);
   /// The position of the expectation or step that made the run fail.
@@ -83,7 +87,6 @@ class ScenarioRun final : public ScenarioPhone {
   void releaseOthers();
   void runAt(Position position, const std::function<void()>& work);
   void perform(const Step& step);
-  void failForRaised(Position position);
   void reportWarnings();
   [[nodiscard]] std::optional<std::string> serverURL(const platform::Value& configuration) const;
   [[nodiscard]] std::optional<std::string> configuredServer() const;

@@ -48,34 +48,35 @@ services::NetworkPolicy policyOf(const Scenario& scenario) {
   return policy;
 }
 
-InputError unusable(const std::string& url) {
-  return InputError("--server " + url + ": not an http or https URL; give one such as https://push.example.org");
+InputError unusable(std::string_view name, const std::string& url) {
+  return InputError(std::string(name) + " " + url +
+                    ": not an http or https URL; give one such as https://push.example.org");
 }
 
-services::URLComponents partsOf(const std::string& url) {
+services::URLComponents partsOf(std::string_view name, const std::string& url) {
   auto parts = services::parseURLComponents(url);
   const bool isUsable = parts && parts->host && !parts->host->empty();
-  if (!isUsable || (parts->scheme != "http" && parts->scheme != "https")) throw unusable(url);
+  if (!isUsable || (parts->scheme != "http" && parts->scheme != "https")) throw unusable(name, url);
   return *std::move(parts);
 }
 
 }  // namespace
 
-void checkServerURL(const std::string& url, const Scenario& scenario) {
-  const services::URLComponents parts = partsOf(url);
+void checkServerURL(const std::string& url, const Scenario& scenario, std::string_view name) {
+  const services::URLComponents parts = partsOf(name, url);
   if (std::holds_alternative<services::HTTPURL>(
           services::admissibleURL(platform::URL::URLWithString(url), policyOf(scenario)))) {
     return;
   }
-  if (parts.scheme == "https") throw unusable(url);
-  throw InputError("--server " + url + ": clear text goes to loopback alone; use https, or name " + *parts.host +
-                   " in the CLEAR_TEXT_HOSTS of " + scenario.file);
+  if (parts.scheme == "https") throw unusable(name, url);
+  throw InputError(std::string(name) + " " + url + ": clear text goes to loopback alone; use https, or name " +
+                   *parts.host + " in the CLEAR_TEXT_HOSTS of " + scenario.file);
 }
 
-void checkServer(const std::string& url, std::span<const Scenario> scenarios) {
-  const services::URLComponents parts = partsOf(url);
-  for (const Scenario& scenario : scenarios) checkServerURL(url, scenario);
-  const std::string unreachable = "--server " + url + ": cannot be reached: ";
+void checkServer(const std::string& url, std::span<const Scenario> scenarios, std::string_view name) {
+  const services::URLComponents parts = partsOf(name, url);
+  for (const Scenario& scenario : scenarios) checkServerURL(url, scenario, name);
+  const std::string unreachable = std::string(name) + " " + url + ": cannot be reached: ";
   const std::string port = std::to_string(parts.port.value_or(parts.scheme == "https" ? 443 : 80));
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;

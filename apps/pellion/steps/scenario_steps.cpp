@@ -140,7 +140,10 @@ Scenario readScenario(const std::string& path) {
 std::vector<std::string> filesNamedBy(const std::string& path) {
   if (path == "-") return {};  // it can be read only once
   try {
-    return filesNamedIn(path, readInputFile(path, {}), kinds);
+    std::vector<std::string> paths;
+    const JSONNode document = readJSON(path, readInputFile(path, {}), JSONForm::commented);
+    for (NamedFile& named : filesNamedIn(path, document, kinds)) paths.push_back(std::move(named.path));
+    return paths;
   } catch (const InputError&) {
     return {};
   }

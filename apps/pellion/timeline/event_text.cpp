@@ -184,6 +184,9 @@ Lines registrationFailed(const Value& details) {
 Lines consent(const Value& details) { return pairsUnder("changes consent", details); }
 Lines configures(const Value& details) { return pairsUnder("changes the configuration", details); }
 
+Lines passed(const Value& details) { return {{{"✓ " + textAt(details, "name"), Ink::good}}}; }
+Lines failed(const Value& details) { return {{{"✗ " + textAt(details, "name"), Ink::bad}}}; }
+
 Lines rejected(const Value& details) {
   return {{{"receives a rejected response for the " + textAt(details, "identity") + ": "}, {textAt(details, "json")}}};
 }
@@ -261,6 +264,8 @@ constexpr EventText otherTexts[] = {
     {"user", "consent", consent},
     {"scenario", "configures", configures},
     {"scenario", "warning", warning},
+    {"scenario", "passed", passed},
+    {"scenario", "failed", failed},
     {"clock", "advances", advances},
     {"backend", "request", request},
     {"backend", "answer", answer},

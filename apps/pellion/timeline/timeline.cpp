@@ -141,10 +141,8 @@ bool Timeline::writeHeading(const host::Event& event) {
   } else if (event.what == "says") {
     out_ << '\n' << painted(textAt(event.details, "text"), Ink::strong) << '\n';
   } else if (event.what == "passed" || event.what == "failed") {
-    const bool hasPassed = event.what == "passed";
-    out_ << '\n'
-         << painted((hasPassed ? "✓ " : "✗ ") + textAt(event.details, "name"), hasPassed ? Ink::good : Ink::bad)
-         << "\n\n";
+    const Line verdict = linesOf(event).front();
+    out_ << '\n' << painted(verdict.front().text, verdict.front().ink) << "\n\n";
   } else {
     return false;
   }

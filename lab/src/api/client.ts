@@ -1,5 +1,5 @@
 // The lab's server, over HTTP. Every function throws Failure, whose text is for the user to read.
-import type { Action, Explanation, Fixed, NewPhone, Phone } from "../generated/protocol";
+import type { Action, ChosenFiles, ChosenScenario, Explanation, Fixed, NewPhone, Phone } from "../generated/protocol";
 
 export class Failure extends Error {
   /** The HTTP status, or 0 without an answer. */
@@ -53,6 +53,9 @@ export const eventsPath = (phone: string, after: number) =>
   `${pathOf(phone)}/events${after > 0 ? `?after=${after}` : ""}`;
 
 export const createPhone = async (opening: NewPhone) => (await post<Phone>("/api/phones", opening)).phone;
+
+/** The scenario among files that were chosen together, texts by name, with the others in it. */
+export const include = (files: ChosenFiles["files"]) => post<ChosenScenario>("/api/include", { files });
 
 export async function perform(phone: string, action: Action): Promise<void> {
   await request("POST", `${pathOf(phone)}/actions`, action);

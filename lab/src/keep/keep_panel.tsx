@@ -1,16 +1,14 @@
-import scenarios from "examples:scenarios";
 import { useSignal } from "@preact/signals";
-import { useEffect, useRef } from "preact/hooks";
 import { keptScenario } from "../api/client";
 import { Button } from "../controls/button";
-import { Field, Select } from "../controls/field";
-import type { Step } from "../generated/protocol";
+import { Field } from "../controls/field";
 import { payloadText } from "../payload/payload";
-import { headOf, headText } from "../state/head";
+import { headText } from "../state/head";
 import { announce, attempt, tellFailure } from "../state/notices";
-import { openScenario } from "../state/phones";
-import { obstacle, perform, phone, state, tick } from "../state/session";
+import { obstacle, phone, state, tick } from "../state/session";
 import { fragmentOf } from "./link";
+import { OpenScenario } from "./open_scenario";
+import { Steps } from "./steps";
 
 function save(name: string, text: string): void {
   const address = URL.createObjectURL(new Blob([text], { type: "application/json" }));
@@ -68,128 +66,6 @@ function Download() {
   );
 }
 
-const marks: Record<Step["state"], string> = { done: "✓", failed: "✗", waiting: "○" };
-
-/** A step without an argument is written as its name alone. */
-const shortened = (step: string) => /^(?:\{"(\w+)":\{\}\}|"(\w+)")$/.exec(step)?.slice(1).find(Boolean) ?? step;
-
-/** Scrolls the list alone; scrollIntoView would move the whole page. */
-function showInside(list: HTMLElement, item: HTMLElement): void {
-  const top = item.offsetTop - list.offsetTop;
-  const bottom = top + item.offsetHeight;
-  if (top < list.scrollTop) list.scrollTop = top;
-  else if (bottom > list.scrollTop + list.clientHeight) list.scrollTop = bottom - list.clientHeight;
-}
-
-function Steps() {
-  const steps = state.value?.steps ?? [];
-  const waiting = steps.filter((step) => step.state === "waiting").length;
-  const nothing = waiting === 0 ? "No step waits." : null;
-  const list = useRef<HTMLOListElement>(null);
-  useEffect(() => {
-    const next = list.current?.querySelector<HTMLElement>("[aria-current]") ?? list.current?.lastElementChild;
-    if (list.current && next instanceof HTMLElement) showInside(list.current, next);
-  }, [steps.length, waiting]);
-  if (steps.length === 0) return <p class="empty">No steps yet. What you do with the phone appears here as steps.</p>;
-  return (
-    <>
-      {(waiting > 0 || state.value?.hasFailed) && (
-        <div class="group">
-          <Button
-            class="button button-main"
-            onPress={() => perform({ do: "next" })}
-            obstacle={obstacle.value ?? nothing}
-          >
-            Next step
-          </Button>
-          <Button onPress={() => perform({ do: "rest" })} obstacle={obstacle.value ?? nothing}>
-            Run the rest
-          </Button>
-          <span class="faint small">{waiting} waiting</span>
-          {state.value?.hasFailed && <strong class="bad small">An expectation did not hold.</strong>}
-        </div>
-      )}
-      <ol class="steps" ref={list}>
-        {steps.map((step, index) => (
-          <li
-            key={index}
-            class={`step step-${step.state}`}
-            aria-current={step.state === "waiting" && steps[index - 1]?.state !== "waiting" ? "step" : undefined}
-          >
-            <span class="step-mark" aria-hidden="true">
-              {marks[step.state]}
-            </span>
-            <span class="hidden-text">{step.state}: </span>
-            <code class="code">{shortened(step.text)}</code>
-          </li>
-        ))}
-      </ol>
-    </>
-  );
-}
-
-async function open(text: string, file?: string): Promise<void> {
-  try {
-    await openScenario(text, headOf(text), file);
-  } catch (error) {
-    // The server names the place of what is wrong.
-    if (error instanceof SyntaxError || error instanceof TypeError) await openScenario(text, {}, file);
-    else throw error;
-  }
-}
-
-async function textOf(file: File): Promise<string | null> {
-  try {
-    return new TextDecoder("utf-8", { fatal: true }).decode(await file.arrayBuffer());
-  } catch (error) {
-    if (error instanceof TypeError) return null;
-    throw error;
-  }
-}
-
-function Open() {
-  const chosen = useSignal("a_day");
-  const input = useRef<HTMLInputElement>(null);
-  const openFile = async (file: File | undefined) => {
-    if (!file) return;
-    if (file.size > 1024 * 1024) tellFailure(`${file.name} is no scenario for the lab: it is larger than 1 MiB.`);
-    else {
-      const text = await textOf(file);
-      if (text === null) tellFailure(`${file.name} is no scenario: it is not text in UTF-8.`);
-      else await open(text, file.name);
-    }
-    if (input.current) input.current.value = "";
-  };
-  const example = scenarios.find(({ name }) => name === chosen.value);
-  return (
-    <section>
-      <h3>Open a scenario</h3>
-      <p class="faint">A new phone gets its application. The steps wait.</p>
-      <div class="row">
-        <Select
-          label="Example"
-          value={chosen.value}
-          choices={scenarios.map(({ name }) => ({ value: name, text: name.replaceAll("_", " ") }))}
-          onValue={(value) => {
-            chosen.value = value;
-          }}
-        />
-        <Button onPress={() => open(example?.text ?? "")}>Open example</Button>
-      </div>
-      <label class="field">
-        <span>Or a file</span>
-        <input
-          ref={input}
-          class="input"
-          type="file"
-          accept=".json,application/json"
-          onChange={(event) => void openFile(event.currentTarget.files?.[0])}
-        />
-      </label>
-    </section>
-  );
-}
-
 function CopyLink() {
   const copied = useSignal<string | null>(null);
   const link = useSignal("");
@@ -232,7 +108,7 @@ export function KeepPanel() {
         <h3>Steps</h3>
         <Steps />
       </section>
-      <Open />
+      <OpenScenario />
       <CopyLink />
     </>
   );
