@@ -23,6 +23,7 @@ export class LabPage {
 
   /** The phone takes actions, and has done those that were sent. */
   async whenReady(): Promise<void> {
+    await expect(this.page.locator(".busy")).toHaveCount(0);
     await expect(this.letPass("Until idle")).toBeEnabled();
   }
 
@@ -113,10 +114,8 @@ export class LabPage {
   async sell(): Promise<void> {
     await this.power("Open").click();
     await this.button("Hand over").click();
-    await expect(async () => {
-      await this.page.keyboard.press("ControlOrMeta+Enter");
-      await expect(this.cards.first()).toBeVisible({ timeout: 1000 });
-    }).toPass();
+    await this.whenReady();
+    await this.page.keyboard.press("ControlOrMeta+Enter");
     await this.cards.click();
     await expect(this.page.locator(".opened-url")).toHaveText("shop://sale");
     await this.whenReady();

@@ -192,18 +192,48 @@ test.describe("the server", () => {
 });
 
 test("while the backend is slow the phone is busy, and nothing is sent twice", async ({ labPage }) => {
+  const { page } = labPage;
   await labPage.power("Open").click();
   await labPage.show("Backend");
   await labPage.button("2 s slow").click();
   await labPage.button("Answer like this").click();
-  await expect(labPage.page.locator(".now")).toContainText("2000");
+  await expect(page.locator(".now")).toContainText("2000");
   await labPage.whenReady();
   const handOver = labPage.button("Hand over");
   await handOver.click();
-  await expect(labPage.page.getByText("working", { exact: true })).toBeVisible();
+  await expect(page.getByText("working", { exact: true })).toBeVisible();
   await expect(handOver).toBeDisabled();
   await handOver.click({ force: true });
+  const isRefused = page.getByRole("status").filter({ hasText: "Not delivered. The phone is still busy" });
+  await page.keyboard.press("ControlOrMeta+Enter");
+  await expect(isRefused).toBeVisible();
+  await expect(handOver).toBeFocused();
   await labPage.expectEvents(/responds with 200/);
   await labPage.whenReady();
+  await expect(isRefused).toHaveCount(0);
   await labPage.expectEvents(/POST .*\/device/, 1);
+  await expect(labPage.cards).toHaveCount(0);
+});
+
+test("pressed in quick succession, controls do not flicker, and everything is done once and in order", async ({
+  labPage,
+}) => {
+  const { page } = labPage;
+  await labPage.power("Open").click();
+  await labPage.whenReady();
+  const looks = await page.evaluate(async () => {
+    const buttons = [...document.querySelectorAll<HTMLElement>(".phone-controls button")];
+    const disabled = () =>
+      buttons.filter(({ ariaDisabled }) => ariaDisabled === "true").map((button) => button.innerText);
+    const before = disabled();
+    const presses = ["Hand over", "Hand over", "+3 s", "+3 s", "Report", "Report"];
+    for (const text of presses) buttons.find((button) => button.textContent === text)?.click();
+    await new Promise((resolve) => setTimeout(resolve));
+    return { before, during: disabled() };
+  });
+  expect(looks.during).toEqual(looks.before);
+  await labPage.whenReady();
+  await labPage.show("Scenario");
+  const steps = [/launch/, /activate/, /token/, /advance/, /advance/, /goal/];
+  await expect(page.locator(".steps li")).toHaveText(steps);
 });

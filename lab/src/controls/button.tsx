@@ -16,6 +16,8 @@ interface Props {
   title?: string;
   /** The first step that this button does: its entry at the top of the page points here. */
   guide?: string;
+  /** Each press counts, also one that comes before the last is done; else that is the second half of a double click. */
+  isRepeatable?: boolean;
 }
 
 /** A button that cannot be used keeps the focus and says why: it is aria-disabled, not disabled. */
@@ -23,11 +25,11 @@ export function Button({ children, onPress, obstacle, label, pressed, expanded, 
   const reason = useId();
   const isRunning = useSignal(false);
   const press = async () => {
-    if (isRunning.value) return;
     if (obstacle) {
       announce(obstacle);
       return;
     }
+    if (isRunning.value && !rest.isRepeatable) return;
     isRunning.value = true;
     try {
       await onPress();

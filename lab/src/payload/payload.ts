@@ -5,8 +5,8 @@ import { computed, effect, signal } from "@preact/signals";
 import * as api from "../api/client";
 import type { Explanation } from "../generated/protocol";
 import { schemes } from "../state/head";
-import { attempt } from "../state/notices";
-import { perform } from "../state/session";
+import { attempt, tellObstacle } from "../state/notices";
+import { obstacle, perform } from "../state/session";
 import { remember, remembered } from "../state/storage";
 import { findAddInfo, withAddInfo } from "./add_info";
 import { compact } from "./json_tokens";
@@ -99,4 +99,22 @@ export function deliver(how: "deliver" | "extension"): Promise<boolean> {
   const payload = payloadText.value;
   const name = exampleName.value;
   return perform(name === null ? { do: how, payload } : { do: how, payload, name });
+}
+
+let isDeliveringByKey = false;
+
+/** What Ctrl-Enter does. No control shows why it cannot be done; a message does. */
+export async function deliverByKey(): Promise<void> {
+  if (obstacle.value !== null) {
+    tellObstacle(`Not delivered. ${obstacle.value}`);
+    return;
+  }
+  // As with a button that is pressed twice.
+  if (isDeliveringByKey) return;
+  isDeliveringByKey = true;
+  try {
+    await deliver("deliver");
+  } finally {
+    isDeliveringByKey = false;
+  }
 }

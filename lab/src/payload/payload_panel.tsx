@@ -12,6 +12,7 @@ import { addInfoMarks, type Mark, payloadMarks } from "./marks";
 import {
   addInfo,
   deliver,
+  deliverByKey,
   exampleName,
   exampleNamed,
   explained,
@@ -72,9 +73,6 @@ export function PayloadPanel() {
     const current = explained.value;
     return current ? payloadMarks(current.text, current.explanation, findAddInfo(current.text)) : noMarks;
   });
-  const send = () => {
-    if (obstacle.value === null) void deliver("deliver");
-  };
   return (
     <>
       <div class="bar">
@@ -108,10 +106,10 @@ export function PayloadPanel() {
         onText={(text) => {
           payloadText.value = text;
         }}
-        onSubmit={send}
+        onSubmit={() => void deliverByKey()}
       />
       <h3 class="label">addInfo, as JSON of its own</h3>
-      <AddInfoEditor onSubmit={send} />
+      <AddInfoEditor onSubmit={() => void deliverByKey()} />
       <Findings />
     </>
   );

@@ -58,6 +58,7 @@ export function Time() {
             onPress={() => perform({ do: "wait", seconds: fixed })}
             obstacle={obstacle.value}
             label={`${text}: let ${name} pass`}
+            isRepeatable
           >
             {text}
           </Button>

@@ -2,7 +2,7 @@
 import { Button } from "../controls/button";
 import type { State } from "../generated/protocol";
 import { applicationName } from "../state/head";
-import { obstacle, perform } from "../state/session";
+import { isBusyForLong, obstacle, perform } from "../state/session";
 import { dayOf, timeOfDay } from "./clock";
 import { NotificationCard } from "./notification_card";
 
@@ -13,7 +13,9 @@ function StatusBar({ state }: { state: State }) {
         {timeOfDay(state.now)} <abbr title="Coordinated Universal Time">UTC</abbr>
       </span>
       <span class="pill" aria-hidden="true" />
-      <span>{state.busy ? "working…" : state.running ? (state.open ? "open" : "in background") : "not running"}</span>
+      <span>
+        {isBusyForLong.value ? "working…" : state.running ? (state.open ? "open" : "in background") : "not running"}
+      </span>
     </div>
   );
 }

@@ -1,10 +1,11 @@
-// What the page tells the user: failures stay until they are closed, announcements are for screen readers.
+// What the page tells the user: failures stay until they are closed, obstacles until they are gone; announcements are for
+// screen readers.
 import { signal } from "@preact/signals";
 import { Failure } from "../api/client";
 
 export interface Notice {
   id: number;
-  kind: "failure" | "hint";
+  kind: "failure" | "hint" | "obstacle";
   text: string;
 }
 
@@ -26,14 +27,21 @@ function add(kind: Notice["kind"], text: string): void {
 
 export const tellFailure = (text: string) => add("failure", text);
 export const tellHint = (text: string) => add("hint", text);
+/** Why what the user wanted is not done now. */
+export const tellObstacle = (text: string) => add("obstacle", text);
 
 export function closeNotice(id: number): void {
   notices.value = notices.value.filter((notice) => notice.id !== id);
 }
 
-export function closeFailures(): void {
-  if (notices.value.length > 0) notices.value = notices.value.filter(({ kind }) => kind !== "failure");
+function closeKind(closed: Notice["kind"]): void {
+  if (notices.value.some(({ kind }) => kind === closed)) {
+    notices.value = notices.value.filter(({ kind }) => kind !== closed);
+  }
 }
+
+export const closeFailures = () => closeKind("failure");
+export const closeObstacles = () => closeKind("obstacle");
 
 /** Runs what may fail; a failure becomes a notice, which names `file` as the scenario. Returns whether it succeeded. */
 export async function attempt(work: () => Promise<void>, file?: string): Promise<boolean> {

@@ -5,7 +5,7 @@ import type { NewPhone } from "../generated/protocol";
 import { headText, parseHead, scenarioOf, write } from "./head";
 import type { JsonObject } from "./jsonc";
 import { attempt, closeFailures, tellFailure, tellHint } from "./notices";
-import { connection, follow, isSending, phone, setTicks, state, ticks } from "./session";
+import { connection, follow, isReplacing, phone, setTicks, state, ticks } from "./session";
 import { type FormerPhone, remember, remembered } from "./storage";
 
 export const former = signal<FormerPhone | null>(remembered().former ?? null);
@@ -24,8 +24,8 @@ function leaving(): FormerPhone | null {
 }
 
 async function replacePhone(opening: NewPhone, head: string, file?: string): Promise<boolean> {
-  if (isSending.value) return false;
-  isSending.value = true;
+  if (isReplacing.value) return false;
+  isReplacing.value = true;
   closeFailures();
   const left = leaving();
   const unused = left === null ? phone.value : (former.value?.phone ?? null);
@@ -37,7 +37,7 @@ async function replacePhone(opening: NewPhone, head: string, file?: string): Pro
     remember({ server: opening.server ?? null });
     if (unused !== null) await api.endPhone(unused);
   }, file);
-  isSending.value = false;
+  isReplacing.value = false;
   return isDone;
 }
 
@@ -71,7 +71,7 @@ export const openScenario = (scenario: string, head: JsonObject, file?: string) 
 /** Back to the phone before; this one becomes the phone before. */
 export function goBack(): void {
   const back = former.value;
-  if (back === null || isSending.value) return;
+  if (back === null || isReplacing.value) return;
   closeFailures();
   const left = leaving();
   if (left === null && phone.value !== null) void api.endPhone(phone.value);

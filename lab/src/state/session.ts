@@ -1,10 +1,10 @@
 // The phone of this tab: what it is, what it reports, and what the user has it do.
-import { batch, computed, signal } from "@preact/signals";
+import { batch, computed, effect, signal } from "@preact/signals";
 import * as api from "../api/client";
 import { type Connection, Stream } from "../api/stream";
 import type { Action, Chain, Event as LabEvent, State } from "../generated/protocol";
 import { type Entry, EventLog, logVersion } from "./event_log";
-import { announce, attempt, closeFailures, tellFailure } from "./notices";
+import { announce, attempt, closeFailures, closeObstacles, tellFailure } from "./notices";
 import { remember, remembered } from "./storage";
 
 export const phone = signal<string | null>(null);
@@ -12,8 +12,13 @@ export const connection = signal<Connection>("connecting");
 export const state = signal<State | null>(null);
 export const chain = signal<Chain | null>(null);
 export const log = signal(newLog());
-/** An action or a new phone is on its way to the server. */
-export const isSending = signal(false);
+/** Another phone is on its way, which replaces this one. */
+export const isReplacing = signal(false);
+/** The actions that the phone has not done yet, in order. */
+const underway = signal<readonly Action[]>([]);
+let lastAction: Promise<unknown> = Promise.resolve();
+/** Counts the states of a phone that is not busy: one follows each action. */
+const idleStates = signal(0);
 /** What the user has done with this phone, for the guide. */
 export const ticks = signal<ReadonlySet<string>>(new Set(remembered().ticks ?? []));
 
@@ -59,6 +64,7 @@ function newLog(): EventLog {
 
 function receiveState(next: State): void {
   state.value = next;
+  if (!next.busy) idleStates.value += 1;
   if (next.running) tick("open");
   if (next.token !== null) tick("token");
   if (next.total.delivered > 0 || next.notifications.length > 0) tick("deliver");
@@ -75,9 +81,11 @@ export function follow(id: string, whenGone?: () => void): void {
     connection.value = "connecting";
     state.value = null;
     chain.value = null;
+    underway.value = [];
     log.value = events;
     logVersion.value += 1;
   });
+  lastAction = Promise.resolve();
   remember({ phone: id });
   stream = new Stream(id, {
     onEvent: (number: number, event: LabEvent) => events.add(number, event),
@@ -97,13 +105,22 @@ export function follow(id: string, whenGone?: () => void): void {
   });
 }
 
-/** Returns whether the server has taken the action. */
-export async function perform(action: Action): Promise<boolean> {
-  const id = phone.value;
-  if (id === null || isSending.value) return false;
-  isSending.value = true;
-  closeFailures();
-  const isDone = await attempt(async () => {
+/** Until the phone is idle again, or no message from it is to be expected. */
+async function whenIdle(id: string, idleBefore: number): Promise<void> {
+  let stop = () => {};
+  await new Promise<void>((resolve) => {
+    stop = effect(() => {
+      const isOver = connection.value === "gone" || connection.value === "forbidden" || phone.value !== id;
+      if (isOver || idleStates.value > idleBefore) resolve();
+    });
+  });
+  stop();
+}
+
+async function performNow(id: string, action: Action): Promise<boolean> {
+  if (phone.value !== id) return false;
+  const idleBefore = idleStates.value;
+  const isTaken = await attempt(async () => {
     try {
       await api.perform(id, action);
     } catch (error) {
@@ -111,25 +128,56 @@ export async function perform(action: Action): Promise<boolean> {
       connection.value = "gone";
     }
   });
-  isSending.value = false;
-  return isDone;
+  if (isTaken) await whenIdle(id, idleBefore);
+  return isTaken;
+}
+
+/** Has the phone do it, after the actions before. Ends once it is done, and returns whether the server has taken it. */
+export function perform(action: Action): Promise<boolean> {
+  const id = phone.value;
+  if (id === null) return Promise.resolve(false);
+  closeFailures();
+  underway.value = [...underway.value, action];
+  const done = lastAction
+    .then(() => performNow(id, action))
+    .finally(() => {
+      underway.value = underway.value.filter((other) => other !== action);
+    });
+  lastAction = done.catch(() => undefined);
+  return done;
 }
 
 type StepAction = Extract<Action, { step: unknown }>;
 export const performStep = (step: StepAction["step"]) => perform({ do: "step", step });
 
-/** Why nothing can be done now; null if it can. */
+export const isBusy = computed(() => isReplacing.value || underway.value.length > 0 || state.value?.busy === true);
+
+const longWork = 150; // milliseconds
+
+/** Busy for so long that the page shows it: most actions are over at once, and every control would flicker. */
+export const isBusyForLong = signal(false);
+
+let longWorkTimer: ReturnType<typeof setTimeout> | undefined;
+effect(() => {
+  clearTimeout(longWorkTimer);
+  if (!isBusy.value) isBusyForLong.value = false;
+  else longWorkTimer = setTimeout(() => (isBusyForLong.value = true), longWork);
+});
+
+/** Why nothing can be done now; null if it can. What is done while the phone is busy for a moment comes next. */
 export const obstacle = computed(() => {
   if (connection.value === "gone") return "The phone has ended. Start a new one.";
   if (connection.value === "forbidden") return "This page has no phone. Try again.";
-  if (phone.value === null || connection.value === "connecting" || state.value === null)
+  if (isReplacing.value || phone.value === null || connection.value === "connecting" || state.value === null)
     return "The phone is starting.";
   if (connection.value === "lost") return "The lab's server does not answer.";
-  if (isBusy.value) return "The phone is still busy with the last action.";
+  if (isBusyForLong.value) return "The phone is still busy with the last action.";
   return null;
 });
 
-export const isBusy = computed(() => isSending.value || state.value?.busy === true);
+effect(() => {
+  if (obstacle.value === null) closeObstacles();
+});
 
 /** The same for what only a running application does. */
 export const runningObstacle = computed(
