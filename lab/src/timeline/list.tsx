@@ -9,8 +9,19 @@ import { follows, shown, shownVersion, toggleRow, unfolded } from "./view";
 
 type List = { current: HTMLElement | null };
 
+/** Scrolls only as far as needed to show what lies between, in pixels of the list's content; its top has precedence. */
+function reveal(scroller: HTMLElement, top: number, bottom: number): void {
+  const { scrollTop, clientHeight } = scroller;
+  if (top < scrollTop) scroller.scrollTop = top;
+  else if (bottom > scrollTop + clientHeight) scroller.scrollTop = Math.min(top, bottom - clientHeight);
+}
+
+/** So near to the end counts as at the end, in pixels. */
+const endReach = 4;
+const none = Number.NEGATIVE_INFINITY;
+
 /** Stays at the end as events arrive, until the user scrolls away from it; returns what to do as the list scrolls. */
-function useFollowing(list: List, { total, look }: RowsInView, rows: Entry[]): () => void {
+function useFollowing(list: List, { total, look }: RowsInView, rows: Entry[], revealedTop: { current: number }) {
   const lastTop = useRef(0);
   const isFollowing = follows.value;
   useLayoutEffect(() => {
@@ -20,8 +31,11 @@ function useFollowing(list: List, { total, look }: RowsInView, rows: Entry[]): (
   return () => {
     const scroller = list.current;
     if (!scroller) return;
-    const isAtEnd = scroller.scrollHeight - scroller.scrollTop - scroller.clientHeight < 4;
-    if (isAtEnd) follows.value = true;
+    const isAtEnd = scroller.scrollHeight - scroller.scrollTop - scroller.clientHeight < endReach;
+    // Where the list itself has scrolled to the end of an unfolded row, it is still that row that is read.
+    const isRevealed = Math.abs(scroller.scrollTop - revealedTop.current) < endReach;
+    if (!isRevealed) revealedTop.current = none;
+    if (isAtEnd && !isRevealed) follows.value = true;
     else if (scroller.scrollTop < lastTop.current) follows.value = false;
     lastTop.current = scroller.scrollTop;
     look();
@@ -45,13 +59,6 @@ function targetOf(key: string, at: number, count: number): number | undefined {
 }
 
 function useKeys(list: List, { heights, look }: RowsInView, count: number, active: Signal<number>) {
-  const reveal = (scroller: HTMLElement, index: number) => {
-    const top = heights.offset(index);
-    const bottom = heights.offset(index + 1);
-    if (top < scroller.scrollTop) scroller.scrollTop = top;
-    else if (bottom > scroller.scrollTop + scroller.clientHeight) scroller.scrollTop = bottom - scroller.clientHeight;
-    look();
-  };
   return (event: KeyboardEvent) => {
     const scroller = list.current;
     const row = (event.target as HTMLElement).closest<HTMLElement>(".event-head")?.parentElement;
@@ -61,10 +68,27 @@ function useKeys(list: List, { heights, look }: RowsInView, count: number, activ
     event.preventDefault();
     active.value = target;
     follows.value = target === count - 1;
-    reveal(scroller, target);
+    reveal(scroller, heights.offset(target), heights.offset(target + 1));
+    look();
     const selector = `[data-index="${target}"] .event-head`;
     requestAnimationFrame(() => scroller.querySelector<HTMLElement>(selector)?.focus({ preventScroll: true }));
   };
+}
+
+/** Brings the lines of the row that the user has unfolded into view. */
+function useRevealing(list: List, revealedTop: { current: number }) {
+  const justUnfolded = useRef<number | null>(null);
+  useLayoutEffect(() => {
+    const scroller = list.current;
+    const row = scroller?.querySelector<HTMLElement>(`.event-open[data-id="${justUnfolded.current}"]`);
+    if (!scroller || !row) return;
+    justUnfolded.current = null;
+    const { top, bottom } = row.getBoundingClientRect();
+    const offset = scroller.scrollTop - scroller.getBoundingClientRect().top - scroller.clientTop;
+    reveal(scroller, Math.floor(top + offset), Math.ceil(bottom + offset));
+    revealedTop.current = scroller.scrollTop;
+  });
+  return justUnfolded;
 }
 
 /** The answer belongs to its request's row, which is drawn anew when it arrives. */
@@ -82,12 +106,17 @@ export function EventList() {
   const opened = unfolded.value;
   const inView = useRowsInView(list, rows);
   const { heights, first, last, total } = inView;
-  const whenScrolled = useFollowing(list, inView, rows);
+  const revealedTop = useRef(none);
+  const whenScrolled = useFollowing(list, inView, rows, revealedTop);
+  const justUnfolded = useRevealing(list, revealedTop);
   const whenKey = useKeys(list, inView, rows.length, active);
   const whenToggled = useCallback((id: number) => {
     active.value = shown.findIndex((entry) => entry.id === id);
     // Whoever opens an event wants to read it.
-    if (!unfolded.peek().has(id)) follows.value = false;
+    if (!unfolded.peek().has(id)) {
+      follows.value = false;
+      justUnfolded.current = id;
+    }
     toggleRow(id);
   }, []);
   const reachable = active.value >= first && active.value < last ? active.value : first;
