@@ -37,7 +37,10 @@ for (const { name, width, height } of sizes) {
             await labPage.field("Example").selectOption("button_without_action");
             await expect(labPage.underlined(labPage.payload)).toHaveCount(1);
           }
-          if (section === "Timeline") await labPage.event(/POST .*\/device/).click();
+          if (section === "Timeline") {
+            await labPage.button(/^Filter/).click();
+            await labPage.event(/POST .*\/device/).click();
+          }
           const found = [...(await violations(page, part))];
           part = isNarrow ? "main > :not([hidden])" : ".column-work";
           const { width: tooWide, height: tooHigh } = await excess(page);

@@ -1,5 +1,6 @@
-// The timeline: what is unfolded comes into view.
+// The timeline: what is unfolded comes into view, and its filters take no room on a narrow screen.
 import { expect, test } from "./fixtures";
+import { sizes } from "./lab_page";
 
 test.describe("in a low window", () => {
   test.use({ viewport: { width: 1440, height: 560 } });
@@ -28,3 +29,31 @@ test.describe("in a low window", () => {
     }
   });
 });
+
+for (const { name, width, height } of sizes) {
+  test.describe(name, () => {
+    test.use({ viewport: { width, height } });
+
+    test("the filters are reached by the keyboard", async ({ labPage }) => {
+      const { page } = labPage;
+      await labPage.sell();
+      const search = page.getByRole("searchbox", { name: "Text in the events" });
+      const filter = labPage.button(/^Filter/);
+      if (name === "narrow") {
+        await page.getByRole("navigation", { name: "Sections" }).getByRole("button", { name: "Timeline" }).click();
+        await expect(search).toBeHidden();
+        await filter.focus();
+        await page.keyboard.press("Enter");
+        await expect(filter).toHaveAttribute("aria-expanded", "true");
+        await search.fill("device");
+        await filter.press("Enter");
+        await expect(search).toBeHidden();
+        await expect(filter).toHaveText(/^Filter “device”/);
+      } else {
+        await expect(filter).toBeHidden();
+        await search.fill("device");
+      }
+      await expect(labPage.lineCount).toHaveText(/^\d of \d+$/);
+    });
+  });
+}

@@ -1,3 +1,4 @@
+import { useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { logVersion } from "../state/event_log";
 import { log } from "../state/session";
@@ -55,7 +56,20 @@ function Empty() {
   );
 }
 
+/** On a narrow screen the filters are folded behind this. A text that is looked for stays to be seen. */
+function FilterButton({ isOpen, toggle }: { isOpen: boolean; toggle: () => void }) {
+  const text = searched.value.trim();
+  return (
+    <Button class="button button-small filter-button" expanded={isOpen} onPress={toggle}>
+      Filter
+      {text !== "" && <span class="filter-text"> “{text}”</span>}
+      <span aria-hidden="true">{isOpen ? "▾" : "▸"}</span>
+    </Button>
+  );
+}
+
 export function TimelinePanel() {
+  const hasFilters = useSignal(false);
   shownVersion.value;
   const all = log.value.entries.length;
   const isEmpty = shown.length === 0;
@@ -66,6 +80,12 @@ export function TimelinePanel() {
         <h2 id="timeline-title">Timeline</h2>
         <span class="faint small">{all === shown.length ? all : `${shown.length} of ${all}`}</span>
         <div class="bar-end">
+          <FilterButton
+            isOpen={hasFilters.value}
+            toggle={() => {
+              hasFilters.value = !hasFilters.value;
+            }}
+          />
           <Button class="button button-small" onPress={unfoldAll}>
             Unfold all
           </Button>
@@ -85,7 +105,7 @@ export function TimelinePanel() {
         </div>
       </div>
       {all > 0 && (
-        <div class="filters">
+        <div class={hasFilters.value ? "filters" : "filters filters-folded"}>
           <Search />
           <Categories />
         </div>
