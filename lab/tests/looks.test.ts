@@ -17,6 +17,17 @@ const excess = (page: Page) =>
     return { width: scrollWidth - clientWidth, height: scrollHeight - clientHeight };
   });
 
+/** Controls that a finger misses: smaller than 24 by 24. What has a label is pressed there, too. */
+const tooSmall = (page: Page) =>
+  page.locator("button, summary, select, input").evaluateAll((controls) =>
+    controls.flatMap((control) => {
+      const target = control.closest("label") ?? control;
+      const { width, height } = target.getBoundingClientRect();
+      const isFine = !control.checkVisibility() || (width >= 24 && height >= 24);
+      return isFine ? [] : [`${control.outerHTML.slice(0, 80)}: ${width} x ${height}`];
+    }),
+  );
+
 for (const { name, width, height } of sizes) {
   for (const colorScheme of ["light", "dark"] as const) {
     test.describe(`${name}, ${colorScheme}`, () => {
@@ -41,7 +52,7 @@ for (const { name, width, height } of sizes) {
             await labPage.button(/^Filter/).click();
             await labPage.event(/POST .*\/device/).click();
           }
-          const found = [...(await violations(page, part))];
+          const found = [...(await violations(page, part)), ...(await tooSmall(page))];
           part = isNarrow ? "main > :not([hidden])" : ".column-work";
           const { width: tooWide, height: tooHigh } = await excess(page);
           if (tooWide > 0) found.push(`${tooWide} px wider than the screen`);
