@@ -1,4 +1,5 @@
-// Accessibility by axe, and that nothing is wider than the screen: each section, light and dark, at three widths.
+// Accessibility by axe, and that nothing is wider than the screen: each section, light and dark, at three widths. And
+// what is told where the system chooses the colours.
 import { AxeBuilder } from "@axe-core/playwright";
 import type { Page } from "@playwright/test";
 import { expect, test } from "./fixtures";
@@ -64,3 +65,40 @@ for (const { name, width, height } of sizes) {
     });
   }
 }
+
+test("with forced colours, what is chosen still differs from what is not", async ({ labPage }) => {
+  const { page } = labPage;
+  await page.emulateMedia({ forcedColors: "active" });
+  await labPage.sell();
+  const look = (selector: string) =>
+    page
+      .locator(selector)
+      .first()
+      .evaluate((element) => {
+        const { color, backgroundColor, borderStyle, borderColor, outline } = getComputedStyle(element);
+        return { color, backgroundColor, borderStyle, borderColor, outline };
+      });
+  const same: string[] = [];
+  const compare = async (pairs: [chosen: string, other: string][]) => {
+    for (const [chosen, other] of pairs) {
+      const looks = [await look(chosen), await look(other)].map((each) => JSON.stringify(each));
+      if (looks[0] === looks[1]) same.push(chosen);
+    }
+  };
+  await compare([
+    ["[role=tab][aria-selected=true]", "[role=tab][aria-selected=false]"],
+    [".chip[aria-pressed=true]", ".chip[aria-pressed=false]"],
+    [".button-toggle[aria-pressed=true]", ".bar .button-small:not([aria-pressed])"],
+    [".button[aria-disabled]", ".button:not([aria-disabled])"],
+    [".guide-now .guide-mark", ".guide-done .guide-mark"],
+    [".stage-responded .stage-bar", ".stage-track"],
+    [".home-line", ".home"],
+  ]);
+  await labPage.show("Scenario");
+  await labPage.button("Open example").click();
+  await labPage.whenReady();
+  await compare([[".step[aria-current]", ".step-waiting:not([aria-current])"]]);
+  await page.setViewportSize({ width: 390, height: 844 });
+  await compare([[".place[aria-current]", ".place:not([aria-current])"]]);
+  expect(same).toEqual([]);
+});
