@@ -39,8 +39,10 @@ test("the day of ./run, by mouse", async ({ labPage }) => {
     await expect(page.locator(".opened-url")).toHaveText("shop://sale");
     await labPage.wait(300);
     await labPage.unfold("Goal and session");
-    for (let times = 0; times < 2; ++times) await labPage.button("Report").click();
-    await labPage.whenReady();
+    for (let times = 0; times < 2; ++times) {
+      await labPage.button("Report").click();
+      await labPage.whenReady();
+    }
     await labPage.expectCounts(1, 1, 1);
   });
   await test.step("noon: a parcel in the background, its button", async () => {

@@ -1,6 +1,6 @@
-import { useSignal } from "@preact/signals";
+import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
-import { Field, plainChoices, Select } from "../controls/field";
+import { bound, boundEntry, Field, plainChoices, Select } from "../controls/field";
 import { performStep, runningObstacle, state } from "../state/session";
 import {
   addToOrder,
@@ -82,17 +82,13 @@ function StartOrder() {
   );
 }
 
-function KitFields({ kit, change }: { kit: Kit; change: (part: Partial<Kit>) => void }) {
+function KitFields({ form }: { form: Signal<Kit> }) {
+  const name = boundEntry(form, "name");
   return (
     <div class="row row-kit">
-      <Field label="Name" value={kit.name} onValue={(name) => change({ name: name.trim() })} />
-      <Select
-        label="What it does"
-        value={kit.does}
-        choices={wayChoices}
-        onValue={(does) => change({ does: does as Kit["does"] })}
-      />
-      <Select label="To what" value={kit.of} choices={sideChoices} onValue={(of) => change({ of: of as Kit["of"] })} />
+      <Field label="Name" {...name} onValue={(value) => name.onValue(value.trim())} />
+      <Select label="What it does" choices={wayChoices} {...boundEntry(form, "does")} />
+      <Select label="To what" choices={sideChoices} {...boundEntry(form, "of")} />
     </div>
   );
 }
@@ -100,9 +96,6 @@ function KitFields({ kit, change }: { kit: Kit; change: (part: Partial<Kit>) => 
 export function KitsSection() {
   const form = useSignal<Kit>({ name: "Ads", does: "exchanges", of: "notificationCenter" });
   const kit = form.value;
-  const change = (part: Partial<Kit>) => {
-    form.value = { ...form.value, ...part };
-  };
   const unnamed = kit.name === "" ? "Name the kit." : null;
   const isFull = order.value.length > mostKits ? `There may be ${mostKits} kits.` : null;
   const installed = state.value?.kits ?? [];
@@ -112,7 +105,7 @@ export function KitsSection() {
         Other kits change the delegates too. Installed:{" "}
         {installed.length === 0 ? "none" : <span class="code">{installed.join(", ")}</span>}.
       </p>
-      <KitFields kit={kit} change={change} />
+      <KitFields form={form} />
       <div class="group">
         <Button
           class="button button-main"
@@ -139,7 +132,7 @@ function DelegateSelect({
 }: {
   label: string;
   now: string | null;
-  step: (name: string | null) => void;
+  step: (name: string | null) => Promise<boolean>;
 }) {
   const names = state.value?.delegates ?? [];
   const chosen = useSignal<string | null>(null);
@@ -155,9 +148,11 @@ function DelegateSelect({
         }}
       />
       <Button
-        onPress={() => {
-          step(value === noneText ? null : value);
-          chosen.value = null;
+        onPress={async () => {
+          const wanted = chosen.value;
+          await step(value === noneText ? null : value);
+          // What was chosen meanwhile stays.
+          if (chosen.value === wanted) chosen.value = null;
         }}
         obstacle={runningObstacle.value}
         label={`Set: ${label}`}
@@ -189,14 +184,7 @@ export function DelegatesSection() {
         step={(setNotificationDelegate) => performStep({ setNotificationDelegate })}
       />
       <div class="row">
-        <Select
-          label="Interceptor or object"
-          value={name}
-          choices={plainChoices(names)}
-          onValue={(value) => {
-            chosen.value = value;
-          }}
-        />
+        <Select label="Interceptor or object" choices={plainChoices(names)} {...bound(chosen)} value={name} />
         <Button onPress={() => performStep({ registerInterceptor: name })} obstacle={blocked}>
           Register
         </Button>

@@ -1,6 +1,6 @@
-import { useSignal } from "@preact/signals";
+import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
-import { Field, plainChoices, Select } from "../controls/field";
+import { boundEntry, Field, plainChoices, Select } from "../controls/field";
 import { headText } from "../state/head";
 import { startPhone } from "../state/phones";
 import { obstacle, performStep, state } from "../state/session";
@@ -8,81 +8,41 @@ import { type BackendForm, backendOf, formProblem, presets, usualForm } from "./
 
 type Step = Parameters<typeof performStep>[0];
 
-interface FormProps {
-  form: BackendForm;
-  change: (part: Partial<BackendForm>) => void;
-}
+type Form = Signal<BackendForm>;
 
-function AnswerFields({ form, change }: FormProps) {
-  const isOff = form.connection !== "accepted";
+function AnswerFields({ form }: { form: Form }) {
+  const disabled = form.value.connection !== "accepted";
+  const entry = (name: keyof BackendForm) => ({ ...boundEntry(form, name), disabled });
   return (
     <>
       <div class="row">
-        <Field label="Status" isNumber disabled={isOff} value={form.status} onValue={(status) => change({ status })} />
-        <Field
-          label="Delay, ms"
-          isNumber
-          placeholder="0"
-          disabled={isOff}
-          value={form.delay}
-          onValue={(delay) => change({ delay })}
-        />
-        <Field
-          label="For so many requests"
-          isNumber
-          placeholder="all"
-          disabled={isOff}
-          value={form.times}
-          onValue={(times) => change({ times })}
-        />
+        <Field label="Status" isNumber {...entry("status")} />
+        <Field label="Delay, ms" isNumber placeholder="0" {...entry("delay")} />
+        <Field label="For so many requests" isNumber placeholder="all" {...entry("times")} />
       </div>
-      <Field
-        label="Body"
-        isCode
-        rows={2}
-        placeholder={'{"status":"ok"}'}
-        disabled={isOff}
-        value={form.body}
-        onValue={(body) => change({ body })}
-      />
+      <Field label="Body" isCode rows={2} placeholder={'{"status":"ok"}'} {...entry("body")} />
     </>
   );
 }
 
-function MannersFields({ form, change }: FormProps) {
-  const isOff = form.connection !== "accepted";
-  const isEndless = form.endless !== "no";
+const sendings = plainChoices(["everything", "half the body", "headers", "half the headers", "nothing"]);
+const endings = plainChoices(["closes", "resets", "waits"]);
+const endlessParts = plainChoices(["no", "headers", "body"]);
+
+function MannersFields({ form }: { form: Form }) {
+  const isOff = form.value.connection !== "accepted";
+  const isEndless = form.value.endless !== "no";
+  // An endless answer sends everything, and closes at the end that never comes.
+  const endingEntry = (name: "sends" | "afterwards") => {
+    const entry = { ...boundEntry(form, name), disabled: isOff || isEndless };
+    return isEndless ? { ...entry, value: usualForm[name] } : entry;
+  };
   return (
     <div class="row">
-      <Select
-        label="Sends"
-        value={isEndless ? "everything" : form.sends}
-        disabled={isOff || isEndless}
-        onValue={(sends) => change({ sends })}
-        choices={plainChoices(["everything", "half the body", "headers", "half the headers", "nothing"])}
-      />
-      <Select
-        label="Then"
-        value={isEndless ? "closes" : form.afterwards}
-        disabled={isOff || isEndless}
-        onValue={(afterwards) => change({ afterwards })}
-        choices={plainChoices(["closes", "resets", "waits"])}
-      />
-      <Select
-        label="Endless"
-        value={form.endless}
-        disabled={isOff}
-        onValue={(endless) => change({ endless })}
-        choices={plainChoices(["no", "headers", "body"])}
-      />
-      <Field
-        label="Seconds a byte"
-        isNumber
-        placeholder="0"
-        disabled={isOff}
-        value={form.pace}
-        onValue={(pace) => change({ pace })}
-      />
+      <Select label="Sends" choices={sendings} {...endingEntry("sends")} />
+      <Select label="Then" choices={endings} {...endingEntry("afterwards")} />
+      <Select label="Endless" choices={endlessParts} {...boundEntry(form, "endless")} disabled={isOff} />
+      <Field label="Seconds a byte" isNumber placeholder="0" {...boundEntry(form, "pace")} disabled={isOff} />
     </div>
   );
 }
@@ -138,7 +98,7 @@ function OwnServer() {
   );
 }
 
-function Presets({ choose }: { choose: (form: BackendForm) => void }) {
+function Presets({ form }: { form: Form }) {
   return (
     <fieldset class="group" aria-label="Fill in">
       <span class="faint small" aria-hidden="true">
@@ -148,7 +108,9 @@ function Presets({ choose }: { choose: (form: BackendForm) => void }) {
         <Button
           key={preset.name}
           class="button button-small"
-          onPress={() => choose({ ...usualForm, ...preset.form })}
+          onPress={() => {
+            form.value = { ...usualForm, ...preset.form };
+          }}
           title="Fills in the form"
         >
           {preset.name}
@@ -160,9 +122,6 @@ function Presets({ choose }: { choose: (form: BackendForm) => void }) {
 
 export function BackendPanel() {
   const form = useSignal(usualForm);
-  const change = (part: Partial<BackendForm>) => {
-    form.value = { ...form.value, ...part };
-  };
   const server = state.value?.server ?? null;
   const blocked = obstacle.value ?? (server === null ? null : "This phone has your own server instead of the backend.");
   const isUsual = Object.keys(state.value?.backend ?? {}).length === 0;
@@ -170,15 +129,14 @@ export function BackendPanel() {
     <>
       <h3>How the backend answers from now on</h3>
       <Now />
-      <Presets choose={change} />
+      <Presets form={form} />
       <Select
         label="Connection"
-        value={form.value.connection}
-        onValue={(connection) => change({ connection })}
         choices={plainChoices(["accepted", "refused", "closed"])}
+        {...boundEntry(form, "connection")}
       />
-      <AnswerFields form={form.value} change={change} />
-      <MannersFields form={form.value} change={change} />
+      <AnswerFields form={form} />
+      <MannersFields form={form} />
       <div class="group">
         <Button
           class="button button-main"

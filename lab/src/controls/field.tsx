@@ -1,3 +1,4 @@
+import type { Signal } from "@preact/signals";
 import type { ComponentChildren } from "preact";
 import { useId } from "preact/hooks";
 
@@ -97,6 +98,22 @@ export function Select({ label, value, onValue, choices, isLabelHidden, disabled
     </div>
   );
 }
+
+/** For a Field or a Select that shows a text and changes it. */
+export const bound = (text: Signal<string>) => ({
+  value: text.value,
+  onValue: (value: string) => {
+    text.value = value;
+  },
+});
+
+/** The same for an entry of a form; a Select's choices are all that the entry may be. */
+export const boundEntry = <Form, Name extends keyof Form>(form: Signal<Form>, name: Name) => ({
+  value: String(form.value[name]),
+  onValue: (value: string) => {
+    form.value = { ...form.value, [name]: value };
+  },
+});
 
 interface CheckProps {
   label: string;

@@ -2,7 +2,7 @@
 import { useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { Drawer } from "../controls/drawer";
-import { Field, plainChoices, Select } from "../controls/field";
+import { bound, Field, plainChoices, Select } from "../controls/field";
 import { obstacle, perform, performStep, runningObstacle, state } from "../state/session";
 
 export function Power() {
@@ -68,7 +68,7 @@ export function Time() {
         </Button>
       </fieldset>
       <div class="row">
-        <Field label="Seconds" isNumber value={seconds.value} onValue={(value) => (seconds.value = value)} />
+        <Field label="Seconds" isNumber {...bound(seconds)} />
         <Button
           onPress={() => perform({ do: "wait", seconds: amount })}
           obstacle={obstacle.value ?? (isUsable ? null : "Write a number of seconds, from 0 to ten years.")}
@@ -104,7 +104,7 @@ export function Token() {
         </Button>
       </div>
       <div class="row">
-        <Field label="Or an error" value={error.value} onValue={(value) => (error.value = value)} />
+        <Field label="Or an error" {...bound(error)} />
         <Button onPress={() => performStep({ failToRegister: error.value })} obstacle={runningObstacle.value}>
           Fail
         </Button>
@@ -122,7 +122,7 @@ export function Events() {
   return (
     <Drawer title="Goal and session">
       <div class="row">
-        <Field label="Event" isCode value={goal.value} onValue={(value) => (goal.value = value)} />
+        <Field label="Event" isCode {...bound(goal)} />
         <Button
           onPress={() => performStep({ goal: goal.value })}
           obstacle={runningObstacle.value ?? (goal.value === "" ? "Write the event's name." : null)}
@@ -131,12 +131,7 @@ export function Events() {
         </Button>
       </div>
       <div class="row">
-        <Field
-          label="Duration (may be empty)"
-          isNumber
-          value={duration.value}
-          onValue={(value) => (duration.value = value)}
-        />
+        <Field label="Duration (may be empty)" isNumber {...bound(duration)} />
         <Button
           onPress={endSession}
           obstacle={runningObstacle.value ?? (isNumber ? null : "Write the duration as a number, or nothing.")}
@@ -160,13 +155,8 @@ export function Badge() {
   return (
     <Drawer title="Badge" note={shared === null ? "not shared" : `shared: ${shared}`}>
       <div class="row">
-        <Field label="Count" isNumber value={count.value} onValue={(value) => (count.value = value)} />
-        <Select
-          label="Through"
-          value={through.value}
-          onValue={(value) => (through.value = value)}
-          choices={plainChoices(["application", "notificationCenter"])}
-        />
+        <Field label="Count" isNumber {...bound(count)} />
+        <Select label="Through" {...bound(through)} choices={plainChoices(["application", "notificationCenter"])} />
         <Button onPress={set} obstacle={runningObstacle.value ?? (isUsable ? null : "Write a whole number.")}>
           Set
         </Button>
