@@ -56,13 +56,13 @@ function Empty() {
   );
 }
 
-/** On a narrow screen the filters are folded behind this. A text that is looked for stays to be seen. */
+/** On a narrow screen the filters are folded behind this. A text that is looked for is seen nevertheless. */
 function FilterButton({ isOpen, toggle }: { isOpen: boolean; toggle: () => void }) {
   const text = searched.value.trim();
   return (
     <Button class="button button-small filter-button" expanded={isOpen} onPress={toggle}>
       Filter
-      {text !== "" && <span class="filter-text"> “{text}”</span>}
+      {text !== "" && !isOpen && <span class="filter-text"> “{text}”</span>}
       <span aria-hidden="true">{isOpen ? "▾" : "▸"}</span>
     </Button>
   );
