@@ -12,7 +12,7 @@ const sale = {
   }),
 };
 const parcel = {
-  aps: { alert: "Your parcel is on its way", category: "parcel" },
+  aps: { alert: "Your parcel is on its way", category: "parcel", "content-available": 1 },
   addInfo: JSON.stringify({
     pellionPnID: 42,
     clickAction: "shop://parcels/7",

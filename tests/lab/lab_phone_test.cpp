@@ -120,16 +120,29 @@ TEST_F(LabPhones, FollowTheApplicationThroughItsLife) {
   EXPECT_EQ(state("running"), Value(false));
   perform({tap});
   EXPECT_EQ(state("open"), Value(true)) << "a tap launches the application";
+  const std::string counted = compactJSON(state("total"));
   perform({action(R"({"do": "close"})"), deliver(salePayload)});
   EXPECT_EQ(state("open"), Value(false));
   EXPECT_EQ(state("badge"), Value(2)) << "in the background the phone counts what the sender asks for";
+  EXPECT_EQ(compactJSON(state("total")), counted) << "an alert alone does not wake the application";
+  const Value silent = deliver(R"({"aps": {"content-available": 1}, "addInfo": "{\"pellionPnID\": 7}"})", "silent");
+  perform({openIt, silent});
+  EXPECT_EQ(state("open"), Value(true)) << "nobody sees a silent notification";
+  EXPECT_EQ(state("notifications").elements().size(), 2U) << "the sale alone, twice";
   perform({action(R"({"do": "kill"})")});
   EXPECT_EQ(state("running"), Value(false));
-  perform({deliver(R"({"aps": {"content-available": 1}, "addInfo": "{\"pellionPnID\": 7}"})", "silent")});
+  perform({silent});
   EXPECT_EQ(state("running"), Value(true)) << "it asks the platform to wake the application";
   EXPECT_EQ(state("open"), Value(false));
-  perform({action(R"({"do": "kill"})"), action(R"({"do": "respond", "notification": "sale", "with": "dismiss"})")});
+  const auto dismiss = [](const char* name) {
+    return Value::dictionary({{"do", "respond"}, {"notification", name}, {"with", "dismiss"}});
+  };
+  perform({action(R"({"do": "kill"})"), deliver(R"({"aps": {"alert": "News", "category": "news"}})", "news"),
+           dismiss("sale")});
+  EXPECT_EQ(state("running"), Value(false)) << "no category asks for the dismissal";
+  perform({dismiss("news")});
   EXPECT_EQ(state("notifications").elements().size(), 1U);
+  EXPECT_EQ(state("running"), Value(true));
   EXPECT_EQ(state("open"), Value(false)) << "a dismissal launches the application in the background";
   EXPECT_EQ(testKept(), "passes") << "in spite of what the dismissal raises";
 }
@@ -287,11 +300,13 @@ TEST_F(LabPhones, SendDocumentsOfTheProtocol) {
 
 TEST_F(LabPhones, RefuseWhatCannotBeDone) {
   open(shop);
-  const std::pair<const char*, const char*> cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {R"({"do": "step", "step": {"lunch": {}}})", "there is no step \"lunch\"; did you mean \"launch\"?"},
       {R"({"do": "step", "step": "activate"})", "needs a running application"},
       {R"({"do": "deliver", "payload": "{"})", "the payload:1:2"},
       {R"({"do": "deliver", "payload": "[]"})", "it is no JSON object"},
+      {R"({"do": "deliver", "payload": "{\"aps\": {\"alert\": \"x\"}, \"y\": \")" + std::string(4096, 'y') + R"(\"}"})",
+       "has 4124 bytes"},
       {R"({"do": "deliver", "payload": "{}"})", "neither show this notification nor wake"},
       {R"({"do": "step", "step": {"deliver": {"payload": "/etc/passwd"}}})", "names the file /etc/passwd"},
       {R"({"do": "extension", "payload": "{\"aps\": {}}"})", "has no pellionPnID"},

@@ -5,6 +5,8 @@
 #include "pellion/lab_server/lab_events.h"
 #include "pellion/lab_server/lab_routes.h"
 #include "pellion/steps/scenario_steps.h"
+#include "pellion/text/json_reader.h"
+#include "pellion/text/json_writer.h"
 
 namespace pellion {
 namespace {
@@ -60,20 +62,40 @@ TEST(Lab, TakesRequestsAndOpenStreamsForUses) {
   EXPECT_GT(phone->lastUse(), asked);
 }
 
+using platform::Value;
+
 TEST(LabState, ShowsTheLastNotificationsAndURLs) {
   LabState state(readScenario("scenario", R"({"steps": ["launch"]})"));
-  const auto at = [&](std::string_view name) { return *platform::Value::dictionary(state.entries()).find(name); };
+  const auto at = [&](std::string_view name) { return *Value::dictionary(state.entries()).find(name); };
   for (int i = 0; i < 60; ++i) {
     const std::string name = "n" + std::to_string(i / 2);
-    state.observe({{}, "platform", "delivered", platform::Value::dictionary({{"notification", name}})});
-    state.observe({{}, "platform", "opened URL", platform::Value::dictionary({{"url", name}})});
-  }
-  EXPECT_EQ(at("notifications").elements().size(), 30U) << "one of each name";
-  EXPECT_EQ(at("opened").elements().size(), 20U);
-  for (int i = 0; i < 60; ++i) {
-    state.observe({{}, "platform", "delivered", platform::Value::dictionary({{"notification", std::to_string(i)}})});
+    state.observe({{}, "platform", "delivered", Value::dictionary({{"notification", name}, {"in", "foreground"}})});
+    state.observe({{}, "platform", "opened URL", Value::dictionary({{"url", name}})});
   }
   EXPECT_EQ(at("notifications").elements().size(), 50U);
+  EXPECT_EQ(at("opened").elements().size(), 20U);
+  state.observe({{}, "user", "responded", Value::dictionary({{"notification", "n29"}, {"with", "dismiss"}})});
+  EXPECT_EQ(at("notifications").elements().size(), 49U) << "one of the two";
+  EXPECT_EQ(*at("notifications").elements().front().find("name"), Value("n29"));
+}
+
+TEST(LabState, ShowsHowTheBackendAnswersNow) {
+  LabState state(readScenario("scenario", R"({"steps": ["launch"]})"));
+  const std::pair<const char*, const char*> events[] = {{R"({"status":503})", R"({"status":503})"},
+                                                        {R"({"status":500,"times":2})", R"({"status":500,"times":2})"},
+                                                        {R"({"status":404,"times":1})", R"({"status":500,"times":2})"},
+                                                        {"", R"({"status":500,"times":1})"},
+                                                        {"", R"({"status":404,"times":1})"},
+                                                        {"", R"({"status":503})"},
+                                                        {R"({"connection":"refused"})", R"({"connection":"refused"})"},
+                                                        {R"({"status":401,"times":1})", R"({"status":401,"times":1})"},
+                                                        {"{}", "{}"},
+                                                        {"", "{}"}};
+  for (const auto& [step, shown] : events) {
+    const bool isAnswer = *step == '\0';
+    state.observe({{}, "backend", isAnswer ? "answer" : "configured", readJSON("step", isAnswer ? "{}" : step).value});
+    EXPECT_EQ(compactJSON(*Value::dictionary(state.entries()).find("backend")), shown);
+  }
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ TEST(ScenarioReader, NamesThePlaceOfABrokenDocument) {
        R"(s.json:1:12: not JSON: \ud83d is half a character; write both halves, as in \ud83d\ude00)"},
       {"{} /* a", "s.json:1:8: not JSON: the document ends here; a bracket or a quotation mark before is not closed"},
       {"[]", "s.json:1:1: a scenario cannot be []; expected an object"},
-      {"{\"aps\": {}}", "s.json:1:1: this is a payload, not a scenario; explain it with: pellion explain s.json"},
+      {"{\"aps\": {}}", "s.json:1:1: this is a payload, not a scenario; pellion explain reads it"},
       {"{\"name\": \"n\"}",
        "s.json:1:1: a scenario has no \"steps\"; add it as a list of at least one step, such as \"launch\""},
       {"{\n  \"name\": 7}", "s.json:2:11: \"name\" cannot be 7; expected a string"},

@@ -121,8 +121,7 @@ std::vector<std::string> readSchemes(const JSONNode& document, std::string_view 
 void refuseOtherDocument(std::string_view file, const JSONNode& document) {
   if (document.find("steps") != nullptr) return;
   if (document.find("aps") != nullptr || document.find("addInfo") != nullptr) {
-    throw errorAt(file, document.position,
-                  "this is a payload, not a scenario; explain it with: pellion explain " + std::string(file));
+    throw errorAt(file, document.position, "this is a payload, not a scenario; pellion explain reads it");
   }
   const auto keys = services::configurationKeys();
   const auto isEntry = [&](const JSONMember& member) { return std::ranges::find(keys, member.name) != keys.end(); };

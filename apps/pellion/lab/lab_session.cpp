@@ -7,6 +7,7 @@
 #include "host/phone/core_library.h"
 #include "host/phone/phone.h"
 #include "pellion/document/presentation.h"
+#include "pellion/explain/explain.h"
 #include "pellion/lab/call_chain.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/payload.h"
@@ -24,7 +25,6 @@ namespace {
 
 using platform::Value;
 
-constexpr std::size_t largestPushPayload = 64U << 10;
 constexpr std::size_t largestEventText = 16U << 10;  // bytes of the lines of one event
 constexpr std::chrono::milliseconds betweenStates{50};
 constexpr int mostWaits = 100;
@@ -33,6 +33,13 @@ constexpr int mostWaits = 100;
 bool expectsRaised(const JSONNode& step) {
   const Value* expectation = step.value.find("expect");
   return expectation != nullptr && expectation->find("raised") != nullptr;
+}
+
+/// A step that needs an application that is not running.
+bool launches(const JSONNode& step) {
+  const std::string_view name = step.members.empty() ? step.value.text() : step.members.front().name;
+  const auto kind = std::ranges::find(stepKinds(), name, &StepKind::name);
+  return kind != stepKinds().end() && kind->needs == StepKind::Needs::noProcess;
 }
 
 Value stepNamed(std::string_view name) { return Value::dictionary({{name, Value::dictionary({})}}); }
@@ -64,12 +71,12 @@ Value linesDocument(const Lines& lines) {
 
 Value payloadIn(const Value& action) {
   const std::string text = textIn(action, "payload");
-  if (text.size() > largestPushPayload) {
-    throw InputError("the payload has more than " + std::to_string(largestPushPayload) +
-                     " bytes; the push service takes 4096");
-  }
   const JSONNode payload = readJSON("the payload", text);
   if (!isObject(payload.value)) throw errorAt("the payload", payload.position, "it is no JSON object; write one: {…}");
+  if (const std::size_t size = compactJSON(payload.value).size(); size > Explanation::largestPayload) {
+    throw InputError("the payload has " + std::to_string(size) + " bytes, and the push service takes " +
+                     std::to_string(Explanation::largestPayload) + "; shorten it");
+  }
   return payload.value;
 }
 
@@ -177,6 +184,9 @@ void LabSession::relaunch(const Value& /*action*/) {
 void LabSession::playNext(const Value& /*action*/) {
   if (document_.waiting().empty()) throw InputError("no step waits; open a scenario first");
   const JSONNode next = document_.waiting().front();
+  if (isRunning() && launches(next)) {
+    throw InputError("the next step launches the application, which you have opened already; end it with Kill first");
+  }
   play(next, false);
   document_.takeWaiting();
   if (document_.waiting().empty()) run_->conclude();
@@ -191,26 +201,26 @@ void LabSession::playRest(const Value& action) {
   }
 }
 
-/// A platform that finds no process of the application starts one only for a notification that asks for it.
+/// A platform hands a notification to an application that is open, or wakes the application if the notification asks
+/// for that; otherwise it only shows it.
 void LabSession::deliverPush(const Value& action) {
   const Value payload = payloadIn(action);
   if (!isPresented(payload) && !wakesApplication(payload)) {
     throw InputError("a phone would neither show this notification nor wake the application; see the findings");
   }
   const std::string name = document_.nameOf(payload, textIn(action, "name"));
-  if (!isRunning() && !wakesApplication(payload)) {
-    showOnly(name, payload);
-    findButtons();
-  } else {
-    const bool isOpen = isRunning() && state_.isOpen();
+  const bool isOpen = isRunning() && state_.isOpen();
+  if (isOpen && isPresented(payload)) {
+    play(Value::dictionary({{"deliver", name}}));
+  } else if (wakesApplication(payload)) {
     if (!isRunning()) play(stepNamed("launch"));
-    play(Value::dictionary({{isOpen ? "deliver" : "deliverInBackground", name}}));
+    play(Value::dictionary({{"deliverInBackground", name}}));
+    state_.setOpen(isOpen);  // it stays where it was
+  } else {
+    run_->report("platform", "shown without application",
+                 Value::dictionary({{"notification", name}, {"payload", payload}}));
+    findButtons();
   }
-}
-
-void LabSession::showOnly(const std::string& name, const Value& payload) {
-  run_->report("platform", "shown without application",
-               Value::dictionary({{"notification", name}, {"payload", payload}}));
 }
 
 void LabSession::recordByExtension(const Value& action) {
@@ -230,12 +240,16 @@ void LabSession::recordByExtension(const Value& action) {
   play(Value::dictionary({{"extension", Value::dictionary({{"leaves", Value::list({entry})}})}}));
 }
 
-/// As on a phone, a response other than a dismissal brings the application to the foreground.
+/// As on a phone, a response other than a dismissal brings the application to the foreground, and only a category can
+/// ask for dismissals.
 void LabSession::respondAs(const Value& action) {
   const std::string name = textIn(action, "notification");
   const std::string with = textIn(action, "with");
   if (!document_.hasNotification(name)) {
     throw InputError("there is no notification \"" + name + "\" on the phone; deliver one first");
+  }
+  if (with == "dismiss" && !document_.hasCategory(name)) {
+    return run_->report("user", "dismissed without application", Value::dictionary({{"notification", name}}));
   }
   const bool wasOpen = isRunning() && state_.isOpen();
   if (!isRunning()) play(stepNamed("launch"));

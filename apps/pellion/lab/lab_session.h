@@ -62,7 +62,6 @@ class LabSession {
   /// Of the latest notification, whose payload the module reads for that.
   void findButtons();
   [[nodiscard]] std::vector<std::string> buttonsOf(const platform::Value& payload);
-  void showOnly(const std::string& name, const platform::Value& payload);
   void receive(const host::Event& event);
   void emitState(bool isBusy);
   void emitProgress();

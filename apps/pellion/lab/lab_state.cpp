@@ -74,7 +74,9 @@ const LabState::Row LabState::rows[] = {{"app", "launched", &LabState::onLaunch}
                                         {"app", "rewired", &LabState::onKit},
                                         {"app", "registers interceptor", &LabState::onInterceptor},
                                         {"app", "unregisters interceptor", &LabState::onInterceptorGone},
-                                        {"backend", "configured", &LabState::onBackend}};
+                                        {"user", "dismissed without application", &LabState::onDismissal},
+                                        {"backend", "configured", &LabState::onBackend},
+                                        {"backend", "answer", &LabState::onAnswer}};
 
 LabState::LabState(const Scenario& scenario)
     : firstDelegate_(scenario.application.delegate),
@@ -125,15 +127,15 @@ void LabState::onDelivery(const host::Event& event) {
   if (const Value* payload = event.details.find("payload")) payloads_[name] = *payload;
   const Value& payload = payloads_[name];
   isOpen_ = entry(event.details, "in") == Value("foreground");
+  if (!isOpen_) countBadge(payload);
+  if (!isOpen_ && !showsAlert(payload)) return;
   Shown shown{.name = name,
               .payload = payload,
               .buttons = {},
               .time = std::chrono::duration<double>(event.time).count(),
               .presented = Value::list({})};
   if (const Shown* earlier = find(name)) shown.buttons = earlier->buttons;
-  if (!isOpen_ && showsAlert(payload)) shown.presented = Value::list({"banner", "list"});
-  if (!isOpen_) countBadge(payload);
-  std::erase_if(notifications_, [&](const Shown& each) { return each.name == name; });
+  if (!isOpen_) shown.presented = Value::list({"banner", "list"});
   notifications_.insert(notifications_.begin(), std::move(shown));
   if (notifications_.size() > mostNotifications) notifications_.pop_back();
 }
@@ -147,10 +149,15 @@ void LabState::onPresentation(const host::Event& event) {
   }
 }
 
+/// One that was tapped stays on the page, to be tapped again.
 void LabState::onResponse(const host::Event& event) {
-  if (entry(event.details, "with") != Value("dismiss")) return;
-  const std::string name = textOr(entry(event.details, "notification"));
-  std::erase_if(notifications_, [&](const Shown& each) { return each.name == name; });
+  if (entry(event.details, "with") == Value("dismiss")) removeLatest(entry(event.details, "notification"));
+}
+void LabState::onDismissal(const host::Event& event) { removeLatest(entry(event.details, "notification")); }
+
+void LabState::removeLatest(const Value& name) {
+  const auto found = std::ranges::find(notifications_, textOr(name), &Shown::name);
+  if (found != notifications_.end()) notifications_.erase(found);
 }
 
 void LabState::onConsent(const host::Event& event) {
@@ -201,7 +208,29 @@ void LabState::onInterceptor(const host::Event& event) {
 
 void LabState::onInterceptorGone(const host::Event& event) { std::erase(interceptors_, entry(event.details, "name")); }
 
-void LabState::onBackend(const host::Event& event) { backend_ = event.details; }
+void LabState::onBackend(const host::Event& event) {
+  connection_ = event.details.find("connection") == nullptr ? Value() : event.details;
+  if (!connection_.isNull()) return;
+  if (const Value* times = event.details.find("times")) {
+    nextAnswers_.push_back({event.details, times->integer()});
+  } else {
+    nextAnswers_.clear();
+    standingAnswer_ = event.details;
+  }
+}
+
+void LabState::onAnswer(const host::Event& /*event*/) {
+  if (!nextAnswers_.empty() && --nextAnswers_.front().left == 0) nextAnswers_.pop_front();
+}
+
+Value LabState::backend() const {
+  if (!connection_.isNull()) return connection_;
+  if (nextAnswers_.empty()) return standingAnswer_;
+  const auto& [step, left] = nextAnswers_.front();
+  std::vector<Value::Entry> entries(step.entries().begin(), step.entries().end());
+  entries.push_back({"times", left});  // the last value of a repeated key stays
+  return Value::dictionary(entries);
+}
 
 std::optional<std::pair<std::string, Value>> LabState::latest() {
   const std::lock_guard lock(mutex_);
@@ -257,7 +286,7 @@ std::vector<Value::Entry> LabState::entries() const {
           {"notificationDelegate", notificationDelegate_},
           {"interceptors", Value::list(interceptors_)},
           {"kits", Value::list(kits_)},
-          {"backend", backend_}};
+          {"backend", backend()}};
 }
 
 }  // namespace pellion

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -66,7 +67,11 @@ class LabState {
   void onKit(const host::Event& event);
   void onInterceptor(const host::Event& event);
   void onInterceptorGone(const host::Event& event);
+  void onDismissal(const host::Event& event);
   void onBackend(const host::Event& event);
+  void onAnswer(const host::Event& event);
+  void removeLatest(const platform::Value& name);
+  [[nodiscard]] platform::Value backend() const;
   void countBadge(const platform::Value& payload);
   Shown* find(const std::string& name);
 
@@ -87,7 +92,14 @@ class LabState {
   platform::Value notificationDelegate_;
   std::vector<platform::Value> interceptors_;
   std::vector<platform::Value> kits_;
-  platform::Value backend_ = platform::Value::dictionary({});
+  struct NextAnswers {
+    platform::Value step;
+    std::int64_t left;
+  };
+  // As the steps "backend" have said: the connection comes before the next answers, these before the standing one.
+  platform::Value connection_;
+  std::deque<NextAnswers> nextAnswers_;
+  platform::Value standingAnswer_ = platform::Value::dictionary({});
 };
 
 }  // namespace pellion

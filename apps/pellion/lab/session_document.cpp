@@ -144,6 +144,13 @@ bool SessionDocument::hasNotification(std::string_view name) const {
   return std::ranges::find(notifications_, Value(name), &Value::Entry::key) != notifications_.end();
 }
 
+bool SessionDocument::hasCategory(std::string_view name) const {
+  const auto found = std::ranges::find(notifications_, Value(name), &Value::Entry::key);
+  const Value* payload = found == notifications_.end() ? nullptr : found->value.find("payload");
+  const Value* aps = payload == nullptr ? nullptr : payload->find("aps");
+  return aps != nullptr && aps->find("category") != nullptr;
+}
+
 JSONNode SessionDocument::takeWaiting() {
   JSONNode step = std::move(waiting_.front());
   waiting_.pop_front();

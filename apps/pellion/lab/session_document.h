@@ -35,6 +35,8 @@ class SessionDocument {
   /// session is too large for it.
   std::string nameOf(const platform::Value& payload, std::string_view wantedName);
   [[nodiscard]] bool hasNotification(std::string_view name) const;
+  /// Whether that notification names a category, which can ask the platform to report dismissals.
+  [[nodiscard]] bool hasCategory(std::string_view name) const;
 
   [[nodiscard]] const std::deque<JSONNode>& waiting() const { return waiting_; }
   JSONNode takeWaiting();

@@ -95,8 +95,8 @@ std::string plainName(std::string_view name) {
   return plain;
 }
 
-const PushEntry* entryMeantBy(std::string_view name) {
-  constexpr std::size_t shortest = 5;
+/// `shortest` is the least number of letters of a name with a slip.
+const PushEntry* entryMeantBy(std::string_view name, std::size_t shortest = 5) {
   const std::string plain = plainName(name);
   const auto* const found = std::ranges::find_if(pushEntries, [&](const PushEntry& entry) {
     const std::string known = plainName(entry.name);
@@ -189,7 +189,7 @@ class PushCheck {
   void checkEntries() {
     for (const Value::Entry& entry : aps_->entries()) {
       const std::string name(entry.key.text());
-      const PushEntry* meant = entryMeantBy(name);
+      const PushEntry* meant = entryMeantBy(name, 4);  // no application has names of its own here
       if (meant == nullptr) {
         checkMisplacedText(name, entry.value);
       } else if (meant->name != name) {

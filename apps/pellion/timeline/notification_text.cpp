@@ -62,7 +62,10 @@ Lines delivered(const Value& details) {
 }
 
 Lines shownWithoutApplication(const Value& details) {
-  return withPayload({{"shows "}, notificationName(details), {"; the application is not running"}}, details);
+  return withPayload({{"shows "}, notificationName(details), {"; the application does not hear of it"}}, details);
+}
+Lines dismissedWithoutApplication(const Value& details) {
+  return {{{"dismisses "}, notificationName(details), {"; the application does not hear of it"}}};
 }
 
 Lines responded(const Value& details) {
@@ -137,6 +140,7 @@ constexpr EventText notificationRows[] = {
     {"platform", "response completed", completedResponse},
     {"platform", "delivered", delivered},
     {"platform", "shown without application", shownWithoutApplication},
+    {"user", "dismissed without application", dismissedWithoutApplication},
     {"platform", "opened URL", openedURL},
     {"platform", "refused URL", refusedURL},
     {"platform", "set badge", shownBadge},

@@ -61,7 +61,7 @@ export function NotificationCard({ notification }: { notification: Notification 
         </span>
         <span class="card-name code">
           {name}
-          {isShown ? ` · ${shown.join(", ")}` : " · not shown by the phone"}
+          {isShown ? ` · ${shown.join(", ")}` : " · not presented"}
         </span>
       </Button>
       <Responses name={name} buttons={buttons} />

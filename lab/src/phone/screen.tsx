@@ -1,4 +1,5 @@
 // The phone's screen: the lock screen, or the application in the foreground.
+import { useLayoutEffect, useRef } from "preact/hooks";
 import { Button } from "../controls/button";
 import type { State } from "../generated/protocol";
 import { applicationName } from "../state/head";
@@ -24,9 +25,11 @@ function Notifications({ state }: { state: State }) {
   if (state.notifications.length === 0) return null;
   return (
     <ul class="cards" aria-label="Notifications, the latest first">
-      {state.notifications.map((notification) => (
-        <NotificationCard key={notification.name} notification={notification} />
-      ))}
+      {state.notifications.map((notification, index) => {
+        // Counted from the oldest, so that a card keeps its key when others come or go.
+        const same = state.notifications.slice(index).filter(({ name }) => name === notification.name);
+        return <NotificationCard key={`${same.length} ${notification.name}`} notification={notification} />;
+      })}
     </ul>
   );
 }
@@ -124,7 +127,23 @@ function OpenApplication({ state }: { state: State }) {
   );
 }
 
+/** A press on the screen may remove what was pressed. The focus then stays on the screen. */
+function useKeptFocus() {
+  const screen = useRef<HTMLDivElement>(null);
+  const isPressed = useRef(false);
+  useLayoutEffect(() => {
+    if (!isPressed.current || document.activeElement !== document.body) return;
+    isPressed.current = false;
+    screen.current?.querySelector("button")?.focus({ preventScroll: true });
+  });
+  const onClickCapture = () => {
+    isPressed.current = true;
+  };
+  return { ref: screen, onClickCapture };
+}
+
 export function Screen({ state }: { state: State | null }) {
+  const kept = useKeptFocus();
   if (!state) {
     return (
       <div class="screen screen-locked">
@@ -132,5 +151,9 @@ export function Screen({ state }: { state: State | null }) {
       </div>
     );
   }
-  return state.open ? <OpenApplication state={state} /> : <LockScreen state={state} />;
+  return (
+    <div class="screen-frame" {...kept}>
+      {state.open ? <OpenApplication state={state} /> : <LockScreen state={state} />}
+    </div>
+  );
 }
