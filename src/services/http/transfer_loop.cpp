@@ -56,19 +56,33 @@ TransferLoop::~TransferLoop() {
 int TransferLoop::watch(CURL* handle, curl_socket_t socket, int what, void* self, void* /*noted*/) {
   auto& loop = *static_cast<TransferLoop*>(self);
   if (what == CURL_POLL_REMOVE) {
-    // libcurl may report this after it has closed the socket, when its number can already be another's. A closed one
-    // leaves epoll by itself, an open one at its next event.
-    loop.watched_.erase(socket);
+    loop.forget(socket);
     return 0;
   }
   epoll_event event{.events = 0, .data = {.fd = socket}};
   if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
   if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
   const bool isNew = loop.watched_.insert_or_assign(socket, handle).second;
-  if (epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) {
-    epoll_ctl(loop.events_, isNew ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
-  }
+  epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
   return 0;
+}
+
+// libcurl may report the end of its interest after this, when the number can already be another thread's descriptor.
+int TransferLoop::closeSocket(void* self, curl_socket_t socket) {
+  static_cast<TransferLoop*>(self)->forget(socket);
+  return close(socket);
+}
+
+void TransferLoop::forget(curl_socket_t socket) {
+  if (watched_.erase(socket) == 0) return;
+  epoll_event none{};
+  epoll_ctl(events_, EPOLL_CTL_DEL, socket, &none);
+}
+
+void TransferLoop::add(CURL* handle) {
+  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::closeSocket);
+  curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, this);
+  curl_multi_add_handle(multi_.get(), handle);
 }
 
 int TransferLoop::setTimer(CURLM*, long milliseconds, void* self) {
@@ -108,11 +122,7 @@ void TransferLoop::turn(Time deadline, const Ended& ended) {
       eventfd_read(wakeUp_, &wakes);
       continue;
     }
-    if (!watched_.contains(event.data.fd)) {
-      epoll_event none{};
-      epoll_ctl(events_, EPOLL_CTL_DEL, event.data.fd, &none);
-      continue;
-    }
+    if (!watched_.contains(event.data.fd)) continue;  // an event before has ended it
     int what = 0;
     if ((event.events & EPOLLIN) != 0) what |= CURL_CSELECT_IN;
     if ((event.events & EPOLLOUT) != 0) what |= CURL_CSELECT_OUT;

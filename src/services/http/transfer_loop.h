@@ -23,7 +23,7 @@ class TransferLoop {
   TransferLoop& operator=(const TransferLoop&) = delete;
   ~TransferLoop();
 
-  void add(CURL* handle) { curl_multi_add_handle(multi_.get(), handle); }
+  void add(CURL* handle);
   void remove(CURL* handle) { curl_multi_remove_handle(multi_.get(), handle); }
 
   /// The socket whose bytes the transfer waits for, or CURL_SOCKET_BAD.
@@ -40,6 +40,8 @@ class TransferLoop {
     void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
   };
   static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* noted);
+  static int closeSocket(void* self, curl_socket_t socket);
+  void forget(curl_socket_t socket);
   static int setTimer(CURLM* multi, long milliseconds, void* self);
   [[nodiscard]] int millisecondsUntil(Time deadline) const;
   void act(curl_socket_t socket, int what);
