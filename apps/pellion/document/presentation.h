@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
+
 #include "platform/value.h"
 
 namespace pellion {
 
 // What a platform does with a payload whose "aps" asks for it, whatever the rest of it is.
+
+inline constexpr std::size_t largestPushPayload = 4096;  ///< in bytes, as compact JSON; the push service's limit
 
 /// Whether it shows a text to which the user can respond.
 bool showsAlert(const platform::Value& payload);

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "pellion/document/presentation.h"
 #include "pellion/explain/configuration_judgement.h"
 #include "pellion/explain/explain_happenings.h"
 #include "pellion/explain/finding.h"
@@ -18,8 +19,8 @@ namespace pellion {
 
 /// What there is to say about one file.
 struct Explanation {
-  static constexpr std::size_t largestPayload = 4096;      ///< in bytes; the limit of the push service
-  static constexpr std::size_t largestVoIPPayload = 5120;  ///< the same for a VoIP push
+  static constexpr std::size_t largestPayload = largestPushPayload;  ///< in bytes
+  static constexpr std::size_t largestVoIPPayload = 5120;            ///< the same for a VoIP push
 
   std::string file;
   std::size_t size = 0;  ///< as compact JSON

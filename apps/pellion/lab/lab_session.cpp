@@ -7,7 +7,6 @@
 #include "host/phone/core_library.h"
 #include "host/phone/phone.h"
 #include "pellion/document/presentation.h"
-#include "pellion/explain/explain.h"
 #include "pellion/lab/call_chain.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/payload.h"
@@ -73,9 +72,9 @@ Value payloadIn(const Value& action) {
   const std::string text = textIn(action, "payload");
   const JSONNode payload = readJSON("the payload", text);
   if (!isObject(payload.value)) throw errorAt("the payload", payload.position, "it is no JSON object; write one: {…}");
-  if (const std::size_t size = compactJSON(payload.value).size(); size > Explanation::largestPayload) {
+  if (const std::size_t size = compactJSON(payload.value).size(); size > largestPushPayload) {
     throw InputError("the payload has " + std::to_string(size) + " bytes, and the push service takes " +
-                     std::to_string(Explanation::largestPayload) + "; shorten it");
+                     std::to_string(largestPushPayload) + "; shorten it");
   }
   return payload.value;
 }
