@@ -28,12 +28,6 @@ constexpr std::size_t largestEventText = 16U << 10;  // bytes of the lines of on
 constexpr std::chrono::milliseconds betweenStates{50};
 constexpr int mostWaits = 100;
 
-/// Whether the step expects that something was raised.
-bool expectsRaised(const JSONNode& step) {
-  const Value* expectation = step.value.find("expect");
-  return expectation != nullptr && expectation->find("raised") != nullptr;
-}
-
 /// A step that needs an application that is not running.
 bool launches(const JSONNode& step) {
   const std::string_view name = step.members.empty() ? step.value.text() : step.members.front().name;
@@ -305,23 +299,29 @@ void LabSession::play(const JSONNode& step, bool isOwn) {
 
 /// By the step that follows the first of those that wait, as in a run of the scenario.
 bool LabSession::isRaiseExpected() const {
-  return document_.waiting().size() > 1 && expectsRaised(document_.waiting()[1]);
+  if (document_.waiting().size() < 2) return false;
+  const Value* expectation = document_.waiting()[1].value.find("expect");
+  return expectation != nullptr && expectation->find("raised") != nullptr;
 }
 
 Value LabSession::observed(const Step& step) {
-  if (!document_.waiting().empty()) {
+  constexpr std::string_view telling[] = {"token", "failToRegister", "deliver", "deliverInBackground",
+                                          "tap",   "dismiss",        "respond", "handleResponse",
+                                          "goal"};
+  const bool isTelling = std::ranges::find(telling, step.kind->name) != std::end(telling);
+  const Value::Entry nothingRecorded{"statistics", Value::list({})};
+  if (!document_.waiting().empty()) {  // which may expect everything else
     const Value raised = observedExpectation(*run_, ObservedParts::raised);
-    return raised.entries().empty() ? Value() : raised;
+    std::vector<Value::Entry> entries(raised.entries().begin(), raised.entries().end());
+    if (isTelling && !run_->hasUntaken("network", "sends")) entries.push_back(nothingRecorded);
+    return entries.empty() ? Value() : Value::dictionary(entries);
   }
   const bool hasOthers =
       scenario_.application != ApplicationDescription{} ||
       std::ranges::any_of(scenario_.steps, [](const Step& each) { return each.kind->name == "kit"; });
   Value expectation = observedExpectation(*run_, hasOthers ? ObservedParts::calls : ObservedParts::answers);
-  constexpr std::string_view telling[] = {"token", "failToRegister", "deliver", "deliverInBackground",
-                                          "tap",   "dismiss",        "respond", "handleResponse",
-                                          "goal"};
-  const bool isEmpty = expectation == Value::dictionary({{"statistics", Value::list({})}});
-  return isEmpty && std::ranges::find(telling, step.kind->name) == std::end(telling) ? Value() : expectation;
+  const bool isEmpty = expectation == Value::dictionary({nothingRecorded});
+  return isEmpty && !isTelling ? Value() : expectation;
 }
 
 void LabSession::findButtons() {

@@ -279,6 +279,11 @@ void ScenarioRun::reportWarnings() {
   }
 }
 
+bool ScenarioRun::hasUntaken(std::string_view actor, std::string_view what) {
+  const std::lock_guard lock(mutex_);
+  return !untaken_[{std::string(actor), std::string(what)}].empty();
+}
+
 std::vector<Value> ScenarioRun::take(std::string_view actor, std::string_view what) {
   const std::lock_guard lock(mutex_);
   return std::exchange(untaken_[{std::string(actor), std::string(what)}], {});

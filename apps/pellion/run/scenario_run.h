@@ -74,6 +74,8 @@ class ScenarioRun final : public ScenarioPhone {
   void letPass(std::chrono::nanoseconds duration);
   /// The details of the events of this kind since the last call for this kind.
   std::vector<platform::Value> take(std::string_view actor, std::string_view what);
+  /// Whether take() for this kind would return anything.
+  bool hasUntaken(std::string_view actor, std::string_view what);
   /// The requests that the phone has sent since the last call, in the order in which their connections were
   /// established.
   std::vector<ReceivedRequest> takeRequests();
