@@ -1,6 +1,7 @@
 import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { boundEntry, Field, plainChoices, Select } from "../controls/field";
+import { keepFocus } from "../controls/focus";
 import { headText } from "../state/head";
 import { startPhone } from "../state/phones";
 import { obstacle, performStep, state } from "../state/session";
@@ -64,7 +65,7 @@ function OwnServer() {
   const isAddress = /^https?:\/\/[^\s/]+/.test(address.value);
   const missing = isAddress ? null : "Write the server's address, such as https://staging.example.";
   return (
-    <section>
+    <section class="own-server">
       <h3>Your own server</h3>
       <p class="faint">
         {server === null
@@ -90,7 +91,12 @@ function OwnServer() {
         </Button>
       </div>
       {server !== null && (
-        <Button onPress={() => startPhone(headText.value, { server: null })}>
+        <Button
+          onPress={async () => {
+            await startPhone(headText.value, { server: null });
+            keepFocus(".own-server input");
+          }}
+        >
           New phone with the built-in backend
         </Button>
       )}

@@ -1,5 +1,6 @@
 // The first five steps, for someone who sees the page for the first time. They tick themselves.
 import { Button } from "../controls/button";
+import { keepFocus } from "../controls/focus";
 import { ticks } from "../state/session";
 import { closeGuide, isGuideClosed, show, type View } from "./layout";
 
@@ -27,6 +28,11 @@ function pointAt(id: string, where: View): void {
   });
 }
 
+function close(): void {
+  closeGuide();
+  keepFocus("#first-steps");
+}
+
 export function Guide() {
   if (isGuideClosed.value) return null;
   const done = ticks.value;
@@ -52,7 +58,7 @@ export function Guide() {
         ))}
         {current === undefined && <li class="guide-end">That was all: the session runs as a test from now on.</li>}
       </ol>
-      <Button class="button button-quiet" onPress={closeGuide} label="Close the first steps">
+      <Button class="button button-quiet" onPress={close} label="Close the first steps">
         ✕
       </Button>
     </nav>

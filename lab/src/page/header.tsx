@@ -1,4 +1,5 @@
 import { Button } from "../controls/button";
+import { keepFocus } from "../controls/focus";
 import { headText } from "../state/head";
 import { former, goBack, startPhone } from "../state/phones";
 import { connection, isBusy, state } from "../state/session";
@@ -33,6 +34,17 @@ function Themes() {
   );
 }
 
+function open(): void {
+  openGuide();
+  keepFocus(".guide-now .guide-step", ".guide-step");
+}
+
+/** There may be no phone before then. */
+function back(): void {
+  goBack();
+  keepFocus("#new-phone");
+}
+
 export function Header() {
   return (
     <header class="header">
@@ -51,16 +63,17 @@ export function Header() {
       <span class="header-name faint">{state.value?.name}</span>
       <div class="header-end">
         {isGuideClosed.value && (
-          <Button class="button button-quiet" onPress={openGuide}>
+          <Button id="first-steps" class="button button-quiet" onPress={open}>
             First steps
           </Button>
         )}
         {former.value && (
-          <Button class="button button-small" onPress={goBack} title="This phone stays, and is then the phone before">
+          <Button class="button button-small" onPress={back} title="This phone stays, and is then the phone before">
             Phone before
           </Button>
         )}
         <Button
+          id="new-phone"
           class="button button-small"
           onPress={() => startPhone(headText.value)}
           title="Another phone with the same application; this one stays as the phone before"
