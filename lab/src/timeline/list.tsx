@@ -21,13 +21,18 @@ const endReach = 4;
 const none = Number.NEGATIVE_INFINITY;
 
 /** Stays at the end as events arrive, until the user scrolls away from it; returns what to do as the list scrolls. */
-function useFollowing(list: List, { total, look }: RowsInView, rows: Entry[], revealedTop: { current: number }) {
+function useFollowing(
+  list: List,
+  { total, height, look }: RowsInView,
+  rows: Entry[],
+  revealedTop: { current: number },
+) {
   const lastTop = useRef(0);
   const isFollowing = follows.value;
   useLayoutEffect(() => {
     const scroller = list.current;
     if (scroller && isFollowing) scroller.scrollTop = scroller.scrollHeight;
-  }, [total, rows, isFollowing]);
+  }, [total, height, rows, isFollowing]);
   return () => {
     const scroller = list.current;
     if (!scroller) return;
