@@ -102,6 +102,9 @@ test.describe("findings stand at their place beside unusual characters", () => {
       await expect(labPage.underlined(labPage.payload)).toHaveText(["\\ud83d"]);
       await labPage.deliver.click();
       await expect(labPage.alert).toContainText("the payload:1:22: not JSON: \\ud83d is half a character");
+      await labPage.payload.press("End");
+      await labPage.page.keyboard.type(" ");
+      await expect(labPage.alert).toHaveCount(0);
     });
   });
 });

@@ -55,6 +55,10 @@ test("an opened scenario is stepped through, forwards", async ({ labPage }) => {
   await expect(steps.getByText("waiting:")).toHaveCount(0);
   await expect(page.getByText("The scenario passed.")).toBeVisible();
   await labPage.expectEvents(/expectation ✓ 2 statistics entries, no pending entries/);
+  const name = page.locator(".header-name");
+  await expect(name).toHaveText("A day with notifications");
+  await labPage.button("New phone").click();
+  await expect(name).toHaveText("A session in the lab");
 });
 
 test.describe("a scenario that names files", () => {
@@ -150,6 +154,11 @@ test.describe("the server", () => {
 
   test("killed and started again, the page says what to do", async ({ context, labPage, lab }) => {
     await labPage.openWithToken();
+    await labPage.button("New phone").click();
+    await labPage.whenReady();
+    await expect(labPage.button("Phone before")).toBeVisible();
+    await labPage.power("Open").click();
+    await labPage.whenReady();
     await lab.kill();
     await expect(labPage.alert).toContainText("The lab's server does not answer");
     await expect(labPage.deliver).toBeDisabled();
@@ -160,6 +169,11 @@ test.describe("the server", () => {
       await labPage.button("Try again").click();
       await labPage.whenReady();
       await expect(labPage.alert).toHaveCount(0);
+      await expect(labPage.button("Phone before")).toHaveCount(0);
+      const hint = labPage.page.getByRole("status").filter({ hasText: "the session of this tab is lost" });
+      await expect(hint).toBeVisible();
+      await labPage.power("Open").click();
+      await expect(hint).toHaveCount(0);
     } finally {
       await context.pages()[0]?.goto("about:blank");
       await next.stop();

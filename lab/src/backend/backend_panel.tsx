@@ -2,8 +2,7 @@ import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { boundEntry, Field, plainChoices, Select } from "../controls/field";
 import { keepFocus } from "../controls/focus";
-import { headText } from "../state/head";
-import { startPhone } from "../state/phones";
+import { startAgain } from "../state/phones";
 import { obstacle, performStep, state } from "../state/session";
 import { type BackendForm, backendOf, formProblem, presets, usualForm } from "./backend_step";
 
@@ -83,7 +82,7 @@ function OwnServer() {
           }}
         />
         <Button
-          onPress={() => startPhone(headText.value, { server: address.value })}
+          onPress={() => startAgain({ server: address.value })}
           obstacle={missing}
           title="Another phone; this one stays as the phone before"
         >
@@ -93,7 +92,7 @@ function OwnServer() {
       {server !== null && (
         <Button
           onPress={async () => {
-            await startPhone(headText.value, { server: null });
+            await startAgain({ server: null });
             keepFocus(".own-server input");
           }}
         >

@@ -1,7 +1,6 @@
 import { Button } from "../controls/button";
 import { keepFocus } from "../controls/focus";
-import { headText } from "../state/head";
-import { former, goBack, startPhone } from "../state/phones";
+import { former, goBack, startAgain } from "../state/phones";
 import { connection, isBusy, state } from "../state/session";
 import { isGuideClosed, openGuide, type Theme, theme, themes } from "./layout";
 
@@ -11,6 +10,7 @@ const connectionWords = {
   lost: "no answer",
   gone: "phone ended",
   forbidden: "no phone",
+  none: "no phone",
 };
 
 const themeWords: Record<Theme, string> = { system: "System", light: "Light", dark: "Dark" };
@@ -75,7 +75,7 @@ export function Header() {
         <Button
           id="new-phone"
           class="button button-small"
-          onPress={() => startPhone(headText.value)}
+          onPress={() => startAgain()}
           title="Another phone with the same application; this one stays as the phone before"
         >
           New phone

@@ -2,10 +2,13 @@
 import { useRef } from "preact/hooks";
 import { Button } from "../controls/button";
 import { keepFocus } from "../controls/focus";
-import { headText } from "../state/head";
 import { announcement, closeNotice, notices } from "../state/notices";
-import { startPhone } from "../state/phones";
+import { tryAgain, whyNoPhone } from "../state/phones";
 import { connection } from "../state/session";
+
+const unknownBrowser =
+  "The lab does not know this browser: it was started again, perhaps. In another tab, open the address that pellion lab " +
+  "prints; then try again here.";
 
 export function ConnectionBanner() {
   switch (connection.value) {
@@ -18,18 +21,20 @@ export function ConnectionBanner() {
     case "gone":
       return (
         <div class="banner" role="alert">
-          <span>The phone has ended: the lab was started again, or the phone was idle for an hour.</span>
-          <Button class="button" onPress={startAgain}>
+          <span>
+            {whyNoPhone.value ?? "The phone has ended: the lab was started again, or the phone was idle for an hour."}
+          </span>
+          <Button class="button" onPress={() => andThenFocus(tryAgain)}>
             Start a new phone with the same application
           </Button>
         </div>
       );
     case "forbidden":
+    case "none":
       return (
         <div class="banner" role="alert">
-          The lab has given this page no phone. If it does not know this browser, open the address that pellion lab
-          prints.
-          <Button class="button" onPress={startAgain}>
+          <span>{whyNoPhone.value ?? unknownBrowser}</span>
+          <Button class="button" onPress={() => andThenFocus(tryAgain)}>
             Try again
           </Button>
         </div>
@@ -39,9 +44,9 @@ export function ConnectionBanner() {
   }
 }
 
-/** What a banner's button does, which goes with the banner. */
-async function startAgain(): Promise<void> {
-  await startPhone(headText.value);
+/** A banner's button goes with the banner. */
+async function andThenFocus(start: () => Promise<unknown>): Promise<void> {
+  await start();
   keepFocus('[data-guide="open"]');
 }
 

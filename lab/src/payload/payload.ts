@@ -5,7 +5,7 @@ import { batch, computed, effect, signal } from "@preact/signals";
 import * as api from "../api/client";
 import type { Explanation } from "../generated/protocol";
 import { schemes } from "../state/head";
-import { announce, attempt, tellObstacle } from "../state/notices";
+import { announce, attempt, closeAboutPayload, tellObstacle } from "../state/notices";
 import { obstacle, perform } from "../state/session";
 import { remember, remembered } from "../state/storage";
 import { findAddInfo, withAddInfo } from "./add_info";
@@ -136,6 +136,10 @@ async function explain(text: string, declared: string[]): Promise<void> {
 
 export function explainAsOneTypes(): void {
   announceFindings();
+  effect(() => {
+    payloadText.value;
+    closeAboutPayload();
+  });
   let timer: ReturnType<typeof setTimeout> | undefined;
   effect(() => {
     const text = payloadText.value;
@@ -172,7 +176,7 @@ export async function applyFix(finding?: number): Promise<void> {
       corrections = [{ before: text, after: payloadText.value }, ...corrections].slice(0, mostCorrections);
       focusEditor(isInAddInfo && addInfo.value ? "addInfo" : "payload");
     });
-  });
+  }, "payload");
 }
 
 export function deliver(how: "deliver" | "extension"): Promise<boolean> {
