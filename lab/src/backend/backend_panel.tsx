@@ -5,6 +5,7 @@ import { keepFocus } from "../controls/focus";
 import { startAgain } from "../state/phones";
 import { obstacle, performStep, state } from "../state/session";
 import { type BackendForm, backendOf, formProblem, presets, usualForm } from "./backend_step";
+import { inWords } from "./backend_words";
 
 type Step = Parameters<typeof performStep>[0];
 
@@ -48,12 +49,9 @@ function MannersFields({ form }: { form: Form }) {
 }
 
 function Now() {
-  const backend = state.value?.backend ?? {};
-  const isUsual = Object.keys(backend).length === 0;
   return (
     <p class="now">
-      <span class="faint">Now:</span>{" "}
-      {isUsual ? "it answers as usual, with 200." : <code class="code">{JSON.stringify(backend)}</code>}
+      <span class="faint">Now:</span> {state.value?.server ? "your own server answers" : inWords(state.value?.backend)}.
     </p>
   );
 }
@@ -61,8 +59,8 @@ function Now() {
 function OwnServer() {
   const address = useSignal("");
   const server = state.value?.server ?? null;
-  const isAddress = /^https?:\/\/[^\s/]+/.test(address.value);
-  const missing = isAddress ? null : "Write the server's address, such as https://staging.example.";
+  const isAddress = /^https?:\/\/[^\s/]\S*$/.test(address.value) && URL.canParse(address.value);
+  const missing = isAddress ? null : "Write the server's address without spaces, such as https://staging.example.";
   return (
     <section class="own-server">
       <h3>Your own server</h3>
@@ -77,6 +75,7 @@ function OwnServer() {
           isCode
           placeholder="http://127.0.0.1:8080"
           value={address.value}
+          problem={address.value === "" ? null : missing}
           onValue={(value) => {
             address.value = value.trim();
           }}

@@ -160,6 +160,9 @@ export function perform(action: Action): Promise<boolean> {
 type StepAction = Extract<Action, { step: unknown }>;
 export const performStep = (step: StepAction["step"]) => perform({ do: "step", step });
 
+/** Steps of an opened scenario that are still to come. */
+export const hasWaitingSteps = computed(() => state.value?.steps.some((step) => step.state === "waiting") ?? false);
+
 export const isBusy = computed(() => isReplacing.value || underway.value.length > 0 || state.value?.busy === true);
 
 const longWork = 150; // milliseconds
