@@ -75,7 +75,7 @@ function OwnServer() {
           isCode
           placeholder="http://127.0.0.1:8080"
           value={address.value}
-          problem={address.value === "" ? null : missing}
+          problem={/\s/.test(address.value) ? missing : null}
           onValue={(value) => {
             address.value = value.trim();
           }}

@@ -7,8 +7,8 @@ import { tryAgain, whyNoPhone } from "../state/phones";
 import { connection } from "../state/session";
 
 const unknownBrowser =
-  "The lab does not know this browser: it was started again, perhaps. In another tab, open the address that pellion lab " +
-  "prints; then try again here.";
+  "The lab does not know this browser; perhaps it was started again. In another tab, open the address that pellion lab " +
+  "prints, then try again.";
 
 export function ConnectionBanner() {
   switch (connection.value) {

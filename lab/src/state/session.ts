@@ -19,7 +19,6 @@ const underway = signal<readonly Action[]>([]);
 let lastAction: Promise<unknown> = Promise.resolve();
 /** The server refuses no other. */
 let lastSent: Action | undefined;
-let refusalCount = 0;
 /** Counts the states of a phone that is not busy: one follows each action. */
 const idleStates = signal(0);
 /** What the user has done with this phone, for the guide. */
@@ -57,6 +56,8 @@ const important = new Set([
 
 function whenAdded(added: Entry[]): void {
   logVersion.value += 1;
+  // The server says only later that it has refused an action, but then nothing has happened either.
+  if (lastSent !== undefined) closeHints();
   const last = added.findLast(({ event }) => important.has(`${event.actor} ${event.what}`));
   if (last) announce(`${last.event.actor}: ${last.title}`);
 }
@@ -91,6 +92,7 @@ export function follow(id: string, whenGone?: () => void): void {
     logVersion.value += 1;
   });
   lastAction = Promise.resolve();
+  lastSent = undefined;
   remember({ phone: id });
   stream = new Stream(id, {
     onEvent: (number: number, event: LabEvent) => events.add(number, event),
@@ -99,7 +101,6 @@ export function follow(id: string, whenGone?: () => void): void {
       chain.value = next;
     },
     onRefused: (error) => {
-      refusalCount += 1;
       tellFailure(error, aboutOf(lastSent));
       announce(error);
     },
@@ -127,7 +128,6 @@ async function whenIdle(id: string, idleBefore: number): Promise<void> {
 async function performNow(id: string, action: Action): Promise<boolean> {
   if (phone.value !== id) return false;
   const idleBefore = idleStates.value;
-  const refusedBefore = refusalCount;
   lastSent = action;
   const isTaken = await attempt(async () => {
     try {
@@ -138,7 +138,6 @@ async function performNow(id: string, action: Action): Promise<boolean> {
     }
   }, aboutOf(action));
   if (isTaken) await whenIdle(id, idleBefore);
-  if (isTaken && connection.value === "connected" && refusalCount === refusedBefore) closeHints();
   return isTaken;
 }
 
