@@ -158,3 +158,50 @@ test("a session by the keyboard alone", async ({ labPage }) => {
     await expect(page.locator(":focus")).toContainText(event);
   }
 });
+
+test.describe("the focus", () => {
+  test.use({ tolerated: /status of 400/ });
+
+  test("goes on where the control that has it disappears", async ({ labPage }) => {
+    const { page } = labPage;
+    const cases: [name: string, prepare: () => Promise<void>, pressed: Locator, next: Locator][] = [
+      ["the tour", async () => {}, labPage.button("Close the first steps"), labPage.button("First steps")],
+      [
+        "the only kit",
+        async () => {
+          await labPage.show("Application");
+          await labPage.button("Add to the start-up order").click();
+        },
+        labPage.button(/^Remove Ads/),
+        labPage.button("Add to the start-up order"),
+      ],
+      [
+        "an alert",
+        async () => {
+          await labPage.power("Open").click();
+          await labPage.field("Name").fill("<");
+          await labPage.button("Install now").click();
+          await expect(labPage.alert).toBeVisible();
+        },
+        labPage.button("Close this message"),
+        labPage.button("Install now"),
+      ],
+      [
+        "the phone before",
+        async () => {
+          await labPage.button("New phone").click();
+          await labPage.whenReady();
+        },
+        labPage.button("Phone before"),
+        labPage.button("New phone"),
+      ],
+    ];
+    for (const [name, prepare, pressed, next] of cases) {
+      await prepare();
+      await pressed.focus();
+      await page.keyboard.press("Enter");
+      await expect(pressed, name).toHaveCount(0);
+      await expect(next, name).toBeFocused();
+    }
+  });
+});

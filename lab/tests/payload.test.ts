@@ -35,6 +35,36 @@ test.describe("a broken payload is mended by one click", () => {
   }
 });
 
+test.describe("a correction is undone by itself, where the focus is then", () => {
+  const inner = '{"pellionPnID":41,"clickAction":"htps://shop.example"}';
+  const both = JSON.stringify({ aps: { alert: "x", badge: "3" }, addInfo: inner });
+  const cases = [
+    { name: "in the payload", press: /^Fix: .*badge/, editor: "payload" },
+    { name: "in addInfo", press: /^Fix: .*htps/, editor: "addInfo" },
+    { name: "all", press: "Fix all", editor: "payload" },
+  ] as const;
+  for (const { name, press, editor } of cases) {
+    test(name, async ({ labPage }) => {
+      const { page } = labPage;
+      await labPage.write(labPage.payload, both);
+      await page.keyboard.press("ControlOrMeta+End");
+      const edited = `${both} `;
+      await expect(labPage.page.getByRole("status").filter({ hasText: /^2 mistakes$/ })).toHaveCount(1);
+      await expect(labPage.payload).toHaveAttribute("aria-invalid", "true");
+      await expect(labPage.payload).toHaveAccessibleDescription("2 mistakes");
+      await expect(labPage.addInfo).toHaveAccessibleDescription("2 mistakes");
+      const innerText = await labPage.addInfo.innerText();
+      await page.keyboard.insertText(" ");
+      await labPage.button(press).press("Enter");
+      await expect(labPage[editor]).toBeFocused();
+      await expect(labPage.payload).not.toContainText(edited);
+      await page.keyboard.press("ControlOrMeta+z");
+      await labPage.expectText(labPage.payload, edited);
+      await labPage.expectText(labPage.addInfo, innerText);
+    });
+  }
+});
+
 test.describe("findings stand at their place beside unusual characters", () => {
   const after = (text: string) => ({
     text: `{"aps": {"alert": "${text}"}, "addinfo": "{}"}`,
@@ -69,6 +99,9 @@ test.describe("findings stand at their place beside unusual characters", () => {
       await expect(labPage.underlined(labPage.payload)).toHaveText(["\\ud83d"]);
       await labPage.deliver.click();
       await expect(labPage.alert).toContainText("the payload:1:22: not JSON: \\ud83d is half a character");
+      await labPage.payload.press("End");
+      await labPage.page.keyboard.type(" ");
+      await expect(labPage.alert).toHaveCount(0);
     });
   });
 });

@@ -26,7 +26,8 @@ test("a kept session passes in pellion test, and without secrets in the timeline
     await expect(labPage.timeline).not.toContainText(/example-bearer-token|example-secret/);
   }
   await labPage.show("Scenario");
-  await expect(labPage.page.getByText("pellion test session.json")).toBeVisible();
+  await labPage.field("Name").fill("session.json");
+  await expect(labPage.page.getByText("pellion test session.json", { exact: true })).toBeVisible();
   const waiting = labPage.page.waitForEvent("download");
   await labPage.button("Download scenario").click();
   const file = info.outputPath("session.json");
@@ -43,6 +44,8 @@ test("an opened scenario is stepped through, forwards", async ({ labPage }) => {
   await labPage.show("Scenario");
   await labPage.field("Example").selectOption("a_day");
   await labPage.button("Open example").click();
+  const tour = page.getByRole("navigation", { name: "First steps" }).locator("[aria-current=step]");
+  await expect(tour).toHaveText(/Next step of the scenario$/);
   const steps = page.locator(".steps");
   const next = steps.locator("[aria-current=step]");
   await expect(next).toContainText("In the morning");
@@ -55,6 +58,10 @@ test("an opened scenario is stepped through, forwards", async ({ labPage }) => {
   await expect(steps.getByText("waiting:")).toHaveCount(0);
   await expect(page.getByText("The scenario passed.")).toBeVisible();
   await labPage.expectEvents(/expectation ✓ 2 statistics entries, no pending entries/);
+  const name = page.locator(".header-name");
+  await expect(name).toHaveText("A day with notifications");
+  await labPage.button("New phone").click();
+  await expect(name).toHaveText("A session in the lab");
 });
 
 test.describe("a scenario that names files", () => {
@@ -150,6 +157,11 @@ test.describe("the server", () => {
 
   test("killed and started again, the page says what to do", async ({ context, labPage, lab }) => {
     await labPage.openWithToken();
+    await labPage.button("New phone").click();
+    await labPage.whenReady();
+    await expect(labPage.button("Phone before")).toBeVisible();
+    await labPage.power("Open").click();
+    await labPage.whenReady();
     await lab.kill();
     await expect(labPage.alert).toContainText("The lab's server does not answer");
     await expect(labPage.deliver).toBeDisabled();
@@ -160,6 +172,11 @@ test.describe("the server", () => {
       await labPage.button("Try again").click();
       await labPage.whenReady();
       await expect(labPage.alert).toHaveCount(0);
+      await expect(labPage.button("Phone before")).toHaveCount(0);
+      const hint = labPage.page.getByRole("status").filter({ hasText: "the session of this tab is lost" });
+      await expect(hint).toBeVisible();
+      await labPage.power("Open").click();
+      await expect(hint).toHaveCount(0);
     } finally {
       await context.pages()[0]?.goto("about:blank");
       await next.stop();
@@ -197,7 +214,7 @@ test("while the backend is slow the phone is busy, and nothing is sent twice", a
   await labPage.show("Backend");
   await labPage.button("2 s slow").click();
   await labPage.button("Answer like this").click();
-  await expect(page.locator(".now")).toContainText("2000");
+  await expect(page.locator(".now")).toHaveText("Now: it answers with 200, after 2000 ms.");
   await labPage.whenReady();
   const handOver = labPage.button("Hand over");
   await handOver.click();

@@ -8,6 +8,9 @@ test.describe("in a low window", () => {
   test("an unfolded row comes into view, keeps the focus, and stays as events arrive", async ({ labPage }) => {
     const { page, timeline } = labPage;
     await labPage.sell();
+    await page.setViewportSize({ width: 1440, height: 520 });
+    await expect(timeline.locator(".event").last()).toBeInViewport({ ratio: 0.99 });
+    await page.setViewportSize({ width: 1440, height: 560 });
     const cases = [
       { row: timeline.locator(".event").last(), shown: ".event-details" },
       // Higher than the view: it begins at the top.

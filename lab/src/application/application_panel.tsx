@@ -59,12 +59,18 @@ function Description() {
         label="The application: the head of a scenario"
         isLarge
         text={text.value}
+        isInvalid={problem !== null}
+        describedBy={problem === null ? undefined : "head-problem"}
         onText={(next) => {
           text.value = next;
         }}
         onSubmit={() => void start()}
       />
-      {problem !== null && <p class="note note-bad">{problem}</p>}
+      {problem !== null && (
+        <p class="note note-bad" id="head-problem">
+          {problem}
+        </p>
+      )}
       <div class="group">
         <Button onPress={start} obstacle={problem} title="Another phone; this one stays as the phone before">
           Start again with this

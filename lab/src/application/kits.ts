@@ -1,8 +1,7 @@
 // Other kits in the application, and the order in which they and the module start.
 import { signal } from "@preact/signals";
-import { headText } from "../state/head";
 import { isObject, type JsonObject } from "../state/jsonc";
-import { startPhone } from "../state/phones";
+import { startAgain } from "../state/phones";
 import { perform } from "../state/session";
 
 export const waysOfKits = ["replaces", "exchanges", "subclasses", "reassigns"] as const;
@@ -47,6 +46,6 @@ function withoutStart(head: JsonObject): JsonObject {
 
 export async function runOrder(): Promise<void> {
   const steps = order.value.map(({ kit }) => (kit === null ? "startService" : { kit }));
-  const isStarted = await startPhone(headText.value, { steps: ["launch", ...steps], adapted: withoutStart });
+  const isStarted = await startAgain({ steps: ["launch", ...steps], adapted: withoutStart });
   if (isStarted) await perform({ do: "rest" });
 }

@@ -1,6 +1,7 @@
 import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { bound, boundEntry, Field, plainChoices, Select } from "../controls/field";
+import { keepFocus } from "../controls/focus";
 import { performStep, runningObstacle, state } from "../state/session";
 import {
   addToOrder,
@@ -33,6 +34,15 @@ const sentence = ({ name, does, of }: Kit) => `${name} ${wayWords[does]} ${sideW
 function OrderRow({ starter, index }: { starter: Starter; index: number }) {
   const { id, kit } = starter;
   const name = kit?.name ?? "the module";
+  const remove = () => {
+    removeFromOrder(id);
+    // The next kit, or the last one.
+    keepFocus(
+      `.starter:nth-child(${index + 1}) .starter-remove`,
+      ".starter:nth-last-child(-n + 2) .starter-remove",
+      "#add-kit",
+    );
+  };
   return (
     <li class={kit ? "starter" : "starter starter-module"}>
       <span class="starter-text">{kit ? sentence(kit) : "The module starts"}</span>
@@ -53,7 +63,7 @@ function OrderRow({ starter, index }: { starter: Starter; index: number }) {
         ↓
       </Button>
       {kit && (
-        <Button class="button button-small" onPress={() => removeFromOrder(id)} label={`Remove ${sentence(kit)}`}>
+        <Button class="button button-small starter-remove" onPress={remove} label={`Remove ${sentence(kit)}`}>
           ✕
         </Button>
       )}
@@ -114,7 +124,7 @@ export function KitsSection() {
         >
           Install now
         </Button>
-        <Button onPress={() => addToOrder(kit)} obstacle={unnamed ?? isFull}>
+        <Button id="add-kit" onPress={() => addToOrder(kit)} obstacle={unnamed ?? isFull}>
           Add to the start-up order
         </Button>
       </div>

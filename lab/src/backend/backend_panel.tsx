@@ -1,10 +1,11 @@
 import { type Signal, useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { boundEntry, Field, plainChoices, Select } from "../controls/field";
-import { headText } from "../state/head";
-import { startPhone } from "../state/phones";
+import { keepFocus } from "../controls/focus";
+import { startAgain } from "../state/phones";
 import { obstacle, performStep, state } from "../state/session";
 import { type BackendForm, backendOf, formProblem, presets, usualForm } from "./backend_step";
+import { inWords } from "./backend_words";
 
 type Step = Parameters<typeof performStep>[0];
 
@@ -48,12 +49,9 @@ function MannersFields({ form }: { form: Form }) {
 }
 
 function Now() {
-  const backend = state.value?.backend ?? {};
-  const isUsual = Object.keys(backend).length === 0;
   return (
     <p class="now">
-      <span class="faint">Now:</span>{" "}
-      {isUsual ? "it answers as usual, with 200." : <code class="code">{JSON.stringify(backend)}</code>}
+      <span class="faint">Now:</span> {state.value?.server ? "your own server answers" : inWords(state.value?.backend)}.
     </p>
   );
 }
@@ -61,10 +59,10 @@ function Now() {
 function OwnServer() {
   const address = useSignal("");
   const server = state.value?.server ?? null;
-  const isAddress = /^https?:\/\/[^\s/]+/.test(address.value);
-  const missing = isAddress ? null : "Write the server's address, such as https://staging.example.";
+  const isAddress = /^https?:\/\/[^\s/]\S*$/.test(address.value) && URL.canParse(address.value);
+  const missing = isAddress ? null : "Write the server's address without spaces, such as https://staging.example.";
   return (
-    <section>
+    <section class="own-server">
       <h3>Your own server</h3>
       <p class="faint">
         {server === null
@@ -77,12 +75,13 @@ function OwnServer() {
           isCode
           placeholder="http://127.0.0.1:8080"
           value={address.value}
+          problem={/\s/.test(address.value) ? missing : null}
           onValue={(value) => {
             address.value = value.trim();
           }}
         />
         <Button
-          onPress={() => startPhone(headText.value, { server: address.value })}
+          onPress={() => startAgain({ server: address.value })}
           obstacle={missing}
           title="Another phone; this one stays as the phone before"
         >
@@ -90,7 +89,12 @@ function OwnServer() {
         </Button>
       </div>
       {server !== null && (
-        <Button onPress={() => startPhone(headText.value, { server: null })}>
+        <Button
+          onPress={async () => {
+            await startAgain({ server: null });
+            keepFocus(".own-server input");
+          }}
+        >
           New phone with the built-in backend
         </Button>
       )}

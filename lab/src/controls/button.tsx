@@ -16,12 +16,13 @@ interface Props {
   title?: string;
   /** The first step that this button does: its entry at the top of the page points here. */
   guide?: string;
+  id?: string;
   /** Each press counts, also one that comes before the last is done; else that is the second half of a double click. */
   isRepeatable?: boolean;
 }
 
 /** A button that cannot be used keeps the focus and says why: it is aria-disabled, not disabled. */
-export function Button({ children, onPress, obstacle, label, pressed, expanded, title, guide, ...rest }: Props) {
+export function Button({ children, onPress, obstacle, label, pressed, expanded, title, guide, id, ...rest }: Props) {
   const reason = useId();
   const isRunning = useSignal(false);
   const press = async () => {
@@ -41,6 +42,7 @@ export function Button({ children, onPress, obstacle, label, pressed, expanded, 
   if (label !== undefined) attributes["aria-label"] = label;
   if (pressed !== undefined) attributes["aria-pressed"] = pressed;
   if (expanded !== undefined) attributes["aria-expanded"] = expanded;
+  if (id !== undefined) attributes.id = id;
   const hint = obstacle ?? title;
   if (hint) attributes.title = hint;
   if (obstacle) {

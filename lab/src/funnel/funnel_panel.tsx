@@ -1,4 +1,5 @@
-// How many notifications were delivered, responded to and converted.
+// How many notifications were delivered, responded to and converted, as the sent statistics say, whatever the backend
+// answers.
 import type { Count, State } from "../generated/protocol";
 import { state } from "../state/session";
 
@@ -60,7 +61,7 @@ export function FunnelPanel() {
   const most = Math.max(total.delivered, total.responded, total.converted);
   return (
     <>
-      <h2>Counted by the backend</h2>
+      <h2>Sent to the backend</h2>
       <ul class="funnel">
         {stages.map((stage) => (
           <Stage key={stage} stage={stage} count={total} most={most} />

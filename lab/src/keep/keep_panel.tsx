@@ -19,7 +19,17 @@ function save(name: string, text: string): void {
   setTimeout(() => URL.revokeObjectURL(address), 10_000);
 }
 
-const fileNameOf = (name: string) => name.trim().replace(/[^\p{L}\p{N}._-]+/gu, "_") || "session";
+const fileNameOf = (name: string) => {
+  const stem = name.trim().replace(/\.json$/i, "");
+  return `${stem.replace(/[^\p{L}\p{N}._-]+/gu, "_") || "session"}.json`;
+};
+
+/** As the first line of the kept file says it: without a password in the server's address. */
+function commandFor(file: string): string {
+  const server = state.value?.server ?? null;
+  const address = server?.replace(/:\/\/[^/?#\\"'<>\s]*@/g, "://");
+  return address === undefined ? `pellion test ${file}` : `pellion test --server ${address} ${file}`;
+}
 
 function Download() {
   const name = useSignal("session");
@@ -27,7 +37,7 @@ function Download() {
   const saved = useSignal("");
   const session = `${phone.value} ${state.value?.steps.length}`;
   const isSaved = saved.value === session;
-  const file = `${fileNameOf(name.value)}.json`;
+  const file = fileNameOf(name.value);
   const download = async () => {
     const id = phone.value;
     if (id === null) return;
@@ -55,8 +65,11 @@ function Download() {
           Download scenario
         </Button>
       </div>
+      {state.value?.outcome === "failed" && (
+        <p class="note note-bad">The opened scenario failed: the kept one fails in pellion test, too.</p>
+      )}
       <p class={isSaved ? "run run-ready" : "run"}>
-        {isSaved ? "Saved. Run it with" : "It then runs with"} <code class="code">pellion test {file}</code>
+        {isSaved ? "Saved. Run it with" : "It then runs with"} <code class="code">{commandFor(file)}</code>
       </p>
       <p class="note">
         The browser puts the file into its download folder; the program is{" "}

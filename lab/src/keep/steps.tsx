@@ -27,6 +27,13 @@ export function Steps() {
   const nothing = waiting === 0 ? "No step waits." : null;
   const outcome = state.value?.outcome;
   const list = useRef<HTMLOListElement>(null);
+  const hasFailed = steps.some((step) => step.state === "failed");
+  const showFailed = () => {
+    const failed = list.current?.querySelector<HTMLElement>(".step-failed");
+    if (!list.current || !failed) return;
+    showInside(list.current, failed);
+    failed.focus();
+  };
   useEffect(() => {
     const next = list.current?.querySelector<HTMLElement>("[aria-current]") ?? list.current?.lastElementChild;
     if (list.current && next instanceof HTMLElement) showInside(list.current, next);
@@ -40,6 +47,7 @@ export function Steps() {
             class="button button-main"
             onPress={() => perform({ do: "next" })}
             obstacle={obstacle.value ?? nothing}
+            guide="next"
           >
             Next step
           </Button>
@@ -48,6 +56,11 @@ export function Steps() {
           </Button>
           <span class="faint small">{waiting} waiting</span>
           {outcome && <strong class={`small ${outcomes[outcome].colour}`}>{outcomes[outcome].text}</strong>}
+          {hasFailed && (
+            <Button class="button button-small" onPress={showFailed} label="Show the first step that failed">
+              Show it
+            </Button>
+          )}
         </div>
       )}
       <ol class="steps" ref={list}>
@@ -55,6 +68,7 @@ export function Steps() {
           <li
             key={index}
             class={`step step-${step.state}`}
+            tabIndex={step.state === "failed" ? -1 : undefined}
             aria-current={step.state === "waiting" && steps[index - 1]?.state !== "waiting" ? "step" : undefined}
           >
             <span class="step-mark" aria-hidden="true">

@@ -39,11 +39,11 @@ function WorkTabs() {
 
 const places: { id: View; text: string }[] = [
   { id: "phone", text: "Phone" },
-  { id: "payload", text: "Payload" },
+  { id: "payload", text: workTexts.payload },
   { id: "timeline", text: "Timeline" },
-  { id: "application", text: "App" },
-  { id: "backend", text: "Backend" },
-  { id: "scenario", text: "Keep" },
+  { id: "application", text: workTexts.application },
+  { id: "backend", text: workTexts.backend },
+  { id: "scenario", text: workTexts.scenario },
 ];
 
 function Places() {

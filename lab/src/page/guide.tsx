@@ -1,9 +1,19 @@
 // The first five steps, for someone who sees the page for the first time. They tick themselves.
 import { Button } from "../controls/button";
-import { ticks } from "../state/session";
+import { keepFocus } from "../controls/focus";
+import { hasWaitingSteps, ticks } from "../state/session";
 import { closeGuide, isGuideClosed, show, type View } from "./layout";
 
-const steps: { id: string; text: string; where: View }[] = [
+interface Step {
+  id: string;
+  text: string;
+  where: View;
+}
+
+/** In the place of the first, where an opened scenario waits. */
+const nextStep: Step = { id: "next", text: "Next step of the scenario", where: "scenario" };
+
+const steps: Step[] = [
   { id: "open", text: "Open the application", where: "phone" },
   { id: "token", text: "Hand over a token", where: "phone" },
   { id: "deliver", text: "Deliver the payload", where: "payload" },
@@ -27,32 +37,45 @@ function pointAt(id: string, where: View): void {
   });
 }
 
+function close(): void {
+  closeGuide();
+  keepFocus("#first-steps");
+}
+
+function StepItem({ step, index, isCurrent }: { step: Step; index: number; isCurrent: boolean }) {
+  const isDone = ticks.value.has(step.id);
+  const isWaiting = step.id === "open" && !isDone && hasWaitingSteps.value;
+  const { id, text, where } = isWaiting ? nextStep : step;
+  return (
+    <li class={isDone ? "guide-done" : isCurrent ? "guide-now" : ""}>
+      <button
+        type="button"
+        class="guide-step"
+        aria-current={isCurrent ? "step" : undefined}
+        onClick={() => pointAt(id, where)}
+      >
+        <span class="guide-mark" aria-hidden="true">
+          {isDone ? "✓" : index + 1}
+        </span>
+        {text}
+        {isDone && <span class="hidden-text"> (done)</span>}
+      </button>
+    </li>
+  );
+}
+
 export function Guide() {
   if (isGuideClosed.value) return null;
-  const done = ticks.value;
-  const current = steps.find(({ id }) => !done.has(id))?.id;
+  const current = steps.find(({ id }) => !ticks.value.has(id));
   return (
     <nav class="guide" aria-label="First steps">
       <ol class="guide-steps">
-        {steps.map(({ id, text, where }, index) => (
-          <li key={id} class={done.has(id) ? "guide-done" : id === current ? "guide-now" : ""}>
-            <button
-              type="button"
-              class="guide-step"
-              aria-current={id === current ? "step" : undefined}
-              onClick={() => pointAt(id, where)}
-            >
-              <span class="guide-mark" aria-hidden="true">
-                {done.has(id) ? "✓" : index + 1}
-              </span>
-              {text}
-              {done.has(id) && <span class="hidden-text"> (done)</span>}
-            </button>
-          </li>
+        {steps.map((step, index) => (
+          <StepItem key={step.id} step={step} index={index} isCurrent={step === current} />
         ))}
         {current === undefined && <li class="guide-end">That was all: the session runs as a test from now on.</li>}
       </ol>
-      <Button class="button button-quiet" onPress={closeGuide} label="Close the first steps">
+      <Button class="button button-quiet" onPress={close} label="Close the first steps">
         ✕
       </Button>
     </nav>

@@ -1,6 +1,6 @@
 import { Button } from "../controls/button";
-import { headText } from "../state/head";
-import { former, goBack, startPhone } from "../state/phones";
+import { keepFocus } from "../controls/focus";
+import { former, goBack, startAgain } from "../state/phones";
 import { connection, isBusy, state } from "../state/session";
 import { isGuideClosed, openGuide, type Theme, theme, themes } from "./layout";
 
@@ -10,6 +10,7 @@ const connectionWords = {
   lost: "no answer",
   gone: "phone ended",
   forbidden: "no phone",
+  none: "no phone",
 };
 
 const themeWords: Record<Theme, string> = { system: "System", light: "Light", dark: "Dark" };
@@ -33,6 +34,17 @@ function Themes() {
   );
 }
 
+function open(): void {
+  openGuide();
+  keepFocus(".guide-now .guide-step", ".guide-step");
+}
+
+/** There may be no phone before then. */
+function back(): void {
+  goBack();
+  keepFocus("#new-phone");
+}
+
 export function Header() {
   return (
     <header class="header">
@@ -51,18 +63,19 @@ export function Header() {
       <span class="header-name faint">{state.value?.name}</span>
       <div class="header-end">
         {isGuideClosed.value && (
-          <Button class="button button-quiet" onPress={openGuide}>
+          <Button id="first-steps" class="button button-quiet" onPress={open}>
             First steps
           </Button>
         )}
         {former.value && (
-          <Button class="button button-small" onPress={goBack} title="This phone stays, and is then the phone before">
+          <Button class="button button-small" onPress={back} title="This phone stays, and is then the phone before">
             Phone before
           </Button>
         )}
         <Button
+          id="new-phone"
           class="button button-small"
-          onPress={() => startPhone(headText.value)}
+          onPress={() => startAgain()}
           title="Another phone with the same application; this one stays as the phone before"
         >
           New phone

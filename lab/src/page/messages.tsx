@@ -1,9 +1,14 @@
 // What the page tells the user beside the phone's own doings.
+import { useRef } from "preact/hooks";
 import { Button } from "../controls/button";
-import { headText } from "../state/head";
+import { keepFocus } from "../controls/focus";
 import { announcement, closeNotice, notices } from "../state/notices";
-import { startPhone } from "../state/phones";
+import { tryAgain, whyNoPhone } from "../state/phones";
 import { connection } from "../state/session";
+
+const unknownBrowser =
+  "The lab does not know this browser; perhaps it was started again. In another tab, open the address that pellion lab " +
+  "prints, then try again.";
 
 export function ConnectionBanner() {
   switch (connection.value) {
@@ -16,18 +21,20 @@ export function ConnectionBanner() {
     case "gone":
       return (
         <div class="banner" role="alert">
-          <span>The phone has ended: the lab was started again, or the phone was idle for an hour.</span>
-          <Button class="button" onPress={() => startPhone(headText.value)}>
+          <span>
+            {whyNoPhone.value ?? "The phone has ended: the lab was started again, or the phone was idle for an hour."}
+          </span>
+          <Button class="button" onPress={() => andThenFocus(tryAgain)}>
             Start a new phone with the same application
           </Button>
         </div>
       );
     case "forbidden":
+    case "none":
       return (
         <div class="banner" role="alert">
-          The lab has given this page no phone. If it does not know this browser, open the address that pellion lab
-          prints.
-          <Button class="button" onPress={() => startPhone(headText.value)}>
+          <span>{whyNoPhone.value ?? unknownBrowser}</span>
+          <Button class="button" onPress={() => andThenFocus(tryAgain)}>
             Try again
           </Button>
         </div>
@@ -37,14 +44,32 @@ export function ConnectionBanner() {
   }
 }
 
+/** A banner's button goes with the banner. */
+async function andThenFocus(start: () => Promise<unknown>): Promise<void> {
+  await start();
+  keepFocus('[data-guide="open"]');
+}
+
 export function Notices() {
+  /** What had the focus before a message got it. */
+  const before = useRef<EventTarget | null>(null);
+  const close = (id: number) => {
+    closeNotice(id);
+    keepFocus(".notice .button", before.current instanceof Element ? before.current : null);
+  };
   if (notices.value.length === 0) return null;
   return (
-    <div class="notices">
+    <div
+      class="notices"
+      onFocusIn={({ currentTarget, relatedTarget }) => {
+        const isOutside = relatedTarget instanceof Node && !currentTarget.contains(relatedTarget);
+        if (isOutside) before.current = relatedTarget;
+      }}
+    >
       {notices.value.map(({ id, kind, text }) => (
         <div key={id} class={`notice notice-${kind}`} role={kind === "failure" ? "alert" : "status"}>
           <span class="notice-text">{text}</span>
-          <Button class="button button-quiet" onPress={() => closeNotice(id)} label="Close this message">
+          <Button class="button button-quiet" onPress={() => close(id)} label="Close this message">
             ✕
           </Button>
         </div>

@@ -1,7 +1,10 @@
 // What is wrong with the payload, and what it leads to.
 import { Button } from "../controls/button";
 import type { Explanation, Finding, Happening } from "../generated/protocol";
-import { applyFix, explained, explainFailure } from "./payload";
+import { applyFix, explained, explainFailure, headline } from "./payload";
+
+/** The heading that says how much is wrong. */
+export const headlineID = "findings-title";
 
 const levels = { error: "Error", warning: "Warning" };
 
@@ -68,12 +71,6 @@ function Summary({ summary }: { summary: Happening[] }) {
   );
 }
 
-function headline({ findings, unusable }: Explanation): string {
-  if (unusable) return "Not usable";
-  if (findings.length === 0) return "No mistakes found";
-  return findings.length === 1 ? "1 finding" : `${findings.length} findings`;
-}
-
 /** In a few words, beside the editor. */
 export function Verdict() {
   const explanation = explained.value?.explanation;
@@ -102,7 +99,7 @@ export function Findings() {
   return (
     <div class="explanation">
       <div class="bar">
-        <h3 class="label" id="findings-title">
+        <h3 class="label" id={headlineID}>
           {headline(explanation)}
         </h3>
         {fixableCount > 1 && (
@@ -115,7 +112,7 @@ export function Findings() {
       </div>
       {unusable && <Unusable unusable={unusable} />}
       {findings.length > 0 && (
-        <ul class="findings" aria-labelledby="findings-title">
+        <ul class="findings" aria-labelledby={headlineID}>
           {findings.map((finding, index) => (
             <Row key={`${finding.code} ${finding.path} ${finding.place.column}`} finding={finding} index={index} />
           ))}

@@ -1,5 +1,5 @@
 // A CodeMirror editor for JSON. Tab moves the focus on, as in any other field.
-import { defaultKeymap, history, historyKeymap } from "@codemirror/commands";
+import { defaultKeymap, history, historyKeymap, isolateHistory } from "@codemirror/commands";
 import { jsonLanguage } from "@codemirror/lang-json";
 import { bracketMatching, indentOnInput, indentUnit, LanguageSupport, syntaxHighlighting } from "@codemirror/language";
 import { nextDiagnostic, previousDiagnostic, setDiagnostics } from "@codemirror/lint";
@@ -14,9 +14,16 @@ interface Props {
   label: string;
   text: string;
   marks?: Mark[];
+  isInvalid?: boolean;
+  /** The id of the element that says what is wrong; undefined for nothing. */
+  describedBy?: string | undefined;
   onText: (text: string) => void;
   onSubmit?: () => void;
   isLarge?: boolean;
+  /** A change by the page continues what is typed in another editor; else it is one step of undo. */
+  isTyped?: boolean;
+  /** Each new number moves the focus here, to the end of what the page has changed last. */
+  focusCount?: number;
 }
 
 /** Marks a change that the page makes, not the user. */
@@ -45,6 +52,13 @@ const typingOverSelection = EditorView.domEventHandlers({
 
 const nonce = () => document.querySelector<HTMLMetaElement>('meta[name="csp-nonce"]')?.content ?? "";
 
+function attributesOf({ label, isInvalid, describedBy }: Props): Record<string, string> {
+  const attributes: Record<string, string> = { "aria-label": label, tabindex: "0" };
+  if (isInvalid) attributes["aria-invalid"] = "true";
+  if (describedBy !== undefined) attributes["aria-describedby"] = describedBy;
+  return attributes;
+}
+
 function extensionsFor(props: { current: Props }, language: Compartment): Extension[] {
   return [
     EditorView.cspNonce.of(nonce()),
@@ -55,7 +69,7 @@ function extensionsFor(props: { current: Props }, language: Compartment): Extens
     indentOnInput(),
     indentUnit.of("  "),
     EditorView.lineWrapping,
-    EditorView.contentAttributes.of({ "aria-label": props.current.label, tabindex: "0" }),
+    EditorView.contentAttributes.of(() => attributesOf(props.current)),
     Prec.highest(
       keymap.of([
         {
@@ -81,10 +95,13 @@ function extensionsFor(props: { current: Props }, language: Compartment): Extens
   ];
 }
 
-/** Replaces only what differs, so that the cursor and the scroll position stay where they can. */
-function replaceText(view: EditorView, text: string): void {
+/**
+ * Replaces only what differs, so that the cursor and the scroll position stay where they can. Returns the end of what has
+ * changed, or null for no change.
+ */
+function replaceText(view: EditorView, text: string, isTyped: boolean): number | null {
   const old = view.state.doc.toString();
-  if (old === text) return;
+  if (old === text) return null;
   const most = Math.min(old.length, text.length);
   let start = 0;
   while (start < most && old[start] === text[start]) start += 1;
@@ -92,8 +109,9 @@ function replaceText(view: EditorView, text: string): void {
   while (end < most - start && old[old.length - 1 - end] === text[text.length - 1 - end]) end += 1;
   view.dispatch({
     changes: { from: start, to: old.length - end, insert: text.slice(start, text.length - end) },
-    annotations: fromPage.of(true),
+    annotations: isTyped ? fromPage.of(true) : [fromPage.of(true), isolateHistory.of("full")],
   });
+  return text.length - end;
 }
 
 function showMarks(view: EditorView, marks: Mark[]): void {
@@ -113,6 +131,8 @@ export function JsonEditor(props: Props) {
   const place = useRef<HTMLDivElement>(null);
   const view = useRef<EditorView | null>(null);
   const language = useRef(new Compartment());
+  const focusedFor = useRef(props.focusCount);
+  const lastChange = useRef(0);
   const wasPlain = useRef(isPlain(props.text));
   const latest = useRef(props);
   latest.current = props;
@@ -135,12 +155,20 @@ export function JsonEditor(props: Props) {
       wasPlain.current = plain;
       view.current.dispatch({ effects: language.current.reconfigure(languageFor(props.text)) });
     }
-    replaceText(view.current, props.text);
+    lastChange.current = replaceText(view.current, props.text, props.isTyped ?? false) ?? lastChange.current;
   }, [props.text]);
 
   useEffect(() => {
+    if (!view.current || props.focusCount === focusedFor.current) return;
+    focusedFor.current = props.focusCount;
+    view.current.focus();
+    const anchor = Math.min(lastChange.current, view.current.state.doc.length);
+    view.current.dispatch({ selection: { anchor }, scrollIntoView: true });
+  }, [props.focusCount]);
+
+  useEffect(() => {
     if (view.current) showMarks(view.current, props.marks ?? []);
-  }, [props.marks, props.text]);
+  }, [props.marks, props.text, props.isInvalid, props.describedBy]);
 
   return <div class={props.isLarge ? "editor editor-large" : "editor"} ref={place} />;
 }

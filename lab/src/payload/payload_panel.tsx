@@ -1,11 +1,10 @@
 import payloads from "examples:payloads";
 import { useComputed, useSignal } from "@preact/signals";
-import { useEffect } from "preact/hooks";
 import { Button } from "../controls/button";
 import { Select } from "../controls/field";
 import { obstacle } from "../state/session";
 import { findAddInfo } from "./add_info";
-import { Findings, Verdict } from "./findings";
+import { Findings, headlineID, Verdict } from "./findings";
 import { JsonEditor } from "./json_editor";
 import { compact, pretty } from "./json_tokens";
 import { addInfoMarks, type Mark, payloadMarks } from "./marks";
@@ -16,8 +15,11 @@ import {
   exampleName,
   exampleNamed,
   explained,
+  focusCounts,
+  isTyped,
   payloadText,
   setPayload,
+  typePayload,
   writeAddInfo,
 } from "./payload";
 
@@ -32,6 +34,12 @@ const choices = [
 
 const noMarks: Mark[] = [];
 
+/** What an editor with these marks says to those who do not see them. */
+const described = (marks: Mark[], isUnusable = false) => ({
+  isInvalid: isUnusable || marks.some(({ level }) => level === "error"),
+  describedBy: isUnusable || marks.length > 0 ? headlineID : undefined,
+});
+
 function Examples() {
   const choose = (name: string) => {
     const example = exampleNamed(name);
@@ -44,9 +52,7 @@ function AddInfoEditor({ onSubmit }: { onSubmit: () => void }) {
   const shown = useSignal(pretty(addInfo.value?.text ?? ""));
   const inner = addInfo.value;
   // A text that this editor has not written itself is shown anew.
-  useEffect(() => {
-    if (inner && compact(inner.text) !== compact(shown.peek())) shown.value = pretty(inner.text);
-  }, [inner]);
+  if (inner && compact(inner.text) !== compact(shown.peek())) shown.value = pretty(inner.text);
   const marks = useComputed(() => {
     const current = explained.value;
     if (!current) return noMarks;
@@ -64,7 +70,16 @@ function AddInfoEditor({ onSubmit }: { onSubmit: () => void }) {
     writeAddInfo(text);
   };
   return (
-    <JsonEditor label="addInfo as JSON" text={shown.value} marks={marks.value} onText={write} onSubmit={onSubmit} />
+    <JsonEditor
+      label="addInfo as JSON"
+      text={shown.value}
+      isTyped={isTyped.value}
+      focusCount={focusCounts.value.addInfo}
+      marks={marks.value}
+      {...described(marks.value)}
+      onText={write}
+      onSubmit={onSubmit}
+    />
   );
 }
 
@@ -103,9 +118,10 @@ export function PayloadPanel() {
         label="Payload"
         text={payloadText.value}
         marks={marks.value}
-        onText={(text) => {
-          payloadText.value = text;
-        }}
+        {...described(marks.value, !!explained.value?.explanation.unusable)}
+        isTyped={isTyped.value}
+        focusCount={focusCounts.value.payload}
+        onText={typePayload}
         onSubmit={() => void deliverByKey()}
       />
       <h3 class="label">addInfo, as JSON of its own</h3>

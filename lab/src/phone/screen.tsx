@@ -3,7 +3,7 @@ import { useLayoutEffect, useRef } from "preact/hooks";
 import { Button } from "../controls/button";
 import type { State } from "../generated/protocol";
 import { applicationName } from "../state/head";
-import { isBusyForLong, obstacle, perform } from "../state/session";
+import { connection, isBusyForLong, obstacle, perform } from "../state/session";
 import { dayOf, timeOfDay } from "./clock";
 import { NotificationCard } from "./notification_card";
 
@@ -142,12 +142,20 @@ function useKeptFocus() {
   return { ref: screen, onClickCapture };
 }
 
+/** In the place of a phone that is not there. */
+const noState: Partial<Record<typeof connection.value, string>> = {
+  gone: "The phone has ended.",
+  forbidden: "No phone",
+  none: "No phone",
+  lost: "The lab does not answer.",
+};
+
 export function Screen({ state }: { state: State | null }) {
   const kept = useKeptFocus();
   if (!state) {
     return (
       <div class="screen screen-locked">
-        <p class="screen-empty">The phone is starting…</p>
+        <p class="screen-empty">{noState[connection.value] ?? "The phone is starting…"}</p>
       </div>
     );
   }

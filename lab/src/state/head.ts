@@ -31,10 +31,12 @@ export function headOf(scenario: string): JsonObject {
   return Object.fromEntries(headKeys.filter((key) => key in document).map((key) => [key, document[key]]));
 }
 
+const defaultName = "A session in the lab";
+
 function shop(): JsonObject {
   const day = scenarios.find(({ name }) => name === "a_day");
   const { description: _, ...head } = headOf(day?.text ?? "{}");
-  return { ...head, name: "A session in the lab" };
+  return { ...head, name: defaultName };
 }
 
 export const defaultHead = write(shop());
@@ -51,6 +53,16 @@ export const head = computed<JsonObject | null>(() => {
     return null;
   }
 });
+
+/** The same application for a session of its own: the name and description of an opened scenario do not belong to it. */
+export function unnamed(text: string): string {
+  try {
+    const { name, description, ...application } = parseHead(text);
+    return name === defaultName && description === undefined ? text : write({ name: defaultName, ...application });
+  } catch {
+    return text;
+  }
+}
 
 const texts = (value: unknown) =>
   Array.isArray(value) ? value.filter((item): item is string => typeof item === "string") : [];

@@ -1,5 +1,5 @@
-// What the page tells the user: failures stay until they are closed, obstacles until they are gone; announcements are for
-// screen readers.
+// What the page tells the user: failures stay until the next action, those about the payload until it is edited; hints
+// until an action succeeds; obstacles until they are gone. Announcements are for screen readers.
 import { signal } from "@preact/signals";
 import { Failure } from "../api/client";
 
@@ -7,6 +7,7 @@ export interface Notice {
   id: number;
   kind: "failure" | "hint" | "obstacle";
   text: string;
+  about?: "payload" | undefined;
 }
 
 const most = 4;
@@ -19,13 +20,13 @@ export function announce(text: string): void {
   announcement.value = text;
 }
 
-function add(kind: Notice["kind"], text: string): void {
+function add(kind: Notice["kind"], text: string, about?: Notice["about"]): void {
   const others = notices.value.filter((notice) => notice.text !== text);
   lastID += 1;
-  notices.value = [...others, { id: lastID, kind, text }].slice(-most);
+  notices.value = [...others, { id: lastID, kind, text, about }].slice(-most);
 }
 
-export const tellFailure = (text: string) => add("failure", text);
+export const tellFailure = (text: string, about?: Notice["about"]) => add("failure", text, about);
 export const tellHint = (text: string) => add("hint", text);
 /** Why what the user wanted is not done now. */
 export const tellObstacle = (text: string) => add("obstacle", text);
@@ -34,23 +35,24 @@ export function closeNotice(id: number): void {
   notices.value = notices.value.filter((notice) => notice.id !== id);
 }
 
-function closeKind(closed: Notice["kind"]): void {
-  if (notices.value.some(({ kind }) => kind === closed)) {
-    notices.value = notices.value.filter(({ kind }) => kind !== closed);
-  }
+function closeAll(isClosed: (notice: Notice) => boolean): void {
+  const kept = notices.peek().filter((notice) => !isClosed(notice));
+  if (kept.length < notices.peek().length) notices.value = kept;
 }
 
-export const closeFailures = () => closeKind("failure");
-export const closeObstacles = () => closeKind("obstacle");
+export const closeFailures = () => closeAll(({ kind }) => kind === "failure");
+export const closeHints = () => closeAll(({ kind }) => kind === "hint");
+export const closeObstacles = () => closeAll(({ kind }) => kind === "obstacle");
+export const closeAboutPayload = () => closeAll(({ about }) => about === "payload");
 
-/** Runs what may fail; a failure becomes a notice, which names `file` as the scenario. Returns whether it succeeded. */
-export async function attempt(work: () => Promise<void>, file?: string): Promise<boolean> {
+/** Runs what may fail; a failure becomes a notice. Returns whether it succeeded. */
+export async function attempt(work: () => Promise<void>, about?: Notice["about"]): Promise<boolean> {
   try {
     await work();
     return true;
   } catch (error) {
     if (!(error instanceof Failure)) throw error;
-    tellFailure(file === undefined ? error.message : error.message.replace(/^scenario(?=:)/, () => file));
+    tellFailure(error.message, about);
     return false;
   }
 }

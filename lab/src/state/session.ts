@@ -4,11 +4,11 @@ import * as api from "../api/client";
 import { type Connection, Stream } from "../api/stream";
 import type { Action, Chain, Event as LabEvent, State } from "../generated/protocol";
 import { type Entry, EventLog, logVersion } from "./event_log";
-import { announce, attempt, closeFailures, closeObstacles, tellFailure } from "./notices";
+import { announce, attempt, closeFailures, closeHints, closeObstacles, tellFailure } from "./notices";
 import { remember, remembered } from "./storage";
 
 export const phone = signal<string | null>(null);
-export const connection = signal<Connection>("connecting");
+export const connection = signal<Connection | "none">("connecting");
 export const state = signal<State | null>(null);
 export const chain = signal<Chain | null>(null);
 export const log = signal(newLog());
@@ -17,6 +17,8 @@ export const isReplacing = signal(false);
 /** The actions that the phone has not done yet, in order. */
 const underway = signal<readonly Action[]>([]);
 let lastAction: Promise<unknown> = Promise.resolve();
+/** The server refuses no other. */
+let lastSent: Action | undefined;
 /** Counts the states of a phone that is not busy: one follows each action. */
 const idleStates = signal(0);
 /** What the user has done with this phone, for the guide. */
@@ -54,6 +56,8 @@ const important = new Set([
 
 function whenAdded(added: Entry[]): void {
   logVersion.value += 1;
+  // The server says only later that it has refused an action, but then nothing has happened either.
+  if (lastSent !== undefined) closeHints();
   const last = added.findLast(({ event }) => important.has(`${event.actor} ${event.what}`));
   if (last) announce(`${last.event.actor}: ${last.title}`);
 }
@@ -71,6 +75,8 @@ function receiveState(next: State): void {
   if (next.total.responded > 0) tick("tap");
 }
 
+const aboutOf = (action: Action | undefined) => (action && "payload" in action ? "payload" : undefined);
+
 /** `whenGone` replaces the message that the phone has ended, until the page is connected. */
 export function follow(id: string, whenGone?: () => void): void {
   stream?.end();
@@ -86,6 +92,7 @@ export function follow(id: string, whenGone?: () => void): void {
     logVersion.value += 1;
   });
   lastAction = Promise.resolve();
+  lastSent = undefined;
   remember({ phone: id });
   stream = new Stream(id, {
     onEvent: (number: number, event: LabEvent) => events.add(number, event),
@@ -94,12 +101,13 @@ export function follow(id: string, whenGone?: () => void): void {
       chain.value = next;
     },
     onRefused: (error) => {
-      tellFailure(error);
+      tellFailure(error, aboutOf(lastSent));
       announce(error);
     },
     onConnection: (next) => {
-      connection.value = next;
-      if (next === "gone") replacement?.();
+      const isReplaced = next === "gone" && replacement !== undefined;
+      connection.value = isReplaced ? "connecting" : next;
+      if (isReplaced) replacement?.();
       if (next === "connected") replacement = undefined;
     },
   });
@@ -120,6 +128,7 @@ async function whenIdle(id: string, idleBefore: number): Promise<void> {
 async function performNow(id: string, action: Action): Promise<boolean> {
   if (phone.value !== id) return false;
   const idleBefore = idleStates.value;
+  lastSent = action;
   const isTaken = await attempt(async () => {
     try {
       await api.perform(id, action);
@@ -127,7 +136,7 @@ async function performNow(id: string, action: Action): Promise<boolean> {
       if (!(error instanceof api.Failure) || error.status !== 404) throw error;
       connection.value = "gone";
     }
-  });
+  }, aboutOf(action));
   if (isTaken) await whenIdle(id, idleBefore);
   return isTaken;
 }
@@ -150,6 +159,9 @@ export function perform(action: Action): Promise<boolean> {
 type StepAction = Extract<Action, { step: unknown }>;
 export const performStep = (step: StepAction["step"]) => perform({ do: "step", step });
 
+/** Steps of an opened scenario that are still to come. */
+export const hasWaitingSteps = computed(() => state.value?.steps.some((step) => step.state === "waiting") ?? false);
+
 export const isBusy = computed(() => isReplacing.value || underway.value.length > 0 || state.value?.busy === true);
 
 const longWork = 150; // milliseconds
@@ -167,7 +179,7 @@ effect(() => {
 /** Why nothing can be done now; null if it can. What is done while the phone is busy for a moment comes next. */
 export const obstacle = computed(() => {
   if (connection.value === "gone") return "The phone has ended. Start a new one.";
-  if (connection.value === "forbidden") return "This page has no phone. Try again.";
+  if (connection.value === "forbidden" || connection.value === "none") return "This page has no phone. Try again.";
   if (isReplacing.value || phone.value === null || connection.value === "connecting" || state.value === null)
     return "The phone is starting.";
   if (connection.value === "lost") return "The lab's server does not answer.";

@@ -3,7 +3,7 @@ import { type Signal, useSignal } from "@preact/signals";
 import { useCallback, useLayoutEffect, useRef } from "preact/hooks";
 import { type Entry, logVersion } from "../state/event_log";
 import { log } from "../state/session";
-import { Row } from "./row";
+import { Row, timeText } from "./row";
 import { type RowsInView, useRowsInView } from "./rows_in_view";
 import { follows, shown, shownVersion, toggleRow, unfolded } from "./view";
 
@@ -21,13 +21,18 @@ const endReach = 4;
 const none = Number.NEGATIVE_INFINITY;
 
 /** Stays at the end as events arrive, until the user scrolls away from it; returns what to do as the list scrolls. */
-function useFollowing(list: List, { total, look }: RowsInView, rows: Entry[], revealedTop: { current: number }) {
+function useFollowing(
+  list: List,
+  { total, height, look }: RowsInView,
+  rows: Entry[],
+  revealedTop: { current: number },
+) {
   const lastTop = useRef(0);
   const isFollowing = follows.value;
   useLayoutEffect(() => {
     const scroller = list.current;
     if (scroller && isFollowing) scroller.scrollTop = scroller.scrollHeight;
-  }, [total, rows, isFollowing]);
+  }, [total, height, rows, isFollowing]);
   return () => {
     const scroller = list.current;
     if (!scroller) return;
@@ -96,6 +101,11 @@ function answerOf({ event: { actor, what, details } }: Entry): Entry | undefined
   return actor === "backend" && what === "request" ? log.value.answerTo(Number(details.number)) : undefined;
 }
 
+/** Where rows have no column for their time, and it is shown only where it changes. */
+function TimeAtTop({ row }: { row: Entry | undefined }) {
+  return row ? <p class="events-time code">Events from {timeText(row.event.time)} s on</p> : null;
+}
+
 export function EventList() {
   const list = useRef<HTMLElement>(null);
   const active = useSignal(0);
@@ -121,29 +131,32 @@ export function EventList() {
   }, []);
   const reachable = active.value >= first && active.value < last ? active.value : first;
   return (
-    <section
-      class="events"
-      ref={list}
-      onScroll={whenScrolled}
-      onKeyDown={whenKey}
-      aria-label="Events. The arrow keys move from one to the next."
-    >
-      <div class="events-all" style={{ height: `${total}px` }}>
-        <div class="events-seen" style={{ transform: `translateY(${heights.offset(first)}px)` }}>
-          {rows.slice(first, last).map((entry, offset) => (
-            <Row
-              key={entry.id}
-              entry={entry}
-              index={first + offset}
-              isOpen={opened.has(entry.id)}
-              hasTime={rows[first + offset - 1]?.event.time !== entry.event.time}
-              isReachable={first + offset === reachable}
-              answer={answerOf(entry)}
-              onToggle={whenToggled}
-            />
-          ))}
+    <>
+      <TimeAtTop row={rows[heights.at(inView.top)]} />
+      <section
+        class="events"
+        ref={list}
+        onScroll={whenScrolled}
+        onKeyDown={whenKey}
+        aria-label="Events. The arrow keys move from one to the next."
+      >
+        <div class="events-all" style={{ height: `${total}px` }}>
+          <div class="events-seen" style={{ transform: `translateY(${heights.offset(first)}px)` }}>
+            {rows.slice(first, last).map((entry, offset) => (
+              <Row
+                key={entry.id}
+                entry={entry}
+                index={first + offset}
+                isOpen={opened.has(entry.id)}
+                hasTime={rows[first + offset - 1]?.event.time !== entry.event.time}
+                isReachable={first + offset === reachable}
+                answer={answerOf(entry)}
+                onToggle={whenToggled}
+              />
+            ))}
+          </div>
         </div>
-      </div>
-    </section>
+      </section>
+    </>
   );
 }

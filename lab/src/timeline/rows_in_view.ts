@@ -18,6 +18,9 @@ export interface RowsInView {
   /** The row after the last. */
   last: number;
   total: number;
+  /** Where the view begins and how high it is, in pixels. */
+  top: number;
+  height: number;
   /** To be called when the list has scrolled. */
   look: () => void;
 }
@@ -96,6 +99,8 @@ export function useRowsInView(list: List, rows: Entry[]): RowsInView {
     first: Math.max(0, heights.current.at(top) - margin),
     last: Math.min(rows.length, heights.current.at(top + height) + 1 + margin),
     total: heights.current.offset(rows.length),
+    top,
+    height,
     look,
   };
 }

@@ -1,7 +1,7 @@
 import { useSignal } from "@preact/signals";
 import { Button } from "../controls/button";
 import { logVersion } from "../state/event_log";
-import { log } from "../state/session";
+import { hasWaitingSteps, log } from "../state/session";
 import { EventList } from "./list";
 import { foldAll, follows, hiddenCategories, searched, shown, shownVersion, toggleCategory, unfoldAll } from "./view";
 
@@ -49,11 +49,8 @@ function Forgotten() {
 
 function Empty() {
   const isFiltered = log.value.entries.some(({ event }) => event.actor !== "scenario");
-  return (
-    <p class="empty">
-      {isFiltered ? "No event matches the filter." : "Nothing has happened yet: open the application."}
-    </p>
-  );
+  const next = hasWaitingSteps.value ? "press Next step, under Scenario." : "open the application.";
+  return <p class="empty">{isFiltered ? "No event matches the filter." : `Nothing has happened yet: ${next}`}</p>;
 }
 
 /** On a narrow screen the filters are folded behind this. A text that is looked for is seen nevertheless. */
