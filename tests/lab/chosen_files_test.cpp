@@ -4,8 +4,10 @@
 
 #include <gmock/gmock.h>
 
+#include "pellion/lab/session_document.h"
 #include "pellion/lab_server/lab_routes.h"
 #include "pellion/steps/scenario_steps.h"
+#include "pellion/text/json_path.h"
 #include "pellion/text/json_writer.h"
 #include "tests/lab/protocol.h"
 #include "tests/support/cases.h"
@@ -52,10 +54,23 @@ TEST(ChosenFiles, AreOneScenarioAndWhatItNames) {
       {Value::dictionary({steps, {"t.json", R"({"steps": []})"}}), "s.json and t.json are both scenarios"},
       {Value::dictionary({steps}), "s.json:1:19: names the file c.json; choose c.json together with it"},
       {Value::dictionary({steps, {"c.json", "{} // no"}}), "c.json:1:4"},
+      {Value::dictionary({steps, {"c.json", R"({"CA_FILE": "ca.pem"})"}}), "c.json:1:13: CA_FILE is relative"},
+      {Value::dictionary({{"s.json", R"({"configuration": "", "steps": []})"}}), "s.json:1:19: names no file"},
       {Value::dictionary({{"s.json", twoNames}, {"sale.json", sale}}), "../p/sale.json and sale.json, which the page"},
       {Value::dictionary({{"s.json", many + "]}"}, {"sale.json", sale}}), "names more than 100 files"},
       {Value::dictionary({steps, {"c.json", '"' + std::string(ChosenScenario::mostBytes, 'x') + '"'}}), "1 MiB"}};
   for (const auto& [files, error] : cases) EXPECT_THAT(included(files, 400), HasSubstr(error));
+}
+
+TEST(SessionDocument, HasALargestSize) {
+  SessionDocument document("scenario", R"({"steps": []})");
+  const auto step = [](std::size_t size) {
+    return placelessNode(Value::dictionary({{"say", std::string(size, 'x')}}));
+  };
+  document.add(step(SessionDocument::mostBytes / 2), {});
+  EXPECT_NO_THROW(static_cast<void>(document.with(step(1))));
+  EXPECT_THROW(static_cast<void>(document.with(step(SessionDocument::mostBytes / 2))), InputError);
+  EXPECT_THROW(document.nameOf(std::string(SessionDocument::mostBytes / 2, 'x'), ""), InputError);
 }
 
 }  // namespace

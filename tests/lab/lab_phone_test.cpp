@@ -127,7 +127,7 @@ TEST_F(LabPhones, FollowTheApplicationThroughItsLife) {
   EXPECT_EQ(compactJSON(state("total")), counted) << "an alert alone does not wake the application";
   const Value silent = deliver(R"({"aps": {"content-available": 1}, "addInfo": "{\"pellionPnID\": 7}"})", "silent");
   perform({openIt, silent});
-  EXPECT_EQ(state("open"), Value(true)) << "nobody sees a silent notification";
+  EXPECT_EQ(state("open"), Value(true)) << "a silent notification is not shown";
   EXPECT_EQ(state("notifications").elements().size(), 2U) << "the sale alone, twice";
   perform({action(R"({"do": "kill"})")});
   EXPECT_EQ(state("running"), Value(false));
@@ -242,6 +242,10 @@ TEST_F(LabPhones, JudgeAnOpenedScenarioAsARunOfItDoes) {
     EXPECT_EQ(found, states);
     EXPECT_EQ(state("outcome"), outcome) << states;
   }
+  open(begin + raised + "]}");
+  last_ = 0;
+  perform({action(R"({"do": "next"})"), action(R"({"do": "next"})"), openIt});
+  EXPECT_THAT(refused_, HasSubstr("press Next step first"));
 }
 
 TEST_F(LabPhones, ShowWhoIsCalledInWhichOrder) {
@@ -310,7 +314,8 @@ TEST_F(LabPhones, RefuseWhatCannotBeDone) {
       {R"({"do": "deliver", "payload": "{}"})", "neither show this notification nor wake"},
       {R"({"do": "step", "step": {"deliver": {"payload": "/etc/passwd"}}})", "names the file /etc/passwd"},
       {R"({"do": "extension", "payload": "{\"aps\": {}}"})", "has no pellionPnID"},
-      {R"({"do": "respond", "notification": "other", "with": "tap"})", "there is no notification \"other\""}};
+      {R"({"do": "respond", "notification": "other", "with": "tap"})",
+       "no notification of the session is called \"other\""}};
   for (const auto& [text, error] : cases) {
     perform({action(text)});
     EXPECT_THAT(refused_, HasSubstr(error));
@@ -351,17 +356,6 @@ TEST_F(LabPhones, NeverShowSecrets) {
     EXPECT_THAT(message.data, Not(AnyOf(HasSubstr("secret-bearer"), HasSubstr("secret-key"), HasSubstr("other-secret"),
                                         HasSubstr("later-secret"))));
   }
-}
-
-TEST(SessionDocument, HasALargestSize) {
-  SessionDocument document("scenario", shop);
-  const auto step = [](std::size_t size) {
-    return placelessNode(Value::dictionary({{"say", std::string(size, 'x')}}));
-  };
-  document.add(step(SessionDocument::mostBytes / 2), {});
-  EXPECT_NO_THROW(static_cast<void>(document.with(step(1))));
-  EXPECT_THROW(static_cast<void>(document.with(step(SessionDocument::mostBytes / 2))), InputError);
-  EXPECT_THROW(document.nameOf(std::string(SessionDocument::mostBytes / 2, 'x'), ""), InputError);
 }
 
 // The test's time limit shows that none of these waits for the answer.

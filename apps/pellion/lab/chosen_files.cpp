@@ -17,7 +17,13 @@ using platform::Value;
 
 /// A JSON text on one line. Line breaks occur between its tokens alone.
 std::string onOneLine(std::string_view file, std::string_view text) {
-  static_cast<void>(readJSON(file, text));  // throws
+  const JSONNode content = readJSON(file, text);
+  const JSONNode* certificates = content.find("CA_FILE");
+  if (certificates != nullptr && certificates->value.ifString() &&
+      std::filesystem::path(certificates->value.text()).is_relative()) {
+    throw errorAt(file, certificates->position,
+                  "CA_FILE is relative to this file, whose folder a browser does not tell; give an absolute path");
+  }
   std::string line(withoutByteOrderMark(text));
   std::ranges::replace_if(
       line, [](char character) { return character == '\n' || character == '\r'; }, ' ');
@@ -81,6 +87,7 @@ ChosenScenario scenarioAmong(const Value& files) {
   for (const NamedFile& named : namedIn(scenario.file, document)) {
     const std::string name = fileName(named);
     const Value* content = files.find(name);
+    if (name.empty()) throw errorAt(scenario.file, named.position, "names no file; write the name of one");
     if (content == nullptr) {
       throw errorAt(scenario.file, named.position,
                     "names the file " + named.path + "; choose " + name + " together with it");

@@ -8,6 +8,7 @@
 #include "host/phone/phone.h"
 #include "pellion/document/presentation.h"
 #include "pellion/lab/call_chain.h"
+#include "pellion/lab/lab_action.h"
 #include "pellion/payload/button_problems.h"
 #include "pellion/payload/payload.h"
 #include "pellion/steps/observed_expectation.h"
@@ -28,6 +29,11 @@ constexpr std::size_t largestEventText = 16U << 10;  // bytes of the lines of on
 constexpr std::chrono::milliseconds betweenStates{50};
 constexpr int mostWaits = 100;
 
+bool expectsRaised(const JSONNode& step) {
+  const Value* expectation = step.value.find("expect");
+  return expectation != nullptr && expectation->find("raised") != nullptr;
+}
+
 /// A step that needs an application that is not running.
 bool launches(const JSONNode& step) {
   const std::string_view name = step.members.empty() ? step.value.text() : step.members.front().name;
@@ -36,11 +42,6 @@ bool launches(const JSONNode& step) {
 }
 
 Value stepNamed(std::string_view name) { return Value::dictionary({{name, Value::dictionary({})}}); }
-
-std::string textIn(const Value& action, std::string_view name) {
-  const Value* text = action.find(name);
-  return text == nullptr ? std::string() : std::string(text->text());
-}
 
 /// The lines as lists of pairs of text and colour, cut off where they become too long for a page.
 Value linesDocument(const Lines& lines) {
@@ -61,23 +62,6 @@ Value linesDocument(const Lines& lines) {
   }
   return Value::list(all);
 }
-
-Value payloadIn(const Value& action) {
-  const std::string text = textIn(action, "payload");
-  const JSONNode payload = readJSON("the payload", text);
-  if (!isObject(payload.value)) throw errorAt("the payload", payload.position, "it is no JSON object; write one: {…}");
-  if (const std::size_t size = compactJSON(payload.value).size(); size > largestPushPayload) {
-    throw InputError("the payload has " + std::to_string(size) + " bytes, and the push service takes " +
-                     std::to_string(largestPushPayload) + "; shorten it");
-  }
-  return payload.value;
-}
-
-const Field actionFields[] = {{"do", &shapes::text, true}, {"payload", &shapes::text},
-                              {"name", &shapes::text},     {"notification", &shapes::text},
-                              {"with", &shapes::text},     {"seconds", &shapes::seconds},
-                              {"step", &shapes::any}};
-const Shape actionShape{"an action such as {\"do\": \"open\"}", isObject, actionFields};
 
 }  // namespace
 
@@ -178,11 +162,12 @@ void LabSession::playNext(const Value& /*action*/) {
   if (document_.waiting().empty()) throw InputError("no step waits; open a scenario first");
   const JSONNode next = document_.waiting().front();
   if (isRunning() && launches(next)) {
-    throw InputError("the next step launches the application, which you have opened already; end it with Kill first");
+    throw InputError("the next step launches the application, which runs already; end it with Kill first");
   }
   play(next, false);
   document_.takeWaiting();
-  if (document_.waiting().empty()) run_->conclude();
+  // A warning about a step that was put in between would have no place, and the kept scenario gives no cause for it.
+  if (document_.waiting().empty()) run_->conclude(!hasOwnSteps_);
 }
 
 void LabSession::playRest(const Value& action) {
@@ -217,7 +202,7 @@ void LabSession::deliverPush(const Value& action) {
 }
 
 void LabSession::recordByExtension(const Value& action) {
-  Payload payload = readPayload("the payload", compactJSON(payloadIn(action)));
+  Payload payload = payloadToRecordIn(action);
   std::optional<Value> id;
   run_->device().runExtension([&] {
     run_->attempt("extension", [&] {
@@ -239,7 +224,7 @@ void LabSession::respondAs(const Value& action) {
   const std::string name = textIn(action, "notification");
   const std::string with = textIn(action, "with");
   if (!document_.hasNotification(name)) {
-    throw InputError("there is no notification \"" + name + "\" on the phone; deliver one first");
+    throw InputError("no notification of the session is called \"" + name + "\"; deliver one first");
   }
   if (with == "dismiss" && !document_.hasCategory(name)) {
     return run_->report("user", "dismissed without application", Value::dictionary({{"notification", name}}));
@@ -269,6 +254,10 @@ void LabSession::playGiven(const Value& action) { play(*action.find("step")); }
 
 /// Its errors name no place, as it is in no file.
 void LabSession::play(const Value& step) {
+  if (!document_.waiting().empty() && expectsRaised(document_.waiting().front())) {
+    throw InputError("the next step expects what the last one has raised; press Next step first");
+  }
+  hasOwnSteps_ = true;
   try {
     play(placelessNode(step), true);
   } catch (const DocumentError& error) {
@@ -299,9 +288,7 @@ void LabSession::play(const JSONNode& step, bool isOwn) {
 
 /// By the step that follows the first of those that wait, as in a run of the scenario.
 bool LabSession::isRaiseExpected() const {
-  if (document_.waiting().size() < 2) return false;
-  const Value* expectation = document_.waiting()[1].value.find("expect");
-  return expectation != nullptr && expectation->find("raised") != nullptr;
+  return document_.waiting().size() > 1 && expectsRaised(document_.waiting()[1]);
 }
 
 Value LabSession::observed(const Step& step) {

@@ -80,6 +80,7 @@ class LabSession {
   std::atomic<bool> hasFailed_ = false;  ///< an expectation, since play() has last asked
   std::set<std::size_t> failed_;         ///< indices of steps
   bool hasPassed_ = false;               ///< the scenario that was opened, at its end
+  bool hasOwnSteps_ = false;
   bool hasNewChain_ = false;
   bool hasUnobserved_ = false;  ///< events of steps that were opened
   std::chrono::steady_clock::time_point lastState_;

@@ -123,7 +123,7 @@ void LabState::countBadge(const Value& payload) {
 }
 
 void LabState::onDelivery(const host::Event& event) {
-  const std::string name = textOr(entry(event.details, "notification"), "notification");
+  const std::string name = textOr(entry(event.details, "notification"), "without a name");
   if (const Value* payload = event.details.find("payload")) payloads_[name] = *payload;
   const Value& payload = payloads_[name];
   isOpen_ = entry(event.details, "in") == Value("foreground");

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "pellion/lab/lab_action.h"
 #include "pellion/text/json_reader.h"
 
 namespace pellion {
@@ -61,10 +62,6 @@ bool isTooLarge(const std::string& payload) { return payload.size() > LabExplain
 
 constexpr const char* tooLarge = "larger than 64 KiB; the push service takes 4096 bytes";
 
-constexpr const char* otherDocument =
-    "this is a scenario or a configuration, not a payload; open a scenario under Scenario, and configure the "
-    "application under Application";
-
 bool isRepairable(Explainer& explainer, const std::string& payload) {
   try {
     explainer.explain(payloadName, repairedJSON(payload), false);
@@ -121,8 +118,12 @@ Value LabExplainer::fixed(const std::string& payload, const std::vector<std::str
                           std::optional<std::size_t> finding) {
   if (isTooLarge(payload)) throw InputError(std::string(payloadName) + ": " + tooLarge);
   return run(schemes, [&](Explainer& explainer) {
-    return Value::dictionary({{"payload", finding ? explainer.corrected(payloadName, payload, *finding)
-                                                  : explainer.corrected(payloadName, payload)}});
+    try {
+      return Value::dictionary({{"payload", finding ? explainer.corrected(payloadName, payload, *finding)
+                                                    : explainer.corrected(payloadName, payload)}});
+    } catch (const OtherDocument&) {
+      throw InputError(otherDocument);
+    }
   });
 }
 

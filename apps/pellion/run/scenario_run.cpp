@@ -81,8 +81,8 @@ bool ScenarioRun::run() {
   return !hasFailed_;
 }
 
-void ScenarioRun::conclude() {
-  if (!hasFailed_) reportWarnings();
+void ScenarioRun::conclude(bool withWarnings) {
+  if (withWarnings && !hasFailed_) reportWarnings();
   report("scenario", hasFailed_ ? "failed" : "passed", Value::dictionary({{"name", scenario().name}}));
 }
 

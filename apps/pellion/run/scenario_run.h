@@ -49,7 +49,7 @@ class ScenarioRun final : public ScenarioPhone {
   /// Makes the run fail at this step if that raised something, which the next step must expect. Returns whether it did.
   bool refuseRaised(const Step& step);
   /// Reports warnings, unless the run has failed, and whether it passed.
-  void conclude();
+  void conclude(bool withWarnings = true);
   /// Calls `change`, which may change the scenario. Between steps: events of other threads wait meanwhile.
   void changeScenario(const std::function<void()>& change);
   /// The position of the expectation or step that made the run fail.

@@ -62,10 +62,10 @@ Lines delivered(const Value& details) {
 }
 
 Lines shownWithoutApplication(const Value& details) {
-  return withPayload({{"shows "}, notificationName(details), {"; the application does not hear of it"}}, details);
+  return withPayload({{"shows "}, notificationName(details), {"; the application is not notified"}}, details);
 }
 Lines dismissedWithoutApplication(const Value& details) {
-  return {{{"dismisses "}, notificationName(details), {"; the application does not hear of it"}}};
+  return {{{"dismisses "}, notificationName(details), {"; the application is not notified"}}};
 }
 
 Lines responded(const Value& details) {

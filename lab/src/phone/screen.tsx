@@ -130,14 +130,15 @@ function OpenApplication({ state }: { state: State }) {
 /** A press on the screen may remove what was pressed. The focus then stays on the screen. */
 function useKeptFocus() {
   const screen = useRef<HTMLDivElement>(null);
-  const isPressed = useRef(false);
+  const pressed = useRef<Element | null>(null);
   useLayoutEffect(() => {
-    if (!isPressed.current || document.activeElement !== document.body) return;
-    isPressed.current = false;
+    if (!pressed.current || pressed.current.isConnected) return;
+    pressed.current = null;
+    if (document.activeElement !== document.body) return;
     screen.current?.querySelector("button")?.focus({ preventScroll: true });
   });
   const onClickCapture = () => {
-    isPressed.current = true;
+    pressed.current = document.activeElement;
   };
   return { ref: screen, onClickCapture };
 }

@@ -20,8 +20,9 @@ const matches = (entry: Entry, hidden: ReadonlySet<string>, text: string) =>
   !hidden.has(entry.category) &&
   (text === "" || `${entry.event.actor} ${entry.title}\n${linesText(entry)}`.toLowerCase().includes(text));
 
-/** Why an expectation failed stands in its further lines. */
-const hasFailed = ({ event }: Entry) => event.actor === "expectation" && event.what === "failed";
+/** Why an expectation failed, or what was raised, stands in its further lines. */
+const hasFailed = ({ event }: Entry) =>
+  event.what === "raised" || (event.actor === "expectation" && event.what === "failed");
 
 let lastFailure = 0;
 
