@@ -76,7 +76,7 @@ test("the day of ./run, by mouse", async ({ labPage }) => {
     await labPage.button("End session").click();
     await labPage.button("Report").click();
     await labPage.button("Dismiss notification 2").click();
-    await labPage.event("module raises NSInvalidArgumentException").click();
+    await expect(labPage.event("module raises NSInvalidArgumentException")).toBeVisible();
     await expect(labPage.timeline).toContainText("attempt to insert nil object from objects[3]");
     await labPage.expectCounts(2, 3, 1);
   });
