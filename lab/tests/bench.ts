@@ -110,7 +110,7 @@ test("scrolling through 10,000 lines", async ({ labPage }) => {
     buffer: Buffer.from(JSON.stringify({ name: "Long", notifications: { sale }, steps })),
   });
   await labPage.button("Run the rest").click();
-  await expect(labPage.button("Run the rest")).toHaveCount(0, { timeout: 120_000 });
+  await expect(page.getByText("The scenario passed.")).toBeVisible({ timeout: 120_000 });
   await labPage.whenReady();
   for (const chip of await page.getByRole("group", { name: "Actors shown" }).getByRole("button").all()) {
     if ((await chip.getAttribute("aria-pressed")) === "false") await chip.click();
