@@ -56,25 +56,31 @@ TransferLoop::~TransferLoop() {
 int TransferLoop::watch(CURL* handle, curl_socket_t socket, int what, void* self, void* /*noted*/) {
   auto& loop = *static_cast<TransferLoop*>(self);
   if (what == CURL_POLL_REMOVE) {
-    loop.forget(socket);
+    // libcurl may report this after it has closed a socket that was connecting, when its number can already be another
+    // thread's. A closed one leaves epoll by itself, an open one when it is closed or at its next event.
+    loop.watched_.erase(socket);
     return 0;
   }
   epoll_event event{.events = 0, .data = {.fd = socket}};
   if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
   if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
-  const bool isNew = loop.watched_.insert_or_assign(socket, handle).second;
-  epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
+  loop.watched_[socket] = handle;
+  const bool isNew = loop.inEpoll_.insert(socket).second;
+  if (epoll_ctl(loop.events_, isNew ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event) != 0) {
+    epoll_ctl(loop.events_, isNew ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
+  }
   return 0;
 }
 
-// libcurl may report the end of its interest after this, when the number can already be another thread's descriptor.
 int TransferLoop::closeSocket(void* self, curl_socket_t socket) {
-  static_cast<TransferLoop*>(self)->forget(socket);
+  auto& loop = *static_cast<TransferLoop*>(self);
+  loop.watched_.erase(socket);
+  loop.leaveEpoll(socket);
   return close(socket);
 }
 
-void TransferLoop::forget(curl_socket_t socket) {
-  if (watched_.erase(socket) == 0) return;
+void TransferLoop::leaveEpoll(curl_socket_t socket) {
+  if (inEpoll_.erase(socket) == 0) return;
   epoll_event none{};
   epoll_ctl(events_, EPOLL_CTL_DEL, socket, &none);
 }
@@ -122,7 +128,10 @@ void TransferLoop::turn(Time deadline, const Ended& ended) {
       eventfd_read(wakeUp_, &wakes);
       continue;
     }
-    if (!watched_.contains(event.data.fd)) continue;  // an event before has ended it
+    if (!watched_.contains(event.data.fd)) {
+      leaveEpoll(event.data.fd);
+      continue;
+    }
     int what = 0;
     if ((event.events & EPOLLIN) != 0) what |= CURL_CSELECT_IN;
     if ((event.events & EPOLLOUT) != 0) what |= CURL_CSELECT_OUT;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace services {
@@ -41,7 +42,7 @@ class TransferLoop {
   };
   static int watch(CURL* handle, curl_socket_t socket, int what, void* self, void* noted);
   static int closeSocket(void* self, curl_socket_t socket);
-  void forget(curl_socket_t socket);
+  void leaveEpoll(curl_socket_t socket);
   static int setTimer(CURLM* multi, long milliseconds, void* self);
   [[nodiscard]] int millisecondsUntil(Time deadline) const;
   void act(curl_socket_t socket, int what);
@@ -50,6 +51,7 @@ class TransferLoop {
   const int wakeUp_;                                        // eventfd
   std::optional<Time> timer_;                               // libcurl's next
   std::unordered_map<curl_socket_t, const CURL*> watched_;  // with the transfer that uses it
+  std::unordered_set<curl_socket_t> inEpoll_;               // also those of connections that no transfer uses
   std::unique_ptr<CURLM, Cleanup> multi_;
 };
 
