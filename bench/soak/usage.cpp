@@ -13,9 +13,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Allows for idle handles of libcurl that a burst of requests leaves behind, and for the allocator: in a million
-// notifications, far below one lost byte for each.
-constexpr std::size_t residentToleranceKiB = 1024;
+// Allows for idle handles of libcurl that a burst of requests leaves behind. Resident memory also depends on how many
+// threads a busy machine lets allocate at once; what is lost for each notification shows in the allocated memory, in a
+// million of them far below one byte for each.
+constexpr std::size_t residentToleranceKiB = 2048;
 constexpr std::size_t heapToleranceKiB = 768;
 
 #ifdef PELLION_SANITIZED
@@ -56,7 +57,7 @@ bool print(const std::vector<Promise>& promises) {
 
 std::vector<Promise> promiseLevelMemory(const Usage& first, const Usage& last) {
   if (!isMemoryMeasured) return {};
-  return {{"resident memory, KiB: at most 1 MiB more than after the first tenth",
+  return {{"resident memory, KiB: at most 2 MiB more than after the first tenth",
            change(first.residentKiB, last.residentKiB), last.residentKiB <= first.residentKiB + residentToleranceKiB},
           {"allocated memory, KiB: at most 768 KiB more than after the first tenth",
            change(first.heapKiB, last.heapKiB), last.heapKiB <= first.heapKiB + heapToleranceKiB}};
