@@ -44,8 +44,8 @@ file(GLOB platform_headers RELATIVE ${PROJECT_SOURCE_DIR}/src CONFIGURE_DEPENDS 
 set(host_headers clock core_library main_queue observed_event phone process system_events url_schemes)
 list(TRANSFORM host_headers REPLACE ".+" "host/phone/\\0.h")
 list(APPEND host_headers services/core_library/configuration.h services/item_store.h services/memory_store.h
-     services/timed_queue.h services/http/network.h services/http/network_policy.h services/http/request_outcome.h
-     services/http/request_owner.h)
+     services/timed_queue.h services/http/network_policy.h services/url_loading/network.h
+     services/url_loading/request_outcome.h services/url_loading/request_owner.h)
 pellion_install_headers(${PROJECT_SOURCE_DIR}/src ${platform_headers} ${host_headers})
 set(backend_headers answer backend jwt_reader received_request)
 list(TRANSFORM backend_headers REPLACE ".+" "pellion/backend/\\0.h")

@@ -11,7 +11,7 @@
 #include "host/phone/ui_application.h"
 #include "platform/send.h"
 #include "platform/ui_application.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/messaging/messaging_phone.h"
 
 namespace fuzz {

@@ -4,8 +4,8 @@
 #include "host/phone/process.h"
 #include "platform/url.h"
 #include "services/http/http_url.h"
-#include "services/http/network.h"
 #include "services/url_components.h"
+#include "services/url_loading/network.h"
 #include "services/url_reference.h"
 #include "value/ascii.h"
 

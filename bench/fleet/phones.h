@@ -10,7 +10,7 @@
 
 #include "host/phone/phone.h"
 #include "pellion/document/application_description.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace bench {
 

@@ -15,7 +15,7 @@
 #include "platform/json_serialization.h"
 #include "platform/user_defaults.h"
 #include "platform/user_notifications.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/offline_session.h"
 
 namespace soak {

@@ -1,7 +1,7 @@
 #include "bench/soak/phone.h"
 
 #include "bench/soak/shop.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace soak {
 

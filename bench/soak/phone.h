@@ -7,7 +7,7 @@
 #include "host/phone/phone.h"
 #include "host/phone/system_events.h"
 #include "pellion/run/temporary_directory.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace soak {
 

@@ -13,7 +13,7 @@
 #include "bench/soak/soak.h"
 #include "pellion/backend/backend.h"
 #include "platform/user_notifications.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace soak {
 namespace {

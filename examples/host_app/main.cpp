@@ -19,7 +19,7 @@
 #include "host/phone/system_events.h"
 #include "pellion/backend/backend.h"
 #include "platform/user_defaults.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "shop_application.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // What the host does where the platform says nothing of key-value observing; tests/contract has the rest.
 
 #include "host/phone/process.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/contract/observed_objects.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include "host/phone/process.h"
 #include "platform/url_session.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/loopback_server.h"
 
 namespace {

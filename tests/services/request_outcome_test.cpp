@@ -1,6 +1,6 @@
 // What the owner of requests learns of each of them.
 
-#include "services/http/request_outcome.h"
+#include "services/url_loading/request_outcome.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "services/http/tcp_counters.h"
+#include "services/url_loading/tcp_counters.h"
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>

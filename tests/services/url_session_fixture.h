@@ -11,7 +11,7 @@
 #include "host/phone/process.h"
 #include "platform/url_session.h"
 #include "services/gzip.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/loopback_server.h"
 
 namespace test {

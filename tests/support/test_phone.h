@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/phone/phone.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/log_line.h"
 #include "tests/support/temporary_directory.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "host/phone/process.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace test {
 

@@ -13,7 +13,7 @@
 
 #include "pellion/backend/answer.h"
 #include "pellion/backend/received_request.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;

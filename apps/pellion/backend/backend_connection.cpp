@@ -17,8 +17,8 @@
 #include <system_error>
 
 #include "pellion/text/input_error.h"
-#include "services/http/network.h"
-#include "services/http/tcp_counters.h"
+#include "services/url_loading/network.h"
+#include "services/url_loading/tcp_counters.h"
 
 namespace pellion {
 namespace {

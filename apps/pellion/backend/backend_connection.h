@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "pellion/backend/answer.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 struct gnutls_session_int;
 

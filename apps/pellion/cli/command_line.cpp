@@ -24,7 +24,7 @@
 #include "pellion/text/text_width.h"
 #include "pellion/timeline/timeline.h"
 #include "pellion/timeline/trace.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 namespace {

@@ -20,8 +20,8 @@
 #include "pellion/text/json_writer.h"
 #include "pellion/text/output_file.h"
 #include "pellion/text/text_width.h"
-#include "services/http/network.h"
 #include "services/url_components.h"
+#include "services/url_loading/network.h"
 #include "value/ascii.h"
 
 namespace pellion {

@@ -11,7 +11,7 @@
 #include "pellion/document/application_description.h"
 #include "pellion/run/temporary_directory.h"
 #include "platform/url_session.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace host {
 class Phone;

@@ -9,7 +9,7 @@
 
 #include "pellion/fleet/histogram.h"
 #include "platform/url_session.h"
-#include "services/http/request_outcome.h"
+#include "services/url_loading/request_outcome.h"
 
 namespace pellion {
 

@@ -14,7 +14,7 @@
 
 #include "pellion/fleet/fleet_audit.h"
 #include "pellion/fleet/fleet_phone.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

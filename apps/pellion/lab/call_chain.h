@@ -2,7 +2,7 @@
 
 #include "pellion/run/scenario_run.h"
 #include "platform/value.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

@@ -10,7 +10,7 @@
 
 #include "pellion/lab/lab_phone.h"
 #include "pellion/text/input_error.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

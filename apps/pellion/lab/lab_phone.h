@@ -15,7 +15,7 @@
 #include "pellion/lab/message_log.h"
 #include "pellion/lab/session_document.h"
 #include "platform/value.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

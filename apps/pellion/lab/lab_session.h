@@ -13,7 +13,7 @@
 #include "pellion/lab/lab_state.h"
 #include "pellion/lab/session_document.h"
 #include "pellion/run/scenario_run.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

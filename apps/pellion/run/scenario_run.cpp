@@ -7,8 +7,8 @@
 #include "pellion/run/event_details.h"
 #include "pellion/run/stack_limit.h"
 #include "platform/exception.h"
-#include "services/http/network.h"
 #include "services/property_list/property_list.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

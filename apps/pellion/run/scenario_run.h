@@ -19,7 +19,7 @@
 #include "pellion/run/run_warnings.h"
 #include "pellion/run/scenario_phone.h"
 #include "pellion/run/temporary_directory.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 

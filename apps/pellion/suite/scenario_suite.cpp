@@ -17,7 +17,7 @@
 #include "pellion/text/text_width.h"
 #include "pellion/timeline/text_lines.h"
 #include "pellion/timeline/timeline.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace pellion {
 namespace {

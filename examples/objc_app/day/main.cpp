@@ -12,7 +12,7 @@
 #include "objc_app/day/shop_day.h"
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/scenario_steps.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 namespace {
 

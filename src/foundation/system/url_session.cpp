@@ -15,9 +15,9 @@
 #include "platform/json_serialization.h"
 #include "platform/process.h"
 #include "platform/reference.h"
-#include "services/http/network.h"
-#include "services/http/request_owner.h"
-#include "services/http/url_session.h"
+#include "services/url_loading/network.h"
+#include "services/url_loading/request_owner.h"
+#include "services/url_loading/url_session.h"
 #include "services/url_release.h"
 #include "value/ascii.h"
 

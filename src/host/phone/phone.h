@@ -8,8 +8,8 @@
 #include "host/phone/core_library.h"
 #include "host/phone/process.h"
 #include "services/core_library/configuration.h"
-#include "services/http/network.h"
 #include "services/item_store.h"
+#include "services/url_loading/network.h"
 
 namespace host {
 

@@ -8,8 +8,8 @@
 #include "platform/objc.h"
 #include "platform/process.h"
 #include "platform/reference.h"
-#include "services/http/network.h"
 #include "services/sqlite_store.h"
+#include "services/url_loading/network.h"
 #include "services/url_release.h"
 
 namespace host {

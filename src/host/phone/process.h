@@ -13,9 +13,9 @@
 #include "host/phone/url_schemes.h"
 #include "platform/log.h"
 #include "platform/url_session.h"
-#include "services/http/request_outcome.h"
-#include "services/http/request_owner.h"
 #include "services/item_store.h"
+#include "services/url_loading/request_outcome.h"
+#include "services/url_loading/request_owner.h"
 
 namespace host {
 

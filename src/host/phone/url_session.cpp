@@ -8,7 +8,7 @@
 
 #include "host/phone/process.h"
 #include "platform/json_serialization.h"
-#include "services/http/url_session.h"
+#include "services/url_loading/url_session.h"
 #include "value/printable_text.h"
 
 namespace host {

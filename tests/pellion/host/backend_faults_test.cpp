@@ -12,7 +12,7 @@
 #include "pellion/run/scenario_run.h"
 #include "pellion/steps/scenario_steps.h"
 #include "pellion/timeline/event_text.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/raw_client.h"
 #include "tests/support/test_phone.h"
 

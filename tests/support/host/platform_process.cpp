@@ -6,7 +6,7 @@
 #include "host/phone/process.h"
 #include "host/phone/ui_application.h"
 #include "host/phone/user_notifications.h"
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 #include "tests/support/raised.h"
 #include "tests/support/temporary_directory.h"
 

@@ -1,4 +1,4 @@
-#include "services/http/network.h"
+#include "services/url_loading/network.h"
 
 #include <curl/curl.h>
 #include <poll.h>
@@ -21,11 +21,11 @@
 #include <utility>
 #include <vector>
 
-#include "services/http/handler_pool.h"
-#include "services/http/request_owner.h"
-#include "services/http/tcp_counters.h"
-#include "services/http/transfer_loop.h"
-#include "services/http/url_load.h"
+#include "services/url_loading/handler_pool.h"
+#include "services/url_loading/request_owner.h"
+#include "services/url_loading/tcp_counters.h"
+#include "services/url_loading/transfer_loop.h"
+#include "services/url_loading/url_load.h"
 
 namespace services {
 namespace {

@@ -1,4 +1,4 @@
-#include "services/http/handler_pool.h"
+#include "services/url_loading/handler_pool.h"
 
 #include <utility>
 

@@ -16,7 +16,7 @@ struct URLRequest;
 namespace services {
 
 class Network;
-struct RequestOutcome;  // services/http/request_outcome.h
+struct RequestOutcome;  // services/url_loading/request_outcome.h
 
 /// The process that requests belong to, as their sessions see it. All functions may be called from any thread.
 class RequestOwner {

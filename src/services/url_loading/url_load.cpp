@@ -1,4 +1,4 @@
-#include "services/http/url_load.h"
+#include "services/url_loading/url_load.h"
 
 #include <algorithm>
 #include <utility>

@@ -6,11 +6,11 @@
 #include <string>
 
 #include "platform/url_session.h"
-#include "services/http/handler_pool.h"
 #include "services/http/http_exchange.h"
-#include "services/http/request_outcome.h"
-#include "services/http/request_owner.h"
 #include "services/http/trust_store.h"
+#include "services/url_loading/handler_pool.h"
+#include "services/url_loading/request_outcome.h"
+#include "services/url_loading/request_owner.h"
 
 namespace services {
 

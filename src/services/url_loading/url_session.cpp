@@ -1,12 +1,12 @@
-#include "services/http/url_session.h"
+#include "services/url_loading/url_session.h"
 
 #include <algorithm>
 #include <atomic>
 #include <utility>
 
-#include "services/http/network.h"
-#include "services/http/request_owner.h"
-#include "services/http/url_load.h"
+#include "services/url_loading/network.h"
+#include "services/url_loading/request_owner.h"
+#include "services/url_loading/url_load.h"
 
 namespace services {
 namespace {

@@ -1,4 +1,4 @@
-#include "services/http/transfer_loop.h"
+#include "services/url_loading/transfer_loop.h"
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
